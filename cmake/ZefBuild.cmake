@@ -1,0 +1,64 @@
+# Settings shared by all targets, and the two functions that define them.
+
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+find_program(ZEF_CCACHE ccache)
+if(ZEF_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${ZEF_CCACHE}")
+endif()
+
+add_library(zef_options INTERFACE)
+target_compile_features(zef_options INTERFACE cxx_std_20)
+# Contracted multiply-adds would make results depend on the target processor.
+target_compile_options(zef_options INTERFACE
+  -ffp-contract=off -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<BOOL:${ZEF_WERROR}>:-Werror>)
+if(ZEF_SANITIZE)
+  target_compile_options(zef_options INTERFACE
+    -fsanitize=${ZEF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(zef_options INTERFACE -fsanitize=${ZEF_SANITIZE})
+endif()
+
+# One folder of the library: a static target zef_<name> that names the folders
+# it may use, so that a use of any other folder fails to link.
+#   zef_add_folder(grid SOURCES Calc.cpp USES geometry parallel [LIBRARIES ...])
+function(zef_add_folder name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+  add_library(zef_${name} STATIC ${ARG_SOURCES})
+  target_include_directories(zef_${name} PUBLIC
+    "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}/dev/src_lib")
+  list(TRANSFORM ARG_USES PREPEND zef_)
+  target_link_libraries(zef_${name} PUBLIC zef_options ${ARG_USES} ${ARG_LIBRARIES})
+  set_property(GLOBAL APPEND PROPERTY ZEF_FOLDERS zef_${name})
+endfunction()
+
+# One test program per folder of tests/: test_<name>, run by ctest as <name>.
+#   zef_add_test(grid SOURCES Calc_test.cpp USES grid [LABELS parallel])
+# The label "parallel" also runs it under the thread sanitizer.
+function(zef_add_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBRARIES;LABELS" ${ARGN})
+  add_executable(test_${name} ${ARG_SOURCES})
+  target_include_directories(test_${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+  list(TRANSFORM ARG_USES PREPEND zef_)
+  target_link_libraries(test_${name} PRIVATE ${ARG_USES} ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main)
+  add_test(NAME ${name} COMMAND test_${name})
+  set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 900)
+  if("parallel" IN_LIST ARG_LABELS)
+    add_dependencies(parallel_tests test_${name})
+  endif()
+endfunction()
+
+# One benchmark program: bench_<name>.
+#   zef_add_bench(sortMT SOURCES sortMT_bench.cpp USES parallel [LIBRARIES ...])
+function(zef_add_bench name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+  add_executable(bench_${name} ${ARG_SOURCES})
+  list(TRANSFORM ARG_USES PREPEND zef_)
+  target_link_libraries(bench_${name} PRIVATE ${ARG_USES} ${ARG_LIBRARIES} benchmark::benchmark benchmark::benchmark_main)
+endfunction()

@@ -1,0 +1,103 @@
+#include "zef/License.h"
+
+#include <chrono>
+#include <iostream>
+#include <mutex>
+#include <utility>
+
+#include "frame/License.h"
+#include "frame/tools.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+using Clock = std::chrono::system_clock;
+
+struct LicenseState {
+    std::mutex mutex;
+    bool bGranted = true;
+    bool bTrial = false;  // the grant ends at trialEnd
+    Clock::time_point trialEnd;
+    std::string key;  // empty for the grant that every process starts with
+    LicensePolicy policy;
+
+    bool isGranted() const { return bGranted && (!bTrial || Clock::now() < trialEnd); }
+};
+
+LicenseState& licenseState() {
+    static LicenseState state;
+    return state;
+}
+
+}  // namespace
+
+bool activateLicense(const std::string& key) {
+    if (key.empty()) return false;
+    LicenseState& state = licenseState();
+    const std::lock_guard lock(state.mutex);
+    state.bGranted = true;
+    state.bTrial = false;
+    state.key = key;
+    return true;
+}
+
+void deactivateLicense() {
+    LicenseState& state = licenseState();
+    const std::lock_guard lock(state.mutex);
+    state.bGranted = false;
+    state.bTrial = false;
+    state.key.clear();
+}
+
+bool extendTrial(int days) {
+    if (days <= 0) return false;
+    LicenseState& state = licenseState();
+    const std::lock_guard lock(state.mutex);
+    const auto now = Clock::now();
+    const auto start = state.bTrial && state.trialEnd > now ? state.trialEnd : now;
+    // A trial never shortens a full grant.
+    if (state.bGranted && !state.bTrial) return true;
+    state.trialEnd = start + std::chrono::hours(24) * days;
+    state.bGranted = true;
+    state.bTrial = true;
+    return true;
+}
+
+bool isLicensed() {
+    LicenseState& state = licenseState();
+    const std::lock_guard lock(state.mutex);
+    return state.isGranted();
+}
+
+void printLicense() {
+    LicenseState& state = licenseState();
+    const std::lock_guard lock(state.mutex);
+    const char* kind = !state.isGranted() ? "none" : state.bTrial ? "trial" : "granted";
+    std::cout << std::string("ZEF, license: ") + kind + (state.key.empty() ? "" : ", key " + state.key) << std::endl;
+}
+
+void setLicensePolicy(LicensePolicy policy) {
+    LicenseState& state = licenseState();
+    const std::lock_guard lock(state.mutex);
+    state.policy = std::move(policy);
+}
+
+void passLicenseGate(const char* gate, uint64 numPoints) {
+    LicensePolicy policy;
+    bool bGranted = false;
+    {
+        LicenseState& state = licenseState();
+        const std::lock_guard lock(state.mutex);
+        bGranted = state.isGranted();
+        policy = state.policy;
+    }
+    // The policy runs without the lock, so that it may ask for the state itself.
+    if (bGranted && (!policy || policy({gate, numPoints}))) return;
+    std::cout << std::string("\nERROR: the license does not allow ") + gate + " with " + std::to_string(numPoints) +
+                     " points\n"
+              << std::flush;
+    throwLicense();
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,175 @@
+#include "frame/Progress.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <memory>
+#include <thread>
+
+#include "frame/tools.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+const char* const unusedName = "empty";
+
+int64 monotonicNanoseconds() {
+    const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(sinceStart).count();
+}
+
+}  // namespace
+
+ProgressBase::~ProgressBase() = default;
+
+Progress::Progress(std::string nodeName, double nodeWeight, Progress* pParentNode)
+    : name(std::move(nodeName)), weight(nodeWeight), pParent(pParentNode), startTime(monotonicNanoseconds()) {}
+
+Progress::~Progress() {
+    for (auto& [childName, pChild] : mNameKids) delete pChild;
+}
+
+void Progress::createChild(const std::string& childName, double childWeight) {
+    const std::lock_guard lock(mutex);
+    ASSEX(this->name!="empty");
+    auto pChild = std::make_unique<Progress>(childName, childWeight, this);
+    Progress*& pSlot = mNameKids[childName];
+    delete pSlot;
+    pSlot = pChild.release();
+}
+
+Progress* Progress::getChildProgressSetTodo(const std::string& childName, uint64 childTodo) {
+    const std::lock_guard lock(mutex);
+    if (todo == 0) todo = 1;
+    const auto q_it = mNameKids.find(childName);
+    ASSEX(q_it!=mNameKids.end());
+    Progress* pChild = q_it->second;
+    const std::lock_guard lockChild(pChild->mutex);
+    if (pChild->done == 0) {
+        pChild->setTodo(childTodo);
+        return pChild;
+    }
+    const double value = pChild->getValue();
+    const uint64 total = childTodo + pChild->done;
+    pChild->done = static_cast<uint64>(static_cast<double>(total) * value);
+    pChild->setTodo(total);
+    return pChild;
+}
+
+void Progress::setTodo(uint64 newTodo) {
+    const std::lock_guard lock(mutex);
+    todo = newTodo;
+    if (done == 0) notifyEvery = notificationStep();
+}
+
+// The step that moves the whole by about one part in 200.
+uint64 Progress::notificationStep() const {
+    if (!pParent || !(weight > 0.0)) return std::max<uint64>(todo / 200, 1);
+    double weightSum = 0.0;
+    for (const auto& [siblingName, pSibling] : pParent->mNameKids) weightSum += pSibling->weight;
+    if (!(weightSum > 0.0)) return std::max<uint64>(todo / 200, 1);
+    const double ticks = static_cast<double>(todo);
+    double step = std::ceil((ticks / 200.0) * (weightSum / weight));
+    if (step > ticks) step = std::ceil(ticks * 0.75);
+    return std::max<uint64>(static_cast<uint64>(step), 1);
+}
+
+double Progress::getValue() const {
+    const std::lock_guard lock(mutex);
+    if (todo == 0) return 1.0;
+    if (mNameKids.empty()) return std::min(static_cast<double>(done) / static_cast<double>(todo), 1.0);
+    double sum = 0.0;
+    double weightSum = 0.0;
+    for (const auto& [childName, pChild] : mNameKids) {
+        sum += pChild->getValue() * pChild->weight;
+        weightSum += pChild->weight;
+    }
+    return weightSum == 0.0 ? 1.0 : sum / weightSum;
+}
+
+void Progress::tick() {
+    const bool bChanges = done < todo;
+    if (bChanges) ++done;
+    ++sinceNotify;
+    // A finished child that is ticked on has nothing new to tell.
+    if (sinceNotify < notifyEvery && !(bChanges && done == todo)) return;
+    const std::lock_guard lock(mutex);
+    sinceNotify = 0;
+    notify("");
+}
+
+void Progress::notify(const std::string& text) {
+    const std::lock_guard lock(mutex);
+    if (pParent) {
+        pParent->notify(text);
+        return;
+    }
+    const double value = getValue();
+    if (value == lastValue) return;
+    lastValue = value;
+    if (pSubscriber) pSubscriber->update(std::string(name), value);
+}
+
+void Progress::finish(bool bNotify) {
+    const std::lock_guard lock(mutex);
+    if (mNameKids.empty()) done = todo;
+    for (auto& [childName, pChild] : mNameKids) pChild->finish(false);
+    if (bNotify) notify("");
+}
+
+void Progress::reset() {
+    const std::lock_guard lock(mutex);
+    for (auto& [childName, pChild] : mNameKids) {
+        pChild->name = "invalid";
+        delete pChild;
+    }
+    mNameKids.clear();
+    name = unusedName;
+    todo = 1;
+    done = 0;
+    notifyEvery = 1;
+    sinceNotify = 0;
+    lastValue = -1.0;
+}
+
+Progress* getProgress() {
+    // Never destroyed: a thread may still report while the process ends.
+    static auto* pmRoots = new std::map<std::thread::id, Progress*>;
+    static std::mutex rootsMutex;
+    const std::lock_guard lock(rootsMutex);
+    Progress*& pRoot = (*pmRoots)[std::this_thread::get_id()];
+    if (!pRoot) pRoot = new Progress(unusedName, 1.0, nullptr);
+    return pRoot;
+}
+
+void subscribe(ProgressBase* pSubscriber) {
+    Progress* pProgress = getProgress();
+    ASSEX(pProgress!=0);
+    if (!pSubscriber) return;
+    const std::lock_guard lock(pProgress->mutex);
+    pProgress->pSubscriber = pSubscriber;
+}
+
+void unsubscribe() {
+    Progress* pProgress = getProgress();
+    const std::lock_guard lock(pProgress->mutex);
+    pProgress->pSubscriber = nullptr;
+}
+
+void planProgress(const std::string& name, ProgressPlan plan) {
+    Progress* pRoot = getProgress();
+    pRoot->reset();
+    pRoot->name = name;
+    for (const auto& [childName, weight] : plan) pRoot->createChild(childName, weight);
+}
+
+bool ensureProgressPlan(const std::string& name, ProgressPlan plan) {
+    const Progress* pRoot = getProgress();
+    const bool bPlanned = std::all_of(plan.begin(), plan.end(),
+                                      [&](const auto& child) { return pRoot->mNameKids.count(child.first) > 0; });
+    if (!bPlanned) planProgress(name, plan);
+    return !bPlanned;
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,72 @@
+#include "frame/tools.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+namespace QUOR_ZEF {
+
+const char* ZefBugException::what() const noexcept {
+    return "ZEF Exception - Bug *OR* wrong usage. Report a bug and it will be fixed quickly: "
+           "please open an issue in the project's tracker";
+}
+
+const char* ZefLicenseException::what() const noexcept {
+    return "ZEF License Exception - no valid license";
+}
+
+namespace {
+
+// One string per message, so that messages of several threads do not mix.
+void showMessage(const std::string& place, const char* kind, const std::string& text) {
+    std::cout << "\n      [ZEF Message] " + place + kind + text + "\n\n" << std::flush;
+}
+
+const char* fileName(const char* path) {
+    const char* slash = std::strrchr(path, '/');
+    return slash ? slash + 1 : path;
+}
+
+}  // namespace
+
+void assexFailed(const char* file, int line, const char* function, const char* condition) {
+    std::cout << std::string("      ") + fileName(file) + ":" + std::to_string(line) + "\n      " + function
+              << std::flush;
+    showError("ASSEX", std::string("Condition [ ") + condition + " failed ]");
+    throwBug();
+}
+
+void showError(const std::string& place, const std::string& text) {
+    showMessage(place, ", ERROR: ", text);
+}
+
+void showWarning(const std::string& place, const std::string& text) {
+    showMessage(place, ", WARNING: ", text);
+}
+
+std::string where(const char* function, int line) {
+    return std::string(" ** ") + function + ":" + std::to_string(line) + " ** ";
+}
+
+void deliberateExit(const std::string& place) {
+    std::cout << "\n\ndeliberateExit(" + place + ")\n" << std::endl;
+    hardStop(0);
+}
+
+void hardStop(int status) {
+    std::cout.flush();
+    std::cerr.flush();
+    std::fflush(nullptr);
+    std::_Exit(status);
+}
+
+void throwBug() {
+    throw ZefBugException();
+}
+
+void throwLicense() {
+    throw ZefLicenseException();
+}
+
+}  // namespace QUOR_ZEF

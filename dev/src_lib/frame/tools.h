@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+
+#include "frame/types.h"
+#include "zef/exceptions.h"
+
+// Asserts that the library is in order. Always compiled in. A false condition
+// writes file, line, function and the condition, exactly as it stands in the
+// source, to standard output and throws ZefBugException.
+#define ASSEX(...)                                                                                                  \
+    do {                                                                                                            \
+        if (!static_cast<bool>(__VA_ARGS__)) [[unlikely]]                                                           \
+            QUOR_ZEF::assexFailed(__FILE__, __LINE__, static_cast<const char*>(__PRETTY_FUNCTION__), #__VA_ARGS__); \
+    } while (false)
+
+namespace QUOR_ZEF {
+
+// What ASSEX calls when its condition is false.
+[[noreturn]] void assexFailed(const char* file, int line, const char* function, const char* condition);
+
+// One message each on standard output; the run goes on. place: who speaks,
+// as a rule where(...).
+void showError(const std::string& place, const std::string& text);
+void showWarning(const std::string& place, const std::string& text);
+
+// " ** function:line ** ", the title of messages from ordinary code:
+// where(__PRETTY_FUNCTION__, __LINE__).
+std::string where(const char* function, int line);
+
+// Writes a line, flushes and ends the process with status 0, without running
+// destructors: it may be reached on a worker of the pool, which cannot wait for itself.
+[[noreturn]] void deliberateExit(const std::string& place);
+
+// Flushes and ends the process at once with this status; see deliberateExit.
+[[noreturn]] void hardStop(int status);
+
+[[noreturn]] void throwBug();
+[[noreturn]] void throwLicense();
+
+}  // namespace QUOR_ZEF
