@@ -10,7 +10,7 @@
 // source, to standard output and throws ZefBugException.
 #define ASSEX(...)                                                                                                  \
     do {                                                                                                            \
-        if (!static_cast<bool>(__VA_ARGS__)) [[unlikely]]                                                           \
+        if (!static_cast<bool>((__VA_ARGS__))) [[unlikely]]                                                         \
             QUOR_ZEF::assexFailed(__FILE__, __LINE__, static_cast<const char*>(__PRETTY_FUNCTION__), #__VA_ARGS__); \
     } while (false)
 
