@@ -6,6 +6,12 @@
 #include <memory>
 #include <set>
 
+#include "support/sanitizers.h"
+
+#ifdef __linux__
+#include <sys/resource.h>
+#endif
+
 using namespace QUOR_ZEF;
 
 namespace {
@@ -92,10 +98,7 @@ TEST(SimplePoolDeathTest, aSecondInitEndsTheProcessWithAMessage) {
                 "SimplePool::init\\(\\.\\.\\), ERROR: This pool is already initialized\n");
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#ifdef __linux__
-#include <sys/resource.h>
-
+#if defined(__linux__) && !ZEF_TEST_SANITIZED
 TEST(SimplePoolDeathTest, noMemoryEndsTheProcessWithAMessage) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto exhaust = [] {
@@ -107,5 +110,4 @@ TEST(SimplePoolDeathTest, noMemoryEndsTheProcessWithAMessage) {
     };
     EXPECT_EXIT(exhaust(), testing::ExitedWithCode(1), "SimplePool::alloc\\(\\.\\.\\), ERROR: Out of memory, sorry\n");
 }
-#endif
 #endif

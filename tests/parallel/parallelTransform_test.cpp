@@ -64,7 +64,7 @@ TEST_P(Loops, forEachVisitsEachElementOnce) {
 TEST_P(Loops, chunksTileTheRangeInOrderAndKeepTheirLeastSize) {
     using Chunk = std::pair<std::size_t, std::size_t>;
     for (const std::size_t n : sizes) {
-        for (const std::size_t minChunk : {0, 1, 3, 10, 1001, 5000}) {
+        for (const std::size_t minChunk : {0U, 1U, 3U, 10U, 1001U, 5000U}) {
             const auto vChunks =
                 parallelChunkResults<Chunk>(n, minChunk, [](std::size_t b, std::size_t e) { return Chunk(b, e); });
             std::size_t next = 0;

@@ -7,23 +7,14 @@
 #include <string>
 
 #include "parallel/keyPacking.h"
+#include "support/sanitizers.h"
 #include "support/threads.h"
 
 using namespace QUOR_ZEF;
 
 namespace {
 
-#if defined(__has_feature)
-#define ZEF_TEST_HAS_FEATURE(name) __has_feature(name)
-#else
-#define ZEF_TEST_HAS_FEATURE(name) 0
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || ZEF_TEST_HAS_FEATURE(address_sanitizer) || \
-    ZEF_TEST_HAS_FEATURE(thread_sanitizer)
-constexpr std::size_t largeSize = 300'000;
-#else
-constexpr std::size_t largeSize = 10'000'000;
-#endif
+constexpr std::size_t largeSize = ZEF_TEST_SANITIZED ? 300'000 : 10'000'000;
 
 using Words = std::vector<uint64>;
 struct Payload {
