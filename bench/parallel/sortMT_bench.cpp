@@ -1,9 +1,9 @@
 // sortMT and its kin against std::sort and tbb::parallel_sort.
 // Input: 10 million (or argv[1]) elements with uint64 keys, seed 1: random, sorted,
 // reversed, all equal; "30 bits" has the keys of a grid of 2^10 cells per axis in
-// three packed fields. All hardware threads. Each line is the best of three (or
-// argv[2]) interleaved rounds: seconds, elements per second, ratio to std::sort on
-// the same input.
+// three packed fields; argv[3] picks one of these. All hardware threads. Each line
+// is the best of three (or argv[2]) interleaved rounds: seconds, elements per
+// second, ratio to std::sort on the same input.
 
 #include <oneapi/tbb/parallel_sort.h>
 
@@ -109,6 +109,7 @@ int main(int argc, char** argv) {
     const int numRounds = argc > 2 ? std::atoi(argv[2]) : 3;
     std::printf("%zu elements, %u threads, best of %d\n", n, getNumThreads(), numRounds);
     for (const char* shape : {"random", "30 bits", "sorted", "reversed", "all-equal"}) {
+        if (argc > 3 && shape != std::string(argv[3])) continue;
         compareWords(shape, n, numRounds);
         comparePairs<uint64>("16 bytes", shape, n, numRounds);
         comparePairs<std::array<double, 4>>("40 bytes", shape, n, numRounds);

@@ -23,16 +23,22 @@ struct Payload {
 using Record = std::pair<uint64, uint64>;      // the payload is the original index
 using BigRecord = std::pair<uint64, Payload>;  // field 0 is the original index
 
-const char* const shapes[] = {"random",     "clustered",  "sorted",    "reversed",
-                              "two-valued", "organ-pipe", "all-equal", "sorted but for the end"};
+const char* const shapes[] = {"random",     "few prefixes", "many prefixes",         "sorted", "reversed", "two-valued",
+                              "organ-pipe", "all-equal",    "sorted but for the end"};
+
+uint64 prefix(uint64 i) {
+    return (i * 0x9e3779b97f4a7c15) & ~uint64{0xff};
+}
 
 Words makeKeys(const std::string& shape, std::size_t n) {
     std::mt19937_64 random(n);
     Words v(n);
     for (std::size_t i = 0; i < n; ++i) {
         if (shape == "random") v[i] = random();
-        // Few keys, in bits that do not fit into one word with the index.
-        if (shape == "clustered") v[i] = (random() % 3) << 62 | (random() % 5) << 31 | random() % 2;
+        // Keys that differ in the high bits of one of few prefixes, and in low bits
+        // for which a packed word has no room.
+        if (shape == "few prefixes") v[i] = prefix(random() % 3) | random() % 5 << 3;
+        if (shape == "many prefixes") v[i] = prefix(random() % (n / 4 + 1)) | random() % 5 << 3;
         if (shape == "sorted") v[i] = 3 * i;
         if (shape == "reversed") v[i] = 3 * (n - i);
         if (shape == "two-valued") v[i] = random() & 1U << 20;
