@@ -234,13 +234,16 @@ void GSS_HC3::visitAll(double x, double y, double z, double radius, const Take& 
     visit(vLevels.size() - 1, 0, {x, y, z, radius * radius}, take);
 }
 
-// The up to eight boxes of this level that begin at first.
+// The up to eight boxes of this level that begin at first. All are tested before
+// any is entered, without branches that could be guessed wrong.
 template <class Take>
 void GSS_HC3::visit(std::size_t level, std::size_t first, const Ball& ball, const Take& take) const {
     const std::vector<Box>& vBoxes = vLevels[level];
     const std::size_t last = std::min(first + fanout, vBoxes.size());
-    for (std::size_t i = first; i < last; ++i) {
-        if (!ball.touches(vBoxes[i])) continue;
+    unsigned touched = 0;
+    for (std::size_t i = first; i < last; ++i) touched |= unsigned{ball.touches(vBoxes[i])} << (i - first);
+    for (; touched; touched &= touched - 1) {
+        const std::size_t i = first + static_cast<std::size_t>(std::countr_zero(touched));
         if (level == 0) {
             testItems(i, ball, take);
         } else if (ball.swallows(vBoxes[i])) {
@@ -255,10 +258,11 @@ void GSS_HC3::visit(std::size_t level, std::size_t first, const Ball& ball, cons
 
 template <class Take>
 void GSS_HC3::testItems(std::size_t leaf, const Ball& ball, const Take& take) const {
-    const std::size_t end = std::min((leaf + 1) * fanout, vItems.size());
-    for (std::size_t place = leaf * fanout; place < end; ++place) {
-        if (ball.holds(vItems[place])) take(place);
-    }
+    const std::size_t first = leaf * fanout;
+    const std::size_t last = std::min(first + fanout, vItems.size());
+    unsigned hit = 0;
+    for (std::size_t i = first; i < last; ++i) hit |= unsigned{ball.holds(vItems[i])} << (i - first);
+    for (; hit; hit &= hit - 1) take(first + static_cast<std::size_t>(std::countr_zero(hit)));
 }
 
 }  // namespace QUOR_ZEF
