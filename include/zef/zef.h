@@ -1,0 +1,11 @@
+#pragma once
+
+// Everything that the library exports.
+#include "zef/License.h"
+#include "zef/Point3.h"
+#include "zef/ProgressBase.h"
+#include "zef/Vector3.h"
+#include "zef/exceptions.h"
+#include "zef/export.h"
+#include "zef/threads.h"
+#include "zef/zef_api_functions.h"

@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# Builds and runs all tests, after installing what is missing.
+#
+#   scripts/test.sh [release] [asan] [tsan]    all three without an argument
+#
+#   release  every test, as shipped, warnings are errors
+#   asan     every test under the address and undefined behaviour sanitizers
+#   tsan     what runs on threads, built with clang, under the thread sanitizer
+#
+# ZEF_TEST_DATA may name a folder of scans for the tests that want real ones.
+# The last line counts test programs: "N passed, M failed".
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+parts=("$@")
+((${#parts[@]})) || parts=(release asan tsan)
+for part in "${parts[@]}"; do
+    case $part in
+        release | asan | tsan) ;;
+        *)
+            echo "usage: scripts/test.sh [release] [asan] [tsan]" >&2
+            exit 2
+            ;;
+    esac
+done
+
+./scripts/setup.sh
+if [[ -n ${ZEF_TEST_DATA:-} ]]; then
+    [[ -d $ZEF_TEST_DATA ]] || { echo "test: ZEF_TEST_DATA is no folder: $ZEF_TEST_DATA" >&2; exit 2; }
+    ZEF_TEST_DATA=$(realpath "$ZEF_TEST_DATA")
+    export ZEF_TEST_DATA
+    echo "test: real scans from $ZEF_TEST_DATA"
+else
+    echo "test: ZEF_TEST_DATA is not set, so tests on real scans are left out"
+fi
+
+jobs=$(nproc)
+export ASAN_OPTIONS=${ASAN_OPTIONS:-halt_on_error=1:detect_leaks=1:strict_init_order=1:check_initialization_order=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}
+# Without LLVM's symbolizer the stacks would show addresses instead of lines.
+export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1:allow_addr2line=1}
+
+num_passed=0
+num_failed=0
+broken=()  # parts that did not build, or whose tests could not run
+
+# The sanitizers of these compilers give up on some kernels when addresses are randomised.
+without_randomised_addresses() {
+    if setarch -R true 2>/dev/null; then setarch -R "$@"; else "$@"; fi
+}
+
+build() {
+    local part=$1 werror=ON
+    # Sanitizer code makes g++ warn of values that are never used uninitialised.
+    [[ $part == asan ]] && werror=OFF
+    cmake --preset "$part" -DZEF_WERROR=$werror && cmake --build --preset "$part" -j "$jobs"
+}
+
+# Adds the counts of ctest's summary; false if there was none.
+count() {
+    local summary
+    summary=$(grep -Eo '[0-9]+ tests failed out of [0-9]+' "$1") || return 1
+    read -r failed _ _ _ _ total <<<"$summary"
+    num_failed=$((num_failed + failed))
+    num_passed=$((num_passed + total - failed))
+}
+
+run_part() {
+    local part=$1 start=$SECONDS log=build/$1/ctest.log
+    echo "test: $part"
+    if ! build "$part"; then
+        echo "test: $part does not build" >&2
+        broken+=("$part")
+        return
+    fi
+    echo "test: $part built after $((SECONDS - start)) s"
+    # The exit status is in the counts.
+    without_randomised_addresses ctest --preset "$part" -j "$jobs" 2>&1 | tee "$log" || true
+    if ! count "$log"; then
+        echo "test: $part ran no tests" >&2
+        broken+=("$part")
+    fi
+    echo "test: $part done after $((SECONDS - start)) s"
+}
+
+for part in "${parts[@]}"; do
+    run_part "$part"
+done
+
+((${#broken[@]})) && echo "test: broken: ${broken[*]}"
+echo "$num_passed passed, $((num_failed + ${#broken[@]})) failed"
+((num_failed == 0 && ${#broken[@]} == 0))
