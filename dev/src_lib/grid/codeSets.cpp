@@ -1,0 +1,113 @@
+#include "grid/codeSets.h"
+
+#include <cstdint>
+#include <numeric>
+
+#include "frame/tools.h"
+#include "grid/CellBlocks.h"
+#include "parallel/sortMT.h"
+
+namespace QUOR_ZEF {
+
+void checkUnderName(bool bHolds, const std::string& name) {
+    if (!bHolds) assexFailed(__FILE__, __LINE__, static_cast<const char*>(__PRETTY_FUNCTION__), name.c_str());
+}
+
+bool assert_disjoint(const std::vector<uint64>& vA, const std::vector<uint64>& vB) {
+    const auto sorted = [](std::vector<uint64> v) {
+        sortMT(v.begin(), v.end());
+        return v;
+    };
+    if (!isSorted(vA)) return assert_disjoint(sorted(vA), vB);
+    if (!isSorted(vB)) return assert_disjoint(vA, sorted(vB));
+    auto a = vA.begin();
+    auto b = vB.begin();
+    while (a != vA.end() && b != vB.end()) {
+        if (*a == *b) return false;
+        *a < *b ? ++a : ++b;
+    }
+    return true;
+}
+
+std::vector<uint64> intersection(const std::vector<uint64>& vA, const std::vector<uint64>& vB) {
+    std::vector<uint64> v;
+    v.reserve(std::min(vA.size(), vB.size()));
+    std::set_intersection(vA.begin(), vA.end(), vB.begin(), vB.end(), std::back_inserter(v));
+    return v;
+}
+
+std::vector<uint64> unionOf(const std::vector<uint64>& vA, const std::vector<uint64>& vB) {
+    std::vector<uint64> v;
+    v.reserve(vA.size() + vB.size());
+    std::set_union(vA.begin(), vA.end(), vB.begin(), vB.end(), std::back_inserter(v));
+    return v;
+}
+
+std::vector<uint64> difference(const std::vector<uint64>& vA, const std::vector<uint64>& vB) {
+    std::vector<uint64> v;
+    v.reserve(vA.size());
+    std::set_difference(vA.begin(), vA.end(), vB.begin(), vB.end(), std::back_inserter(v));
+    return v;
+}
+
+namespace {
+
+// Disjoint sets of the numbers below n. The smallest number of a set is its root.
+class UnionFind {
+public:
+    explicit UnionFind(std::size_t n) : vParent(n) { std::iota(vParent.begin(), vParent.end(), std::uint32_t{0}); }
+
+    std::uint32_t rootOf(std::uint32_t i) {
+        while (vParent[i] != i) {
+            vParent[i] = vParent[vParent[i]];
+            i = vParent[i];
+        }
+        return i;
+    }
+
+    void unite(std::uint32_t i, std::uint32_t j) {
+        i = rootOf(i);
+        j = rootOf(j);
+        vParent[std::max(i, j)] = std::min(i, j);
+    }
+
+private:
+    std::vector<std::uint32_t> vParent;
+};
+
+// vRCD must be sorted and unique.
+void componentsOfSet(const std::vector<uint64>& vRCD, std::vector<std::vector<uint64>>& vComponents) {
+    UnionFind sets(vRCD.size());
+    CellBlocks_RCD(vRCD).forEachPair([&](std::uint32_t i, std::uint32_t j) { sets.unite(i, j); });
+
+    std::vector<std::uint32_t> vComponentOf(vRCD.size());
+    std::vector<std::size_t> vCount;
+    for (std::uint32_t i = 0; i < vRCD.size(); ++i) {
+        const std::uint32_t root = sets.rootOf(i);
+        if (root == i) {
+            vComponentOf[i] = static_cast<std::uint32_t>(vCount.size());
+            vCount.push_back(0);
+        }
+        vComponentOf[i] = vComponentOf[root];
+        ++vCount[vComponentOf[i]];
+    }
+    vComponents.resize(vCount.size());
+    for (std::size_t c = 0; c < vCount.size(); ++c) vComponents[c].reserve(vCount[c]);
+    for (std::size_t i = 0; i < vRCD.size(); ++i) vComponents[vComponentOf[i]].push_back(vRCD[i]);
+}
+
+}  // namespace
+
+void createCC_RCD(const std::vector<uint64>& vRCD, std::vector<std::vector<uint64>>& vComponents) {
+    vComponents.clear();
+    const auto notAscending = [](uint64 a, uint64 b) { return a >= b; };
+    if (std::adjacent_find(vRCD.begin(), vRCD.end(), notAscending) == vRCD.end()) {
+        componentsOfSet(vRCD, vComponents);
+        return;
+    }
+    std::vector<uint64> vSet = vRCD;
+    sortUniqueMT(vSet);
+    componentsOfSet(vSet, vComponents);
+}
+
+}  // namespace QUOR_ZEF
