@@ -1,0 +1,1 @@
+zef_add_bench(io SOURCES io/pointFiles_bench.cpp USES io)

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <array>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "io/loadCloud.h"
+
+namespace QUOR_ZEF {
+
+// The formats behind loadCloud. Each fills an empty CloudFile from the bytes of
+// a file that is not empty, and throws LoadError or PLY::PlyError.
+
+// what(): place, fault and cure, without the name of the file.
+struct LoadError : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+void loadPlyCloud(std::string_view bytes, CloudFile& out);
+void loadStlCloud(std::string_view bytes, CloudFile& out);
+void loadObjCloud(std::string_view bytes, CloudFile& out);
+void loadOffCloud(std::string_view bytes, CloudFile& out);
+// bPts: seven numbers on a line are x y z intensity red green blue.
+void loadTextCloud(std::string_view bytes, bool bPts, CloudFile& out);
+void loadBinCloud(std::string_view bytes, CloudFile& out);
+
+[[noreturn]] void failAtLine(std::string_view text, const char* pHere, const std::string& fault);
+
+void keepComment(std::string_view line, CloudFile& out);
+
+// Refuses what is no text, before it is parsed line by line.
+void checkIsText(std::string_view bytes);
+
+// Turns faces into triangles, a fan from the first corner each.
+class FanMaker {
+public:
+    explicit FanMaker(CloudFile& cloud) : out(cloud) {}
+    void addCorner(std::uint32_t index);
+    void endFace();
+
+private:
+    CloudFile& out;
+    std::uint32_t first = 0, last = 0;
+    std::size_t numCorners = 0;
+};
+
+// Colours as they stand in a file, 0 to 1 or 0 to 255, which only the whole of
+// them tells. One entry per point once there is any.
+class ColorColumn {
+public:
+    using Color = std::array<float, 4>;  // red green blue alpha
+    static constexpr float none = std::numeric_limits<float>::quiet_NaN();
+
+    // The colour of the point that stands at this index; alpha none: opaque.
+    void set(std::size_t index, const Color& color);
+    // Scales by 255 if nothing is above 1, alpha by itself; rounds and limits.
+    void apply(CloudFile& out) const;
+
+private:
+    std::vector<Color> vColors;
+};
+
+}  // namespace QUOR_ZEF

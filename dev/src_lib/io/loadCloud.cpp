@@ -1,0 +1,139 @@
+#include "io/loadCloud.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "io/FileBytes.h"
+#include "io/PLY.h"
+#include "io/cloudLoaders.h"
+#include "io/textNumbers.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+std::string endingOf(const std::string& path) {
+    const std::size_t dot = path.rfind('.');
+    if (dot == std::string::npos || path.find('/', dot) != std::string::npos) return {};
+    std::string ending = path.substr(dot);
+    for (char& c : ending)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return ending;
+}
+
+void loadByEnding(const std::string& ending, std::string_view bytes, CloudFile& out) {
+    if (ending == ".ply") return loadPlyCloud(bytes, out);
+    if (ending == ".stl") return loadStlCloud(bytes, out);
+    if (ending == ".obj") return loadObjCloud(bytes, out);
+    if (ending == ".off") return loadOffCloud(bytes, out);
+    if (ending == ".bin") return loadBinCloud(bytes, out);
+    loadTextCloud(bytes, ending == ".pts", out);
+}
+
+bool isKnown(const std::string& ending) {
+    constexpr std::array<const char*, 10> known = {".ply", ".stl", ".obj", ".off", ".bin",
+                                                   ".xyz", ".txt", ".asc", ".pts", ".csv"};
+    return std::find(known.begin(), known.end(), ending) != known.end();
+}
+
+void countUnused(CloudFile& out) {
+    if (out.kind != CloudFile::Kind::MESH) return;
+    std::vector<bool> vUsed(out.vPoints.size());
+    for (const CloudFile::Triangle& triangle : out.vTriangles)
+        for (const std::uint32_t index : triangle) vUsed[index] = true;
+    out.numUnusedVertices = static_cast<uint64>(std::count(vUsed.begin(), vUsed.end(), false));
+}
+
+void load(const std::string& path, CloudFile& out) {
+    const std::string ending = endingOf(path);
+    if (!isKnown(ending))
+        throw LoadError("unknown ending \"" + ending +
+                        "\"; known are .ply .stl .obj .off .xyz .txt .asc .pts .csv .bin");
+    FileBytes file;
+    if (!file.load(path)) throw LoadError(file.getError());
+    if (file.view().empty()) throw LoadError("the file is empty");
+    loadByEnding(ending, file.view(), out);
+    countUnused(out);
+    out.bHasColor = std::any_of(out.vPoints.begin(), out.vPoints.end(), [](const Point3& p) { return p.hasColor(); });
+}
+
+std::uint8_t toByte(float value, float scale) {
+    const float scaled = value * scale;
+    if (!(scaled > 0.f)) return 0;
+    return scaled >= 255.f ? std::uint8_t{255} : static_cast<std::uint8_t>(std::lround(scaled));
+}
+
+}  // namespace
+
+bool loadCloud(const std::string& path, CloudFile& out) {
+    out = CloudFile();
+    std::string fault;
+    try {
+        load(path, out);
+        return true;
+    } catch (const PLY::PlyError& error) {
+        fault = (error.place.empty() ? "" : error.place + ": ") + error.what() +
+                "; the file is damaged or cut short, export it anew";
+    } catch (const LoadError& error) {
+        fault = error.what();
+    } catch (const std::bad_alloc&) {
+        fault = "not enough memory for the file; thin it out or cut it into parts";
+    }
+    out = CloudFile();
+    out.error = path + ": " + fault;
+    return false;
+}
+
+void failAtLine(std::string_view text, const char* pHere, const std::string& fault) {
+    throw LoadError("line " + std::to_string(lineNumber(text, pHere)) + ": " + fault);
+}
+
+void keepComment(std::string_view line, CloudFile& out) {
+    constexpr std::size_t maxComments = 100;
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (out.vComments.size() < maxComments) out.vComments.emplace_back(line);
+}
+
+void checkIsText(std::string_view bytes) {
+    const std::size_t zero = bytes.find('\0');
+    if (zero != std::string_view::npos)
+        throw LoadError("byte " + std::to_string(zero) +
+                        ": the file is not plain text; save it as text, or give it the ending of its true format");
+}
+
+void FanMaker::addCorner(std::uint32_t index) {
+    if (numCorners >= 2) pushSlowly(out.vTriangles, CloudFile::Triangle{first, last, index});
+    if (numCorners == 0) first = index;
+    last = index;
+    ++numCorners;
+}
+
+void FanMaker::endFace() {
+    if (numCorners < 3) ++out.numDroppedFaces;
+    if (numCorners > 3) ++out.numPolygons;
+    numCorners = 0;
+}
+
+void ColorColumn::set(std::size_t index, const Color& color) {
+    while (vColors.size() < index) pushSlowly(vColors, Color{none, none, none, none});
+    pushSlowly(vColors, color);
+}
+
+void ColorColumn::apply(CloudFile& out) const {
+    float largest = 0.f, largestAlpha = 0.f;
+    for (const Color& color : vColors) {
+        for (int i = 0; i < 3; ++i) largest = std::max(largest, color[static_cast<std::size_t>(i)]);
+        largestAlpha = std::max(largestAlpha, color[3]);
+    }
+    const float scale = largest > 1.f ? 1.f : 255.f;
+    const float alphaScale = largestAlpha > 1.f ? 1.f : 255.f;
+    for (std::size_t i = 0; i < vColors.size(); ++i) {
+        const auto& [red, green, blue, alpha] = vColors[i];
+        if (std::isnan(red) && std::isnan(green) && std::isnan(blue)) continue;
+        out.vPoints[i].setColor(toByte(red, scale), toByte(green, scale), toByte(blue, scale),
+                                std::isnan(alpha) ? std::uint8_t{255} : toByte(alpha, alphaScale));
+    }
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,165 @@
+#include <algorithm>
+#include <memory>
+
+#include "io/FileBytes.h"
+#include "io/PLY.h"
+#include "io/cloudLoaders.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+using PLY::loadValue;
+using PLY::PlyData;
+using PLY::PlyElement;
+using PLY::PlyFile;
+using PLY::Type;
+using Data = std::shared_ptr<PlyData>;
+
+bool hasProperties(const PlyFile& ply, const char* elementName, const std::vector<std::string>& vKeys, bool bList) {
+    const PlyElement* pElement = ply.findElement(elementName);
+    return pElement && std::all_of(vKeys.begin(), vKeys.end(), [&](const std::string& key) {
+               const auto it = std::find_if(pElement->vProperties.begin(), pElement->vProperties.end(),
+                                            [&](const PLY::PlyProperty& property) { return property.name == key; });
+               return it != pElement->vProperties.end() && it->isList() == bList;
+           });
+}
+
+// The first of the groups that the element has; null if it has none.
+Data requestFirst(PlyFile& ply, const char* element, const std::vector<std::vector<std::string>>& vGroups, bool bList) {
+    for (const std::vector<std::string>& vKeys : vGroups)
+        if (hasProperties(ply, element, vKeys, bList)) return ply.requestProperties(element, vKeys, bList ? 3 : 0);
+    return nullptr;
+}
+
+std::string formatName(const PlyFile& ply) {
+    switch (ply.getFormat()) {
+        case PLY::Format::ASCII:
+            return "PLY, text";
+        case PLY::Format::LITTLE_ENDIAN_BINARY:
+            return "PLY, little-endian binary";
+        case PLY::Format::BIG_ENDIAN_BINARY:
+            return "PLY, big-endian binary";
+    }
+    return {};
+}
+
+void takePoints(const PlyData& xyz, CloudFile& out) {
+    reserveMore(out.vPoints, xyz.count);
+    PLY::visitType(xyz.type, [&](auto example) {
+        using T = decltype(example);
+        for (std::size_t i = 0; i < xyz.count; ++i) {
+            const char* p = xyz.row(i);
+            out.vPoints.emplace_back(loadValue<T>(p), loadValue<T>(p + sizeof(T)), loadValue<T>(p + 2 * sizeof(T)));
+        }
+    });
+}
+
+// What full brightness is: for real numbers 1 or 255, as their values tell.
+template <class T>
+float brightest(const PlyData& data) {
+    if (std::is_same_v<T, std::uint8_t> || std::is_same_v<T, std::int8_t>) return 255.f;
+    float largest = 0.f;
+    for (std::size_t i = 0; i < data.count; ++i)
+        for (std::size_t k = 0; k < data.width; ++k)
+            largest = std::max(largest, PLY::narrow(static_cast<double>(loadValue<T>(data.row(i) + k * sizeof(T)))));
+    if (std::is_floating_point_v<T>) return largest > 1.f ? 255.f : 1.f;
+    return largest > 255.f ? 65535.f : 255.f;
+}
+
+template <class T>
+std::uint8_t toByte(const char* p, float full) {
+    const T value = loadValue<T>(p);
+    if constexpr (std::is_same_v<T, std::uint8_t>) return value;
+    const double scaled = static_cast<double>(value) * 255.0 / static_cast<double>(full) + 0.5;
+    if (!(scaled >= 1.0)) return 0;
+    return scaled >= 255.0 ? std::uint8_t{255} : static_cast<std::uint8_t>(scaled);
+}
+
+void takeColors(const PlyData& rgb, std::vector<Point3>& vPoints) {
+    PLY::visitType(rgb.type, [&](auto example) {
+        using T = decltype(example);
+        const float full = brightest<T>(rgb);
+        for (std::size_t i = 0; i < vPoints.size(); ++i) {
+            const char* p = rgb.row(i);
+            vPoints[i].setColor(toByte<T>(p, full), toByte<T>(p + sizeof(T), full), toByte<T>(p + 2 * sizeof(T), full),
+                                255);
+        }
+    });
+}
+
+void takeAlpha(const PlyData& alpha, std::vector<Point3>& vPoints) {
+    PLY::visitType(alpha.type, [&](auto example) {
+        using T = decltype(example);
+        const float full = brightest<T>(alpha);
+        for (std::size_t i = 0; i < vPoints.size(); ++i) vPoints[i].a = toByte<T>(alpha.row(i), full);
+    });
+}
+
+template <class T>
+std::uint32_t toIndex(const char* p, std::size_t numVertices, std::size_t face) {
+    const T value = loadValue<T>(p);
+    if (!(value >= T{0}) || !(static_cast<double>(value) < static_cast<double>(numVertices)))
+        throw LoadError("face " + std::to_string(face + 1) + " has the vertex index " + std::to_string(value) +
+                        ", but the indices end at " + std::to_string(static_cast<int64>(numVertices) - 1) +
+                        "; the file is damaged, export it anew");
+    return static_cast<std::uint32_t>(value);
+}
+
+std::size_t countTriangles(const PlyData& faces) {
+    std::size_t num = 0;
+    for (std::size_t i = 0; i < faces.count; ++i) num += std::max<std::size_t>(faces.rowLength(i), 2) - 2;
+    return num;
+}
+
+void takeFaces(const PlyData& faces, std::size_t fileSize, CloudFile& out) {
+    const std::size_t numTriangles = countTriangles(faces);
+    // Beside them stand the file, the indices and the lengths of the faces.
+    if (numTriangles > (memoryLimit(fileSize) - 4 * fileSize) / sizeof(CloudFile::Triangle))
+        throw LoadError("too many triangles for a file of this size");
+    out.vTriangles.reserve(numTriangles);
+    FanMaker fan(out);
+    PLY::visitType(faces.type, [&](auto example) {
+        using T = decltype(example);
+        const char* p = faces.pFirst;
+        for (std::size_t i = 0; i < faces.count; ++i) {
+            for (std::size_t k = 0; k < faces.rowLength(i); ++k, p += sizeof(T))
+                fan.addCorner(toIndex<T>(p, out.vPoints.size(), i));
+            fan.endFace();
+        }
+    });
+    if (!out.vTriangles.empty()) out.kind = CloudFile::Kind::MESH;
+}
+
+void noteSkipped(const PlyFile& ply, CloudFile& out) {
+    const PlyElement* pStrips = ply.findElement("tristrips");
+    if (pStrips && pStrips->count > 0) out.vNotes.push_back("Triangle strips are skipped.");
+}
+
+}  // namespace
+
+void loadPlyCloud(std::string_view bytes, CloudFile& out) {
+    PlyFile ply;
+    ply.parseHeader(bytes, PLY::HeaderRule::STRICT);
+    out.format = formatName(ply);
+    for (const std::string& comment : ply.getComments()) keepComment(comment, out);
+    if (!hasProperties(ply, "vertex", {"x", "y", "z"}, false))
+        throw LoadError("the header has no element \"vertex\" with the properties x, y and z; nothing to read");
+
+    const Data pXYZ = requestFirst(ply, "vertex", {{"x", "y", "z"}}, false);
+    const Data pRGB = requestFirst(
+        ply, "vertex", {{"red", "green", "blue"}, {"diffuse_red", "diffuse_green", "diffuse_blue"}, {"r", "g", "b"}},
+        false);
+    const Data pAlpha = pRGB ? requestFirst(ply, "vertex", {{"alpha"}, {"a"}}, false) : nullptr;
+    const Data pFaces = requestFirst(ply, "face", {{"vertex_indices"}, {"vertex_index"}}, true);
+    ply.read();
+    if (pXYZ->count > std::numeric_limits<std::uint32_t>::max())
+        throw LoadError("more than 4294967295 vertices; cut the cloud into parts");
+    takePoints(*pXYZ, out);
+    if (pRGB) takeColors(*pRGB, out.vPoints);
+    if (pAlpha) takeAlpha(*pAlpha, out.vPoints);
+    if (pFaces) takeFaces(*pFaces, bytes.size(), out);
+    noteSkipped(ply, out);
+}
+
+}  // namespace QUOR_ZEF

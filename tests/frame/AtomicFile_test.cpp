@@ -1,0 +1,176 @@
+#include "frame/AtomicFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <bit>
+#include <cmath>
+#include <csignal>
+#include <limits>
+#include <random>
+#include <sstream>
+#include <vector>
+
+#include "support/tempFolder.h"
+
+using namespace QUOR_ZEF;
+using zef_test::TempFolder;
+
+namespace {
+
+// No file may grow beyond this while it lives: what a full disk looks like.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t numBytes) : pOldHandler(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &old);
+        const rlimit limit{numBytes, old.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &old);
+        std::signal(SIGXFSZ, pOldHandler);
+    }
+
+private:
+    rlimit old{};
+    void (*pOldHandler)(int);
+};
+
+unsigned modeOf(const std::string& name) {
+    struct ::stat info {};
+    ::stat(name.c_str(), &info);
+    return info.st_mode & 07777u;
+}
+
+}  // namespace
+
+TEST(AtomicFile, leavesWhatStoodThereUntilItIsCommitted) {
+    const TempFolder folder;
+    const std::string name = folder.put("a.txt", "old");
+    {
+        AtomicFile dropped(name);
+        dropped.write("half a fi");
+        EXPECT_EQ(folder.get("a.txt"), "old");
+    }
+    EXPECT_EQ(folder.get("a.txt"), "old");
+    EXPECT_EQ(folder.numFiles(), 1u);
+
+    AtomicFile file(name);
+    file.write("new");
+    EXPECT_EQ(folder.get("a.txt"), "old");
+    EXPECT_TRUE(file.commit());
+    EXPECT_EQ(folder.get("a.txt"), "new");
+    EXPECT_EQ(folder.numFiles(), 1u);
+}
+
+TEST(AtomicFile, aFullDiskLeavesTheOldFileAndNoTrace) {
+    const TempFolder folder;
+    const std::string name = folder.put("a.txt", "old");
+    const FileSizeLimit limit(2'000'000);
+    AtomicFile file(name);
+    for (int i = 0; i < 300'000; ++i) file.write("0123456789");
+    EXPECT_FALSE(file.isGood());
+    EXPECT_FALSE(file.commit());
+    EXPECT_NE(file.getError().find("write: "), std::string::npos) << file.getError();
+    EXPECT_EQ(folder.get("a.txt"), "old");
+    EXPECT_EQ(folder.numFiles(), 1u);
+}
+
+TEST(AtomicFile, refusesPlacesThatCannotBeWritten) {
+    const TempFolder folder;
+    const std::string plain = folder.put("plain", "x");
+    std::filesystem::create_directory(folder.path / "sub");
+    for (const std::string& name :
+         {folder.name("missing/a.txt"), plain + "/a.txt", folder.name("sub"), std::string()}) {
+        AtomicFile file(name);
+        EXPECT_FALSE(file.isGood()) << name;
+        file.write("text");
+        EXPECT_FALSE(file.commit()) << name;
+        EXPECT_FALSE(file.getError().empty());
+    }
+    EXPECT_EQ(folder.numFiles(), 2u);
+    EXPECT_EQ(folder.get("plain"), "x");
+}
+
+TEST(AtomicFile, aVanishedFolderIsAFailure) {
+    const TempFolder folder;
+    std::filesystem::create_directory(folder.path / "sub");
+    AtomicFile file(folder.name("sub/a.txt"));
+    file.write("text");
+    std::filesystem::remove_all(folder.path / "sub");
+    EXPECT_FALSE(file.commit());
+}
+
+TEST(AtomicFile, followsLinksAndKeepsPermissions) {
+    const TempFolder folder;
+    const std::string name = folder.put("a.txt", "old");
+    ::chmod(name.c_str(), 0640);
+    std::filesystem::create_symlink(name, folder.path / "link");
+    AtomicFile file(folder.name("link"));
+    file.write("new");
+    EXPECT_TRUE(file.commit());
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path / "link"));
+    EXPECT_EQ(folder.get("a.txt"), "new");
+    EXPECT_EQ(modeOf(name), 0640u);
+}
+
+TEST(AtomicFile, writesDevicesDirectly) {
+    AtomicFile null("/dev/null");
+    null.write("text");
+    EXPECT_TRUE(null.commit());
+    AtomicFile full("/dev/full");
+    full.write("text");
+    EXPECT_FALSE(full.commit());
+}
+
+// Enough text to cross the end of the buffer at every kind of write.
+TEST(AtomicFile, printsNumbersLikeAClassicStream) {
+    const TempFolder folder;
+    AtomicFile file(folder.name("numbers"));
+    std::ostringstream expected;
+    expected.imbue(std::locale::classic());
+    std::mt19937_64 random(1);
+    std::vector<double> values = {0.0,
+                                  -0.0,
+                                  1.0,
+                                  0.1,
+                                  1e-5,
+                                  123456.5,
+                                  1e22,
+                                  -1e300,
+                                  std::numeric_limits<double>::infinity(),
+                                  std::numeric_limits<double>::denorm_min()};
+    for (int i = 0; i < 40'000; ++i) {
+        const auto value = std::bit_cast<double>(random());
+        values.push_back(std::isnan(value) ? 0.5 : value);
+    }
+    for (const double value : values) {
+        for (const int digits : {6, 10, 18}) {
+            file.writeNumber(value, digits);
+            file.write(' ');
+            expected.precision(digits);
+            expected << value << ' ';
+        }
+        const auto small = std::bit_cast<float>(static_cast<std::uint32_t>(random()) & 0xbf7fffffu);
+        file.writeNumber(small, 6);
+        file.write("\n");
+        expected.precision(6);
+        expected << small << '\n';
+    }
+    EXPECT_TRUE(file.commit());
+    EXPECT_GT(expected.str().size(), std::size_t{2} << 20);
+    EXPECT_TRUE(folder.get("numbers") == expected.str());
+}
+
+TEST(AtomicFile, shortestNumbersReadBackTheSame) {
+    const TempFolder folder;
+    AtomicFile file(folder.name("numbers"));
+    file.writeShortest(0.1);
+    file.write(' ');
+    file.writeShortest(-1.0 / 3.0);
+    file.write(' ');
+    file.writeInteger(std::numeric_limits<int64>::min());
+    EXPECT_TRUE(file.commit());
+    EXPECT_EQ(folder.get("numbers"), "0.1 -0.3333333333333333 -9223372036854775808");
+}

@@ -1,0 +1,213 @@
+#include "io/PLY.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "frame/AtomicFile.h"
+#include "support/capture.h"
+#include "support/plyText.h"
+#include "support/tempFolder.h"
+#include "zef/pointFiles.h"
+
+using namespace QUOR_ZEF;
+using namespace QUOR_ZEF::PLY;
+using zef_test::bytesOf;
+using zef_test::plyFile;
+using zef_test::TempFolder;
+
+namespace {
+
+// The text of the PlyError that fn throws.
+template <class Fn>
+std::string errorOf(Fn&& fn) {
+    try {
+        fn();
+    } catch (const PlyError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+template <class T>
+std::vector<T> valuesOf(const PlyData& data) {
+    std::vector<T> vValues;
+    for (std::size_t i = 0; i < data.count; ++i)
+        for (std::size_t k = 0; k < data.width; ++k) vValues.push_back(loadValue<T>(data.row(i) + k * sizeof(T)));
+    return vValues;
+}
+
+const char* header(Format format) {
+    return format == Format::ASCII                  ? "ascii"
+           : format == Format::LITTLE_ENDIAN_BINARY ? "binary_little_endian"
+                                                    : "binary_big_endian";
+}
+
+constexpr Format allFormats[] = {Format::ASCII, Format::LITTLE_ENDIAN_BINARY, Format::BIG_ENDIAN_BINARY};
+
+}  // namespace
+
+TEST(PLY, writesAMeshAsToldForReaders) {
+    const TempFolder folder;
+    const std::vector<float> vXYZ = {0.5f, 1e-7f, 1234567.f, 1, 2, 3, 4, 5, 6};
+    const std::vector<std::uint8_t> vRGBA = {1, 2, 3, 255, 4, 5, 6, 0, 7, 8, 9, 10};
+    const std::vector<std::uint32_t> vIndices = {0, 1, 2};
+    PlyFile ply;
+    ply.addComment("two\nlines");
+    ply.addProperties("vertex", {"x", "y", "z"}, Type::FLOAT, 3, vXYZ.data());
+    ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, Type::UCHAR, 3, vRGBA.data());
+    ply.addProperties("face", {"vertex_indices"}, Type::UINT, 1, vIndices.data(), Type::UCHAR, 3);
+    for (const Format format : {Format::ASCII, Format::LITTLE_ENDIAN_BINARY}) {
+        AtomicFile file(folder.name(header(format)));
+        ply.write(file, format);
+        EXPECT_TRUE(file.commit());
+    }
+    const std::string rows =
+        "comment two lines\n"
+        "element vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+        "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty uchar alpha\n"
+        "element face 1\nproperty list uchar uint vertex_indices\n";
+    EXPECT_EQ(folder.get("ascii"), plyFile("ascii", rows,
+                                           "0.5 1e-07 1.23457e+06 1 2 3 255 \n1 2 3 4 5 6 0 \n4 5 6 7 8 9 10 \n"
+                                           "3 0 1 2 \n"));
+    std::string body;
+    for (std::size_t i = 0; i < 3; ++i)
+        body += bytesOf(vXYZ[3 * i], vXYZ[3 * i + 1], vXYZ[3 * i + 2]) +
+                bytesOf(vRGBA[4 * i], vRGBA[4 * i + 1], vRGBA[4 * i + 2], vRGBA[4 * i + 3]);
+    body += bytesOf(std::uint8_t{3}) + bytesOf(0u, 1u, 2u);
+    EXPECT_TRUE(folder.get("binary_little_endian") == plyFile("binary_little_endian", rows, body));
+}
+
+// Every type, single and in lists, on the way out and back.
+TEST(PLY, everyTypeComesBackInEveryFormat) {
+    const TempFolder folder;
+    const std::int8_t c[] = {-128, 127};
+    const std::uint16_t s[] = {0, 65535};
+    const std::int32_t n[] = {std::numeric_limits<std::int32_t>::min(), 7, -1,
+                              std::numeric_limits<std::int32_t>::max()};
+    const double d[] = {0.1, -1e300};
+    const std::uint32_t list[] = {1, 2, 4000000000u, 4};
+    for (const Format format : allFormats) {
+        PlyFile out;
+        out.addProperties("thing", {"c"}, Type::CHAR, 2, c);
+        out.addProperties("thing", {"list"}, Type::UINT, 2, list, Type::USHORT, 2);
+        out.addProperties("thing", {"n", "m"}, Type::INT, 2, n);
+        out.addProperties("other", {"s"}, Type::USHORT, 2, s);
+        out.addProperties("other", {"d"}, Type::DOUBLE, 2, d);
+        AtomicFile file(folder.name("a.ply"));
+        out.write(file, format, 17);
+        ASSERT_TRUE(file.commit());
+
+        const std::string bytes = folder.get("a.ply");
+        PlyFile in;
+        in.parseHeader(bytes, HeaderRule::STRICT);
+        EXPECT_EQ(in.getFormat(), format);
+        const auto pD = in.requestProperties("other", {"d"}), pS = in.requestProperties("other", {"s"});
+        const auto pList = in.requestProperties("thing", {"list"}), pC = in.requestProperties("thing", {"c"});
+        const auto pSwapped = in.requestProperties("thing", {"m", "n"});
+        in.read();
+        EXPECT_EQ(valuesOf<double>(*pD), std::vector<double>(d, d + 2));
+        EXPECT_EQ(valuesOf<std::uint16_t>(*pS), std::vector<std::uint16_t>(s, s + 2));
+        EXPECT_EQ(valuesOf<std::int8_t>(*pC), std::vector<std::int8_t>(c, c + 2));
+        EXPECT_EQ(valuesOf<std::uint32_t>(*pList), std::vector<std::uint32_t>(list, list + 4));
+        EXPECT_EQ(valuesOf<std::int32_t>(*pSwapped), (std::vector<std::int32_t>{n[1], n[0], n[3], n[2]}));
+    }
+}
+
+TEST(PLY, listsMayDifferInLength) {
+    const std::string head = "element face 4\nproperty uchar flag\nproperty list uchar ushort v\n";
+    const auto row = [](std::vector<std::uint16_t> v) {
+        std::string text = bytesOf(std::uint8_t{9}, static_cast<std::uint8_t>(v.size()));
+        for (const std::uint16_t value : v) text += bytesOf(value);
+        return text;
+    };
+    for (const std::string& bytes :
+         {plyFile("ascii", head, "9 2 1 2\n9 0\n9 3 3 4\n5\n9 2 6 7"),
+          plyFile("binary_little_endian", head, row({1, 2}) + row({}) + row({3, 4, 5}) + row({6, 7}))}) {
+        PlyFile ply;
+        ply.parseHeader(bytes, HeaderRule::STRICT);
+        const auto pList = ply.requestProperties("face", {"v"}, 2);
+        ply.read();
+        EXPECT_EQ(pList->vRows, (std::vector<std::uint32_t>{2, 0, 3, 2}));
+        for (std::uint16_t i = 0; i < 7; ++i) EXPECT_EQ(loadValue<std::uint16_t>(pList->pFirst + 2 * i), i + 1);
+    }
+}
+
+TEST(PLY, propertiesOfDifferentTypesAreWidened) {
+    const std::string bytes = plyFile("binary_big_endian", "element v 1\nproperty char a\nproperty float b\n",
+                                      std::string("\xff") + std::string("\x3f\x00\x00\x00", 4));
+    PlyFile ply;
+    ply.parseHeader(bytes, HeaderRule::STRICT);
+    const auto pData = ply.requestProperties("v", {"b", "a"});
+    ply.read();
+    EXPECT_EQ(pData->type, Type::DOUBLE);
+    EXPECT_EQ(valuesOf<double>(*pData), (std::vector<double>{0.5, -1.0}));
+}
+
+TEST(PLY, tellsWhatARequestLacks) {
+    const std::string bytes = plyFile("ascii", "element vertex 1\nproperty float x\nproperty float y\n", "1 2\n");
+    PlyFile ply;
+    EXPECT_EQ(errorOf([&] { ply.requestProperties("vertex", {"x"}); }),
+              "header had no elements defined. malformed file?");
+    ply.parseHeader(bytes, HeaderRule::LENIENT);
+    EXPECT_EQ(errorOf([&] { ply.requestProperties("", {"x"}); }), "`elementKey` argument is empty");
+    EXPECT_EQ(errorOf([&] { ply.requestProperties("vertex", {}); }), "`propertyKeys` argument is empty");
+    EXPECT_EQ(errorOf([&] { ply.requestProperties("face", {"x"}); }),
+              "the element key was not found in the header: face");
+    EXPECT_EQ(errorOf([&] {
+                  ply.requestProperties("vertex", {"x", "z", "w"});
+              }),
+              "the following property keys were not found in the header: z, w");
+    ply.requestProperties("vertex", {"x"});
+    EXPECT_EQ(errorOf([&] {
+                  ply.requestProperties("vertex", {"y", "x"});
+              }),
+              "element-property key has already been requested: vertex x");
+}
+
+TEST(PLY, aLenientHeaderEndsAtAnUnknownWord) {
+    const std::string bytes =
+        "anything\r\nPLY\ncomment  kept as it is\nobj_info also\n\nelement vertex 1\nproperty float32 x\nbody "
+        "follows\n7\n";
+    PlyFile ply;
+    ply.parseHeader("PLY\n" + bytes.substr(10), HeaderRule::LENIENT);
+    PlyFile kept;
+    const std::string lenient = bytes.substr(10);
+    kept.parseHeader(lenient, HeaderRule::LENIENT);
+    EXPECT_EQ(kept.getComments(), std::vector<std::string>{" kept as it is"});
+    EXPECT_EQ(kept.getObjInfo(), std::vector<std::string>{"also"});
+    const auto pX = kept.requestProperties("vertex", {"x"});
+    kept.read();
+    EXPECT_EQ(valuesOf<float>(*pX), std::vector<float>{7.f});
+    EXPECT_EQ(errorOf([&] { PlyFile().parseHeader(lenient, HeaderRule::STRICT); }), "unknown word in the header");
+    EXPECT_EQ(errorOf([&] { PlyFile().parseHeader("property float x\n", HeaderRule::LENIENT); }),
+              "no elements defined; file is malformed");
+}
+
+TEST(adaptTo255, scalesAllChannelsByTheColours) {
+    const auto adapted = [](VtxColor color) {
+        std::vector<VtxColor> vColors = {color, {0, 0, 0, 0}};
+        adaptTo255(vColors);
+        return std::vector<float>{vColors[0].red, vColors[0].green, vColors[0].blue, vColors[0].alpha};
+    };
+    EXPECT_EQ(adapted({0.5f, 1.f, 0.25f, 2.f}), (std::vector<float>{127, 255, 63, 510}));
+    EXPECT_EQ(adapted({510, 100, 51, 200}), (std::vector<float>{255, 50, 25, 100}));
+    EXPECT_EQ(adapted({200.5f, 10, 0, 1}), (std::vector<float>{200.5f, 10, 0, 1}));
+    // Only rounded down: the scale of alpha is never used.
+    EXPECT_EQ(adapted({200.5f, 10, 0, 300.5f}), (std::vector<float>{200, 10, 0, 300}));
+    EXPECT_EQ(adapted({0, 0, 0, 0.5f}), (std::vector<float>{0, 0, 0, 0.5f}));
+    std::vector<VtxColor> vNone;
+    EXPECT_TRUE(zef_test::failsWith("!vColors.empty()", [&] { adaptTo255(vNone); }));
+}
+
+TEST(PLY, conversionsAreDefinedForEveryNumber) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(lowByte(255.9), 255);
+    EXPECT_EQ(lowByte(256.5), 0);
+    EXPECT_EQ(lowByte(-1.0), 255);
+    for (const double value : {infinity, -infinity, std::numeric_limits<double>::quiet_NaN(), 1e300, 0x1p62})
+        EXPECT_EQ(lowByte(value), 0);
+    EXPECT_EQ(narrow(1e300), std::numeric_limits<float>::infinity());
+    EXPECT_EQ(narrow(-1e300), -std::numeric_limits<float>::infinity());
+    EXPECT_EQ(narrow(0.1), 0.1f);
+}
