@@ -1,5 +1,6 @@
 #include "geometry/freeFunctions.h"
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
@@ -37,6 +38,66 @@ double computeArea(double len0, double len1, double len2) {
         ASSEX(false);
     }
     return product <= 0.0 ? 0.0 : std::sqrt(product);
+}
+
+namespace {
+
+// Far from 1 the determinants, which are fourth powers of a length, would leave
+// the range of a double. A power of two changes no digit of the result.
+double scaleForDeterminants(double trace) {
+    return trace > 1e-60 && trace < 1e60 ? 1.0 : std::ldexp(1.0, -std::clamp(std::ilogb(trace), -1000, 1000));
+}
+
+Vector3 longestMinor(double xx, double xy, double xz, double yy, double yz, double zz) {
+    const double detX = yy * zz - yz * yz;
+    const double detY = xx * zz - xz * xz;
+    const double detZ = xx * yy - xy * xy;
+    if (detX >= detY && detX >= detZ) return {detX, xz * yz - xy * zz, xy * yz - xz * yy};
+    if (detY >= detX && detY >= detZ) return {xz * yz - xy * zz, detY, xy * xz - yz * xx};
+    ASSEX(detZ>=detX && detZ>=detY);
+    return {xy * yz - xz * yy, xy * xz - yz * xx, detZ};
+}
+
+}  // namespace
+
+bool normalFromProducts(double xx, double xy, double xz, double yy, double yz, double zz, Vector3& normal) {
+    const double trace = xx + yy + zz;
+    if (!(trace > 0.0) || !std::isfinite(trace)) return false;
+    const double f = scaleForDeterminants(trace);
+    const Vector3 unit = normalize(longestMinor(xx * f, xy * f, xz * f, yy * f, yz * f, zz * f));
+    if (unit.isDegenerate()) return false;
+    normal = unit;
+    return true;
+}
+
+bool estimateNNV(std::vector<Point3*>& vPoints, Vector3& normal, Point3& centroid) {
+    if (vPoints.size() < 3) return false;
+    double x = 0.0, y = 0.0, z = 0.0;
+    for (const Point3* pPoint : vPoints) pPoint->addOwnCoords(x, y, z);
+    const double num = static_cast<double>(vPoints.size());
+    centroid = Point3(x / num, y / num, z / num);
+    double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
+    for (const Point3* pPoint : vPoints) {
+        const Vector3 diff = *pPoint - centroid;
+        xx += diff.vx * diff.vx;
+        xy += diff.vx * diff.vy;
+        xz += diff.vx * diff.vz;
+        yy += diff.vy * diff.vy;
+        yz += diff.vy * diff.vz;
+        zz += diff.vz * diff.vz;
+    }
+    return normalFromProducts(xx, xy, xz, yy, yz, zz, normal);
+}
+
+Vector3 triNormal(const Point3* a, const Point3* b, const Point3* c, bool& bOK) {
+    const Vector3 e1 = *b - *a;
+    const Vector3 e2 = *c - *a;
+    bOK = false;
+    if (e1.isDegenerate() || e2.isDegenerate()) return {};
+    const Vector3 normal = cross(normalize(e1), normalize(e2));
+    if (normal.length() == 0.0) return {};
+    bOK = true;
+    return normalize(normal);
 }
 
 }  // namespace QUOR_ZEF

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "zef/Point3.h"
 #include "zef/Vector3.h"
 
@@ -21,5 +23,20 @@ double getTriangleArea(const Point3& p, const Point3& q, const Point3& r);
 // The area from the three side lengths (Heron). Lengths that rounding has made
 // impossible give 0. A NaN shows a warning and fails an ASSEX.
 double computeArea(double len0, double len1, double len2);
+
+// The unit normal of the plane that fits best through a common point, from the
+// six sums of products of the differences to it. The plane is solved along the
+// axis with the largest determinant, which is the one it leans to most.
+// False, with the normal untouched, if the sums lie on one line or are not finite.
+bool normalFromProducts(double xx, double xy, double xz, double yy, double yz, double zz, Vector3& normal);
+
+// The unit normal of the plane that fits best through the points, its sign left
+// open, and their mean, without colour. False, with both untouched, for fewer
+// than 3 points; false, with the centroid set, for points without a plane.
+bool estimateNNV(std::vector<Point3*>& vPoints, Vector3& normal, Point3& centroid);
+
+// The unit normal of a triangle, by the right hand. bOK is false, and the result
+// the null vector, for equal corners or corners on one line.
+Vector3 triNormal(const Point3* a, const Point3* b, const Point3* c, bool& bOK);
 
 }  // namespace QUOR_ZEF
