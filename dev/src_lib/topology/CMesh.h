@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -77,6 +78,13 @@ public:
     // The same, selected: deg above 0 exactly that degree, -1 above 2, -5 1 or
     // above 2, -99 above 0. Any other deg fails an ASSEX.
     void getDegN(int deg, std::vector<CEdge*>& vEdges) const;
+    // The same without lists: f(CTriangle*) for each live triangle in the mesh's
+    // order, f(CEdge*) for each edge, of any degree, in the order of edges. f makes
+    // no triangles; forEachEdge's f may kill, and forEachTriangle's may too.
+    template <class F>
+    void forEachTriangle(F&& f) const;
+    template <class F>
+    void forEachEdge(F&& f) const;
     // The sum over all live triangles, in squared world units.
     double getTotalArea() const;
 
@@ -135,11 +143,13 @@ public:
     // their first triangle; notes in mThird, for each corner opposite a
     // non-manifold edge, the patch that met it last; appends each such edge to
     // vFanEdges once per triangle. Linear in the triangles.
-    void createPatches(std::set<CEdge*>* pBarrier, std::vector<CPatch*>& vPatches, std::map<uint64, CPatch*>& mThird,
+    void createPatches(std::set<CEdge*>* pBarrier, std::vector<CPatch*>& vNewPatches, std::map<uint64, CPatch*>& mThird,
                        std::vector<CEdge*>& vFanEdges);
     // A work array for patch operations, one entry a triangle number, all 0
     // between uses: whoever writes to it puts the zeros back.
     std::vector<std::uint8_t>& getScratchFlags();
+    // 0, 1, 2 ... for the patches made on this mesh.
+    int takePatchId() { return numPatchIds++; }
 
 private:
     // A Bundle of the mesh's own, with its point.
@@ -147,12 +157,6 @@ private:
         Point3 point;
     };
 
-    // Calls f(pT) for each live triangle in the mesh's order.
-    template <class F>
-    void forEachTriangle(F&& f) const;
-    // Calls f(pCE) for each edge in the order of edges.
-    template <class F>
-    void forEachEdge(F&& f) const;
     CEdge* findEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b) const;
     CEdge* makeEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b);
     void endPatches();
@@ -174,9 +178,31 @@ private:
     std::vector<std::unique_ptr<ExtraBundle>> vExtraBundles;
     std::vector<bool> vIsExtra;  // by vertex number: the cell's Bundle is one of vExtraBundles
     Rand15 rand;
-    std::vector<CPatch*> vPatches;   // owned
+    std::vector<std::unique_ptr<CPatch>> vPatches;
+    int numPatchIds = 0;
     std::vector<CTriangle*> vStack;  // of createPatches, kept for its memory
     std::vector<std::uint8_t> vScratchFlags;
 };
+
+template <class F>
+void CMesh::forEachTriangle(F&& f) const {
+    for (const std::uint32_t number : vOrder)
+        if (triangles[number]->isAlive()) f(triangles[number]);
+    for (std::uint32_t number = numOrdered; number < triangles.size(); ++number)
+        if (triangles[number]->isAlive()) f(triangles[number]);
+}
+
+// A vertex that came late has a high number, so the CellMap gives their order.
+template <class F>
+void CMesh::forEachEdge(F&& f) const {
+    std::vector<CEdge*> vHere;
+    pCells->forEachNumber([&](std::uint32_t vertex) {
+        if (vertex >= adjacency.getNumVertices()) return;
+        vHere.clear();
+        for (const Adjacency::Link& link : adjacency.edges(vertex)) vHere.push_back(edges[link.edge]);
+        std::sort(vHere.begin(), vHere.end(), [](const CEdge* a, const CEdge* b) { return a->v1 < b->v1; });
+        for (CEdge* pCE : vHere) f(pCE);
+    });
+}
 
 }  // namespace QUOR_ZEF
