@@ -36,6 +36,7 @@ function(zef_add_folder name)
   list(TRANSFORM ARG_USES PREPEND zef_)
   target_link_libraries(zef_${name} PUBLIC zef_options ${ARG_USES} ${ARG_LIBRARIES})
   set_property(GLOBAL APPEND PROPERTY ZEF_FOLDERS zef_${name})
+  set_property(GLOBAL APPEND PROPERTY ZEF_LIBRARIES ${ARG_LIBRARIES})
 endfunction()
 
 # One test program per folder of tests/: test_<name>, run by ctest as <name>.

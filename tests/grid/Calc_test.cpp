@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <limits>
 #include <random>
 #include <set>
@@ -18,7 +18,11 @@ using zef_test::failsWith;
 namespace {
 
 // The slow model: coordinates as a triple, codes made and read bit by bit.
-using Triple = std::array<int64, 3>;
+struct Triple {
+    int64 c[3];
+    int64& operator[](int axis) { return c[axis]; }
+    int64 operator[](int axis) const { return c[axis]; }
+};
 
 constexpr int packedShift[3] = {42, 21, 0};
 constexpr uint64 axTriBits[3] = {4, 2, 1};
@@ -53,7 +57,7 @@ public:
     // Coordinates from low to high, both included; the ends come often.
     Triple draw(int64 low, int64 high) {
         Triple t;
-        for (int64& c : t) {
+        for (int64& c : t.c) {
             const auto kind = random() % 8;
             c = kind == 0 ? low : kind == 1 ? high : low + static_cast<int64>(random() % uint64(high - low + 1));
         }
@@ -102,7 +106,7 @@ TEST(Calc, bitsAboveTheDepthAreDroppedByConversions) {
         for (int i = 0; i < 100; ++i) {
             const Triple t = cells.draw(0, top);
             Triple cut = t;
-            for (int64& c : cut) c &= (int64{1} << numLevels) - 1;
+            for (int64& c : cut.c) c &= (int64{1} << numLevels) - 1;
             ASSERT_EQ(calc.rcdToCcd(packed(t)), interleaved(cut));
             ASSERT_EQ(calc.ccdToRcd(interleaved(t)), packed(cut));
             ASSERT_EQ(calc.numberToSparse(uint64(t[0]), 7), interleaved({cut[0], cut[0], cut[0]}));
@@ -413,16 +417,18 @@ TEST(Calc, adaptedPointsMoveJustFarEnoughAndLoseTheirColour) {
     EXPECT_EQ(int(outside.r) + outside.g + outside.b + outside.a, 0);
 }
 
-TEST(Calc, adaptPointReachesTheCentreFromAnywhere) {
+TEST(Calc, adaptPointTakesTheCentreItselfFromFarAway) {
     Cells cells;
     const Calc calc(0.1, 0.2, 0.3, 12.7, 12.7, 12.7, 21);
     const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
     for (int i = 0; i < 200; ++i) {
-        const uint64 rcd = packed(cells.draw(0, top));
-        const double nan = std::numeric_limits<double>::quiet_NaN();
-        for (Point3 p : {Point3(1e300, -1e300, 5), Point3(nan, 1, 2), Point3(1, inf, 2), Point3(-1e9, 3e15, 1e-300)}) {
-            calc.adaptPointToRCD(rcd, p);
-            ASSERT_EQ(calc.getRCD(p), rcd);
+        const Triple t = cells.draw(0, top);
+        const auto middle = [&](int axis) { return (double(t[axis]) + 0.5) * calc.cellX; };
+        const Point3 centre(middle(0) + 0.1, middle(1) + 0.2, middle(2) + 0.3);
+        for (Point3 p : {Point3(1e300, -1e300, 5), Point3(nan, 1, 2), Point3(1, inf, 2), Point3(-1e5, 3e5, 1e-300)}) {
+            ASSERT_TRUE(calc.adaptPointToRCD(packed(t), p));
+            ASSERT_EQ(p, centre);
         }
     }
     // A code beyond the depth has no cell.

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -55,11 +54,20 @@ bool startsWith(const std::string& text, const std::string& start) {
     return text.rfind(start, 0) == 0;
 }
 
+// Takes the word off the front of text, with the blanks before it, if it is there.
+bool takeWord(std::string& text, const std::string& word) {
+    text.erase(0, std::min(text.find_first_not_of(" \t"), text.size()));
+    if (!startsWith(text, word)) return false;
+    text.erase(0, word.size());
+    return true;
+}
+
 // What the line includes, with its opening bracket; empty if it is no include line.
-std::string includedBy(const std::string& line) {
-    static const std::regex include(R"(^\s*#\s*include\s*([<"][^>"]+)[>"])");
-    std::smatch match;
-    return std::regex_search(line, match, include) ? match[1].str() : std::string();
+std::string includedBy(std::string line) {
+    if (!takeWord(line, "#") || !takeWord(line, "include")) return "";
+    const std::string bracket = takeWord(line, "<") ? "<" : takeWord(line, "\"") ? "\"" : "";
+    const auto end = line.find_first_of(">\"");
+    return bracket.empty() || end == std::string::npos ? "" : bracket + line.substr(0, end);
 }
 
 bool mayKnowThreads(const std::string& file, const std::string& header) {

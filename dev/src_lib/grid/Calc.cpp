@@ -5,6 +5,8 @@
 #include <iostream>
 
 #include "frame/License.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
 
@@ -17,11 +19,6 @@ constexpr uint64 cornerOffsets[8] = {packRCD(0, 0, 0), packRCD(0, 0, 1), packRCD
 // Length where the bit is set, else 0, without a branch that random codes mispredict.
 double ifSet(uint64 bit, double length) {
     return std::bit_cast<double>(std::bit_cast<uint64>(length) & (0 - bit));
-}
-
-void sortUnique(std::vector<uint64>& vCodes) {
-    std::sort(vCodes.begin(), vCodes.end());
-    vCodes.erase(std::unique(vCodes.begin(), vCodes.end()), vCodes.end());
 }
 
 int numDifferingAxes(uint64 result_xor) {
@@ -119,7 +116,7 @@ void Calc::getCorners_RCD(const std::vector<uint64>& vRCD, std::vector<uint64>& 
     for (const uint64 rcd : vRCD) {
         for (const uint64 offset : cornerOffsets) vOut.push_back(rcd + offset);
     }
-    if (bUnique) sortUnique(vOut);
+    if (bUnique) sortUniqueMT(vOut);
 }
 
 void Calc::getCornerPairs_RCD(const std::vector<uint64>& vRCD, std::vector<std::pair<uint64, uint64>>& vOut) const {
@@ -130,14 +127,13 @@ void Calc::getCornerPairs_RCD(const std::vector<uint64>& vRCD, std::vector<std::
 }
 
 void Calc::getNeigs6_RCD(const std::vector<uint64>& vRCD, std::vector<uint64>& vOut, bool bUnique) const {
-    vOut.reserve(vOut.size() + 6 * vRCD.size());
-    for (const uint64 rcd : vRCD) {
+    parallelTransform_N(vRCD, vOut, 6, [](uint64 rcd, auto out) {
         for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
-            vOut.push_back(rcd - step);
-            vOut.push_back(rcd + step);
+            *out++ = rcd - step;
+            *out++ = rcd + step;
         }
-    }
-    if (bUnique) sortUnique(vOut);
+    });
+    if (bUnique) sortUniqueMT(vOut);
 }
 
 void Calc::getCbsAroundEdge(uint64 rcc0, uint64 rcc1, std::vector<uint64>& vOut) const {

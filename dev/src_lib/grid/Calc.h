@@ -188,12 +188,12 @@ public:
     void getCellsAroundVCD(uint64 codes[8]) const;
 
     // Appends the eight RCC of each cell, z fastest, which is ascending. bUnique
-    // sorts vOut and makes it unique, whatever it held before; parallel sort.
+    // sorts vOut and makes it unique, whatever it held before, by a parallel sort.
     void getCorners_RCD(const std::vector<uint64>& vRCD, std::vector<uint64>& vOut, bool bUnique) const;
     // Appends the pairs (RCC, RCD) in the same order.
     void getCornerPairs_RCD(const std::vector<uint64>& vRCD, std::vector<std::pair<uint64, uint64>>& vOut) const;
     // Appends the face neighbours of each cell, in the order x-1, x+1, y-1, y+1,
-    // z-1, z+1. bUnique as above. Parallel: not to be called from a parallel loop.
+    // z-1, z+1. bUnique as above. Parallel, so not for use inside a job of the pool.
     void getNeigs6_RCD(const std::vector<uint64>& vRCD, std::vector<uint64>& vOut, bool bUnique) const;
 
     // Appends the RCD of the four cubes around the edge between two corners that

@@ -1,0 +1,28 @@
+#include "parallel/concurrency.h"
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+#include "parallel/TaskPool.h"
+#include "zef/threads.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+std::atomic<unsigned> givenNumThreads = 0;  // 0: as many as the machine has
+
+}  // namespace
+
+unsigned getNumThreads() {
+    const unsigned given = givenNumThreads;
+    return given != 0 ? given : std::thread::hardware_concurrency();
+}
+
+void setNumThreads(unsigned numThreads) {
+    givenNumThreads = numThreads;
+    getTaskPool().resize(static_cast<int>(getNumThreads()));
+}
+
+}  // namespace QUOR_ZEF

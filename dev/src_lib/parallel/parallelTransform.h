@@ -1,0 +1,192 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <future>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "parallel/TaskPool.h"
+#include "parallel/concurrency.h"
+
+// Loops over chunks on the task pool. All of them return when every element is
+// done. Below 2 elements, or with fewer than 2 threads, they run on the calling
+// thread. fn is called from several threads at once, so it may write only what
+// belongs to its own element or chunk; it must not start another loop or sort.
+// Nothing may be left to fail in fn: what it throws on a worker is lost, and the
+// rest of its chunk stays undone. A call costs some 20 microseconds beyond its work.
+
+namespace QUOR_ZEF {
+
+// *out++ = fn(element) for a slice of the input.
+template <class In, class Out, class Fn>
+struct TransformTask {
+    typename std::vector<In>::const_iterator first, last;
+    typename std::vector<Out>::iterator out;
+    const Fn& fn;
+
+    void operator()(int /*worker*/) {
+        for (; first != last; ++first) *out++ = fn(*first);
+    }
+};
+
+// fn(element, out) writes n outputs for each element of a slice.
+template <class In, class Out, class Fn>
+struct TransformTask_N {
+    typename std::vector<In>::const_iterator first, last;
+    typename std::vector<Out>::iterator out;
+    const Fn& fn;
+    int n;
+
+    void operator()(int /*worker*/) {
+        for (; first != last; ++first, out += n) fn(*first, out);
+    }
+};
+
+// fn(element) for a slice.
+template <class T, class Fn>
+struct ForEachTask {
+    typename std::vector<T>::const_iterator first, last;
+    const Fn& fn;
+
+    void operator()(int /*worker*/) {
+        for (; first != last; ++first) fn(*first);
+    }
+};
+
+// Waits for its jobs, even when an exception passes: they refer to the caller's tasks.
+struct JobWaiter {
+    std::vector<std::future<void>> vFutures;
+
+    ~JobWaiter() {
+        for (std::future<void>& future : vFutures) future.wait();
+    }
+};
+
+// Queues the tasks in order, each by reference, and waits for them all.
+template <class Task>
+void runTasks(std::vector<Task>& vTasks) {
+    TaskPool& pool = getTaskPool();
+    JobWaiter waiter;
+    waiter.vFutures.reserve(vTasks.size());
+    for (Task& task : vTasks) waiter.vFutures.push_back(pool.push(std::ref(task)));
+}
+
+// The threads for a loop over n elements: 1 if it is to run on the calling thread.
+unsigned getLoopThreads(std::size_t n);
+
+// Appends fn(element) for every element of vIn, in that order. fn takes a
+// const In&. Out must be default-constructible and not bool. vIn must not be vOut.
+template <class In, class Out, class Fn>
+void parallelTransform(const std::vector<In>& vIn, std::vector<Out>& vOut, const Fn& fn) {
+    const unsigned numThreads = getLoopThreads(vIn.size());
+    if (numThreads < 2) {
+        vOut.reserve(vOut.size() + vIn.size());
+        for (const In& element : vIn) vOut.push_back(fn(element));
+        return;
+    }
+    static_assert(!std::is_same_v<Out, bool>, "bits of one byte cannot be written by several threads");
+    const std::size_t oldSize = vOut.size();
+    vOut.resize(oldSize + vIn.size());
+    std::vector<TransformTask<In, Out, Fn>> vTasks;
+    const std::size_t chunk = std::max<std::size_t>(vIn.size() / (2 * std::size_t{numThreads}), 1);
+    for (std::size_t i = 0; i < vIn.size(); i += chunk) {
+        const std::size_t end = std::min(i + chunk, vIn.size());
+        vTasks.push_back({vIn.begin() + std::ptrdiff_t(i), vIn.begin() + std::ptrdiff_t(end),
+                          vOut.begin() + std::ptrdiff_t(oldSize + i), fn});
+    }
+    runTasks(vTasks);
+}
+
+// Appends n outputs per element, in the order of vIn: fn(element, out) has to
+// write out[0] to out[n-1], where out is an iterator of std::vector<Out>.
+template <class In, class Out, class Fn>
+void parallelTransform_N(const std::vector<In>& vIn, std::vector<Out>& vOut, int n, const Fn& fn) {
+    static_assert(!std::is_same_v<Out, bool>, "bits of one byte cannot be written by several threads");
+    const unsigned numThreads = getLoopThreads(vIn.size());
+    const std::size_t oldSize = vOut.size();
+    const std::size_t width = static_cast<std::size_t>(n);
+    vOut.resize(oldSize + vIn.size() * width);
+    std::vector<TransformTask_N<In, Out, Fn>> vTasks;
+    const std::size_t numChunks = numThreads < 2 ? 1 : 2 * std::size_t{numThreads};
+    const std::size_t chunk = std::max<std::size_t>(vIn.size() / numChunks, 1);
+    for (std::size_t i = 0; i < vIn.size(); i += chunk) {
+        const std::size_t end = std::min(i + chunk, vIn.size());
+        vTasks.push_back({vIn.begin() + std::ptrdiff_t(i), vIn.begin() + std::ptrdiff_t(end),
+                          vOut.begin() + std::ptrdiff_t(oldSize + i * width), fn, n});
+    }
+    if (numThreads >= 2) {
+        runTasks(vTasks);
+    } else if (!vTasks.empty()) {
+        vTasks.front()(0);
+    }
+}
+
+// fn(element) for every element; fn takes a const T&.
+template <class T, class Fn>
+void parallelForEach(const std::vector<T>& vIn, const Fn& fn) {
+    const unsigned numThreads = getLoopThreads(vIn.size());
+    if (numThreads < 2) {
+        for (const T& element : vIn) fn(element);
+        return;
+    }
+    std::vector<ForEachTask<T, Fn>> vTasks;
+    const std::size_t chunk = std::max<std::size_t>(vIn.size() / (2 * std::size_t{numThreads}), 1);
+    for (std::size_t i = 0; i < vIn.size(); i += chunk) {
+        const std::size_t end = std::min(i + chunk, vIn.size());
+        vTasks.push_back({vIn.begin() + std::ptrdiff_t(i), vIn.begin() + std::ptrdiff_t(end), fn});
+    }
+    runTasks(vTasks);
+}
+
+// Where the chunks of 0..n begin, ascending, and n at the end: at most two
+// chunks per thread, each of minChunk elements or more, or one chunk of all.
+// Just n if n is 0. The cuts depend on the thread count.
+std::vector<std::size_t> getChunkBounds(std::size_t n, std::size_t minChunk);
+
+// fn(begin, end) for index ranges that tile 0..n, each of at least minChunk
+// indices; a single chunk runs on the calling thread. Not called if n is 0.
+// Results must not depend on where the cuts fall.
+template <class Fn>
+void parallelChunks(std::size_t n, std::size_t minChunk, const Fn& fn) {
+    struct ChunkTask {
+        std::size_t begin, end;
+        const Fn& fn;
+        void operator()(int /*worker*/) const { fn(begin, end); }
+    };
+    const std::vector<std::size_t> vBounds = getChunkBounds(n, minChunk);
+    std::vector<ChunkTask> vTasks;
+    for (std::size_t i = 0; i + 1 < vBounds.size(); ++i) vTasks.push_back({vBounds[i], vBounds[i + 1], fn});
+    if (vTasks.size() > 1) {
+        runTasks(vTasks);
+    } else if (!vTasks.empty()) {
+        vTasks.front()(0);
+    }
+}
+
+// Like parallelChunks, with what fn(begin, end) returns, ordered by begin.
+// R must be default-constructible and not bool.
+template <class R, class Fn>
+std::vector<R> parallelChunkResults(std::size_t n, std::size_t minChunk, const Fn& fn) {
+    static_assert(!std::is_same_v<R, bool>, "bits of one byte cannot be written by several threads");
+    struct ResultTask {
+        std::size_t begin, end;
+        R* pResult;
+        const Fn& fn;
+        void operator()(int /*worker*/) const { *pResult = fn(begin, end); }
+    };
+    const std::vector<std::size_t> vBounds = getChunkBounds(n, minChunk);
+    std::vector<R> vResults(vBounds.size() - 1);
+    std::vector<ResultTask> vTasks;
+    for (std::size_t i = 0; i < vResults.size(); ++i) vTasks.push_back({vBounds[i], vBounds[i + 1], &vResults[i], fn});
+    if (vTasks.size() > 1) {
+        runTasks(vTasks);
+    } else if (!vTasks.empty()) {
+        vTasks.front()(0);
+    }
+    return vResults;
+}
+
+}  // namespace QUOR_ZEF
