@@ -71,7 +71,7 @@ void build(benchmark::State& state) {
         const double before = residentBytes();
         CMesh mesh(nullptr, const_cast<Calc*>(&field.calc), const_cast<CellMap*>(&field.cells));
         field.fill(mesh);
-        bytes = residentBytes() - before;
+        bytes = std::max(bytes, residentBytes() - before);  // later rounds find memory that the first one freed
     }
     perTriangle(state, field.numTriangles());
     state.counters["bytes_per_triangle"] = bytes / field.numTriangles();
