@@ -1,0 +1,148 @@
+#include "topology/CMesh.h"
+
+#include <algorithm>
+#include <iostream>
+#include <utility>
+
+#include "frame/tools.h"
+#include "grid/Calc.h"
+#include "topology/CPatch.h"
+
+namespace QUOR_ZEF {
+
+CMesh::CMesh(Voro* pVoro_, Calc* pCalc_, CellMap* pCells_) : pVoro(pVoro_), pCalc(pCalc_), pCells(pCells_) {
+    adjacency.reset(pCells->getNumNumbers());
+}
+
+CMesh::~CMesh() {
+    endPatches();
+    endEdges();
+}
+
+void CMesh::clear() {
+    endPatches();
+    endEdges();
+    edges.reset();
+    triangles.reset();
+    vOrder.clear();
+    numOrdered = 0;
+    adjacency.reset(pCells->getNumNumbers());
+}
+
+// Only edges that ever had more than two triangles hold memory.
+void CMesh::endEdges() {
+    for (CEdge* pCE : vManyEdges) pCE->~CEdge();
+    vManyEdges.clear();
+}
+
+CTriangle* CMesh::createT(uint64 v0, uint64 v1, uint64 v2, uint64 vcd, int config) {
+    ASSEX(v0!=v1 && v1!=v2 && v0!=v2);
+    const std::uint32_t n0 = pCells->addNumber(v0), n1 = pCells->addNumber(v1), n2 = pCells->addNumber(v2);
+    if (adjacency.getNumVertices() < pCells->getNumNumbers()) adjacency.grow(pCells->getNumNumbers());
+    const std::uint32_t number = triangles.size();
+    CTriangle* pT = triangles.make(v0, v1, v2, vcd, config, number);
+    adjacency.addToFan(n0, number);
+    adjacency.addToFan(n1, number);
+    adjacency.addToFan(n2, number);
+    pT->pCE[0] = makeEdge(n0, v0, n1, v1);
+    pT->pCE[1] = makeEdge(n1, v1, n2, v2);
+    pT->pCE[2] = makeEdge(n0, v0, n2, v2);
+    for (CEdge* pCE : pT->pCE)
+        if (pCE->checkIn(pT)) vManyEdges.push_back(pCE);
+    return pT;
+}
+
+CEdge* CMesh::findEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b) const {
+    const std::uint32_t edge = a < b ? adjacency.findEdge(numberA, numberB) : adjacency.findEdge(numberB, numberA);
+    return edge == Adjacency::none ? nullptr : edges[edge];
+}
+
+CEdge* CMesh::makeEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b) {
+    if (a > b) {
+        std::swap(a, b);
+        std::swap(numberA, numberB);
+    }
+    const std::uint32_t known = adjacency.findEdge(numberA, numberB);
+    if (known != Adjacency::none) return edges[known];
+    const std::uint32_t number = edges.size();
+    adjacency.addEdge(numberA, numberB, number);
+    return edges.make(a, b, number);
+}
+
+void CMesh::unregisterTriangle(const CTriangle* pT) {
+    int numDelete = 0;
+    for (const uint64 vcd : pT->corner)
+        if (adjacency.removeFromFan(pCells->getNumber(vcd), pT->number)) ++numDelete;
+    ASSEX(numDelete==3);
+}
+
+CEdge* CMesh::getEdge(uint64 a, uint64 b) const {
+    const std::uint32_t numberA = pCells->getNumber(a), numberB = pCells->getNumber(b);
+    const std::size_t numVertices = adjacency.getNumVertices();
+    return numberA < numVertices && numberB < numVertices ? findEdge(numberA, a, numberB, b) : nullptr;
+}
+
+std::span<const std::uint32_t> CMesh::getFan(uint64 vcd) const {
+    const std::uint32_t vertex = pCells->getNumber(vcd);
+    return vertex < adjacency.getNumVertices() ? adjacency.fan(vertex) : std::span<const std::uint32_t>();
+}
+
+void CMesh::getIncidentTriangles(uint64 vcd, std::vector<CTriangle*>& vT) const {
+    for (const std::uint32_t number : getFan(vcd)) vT.push_back(triangles[number]);
+}
+
+void CMesh::getIncidentEdges(uint64 vcd, std::vector<CEdge*>& vEdges) const {
+    const auto numBefore = static_cast<std::ptrdiff_t>(vEdges.size());
+    for (const std::uint32_t number : getFan(vcd)) {
+        const CTriangle* pT = triangles[number];
+        const int ici = pT->getICI(vcd);
+        vEdges.push_back(pT->getCEdge((ici + 1) % 3));
+        vEdges.push_back(pT->getCEdge((ici + 2) % 3));
+    }
+    std::sort(vEdges.begin() + numBefore, vEdges.end(), edgeLess);
+    vEdges.erase(std::unique(vEdges.begin() + numBefore, vEdges.end()), vEdges.end());
+}
+
+void CMesh::getAllTriangles(std::vector<CTriangle*>& vT) const {
+    vT.reserve(vT.size() + triangles.size());
+    forEachTriangle([&](CTriangle* pT) { vT.push_back(pT); });
+}
+
+void CMesh::getAllEdges(std::vector<CEdge*>& vEdges) const {
+    vEdges.reserve(vEdges.size() + edges.size());
+    forEachEdge([&](CEdge* pCE) { vEdges.push_back(pCE); });
+}
+
+void CMesh::getDegN(int deg, std::vector<CEdge*>& vEdges) const {
+    if (deg <= 0 && deg != -1 && deg != -5 && deg != -99) {
+        std::cout << " ** deg=" << deg << std::endl;
+        ASSEX(false);
+    }
+    forEachEdge([&](CEdge* pCE) {
+        const int degree = pCE->getDegree();
+        const bool bTaken = deg > 0     ? degree == deg
+                            : deg == -1 ? degree > 2
+                            : deg == -5 ? degree == 1 || degree > 2
+                                        : degree > 0;
+        if (bTaken) vEdges.push_back(pCE);
+    });
+}
+
+double CMesh::getTotalArea() const {
+    double area = 0.0;
+    forEachTriangle([&](const CTriangle* pT) { area += pT->getArea(this); });
+    return area;
+}
+
+Point3* CMesh::getVtx(uint64 vcd) const {
+    const CellMap& mCCDBundle = *pCells;
+    const auto q_it = mCCDBundle.find(vcd);
+    ASSEX(q_it!=mCCDBundle.end());
+    return (*q_it)->pPoint;
+}
+
+double CMesh::getCellSize() const {
+    return pCalc->getCellSize();
+}
+
+}  // namespace QUOR_ZEF

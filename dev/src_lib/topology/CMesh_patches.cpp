@@ -1,0 +1,57 @@
+#include "frame/tools.h"
+#include "topology/CMesh.h"
+#include "topology/CPatch.h"
+
+namespace QUOR_ZEF {
+
+void CMesh::createPatches(std::set<CEdge*>* pBarrier, std::vector<CPatch*>& vNewPatches,
+                          std::map<uint64, CPatch*>& mThird, std::vector<CEdge*>& vFanEdges) {
+    endPatches();
+    forEachTriangle([](CTriangle* pT) {
+        pT->setPatch(nullptr);
+        pT->bVisited = false;
+    });
+    forEachTriangle([&](CTriangle* pT) {
+        if (pT->bVisited) return;
+        vPatches.push_back(std::make_unique<CPatch>(this, pCalc));
+        vNewPatches.push_back(vPatches.back().get());
+        floodPatch(vPatches.back().get(), pT, pBarrier, mThird, vFanEdges);
+    });
+}
+
+void CMesh::floodPatch(CPatch* pPatch, CTriangle* pSeed, const std::set<CEdge*>* pBarrier,
+                       std::map<uint64, CPatch*>& mThird, std::vector<CEdge*>& vFanEdges) {
+    pSeed->bVisited = true;
+    vStack.assign(1, pSeed);
+    while (!vStack.empty()) {
+        CTriangle* pT = vStack.back();
+        vStack.pop_back();
+        pPatch->addTriangle(pT);
+        for (int i = 0; i < 3; ++i) {
+            CEdge* pCE = pT->getCEdge(i);
+            ASSEX(pCE!=0);
+            if (pCE->getDegree() > 2) {
+                vFanEdges.push_back(pCE);
+                mThird[pT->getCorner(i)] = pPatch;
+                continue;
+            }
+            if (pBarrier && pBarrier->count(pCE) != 0) continue;
+            for (CTriangle* pNeigT : pCE->triangles()) {
+                if (pNeigT->bVisited) continue;
+                pNeigT->bVisited = true;
+                vStack.push_back(pNeigT);
+            }
+        }
+    }
+}
+
+void CMesh::endPatches() {
+    while (!vPatches.empty()) vPatches.pop_back();
+}
+
+std::vector<std::uint8_t>& CMesh::getScratchFlags() {
+    if (vScratchFlags.size() < triangles.size()) vScratchFlags.resize(triangles.size(), 0);
+    return vScratchFlags;
+}
+
+}  // namespace QUOR_ZEF
