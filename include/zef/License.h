@@ -28,7 +28,9 @@ ZEF_API bool activateLicense(const std::string& key);
 // Takes the grant back: every gate then refuses until it is granted again.
 ZEF_API void deactivateLicense();
 
-// Grants the licence for this many days from now on; false if days is not positive.
+// Grants the licence for this many days, from now or from the end of a running
+// trial; a full grant stays as it is. False, with nothing changed, if days is not
+// positive.
 ZEF_API bool extendTrial(int days);
 
 // True while the licence is granted. The policy is not asked.

@@ -1,8 +1,10 @@
 #include "zef/License.h"
 
+#include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <mutex>
+#include <string>
 #include <utility>
 
 #include "frame/License.h"
@@ -24,6 +26,13 @@ struct LicenseState {
 
     bool isGranted() const { return bGranted && (!bTrial || Clock::now() < trialEnd); }
 };
+
+// Days without number end when the clock does.
+Clock::time_point later(Clock::time_point start, int days) {
+    const auto span = std::chrono::hours(24) * days;
+    const auto room = std::chrono::duration_cast<std::chrono::hours>(Clock::time_point::max() - start);
+    return span < room ? start + span : Clock::time_point::max();
+}
 
 LicenseState& licenseState() {
     static LicenseState state;
@@ -54,11 +63,9 @@ bool extendTrial(int days) {
     if (days <= 0) return false;
     LicenseState& state = licenseState();
     const std::lock_guard lock(state.mutex);
-    const auto now = Clock::now();
-    const auto start = state.bTrial && state.trialEnd > now ? state.trialEnd : now;
-    // A trial never shortens a full grant.
     if (state.bGranted && !state.bTrial) return true;
-    state.trialEnd = start + std::chrono::hours(24) * days;
+    const auto now = Clock::now();
+    state.trialEnd = later(state.bTrial ? std::max(state.trialEnd, now) : now, days);
     state.bGranted = true;
     state.bTrial = true;
     return true;

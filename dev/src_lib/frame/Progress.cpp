@@ -19,6 +19,11 @@ int64 monotonicNanoseconds() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(sinceStart).count();
 }
 
+// ticks * share, truncated. The largest counts round up beyond their type.
+uint64 partOf(uint64 ticks, double share) {
+    return share >= 1.0 ? ticks : static_cast<uint64>(static_cast<double>(ticks) * share);
+}
+
 }  // namespace
 
 ProgressBase::~ProgressBase() = default;
@@ -52,7 +57,7 @@ Progress* Progress::getChildProgressSetTodo(const std::string& childName, uint64
     }
     const double value = pChild->getValue();
     const uint64 total = childTodo + pChild->done;
-    pChild->done = static_cast<uint64>(static_cast<double>(total) * value);
+    pChild->done = partOf(total, value);
     pChild->setTodo(total);
     return pChild;
 }
@@ -70,9 +75,9 @@ uint64 Progress::notificationStep() const {
     for (const auto& [siblingName, pSibling] : pParent->mNameKids) weightSum += pSibling->weight;
     if (!(weightSum > 0.0)) return std::max<uint64>(todo / 200, 1);
     const double ticks = static_cast<double>(todo);
-    double step = std::ceil((ticks / 200.0) * (weightSum / weight));
-    if (step > ticks) step = std::ceil(ticks * 0.75);
-    return std::max<uint64>(static_cast<uint64>(step), 1);
+    const double step = std::ceil((ticks / 200.0) * (weightSum / weight));
+    if (step == ticks) return std::max<uint64>(todo, 1);
+    return std::max<uint64>(static_cast<uint64>(step < ticks ? step : std::ceil(ticks * 0.75)), 1);
 }
 
 double Progress::getValue() const {
@@ -94,17 +99,21 @@ void Progress::tick() {
     ++sinceNotify;
     // A finished child that is ticked on has nothing new to tell.
     if (sinceNotify < notifyEvery && !(bChanges && done == todo)) return;
-    const std::lock_guard lock(mutex);
-    sinceNotify = 0;
+    {
+        const std::lock_guard lock(mutex);
+        sinceNotify = 0;
+    }
     notify("");
 }
 
+// Locks are only taken downwards, so a node holds none of its own while it
+// tells its parent.
 void Progress::notify(const std::string& text) {
-    const std::lock_guard lock(mutex);
     if (pParent) {
         pParent->notify(text);
         return;
     }
+    const std::lock_guard lock(mutex);
     const double value = getValue();
     if (value == lastValue) return;
     lastValue = value;
@@ -112,9 +121,11 @@ void Progress::notify(const std::string& text) {
 }
 
 void Progress::finish(bool bNotify) {
-    const std::lock_guard lock(mutex);
-    if (mNameKids.empty()) done = todo;
-    for (auto& [childName, pChild] : mNameKids) pChild->finish(false);
+    {
+        const std::lock_guard lock(mutex);
+        if (mNameKids.empty()) done = todo;
+        for (auto& [childName, pChild] : mNameKids) pChild->finish(false);
+    }
     if (bNotify) notify("");
 }
 
@@ -133,13 +144,30 @@ void Progress::reset() {
     lastValue = -1.0;
 }
 
-Progress* getProgress() {
+namespace {
+
+// The id of an ended thread may come back: its root then begins anew, without
+// the subscriber, which may be gone.
+Progress* rootOfNewThread() {
     // Never destroyed: a thread may still report while the process ends.
     static auto* pmRoots = new std::map<std::thread::id, Progress*>;
     static std::mutex rootsMutex;
     const std::lock_guard lock(rootsMutex);
     Progress*& pRoot = (*pmRoots)[std::this_thread::get_id()];
-    if (!pRoot) pRoot = new Progress(unusedName, 1.0, nullptr);
+    if (!pRoot) {
+        pRoot = new Progress(unusedName, 1.0, nullptr);
+    } else {
+        const std::lock_guard lockRoot(pRoot->mutex);
+        pRoot->reset();
+        pRoot->pSubscriber = nullptr;
+    }
+    return pRoot;
+}
+
+}  // namespace
+
+Progress* getProgress() {
+    thread_local Progress* const pRoot = rootOfNewThread();
     return pRoot;
 }
 
@@ -159,6 +187,7 @@ void unsubscribe() {
 
 void planProgress(const std::string& name, ProgressPlan plan) {
     Progress* pRoot = getProgress();
+    const std::lock_guard lock(pRoot->mutex);
     pRoot->reset();
     pRoot->name = name;
     for (const auto& [childName, weight] : plan) pRoot->createChild(childName, weight);
@@ -166,10 +195,10 @@ void planProgress(const std::string& name, ProgressPlan plan) {
 
 bool ensureProgressPlan(const std::string& name, ProgressPlan plan) {
     const Progress* pRoot = getProgress();
-    const bool bPlanned = std::all_of(plan.begin(), plan.end(),
-                                      [&](const auto& child) { return pRoot->mNameKids.count(child.first) > 0; });
-    if (!bPlanned) planProgress(name, plan);
-    return !bPlanned;
+    const auto isPlanned = [pRoot](const auto& child) { return pRoot->mNameKids.count(child.first) > 0; };
+    if (pRoot->name != name && std::all_of(plan.begin(), plan.end(), isPlanned)) return false;
+    planProgress(name, plan);
+    return true;
 }
 
 }  // namespace QUOR_ZEF

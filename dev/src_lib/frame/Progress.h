@@ -16,7 +16,8 @@ namespace QUOR_ZEF {
 // it; the root's value is the weighted mean of its children.
 //
 // Threads: every thread has a root of its own, and a node is ticked by one
-// thread only. Each node's mutex guards what getValue() and notify() read.
+// thread only. Each node's mutex guards what getValue() and notify() read; they
+// are locked from the root downwards.
 // Cost: a tick is two increments and a compare but for about 200 ticks a stage,
 // which lock and notify.
 class Progress {
@@ -62,7 +63,8 @@ private:
     uint64 notificationStep() const;
 };
 
-// The calling thread's root; made on first use, never freed.
+// The calling thread's root; made on first use, never freed. Only the first call
+// of a thread locks.
 Progress* getProgress();
 
 using ProgressPlan = std::initializer_list<std::pair<const char*, double>>;
@@ -70,9 +72,10 @@ using ProgressPlan = std::initializer_list<std::pair<const char*, double>>;
 // Resets the calling thread's root and plans it: its name, then its children.
 void planProgress(const std::string& name, ProgressPlan plan);
 
-// Plans the calling thread's root unless it already has all these children, so
-// that a mesh operation runs alone as well as inside a planned run. An exception
-// or a plan of another kind may have left the root without them.
+// Plans the calling thread's root unless a run of another name has planned all
+// these children, so that a mesh operation runs alone as well as inside a planned
+// run. A plan of another kind may have left the root without them; a plan of this
+// name was left behind by an exception, since no operation runs inside itself.
 // Returns true if it planned, so that the caller finishes and resets the root.
 bool ensureProgressPlan(const std::string& name, ProgressPlan plan);
 

@@ -7,7 +7,8 @@
 
 // Asserts that the library is in order. Always compiled in. A false condition
 // writes file, line, function and the condition, exactly as it stands in the
-// source, to standard output and throws ZefBugException.
+// source, to standard output and throws ZefBugException. The condition may be an
+// assignment: the inner parentheses say that it is meant.
 #define ASSEX(...)                                                                                                  \
     do {                                                                                                            \
         if (!static_cast<bool>((__VA_ARGS__))) [[unlikely]]                                                         \

@@ -8,6 +8,8 @@
 #include <limits>
 
 #include "frame/tools.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
 
@@ -102,7 +104,8 @@ std::uint32_t HilbertIndex::operator()(double x, double y, double z) const {
 namespace {
 
 constexpr std::size_t fanout = 8;
-constexpr int indexBits = 27;  // nine halvings: cells of 1/512 of the box
+constexpr std::size_t minChunk = 2000;  // items that are worth a pool job
+constexpr int indexBits = 27;           // nine halvings: cells of 1/512 of the box
 
 bool isFinite(const GSS_HC3::Item& item) {
     return std::isfinite(item.x) && std::isfinite(item.y) && std::isfinite(item.z);
@@ -152,14 +155,14 @@ void GSS_HC3::build() {
     ASSEX(vItems.size() <= std::numeric_limits<std::uint32_t>::max());
     bBuilt = true;
     const std::vector<uint64> vKeys = sortedKeys();
-    std::vector<Item> vSorted;
-    vSorted.reserve(vKeys.size());
-    vNumbers.reserve(vKeys.size());
-    for (const uint64 key : vKeys) {
-        const auto number = static_cast<std::uint32_t>(key);
-        vNumbers.push_back(number);
-        vSorted.push_back(vItems[number]);
-    }
+    std::vector<Item> vSorted(vKeys.size());
+    vNumbers.resize(vKeys.size());
+    parallelChunks(vKeys.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            vNumbers[i] = static_cast<std::uint32_t>(vKeys[i]);
+            vSorted[i] = vItems[vNumbers[i]];
+        }
+    });
     vItems.swap(vSorted);
     pItems = vItems.data();
     buildLevels();
@@ -167,16 +170,19 @@ void GSS_HC3::build() {
 
 // Hilbert index above, item number below, so that plain numbers are sorted.
 std::vector<uint64> GSS_HC3::sortedKeys() const {
+    constexpr uint64 notFinite = ~uint64{0};  // behind all keys
     const Box box = boxOfFiniteItems();
     const HilbertIndex hilbertIndex({box.lower[0], box.lower[1], box.lower[2]},
                                     {box.upper[0], box.upper[1], box.upper[2]}, indexBits);
-    std::vector<uint64> vKeys;
-    vKeys.reserve(vItems.size());
-    for (std::size_t i = 0; i < vItems.size(); ++i) {
-        const Item& item = vItems[i];
-        if (isFinite(item)) vKeys.push_back(uint64{hilbertIndex(item.x, item.y, item.z)} << 32 | i);
-    }
-    std::sort(vKeys.begin(), vKeys.end());
+    std::vector<uint64> vKeys(vItems.size());
+    parallelChunks(vKeys.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const Item& item = vItems[i];
+            vKeys[i] = isFinite(item) ? uint64{hilbertIndex(item.x, item.y, item.z)} << 32 | i : notFinite;
+        }
+    });
+    sortMT(vKeys.begin(), vKeys.end());
+    while (!vKeys.empty() && vKeys.back() == notFinite) vKeys.pop_back();
     return vKeys;
 }
 

@@ -1,5 +1,6 @@
 #include "zef/Point3.h"
 
+#include <locale>
 #include <sstream>
 
 namespace QUOR_ZEF {

@@ -1,0 +1,247 @@
+#include "frame/Progress.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "support/capture.h"
+
+using namespace QUOR_ZEF;
+using zef_test::failsWith;
+
+namespace {
+
+struct Recorder : ProgressBase {
+    std::vector<std::string> vNames;
+    std::vector<double> vValues;
+    void update(const std::string& name, double value) override {
+        vNames.push_back(name);
+        vValues.push_back(value);
+    }
+};
+
+struct Canceller : ProgressBase {
+    void update(const std::string&, double value) override {
+        if (value >= 0.25) throw std::runtime_error("cancelled");
+    }
+};
+
+void tickTimes(Progress* pProgress, int numTicks) {
+    for (int i = 0; i < numTicks; ++i) pProgress->tick();
+}
+
+void runTwoStages(Progress* pRoot) {
+    planProgress("Run", {{"first", 1.0}, {"second", 3.0}});
+    for (const char* stage : {"first", "second"}) tickTimes(pRoot->getChildProgressSetTodo(stage, 1000), 1000);
+    pRoot->finish(true);
+    pRoot->reset();
+}
+
+}  // namespace
+
+class ProgressTree : public testing::Test {
+protected:
+    Progress* pRoot = getProgress();
+    void SetUp() override { TearDown(); }
+    void TearDown() override {
+        unsubscribe();
+        pRoot->reset();
+    }
+};
+
+TEST_F(ProgressTree, stepOfAStageIsAboutOnePartIn200OfTheWhole) {
+    planProgress("Reconstruct", {{"light", 3.0}, {"heavy", 345.0}, {"none", 0.0}});
+    EXPECT_EQ(pRoot->getChildProgressSetTodo("light", 1000)->notifyEvery, 580u);
+    EXPECT_EQ(pRoot->getChildProgressSetTodo("heavy", 1000)->notifyEvery, 6u);
+    EXPECT_EQ(pRoot->getChildProgressSetTodo("none", 1000)->notifyEvery, 5u);
+    EXPECT_EQ(pRoot->getChildProgressSetTodo("none", 199)->notifyEvery, 1u);
+    pRoot->setTodo(600);
+    EXPECT_EQ(pRoot->notifyEvery, 3u);
+}
+
+TEST_F(ProgressTree, stepStaysBelowTheStagesOwnTicks) {
+    planProgress("Run", {{"tiny", 1.0}, {"rest", 999.0}});
+    EXPECT_EQ(pRoot->getChildProgressSetTodo("tiny", 1000)->notifyEvery, 750u);
+    const uint64 most = ~uint64{0};
+    EXPECT_LT(pRoot->getChildProgressSetTodo("tiny", most)->notifyEvery, most);
+    EXPECT_EQ(pRoot->getChildProgressSetTodo("tiny", 1)->notifyEvery, 1u);
+}
+
+TEST_F(ProgressTree, stageWithNothingToDoReadsAsDone) {
+    planProgress("Run", {{"stage", 1.0}});
+    Progress* pStage = pRoot->getChildProgressSetTodo("stage", 0);
+    EXPECT_EQ(pStage->notifyEvery, 1u);
+    EXPECT_EQ(pStage->getValue(), 1.0);
+    pRoot->todo = 0;
+    EXPECT_EQ(pRoot->getChildProgressSetTodo("stage", 4)->getValue(), 0.0);
+    EXPECT_EQ(pRoot->todo, 1u);
+}
+
+TEST_F(ProgressTree, reenteredStageKeepsItsValue) {
+    planProgress("Run", {{"stage", 1.0}});
+    Progress* pStage = pRoot->getChildProgressSetTodo("stage", 20);
+    tickTimes(pStage, 10);
+    EXPECT_EQ(pRoot->getChildProgressSetTodo("stage", 10), pStage);
+    EXPECT_EQ(pStage->todo, 20u);
+    EXPECT_EQ(pStage->done, 10u);
+    EXPECT_EQ(pStage->getValue(), 0.5);
+    pStage->finish(false);
+    pRoot->getChildProgressSetTodo("stage", 7);
+    EXPECT_EQ(pStage->todo, 27u);
+    EXPECT_EQ(pStage->getValue(), 1.0);
+}
+
+TEST_F(ProgressTree, rootIsTheWeightedMeanOfItsStages) {
+    planProgress("Run", {{"a", 1.0}, {"b", 3.0}});
+    Progress* pStage = pRoot->getChildProgressSetTodo("b", 4);
+    tickTimes(pStage, 2);
+    EXPECT_DOUBLE_EQ(pRoot->getValue(), 0.375);
+    tickTimes(pStage, 9);
+    EXPECT_DOUBLE_EQ(pRoot->getValue(), 0.75);
+    EXPECT_EQ(pStage->done, 4u);
+}
+
+TEST_F(ProgressTree, weightsThatSumToZeroCountAsDone) {
+    planProgress("Run", {{"a", 0.0}, {"b", 0.0}});
+    EXPECT_EQ(pRoot->getValue(), 1.0);
+}
+
+TEST_F(ProgressTree, subscriberGetsRisingValuesFromEveryRunUpToOne) {
+    Recorder recorder;
+    subscribe(&recorder);
+    subscribe(nullptr);
+    for (int run = 0; run < 2; ++run) {
+        recorder = {};
+        runTwoStages(pRoot);
+        ASSERT_GT(recorder.vValues.size(), 150u);
+        EXPECT_LT(recorder.vValues.size(), 450u);
+        EXPECT_TRUE(std::is_sorted(recorder.vValues.begin(), recorder.vValues.end()));
+        EXPECT_LT(recorder.vValues.front(), 0.01);
+        EXPECT_EQ(recorder.vValues.back(), 1.0);
+        EXPECT_EQ(recorder.vNames, std::vector<std::string>(recorder.vNames.size(), "Run"));
+    }
+    EXPECT_EQ(pRoot->pSubscriber, &recorder);
+    EXPECT_EQ(pRoot->name, "empty");
+    EXPECT_EQ(pRoot->lastValue, -1.0);
+}
+
+TEST_F(ProgressTree, ticksTellAtTheStepAndAtTheEndOnly) {
+    Recorder recorder;
+    subscribe(&recorder);
+    planProgress("Run", {{"stage", 1.0}});
+    Progress* pStage = pRoot->getChildProgressSetTodo("stage", 1001);  // every 6 ticks
+    tickTimes(pStage, 5);
+    EXPECT_EQ(recorder.vValues.size(), 0u);
+    tickTimes(pStage, 1);
+    EXPECT_EQ(recorder.vValues.size(), 1u);
+    tickTimes(pStage, 994);
+    EXPECT_EQ(recorder.vValues.size(), 166u);
+    tickTimes(pStage, 1);
+    EXPECT_EQ(recorder.vValues.back(), 1.0);
+}
+
+TEST_F(ProgressTree, finishedStageTickedOnTellsNothing) {
+    Recorder recorder;
+    subscribe(&recorder);
+    planProgress("Run", {{"stage", 1.0}, {"other", 1.0}});
+    Progress* pStage = pRoot->getChildProgressSetTodo("stage", 100);
+    tickTimes(pStage, 100);
+    const std::size_t numBefore = recorder.vValues.size();
+    tickTimes(pStage, 500);
+    EXPECT_EQ(recorder.vValues.size(), numBefore);
+    EXPECT_EQ(pStage->done, 100u);
+}
+
+TEST_F(ProgressTree, finishedStageTickedOnTakesNoLock) {
+    planProgress("Run", {{"stage", 1.0}});
+    Progress* pStage = pRoot->getChildProgressSetTodo("stage", 2000);  // every 10 ticks
+    pStage->finish(true);
+    // Another thread holds every lock until the ticks are done, or gives up.
+    std::promise<void> held, ticked;
+    std::future_status status = std::future_status::deferred;
+    std::thread holder([&] {
+        const std::lock_guard hold(pRoot->mutex);
+        const std::lock_guard holdStage(pStage->mutex);
+        held.set_value();
+        status = ticked.get_future().wait_for(std::chrono::seconds(20));
+    });
+    held.get_future().wait();
+    tickTimes(pStage, 9);
+    ticked.set_value();
+    holder.join();
+    EXPECT_EQ(status, std::future_status::ready);
+}
+
+TEST_F(ProgressTree, unplannedStagesAndNamelessRootsFail) {
+    EXPECT_TRUE(failsWith("this->name!=\"empty\"", [&] { pRoot->createChild("stage", 1.0); }));
+    planProgress("Run", {{"stage", 1.0}});
+    EXPECT_TRUE(failsWith("q_it!=mNameKids.end()", [&] { pRoot->getChildProgressSetTodo("other", 1); }));
+}
+
+TEST_F(ProgressTree, throwingFromUpdateCancelsAndTheThreadRunsAgain) {
+    Canceller canceller;
+    subscribe(&canceller);
+    EXPECT_THROW(runTwoStages(pRoot), std::runtime_error);
+    EXPECT_EQ(pRoot->name, "Run");
+    // Another thread could lock every node: the exception released them all.
+    std::thread([&] {
+        EXPECT_TRUE(pRoot->mutex.try_lock());
+        pRoot->mutex.unlock();
+        std::recursive_mutex& stageMutex = pRoot->mNameKids.at("first")->mutex;
+        EXPECT_TRUE(stageMutex.try_lock());
+        stageMutex.unlock();
+    }).join();
+    Recorder recorder;
+    subscribe(&recorder);
+    runTwoStages(pRoot);
+    EXPECT_LT(recorder.vValues.front(), 0.01);
+    EXPECT_EQ(recorder.vValues.back(), 1.0);
+}
+
+TEST_F(ProgressTree, operationPlansAnewUnlessItRunsInsideAPlanOfAnother) {
+    EXPECT_TRUE(ensureProgressPlan("Flip", {{"score", 1.0}, {"loop", 1.0}}));
+    EXPECT_EQ(pRoot->name, "Flip");
+    // Left behind by an exception: its own plan is not a run around it.
+    pRoot->getChildProgressSetTodo("score", 10)->finish(true);
+    EXPECT_TRUE(ensureProgressPlan("Flip", {{"score", 1.0}, {"loop", 1.0}}));
+    EXPECT_EQ(pRoot->getValue(), 0.0);
+    planProgress("Density Estimation", {{"cells", 1.0}, {"score", 1.0}});
+    EXPECT_TRUE(ensureProgressPlan("Flip", {{"score", 1.0}, {"loop", 1.0}}));
+    planProgress("Reconstruct", {{"cells", 1.0}, {"score", 1.0}, {"loop", 1.0}});
+    EXPECT_FALSE(ensureProgressPlan("Flip", {{"score", 1.0}, {"loop", 1.0}}));
+    EXPECT_EQ(pRoot->name, "Reconstruct");
+}
+
+TEST_F(ProgressTree, everyThreadHasARootOfItsOwn) {
+    Recorder mine, theirs;
+    subscribe(&mine);
+    Progress* pTheirs = nullptr;
+    std::thread other([&] {
+        subscribe(&theirs);
+        pTheirs = getProgress();
+        runTwoStages(pTheirs);
+    });
+    runTwoStages(pRoot);
+    other.join();
+    EXPECT_NE(pTheirs, pRoot);
+    EXPECT_EQ(mine.vValues, theirs.vValues);
+}
+
+// Systems give the ids of ended threads to new ones.
+TEST_F(ProgressTree, newThreadNeverMeetsTheSubscriberOfAnEndedOne) {
+    for (int i = 0; i < 20; ++i) {
+        std::thread([] {
+            EXPECT_EQ(getProgress()->pSubscriber, nullptr);
+            EXPECT_EQ(getProgress()->name, "empty");
+            Recorder recorder;
+            subscribe(&recorder);
+            planProgress("Run", {{"stage", 1.0}});
+        }).join();
+    }
+}

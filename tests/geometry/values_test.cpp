@@ -1,0 +1,257 @@
+// Point3, Vector3 and the free functions on them.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <vector>
+
+#include "frame/Rand15.h"
+#include "geometry/freeFunctions.h"
+#include "support/capture.h"
+
+using namespace QUOR_ZEF;
+using zef_test::failureText;
+
+namespace {
+
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+// r, g, b, a and the flag.
+std::vector<int> colourOf(const Point3& p) {
+    return {p.r, p.g, p.b, p.a, p.bHasColor};
+}
+
+std::vector<double> partsOf(const Vector3& v) {
+    return {v.vx, v.vy, v.vz};
+}
+
+}  // namespace
+
+TEST(Point3, lessReadsAllCoordinatesButGreaterNeverReadsZ) {
+    const Point3 low(1, 2, 2), high(1, 2, 3);
+    EXPECT_TRUE(low < high);
+    EXPECT_FALSE(high < low);
+    EXPECT_FALSE(high > low);
+    EXPECT_TRUE(Point3(1, 3, 0) > high);
+    EXPECT_TRUE(Point3(2, 0, 0) > high);
+    EXPECT_FALSE(Point3(0, 9, 9) > high);
+    EXPECT_TRUE(Point3(0, 9, 9) < low);
+    EXPECT_TRUE(Point3(1, 1, 9) < low);
+}
+
+TEST(Point3, comparisonsWithNaNAreFalse) {
+    const Point3 odd(1, notANumber, 3), p(1, 2, 3);
+    EXPECT_FALSE(odd == p || odd < p || p < odd || odd > p || p > odd);
+    EXPECT_TRUE(odd != odd);
+}
+
+TEST(Point3, equalityIgnoresColour) {
+    EXPECT_TRUE(Point3(1, 2, 3) == Point3(1, 2, 3, 9, 9, 9, 9));
+    EXPECT_TRUE(Point3(1, 2, 3) != Point3(1, 2, 4));
+}
+
+TEST(Point3, arithmeticAndSetKeepColourApart) {
+    const Point3 p(1, 2, 3, 10, 20, 30, 40);
+    for (const Point3& moved : {p + Vector3(1, 0, 0), p - Vector3(-1, 0, 0)}) {
+        EXPECT_EQ(moved, Point3(2, 2, 3));
+        EXPECT_FALSE(moved.hasColor());
+    }
+    EXPECT_EQ(partsOf(p - Point3(3, 2, 1)), (std::vector<double>{-2, 0, 2}));
+    Point3 target(0, 0, 0, 1, 2, 3, 4);
+    target.set(p);
+    EXPECT_EQ(target, p);
+    EXPECT_EQ(colourOf(target), (std::vector<int>{1, 2, 3, 4, 1}));
+}
+
+TEST(Point3, colourOfTwoIsTheirRoundedMeanOrThatOfTheFirst) {
+    const Point3 p(0, 0, 0, 10, 255, 0, 7), q(0, 0, 0, 11, 255, 1, 9), plain;
+    const auto mix = [](const Point3& first, const Point3& second) {
+        Point3 target(0, 0, 0, 1, 2, 3, 4);
+        target.copyColorFrom(first, second);
+        return colourOf(target);
+    };
+    EXPECT_EQ(mix(p, q), (std::vector<int>{11, 255, 1, 8, 1}));
+    EXPECT_EQ(mix(p, plain), colourOf(p));
+    EXPECT_EQ(mix(plain, q), colourOf(plain));
+    EXPECT_EQ(mix(plain, plain), (std::vector<int>{1, 2, 3, 4, 0}));
+}
+
+TEST(Point3, colourMayComeFromThePointItself) {
+    const Point3 p(0, 0, 0, 10, 20, 30, 40), q(0, 0, 0, 21, 31, 41, 51);
+    Point3 asFirst = p, asSecond = q;
+    asFirst.copyColorFrom(asFirst, q);
+    asSecond.copyColorFrom(p, asSecond);
+    EXPECT_EQ(colourOf(asFirst), (std::vector<int>{16, 26, 36, 46, 1}));
+    EXPECT_EQ(colourOf(asSecond), colourOf(asFirst));
+}
+
+TEST(Point3, colourGettersAndSumsGiveTheStoredBytes) {
+    Point3 p(1, 2, 3, 51, 255, 0, 102);
+    EXPECT_EQ(p.getColorString(), "0.2 1 0 0.4");
+    p.bHasColor = false;
+    float r = 1, g = 1, b = 1, a = 1;
+    p.addOwnColor(r, g, b, a);
+    EXPECT_EQ(std::vector<float>({r, g, b, a}), std::vector<float>({52, 256, 1, 103}));
+    p.getColor_255(r, g, b, a);
+    EXPECT_EQ(std::vector<float>({r, g, b, a}), std::vector<float>({51, 255, 0, 102}));
+    std::uint8_t bytes[4] = {};
+    p.getColor_255(bytes[0], bytes[1], bytes[2], bytes[3]);
+    EXPECT_EQ(bytes[1], 255);
+    double x = 1, y = 1, z = 1;
+    p.addOwnCoords(x, y, z);
+    p.addWeightedOwnCoords(0.5, x, y, z);
+    EXPECT_EQ(std::vector<double>({x, y, z}), std::vector<double>({2.5, 4, 5.5}));
+}
+
+TEST(Vector3, largestComponentsAndTheirTies) {
+    EXPECT_EQ(Vector3(1, -1, 1).getMaxAbsIndex(), 0);
+    EXPECT_EQ(Vector3(0, 1, 1).getMaxAbsIndex(), 1);
+    EXPECT_EQ(Vector3(0, 1, -2).getMaxAbsIndex(), 2);
+    EXPECT_EQ(Vector3(-3, -1, -2).getMaxComponent(), -1);
+    EXPECT_EQ(Vector3(-3, -2, -1).getMaxComponent(), -1);
+    EXPECT_EQ(Vector3(-3, 1, 2).getMaxAbsComponent(), 3);
+}
+
+TEST(Vector3, componentByNumberRefusesOthers) {
+    const Vector3 v(4, 5, 6);
+    EXPECT_EQ(v.getCartesian(0) + 10 * v.getCartesian(1) + 100 * v.getCartesian(2), 654);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(v.getCartesian(-1), std::numeric_limits<double>::max());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "getCartesian for i=-1\n");
+}
+
+TEST(Vector3, normalVectorsAreToleratedDegenerateOnesAreExact) {
+    EXPECT_TRUE(Vector3(0.99, 0, 0).isNV());
+    EXPECT_FALSE(Vector3(0.98, 0, 0).isNV());
+    EXPECT_TRUE(Vector3(0, 1.01, 0).isNV());
+    EXPECT_FALSE(Vector3(0, 0, 1e-300).isDegenerate());
+    EXPECT_TRUE(Vector3(0, -0.0, 0).isDegenerate());
+    EXPECT_EQ(partsOf(normalize(Vector3())), partsOf(Vector3()));
+    EXPECT_EQ(partsOf(normalize(Vector3(0, -3, 4))), (std::vector<double>{0, -0.6, 0.8}));
+}
+
+// In any other order the two large terms would meet at another time and swallow
+// or spare the small one.
+TEST(Vector3, scalarProductSumsYAndXBeforeZ) {
+    EXPECT_EQ(Vector3(1, 1e17, -1e17) * Vector3(1, 1, 1), 0.0);
+    EXPECT_EQ(Vector3(-1e17, 1e17, 1) * Vector3(1, 1, 1), 1.0);
+}
+
+TEST(Vector3, worksInPlaceOnItself) {
+    Vector3 v(1, 2, 3);
+    v.add(v);
+    v.mul(3);
+    v.div(2);
+    EXPECT_EQ(partsOf(v), (std::vector<double>{3, 6, 9}));
+    v.sub(v);
+    EXPECT_TRUE(v.isDegenerate());
+}
+
+TEST(Angles, roundingBeyondOneIsHeld) {
+    const Vector3 x(1, 0, 0), y(0, 1, 0), beyond(1.0000000001, 0, 0);
+    EXPECT_NEAR(getAngleDeg(x, y), 90.0, 1e-7);
+    EXPECT_EQ(getAngleDeg(x, beyond), 0.0);
+    EXPECT_EQ(getAngleDeg(x, beyond * -1.0), 180.0);
+    EXPECT_EQ(getAngleRad(x, beyond), 0.0);
+    EXPECT_EQ(getAngleRad(x, beyond * -1.0), 6.283185307);
+    EXPECT_EQ(getAngleRad(x, x * -1.0), std::numbers::pi);
+}
+
+TEST(Areas, agreeAndCountImpossibleTrianglesAsFlat) {
+    EXPECT_DOUBLE_EQ(getTriangleArea(Point3(1, 1, 1), Point3(4, 1, 1), Point3(1, 5, 1)), 6.0);
+    EXPECT_DOUBLE_EQ(computeArea(3, 4, 5), 6.0);
+    EXPECT_EQ(computeArea(1, 1, 3), 0.0);
+    const std::string text = failureText([] { computeArea(1, notANumber, 2); });
+    const std::size_t warning = text.find(", WARNING: invalid value, no area for this triangle");
+    ASSERT_NE(warning, std::string::npos);
+    for (const char* part : {"ownHalfCircf=", "len0=1", "len1=", "len2=2"}) {
+        EXPECT_NE(text.find(part, warning), std::string::npos) << part;
+    }
+    EXPECT_NE(text.find("Condition [ false failed ]", warning), std::string::npos);
+}
+
+TEST(TriNormal, followsTheRightHandAndRefusesFlatTriangles) {
+    const Point3 a(1, 1, 1), b(5, 1, 1), c(1, 1e-9 + 1, 1);
+    bool bOK = false;
+    EXPECT_EQ(partsOf(triNormal(&a, &b, &c, bOK)), (std::vector<double>{0, 0, 1}));
+    EXPECT_TRUE(bOK);
+    EXPECT_EQ(partsOf(triNormal(&a, &c, &b, bOK)), (std::vector<double>{0, 0, -1}));
+    const Point3 onLine(3, 1, 1);
+    for (const Point3* pThird : {&a, &b, &onLine}) {
+        bOK = true;
+        EXPECT_TRUE(triNormal(&a, &b, pThird, bOK).isDegenerate());
+        EXPECT_FALSE(bOK);
+    }
+}
+
+class EstimatedNormal : public testing::Test {
+protected:
+    // Points of the plane through shift with this normal, in a disc of this radius.
+    static std::vector<Point3> disc(const Vector3& normal, const Vector3& shift, double radius) {
+        const Vector3 side = normalize(cross(normal, std::abs(normal.vx) < 0.9 ? Vector3(1, 0, 0) : Vector3(0, 1, 0)));
+        const Vector3 up = cross(normal, side);
+        Rand15 rand15(11);
+        std::vector<Point3> vPoints;
+        for (int i = 0; i < 40; ++i) {
+            const double u = rand15.next() / 32767.0 - 0.5, v = rand15.next() / 32767.0 - 0.5;
+            vPoints.push_back(Point3() + shift + side * (u * radius) + up * (v * radius));
+        }
+        return vPoints;
+    }
+    bool estimate(std::vector<Point3>& vPoints) {
+        std::vector<Point3*> vpPoints;
+        for (Point3& p : vPoints) vpPoints.push_back(&p);
+        return estimateNNV(vpPoints, normal, centroid);
+    }
+    Vector3 normal{7, 7, 7};
+    Point3 centroid{7, 7, 7};
+};
+
+TEST_F(EstimatedNormal, isThatOfThePlaneAlongEveryAxisAndSlope) {
+    Rand15 rand15(3);
+    for (int i = 0; i < 200; ++i) {
+        Vector3 truth = i < 3 ? Vector3(i == 0, i == 1, i == 2)
+                              : Vector3(rand15.next() - 16000.0, rand15.next() - 16000.0, rand15.next() - 16000.0);
+        truth = normalize(truth);
+        auto vPoints = disc(truth, Vector3(100, -50, 20), 3.0);
+        ASSERT_TRUE(estimate(vPoints));
+        EXPECT_NEAR(std::abs(normal * truth), 1.0, 1e-10);
+        EXPECT_NEAR(normal.length(), 1.0, 1e-14);
+    }
+}
+
+TEST_F(EstimatedNormal, knowsItsCentroid) {
+    std::vector<Point3> vPoints = {{0, 0, 1, 9, 9, 9, 9}, {4, 0, 1}, {0, 8, 1}, {4, 8, 1}};
+    ASSERT_TRUE(estimate(vPoints));
+    EXPECT_EQ(centroid, Point3(2, 4, 1));
+    EXPECT_FALSE(centroid.hasColor());
+    EXPECT_EQ(partsOf(normal), (std::vector<double>{0, 0, 1}));
+}
+
+TEST_F(EstimatedNormal, doesNotDependOnTheUnit) {
+    const Vector3 truth = normalize(Vector3(1, 2, -3));
+    auto vPoints = disc(truth, Vector3(), 1.0);
+    ASSERT_TRUE(estimate(vPoints));
+    const Vector3 atOne = normal;
+    for (const int exponent : {-300, -100, 20, 100, 300}) {
+        auto vScaled = vPoints;
+        const double f = std::ldexp(1.0, exponent);
+        for (Point3& p : vScaled) p.set(p.px * f, p.py * f, p.pz * f);
+        ASSERT_TRUE(estimate(vScaled)) << exponent;
+        EXPECT_EQ(partsOf(normal), partsOf(atOne)) << exponent;
+    }
+}
+
+TEST_F(EstimatedNormal, isRefusedWithoutAPlane) {
+    std::vector<Point3> vTwo = {{0, 0, 0}, {1, 0, 0}};
+    EXPECT_FALSE(estimate(vTwo));
+    EXPECT_EQ(centroid, Point3(7, 7, 7));
+    std::vector<Point3> vLine = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
+    EXPECT_FALSE(estimate(vLine));
+    std::vector<Point3> vSame(5, Point3(3, 3, 3));
+    EXPECT_FALSE(estimate(vSame));
+    std::vector<Point3> vOdd = {{0, 0, 0}, {1, 0, 0}, {0, notANumber, 0}};
+    EXPECT_FALSE(estimate(vOdd));
+    EXPECT_EQ(partsOf(normal), partsOf(Vector3(7, 7, 7)));
+}
