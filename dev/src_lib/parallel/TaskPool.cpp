@@ -83,6 +83,8 @@ void TaskPool::stop(bool bWait) {
             vDropped.swap(queue);
         }
     }
+    // Freed before the joins: a running job may wait for whoever waits for these.
+    vDropped.clear();
     cv.notify_all();
     for (const auto& pThread : vThreads) pThread->join();
     vThreads.clear();

@@ -87,7 +87,7 @@ Iterator choosePivot(Iterator first, Iterator last, const Comp& comp) {
 
 template <class Iterator, class Comp>
 void blockSort(Iterator first, Iterator last, const Comp& comp, int maxDepth) {
-    constexpr std::ptrdiff_t insertionSize = 20;
+    constexpr std::ptrdiff_t insertionSize = 24;
     while (last - first > insertionSize) {
         if (maxDepth-- == 0) return std::sort(first, last, comp);
         const auto pivot = *choosePivot(first, last, comp);

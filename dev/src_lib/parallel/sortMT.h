@@ -12,6 +12,7 @@
 
 #include "frame/tools.h"
 #include "frame/types.h"
+#include "parallel/ScratchArray.h"
 #include "parallel/blockSort.h"
 #include "parallel/concurrency.h"
 #include "parallel/keyPacking.h"
@@ -251,13 +252,13 @@ namespace detail {
 // Moves the element that each packed word names to the word's place, by way of
 // a second array. T's moves must not throw.
 template <class Iterator>
-void permute(Iterator first, const std::vector<uint64>& vPacked, uint64 indexMask) {
+void permute(Iterator first, const ScratchArray<uint64>& vPacked, uint64 indexMask) {
     using T = std::iter_value_t<Iterator>;
     static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
     constexpr std::size_t minChunk = 5'000;
-    std::allocator<T> allocator;
     const std::size_t n = vPacked.size();
-    T* const pBuffer = allocator.allocate(n);
+    const ScratchArray<T> buffer(n);
+    T* const pBuffer = buffer.data();
     parallelChunks(n, minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             std::construct_at(pBuffer + i, std::move(first[static_cast<std::ptrdiff_t>(vPacked[i] & indexMask)]));
@@ -267,13 +268,12 @@ void permute(Iterator first, const std::vector<uint64>& vPacked, uint64 indexMas
         std::move(pBuffer + begin, pBuffer + end, first + static_cast<std::ptrdiff_t>(begin));
         std::destroy(pBuffer + begin, pBuffer + end);
     });
-    allocator.deallocate(pBuffer, n);
 }
 
 // The runs of equal packed keys, where the packing had to leave out low bits, are
 // sorted by their whole keys: short ones on the workers, long ones one by one.
 template <class Iterator>
-void sortEqualPackings(Iterator first, const std::vector<uint64>& vPacked, int indexBits) {
+void sortEqualPackings(Iterator first, const ScratchArray<uint64>& vPacked, int indexBits) {
     using Comp = Func_ltFirstComponent<std::iter_value_t<Iterator>>;
     constexpr std::size_t minChunk = 10'000;
     constexpr std::ptrdiff_t insertionSize = 30;
@@ -326,11 +326,11 @@ void sortStableByFirstMT(Iterator first, Iterator last) {
     }
     const int indexBits = static_cast<int>(std::bit_width(n - 1));
     const KeyPacking packing(varying, 64 - indexBits);
-    std::vector<uint64> vPacked(n);
+    const ScratchArray<uint64> vPacked(n);
     parallelChunks(n, minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vPacked[i] = packing.pack(key(i)) << indexBits | i;
     });
-    sortMT(vPacked.begin(), vPacked.end());
+    sortMT(vPacked.data(), vPacked.data() + n);
     detail::permute(first, vPacked, (uint64{1} << indexBits) - 1);
     if (!packing.bExact) detail::sortEqualPackings(first, vPacked, indexBits);
 }

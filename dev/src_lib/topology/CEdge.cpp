@@ -40,17 +40,12 @@ bool canSplit(const CMesh* pMesh, const CTriangle* pT, int ici, const Point3* pA
 
 }  // namespace
 
-CEdge::CEdge(uint64 v0_, uint64 v1_, std::uint32_t number_)
-    : v0(v0_), v1(v1_), aT{nullptr, nullptr}, num(0), bMany(0), number(number_) {
+CEdge::CEdge(uint64 v0_, uint64 v1_, std::uint32_t number_) : v0(v0_), v1(v1_), number(number_) {
     ASSEX(v0<v1);
 }
 
-CEdge::~CEdge() {
-    if (bMany) delete[] many.pT;
-}
-
-void CEdge::getTriangles(std::vector<CTriangle*>& vT) const {
-    vT.insert(vT.end(), triangles().begin(), triangles().end());
+void CEdge::getTriangles(std::vector<CTriangle*>& vOut) const {
+    vOut.insert(vOut.end(), triangles().begin(), triangles().end());
 }
 
 uint64 CEdge::getOtherVCD(uint64 v) const {
@@ -95,32 +90,11 @@ CTriangle* CEdge::getOtherTriangle(const CTriangle* pT) const {
     return pOther;
 }
 
-bool CEdge::checkIn(CTriangle* pT) {
-    const std::size_t capacity = bMany ? many.capacity : 2;
-    const bool bStarts = num == capacity && !bMany;
-    if (num == capacity) {
-        auto** pNew = new CTriangle*[2 * capacity];
-        std::copy_n(data(), num, pNew);
-        if (bMany) delete[] many.pT;
-        many = Many{pNew, 2 * capacity};
-        bMany = 1;
-    }
-    data()[num] = pT;
-    ++num;
-    return bStarts;
-}
-
 void CEdge::checkOut(CTriangle* pT) {
-    CTriangle** const pBegin = data();
-    CTriangle** const pEnd = pBegin + num;
-    CTriangle** const pFound = std::find(pBegin, pEnd, pT);
-    if (pFound == pEnd) {
-        std::cout << "CEdge::checkOut, triangle live state: " << pT->isAlive() << " " << pT->getCorner(0) << " "
-                  << pT->getCorner(1) << " " << pT->getCorner(2) << std::endl;
-        ASSEX(false);
-    }
-    *pFound = *(pEnd - 1);
-    --num;
+    if (vT.remove(pT)) return;
+    std::cout << "CEdge::checkOut, triangle live state: " << pT->isAlive() << " " << pT->getCorner(0) << " "
+              << pT->getCorner(1) << " " << pT->getCorner(2) << std::endl;
+    ASSEX(false);
 }
 
 bool CEdge::trySplitNeigsKillT(CMesh* pMesh, CTriangle* pKillCT, int ici, std::vector<CTriangle*>& vNew) {

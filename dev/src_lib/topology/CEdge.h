@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "frame/types.h"
+#include "topology/FewList.h"
 
 namespace QUOR_ZEF {
 
@@ -21,8 +22,8 @@ class CEdge {
 public:
     const uint64 v0, v1;  // the end cells, v0 below v1
 
+    // v0_ not below v1_ fails an ASSEX.
     CEdge(uint64 v0_, uint64 v1_, std::uint32_t number_ = 0);
-    ~CEdge();
     CEdge(const CEdge&) = delete;
     CEdge& operator=(const CEdge&) = delete;
 
@@ -31,11 +32,11 @@ public:
     std::uint32_t getNumber() const { return number; }
 
     // Live triangles: 1 is a border, 2 is manifold, more is non-manifold.
-    int getDegree() const { return static_cast<int>(num); }
+    int getDegree() const { return static_cast<int>(vT.size()); }
     // The live triangles in order; valid until one comes or leaves.
-    std::span<CTriangle* const> triangles() const { return {bMany ? many.pT : aT, num}; }
+    std::span<CTriangle* const> triangles() const { return vT.view(); }
     // Appends the live triangles in order.
-    void getTriangles(std::vector<CTriangle*>& vT) const;
+    void getTriangles(std::vector<CTriangle*>& vOut) const;
     // The end that is not v. A v that is no end fails an ASSEX.
     uint64 getOtherVCD(uint64 v) const;
     // Whether a triangle here has these three corners, in any order.
@@ -51,7 +52,7 @@ public:
 
     // For CMesh::createT: appends. True when the edge takes memory from now on,
     // so that its destructor must run.
-    bool checkIn(CTriangle* pT);
+    bool checkIn(CTriangle* pT) { return vT.push(pT); }
     // For CTriangle::kill: takes pT out; the last triangle takes its place. A
     // triangle that is not here fails an ASSEX. Linear in the degree.
     void checkOut(CTriangle* pT);
@@ -64,18 +65,7 @@ public:
     bool trySplitNeigsKillT(CMesh* pMesh, CTriangle* pKillCT, int ici, std::vector<CTriangle*>& vNew);
 
 private:
-    struct Many {
-        CTriangle** pT;  // owned
-        std::size_t capacity;
-    };
-    CTriangle** data() { return bMany ? many.pT : aT; }
-
-    union {
-        CTriangle* aT[2];  // while there were never more than two
-        Many many;
-    };
-    std::uint32_t num : 31;
-    std::uint32_t bMany : 1;
+    [[no_unique_address]] FewList<CTriangle> vT;
     std::uint32_t number;
 };
 

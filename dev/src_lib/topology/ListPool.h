@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "frame/tools.h"
+#include "topology/SlabMemory.h"
 
 namespace QUOR_ZEF {
 
@@ -33,7 +34,7 @@ public:
     // All lists empty, numLists of them. The memory stays for the next filling.
     void reset(std::size_t numLists) {
         vLists.assign(numLists, List{});
-        std::erase_if(vChunks, [](const Chunk& chunk) { return chunk.bBig; });
+        std::erase_if(vChunks, [](const Chunk& chunk) { return chunk.pBig != nullptr; });
         for (auto& vOffsets : vFree) vOffsets.clear();
         numChunksUsed = 0;
         numUsed = chunkSize;
@@ -83,8 +84,8 @@ private:
         std::uint32_t size = 0;
     };
     struct Chunk {
-        std::unique_ptr<T[]> pItems;
-        bool bBig;  // made for one list that is longer than chunkSize
+        T* pItems;
+        std::unique_ptr<T[]> pBig;  // the memory of a chunk made for one list longer than chunkSize
     };
     static constexpr std::uint32_t chunkBits = 16;
     static constexpr std::uint32_t chunkSize = 1u << chunkBits;
@@ -102,7 +103,7 @@ private:
         return 2 * bits - (capacity == 1u << bits ? 2 : 3);
     }
 
-    T* at(std::uint32_t offset) const { return vChunks[offset >> chunkBits].pItems.get() + (offset & (chunkSize - 1)); }
+    T* at(std::uint32_t offset) const { return vChunks[offset >> chunkBits].pItems + (offset & (chunkSize - 1)); }
 
     std::uint32_t acquire(std::uint32_t capacity) {
         auto& vOffsets = vFree[classOf(capacity)];
@@ -121,14 +122,16 @@ private:
 
     // Chunks that an earlier filling left are taken first, in their order.
     void nextChunk() {
-        while (numChunksUsed < vChunks.size() && vChunks[numChunksUsed].bBig) ++numChunksUsed;
+        while (numChunksUsed < vChunks.size() && vChunks[numChunksUsed].pBig) ++numChunksUsed;
         currentChunk = numChunksUsed < vChunks.size() ? static_cast<std::uint32_t>(numChunksUsed) : addChunk(chunkSize);
         numChunksUsed = currentChunk + std::size_t{1};
         numUsed = 0;
     }
     std::uint32_t addChunk(std::uint32_t numItems) {
         ASSEX(vChunks.size() < (std::size_t{1} << (32 - chunkBits)));
-        vChunks.push_back({std::make_unique_for_overwrite<T[]>(numItems), numItems > chunkSize});
+        std::unique_ptr<T[]> pBig = numItems > chunkSize ? std::make_unique_for_overwrite<T[]>(numItems) : nullptr;
+        T* const pItems = pBig ? pBig.get() : static_cast<T*>(memory.take(numItems * sizeof(T)));
+        vChunks.push_back({pItems, std::move(pBig)});
         return static_cast<std::uint32_t>(vChunks.size() - 1);
     }
 
@@ -150,6 +153,7 @@ private:
     }
 
     std::vector<List> vLists;
+    SlabMemory memory;
     std::vector<Chunk> vChunks;
     std::array<std::vector<std::uint32_t>, 64> vFree;  // offsets of free blocks, by class
     std::size_t numChunksUsed = 0;                     // chunks before this one are in use

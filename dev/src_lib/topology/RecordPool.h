@@ -2,10 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <new>
 #include <utility>
 #include <vector>
+
+#include "topology/SlabMemory.h"
 
 namespace QUOR_ZEF {
 
@@ -30,14 +31,13 @@ public:
 private:
     static constexpr std::uint32_t chunkBits = 12;
     static constexpr std::uint32_t chunkSize = 1u << chunkBits;
-    struct alignas(T) Place {
-        std::byte bytes[sizeof(T)];
-    };
+    void addChunk() { vChunks.push_back(static_cast<std::byte*>(memory.take(chunkSize * sizeof(T)))); }
+    std::byte* place(std::size_t number) const {
+        return vChunks[number >> chunkBits] + (number & (chunkSize - 1)) * sizeof(T);
+    }
 
-    void addChunk() { vChunks.push_back(std::make_unique_for_overwrite<Place[]>(chunkSize)); }
-    std::byte* place(std::size_t number) const { return vChunks[number >> chunkBits][number & (chunkSize - 1)].bytes; }
-
-    std::vector<std::unique_ptr<Place[]>> vChunks;
+    SlabMemory memory;
+    std::vector<std::byte*> vChunks;
     std::uint32_t numRecords = 0;
 };
 

@@ -1,0 +1,157 @@
+#include "parallel/TaskPool.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <numeric>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+#include "parallel/concurrency.h"
+#include "parallel/parallelTransform.h"
+#include "support/threads.h"
+
+using namespace QUOR_ZEF;
+
+namespace {
+
+bool isBroken(std::future<void>& future) {
+    try {
+        future.get();
+        return false;
+    } catch (const std::future_error& error) {
+        return error.code() == std::future_errc::broken_promise;
+    }
+}
+
+}  // namespace
+
+TEST(TaskPool, jobsRunOnceEachWithTheIndexOfAWorker) {
+    TaskPool pool(3);
+    std::vector<std::atomic<int>> vRuns(500);
+    std::atomic<int> numStrange = 0;
+    std::vector<std::future<void>> vFutures;
+    for (auto& runs : vRuns) {
+        vFutures.push_back(pool.push([&](int worker) {
+            ++runs;
+            numStrange += worker < 0 || worker >= 3;
+        }));
+    }
+    for (auto& future : vFutures) future.get();
+    for (const auto& runs : vRuns) EXPECT_EQ(runs, 1);
+    EXPECT_EQ(numStrange, 0);
+}
+
+TEST(TaskPool, oneWorkerTakesJobsFirstInFirstOut) {
+    TaskPool pool(1);
+    std::vector<int> vOrder;
+    for (int i = 0; i < 50; ++i) pool.push([&vOrder, i](int) { vOrder.push_back(i); });
+    pool.stop(true);
+    std::vector<int> vExpected(50);
+    std::iota(vExpected.begin(), vExpected.end(), 0);
+    EXPECT_EQ(vOrder, vExpected);
+}
+
+TEST(TaskPool, aJobThatThrowsKeepsItInItsFutureAndThePoolWorks) {
+    TaskPool pool(2);
+    for (int i = 0; i < 10; ++i) {
+        auto failing = pool.push([](int) { throw std::runtime_error("lost"); });
+        EXPECT_THROW(failing.get(), std::runtime_error);
+    }
+    bool bRan = false;
+    pool.push([&](int) { bRan = true; }).get();
+    EXPECT_TRUE(bRan);
+}
+
+TEST(TaskPool, moveOnlyJobsAreTakenAndFreed) {
+    auto pShared = std::make_shared<int>(0);
+    {
+        TaskPool pool(2);
+        auto pOwned = std::make_unique<std::shared_ptr<int>>(pShared);
+        pool.push([pOwned = std::move(pOwned)](int) { ++**pOwned; }).get();
+    }
+    EXPECT_EQ(*pShared, 1);
+    EXPECT_EQ(pShared.use_count(), 1);
+}
+
+TEST(TaskPool, stopWithWaitingWorksTheQueueOff) {
+    std::atomic<int> numRun = 0;
+    TaskPool pool(2);
+    for (int i = 0; i < 200; ++i) pool.push([&](int) { ++numRun; });
+    pool.stop(true);
+    EXPECT_EQ(numRun, 200);
+    pool.stop(true);
+    pool.stop(false);
+    EXPECT_TRUE(pool.vThreads.empty());
+}
+
+TEST(TaskPool, stopWithoutWaitingDropsWhatIsQueued) {
+    TaskPool pool(1);
+    std::promise<void> started, release;
+    auto running = pool.push([&](int) {
+        started.set_value();
+        release.get_future().wait();
+    });
+    started.get_future().wait();
+    bool bRan = false;
+    auto dropped = pool.push([&](int) { bRan = true; });
+    std::thread stopper([&] { pool.stop(false); });
+    EXPECT_TRUE(isBroken(dropped));
+    release.set_value();
+    stopper.join();
+    EXPECT_NO_THROW(running.get());
+    EXPECT_FALSE(bRan);
+}
+
+TEST(TaskPool, aStoppedPoolRunsJobsOnTheCaller) {
+    for (const bool bWait : {false, true}) {
+        TaskPool pool(2);
+        pool.stop(bWait);
+        std::thread::id runner;
+        auto future = pool.push([&](int) { runner = std::this_thread::get_id(); });
+        EXPECT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+        EXPECT_EQ(runner, std::this_thread::get_id());
+        pool.resize(5);
+        EXPECT_TRUE(pool.vThreads.empty());
+    }
+}
+
+TEST(TaskPool, resizeKeepsWorkingThroughTheQueue) {
+    TaskPool pool(1);
+    std::atomic<int> numRun = 0;
+    std::vector<std::future<void>> vFutures;
+    for (const int numThreads : {5, 2, 16, 1, 3, 0}) {
+        for (int i = 0; i < 40; ++i) vFutures.push_back(pool.push([&](int) { ++numRun; }));
+        pool.resize(numThreads);
+        EXPECT_EQ(pool.vThreads.size(), std::max(numThreads, 1));
+        EXPECT_EQ(pool.vFlags.size(), pool.vThreads.size());
+    }
+    for (auto& future : vFutures) future.get();
+    EXPECT_EQ(numRun, 240);
+}
+
+TEST(TaskPool, setNumThreadsSizesThePoolOfTheProcess) {
+    for (const unsigned numThreads : {16U, 1U, 2U}) {
+        const ThreadCount count(numThreads);
+        EXPECT_EQ(getNumThreads(), numThreads);
+        EXPECT_EQ(getTaskPool().vThreads.size(), numThreads);
+    }
+    EXPECT_EQ(getNumThreads(), std::thread::hardware_concurrency());
+}
+
+// In a process of its own, as nothing brings the pool back.
+TEST(TaskPoolDeathTest, loopsGoOnSeriallyAfterTheStop) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto loopAfterStop = [](bool bWait) {
+        setNumThreads(4);
+        getTaskPool().stop(bWait);
+        std::vector<int> vOut;
+        parallelTransform(std::vector<int>{1, 2, 3, 4, 5}, vOut, [](int i) { return 10 * i; });
+        std::_Exit(vOut == std::vector<int>{10, 20, 30, 40, 50} ? 7 : 1);
+    };
+    EXPECT_EXIT(loopAfterStop(true), testing::ExitedWithCode(7), "");
+    EXPECT_EXIT(loopAfterStop(false), testing::ExitedWithCode(7), "");
+}
