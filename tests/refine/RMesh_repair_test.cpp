@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -63,6 +65,75 @@ std::vector<std::uint32_t> liveNumbers(const RMesh& mesh) {
 // Five vertices: a square with its middle, vertex 4.
 RMesh makeSquare(const std::vector<std::uint32_t>& vTriples) {
     return RMesh({Point3(0, 0, 0), Point3(2, 0, 0), Point3(2, 2, 0), Point3(0, 2, 0), Point3(1, 1, 0)}, vTriples, 1.0);
+}
+
+// The plain rules of both repairs, on lists and sets.
+void killDuplicatesPlainly(RMesh& mesh) {
+    std::vector<RTriangle*> vRepeats;
+    for (const REdge* pRE : edgesOfDegree(mesh, -99)) {
+        std::set<const Point3*> sThird;
+        for (RTriangle* pRT : pRE->triangles())
+            if (!sThird.insert(pRT->getThirdPoint(pRE->p0, pRE->p1)).second) vRepeats.push_back(pRT);
+    }
+    for (RTriangle* pRT : vRepeats)
+        if (pRT->isAlive()) pRT->kill(&mesh);
+}
+
+void collapsePlainly(RMesh& mesh, const RTriangle* pRT, std::vector<RTriangle*>& vStack) {
+    Point3 *pSrc = nullptr, *pTrg = nullptr;
+    double best = 361.0;
+    for (int i = 0; i < 3; ++i) {
+        Point3* p = pRT->getCorner(i);
+        std::vector<RTriangle*> vIncT;
+        std::vector<REdge*> vIncRE;
+        mesh.getIncidentTriangles(p, vIncT);
+        mesh.getIncidentEdges(p, vIncRE);
+        for (const REdge* pRE : vIncRE) {
+            double worst = 0.0;
+            for (const RTriangle* pInc : vIncT)
+                worst = std::max(worst, pInc->getCornerMoveAngle(pInc->getICI(p), pRE->getOtherPoint(p), true));
+            if (!(worst < best)) continue;
+            best = worst;
+            pSrc = p;
+            pTrg = pRE->getOtherPoint(p);
+        }
+    }
+    mesh.exchangeCorner(pSrc, pTrg);
+    mesh.getIncidentTriangles(pTrg, vStack);
+}
+
+void killDegeneratePlainly(RMesh& mesh) {
+    std::vector<RTriangle*> vStack;
+    for (std::uint32_t i = 0; i < mesh.getNumTriangles(); ++i) vStack.push_back(mesh.getTriangle(i));
+    while (!vStack.empty()) {
+        const RTriangle* pRT = vStack.back();
+        vStack.pop_back();
+        const Point3 &p = *pRT->getCorner(0), &q = *pRT->getCorner(1), &r = *pRT->getCorner(2);
+        const double angle = angleAtCorner0(pRT);
+        if (pRT->isAlive() && (p == q || p == r || angle < 0.01 || angle > 179.99)) collapsePlainly(mesh, pRT, vStack);
+    }
+    killDuplicatesPlainly(mesh);
+}
+
+std::vector<std::uint32_t> cornerNumbers(const RMesh& mesh) {
+    std::vector<Point3*> vCorners;
+    mesh.getCorners(vCorners);
+    std::vector<std::uint32_t> vNumbers;
+    for (const Point3* p : vCorners) vNumbers.push_back(mesh.getVertexNumber(p));
+    return vNumbers;
+}
+
+// Triangles on the places of a small lattice, so that many are flat or double.
+Shape randomSoup(std::uint32_t seed) {
+    Rand15 rand(seed);
+    Shape soup;
+    for (int i = 0; i < 40; ++i) {
+        const double x = rand.next() % 4, y = rand.next() % 4;
+        soup.vertices.emplace_back(x, y, rand.next() % 2);
+    }
+    for (int i = 0; i < 360; ++i) soup.triples.push_back(std::uint32_t(rand.next()) % 40);
+    soup.triples.insert(soup.triples.end(), soup.triples.begin(), soup.triples.begin() + 90);
+    return soup;
 }
 
 std::size_t countOf(const std::string& text, const std::string& word) {
@@ -145,6 +216,19 @@ TEST_F(RMeshRepair, killDuplicatesKillsBothWhereTwoEdgesDisagree) {
     mesh.getTriangle(0)->kill(&mesh);  // the last of its edge takes its place, before the other
     mesh.killDuplicateTriangles();
     EXPECT_EQ(mesh.getNumLiveTriangles(), 0u);
+}
+
+TEST_F(RMeshRepair, bothRepairsAgreeWithThePlainRulesOnRandomSoups) {
+    for (std::uint32_t seed = 0; seed < 60; ++seed) {
+        const Shape soup = randomSoup(seed);
+        RMesh mesh(soup.vertices, soup.triples, 1.0), plain(soup.vertices, soup.triples, 1.0);
+        mesh.killDuplicateTriangles();
+        killDuplicatesPlainly(plain);
+        ASSERT_EQ(cornerNumbers(mesh), cornerNumbers(plain)) << seed;
+        mesh.killDegenerate();
+        killDegeneratePlainly(plain);
+        ASSERT_EQ(cornerNumbers(mesh), cornerNumbers(plain)) << seed;
+    }
 }
 
 TEST_F(RMeshRepair, killDegenerateKeepsAClosedSphereClosed) {

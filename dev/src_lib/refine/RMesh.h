@@ -35,7 +35,7 @@ class Progress;
 //
 // Functions that hand out lists append to them. One thread at a time; const
 // functions but hasVertexAt() may run on several threads while none changes it.
-// Memory: about 220 bytes a triangle, edges, vertices and look-up included; each
+// Memory: about 245 bytes a triangle, edges, vertices and look-up included; each
 // triangle made later 100, each edge 50.
 class RMesh {
 public:
@@ -179,7 +179,7 @@ private:
     void moveEdge(REdge* pRE, const Point3* pSrc, Point3* pTrg);
     void mergeEdge(REdge* pRE, REdge* pExistingRE);
     REdge* findBestCollapse(const RTriangle* pRT, Point3*& pBestSrc) const;
-    void collapseDegenerate(const RTriangle* pRT, std::vector<RTriangle*>& vStack);
+    Point3* collapseDegenerate(const RTriangle* pRT);
 
     void floodPatch(RTriangle* pSeed, RPatch* pPatch, std::deque<RTriangle*>& queue, Progress* pProgress);
     bool findFreeTarget(const Point3* pVtx, Point3& target);

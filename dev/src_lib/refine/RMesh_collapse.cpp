@@ -22,6 +22,49 @@ bool isSound(const RTriangle* pRT) {
     return angle >= minSoundAngle && angle <= maxSoundAngle;
 }
 
+// The triangles still to be tested, by number; the last one comes first. One that
+// is pushed again leaves its place below: whatever changes a triangle pushes it,
+// so it would be met there as it was last tested. This keeps a wide fan, which is
+// pushed as a whole at each of its collapses, from filling the memory.
+class WorkStack {
+public:
+    explicit WorkStack(std::uint32_t numTriangles) : vPlace(numTriangles, none) { vEntries.reserve(numTriangles); }
+
+    void push(std::uint32_t number) {
+        if (vEntries.size() >= 2 * vPlace.size()) compact();
+        vPlace[number] = vEntries.size();
+        vEntries.push_back(number);
+    }
+    // False if none is left.
+    bool pop(std::uint32_t& number) {
+        while (!vEntries.empty()) {
+            number = vEntries.back();
+            vEntries.pop_back();
+            if (vPlace[number] != vEntries.size()) continue;
+            vPlace[number] = none;
+            return true;
+        }
+        return false;
+    }
+
+private:
+    static constexpr std::size_t none = ~std::size_t{0};
+
+    void compact() {
+        std::size_t numKept = 0;
+        for (std::size_t i = 0; i < vEntries.size(); ++i) {
+            const std::uint32_t number = vEntries[i];
+            if (vPlace[number] != i) continue;
+            vPlace[number] = numKept;
+            vEntries[numKept++] = number;
+        }
+        vEntries.resize(numKept);
+    }
+
+    std::vector<std::uint32_t> vEntries;
+    std::vector<std::size_t> vPlace;  // of each triangle's valid entry
+};
+
 // How far the worst of the triangles at p would turn if p moved to q; stops
 // looking at what is no better than the limit.
 double worstTurn(const std::vector<RTriangle*>& vIncT, const Point3* p, const Point3* q, double limit) {
@@ -141,26 +184,27 @@ REdge* RMesh::findBestCollapse(const RTriangle* pRT, Point3*& pBestSrc) const {
     return pBestRE;
 }
 
-void RMesh::collapseDegenerate(const RTriangle* pRT, std::vector<RTriangle*>& vStack) {
+Point3* RMesh::collapseDegenerate(const RTriangle* pRT) {
     Point3* pBestSrc = nullptr;
     const REdge* pBestRE = findBestCollapse(pRT, pBestSrc);
     ASSEX(pBestRE!=0);
     ASSEX(pBestSrc!=0);
     Point3* pTrg = pBestRE->getOtherPoint(pBestSrc);
     exchangeCorner(pBestSrc, pTrg);
-    getIncidentTriangles(pTrg, vStack);  // the collapse may have spoilt them
+    return pTrg;
 }
 
 void RMesh::killDegenerate() {
     Progress* pProgress = getProgress()->getChildProgressSetTodo("RM_kdeg", uint64{3} * triangles.size());
-    std::vector<RTriangle*> vStack;
-    vStack.reserve(triangles.size());
-    for (std::uint32_t i = 0; i < triangles.size(); ++i) vStack.push_back(triangles[i]);
-    while (!vStack.empty()) {
-        const RTriangle* pRT = vStack.back();
-        vStack.pop_back();
+    WorkStack stack(triangles.size());
+    for (std::uint32_t number = 0; number < triangles.size(); ++number) stack.push(number);
+    std::uint32_t top = 0;
+    while (stack.pop(top)) {
         pProgress->tick();
-        if (pRT->isAlive() && !isSound(pRT)) collapseDegenerate(pRT, vStack);
+        const RTriangle* pRT = triangles[top];
+        if (!pRT->isAlive() || isSound(pRT)) continue;
+        const Point3* pTrg = collapseDegenerate(pRT);
+        for (const std::uint32_t number : getFan(pTrg)) stack.push(number);  // the collapse may have spoilt them
     }
     killDuplicateTriangles();
 }

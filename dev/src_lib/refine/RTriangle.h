@@ -85,7 +85,7 @@ private:
     bool bAlive = true;
 };
 
-// Millions of them: with its edges and the look-up a triangle takes some 220 bytes.
+// Millions of them: with its edges and the look-up a triangle takes some 245 bytes.
 static_assert(sizeof(RTriangle) <= 96);
 
 }  // namespace QUOR_ZEF
