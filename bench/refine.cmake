@@ -1,0 +1,1 @@
+zef_add_bench(refine SOURCES refine/RMesh_bench.cpp USES refine)

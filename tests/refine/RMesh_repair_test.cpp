@@ -1,0 +1,345 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "frame/Progress.h"
+#include "frame/Rand15.h"
+#include "geometry/freeFunctions.h"
+#include "refine/RMesh.h"
+#include "support/capture.h"
+#include "support/shapes.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+struct RMeshRepair : testing::Test {
+    RMeshRepair() { planProgress("test", {{"RM_cpo", 1.0}, {"RM_kdeg", 1.0}}); }
+    ~RMeshRepair() override { getProgress()->reset(); }
+};
+
+std::vector<REdge*> edgesOfDegree(const RMesh& mesh, int n) {
+    std::vector<REdge*> vRE;
+    mesh.getDegN(n, vRE);
+    return vRE;
+}
+
+std::size_t numConflicts(const RMesh& mesh) {
+    std::size_t num = 0;
+    for (const REdge* pRE : edgesOfDegree(mesh, 2)) num += pRE->triangles()[0]->needFlip(pRE->triangles()[1]);
+    return num;
+}
+
+std::size_t eulerNumber(const RMesh& mesh) {
+    std::vector<Point3*> vP;
+    mesh.getPoints(vP);
+    return vP.size() + mesh.getNumLiveTriangles() - edgesOfDegree(mesh, -99).size();
+}
+
+std::size_t numPatchesOf(const RMesh& mesh) {
+    std::vector<RTriangle*> vRT;
+    mesh.getLiveTriangles(vRT);
+    for (const RTriangle* pRT : vRT) EXPECT_NE(pRT->pPatch, nullptr);
+    return mesh.getNumPatches();
+}
+
+double angleAtCorner0(const RTriangle* pRT) {
+    const Point3& p = *pRT->getCorner(0);
+    return getAngleDeg(normalize(*pRT->getCorner(1) - p), normalize(*pRT->getCorner(2) - p));
+}
+
+// Live triangles by number.
+std::vector<std::uint32_t> liveNumbers(const RMesh& mesh) {
+    std::vector<RTriangle*> vRT;
+    mesh.getLiveTriangles(vRT);
+    std::vector<std::uint32_t> vNumbers;
+    for (const RTriangle* pRT : vRT) vNumbers.push_back(pRT->getNumber());
+    return vNumbers;
+}
+
+// Five vertices: a square with its middle, vertex 4.
+RMesh makeSquare(const std::vector<std::uint32_t>& vTriples) {
+    return RMesh({Point3(0, 0, 0), Point3(2, 0, 0), Point3(2, 2, 0), Point3(0, 2, 0), Point3(1, 1, 0)}, vTriples, 1.0);
+}
+
+// The plain rules of both repairs, on lists and sets.
+void killDuplicatesPlainly(RMesh& mesh) {
+    std::vector<RTriangle*> vRepeats;
+    for (const REdge* pRE : edgesOfDegree(mesh, -99)) {
+        std::set<const Point3*> sThird;
+        for (RTriangle* pRT : pRE->triangles())
+            if (!sThird.insert(pRT->getThirdPoint(pRE->p0, pRE->p1)).second) vRepeats.push_back(pRT);
+    }
+    for (RTriangle* pRT : vRepeats)
+        if (pRT->isAlive()) pRT->kill(&mesh);
+}
+
+void collapsePlainly(RMesh& mesh, const RTriangle* pRT, std::vector<RTriangle*>& vStack) {
+    Point3 *pSrc = nullptr, *pTrg = nullptr;
+    double best = 361.0;
+    for (int i = 0; i < 3; ++i) {
+        Point3* p = pRT->getCorner(i);
+        std::vector<RTriangle*> vIncT;
+        std::vector<REdge*> vIncRE;
+        mesh.getIncidentTriangles(p, vIncT);
+        mesh.getIncidentEdges(p, vIncRE);
+        for (const REdge* pRE : vIncRE) {
+            double worst = 0.0;
+            for (const RTriangle* pInc : vIncT)
+                worst = std::max(worst, pInc->getCornerMoveAngle(pInc->getICI(p), pRE->getOtherPoint(p), true));
+            if (!(worst < best)) continue;
+            best = worst;
+            pSrc = p;
+            pTrg = pRE->getOtherPoint(p);
+        }
+    }
+    mesh.exchangeCorner(pSrc, pTrg);
+    mesh.getIncidentTriangles(pTrg, vStack);
+}
+
+void killDegeneratePlainly(RMesh& mesh) {
+    std::vector<RTriangle*> vStack;
+    for (std::uint32_t i = 0; i < mesh.getNumTriangles(); ++i) vStack.push_back(mesh.getTriangle(i));
+    while (!vStack.empty()) {
+        const RTriangle* pRT = vStack.back();
+        vStack.pop_back();
+        const Point3 &p = *pRT->getCorner(0), &q = *pRT->getCorner(1), &r = *pRT->getCorner(2);
+        const double angle = angleAtCorner0(pRT);
+        if (pRT->isAlive() && (p == q || p == r || angle < 0.01 || angle > 179.99)) collapsePlainly(mesh, pRT, vStack);
+    }
+    killDuplicatesPlainly(mesh);
+}
+
+std::vector<std::uint32_t> cornerNumbers(const RMesh& mesh) {
+    std::vector<Point3*> vCorners;
+    mesh.getCorners(vCorners);
+    std::vector<std::uint32_t> vNumbers;
+    for (const Point3* p : vCorners) vNumbers.push_back(mesh.getVertexNumber(p));
+    return vNumbers;
+}
+
+// Triangles on the places of a small lattice, so that many are flat or double.
+Shape randomSoup(std::uint32_t seed) {
+    Rand15 rand(seed);
+    Shape soup;
+    for (int i = 0; i < 40; ++i) {
+        const double x = rand.next() % 4, y = rand.next() % 4;
+        soup.vertices.emplace_back(x, y, rand.next() % 2);
+    }
+    for (int i = 0; i < 360; ++i) soup.triples.push_back(std::uint32_t(rand.next()) % 40);
+    soup.triples.insert(soup.triples.end(), soup.triples.begin(), soup.triples.begin() + 90);
+    return soup;
+}
+
+std::size_t countOf(const std::string& text, const std::string& word) {
+    std::size_t num = 0;
+    for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++num;
+    return num;
+}
+
+}  // namespace
+
+TEST_F(RMeshRepair, orientPatchesTurnsEverythingLikeTheFirstTriangle) {
+    Shape shape = icosphere(3);
+    Rand15 rand;
+    for (std::size_t i = 3; i < shape.triples.size(); i += 3)
+        if (rand.next() % 2) std::swap(shape.triples[i], shape.triples[i + 1]);
+    RMesh mesh(shape.vertices, shape.triples, 0.1);
+    ASSERT_GT(numConflicts(mesh), 0u);
+    for (int i = 0; i < 2; ++i) {
+        mesh.orientPatches();
+        EXPECT_EQ(numConflicts(mesh), 0u);
+        EXPECT_EQ(numPatchesOf(mesh), 1u);
+    }
+    std::vector<RTriangle*> vRT;
+    mesh.getLiveTriangles(vRT);
+    for (RTriangle* pRT : vRT) {
+        bool bOK = false;
+        EXPECT_GT(pRT->getNormal(&bOK) * (*pRT->getCorner(0) - Point3()), 0.0);  // the first one looks outwards
+    }
+}
+
+TEST_F(RMeshRepair, orientPatchesLeavesOneSeamOnAOneSidedStrip) {
+    const Shape shape = moebiusStrip(15);
+    RMesh mesh(shape.vertices, shape.triples, 0.1);
+    mesh.orientPatches();
+    EXPECT_EQ(numConflicts(mesh), 1u);
+    EXPECT_EQ(numPatchesOf(mesh), 1u);
+}
+
+TEST_F(RMeshRepair, orientPatchesStopsAtNonManifoldEdges) {
+    RMesh mesh = makeSquare({0, 1, 2, 0, 2, 3, 0, 2, 4});
+    mesh.orientPatches();
+    EXPECT_EQ(numPatchesOf(mesh), 3u);
+    EXPECT_EQ(mesh.getTriangle(1)->pPatch, mesh.getPatch(1));
+    EXPECT_EQ(mesh.getPatch(1)->id, mesh.getPatch(0)->id + 1);
+}
+
+TEST_F(RMeshRepair, exchangeCornerKillsAllAtTheEdgeAndMergesTheRest) {
+    // The middle goes to corner 0: its edge has three triangles, the far two move.
+    RMesh mesh = makeSquare({0, 1, 4, 0, 4, 3, 0, 4, 2, 4, 1, 2, 4, 2, 3});
+    Point3 *a = mesh.getVertex(0), *b = mesh.getVertex(1), *c = mesh.getVertex(2), *d = mesh.getVertex(3),
+           *m = mesh.getVertex(4);
+    REdge *pMoved = mesh.findEdge(m, c), *pOld = mesh.findEdge(a, c);
+    bool bOK = false;
+    mesh.getTriangle(3)->getNormal(&bOK);
+    mesh.exchangeCorner(m, a);
+    EXPECT_EQ(liveNumbers(mesh), (std::vector<std::uint32_t>{3, 4}));
+    EXPECT_TRUE(mesh.getTriangle(3)->normal.isDegenerate());
+    EXPECT_EQ(mesh.findEdge(m, c), nullptr);
+    EXPECT_EQ(mesh.findEdge(a, c), pOld);  // merged, so dead but listed
+    EXPECT_FALSE(pMoved->isAlive());
+    EXPECT_EQ(mesh.getEdge(pMoved->getNumber()), pMoved);
+    EXPECT_EQ(edgesOfDegree(mesh, 2), std::vector<REdge*>{pOld});
+    for (const REdge* pRE : edgesOfDegree(mesh, 0)) EXPECT_NE(pRE, pMoved);
+    EXPECT_TRUE(mesh.getFan(m).empty());
+    EXPECT_TRUE(mesh.hasVertexAt(*m));
+    // Without a common edge nothing dies; with a dead one it is a bug.
+    mesh.exchangeCorner(b, d);
+    EXPECT_EQ(mesh.getNumLiveTriangles(), 2u);
+    EXPECT_TRUE(failsWith("pKillEdge==0 || pKillEdge->isAlive()", [&] { mesh.exchangeCorner(a, m); }));
+}
+
+TEST_F(RMeshRepair, killDuplicatesKeepsTheFirstAtTheEdgeWhateverTheOrientation) {
+    RMesh mesh = makeSquare({0, 1, 2, 0, 2, 3, 2, 1, 0, 1, 2, 0, 0, 1, 4});
+    mesh.killDuplicateTriangles();
+    EXPECT_EQ(liveNumbers(mesh), (std::vector<std::uint32_t>{0, 1, 4}));
+}
+
+TEST_F(RMeshRepair, killDuplicatesKillsBothWhereTwoEdgesDisagree) {
+    RMesh mesh = makeSquare({0, 1, 3, 0, 1, 2, 0, 1, 2});
+    mesh.getTriangle(0)->kill(&mesh);  // the last of its edge takes its place, before the other
+    mesh.killDuplicateTriangles();
+    EXPECT_EQ(mesh.getNumLiveTriangles(), 0u);
+}
+
+TEST_F(RMeshRepair, bothRepairsAgreeWithThePlainRulesOnRandomSoups) {
+    for (std::uint32_t seed = 0; seed < 60; ++seed) {
+        const Shape soup = randomSoup(seed);
+        RMesh mesh(soup.vertices, soup.triples, 1.0), plain(soup.vertices, soup.triples, 1.0);
+        mesh.killDuplicateTriangles();
+        killDuplicatesPlainly(plain);
+        ASSERT_EQ(cornerNumbers(mesh), cornerNumbers(plain)) << seed;
+        mesh.killDegenerate();
+        killDegeneratePlainly(plain);
+        ASSERT_EQ(cornerNumbers(mesh), cornerNumbers(plain)) << seed;
+    }
+}
+
+TEST_F(RMeshRepair, killDegenerateKeepsAClosedSphereClosed) {
+    const Shape shape = icosphere(3);
+    RMesh mesh(shape.vertices, shape.triples, 0.1);
+    // Every 40th vertex onto a neighbour or into the middle of an edge next to it.
+    for (std::uint32_t i = 0; i < mesh.getNumVertices(); i += 40) {
+        const RTriangle* pRT = mesh.getTriangle(mesh.getFan(mesh.getVertex(i)).front());
+        const int ici = pRT->getICI(mesh.getVertex(i));
+        const Point3 &p = *pRT->getCorner((ici + 1) % 3), &q = *pRT->getCorner((ici + 2) % 3);
+        mesh.getVertex(i)->set(i % 80 == 0 ? p : p + (q - p) * 0.5);
+    }
+    mesh.finishMesh();
+    EXPECT_LT(mesh.getNumLiveTriangles(), 1280u - 20u);
+    EXPECT_EQ(edgesOfDegree(mesh, 2).size(), edgesOfDegree(mesh, -99).size());
+    EXPECT_EQ(eulerNumber(mesh), 2u);
+    EXPECT_EQ(numConflicts(mesh), 0u);
+    std::vector<RTriangle*> vRT;
+    mesh.getLiveTriangles(vRT);
+    for (const RTriangle* pRT : vRT) EXPECT_GT(angleAtCorner0(pRT), 0.01);
+}
+
+TEST_F(RMeshRepair, killDegenerateEndsOnFansWithoutAnyArea) {
+    for (const double height : {0.0, 1e-9}) {
+        std::vector<Point3> vPoints = {Point3(0, 0, 0)};
+        std::vector<std::uint32_t> vTriples;
+        for (std::uint32_t i = 1; i <= 200; ++i) {
+            vPoints.emplace_back(i, height * (i % 3), 0.0);
+            if (i > 1)
+                for (const std::uint32_t v : {0u, i - 1, i}) vTriples.push_back(v);
+        }
+        RMesh mesh(vPoints, vTriples, 1.0);
+        mesh.killDegenerate();
+        EXPECT_EQ(mesh.getNumLiveTriangles(), 0u);
+    }
+}
+
+TEST_F(RMeshRepair, killDegenerateLooksAtCornerZeroOnly) {
+    // A needle with its tip at vertex 0.
+    const std::vector<Point3> vPoints = {Point3(0, 0, 0), Point3(1000, 0, 0), Point3(1000, 0.1, 0)};
+    RMesh tipFirst(vPoints, {0, 1, 2}, 1.0), tipLast(vPoints, {1, 2, 0}, 1.0);
+    tipFirst.killDegenerate();
+    tipLast.killDegenerate();
+    EXPECT_EQ(tipFirst.getNumLiveTriangles(), 0u);
+    EXPECT_EQ(tipLast.getNumLiveTriangles(), 1u);
+}
+
+TEST_F(RMeshRepair, updateVertexMovesOneOfTwoAtOnePosition) {
+    RMesh mesh = makeSquare({0, 1, 4, 1, 2, 4});
+    mesh.getVertex(3)->set(*mesh.getVertex(4));
+    mesh.getVertex(4)->setColor(1, 2, 3, 4);
+    const Point3 old = *mesh.getVertex(4), first(5, 5, 5), second(6, 6, 6);
+    bool bOK = false;
+    mesh.getTriangle(0)->getNormal(&bOK);
+    mesh.updateVertex(mesh.getVertex(4), first);
+    EXPECT_TRUE(mesh.getTriangle(0)->normal.isDegenerate());
+    EXPECT_EQ(*mesh.getVertex(4), first);
+    EXPECT_EQ(mesh.getVertex(4)->g, 2);
+    EXPECT_TRUE(mesh.hasVertexAt(old));
+    mesh.updateVertex(mesh.getVertex(3), second);
+    EXPECT_FALSE(mesh.hasVertexAt(old));
+    mesh.updateVertex(mesh.getVertex(3), old);
+    EXPECT_TRUE(failsWith("*pVtx!=newPoint", [&] { mesh.updateVertex(mesh.getVertex(3), old); }));
+    EXPECT_TRUE(failsWith("bOK", [&] { mesh.updateVertex(mesh.getVertex(3), first); }));
+}
+
+TEST_F(RMeshRepair, updateVertexCopesWithPositionsWrittenDirectly) {
+    RMesh mesh = makeSquare({0, 1, 4, 1, 2, 4});
+    EXPECT_TRUE(mesh.hasVertexAt(Point3(1, 1, 0)));
+    mesh.getVertex(4)->set(1.5, 1, 0);
+    EXPECT_FALSE(mesh.hasVertexAt(Point3(1.5, 1, 0)));
+    mesh.updateVertex(mesh.getVertex(4), Point3(1, 0.5, 0));
+    EXPECT_FALSE(mesh.hasVertexAt(Point3(1, 1, 0)));
+    EXPECT_TRUE(mesh.hasVertexAt(Point3(1, 0.5, 0)));
+    mesh.getVertex(4)->set(1.5, 1, 0);
+    mesh.forgetPositions();
+    EXPECT_TRUE(mesh.hasVertexAt(Point3(1.5, 1, 0)));
+}
+
+TEST_F(RMeshRepair, relaxVertexTakesASmallStepToAFreePlaceAndRepeatsItself) {
+    const std::vector<std::uint32_t> vFan = {0, 1, 4, 1, 2, 4, 2, 3, 4, 3, 0, 4};
+    std::vector<Point3> vResults;
+    RMesh mesh = makeSquare(vFan);
+    for (int i = 0; i < 2; ++i) {
+        mesh.getVertex(4)->set(1.0, 1.0, 0.0);  // the middle of its neighbours, so taken by itself
+        mesh.forgetPositions();
+        mesh.reseed();
+        const std::string text = printedText([&] { EXPECT_TRUE(mesh.relaxVertex(mesh.getVertex(4))); });
+        EXPECT_EQ(countOf(text, "devAngle would be "), 1u);
+        EXPECT_EQ(countOf(text, "updateVertex\n"), 1u);
+        vResults.push_back(*mesh.getVertex(4));
+        const Vector3 step = vResults.back() - Point3(1, 1, 0);
+        EXPECT_TRUE(step.vx >= 0.0 && step.vx <= 0.1 && step.vy >= 0.0 && step.vy <= 0.1 && step.vz >= 0.0);
+    }
+    EXPECT_EQ(vResults[0], vResults[1]);
+    mesh.updateVertex(mesh.getVertex(4), Point3(1, 1, 3));
+    printedText([&] { EXPECT_TRUE(mesh.relaxVertex(mesh.getVertex(4))); });
+    EXPECT_EQ(*mesh.getVertex(4), Point3(1, 1, 2.9));
+}
+
+TEST_F(RMeshRepair, relaxVertexRefusesToFoldAndToLookForEver) {
+    // The tip of a flat ear goes through the line of the others.
+    RMesh mesh({Point3(0, 0, 0), Point3(2, 0, 0), Point3(1, 0.01, 0), Point3(1, -9, 0)}, {0, 1, 2, 0, 3, 2}, 1.0);
+    const Point3 before = *mesh.getVertex(2);
+    const std::string text = printedText([&] { EXPECT_FALSE(mesh.relaxVertex(mesh.getVertex(2))); });
+    EXPECT_EQ(countOf(text, "devAngle would be 180"), 1u);
+    EXPECT_EQ(*mesh.getVertex(2), before);
+    // So far out that no step of a tenth of a cell leaves the taken position.
+    const Point3 far(1e20, 1e20, 1e20);
+    RMesh point({far, far, far}, {0, 1, 2}, 1.0);
+    EXPECT_FALSE(point.relaxVertex(point.getVertex(0)));
+    RMesh bare = makeSquare({});
+    EXPECT_FALSE(bare.relaxVertex(bare.getVertex(0)));
+}

@@ -1,0 +1,164 @@
+#include "refine/RMesh.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "grid/Calc.h"
+#include "support/capture.h"
+#include "support/shapes.h"
+#include "topology/CMesh.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+// Cells 1, 2, 3 and 5 of a small grid, with a sample each; the third has colour.
+class CellSheet {
+public:
+    CellSheet() {
+        for (const uint64 ccd : vCCD) vPoints.push_back(calc.getCellCenter(ccd));
+        vPoints[2].setColor(7, 8, 9, 10);
+        for (std::size_t i = 0; i < vPoints.size(); ++i) vBundles.push_back({&vPoints[i], vCCD[i]});
+        std::vector<Bundle*> vpBundles;
+        for (Bundle& bundle : vBundles) vpBundles.push_back(&bundle);
+        cells.build(vpBundles);
+    }
+
+    Calc calc{0, 0, 0, 16, 16, 16, 3};
+    std::vector<uint64> vCCD = {1, 2, 3, 5};
+    std::vector<Point3> vPoints;
+    std::vector<Bundle> vBundles;
+    CellMap cells;
+    CMesh mesh{nullptr, &calc, &cells};
+};
+
+std::size_t numOfDegree(const RMesh& mesh, int n) {
+    std::vector<REdge*> vRE;
+    mesh.getDegN(n, vRE);
+    return vRE.size();
+}
+
+}  // namespace
+
+TEST(RMesh, takesVerticesInOrderOfCodeAndLiveTrianglesOfACMesh) {
+    CellSheet sheet;
+    sheet.mesh.createT(5, 2, 1, 0, 0);
+    sheet.mesh.createT(1, 2, 5, 0, 0)->kill(&sheet.mesh);
+    sheet.mesh.createT(1, 2, 3, 0, 0);
+    const RMesh mesh(&sheet.mesh);
+    EXPECT_EQ(mesh.cellSize, 2.0);
+    ASSERT_EQ(mesh.getNumVertices(), 4u);
+    for (std::uint32_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(*mesh.getVertex(i), sheet.vPoints[i]);
+        EXPECT_NE(mesh.getVertex(i), &sheet.vPoints[i]);
+        EXPECT_EQ(mesh.getVertexNumber(mesh.getVertex(i)), i);
+    }
+    EXPECT_EQ(mesh.getVertex(2)->getColorString(), sheet.vPoints[2].getColorString());
+    EXPECT_TRUE(mesh.hasColor());
+    std::vector<Point3*> vCorners;
+    mesh.getCorners(vCorners);
+    std::vector<std::uint32_t> vNumbers;
+    for (const Point3* p : vCorners) vNumbers.push_back(mesh.getVertexNumber(p));
+    EXPECT_EQ(vNumbers, (std::vector<std::uint32_t>{3, 1, 0, 0, 1, 2}));
+}
+
+TEST(RMesh, numbersVerticesByCodeAlsoForCellsThatCameLater) {
+    CellSheet sheet;
+    const Point3 inserted = sheet.calc.getCellCenter(4);
+    sheet.mesh.addBundle(4, inserted.px, inserted.py, inserted.pz);
+    sheet.cells.erase(2);
+    sheet.mesh.createT(1, 4, 5, 0, 0);
+    const RMesh mesh(&sheet.mesh);
+    ASSERT_EQ(mesh.getNumVertices(), 4u);
+    EXPECT_EQ(*mesh.getVertex(1), sheet.vPoints[2]);
+    EXPECT_EQ(*mesh.getVertex(2), inserted);
+    EXPECT_EQ(mesh.getTriangle(0)->getCorner(1), mesh.getVertex(2));
+}
+
+TEST(RMesh, keepsBothVerticesAtOnePosition) {
+    CellSheet sheet;
+    sheet.vPoints[1] = sheet.vPoints[0];
+    sheet.mesh.createT(1, 2, 3, 0, 0);
+    RMesh mesh(&sheet.mesh);
+    std::vector<Point3*> vP;
+    mesh.getPoints(vP);
+    EXPECT_EQ(vP.size(), 3u);
+    EXPECT_TRUE(failsWith("vP.empty()", [&] { mesh.getPoints(vP); }));
+    EXPECT_TRUE(mesh.hasVertexAt(sheet.vPoints[3]));  // in no triangle
+    EXPECT_FALSE(mesh.hasVertexAt(Point3(9, 9, 9)));
+}
+
+TEST(RMesh, refusesACMeshWithoutPositions) {
+    CellSheet sheet;
+    sheet.mesh.createT(1, 2, 3, 0, 0);
+    sheet.mesh.createT(1, 2, 4, 0, 0);  // no Bundle in cell 4
+    EXPECT_TRUE(failsWith("it0!=vCCDVertex.end() && it1!=vCCDVertex.end() && it2!=vCCDVertex.end()",
+                          [&] { RMesh mesh(&sheet.mesh); }));
+    sheet.vPoints[1].px = std::nan("");
+    EXPECT_TRUE(failsWith("*pVtx==*pOwnVtx", [&] { RMesh mesh(&sheet.mesh); }));
+}
+
+TEST(RMesh, fromTriplesLeavesOutRepeatedIndicesAndRefusesWrongOnes) {
+    const std::vector<Point3> vPoints = gridSheet(2, 2).vertices;
+    const RMesh mesh(vPoints, {0, 1, 2, 1, 1, 2, 3, 0, 3, 1, 3, 2}, 1.0);
+    EXPECT_EQ(mesh.getNumLiveTriangles(), 2u);
+    EXPECT_EQ(mesh.getNumSkippedTriples(), 2u);
+    EXPECT_FALSE(mesh.hasColor());
+    EXPECT_TRUE(failsWith("a<vVertices.size() && b<vVertices.size() && c<vVertices.size()", [&] {
+        // The third triangle at one edge holds memory when the fourth fails.
+        RMesh(vPoints, {0, 1, 2, 0, 1, 3, 0, 1, 2, 0, 1, 4}, 1.0);
+    }));
+    EXPECT_TRUE(failsWith("vTriples.size()%3==0", [&] { RMesh(vPoints, {0, 1}, 1.0); }));
+}
+
+TEST(RMesh, tooManyVerticesOrTrianglesAreAnErrorWithAText) {
+    checkMeshSize(std::size_t{1} << 31, 1431655764);
+    for (const auto& size : {std::pair{2147483649ul, 1ul}, std::pair{5ul, 1431655765ul}}) {
+        const std::string text = failureText([&] { checkMeshSize(size.first, size.second); });
+        EXPECT_NE(text.find("mesh too large: " + std::to_string(size.first) + " vertices"), std::string::npos) << text;
+    }
+}
+
+TEST(RMesh, repeatedCornerIsABug) {
+    RMesh mesh(gridSheet(2, 2).vertices, {}, 1.0);
+    Point3 *a = mesh.getVertex(0), *b = mesh.getVertex(1);
+    EXPECT_TRUE(failsWith("pair0.first<pair0.second", [&] { mesh.createT(a, a, b); }));
+    EXPECT_TRUE(failsWith("pair1.first<pair1.second", [&] { mesh.createT(b, a, a); }));
+    EXPECT_TRUE(failsWith("pair2.first<pair2.second", [&] { mesh.createT(a, b, a); }));
+    EXPECT_EQ(mesh.getNumTriangles(), 0u);
+}
+
+TEST(RMesh, countsDegreesOfKnownShapes) {
+    const Shape sheetShape = gridSheet(5, 4, 2.0), cylinder = openCylinder(8, 3, 1.0, 2.0), ball = icosphere(2);
+    const RMesh sheet(sheetShape.vertices, sheetShape.triples, 2.0), tube(cylinder.vertices, cylinder.triples, 1.0),
+        sphere(ball.vertices, ball.triples, 1.0);
+    EXPECT_EQ(sheet.getNumLiveTriangles(), 24u);
+    EXPECT_EQ(numOfDegree(sheet, 1), 14u);
+    EXPECT_EQ(numOfDegree(tube, 1), 16u);
+    EXPECT_EQ(numOfDegree(sphere, 2), 480u);
+    EXPECT_EQ(numOfDegree(sphere, -99), 480u);
+    // 5 * 3 edges along y and 4 * 4 along x of length 2, and 12 diagonals.
+    EXPECT_NEAR(sheet.getAvgEdgeLength(), (31 * 2.0 + 12 * 2.0 * std::sqrt(2.0)) / 43, 1e-12);
+    EXPECT_EQ(RMesh({}, {}, 1.0).getAvgEdgeLength(), -1.0);
+    EXPECT_EQ(printedText([&] { sheet.printStatistics("sheet"); }),
+              "\nRMesh::printStatistics(sheet)\n NumTriangles: 24\n Degree 1: 14\n Degree 2: 29\n");
+    EXPECT_NE(failureText([&] { numOfDegree(sheet, -2); }).find("deg=-2\n"), std::string::npos);
+}
+
+TEST(RMesh, createTRevivesADeadEdge) {
+    const Shape shape = gridSheet(2, 2);
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    REdge* pRE = mesh.findEdge(mesh.getVertex(3), mesh.getVertex(0));
+    mesh.getTriangle(0)->kill(&mesh);
+    mesh.getTriangle(1)->kill(&mesh);
+    EXPECT_FALSE(mesh.hasLiveEdge(mesh.getVertex(0), mesh.getVertex(3)));
+    EXPECT_EQ(numOfDegree(mesh, 0), 5u);
+    RTriangle* pRT = mesh.createT(mesh.getVertex(0), mesh.getVertex(3), mesh.getVertex(2));
+    EXPECT_EQ(pRT->getRE(2), pRE);
+    EXPECT_EQ(pRE->triangles().front(), pRT);
+    EXPECT_EQ(mesh.getNumEdges(), 5u);
+    EXPECT_TRUE(mesh.hasLiveEdge(mesh.getVertex(3), mesh.getVertex(0)));
+}
