@@ -3,6 +3,10 @@
 #include <iostream>
 #include <string>
 
+#include "cloud/CloudMgr.h"
+#include "frame/Progress.h"
+#include "sampling/Smooth.h"
+
 namespace QUOR_ZEF {
 
 void getVersion(int& major, int& minor) {
@@ -25,6 +29,16 @@ bool isPure() {
 
 bool isRelease() {
     return isPure();
+}
+
+double estimateAvgSpacing(std::vector<Point3>& vPoints) {
+    planProgress("Density Estimation", {{"CL_eres", 3.0}, {"SM_run", 3.0}, {"CL_creb", 3.0}});
+    CloudMgr cloudMgr;
+    return cloudMgr.inputPointsViaMemory(vPoints, -1.0, 1.0, false, 361.0, false, nullptr, -1);
+}
+
+void resetProcessState() {
+    resetMinArea();
 }
 
 }  // namespace QUOR_ZEF

@@ -1,0 +1,270 @@
+#include "cloud/Cloud.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include "frame/License.h"
+#include "frame/Progress.h"
+#include "frame/tools.h"
+#include "geometry/Plane.h"
+#include "grid/Calc.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
+#include "sampling/Smooth.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+bool isFinite(const Point3& p) {
+    return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
+}
+
+// Appends the finite points, or those of wholly finite groups of groupSize.
+void appendFinite(const std::vector<Point3>& vIn, std::size_t groupSize, std::vector<Point3>& vOut) {
+    for (std::size_t i = 0; i < vIn.size(); i += groupSize) {
+        const auto first = vIn.begin() + static_cast<std::ptrdiff_t>(i);
+        const auto last = first + static_cast<std::ptrdiff_t>(std::min(groupSize, vIn.size() - i));
+        if (std::all_of(first, last, isFinite)) vOut.insert(vOut.end(), first, last);
+    }
+}
+
+// The highest level at which two different codes of adjacent cells in Z-order part.
+int highestDifferingLevel(uint64 code0, uint64 code1) {
+    return (63 - std::countl_zero(code0 ^ code1)) / 3;
+}
+
+// The number of blocks of side 2^level that hold cells; vCCD is sorted.
+uint64 countBlocks(const std::vector<uint64>& vCCD, int level) {
+    const int shift = 3 * level;
+    if (shift >= 64) return vCCD.empty() ? 0 : 1;
+    uint64 count = 0;
+    for (std::size_t i = 0; i < vCCD.size(); ++i) {
+        if (i == 0 || (vCCD[i] >> shift) != (vCCD[i - 1] >> shift)) ++count;
+    }
+    return count;
+}
+
+// The median level at which neighbours in Z-order part, counting only the levels
+// above 1; -1 if none does.
+int medianSeparationLevel(const std::vector<uint64>& vCCD) {
+    std::array<uint64, MAXLEVELS> pairsAtLevel{};
+    uint64 numPairs = 0;
+    for (std::size_t i = 1; i < vCCD.size(); ++i) {
+        if (vCCD[i] == vCCD[i - 1]) continue;
+        const int level = highestDifferingLevel(vCCD[i - 1], vCCD[i]);
+        if (level <= 1) continue;
+        ++pairsAtLevel[static_cast<std::size_t>(level)];
+        ++numPairs;
+    }
+    if (numPairs == 0) return -1;
+    uint64 below = 0;
+    int level = 0;
+    while (below + pairsAtLevel[static_cast<std::size_t>(level)] <= numPairs / 2) {
+        below += pairsAtLevel[static_cast<std::size_t>(level++)];
+    }
+    return level;
+}
+
+}  // namespace
+
+Cloud::Cloud(const std::string& cloudName, double spacing, double factor, bool bCorners, int growSteps)
+    : numGrowSteps(growSteps), name(cloudName), absSpacing(spacing), spacingFactor(factor), bMelt(bCorners) {}
+
+Cloud::~Cloud() = default;
+
+void Cloud::setPoints(const std::vector<Point3>& vIn) {
+    vPoints.clear();
+    if (std::all_of(vIn.begin(), vIn.end(), isFinite)) {
+        vPoints = vIn;
+    } else {
+        appendFinite(vIn, bMelt ? 3 : 1, vPoints);
+        const std::size_t numSkipped = vIn.size() - vPoints.size();
+        showWarning(where(__PRETTY_FUNCTION__, __LINE__),
+                    "Skipped " + std::to_string(numSkipped) + " points with non-finite coordinates");
+    }
+    numPoints = vPoints.size();
+    if (vPoints.empty()) return;
+    bboxMin = bboxMax = {vPoints[0].px, vPoints[0].py, vPoints[0].pz};
+    for (const Point3& p : vPoints) {
+        const double coords[3] = {p.px, p.py, p.pz};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            bboxMin[axis] = std::min(bboxMin[axis], coords[axis]);
+            bboxMax[axis] = std::max(bboxMax[axis], coords[axis]);
+        }
+    }
+}
+
+void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
+    passLicenseGate("prepareScanPoints", numPoints);
+    ASSEX(!bMelt);
+    if (vPoints.empty()) {
+        showWarning(where(__PRETTY_FUNCTION__, __LINE__), "Nothing to do for cloud " + name);
+        return;
+    }
+    if (pGivenCalc) {
+        pCalc = std::make_unique<Calc>(*pGivenCalc);
+    } else {
+        estimateResolution();
+        createCalc();
+    }
+    passLicenseGate("number of points", numPoints);
+    auto pSmooth = std::make_unique<Smooth>(&vPoints, pCalc.get());
+    pSmooth->run(bSmooth);
+    // The nodes hold all that is needed of the points.
+    std::vector<Point3>().swap(vPoints);
+    createBundles(std::move(pSmooth));
+}
+
+void Cloud::estimateResolution() {
+    if (absSpacing > 0.0) {
+        usedSpacing = absSpacing;
+        return;
+    }
+    constexpr int fineLevels = 20;
+    constexpr double surfacePerBlock = 1.307025;  // squared side of a block / the area that crosses it on average
+    constexpr double regularSpacing = 1.5396;     // area per point to squared spacing of a regular arrangement
+
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_eres", 6);
+    pProgress->tick();
+    const double side = std::max({bboxMax[0] - bboxMin[0], bboxMax[1] - bboxMin[1], bboxMax[2] - bboxMin[2]});
+    ASSEX(side>0 && "give a spacing: the cloud's own could not be measured");
+    ASSEX(std::isfinite(side) && "the box of the cloud is too large for double precision: scale the coordinates");
+    const Calc fine(bboxMin[0], bboxMin[1], bboxMin[2], side, side, side, fineLevels);
+    std::vector<uint64> vCCD;
+    parallelTransform(vPoints, vCCD, [&](const Point3& p) { return fine.getCCD(p); });
+    pProgress->tick();
+    sortMT(vCCD.begin(), vCCD.end());
+    pProgress->tick();
+    const int medianLevel = medianSeparationLevel(vCCD);
+    pProgress->tick();
+    ASSEX(medianLevel>=0 && "give a spacing: the cloud's own could not be measured");
+    const int blockLevel = medianLevel + 2;
+    pProgress->tick();
+    const uint64 count = countBlocks(vCCD, blockLevel);
+    pProgress->tick();
+    const double blockSide = std::ldexp(fine.cellX, blockLevel);
+    const double area = static_cast<double>(count) * (blockSide * blockSide / surfacePerBlock);
+    estimatedSpacing = std::sqrt(area / static_cast<double>(numPoints) * regularSpacing);
+    usedSpacing = estimatedSpacing * spacingFactor;
+    pProgress->finish(true);
+}
+
+void Cloud::createCalc() {
+    constexpr double margin = 5000.0;  // cells on each side
+    ASSEX(usedSpacing>0);
+    checkResolution();
+    const double extent = std::max({bboxMax[0] - bboxMin[0], bboxMax[1] - bboxMin[1], bboxMax[2] - bboxMin[2]});
+    const double numReqC = std::ceil(extent / usedSpacing) + 2.0 * margin;
+    // A count beyond any grid must not reach the conversion to int.
+    const double neededLevel = std::min(std::log2(numReqC), 1000.0);
+    int level = static_cast<int>(neededLevel) + 1;
+    if (level > MAXLEVELS) {
+        showWarning(where(__PRETTY_FUNCTION__, __LINE__), "BaseLevel out of range: " + std::to_string(level));
+        level = MAXLEVELS;
+    }
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        bboxMin[axis] -= usedSpacing * margin;
+        bboxMax[axis] += usedSpacing * margin;
+    }
+    const double numCReal = std::ldexp(1.0, level);
+    ASSEX(numCReal>=numReqC);
+    const double side = usedSpacing * numCReal;
+    pCalc = std::make_unique<Calc>(bboxMin[0], bboxMin[1], bboxMin[2], side, side, side, level);
+}
+
+// Cells must be told apart by the doubles that the coordinates are.
+void Cloud::checkResolution() const {
+    constexpr double stepsPerCell = 16.0;
+    ASSEX(std::isfinite(usedSpacing) && "give a finite spacing");
+    double largest = 0.0;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        largest = std::max({largest, std::abs(bboxMin[axis]), std::abs(bboxMax[axis])});
+    }
+    const double resolution = largest * std::numeric_limits<double>::epsilon();
+    ASSEX(usedSpacing>=stepsPerCell*resolution && "the spacing is below the resolution of coordinates of this size: move the cloud towards the origin or give a larger spacing");
+}
+
+namespace {
+
+// From here on a node has enough neighbours for its plane to be better than its position.
+constexpr int numNeigsForPlane = 8;
+
+bool isSampledAtItself(const SNode& node) {
+    return node.bKeepPosition || node.numLinkedNodes < numNeigsForPlane;
+}
+
+// Where the surface passes the node's cell; the node must have a plane.
+Point3 sampleOf(const SNode& node, uint64 ccd, const Calc& calc) {
+    if (isSampledAtItself(node)) return node.smoothedPoint;
+    Point3 sample = node.projection(calc.getCellCenter(ccd));
+    sample.copyColorFrom(node.smoothedPoint);
+    return sample;
+}
+
+using CodedNode = std::pair<uint64, const SNode*>;
+
+// The nodes by the cells of their positions, one per cell: the first made.
+std::vector<CodedNode> firstNodesOfCells(const Smooth& smooth, const Calc& calc) {
+    std::vector<CodedNode> vCoded;
+    parallelTransform(smooth.getNodes(), vCoded,
+                      [&](const SNode& node) { return CodedNode(calc.getCCD(node.smoothedPoint), &node); });
+    sortMT(vCoded.begin(), vCoded.end(), [](const CodedNode& a, const CodedNode& b) {
+        return a.first != b.first ? a.first < b.first : a.second->id < b.second->id;
+    });
+    const auto end = std::unique(vCoded.begin(), vCoded.end(),
+                                 [](const CodedNode& a, const CodedNode& b) { return a.first == b.first; });
+    vCoded.erase(end, vCoded.end());
+    return vCoded;
+}
+
+// One sample per cell that has a node with a plane, ascending by cell.
+std::vector<Point3> getSamples(const Smooth& smooth, const Calc& calc, Progress& progress) {
+    progress.tick();
+    const std::vector<CodedNode> vCoded = firstNodesOfCells(smooth, calc);
+    progress.tick();
+    std::vector<Point3> vSamples;
+    vSamples.reserve(vCoded.size());
+    for (const auto& [ccd, pNode] : vCoded) {
+        if (pNode->bHasPlane) vSamples.push_back(sampleOf(*pNode, ccd, calc));
+    }
+    progress.tick();
+    return vSamples;
+}
+
+}  // namespace
+
+void Cloud::createBundles(std::unique_ptr<Smooth> pSmooth) {
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_creb", 6);
+    pProgress->tick();
+    std::vector<Point3> vSamples = getSamples(*pSmooth, *pCalc, *pProgress);
+    pSmooth.reset();
+    std::vector<RCDPoint> vCells;
+    cleanPoints_RCD(vSamples, vCells);
+    pProgress->tick();
+    makeBundles(vCells);
+    pProgress->tick();
+    pProgress->finish(true);
+}
+
+void Cloud::makeBundles(const std::vector<RCDPoint>& vCells) {
+    ASSEX(vCells.size()<=static_cast<std::size_t>(std::numeric_limits<int>::max()));
+    const int n = static_cast<int>(vCells.size());
+    const int next = std::max(n / 5, 100);
+    bundlePool.init(n, next);
+    pointPool.init(n, next);
+    vBundles.reserve(vCells.size());
+    for (const auto& [ccd, sample] : vCells) {
+        Point3* pPoint = std::construct_at(pointPool.alloc(), sample);
+        vBundles.push_back(std::construct_at(bundlePool.alloc(), Bundle{pPoint, ccd}));
+    }
+}
+
+void Cloud::getBundles(std::vector<std::pair<uint64, Bundle*>>& vOut) const {
+    vOut.reserve(vOut.size() + vBundles.size());
+    for (Bundle* pBundle : vBundles) vOut.emplace_back(pBundle->ccd, pBundle);
+}
+
+}  // namespace QUOR_ZEF

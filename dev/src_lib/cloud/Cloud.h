@@ -1,0 +1,105 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "frame/types.h"
+#include "grid/Bundle.h"
+#include "parallel/SimplePool.h"
+#include "zef/Point3.h"
+
+namespace QUOR_ZEF {
+
+class Calc;
+class RemoveDecider_RCD;
+class Smooth;
+
+// A cell with its sample.
+using RCDPoint = std::pair<uint64, Point3>;
+
+// One point set on its way from raw input to one Bundle per occupied cell.
+//
+// Scans: setPoints, then prepareScanPoints.
+// The progress root of the calling thread must plan "CL_eres", "SM_run" and
+// "CL_creb". One thread at a time; sorts and transforms run on the pool.
+class Cloud {
+public:
+    int numGrowSteps;                // 0 or below: gaps stay open
+    std::string name;                // for messages
+    double absSpacing;               // the cell size asked for, world units; 0 or below: measure it
+    double spacingFactor;            // multiplier on the measured spacing
+    bool bMelt;                      // the points are triangle corners
+    uint64 numPoints = 0;            // finite points of the input
+    double estimatedSpacing = -1.0;  // measured, world units; -1 until measured
+    double usedSpacing = -1.0;       // the grid's; -1 until settled
+    std::unique_ptr<Calc> pCalc;     // null until the grid stands
+    std::vector<Point3> vPoints;     // the input copy; emptied once the samples stand
+    std::vector<Bundle*> vBundles;   // the result, in the pools below
+    SimplePool<Bundle> bundlePool;
+    SimplePool<Point3> pointPool;
+    std::array<double, 3> bboxMin{}, bboxMax{};  // world units; widened by createCalc
+
+    // absSpacing, spacingFactor: see the fields. pName appears in messages.
+    Cloud(const std::string& name, double absSpacing, double spacingFactor, bool bMelt, int numGrowSteps);
+    ~Cloud();
+    Cloud(const Cloud&) = delete;
+    Cloud& operator=(const Cloud&) = delete;
+
+    // Copies the finite points and measures their box. Others are left out, with
+    // one warning that counts them; of triangle corners, with their triangle.
+    void setPoints(const std::vector<Point3>& vIn);
+
+    // Everything up to the Bundles. pGivenCalc: a grid to copy, or null to lay one.
+    // Without points it warns and leaves everything empty.
+    void prepareScanPoints(bool bSmooth, const Calc* pGivenCalc);
+
+    // Settles usedSpacing: absSpacing if given, else what the points show, times
+    // spacingFactor. The measurement sorts one code per point and searches no
+    // neighbours. A cloud without extent fails an ASSEX.
+    void estimateResolution();
+
+    // Lays a grid of cubic cells of usedSpacing over the box, with 5000 cells of
+    // margin, so that no later step can leave it. Fails an ASSEX if the spacing is
+    // not positive, too fine for the extent, or below what coordinates of this
+    // size can resolve.
+    void createCalc();
+
+    // Turns the nodes of the finished Smooth, which it consumes, into Bundles.
+    void createBundles(std::unique_ptr<Smooth> pSmooth);
+
+    double getEstimatedSpacing() const { return estimatedSpacing; }
+    const Calc* getCalc() const { return pCalc.get(); }
+    bool isMelt() const { return bMelt; }
+    // Appends (code, Bundle), in the order of creation.
+    void getBundles(std::vector<std::pair<uint64, Bundle*>>& vOut) const;
+
+    // ---- Cloud_clean.cpp: which cells stay
+
+    // One sample per cell, thinned to a surface, gaps filled if asked for, as
+    // (CCD, sample); the cells of the input ascend, filled ones follow. Empties vSamples.
+    void cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vOut);
+
+    // One pair per cell, ascending: of several samples the one of lowest index.
+    // vAllRCDOut: the same codes. Empties vSamples.
+    void getRCD2Point(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vRCDPoint, std::vector<uint64>& vAllRCDOut);
+
+    // Thins the band of cells; vAllRmg: the cells that stay, ascending.
+    void pruneBorders(std::vector<RCDPoint>& vRCDPoint, std::vector<uint64>& vAllRCD, std::vector<uint64>& vAllRmg);
+
+    // Dooms border cells that stand out alone from an open rim.
+    void postBorderPruning(RemoveDecider_RCD& decider, const std::vector<RCDPoint>& vRCDPoint);
+
+    // The widest angle, in degrees, that the neighbour in the middle of the list
+    // spans with another, seen from the first point. The list is not sorted by
+    // angle, and the last neighbour has no say. 0 below three points.
+    static double getMedianWedge(const std::vector<Point3>& vAxPlusNeigs);
+
+private:
+    void makeBundles(const std::vector<RCDPoint>& vCells);
+    void checkResolution() const;
+};
+
+}  // namespace QUOR_ZEF
