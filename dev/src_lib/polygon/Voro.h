@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "frame/types.h"
@@ -56,13 +57,13 @@ public:
                                    std::vector<uint64>& vKillCCD) const;
 
     // For fatExtractTriangles(): makes two triangles of each quad, along the
-    // diagonal that the mesh has already, else along the one from its smallest to its
-    // largest cell. vAmbiguousT: eight words a quad: the three cells of one
-    // triangle, those of the other, corner, config. Any other size fails an ASSEX.
+    // diagonal that the mesh has already, else along the one that the record does
+    // not use. vAmbiguousT: eight words a quad: the three cells of one triangle,
+    // those of the other, corner, config. Any other size fails an ASSEX.
     void solveAmbiguousT(const std::vector<uint64>& vAmbiguousT);
 
     // The config of a corner from its distinct cells; see getCornerConfig().
-    int getConfig(uint64 vcd, const std::vector<uint64>& vCCD) const { return getCornerConfig(vcd, vCCD); }
+    int getConfig(uint64 vcd, const std::vector<uint64>& vCells) const { return getCornerConfig(vcd, vCells); }
 
     // The surface cells, ascending.
     const std::vector<uint64>& getCells() const { return vCCD; }
@@ -71,6 +72,7 @@ private:
     void fillStaticVCD2CCD();
     void killCCDs(const std::vector<uint64>& vKillCCD, const std::vector<uint64>& vExtraCCD);
     void dropCellsWithoutBundle();
+    void solveQuad(std::span<const uint64, 8> record);
     void createUnlessThere(uint64 a, uint64 b, uint64 c, uint64 vcd, int config);
 
     const Calc* pCalc;       // not owned
