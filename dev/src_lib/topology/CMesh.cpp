@@ -10,7 +10,7 @@
 
 namespace QUOR_ZEF {
 
-CMesh::CMesh(Voro* pVoro_, Calc* pCalc_, CellMap* pCells_) : pVoro(pVoro_), pCalc(pCalc_), pCells(pCells_) {
+CMesh::CMesh(Voro* pVoro_, const Calc* pCalc_, CellMap* pCells_) : pVoro(pVoro_), pCalc(pCalc_), pCells(pCells_) {
     adjacency.reset(pCells->getNumNumbers());
 }
 

@@ -41,7 +41,7 @@ public:
     // --- CMesh.cpp: storage and look-up ---
 
     // Borrows all three; pVoro is only kept for the reader.
-    CMesh(Voro* pVoro, Calc* pCalc, CellMap* pCells);
+    CMesh(Voro* pVoro, const Calc* pCalc, CellMap* pCells);
     ~CMesh();
     CMesh(const CMesh&) = delete;
     CMesh& operator=(const CMesh&) = delete;
@@ -166,9 +166,9 @@ private:
     void floodPatch(CPatch* pPatch, CTriangle* pSeed, const std::set<CEdge*>* pBarrier,
                     std::map<uint64, CPatch*>& mThird, std::vector<CEdge*>& vFanEdges);
 
-    Voro* pVoro;      // not owned
-    Calc* pCalc;      // not owned
-    CellMap* pCells;  // not owned; its numbers are the vertex numbers of adjacency
+    Voro* pVoro;        // not owned
+    const Calc* pCalc;  // not owned
+    CellMap* pCells;    // not owned; its numbers are the vertex numbers of adjacency
     RecordPool<CTriangle> triangles;
     RecordPool<CEdge> edges;
     std::vector<CEdge*> vManyEdges;  // those with memory of their own

@@ -9,7 +9,7 @@
 
 namespace QUOR_ZEF {
 
-CPatch::CPatch(CMesh* pMesh_, Calc* pCalc_) : id(pMesh_->takePatchId()), pMesh(pMesh_), pCalc(pCalc_) {}
+CPatch::CPatch(CMesh* pMesh_, const Calc* pCalc_) : id(pMesh_->takePatchId()), pMesh(pMesh_), pCalc(pCalc_) {}
 
 CPatch::~CPatch() {
     for (CTriangle* pT : vT)

@@ -25,11 +25,11 @@ public:
     std::vector<CTriangle*> vT;          // not owned; dead ones stay until kill()
     std::vector<CEdge*> vOuterBoundary;  // in the order of edges; see setOuterBoundary()
     bool bAlive = true;
-    CMesh* pMesh;   // not owned
-    Calc* pCalc;    // not owned
-    int mark = -1;  // free for the user; kill() sets it back
+    CMesh* pMesh;       // not owned
+    const Calc* pCalc;  // not owned
+    int mark = -1;      // free for the user; kill() sets it back
 
-    CPatch(CMesh* pMesh_, Calc* pCalc_);
+    CPatch(CMesh* pMesh_, const Calc* pCalc_);
     // Clears the patch of each triangle that still points here; kills none.
     ~CPatch();
     CPatch(const CPatch&) = delete;
