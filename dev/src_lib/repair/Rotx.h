@@ -19,7 +19,7 @@ class Rotx {
 public:
     CMesh* pCMesh;  // not owned
     bool bBuild;
-    Calc* pCalc;  // not owned; that of the mesh
+    const Calc* pCalc;  // not owned; that of the mesh
 
     // All ordered pairs of axis cells (RCD), ascending.
     std::vector<std::pair<uint64, uint64>> sAxisPairs;

@@ -17,7 +17,7 @@ constexpr uint64 numShownPasses = 5;
 
 }  // namespace
 
-Top::Top(CMesh* pMesh_, Calc* pCalc_) : pMesh(pMesh_), pCalc(pCalc_), rotx(pMesh_, true) {}
+Top::Top(CMesh* pMesh_, const Calc* pCalc_) : pMesh(pMesh_), pCalc(pCalc_), rotx(pMesh_, true) {}
 
 void Top::run(Voro* pVoro) {
     removeCrossingsAndFlats();

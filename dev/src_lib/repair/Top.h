@@ -27,13 +27,13 @@ class Voro;
 // One thread at a time. O(n log n) for one pass of each step.
 class Top {
 public:
-    CMesh* pMesh;  // not owned
-    Calc* pCalc;   // not owned
+    CMesh* pMesh;       // not owned
+    const Calc* pCalc;  // not owned
     Rotx rotx;
 
     // --- Top.cpp: the two pipelines ---
 
-    Top(CMesh* pMesh_, Calc* pCalc_);
+    Top(CMesh* pMesh_, const Calc* pCalc_);
     // For a reconstruction; pVoro made the mesh and keeps it (not owned).
     void run(Voro* pVoro);
     // For re-meshing; without orientation.

@@ -94,7 +94,7 @@ public:
     Point3 getAvgPoint(uint64 vcd) const { return *getVtx(vcd); }
 
     CellMap* getCCDBundleMap() const { return pCells; }
-    Calc* getCalc() const { return pCalc; }
+    const Calc* getCalc() const { return pCalc; }
     double getCellSize() const;
 
     // --- CMesh_bundles.cpp: vertices in cells without a sample ---
