@@ -94,6 +94,7 @@ public:
     Point3 getAvgPoint(uint64 vcd) const { return *getVtx(vcd); }
 
     CellMap* getCCDBundleMap() const { return pCells; }
+    const Calc* getCalc() const { return pCalc; }
     double getCellSize() const;
 
     // --- CMesh_bundles.cpp: vertices in cells without a sample ---
@@ -145,6 +146,8 @@ public:
     // vFanEdges once per triangle. Linear in the triangles.
     void createPatches(std::set<CEdge*>* pBarrier, std::vector<CPatch*>& vNewPatches, std::map<uint64, CPatch*>& mThird,
                        std::vector<CEdge*>& vFanEdges);
+    // The same without barrier and notes.
+    void createPatches(std::vector<CPatch*>& vNewPatches);
     // A work array for patch operations, one entry a triangle number, all 0
     // between uses: whoever writes to it puts the zeros back.
     std::vector<std::uint8_t>& getScratchFlags();
@@ -163,8 +166,11 @@ private:
     void endEdges();
     bool isExtra(uint64 ccd) const;
     bool movesTooFar(uint64 vcd, const Point3& target) const;
-    void floodPatch(CPatch* pPatch, CTriangle* pSeed, const std::set<CEdge*>* pBarrier,
-                    std::map<uint64, CPatch*>& mThird, std::vector<CEdge*>& vFanEdges);
+    // isBarrier(CEdge*) and noteFan(CPatch*, const CTriangle*, int ici, CEdge*) are asked on the way.
+    template <class IsBarrier, class NoteFan>
+    void dividePatches(std::vector<CPatch*>& vNewPatches, IsBarrier&& isBarrier, NoteFan&& noteFan);
+    template <class IsBarrier, class NoteFan>
+    void floodPatch(CPatch* pPatch, CTriangle* pSeed, IsBarrier&& isBarrier, NoteFan&& noteFan);
 
     Voro* pVoro;        // not owned
     const Calc* pCalc;  // not owned

@@ -6,6 +6,21 @@ namespace QUOR_ZEF {
 
 void CMesh::createPatches(std::set<CEdge*>* pBarrier, std::vector<CPatch*>& vNewPatches,
                           std::map<uint64, CPatch*>& mThird, std::vector<CEdge*>& vFanEdges) {
+    dividePatches(
+        vNewPatches, [&](CEdge* pCE) { return pBarrier && pBarrier->count(pCE) != 0; },
+        [&](CPatch* pPatch, const CTriangle* pT, int ici, CEdge* pCE) {
+            vFanEdges.push_back(pCE);
+            mThird[pT->getCorner(ici)] = pPatch;
+        });
+}
+
+void CMesh::createPatches(std::vector<CPatch*>& vNewPatches) {
+    dividePatches(
+        vNewPatches, [](CEdge*) { return false; }, [](CPatch*, const CTriangle*, int, CEdge*) {});
+}
+
+template <class IsBarrier, class NoteFan>
+void CMesh::dividePatches(std::vector<CPatch*>& vNewPatches, IsBarrier&& isBarrier, NoteFan&& noteFan) {
     endPatches();
     forEachTriangle([](CTriangle* pT) {
         pT->setPatch(nullptr);
@@ -15,12 +30,12 @@ void CMesh::createPatches(std::set<CEdge*>* pBarrier, std::vector<CPatch*>& vNew
         if (pT->bVisited) return;
         vPatches.push_back(std::make_unique<CPatch>(this, pCalc));
         vNewPatches.push_back(vPatches.back().get());
-        floodPatch(vPatches.back().get(), pT, pBarrier, mThird, vFanEdges);
+        floodPatch(vPatches.back().get(), pT, isBarrier, noteFan);
     });
 }
 
-void CMesh::floodPatch(CPatch* pPatch, CTriangle* pSeed, const std::set<CEdge*>* pBarrier,
-                       std::map<uint64, CPatch*>& mThird, std::vector<CEdge*>& vFanEdges) {
+template <class IsBarrier, class NoteFan>
+void CMesh::floodPatch(CPatch* pPatch, CTriangle* pSeed, IsBarrier&& isBarrier, NoteFan&& noteFan) {
     pSeed->bVisited = true;
     vStack.assign(1, pSeed);
     while (!vStack.empty()) {
@@ -31,11 +46,10 @@ void CMesh::floodPatch(CPatch* pPatch, CTriangle* pSeed, const std::set<CEdge*>*
             CEdge* pCE = pT->getCEdge(i);
             ASSEX(pCE!=0);
             if (pCE->getDegree() > 2) {
-                vFanEdges.push_back(pCE);
-                mThird[pT->getCorner(i)] = pPatch;
+                noteFan(pPatch, pT, i, pCE);
                 continue;
             }
-            if (pBarrier && pBarrier->count(pCE) != 0) continue;
+            if (isBarrier(pCE)) continue;
             for (CTriangle* pNeigT : pCE->triangles()) {
                 if (pNeigT->bVisited) continue;
                 pNeigT->bVisited = true;

@@ -1,0 +1,85 @@
+#include "repair/Top.h"
+
+#include "frame/Progress.h"
+#include "topology/CMesh.h"
+#include "topology/CPatch.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+// Largest fringes that are removed, in triangles.
+constexpr int earlyFringe = 40;
+constexpr int finalFringe = 100;
+constexpr int meltFringe = 8;
+
+constexpr uint64 numShownPasses = 5;
+
+}  // namespace
+
+Top::Top(CMesh* pMesh_, const Calc* pCalc_) : pMesh(pMesh_), pCalc(pCalc_), rotx(pMesh_, true) {}
+
+void Top::run(Voro* pVoro) {
+    removeCrossingsAndFlats();
+    repeatProcessPatches(true, nullptr);
+    cbsComplete(pVoro);
+    killDegenerate();
+    removeFringes();
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_pps", numShownPasses);
+    repeatProcessPatches(false, pProgress);
+    pProgress->finish(true);
+    orientAndFinish();
+}
+
+void Top::runMelt(Voro* pVoro) {
+    unifyDiagonals();
+    cbsComplete(pVoro);
+    cbsComplete(pVoro);
+    std::vector<CEdge*> vBorder;
+    getBordersKillDeg1nn(vBorder);
+    for (CEdge* pCE : vBorder) integrateCCD(pCE);
+    killTinyBorderPatches(meltFringe);
+    repeatProcessPatches(true, nullptr);
+    killTinyBorderPatches(meltFringe);
+    pMesh->averageAllBundles();
+    pMesh->splitDegenerateTriangles();
+    separateEqualVertices();
+}
+
+void Top::removeCrossingsAndFlats() {
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_unif", 2);
+    unifyDiagonals();
+    pProgress->tick();
+    killDegenerate();
+    pProgress->tick();
+    pProgress->finish(true);
+}
+
+void Top::removeFringes() {
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_itr", 3);
+    std::vector<CEdge*> vBorder;
+    getBordersKillDeg1nn(vBorder);
+    pProgress->tick();
+    for (CEdge* pCE : vBorder) integrateCCD(pCE);
+    pProgress->tick();
+    killTinyBorderPatches(earlyFringe);
+    pProgress->tick();
+    pProgress->finish(true);
+}
+
+void Top::orientAndFinish() {
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_fin", 1);
+    killTinyBorderPatches(finalFringe);
+    pProgress->tick();
+    // New patches in place of those that the passes left, whose triangles may be dead.
+    std::vector<CPatch*> vPatches;
+    pMesh->createPatches(vPatches);
+    pProgress->tick();
+    orientPatches();
+    pProgress->tick();
+    removeEvilDeg3();
+    pProgress->tick();
+    pProgress->finish(true);
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,69 @@
+#include <memory>
+
+#include "frame/tools.h"
+#include "repair/Top.h"
+#include "topology/CMesh.h"
+#include "topology/CPatch.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+// Orients all that hangs together with pSeed across edges of degree 2 and puts it
+// into the patch. Triangles beside other edges come after all others that wait,
+// so that the rim takes its direction from a solid region.
+class OrientFlood {
+public:
+    void fill(CTriangle* pSeed, CPatch* pPatch) {
+        vQueue.assign(1, pSeed);
+        pSeed->bVisited = true;
+        while (!vQueue.empty()) {
+            for (std::size_t i = 0; i < vQueue.size(); ++i) {
+                CTriangle* pT = vQueue[i];
+                pPatch->addTriangle(pT);
+                spread(pT);
+            }
+            vQueue.swap(vRim);
+            vRim.clear();
+        }
+    }
+
+private:
+    void spread(const CTriangle* pT) {
+        for (int i = 0; i < 3; ++i) {
+            const CEdge* pCE = pT->getCEdge(i);
+            if (pCE->getDegree() != 2) continue;
+            CTriangle* pNeigT = pCE->getOtherTriangle(pT);
+            if (pNeigT->bVisited) continue;
+            pNeigT->bVisited = true;
+            if (pNeigT->needFlip(pT)) pNeigT->flip();
+            (pNeigT->isAllManifold() ? vQueue : vRim).push_back(pNeigT);
+        }
+    }
+
+    std::vector<CTriangle*> vQueue, vRim;
+};
+
+}  // namespace
+
+void Top::createPatchesOrient(std::vector<CTriangle*>& vT, std::vector<CPatch*>& vPatches) {
+    ASSEX(vPatches.empty());
+    for (CTriangle* pT : vT) pT->bVisited = false;
+    OrientFlood flood;
+    for (CTriangle* pT : vT) {
+        if (!pT->isAlive() || pT->bVisited) continue;
+        auto pPatch = std::make_unique<CPatch>(pMesh, pCalc);
+        vPatches.push_back(pPatch.get());
+        flood.fill(pT, pPatch.release());
+    }
+}
+
+void Top::orientPatches() {
+    std::vector<CTriangle*> vT;
+    pMesh->getAllTriangles(vT);
+    std::vector<CPatch*> vPatches;
+    createPatchesOrient(vT, vPatches);
+    for (const CPatch* pPatch : vPatches) delete pPatch;
+}
+
+}  // namespace QUOR_ZEF
