@@ -2,10 +2,12 @@
 
 // Everything that the library exports.
 #include "zef/License.h"
+#include "zef/Mesh.h"
 #include "zef/Point3.h"
 #include "zef/ProgressBase.h"
 #include "zef/Vector3.h"
 #include "zef/exceptions.h"
 #include "zef/export.h"
+#include "zef/pointFiles.h"
 #include "zef/threads.h"
 #include "zef/zef_api_functions.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "zef/Mesh.h"
 #include "zef/export.h"
 
 namespace QUOR_ZEF {
