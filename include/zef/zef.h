@@ -2,6 +2,7 @@
 
 // Everything that the library exports.
 #include "zef/License.h"
+#include "zef/Mesh.h"
 #include "zef/Point3.h"
 #include "zef/ProgressBase.h"
 #include "zef/Vector3.h"

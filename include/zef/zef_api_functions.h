@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "zef/Mesh.h"
 #include "zef/Point3.h"
 #include "zef/export.h"
 

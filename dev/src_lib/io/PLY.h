@@ -14,6 +14,8 @@
 namespace QUOR_ZEF {
 
 class AtomicFile;
+class RMesh;
+struct FlatMesh;
 
 // The PLY format in general: elements with properties, as text or binary in
 // either byte order. What a property means is the business of the callers.
@@ -156,6 +158,21 @@ public:
 private:
     std::unique_ptr<PlyFileImpl> pImpl;
 };
+
+// The live triangles of a mesh, as text or as little-endian binary; vertices in
+// order of first use, narrowed to float, with four bytes of colour each, whether
+// they have a colour or not. False with a message if the file cannot be written.
+bool writePly(RMesh* pRMesh, const std::string& name, bool bAscii);
+
+// What writePlyMesh writes beside the triangles.
+struct MeshLayout {
+    Format format = Format::LITTLE_ENDIAN_BINARY;
+    bool bDouble = false;  // coordinates; 17 digits in text
+    bool bColor = true;    // red green blue alpha
+    std::vector<std::string> vComments;
+};
+// Throws a PlyError if the file cannot be written.
+void writePlyMesh(const FlatMesh& mesh, const std::string& name, const MeshLayout& layout);
 
 struct VtxColor {
     float red = 0.f, green = 0.f, blue = 0.f, alpha = 0.f;

@@ -1,0 +1,115 @@
+#include "zef/Mesh.h"
+
+#include <limits>
+
+#include "frame/tools.h"
+#include "geometry/Visualizer3.h"
+#include "io/PLY.h"
+#include "io/STL.h"
+#include "refine/RMesh.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+void checkIndexRange(std::size_t numVertices) {
+    constexpr auto maxVertices = static_cast<std::size_t>(std::numeric_limits<int>::max());
+    if (numVertices <= maxVertices) return;
+    showError(where(__PRETTY_FUNCTION__, __LINE__),
+              std::to_string(numVertices) + " vertices are more than an int can number");
+    throwBug();
+}
+
+// The position of each vertex in vVertices, by its number in the mesh; -1 elsewhere.
+class VertexToIndex {
+public:
+    VertexToIndex(const RMesh& mesh_, const std::vector<Point3*>& vVertices)
+        : mesh(mesh_), vIndex(mesh.getNumVertices(), -1) {
+        int index = 0;
+        for (const Point3* p : vVertices) vIndex[mesh.getVertexNumber(p)] = index++;
+    }
+    int find(const Point3* p) const { return vIndex[mesh.getVertexNumber(p)]; }
+    int end() const { return -1; }
+
+private:
+    const RMesh& mesh;
+    std::vector<int> vIndex;
+};
+
+}  // namespace
+
+Mesh::Mesh(RMesh* pRMesh_) : pRMesh(pRMesh_) {}
+
+Mesh::~Mesh() {
+    delete pRMesh;
+}
+
+void Mesh::replaceRMesh(RMesh* pOther) {
+    if (pOther == pRMesh) return;
+    delete pRMesh;
+    pRMesh = pOther;
+}
+
+double Mesh::getAverageEdgeLength() const {
+    return pRMesh->getAvgEdgeLength();
+}
+
+std::size_t Mesh::getNumT() const {
+    return pRMesh->getNumLiveTriangles();
+}
+
+std::size_t Mesh::getNumSkippedT() const {
+    return pRMesh->getNumSkippedTriples();
+}
+
+void Mesh::getPoints(std::vector<Point3*>& vPoints) const {
+    vPoints.clear();
+    pRMesh->getPoints(vPoints);
+}
+
+void Mesh::getTriangles(std::vector<Point3*>& vCorners) const {
+    vCorners.clear();
+    pRMesh->getCorners(vCorners);
+}
+
+void Mesh::getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const {
+    getPoints(vVertices);
+    checkIndexRange(vVertices.size());
+    const VertexToIndex mVertexToIndex(*pRMesh, vVertices);
+    std::vector<Point3*> vCorners;
+    pRMesh->getCorners(vCorners);
+    vIndices.clear();
+    vIndices.reserve(vCorners.size());
+    for (const Point3* p : vCorners) {
+        const int q_it = mVertexToIndex.find(p);
+        ASSEX(q_it!=mVertexToIndex.end());
+        vIndices.push_back(q_it);
+    }
+}
+
+void Mesh::printStatistics(const std::string& name) const {
+    pRMesh->printStatistics(name);
+}
+
+// The flag says text or not, and both names say the opposite; callers rely on it.
+bool Mesh::writePly_ASCII(const std::string& name) const {
+    return PLY::writePly(pRMesh, name, false);
+}
+
+bool Mesh::writePly_BIN(const std::string& name) const {
+    return PLY::writePly(pRMesh, name, true);
+}
+
+bool Mesh::writeStl_ASCII(const std::string& name) const {
+    return writeSTL(pRMesh, name);
+}
+
+bool Mesh::writeGeomview_ASCII(const std::string& name) const {
+    std::vector<Point3*> vCorners;
+    pRMesh->getCorners(vCorners);
+    Visualizer3 visualizer;
+    visualizer.addTriangles(vCorners);
+    return visualizer.write(name);
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace QUOR_ZEF {
+
+class RMesh;
+struct FlatMesh;
+
+// The live triangles as STL text, 10 significant digits, each with its unit normal
+// (0 0 0 if it has none). False with a message if the file cannot be written.
+bool writeSTL(RMesh* pMesh, const std::string& name);
+bool writeSTL(const FlatMesh& mesh, const std::string& name);
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,54 @@
+#include "frame/AtomicFile.h"
+#include "frame/tools.h"
+#include "geometry/freeFunctions.h"
+#include "io/STL.h"
+#include "refine/FlatMesh.h"
+#include "refine/RMesh.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+void writeLine(AtomicFile& file, const char* start, double x, double y, double z) {
+    constexpr int digits = 10;
+    file.write(start);
+    file.writeNumber(x, digits);
+    file.write(' ');
+    file.writeNumber(y, digits);
+    file.write(' ');
+    file.writeNumber(z, digits);
+    file.write('\n');
+}
+
+void writeFacet(AtomicFile& file, const Point3& a, const Point3& b, const Point3& c) {
+    bool bIgnored = false;
+    const Vector3 normal = triNormal(&a, &b, &c, bIgnored);
+    writeLine(file, "facet normal ", normal.vx, normal.vy, normal.vz);
+    file.write(" outer loop\n");
+    for (const Point3* p : {&a, &b, &c}) writeLine(file, "  vertex ", p->px, p->py, p->pz);
+    file.write(" endloop\nendfacet\n");
+}
+
+}  // namespace
+
+bool writeSTL(const FlatMesh& mesh, const std::string& name) {
+    AtomicFile file(name);
+    if (!file.isGood()) {
+        showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to open " + name);
+        return false;
+    }
+    file.write("solid - ZEF\n");
+    const std::vector<std::uint32_t>& vTriples = mesh.vTriples;
+    for (std::size_t i = 0; i < vTriples.size() && file.isGood(); i += 3)
+        writeFacet(file, mesh.vVertices[vTriples[i]], mesh.vVertices[vTriples[i + 1]], mesh.vVertices[vTriples[i + 2]]);
+    file.write("endsolid - ZEF\n");
+    if (file.commit()) return true;
+    showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to write " + name + ", " + file.getError());
+    return false;
+}
+
+bool writeSTL(RMesh* pMesh, const std::string& name) {
+    return writeSTL(flatten(*pMesh, VertexOrder::FIRST_USE), name);
+}
+
+}  // namespace QUOR_ZEF

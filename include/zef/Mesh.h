@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "zef/Point3.h"
+#include "zef/export.h"
+
+namespace QUOR_ZEF {
+
+class RMesh;
+
+// A triangle mesh: vertices with optional colour, and triangles whose order of
+// corners is their orientation, counter-clockwise seen from outside.
+//
+// The points that a mesh hands out are its own: they die with it, and any
+// operation that changes the mesh makes earlier lists and indices meaningless.
+// One thread at a time; not copyable, shared through std::shared_ptr.
+class ZEF_API Mesh {
+public:
+    // Takes ownership; never null.
+    explicit Mesh(RMesh* pRMesh_);
+    ~Mesh();
+    Mesh(const Mesh&) = delete;
+    Mesh& operator=(const Mesh&) = delete;
+
+    // Of all edges, in world units; -1 for a mesh without triangles.
+    double getAverageEdgeLength() const;
+    std::size_t getNumT() const;
+    // Triangles that were left out when the mesh was read since a vertex came
+    // twice among their corners.
+    std::size_t getNumSkippedT() const;
+
+    // The vertices of triangles, in the mesh's order. Clears vPoints first. O(n).
+    void getPoints(std::vector<Point3*>& vPoints) const;
+    // Three corners of each triangle. Clears vCorners first. O(n).
+    void getTriangles(std::vector<Point3*>& vCorners) const;
+    // vVertices as from getPoints(); vIndices: three indices into it for each
+    // triangle, in the order of getTriangles(). Clears both first. More than 2^31 - 1
+    // vertices show an error and throw a ZefBugException. O(n).
+    void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const;
+
+    // Triangles, and edges by number of triangles, on standard output.
+    void printStatistics(const std::string& name) const;
+
+    // Each of the writers gives false, with a message, if the file cannot be
+    // written; what stood under the name is then untouched. PLY has coordinates
+    // narrowed to float, and four bytes of colour for every vertex, whether it has
+    // a colour or not.
+    //
+    // The two names for PLY stand the wrong way round, and callers rely on that:
+    // writePly_ASCII writes the binary form, writePly_BIN the text form.
+    bool writePly_ASCII(const std::string& name) const;
+    bool writePly_BIN(const std::string& name) const;
+    // STL as text with 10 significant digits; no colour.
+    bool writeStl_ASCII(const std::string& name) const;
+    // A Geomview LIST with one object, coloured if any vertex is.
+    bool writeGeomview_ASCII(const std::string& name) const;
+
+    // For the library's own entries: the inside of the mesh, still owned by it.
+    RMesh* getRMesh() { return pRMesh; }
+    const RMesh* getRMesh() const { return pRMesh; }
+    // For the library's own entries: destroys the inside and takes another one.
+    void replaceRMesh(RMesh* pOther);
+
+private:
+    RMesh* pRMesh;  // owned
+};
+
+}  // namespace QUOR_ZEF
