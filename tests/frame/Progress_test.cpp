@@ -218,6 +218,46 @@ TEST_F(ProgressTree, operationPlansAnewUnlessItRunsInsideAPlanOfAnother) {
     EXPECT_EQ(pRoot->name, "Reconstruct");
 }
 
+// A stage ends where the next begins, the last one with the run.
+TEST_F(ProgressTree, stageTimesAddUpToTheTimeBetweenEntryAndEnd) {
+    const auto now = [] { return std::chrono::steady_clock::now(); };
+    const auto pause = [] { std::this_thread::sleep_for(std::chrono::milliseconds(2)); };
+    StageTimes& times = getStageTimes();
+    times.clear();
+    planProgress("Run", {{"a", 1.0}, {"b", 1.0}});
+    const auto start = now();
+    for (const char* stage : {"b", "a", "b"}) {
+        pRoot->getChildProgressSetTodo(stage, 1);
+        ASSERT_NE(times.getRunning(), nullptr);
+        EXPECT_EQ(times.getRunning()->name, stage);
+        pause();
+    }
+    pRoot->finish(true);
+    EXPECT_EQ(times.getRunning(), nullptr);
+    const auto end = now();
+    pause();
+    pRoot->reset();
+    ASSERT_EQ(times.vStages.size(), 2u);
+    EXPECT_EQ(times.vStages[0].name, "b");
+    EXPECT_EQ(times.vStages[1].name, "a");
+    EXPECT_GE(times.vStages[0].nanoseconds, 4000000);
+    EXPECT_GE(times.vStages[1].nanoseconds, 2000000);
+    const std::chrono::nanoseconds sum(times.vStages[0].nanoseconds + times.vStages[1].nanoseconds);
+    EXPECT_LE(sum, end - start);
+}
+
+TEST_F(ProgressTree, stageTimesEndWithAResetAndBelongToTheirThread) {
+    getStageTimes().clear();
+    planProgress("Run", {{"stage", 1.0}});
+    pRoot->getChildProgressSetTodo("stage", 1);
+    std::thread([] { EXPECT_TRUE(getStageTimes().vStages.empty()); }).join();
+    pRoot->reset();
+    EXPECT_EQ(getStageTimes().getRunning(), nullptr);
+    EXPECT_EQ(getStageTimes().vStages.size(), 1u);
+    getStageTimes().clear();
+    EXPECT_TRUE(getStageTimes().vStages.empty());
+}
+
 TEST_F(ProgressTree, everyThreadHasARootOfItsOwn) {
     Recorder mine, theirs;
     subscribe(&mine);

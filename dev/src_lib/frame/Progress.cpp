@@ -51,6 +51,7 @@ Progress* Progress::getChildProgressSetTodo(const std::string& childName, uint64
     ASSEX(q_it!=mNameKids.end());
     Progress* pChild = q_it->second;
     const std::lock_guard lockChild(pChild->mutex);
+    getStageTimes().enter(childName);
     if (pChild->done == 0) {
         pChild->setTodo(childTodo);
         return pChild;
@@ -126,11 +127,13 @@ void Progress::finish(bool bNotify) {
         if (mNameKids.empty()) done = todo;
         for (auto& [childName, pChild] : mNameKids) pChild->finish(false);
     }
+    if (!pParent) getStageTimes().stop();
     if (bNotify) notify("");
 }
 
 void Progress::reset() {
     const std::lock_guard lock(mutex);
+    getStageTimes().stop();
     for (auto& [childName, pChild] : mNameKids) {
         pChild->name = "invalid";
         delete pChild;
@@ -142,6 +145,31 @@ void Progress::reset() {
     notifyEvery = 1;
     sinceNotify = 0;
     lastValue = -1.0;
+}
+
+void StageTimes::enter(const std::string& stageName) {
+    stop();
+    const auto isIt = [&](const Stage& stage) { return stage.name == stageName; };
+    const auto stage_it = std::find_if(vStages.begin(), vStages.end(), isIt);
+    running = static_cast<std::size_t>(stage_it - vStages.begin());
+    if (stage_it == vStages.end()) vStages.push_back({stageName});
+    startTime = monotonicNanoseconds();
+}
+
+void StageTimes::stop() {
+    if (running == none) return;
+    vStages[running].nanoseconds += monotonicNanoseconds() - startTime;
+    running = none;
+}
+
+void StageTimes::clear() {
+    running = none;
+    vStages.clear();
+}
+
+StageTimes& getStageTimes() {
+    thread_local StageTimes times;
+    return times;
 }
 
 namespace {

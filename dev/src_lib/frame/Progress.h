@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <initializer_list>
 #include <map>
 #include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "frame/types.h"
 #include "zef/ProgressBase.h"
@@ -62,6 +64,35 @@ public:
 private:
     uint64 notificationStep() const;
 };
+
+// The seconds that the calling thread spent in each stage. A stage lasts from its
+// entry until the next one is entered, or until the root is finished or reset; one
+// that is entered again adds to its sum. Runs add up until somebody clears.
+// Cost: two readings of the clock a stage.
+class StageTimes {
+public:
+    struct Stage {
+        std::string name;
+        int64 nanoseconds = 0;
+    };
+    std::vector<Stage> vStages;  // in the order of first entry
+
+    // Ends the running stage and begins this one.
+    void enter(const std::string& stageName);
+    void stop();
+    // Stops and forgets everything.
+    void clear();
+    // The running stage; null if there is none.
+    const Stage* getRunning() const { return running < vStages.size() ? &vStages[running] : nullptr; }
+
+private:
+    static constexpr std::size_t none = ~std::size_t{0};
+    std::size_t running = none;  // index in vStages
+    int64 startTime = 0;
+};
+
+// Those of the calling thread.
+StageTimes& getStageTimes();
 
 // The calling thread's root; made on first use, never freed. Only the first call
 // of a thread locks.
