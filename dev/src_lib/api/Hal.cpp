@@ -1,0 +1,81 @@
+#include "api/Hal.h"
+
+#include <algorithm>
+
+#include "cloud/CloudMgr.h"
+#include "frame/Progress.h"
+#include "frame/tools.h"
+#include "polygon/Voro.h"
+#include "refine/RMesh.h"
+#include "repair/Top.h"
+#include "topology/CMesh.h"
+#include "zef/Mesh.h"
+
+namespace QUOR_ZEF {
+
+Hal::Hal(CloudMgr* pManager) : pCloudMgr(pManager) {}
+
+Hal::~Hal() = default;
+
+void Hal::prepareBundleMap() {
+    std::sort(vBundles.begin(), vBundles.end(), [](const Bundle* a, const Bundle* b) { return a->ccd < b->ccd; });
+    mCode2Bundle.build(vBundles);
+}
+
+std::shared_ptr<Mesh> Hal::reconstruct() {
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("HL_st", 9);
+    pCloudMgr->getBundles(vBundles, pCalc);
+    if (vBundles.empty()) {
+        showError(where(__PRETTY_FUNCTION__, __LINE__), "Nothing to do (bad input? wrong resolution?)");
+        return nullptr;
+    }
+    pProgress->tick();
+    prepareBundleMap();
+    pProgress->tick();
+    pProgress->finish(true);
+    return polygonise(Repair::scan);
+}
+
+std::shared_ptr<Mesh> Hal::oneMelt() {
+    pCloudMgr->getBundles(vBundles, pCalc);
+    if (vBundles.empty()) {
+        showWarning(where(__PRETTY_FUNCTION__, __LINE__), "MELT: Nothing to do");
+        return nullptr;
+    }
+    prepareBundleMap();
+    return polygonise(Repair::soup);
+}
+
+std::shared_ptr<Mesh> Hal::polygonise(Repair repair) {
+    {
+        Voro voro(pCalc, &mCode2Bundle, TM_FAT);
+        voro.fatExtractTriangles();
+        pCMesh = voro.releaseMesh();
+        Top top(pCMesh.get(), pCalc);
+        if (repair == Repair::scan) {
+            top.run(&voro);
+        } else {
+            top.runMelt(&voro);
+        }
+    }
+    auto pRMesh = std::make_unique<RMesh>(pCMesh.get());
+    // The refinement mesh holds all that is needed, and what follows wants memory.
+    pCMesh.reset();
+    pRMesh->finishMesh();
+    auto pMesh = std::make_shared<Mesh>(pRMesh.get());
+    pRMesh.release();
+    return pMesh;
+}
+
+void Hal::toCloud(std::vector<Point3*>& vOut) {
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("hal-part", 2);
+    pCloudMgr->getBundles(vBundles, pCalc);
+    pProgress->tick();
+    if (vBundles.empty()) showWarning(where(__PRETTY_FUNCTION__, __LINE__), "toCloud: Nothing to do");
+    vOut.reserve(vOut.size() + vBundles.size());
+    for (const Bundle* pBundle : vBundles) vOut.push_back(pBundle->pPoint);
+    pProgress->tick();
+    pProgress->finish(true);
+}
+
+}  // namespace QUOR_ZEF
