@@ -2,6 +2,8 @@
 
 #include "zef/Mesh.h"
 #include "zef/export.h"
+#include "zef/meshCheck.h"
+#include "zef/meshFiles.h"
 
 namespace QUOR_ZEF {
 
