@@ -8,6 +8,8 @@
 #include "zef/Vector3.h"
 #include "zef/exceptions.h"
 #include "zef/export.h"
+#include "zef/meshCheck.h"
+#include "zef/meshFiles.h"
 #include "zef/pointFiles.h"
 #include "zef/threads.h"
 #include "zef/zef_api_functions.h"

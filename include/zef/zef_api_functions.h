@@ -7,6 +7,8 @@
 #include "zef/Mesh.h"
 #include "zef/Point3.h"
 #include "zef/export.h"
+#include "zef/meshCheck.h"
+#include "zef/meshFiles.h"
 
 namespace QUOR_ZEF {
 

@@ -167,7 +167,8 @@ bool writePly(RMesh* pRMesh, const std::string& name, bool bAscii);
 // What writePlyMesh writes beside the triangles.
 struct MeshLayout {
     Format format = Format::LITTLE_ENDIAN_BINARY;
-    bool bDouble = false;  // coordinates; 17 digits in text
+    bool bDouble = false;  // coordinates
+    int digits = 6;        // of coordinates in text
     bool bColor = true;    // red green blue alpha
     std::vector<std::string> vComments;
 };

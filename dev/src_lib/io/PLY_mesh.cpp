@@ -28,7 +28,6 @@ std::vector<std::uint8_t> collectColors(const std::vector<Point3>& vVertices) {
 }  // namespace
 
 void writePlyMesh(const FlatMesh& mesh, const std::string& name, const MeshLayout& layout) {
-    constexpr int floatDigits = 6, doubleDigits = 17;
     AtomicFile file(name);
     if (!file.isGood()) throw PlyError("failed to write " + name);
     std::vector<float> vFloats;
@@ -49,7 +48,7 @@ void writePlyMesh(const FlatMesh& mesh, const std::string& name, const MeshLayou
     if (layout.bColor) ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, Type::UCHAR, num, vRGBA.data());
     ply.addProperties("face", {"vertex_indices"}, Type::UINT, mesh.numTriangles(), mesh.vTriples.data(), Type::UCHAR,
                       3);
-    ply.write(file, layout.format, layout.bDouble ? doubleDigits : floatDigits);
+    ply.write(file, layout.format, layout.digits);
     if (!file.commit()) throw PlyError("failed to write " + name + ", " + file.getError());
 }
 

@@ -31,24 +31,24 @@ void writeFacet(AtomicFile& file, const Point3& a, const Point3& b, const Point3
 
 }  // namespace
 
-bool writeSTL(const FlatMesh& mesh, const std::string& name) {
-    AtomicFile file(name);
-    if (!file.isGood()) {
-        showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to open " + name);
-        return false;
-    }
+void writeStlText(AtomicFile& file, const FlatMesh& mesh) {
     file.write("solid - ZEF\n");
     const std::vector<std::uint32_t>& vTriples = mesh.vTriples;
     for (std::size_t i = 0; i < vTriples.size() && file.isGood(); i += 3)
         writeFacet(file, mesh.vVertices[vTriples[i]], mesh.vVertices[vTriples[i + 1]], mesh.vVertices[vTriples[i + 2]]);
     file.write("endsolid - ZEF\n");
-    if (file.commit()) return true;
-    showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to write " + name + ", " + file.getError());
-    return false;
 }
 
 bool writeSTL(RMesh* pMesh, const std::string& name) {
-    return writeSTL(flatten(*pMesh, VertexOrder::FIRST_USE), name);
+    AtomicFile file(name);
+    if (!file.isGood()) {
+        showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to open " + name);
+        return false;
+    }
+    writeStlText(file, flatten(*pMesh, VertexOrder::FIRST_USE));
+    if (file.commit()) return true;
+    showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to write " + name + ", " + file.getError());
+    return false;
 }
 
 }  // namespace QUOR_ZEF

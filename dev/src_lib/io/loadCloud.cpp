@@ -13,15 +13,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-std::string endingOf(const std::string& path) {
-    const std::size_t dot = path.rfind('.');
-    if (dot == std::string::npos || path.find('/', dot) != std::string::npos) return {};
-    std::string ending = path.substr(dot);
-    for (char& c : ending)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return ending;
-}
-
 void loadByEnding(const std::string& ending, std::string_view bytes, CloudFile& out) {
     if (ending == ".ply") return loadPlyCloud(bytes, out);
     if (ending == ".stl") return loadStlCloud(bytes, out);
@@ -65,6 +56,15 @@ std::uint8_t toByte(float value, float scale) {
 }
 
 }  // namespace
+
+std::string endingOf(const std::string& path) {
+    const std::size_t dot = path.rfind('.');
+    if (dot == std::string::npos || path.find('/', dot) != std::string::npos) return {};
+    std::string ending = path.substr(dot);
+    for (char& c : ending)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return ending;
+}
 
 bool loadCloud(const std::string& path, CloudFile& out) {
     out = CloudFile();

@@ -51,4 +51,7 @@ struct CloudFile {
 // file and 1 MiB of memory. One thread, O(n).
 bool loadCloud(const std::string& path, CloudFile& out);
 
+// From the last dot on, in small letters; empty if there is none.
+std::string endingOf(const std::string& path);
+
 }  // namespace QUOR_ZEF

@@ -1,0 +1,25 @@
+#include "zef/meshCheck.h"
+
+#include <utility>
+
+#include "frame/tools.h"
+#include "refine/Manifold.h"
+#include "refine/RMesh.h"
+#include "refine/checkTriangles.h"
+#include "zef/Mesh.h"
+
+namespace QUOR_ZEF {
+
+MeshReport checkMesh(const Mesh& mesh) {
+    return checkTriangles(flatten(*mesh.getRMesh(), VertexOrder::MESH));
+}
+
+void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report) {
+    ASSEX(pMesh != nullptr);
+    FlatMesh flat = flatten(*pMesh->getRMesh(), VertexOrder::MESH);
+    makeManifold(flat, report);
+    auto pRMesh = std::make_unique<RMesh>(std::move(flat.vVertices), flat.vTriples, pMesh->getRMesh()->cellSize);
+    pMesh->replaceRMesh(pRMesh.release());
+}
+
+}  // namespace QUOR_ZEF

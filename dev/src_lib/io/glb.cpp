@@ -1,0 +1,170 @@
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "frame/AtomicFile.h"
+#include "io/PLY.h"
+#include "io/meshFormats.h"
+
+// Binary glTF 2.0: a header of 12 bytes, the description as JSON, and one buffer
+// with positions, colours and indices, one after another, all a multiple of 4 bytes.
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr uint64 positionBytes = 12;  // three floats
+constexpr uint64 colorBytes = 8;      // four 16 bit numbers
+constexpr uint64 tripleBytes = 12;
+constexpr std::uint32_t headerBytes = 12, chunkHeaderBytes = 8;
+// Numbers of the format.
+constexpr std::uint32_t magic = 0x46546c67, version = 2, jsonChunk = 0x4e4f534a, binaryChunk = 0x004e4942;
+constexpr int typeFloat = 5126, typeUshort = 5123, typeUint = 5125;
+constexpr int targetVertices = 34962, targetIndices = 34963;
+
+using Text = std::string;
+
+Text number(double value) {
+    std::array<char, 40> text{};
+    return Text(text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr);
+}
+
+Text triple(const std::array<double, 3>& values) {
+    Text text(1, '[');
+    for (const double value : values) text.append(number(value)).append(1, ',');
+    text.back() = ']';
+    return text;
+}
+
+struct Box {
+    std::array<double, 3> lower, upper;
+};
+
+// Of the coordinates as they stand in the file. glTF knows no infinity and no nan.
+Box boxOf(const std::vector<Point3>& vVertices) {
+    constexpr double inf = std::numeric_limits<double>::infinity();
+    Box box{{inf, inf, inf}, {-inf, -inf, -inf}};
+    for (const Point3& p : vVertices) {
+        const std::array<double, 3> coords{p.px, p.py, p.pz};
+        for (std::size_t i = 0; i < 3; ++i) {
+            const double value = PLY::narrow(coords[i]);
+            if (!std::isfinite(value)) throw MeshFileError("glTF cannot hold the coordinate " + number(coords[i]));
+            box.lower[i] = std::min(box.lower[i], value);
+            box.upper[i] = std::max(box.upper[i], value);
+        }
+    }
+    return box;
+}
+
+// The parts of the JSON text that describe a mesh of one primitive.
+class Description {
+public:
+    Description(const FlatMesh& mesh, bool bColor) {
+        const uint64 numVertices = mesh.vVertices.size();
+        const Box box = boxOf(mesh.vVertices);
+        add(numVertices * positionBytes, targetVertices, typeFloat, numVertices,
+            R"("type":"VEC3","min":)" + triple(box.lower) + R"(,"max":)" + triple(box.upper));
+        if (bColor)
+            add(numVertices * colorBytes, targetVertices, typeUshort, numVertices,
+                R"("type":"VEC4","normalized":true)");
+        add(mesh.numTriangles() * tripleBytes, targetIndices, typeUint, 3 * mesh.numTriangles(), R"("type":"SCALAR")");
+        attributes = bColor ? R"({"POSITION":0,"COLOR_0":1})" : R"({"POSITION":0})";
+        indices = std::to_string(numParts - 1);
+    }
+    uint64 numBytes() const { return offset; }
+    Text text() const {
+        return R"("scenes":[{"nodes":[0]}],"nodes":[{"mesh":0}],"meshes":[{"primitives":[{"attributes":)" + attributes +
+               R"(,"indices":)" + indices + R"(,"material":0}]}],)" +
+               // Both sides are seen, since a surface may have borders.
+               R"("materials":[{"doubleSided":true,"pbrMetallicRoughness":{"metallicFactor":0}}],)" +
+               R"("buffers":[{"byteLength":)" + std::to_string(offset) + R"(}],"bufferViews":[)" + views +
+               R"(],"accessors":[)" + accessors + "]}";
+    }
+
+private:
+    void add(uint64 bytes, int target, int type, uint64 count, const Text& more) {
+        if (numParts > 0) {
+            views += ",";
+            accessors += ",";
+        }
+        views += R"({"buffer":0,"byteOffset":)" + std::to_string(offset) + R"(,"byteLength":)" + std::to_string(bytes) +
+                 R"(,"target":)" + std::to_string(target) + "}";
+        accessors += R"({"bufferView":)" + std::to_string(numParts) + R"(,"componentType":)" + std::to_string(type) +
+                     R"(,"count":)" + std::to_string(count) + "," + more + "}";
+        offset += bytes;
+        ++numParts;
+    }
+
+    Text views, accessors, attributes, indices;
+    uint64 offset = 0;
+    int numParts = 0;
+};
+
+// Bytes of colour are meant for the eye; the format wants amounts of light.
+std::array<std::uint16_t, 256> makeLinear() {
+    std::array<std::uint16_t, 256> linear{};
+    for (std::size_t i = 0; i < linear.size(); ++i) {
+        const double c = static_cast<double>(i) / 255.0;
+        const double light = c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+        linear[i] = static_cast<std::uint16_t>(std::lround(light * 65535.0));
+    }
+    return linear;
+}
+
+void writeBuffer(AtomicFile& file, const FlatMesh& mesh, bool bColor) {
+    for (const Point3& p : mesh.vVertices)
+        file.writeRaw(std::array<float, 3>{PLY::narrow(p.px), PLY::narrow(p.py), PLY::narrow(p.pz)});
+    if (bColor) {
+        const std::array<std::uint16_t, 256> linear = makeLinear();
+        constexpr std::uint16_t opaque = 65535;
+        for (const Point3& p : mesh.vVertices)
+            file.writeRaw(std::array<std::uint16_t, 4>{linear[p.r], linear[p.g], linear[p.b], opaque});
+    }
+    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3)
+        file.writeRaw(std::array<std::uint32_t, 3>{mesh.vTriples[i], mesh.vTriples[i + 1], mesh.vTriples[i + 2]});
+}
+
+Text assetText(const Vector3& offset) {
+    const Text extras =
+        offset.isDegenerate() ? Text() : R"(,"extras":{"offset":)" + triple({offset.vx, offset.vy, offset.vz}) + "}";
+    return R"({"asset":{"version":"2.0","generator":"ZEF")" + extras + R"(},"scene":0,)";
+}
+
+void writeChunk(AtomicFile& file, uint64 bytes, std::uint32_t type) {
+    file.writeRaw(static_cast<std::uint32_t>(bytes));
+    file.writeRaw(type);
+}
+
+}  // namespace
+
+// Without triangles there is a scene without a mesh, since the format knows no empty arrays.
+void writeGlb(const FlatMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+    const bool bEmpty = mesh.vTriples.empty();
+    const bool bColor = mesh.hasColor();
+    Text json = assetText(options.offset);
+    uint64 bufferBytes = 0;
+    if (bEmpty) {
+        json += R"("scenes":[{}]})";
+    } else {
+        const Description description(mesh, bColor);
+        json += description.text();
+        bufferBytes = description.numBytes();
+    }
+    while (json.size() % 4 != 0) json += ' ';
+    const uint64 total = headerBytes + chunkHeaderBytes + json.size() + (bEmpty ? 0 : chunkHeaderBytes + bufferBytes);
+    if (total > 0xffffffffu) throw MeshFileError("the mesh takes more than the 4 GiB of a glTF file");
+
+    AtomicFile file(path);
+    file.writeRaw(std::array<std::uint32_t, 3>{magic, version, static_cast<std::uint32_t>(total)});
+    writeChunk(file, json.size(), jsonChunk);
+    file.write(json);
+    if (!bEmpty) {
+        writeChunk(file, bufferBytes, binaryChunk);
+        writeBuffer(file, mesh, bColor);
+    }
+    if (!file.commit()) throw MeshFileError(file.getError());
+}
+
+}  // namespace QUOR_ZEF

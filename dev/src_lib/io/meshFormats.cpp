@@ -1,0 +1,184 @@
+#include "io/meshFormats.h"
+
+#include <array>
+#include <charconv>
+
+#include "frame/AtomicFile.h"
+#include "geometry/freeFunctions.h"
+#include "io/PLY.h"
+#include "io/STL.h"
+#include "io/loadCloud.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr int floatDigits = 9, doubleDigits = 17;  // these read back as they were
+constexpr std::uint8_t grey = 204;                 // of a vertex without colour among coloured ones
+
+void writeCoordinate(AtomicFile& file, double coord, bool bDouble) {
+    if (bDouble) {
+        file.writeNumber(coord, doubleDigits);
+    } else {
+        file.writeNumber(PLY::narrow(coord), floatDigits);
+    }
+}
+
+void writePosition(AtomicFile& file, const Point3& p, bool bDouble) {
+    writeCoordinate(file, p.px, bDouble);
+    file.write(' ');
+    writeCoordinate(file, p.py, bDouble);
+    file.write(' ');
+    writeCoordinate(file, p.pz, bDouble);
+}
+
+// Red, green and blue, each after a blank. Six digits tell all bytes apart.
+void writeColor(AtomicFile& file, const Point3& p) {
+    constexpr int digits = 6;
+    for (const std::uint8_t channel : {p.r, p.g, p.b}) {
+        file.write(' ');
+        file.writeNumber(channel / 255.0, digits);
+    }
+}
+
+// firstIndex: the number of the first vertex in the format.
+void writeTriple(AtomicFile& file, const char* start, const std::uint32_t* pTriple, int64 firstIndex) {
+    file.write(start);
+    for (int i = 0; i < 3; ++i) {
+        file.write(' ');
+        file.writeInteger(pTriple[i] + firstIndex);
+    }
+    file.write('\n');
+}
+
+void writeComments(AtomicFile& file, const WriteMeshOptions& options) {
+    for (std::string comment : commentsOf(options)) {
+        for (char& c : comment)
+            if (c == '\n' || c == '\r') c = ' ';
+        file.write("# " + comment + "\n");
+    }
+}
+
+void finish(AtomicFile& file) {
+    if (!file.commit()) throw MeshFileError(file.getError());
+}
+
+void prepare(FlatMesh& mesh, const Vector3& offset) {
+    const bool bColor = mesh.hasColor();
+    for (Point3& p : mesh.vVertices) {
+        p.set(p - offset);
+        if (bColor && !p.hasColor()) p.setColor(grey, grey, grey, 255);
+    }
+}
+
+void writePlyWithOptions(const FlatMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+    PLY::MeshLayout layout;
+    if (options.bText) layout.format = PLY::Format::ASCII;
+    layout.bDouble = options.bDouble;
+    layout.digits = options.bDouble ? doubleDigits : floatDigits;
+    layout.bColor = mesh.hasColor();
+    layout.vComments = commentsOf(options);
+    PLY::writePlyMesh(mesh, path, layout);
+}
+
+void refuseDouble(const WriteMeshOptions& options, const char* format) {
+    if (options.bDouble)
+        throw MeshFileError(std::string(format) + " holds floats only; write .ply or .obj, or subtract an offset");
+}
+
+}  // namespace
+
+std::vector<std::string> commentsOf(const WriteMeshOptions& options) {
+    std::vector<std::string> vComments;
+    if (!options.offset.isDegenerate()) {
+        std::array<char, 100> text{};
+        char* p = text.data();
+        for (const double coord : {options.offset.vx, options.offset.vy, options.offset.vz}) {
+            *p++ = ' ';
+            p = std::to_chars(p, text.data() + text.size(), coord).ptr;
+        }
+        vComments.push_back("offset" + std::string(text.data(), p));
+    }
+    vComments.insert(vComments.end(), options.vComments.begin(), options.vComments.end());
+    return vComments;
+}
+
+void writeObj(const FlatMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+    AtomicFile file(path);
+    writeComments(file, options);
+    const bool bColor = mesh.hasColor();
+    for (const Point3& p : mesh.vVertices) {
+        file.write("v ");
+        writePosition(file, p, options.bDouble);
+        if (bColor) writeColor(file, p);
+        file.write('\n');
+    }
+    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) writeTriple(file, "f", &mesh.vTriples[i], 1);
+    finish(file);
+}
+
+void writeOff(const FlatMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+    AtomicFile file(path);
+    const bool bColor = mesh.hasColor();
+    file.write(bColor ? "COFF\n" : "OFF\n");
+    writeComments(file, options);
+    file.write(std::to_string(mesh.vVertices.size()) + " " + std::to_string(mesh.numTriangles()) + " 0\n");
+    for (const Point3& p : mesh.vVertices) {
+        writePosition(file, p, options.bDouble);
+        if (bColor) {
+            writeColor(file, p);
+            file.write(" 1");  // opaque
+        }
+        file.write('\n');
+    }
+    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) writeTriple(file, "3", &mesh.vTriples[i], 0);
+    finish(file);
+}
+
+// 80 bytes of text, the count, then 50 bytes a triangle: normal, corners, no attributes.
+void writeBinaryStl(const FlatMesh& mesh, const std::string& path) {
+    if (mesh.numTriangles() > 0xffffffffu) throw MeshFileError("binary STL holds at most 2^32 - 1 triangles");
+    AtomicFile file(path);
+    // Readers take a file that starts with "solid" for text.
+    std::array<char, 80> title{"ZEF, binary STL"};
+    file.writeRaw(title);
+    file.writeRaw(static_cast<std::uint32_t>(mesh.numTriangles()));
+    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
+        const Point3& a = mesh.vVertices[mesh.vTriples[i]];
+        const Point3& b = mesh.vVertices[mesh.vTriples[i + 1]];
+        const Point3& c = mesh.vVertices[mesh.vTriples[i + 2]];
+        bool bIgnored = false;
+        const Vector3 n = triNormal(&a, &b, &c, bIgnored);
+        std::array<float, 12> record{PLY::narrow(n.vx), PLY::narrow(n.vy), PLY::narrow(n.vz)};
+        std::size_t at = 3;
+        for (const Point3* p : {&a, &b, &c})
+            for (const double coord : {p->px, p->py, p->pz}) record[at++] = PLY::narrow(coord);
+        file.writeRaw(record);
+        file.writeRaw(std::uint16_t{0});
+    }
+    finish(file);
+}
+
+void writeMeshFile(const std::string& path, FlatMesh mesh, const WriteMeshOptions& options) {
+    prepare(mesh, options.offset);
+    const std::string ending = endingOf(path);
+    if (ending == ".ply") return writePlyWithOptions(mesh, path, options);
+    if (ending == ".obj") return writeObj(mesh, path, options);
+    if (ending == ".off") return writeOff(mesh, path, options);
+    if (ending == ".stl" && options.bText) {
+        AtomicFile file(path);
+        writeStlText(file, mesh);
+        return finish(file);
+    }
+    if (ending == ".stl") {
+        refuseDouble(options, "binary STL");
+        return writeBinaryStl(mesh, path);
+    }
+    if (ending == ".glb") {
+        refuseDouble(options, "glTF");
+        return writeGlb(mesh, path, options);
+    }
+    throw MeshFileError("unknown ending \"" + ending + "\"; known are .ply .obj .stl .off .glb");
+}
+
+}  // namespace QUOR_ZEF

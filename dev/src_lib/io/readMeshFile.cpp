@@ -1,0 +1,107 @@
+#include <bit>
+#include <cmath>
+#include <utility>
+
+#include "io/loadCloud.h"
+#include "io/meshFormats.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::uint32_t none = 0xffffffffu;
+
+// Different positions, numbered as they come. A hash table with open addressing,
+// at most half full.
+class PositionNumbers {
+public:
+    explicit PositionNumbers(std::size_t numPositions)
+        : vSlots(std::bit_ceil(2 * numPositions + 1), none), mask(vSlots.size() - 1) {}
+
+    // vDifferent gets p if its position is new.
+    std::uint32_t numberOf(const Point3& p, std::vector<Point3>& vDifferent) {
+        std::size_t slot = hash(p) & mask;
+        while (vSlots[slot] != none && vDifferent[vSlots[slot]] != p) slot = (slot + 1) & mask;
+        if (vSlots[slot] == none) {
+            vSlots[slot] = static_cast<std::uint32_t>(vDifferent.size());
+            vDifferent.push_back(p);
+        }
+        return vSlots[slot];
+    }
+
+private:
+    static uint64 mix(uint64 h, double coord) {
+        // The sum makes 0.0 of -0.0.
+        h = (h ^ std::bit_cast<uint64>(coord + 0.0)) * 0x9e3779b97f4a7c15u;
+        return h ^ (h >> 32);
+    }
+    static std::size_t hash(const Point3& p) { return mix(mix(mix(0, p.px), p.py), p.pz) * 0xd6e8feb86659fd93u >> 7; }
+
+    std::vector<std::uint32_t> vSlots;
+    std::size_t mask;
+};
+
+void mergeEqualPositions(FlatMesh& mesh) {
+    const std::vector<Point3> vAll = std::move(mesh.vVertices);
+    mesh.vVertices.clear();
+    PositionNumbers numbers(vAll.size());
+    std::vector<std::uint32_t> vNumber(vAll.size());
+    for (std::size_t i = 0; i < vAll.size(); ++i) vNumber[i] = numbers.numberOf(vAll[i], mesh.vVertices);
+    for (std::uint32_t& index : mesh.vTriples) index = vNumber[index];
+}
+
+void takeTriples(const CloudFile& cloud, std::vector<std::uint32_t>& vTriples) {
+    if (cloud.kind == CloudFile::Kind::CORNERS) {
+        vTriples.resize(cloud.vPoints.size() - cloud.vPoints.size() % 3);
+        for (std::size_t i = 0; i < vTriples.size(); ++i) vTriples[i] = static_cast<std::uint32_t>(i);
+        return;
+    }
+    vTriples.reserve(3 * cloud.vTriangles.size());
+    for (const CloudFile::Triangle& triangle : cloud.vTriangles)
+        vTriples.insert(vTriples.end(), triangle.begin(), triangle.end());
+}
+
+bool isFinite(const Point3& p) {
+    return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
+}
+
+bool findFault(const CloudFile& cloud, const FlatMesh& mesh, std::string& error) {
+    if (mesh.vTriples.empty()) error = "no triangles, but " + std::to_string(cloud.vPoints.size()) + " points";
+    if (cloud.vPoints.size() >= none) error = "too many vertices; cut the mesh into parts";
+    for (std::size_t i = 0; i < mesh.vTriples.size() && error.empty(); ++i)
+        if (!isFinite(cloud.vPoints[mesh.vTriples[i]]))
+            error = "vertex " + std::to_string(mesh.vTriples[i] + 1) + " of triangle " + std::to_string(i / 3 + 1) +
+                    " has no finite position";
+    return !error.empty();
+}
+
+bool isMeshEnding(const std::string& ending) {
+    return ending == ".ply" || ending == ".stl" || ending == ".obj" || ending == ".off";
+}
+
+}  // namespace
+
+bool readMeshFile(const std::string& path, const ReadMeshOptions& options, FlatMesh& mesh, std::string& error) {
+    const std::string ending = endingOf(path);
+    if (!isMeshEnding(ending)) {
+        error = path + ": unknown ending \"" + ending + "\"; known are .ply .stl .obj .off";
+        return false;
+    }
+    CloudFile cloud;
+    if (!loadCloud(path, cloud)) {
+        error = cloud.error;
+        return false;
+    }
+    mesh = FlatMesh();
+    takeTriples(cloud, mesh.vTriples);
+    std::string fault;
+    if (findFault(cloud, mesh, fault)) {
+        error = path + ": " + fault;
+        return false;
+    }
+    mesh.vVertices = std::move(cloud.vPoints);
+    if (cloud.kind == CloudFile::Kind::CORNERS || options.bMergeEqual) mergeEqualPositions(mesh);
+    return true;
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "zef/export.h"
+
+namespace QUOR_ZEF {
+
+class Mesh;
+
+// Words used here. Edge: two vertices with triangles at both. Border edge: one
+// triangle. Non-manifold edge: more than two. Fan: triangles at a vertex that hang
+// together across edges at it. Non-manifold vertex: more than one fan, or on a
+// non-manifold edge. Component: triangles that hang together across edges.
+
+// Lengths in world units. The sums of components are those of the whole.
+struct MeshComponent {
+    std::size_t numTriangles = 0;
+    std::size_t numVertices = 0;  // a vertex counts once for each of its fans
+    std::size_t numEdges = 0;
+    std::size_t numBorderEdges = 0;
+    std::size_t numBorderLoops = 0;
+    bool bClosed = false;     // no border edge
+    bool bManifold = false;   // no non-manifold edge
+    bool bOriented = false;   // no orientation conflict
+    std::int64_t euler = 0;   // vertices - edges + triangles
+    std::int64_t genus = -1;  // handles; -1 unless manifold and oriented
+    double area = 0.0;
+    double volume = 0.0;  // enclosed, negative if inside out; 0 unless closed, manifold and oriented
+};
+
+struct MeshReport {
+    std::size_t numVertices = 0;  // of triangles
+    std::size_t numTriangles = 0;
+    std::size_t numEdges = 0;
+    std::size_t numComponents = 0;
+    std::size_t numBorderEdges = 0;
+    std::size_t numBorderLoops = 0;  // border edges that meet in one fan belong together
+    std::size_t numNonManifoldEdges = 0;
+    std::size_t numNonManifoldVertices = 0;
+    std::size_t numOrientationConflicts = 0;  // edges that two triangles, and no other, run through in one direction
+    std::size_t numDegenerateTriangles = 0;   // area exactly 0, or no number
+    std::size_t numDuplicateTriangles = 0;    // on the vertices of an earlier one
+    std::int64_t euler = 0;                   // vertices - edges + triangles
+    bool bClosed = false;                     // has triangles, and no border edge
+    bool bManifold = false;                   // no non-manifold edge or vertex
+    bool bOriented = false;                   // no orientation conflict
+    double area = 0.0;
+    double volume = 0.0;                     // sum over the components
+    std::vector<MeshComponent> vComponents;  // in order of their first triangles
+};
+
+// Counts only, changes nothing. O(n log n), about 90 bytes a triangle meanwhile.
+ZEF_API MeshReport checkMesh(const Mesh& mesh);
+
+// What makeManifold() found and did.
+struct ManifoldReport {
+    std::size_t numRemovedDuplicates = 0;      // triangles on the vertices of an earlier one
+    std::size_t numRemovedSheets = 0;          // spurious small sheets,
+    std::size_t numRemovedSheetTriangles = 0;  // and their triangles
+    std::size_t numNonManifoldEdges = 0;       // after these removals
+    std::size_t numSeamEdges = 0;              // cut since the surface there has one side only
+    std::size_t numSplitVertices = 0;          // vertices that got copies
+    std::size_t numAddedVertices = 0;          // those copies
+    std::size_t numReversedTriangles = 0;
+    std::size_t numComponents = 0;  // afterwards
+    std::size_t numClosedComponents = 0;
+    bool isOrientable() const { return numSeamEdges == 0; }
+};
+
+// Makes every edge and vertex manifold and every component consistently oriented:
+// afterwards checkMesh() finds no non-manifold edge or vertex, no orientation
+// conflict and no duplicate.
+//
+// Triangles on the same vertices as an earlier one go. So does a sheet of at most 20
+// triangles that stands with all its non-manifold edges on two sheets at least ten
+// times as large, which then continue in each other. At other non-manifold edges
+// the triangles that continue best stay together, two and two: across the inside
+// where they bound solids, else the flattest. The others are cut loose, by copies
+// of vertices with all their bits; no vertex moves. A surface with one side is cut.
+// Closed components come out with positive volume, others oriented like the larger
+// part of their triangles. The same mesh always gives the same result.
+//
+// Points that the mesh has handed out become invalid. Null fails an ASSEX.
+// O(n log n), one parallel sort.
+ZEF_API void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report);
+
+}  // namespace QUOR_ZEF

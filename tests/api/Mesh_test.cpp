@@ -1,0 +1,118 @@
+#include "zef/Mesh.h"
+
+#include <gtest/gtest.h>
+
+#include <type_traits>
+
+#include "refine/RMesh.h"
+#include "support/capture.h"
+#include "support/shapes.h"
+#include "support/tempFolder.h"
+#include "zef/meshCheck.h"
+#include "zef/meshFiles.h"
+
+using namespace QUOR_ZEF;
+using zef_test::TempFolder;
+
+namespace {
+
+std::shared_ptr<Mesh> makeMesh(const zef_test::Shape& shape) {
+    return std::make_shared<Mesh>(new RMesh(shape.vertices, shape.triples, 1.0));
+}
+
+bool isText(const std::string& ply) {
+    return ply.find("format ascii 1.0") != std::string::npos;
+}
+
+}  // namespace
+
+static_assert(!std::is_copy_constructible_v<Mesh> && !std::is_copy_assignable_v<Mesh>);
+
+TEST(Mesh, listsAgreeAndReplaceWhatWasThere) {
+    const auto pMesh = makeMesh(zef_test::gridSheet(3, 3));
+    for (const std::uint32_t t : {0u, 1u}) pMesh->getRMesh()->getTriangle(t)->kill(pMesh->getRMesh());
+    EXPECT_EQ(pMesh->getNumT(), 6u);
+    std::vector<Point3*> vVertices(5), vCorners(1), vPoints(2);
+    std::vector<int> vIndices(9, 9);
+    pMesh->getVertexIndexData(vVertices, vIndices);
+    pMesh->getPoints(vPoints);
+    pMesh->getTriangles(vCorners);
+    EXPECT_EQ(vVertices, vPoints);
+    EXPECT_EQ(vVertices.size(), 8u);  // the corner at the origin has no triangle left
+    ASSERT_EQ(vIndices.size(), 18u);
+    ASSERT_EQ(vCorners.size(), 18u);
+    for (std::size_t i = 0; i < vIndices.size(); ++i)
+        EXPECT_EQ(vVertices.at(static_cast<std::size_t>(vIndices[i])), vCorners[i]);
+}
+
+TEST(Mesh, namesOfThePlyWritersStandTheWrongWayRound) {
+    const TempFolder folder;
+    const auto pMesh = makeMesh(zef_test::gridSheet(3, 3));
+    ASSERT_TRUE(pMesh->writePly_ASCII(folder.name("ascii")));
+    ASSERT_TRUE(pMesh->writePly_BIN(folder.name("bin")));
+    EXPECT_FALSE(isText(folder.get("ascii")));
+    EXPECT_TRUE(isText(folder.get("bin")));
+}
+
+TEST(writeMesh_auto, choosesByTheEnding) {
+    const TempFolder folder;
+    const auto pMesh = makeMesh(zef_test::gridSheet(2, 2));
+    EXPECT_TRUE(writeMesh_auto(folder.name("a.ply"), pMesh, true));
+    EXPECT_FALSE(isText(folder.get("a.ply")));
+    EXPECT_TRUE(writeMesh_auto(folder.name("a.PLY"), pMesh, false));
+    EXPECT_TRUE(isText(folder.get("a.PLY")));
+    EXPECT_TRUE(writeMesh_auto(folder.name("a.stl"), pMesh, true));
+    EXPECT_EQ(folder.get("a.stl").substr(0, 11), "solid - ZEF");
+    EXPECT_TRUE(writeMesh_auto(folder.name("a.list"), pMesh, true));
+    EXPECT_EQ(folder.get("a.list").substr(0, 13), "LIST\n{ OFF\n4 ");
+
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(writeMesh_auto(folder.name("a.other"), pMesh, true));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Filename [" + folder.name("a.other") + "] is not valid, using [zef_output.ply] instead\n");
+    EXPECT_TRUE(isText(folder.get("a.other")));
+    EXPECT_NE(zef_test::printedText([&] { EXPECT_FALSE(writeMesh_auto("a", pMesh, true)); }).find("writing a failed"),
+              std::string::npos);
+}
+
+TEST(MeshFiles, goThroughWriteAndRead) {
+    const TempFolder folder;
+    const auto pMesh = makeMesh(zef_test::torus(20, 10, 3.0, 1.0));
+    for (const char* name : {"a.ply", "a.stl", "a.obj", "a.off"}) {
+        ASSERT_TRUE(writeMesh(folder.name(name), pMesh)) << name;
+        const auto pBack = readMesh(folder.name(name));
+        ASSERT_TRUE(pBack) << name;
+        const MeshReport report = checkMesh(*pBack);
+        EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented) << name;
+        EXPECT_EQ(report.vComponents.at(0).genus, 1) << name;
+        EXPECT_NEAR(pBack->getAverageEdgeLength(), pMesh->getAverageEdgeLength(), 1e-6);
+    }
+    EXPECT_NE(zef_test::printedText([&] { EXPECT_FALSE(writeMesh("/none/a.ply", pMesh)); }).find("/none/a.ply"),
+              std::string::npos);
+    EXPECT_NE(zef_test::printedText([&] { EXPECT_FALSE(readMesh("/none/a.ply")); }).find("/none/a.ply"),
+              std::string::npos);
+}
+
+TEST(readMesh, countsTrianglesThatRepeatAVertex) {
+    const TempFolder folder;
+    const auto pMesh = readMesh(folder.put("a.off", "OFF\n3 3 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 1\n3 0 1 2\n3 2 2 2\n"));
+    ASSERT_TRUE(pMesh);
+    EXPECT_EQ(pMesh->getNumT(), 1u);
+    EXPECT_EQ(pMesh->getNumSkippedT(), 2u);
+}
+
+TEST(makeManifold, worksOnTheMeshInPlace) {
+    zef_test::Shape shape = zef_test::gridSheet(3, 3);
+    shape.vertices.emplace_back(1, 1, 1);
+    shape.vertices.emplace_back(1, 2, 1);
+    shape.triples.insert(shape.triples.end(), {4, 9, 10});
+    const auto pMesh = makeMesh(shape);
+    EXPECT_EQ(checkMesh(*pMesh).numNonManifoldVertices, 1u);
+    ManifoldReport report;
+    makeManifold(pMesh, report);
+    EXPECT_EQ(report.numAddedVertices, 1u);
+    const MeshReport check = checkMesh(*pMesh);
+    EXPECT_TRUE(check.bManifold && check.bOriented);
+    EXPECT_EQ(check.numVertices, 12u);
+    EXPECT_EQ(pMesh->getRMesh()->cellSize, 1.0);
+}

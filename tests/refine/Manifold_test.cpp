@@ -1,0 +1,252 @@
+#include "refine/Manifold.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <set>
+
+#include "frame/Rand15.h"
+#include "refine/checkTriangles.h"
+#include "support/shapes.h"
+
+using namespace QUOR_ZEF;
+
+namespace {
+
+using Corners = std::array<std::array<std::uint64_t, 3>, 3>;
+
+FlatMesh flat(const zef_test::Shape& shape) {
+    return {shape.vertices, shape.triples};
+}
+
+void append(FlatMesh& mesh, const zef_test::Shape& shape, const Vector3& move) {
+    const auto first = static_cast<std::uint32_t>(mesh.vVertices.size());
+    for (const Point3& p : shape.vertices) mesh.vVertices.push_back(p + move);
+    for (const std::uint32_t i : shape.triples) mesh.vTriples.push_back(first + i);
+}
+
+std::array<std::uint64_t, 3> bitsOf(const Point3& p) {
+    std::array<std::uint64_t, 3> bits{};
+    std::memcpy(bits.data(), &p.px, sizeof(bits));
+    return bits;
+}
+
+// The positions of the triangles, without order of triangles or corners.
+std::multiset<Corners> positionsOf(const FlatMesh& mesh) {
+    std::multiset<Corners> positions;
+    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
+        Corners corners{};
+        for (std::size_t k = 0; k < 3; ++k) corners[k] = bitsOf(mesh.vVertices[mesh.vTriples[i + k]]);
+        std::sort(corners.begin(), corners.end());
+        positions.insert(corners);
+    }
+    return positions;
+}
+
+// What must hold afterwards, whatever the input.
+void expectSound(const FlatMesh& before, const FlatMesh& after, const ManifoldReport& report) {
+    const MeshReport check = checkTriangles(after);
+    EXPECT_EQ(check.numNonManifoldEdges, 0u);
+    EXPECT_EQ(check.numNonManifoldVertices, 0u);
+    EXPECT_EQ(check.numOrientationConflicts, 0u);
+    EXPECT_EQ(check.numDuplicateTriangles, 0u);
+    EXPECT_EQ(check.numComponents, report.numComponents);
+    std::size_t numClosed = 0;
+    for (const MeshComponent& component : check.vComponents) {
+        numClosed += component.bClosed;
+        // Flat closed bodies have a volume of rounding errors.
+        EXPECT_GT(component.volume, -1e-9);
+    }
+    EXPECT_EQ(numClosed, report.numClosedComponents);
+    ASSERT_EQ(after.vVertices.size(), before.vVertices.size() + report.numAddedVertices);
+    for (std::size_t i = 0; i < before.vVertices.size(); ++i)
+        ASSERT_EQ(bitsOf(before.vVertices[i]), bitsOf(after.vVertices[i]));
+    ASSERT_EQ(after.numTriangles() + report.numRemovedDuplicates + report.numRemovedSheetTriangles,
+              before.numTriangles());
+    const std::multiset<Corners> positionsBefore = positionsOf(before), positionsAfter = positionsOf(after);
+    EXPECT_TRUE(
+        std::includes(positionsBefore.begin(), positionsBefore.end(), positionsAfter.begin(), positionsAfter.end()));
+}
+
+ManifoldReport repair(FlatMesh& mesh) {
+    const FlatMesh before = mesh;
+    ManifoldReport report;
+    makeManifold(mesh, report);
+    expectSound(before, mesh, report);
+    FlatMesh again = before;
+    ManifoldReport reportAgain;
+    makeManifold(again, reportAgain);
+    EXPECT_EQ(again.vTriples, mesh.vTriples);
+    return report;
+}
+
+// Random triangles without repeated corners, on few vertices so that edges are crowded.
+FlatMesh randomSoup(std::uint32_t seed, std::uint32_t numVertices, std::size_t numTriangles) {
+    Rand15 rand(seed);
+    FlatMesh soup;
+    const auto coordinate = [&] { return rand.next() / 1000.0; };
+    for (std::uint32_t i = 0; i < numVertices; ++i) {
+        const double x = coordinate(), y = coordinate(), z = coordinate();
+        soup.vVertices.emplace_back(x, y, z);
+    }
+    const auto vertex = [&] { return static_cast<std::uint32_t>(rand.next()) % numVertices; };
+    while (soup.numTriangles() < numTriangles) {
+        const std::uint32_t a = vertex(), b = vertex(), c = vertex();
+        if (a != b && b != c && c != a) soup.vTriples.insert(soup.vTriples.end(), {a, b, c});
+    }
+    return soup;
+}
+
+}  // namespace
+
+TEST(Manifold, leavesGoodMeshesAsTheyAre) {
+    for (const zef_test::Shape& shape : {zef_test::icosphere(2), zef_test::torus(20, 10, 3.0, 1.0),
+                                         zef_test::openCylinder(12, 4, 1.0, 2.0), zef_test::gridSheet(5, 4)}) {
+        FlatMesh mesh = flat(shape);
+        const ManifoldReport report = repair(mesh);
+        EXPECT_EQ(mesh.vTriples, shape.triples);
+        EXPECT_EQ(report.numComponents, 1u);
+        EXPECT_EQ(report.numReversedTriangles + report.numAddedVertices + report.numNonManifoldEdges, 0u);
+    }
+}
+
+TEST(Manifold, holdsOnRandomSoups) {
+    for (std::uint32_t seed = 1; seed <= 300; ++seed) {
+        FlatMesh soup = randomSoup(seed, 4 + seed % 23, 3 + seed % 97);
+        repair(soup);
+        if (HasFailure()) FAIL() << "seed " << seed;
+    }
+}
+
+// A part of a grid of boxes: all the faces that separate a full cell from an empty
+// one, so that boxes touch at edges and corners, with some faces turned around.
+TEST(Manifold, holdsOnTouchingBoxes) {
+    constexpr std::uint32_t n = 5;
+    for (std::uint32_t seed = 1; seed <= 30; ++seed) {
+        Rand15 rand(seed);
+        std::array<bool, n * n * n> bFull{};
+        for (bool& b : bFull) b = rand.next() % 3 == 0;
+        FlatMesh mesh;
+        for (std::uint32_t i = 0; i < (n + 1) * (n + 1) * (n + 1); ++i)
+            mesh.vVertices.emplace_back(i % (n + 1), i / (n + 1) % (n + 1), i / ((n + 1) * (n + 1)));
+        const auto full = [&](std::array<std::uint32_t, 3> c) {
+            for (const std::uint32_t k : c)
+                if (k >= n) return false;
+            return bFull[(c[2] * n + c[1]) * n + c[0]];
+        };
+        const std::array<std::uint32_t, 3> step{1, n + 1, (n + 1) * (n + 1)};
+        std::size_t numFull = 0;
+        for (std::uint32_t cell = 0; cell < n * n * n; ++cell) {
+            const std::array<std::uint32_t, 3> c{cell % n, cell / n % n, cell / (n * n)};
+            if (!full(c)) continue;
+            ++numFull;
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                for (const std::uint32_t up : {0u, 1u}) {
+                    std::array<std::uint32_t, 3> next = c;
+                    next[axis] += up ? 1u : ~0u;
+                    if (full(next)) continue;
+                    const std::uint32_t a = c[0] * step[0] + c[1] * step[1] + c[2] * step[2] + up * step[axis];
+                    const std::uint32_t u = step[(axis + 1) % 3], v = step[(axis + 2) % 3];
+                    std::array<std::uint32_t, 6> quad{a, a + u, a + u + v, a, a + u + v, a + v};
+                    if (!up) quad = {a, a + u + v, a + u, a, a + v, a + u + v};
+                    mesh.vTriples.insert(mesh.vTriples.end(), quad.begin(), quad.end());
+                }
+            }
+        }
+        const ManifoldReport report = repair(mesh);
+        EXPECT_EQ(report.numSeamEdges, 0u);
+        // Solids stay solids: no surface opens, and nothing is turned.
+        const MeshReport check = checkTriangles(mesh);
+        EXPECT_TRUE(check.bClosed);
+        if (HasFailure()) FAIL() << "seed " << seed << ", " << numFull << " boxes";
+    }
+}
+
+TEST(Manifold, separatesAHundredTrianglesAtOneEdge) {
+    FlatMesh book;
+    book.vVertices = {{0, 0, 0}, {0, 0, 1}};
+    for (std::uint32_t i = 0; i < 100; ++i) {
+        const double angle = 2.0 * M_PI * i / 100;
+        book.vVertices.emplace_back(std::cos(angle), std::sin(angle), 0.5);
+        book.vTriples.insert(book.vTriples.end(), {i % 3 ? 0u : 1u, i % 3 ? 1u : 0u, i + 2});
+    }
+    const ManifoldReport report = repair(book);
+    EXPECT_EQ(report.numNonManifoldEdges, 1u);
+    // Pairs of neighbours, and single ones between two pairs at most.
+    EXPECT_GE(report.numComponents, 50u);
+    EXPECT_LE(report.numComponents, 67u);
+}
+
+TEST(Manifold, cutsBowTies) {
+    FlatMesh mesh;
+    mesh.vVertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}};
+    mesh.vTriples = {0, 1, 2, 0, 3, 4};
+    const ManifoldReport report = repair(mesh);
+    EXPECT_EQ(report.numSplitVertices, 1u);
+    EXPECT_EQ(mesh.vTriples, (std::vector<std::uint32_t>{0, 1, 2, 5, 3, 4}));
+}
+
+TEST(Manifold, cutsAMoebiusStripAcrossOnce) {
+    FlatMesh mesh = flat(zef_test::moebiusStrip(20));
+    const ManifoldReport report = repair(mesh);
+    EXPECT_FALSE(report.isOrientable());
+    EXPECT_LE(report.numSeamEdges, 2u);
+    EXPECT_EQ(report.numComponents, 1u);
+    EXPECT_EQ(checkTriangles(mesh).numBorderLoops, 1u);
+}
+
+TEST(Manifold, removesDuplicatesInAnyOrientation) {
+    FlatMesh mesh = flat(zef_test::icosphere(1));
+    const std::vector<std::uint32_t> vTriples = mesh.vTriples;
+    for (const std::size_t t : {3u, 40u, 3u})
+        mesh.vTriples.insert(mesh.vTriples.end(), {vTriples[3 * t + 1], vTriples[3 * t], vTriples[3 * t + 2]});
+    EXPECT_EQ(repair(mesh).numRemovedDuplicates, 3u);
+    EXPECT_EQ(mesh.vTriples, vTriples);
+}
+
+// A fin of two triangles on an edge of a sphere, and a disc across its equator.
+TEST(Manifold, removesSmallSheetsOnLargeOnes) {
+    const zef_test::Shape sphere = zef_test::icosphere(3);
+    FlatMesh mesh = flat(sphere);
+    const auto top = static_cast<std::uint32_t>(mesh.vVertices.size());
+    mesh.vVertices.emplace_back(0, 0, 9);
+    mesh.vVertices.emplace_back(0, 9, 9);
+    mesh.vTriples.insert(mesh.vTriples.end(), {sphere.triples[0], sphere.triples[1], top});
+    mesh.vTriples.insert(mesh.vTriples.end(), {sphere.triples[1], top, top + 1});
+    const ManifoldReport report = repair(mesh);
+    EXPECT_EQ(report.numRemovedSheets, 1u);
+    EXPECT_EQ(report.numRemovedSheetTriangles, 2u);
+    EXPECT_EQ(mesh.vTriples, sphere.triples);
+}
+
+// The fin is as large as what it stands on: nothing says what is spurious.
+TEST(Manifold, keepsASheetThatIsNoSmallerAndCutsItLoose) {
+    FlatMesh mesh = flat(zef_test::gridSheet(5, 5));
+    const auto first = static_cast<std::uint32_t>(mesh.vVertices.size());
+    for (std::uint32_t x = 0; x < 5; ++x) mesh.vVertices.emplace_back(x, 2, 1);
+    for (std::uint32_t x = 0; x < 4; ++x) {
+        const std::uint32_t a = 10 + x, up = first + x;
+        mesh.vTriples.insert(mesh.vTriples.end(), {a, a + 1, up + 1, a, up + 1, up});
+    }
+    const ManifoldReport report = repair(mesh);
+    EXPECT_EQ(report.numRemovedSheets, 0u);
+    EXPECT_EQ(report.numNonManifoldEdges, 4u);
+    // The flat sheet goes on, the fin comes off.
+    ASSERT_EQ(report.numComponents, 2u);
+    EXPECT_EQ(checkTriangles(mesh).vComponents[0].numTriangles, 32u);
+    EXPECT_EQ(report.numAddedVertices, 5u);
+}
+
+TEST(Manifold, turnsClosedBodiesOutwardAndOthersLikeTheirMajority) {
+    zef_test::Shape sphere = zef_test::icosphere(2);
+    for (std::size_t i = 0; i < sphere.triples.size(); i += 3) std::swap(sphere.triples[i], sphere.triples[i + 1]);
+    FlatMesh mesh = flat(sphere);
+    append(mesh, zef_test::icosphere(1), {100, 0, 0});
+    zef_test::Shape sheet = zef_test::gridSheet(4, 4);
+    std::swap(sheet.triples[0], sheet.triples[1]);
+    append(mesh, sheet, {0, 100, 0});
+    const ManifoldReport report = repair(mesh);
+    EXPECT_EQ(report.numReversedTriangles, sphere.triples.size() / 3 + 1);
+    EXPECT_EQ(report.numClosedComponents, 2u);
+}
