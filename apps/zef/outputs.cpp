@@ -11,6 +11,7 @@
 #include "failures.h"
 #include "measure.h"
 #include "numbers.h"
+#include "zef/exceptions.h"
 
 namespace fs = std::filesystem;
 
@@ -163,4 +164,12 @@ void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints, d
     if (!(spacing > 0.0) || rounding <= largestPart * spacing) return;
     session.warn("coordinates of this size lose up to " + numberText(rounding) + " in single precision, " +
                  numberText(100.0 * rounding / spacing) + " % of the spacing: use --double or --shift auto");
+}
+
+void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints) {
+    try {
+        warnOfRounding(session, vPoints, measureSpacing(vPoints));
+    } catch (const zef::ZefBugException&) {
+        // A cloud without a spacing has no detail to lose.
+    }
 }

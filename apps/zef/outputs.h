@@ -29,4 +29,6 @@ struct Shift {
 Shift shiftPoints(Session& session, const OutputOptions& output, std::vector<zef::Point3>& vPoints);
 
 // Warns if floats would move the points by more than a hundredth of the spacing.
+// Without a spacing it is measured first.
 void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints, double spacing);
+void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints);

@@ -2,9 +2,7 @@
 #include "failures.h"
 #include "inputs.h"
 #include "io/saveCloud.h"
-#include "measure.h"
 #include "outputs.h"
-#include "zef/exceptions.h"
 
 namespace {
 
@@ -20,9 +18,10 @@ int runConvert(const ConvertOptions& options, Session& session) {
     std::vector<zef::Point3> vPoints = readPoints(session, {options.path});
     session.report.addCount("points", "points", vPoints.size());
     const Shift shift = shiftPoints(session, options.output, vPoints);
+    const zef::SaveOptions save{options.output.bDouble, shift.comments()};
+    if (zef::narrowsCloud(options.output.path, save)) warnOfRounding(session, vPoints);
     session.step("writing " + options.output.path);
     std::string error;
-    const zef::SaveOptions save{options.output.bDouble, shift.comments()};
     if (!zef::saveCloud(options.output.path, vPoints, save, error)) throw Failure(options.output.path + ": " + error);
     return EXIT_DONE;
 }
