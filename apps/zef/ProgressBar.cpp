@@ -1,0 +1,79 @@
+#include "ProgressBar.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "Interrupt.h"
+#include "frame/Progress.h"
+#include "stageWords.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds redrawEvery{100};
+constexpr std::size_t nameWidth = 32;  // keeps the line within 80 columns
+
+std::string elapsedText(std::chrono::steady_clock::duration elapsed) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
+    char text[32];
+    std::snprintf(text, sizeof text, "%lld:%02lld", static_cast<long long>(seconds / 60),
+                  static_cast<long long>(seconds % 60));
+    return text;
+}
+
+std::string barText(double value) {
+    constexpr std::size_t width = 24;
+    const std::size_t numFull = static_cast<std::size_t>(value * static_cast<double>(width));
+    char percent[16];
+    std::snprintf(percent, sizeof percent, "] %3d %%", static_cast<int>(value * 100.0));
+    return std::string(1, '[').append(numFull, '#').append(width - numFull, '.').append(percent);
+}
+
+// The library's running stage, or the run itself between stages.
+std::string runningName(const std::string& run) {
+    const auto* pStage = zef::getStageTimes().getRunning();
+    return pStage ? stageWords(pStage->name) : run;
+}
+
+}  // namespace
+
+ProgressBar::ProgressBar(std::ostream& stream, bool bDrawn) : out(stream), bDraw(bDrawn) {}
+
+ProgressBar::~ProgressBar() {
+    hide();
+}
+
+void ProgressBar::step(const std::string& name) {
+    run.clear();
+    draw(name, "");
+}
+
+void ProgressBar::update(const std::string& newRun, double value) {
+    throwIfInterrupted();
+    if (run != newRun) {
+        run = newRun;
+        reached = 0.0;
+    }
+    reached = std::clamp(value, reached, 1.0);
+    if (bShown && Clock::now() - lastDrawn < redrawEvery) return;
+    draw(runningName(run), barText(reached));
+}
+
+void ProgressBar::draw(const std::string& name, const std::string& percent) {
+    if (!bDraw) return;
+    lastDrawn = Clock::now();
+    std::string label = name.substr(0, nameWidth);
+    label.resize(nameWidth, ' ');
+    out << "\r" + label + percent + "  " + elapsedText(lastDrawn - start) + "\033[K" << std::flush;
+    bShown = true;
+}
+
+void ProgressBar::hide() {
+    if (bShown) out << "\r\033[K" << std::flush;
+    bShown = false;
+}
+
+bool isErrorATerminal() {
+    return isatty(STDERR_FILENO) == 1;
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+// What a command tells at its end: lines for people, or the same as one JSON
+// object on one line. A key without label stands in the object
+// only, and a label without key in the lines only.
+class Report {
+public:
+    void addCount(const std::string& key, const std::string& label, std::uint64_t count);
+    void addNumber(const std::string& key, const std::string& label, double value);
+    void addSeconds(const std::string& key, const std::string& label, double seconds);
+    void addBytes(const std::string& key, const std::string& label, std::uint64_t bytes);
+    void addText(const std::string& key, const std::string& label, const std::string& text);
+    void addFlag(const std::string& key, const std::string& label, bool bFlag);
+    void add(const std::string& key, const std::string& label, nlohmann::ordered_json value, const std::string& text);
+
+    // The seconds that the library's stages took since the last StageTimes::clear.
+    void addStages();
+
+    // Stands alone in place of the lines.
+    void setAnswer(const std::string& text) { answer = text; }
+
+    void print(bool bJson) const;
+
+private:
+    struct Line {
+        std::string label, text;
+    };
+    nlohmann::ordered_json object = nlohmann::ordered_json::object();
+    std::vector<Line> vLines;
+    std::string answer;
+};
+
+// 1234567 as 1,234,567.
+std::string countText(std::uint64_t count);
+std::string numberText(double value);
+std::string secondsText(double seconds);
+std::string bytesText(std::uint64_t bytes);

@@ -1,0 +1,73 @@
+#include "Session.h"
+
+#include <iostream>
+#include <new>
+
+#include "Interrupt.h"
+#include "failures.h"
+#include "frame/Progress.h"
+#include "zef/exceptions.h"
+
+Session::Session(const TalkOptions& talk)
+    : bQuiet(talk.bQuiet), bar(std::cerr, !talk.bQuiet && isErrorATerminal()), output(bar, talk.bQuiet) {
+    zef::getStageTimes().clear();
+    zef::subscribe(&bar);
+}
+
+Session::~Session() {
+    zef::unsubscribe();
+}
+
+void Session::step(const std::string& name) {
+    throwIfInterrupted();
+    bar.step(name);
+}
+
+void Session::warn(const std::string& text) {
+    if (bQuiet) return;
+    bar.hide();
+    std::cerr << "zef: warning: " + text + "\n" << std::flush;
+}
+
+namespace {
+
+struct Ending {
+    int status = EXIT_DONE;
+    std::string failure;  // empty if the command ended by itself
+};
+
+Ending endingOf(Session& session, const std::function<int(Session&)>& command) {
+    try {
+        return {command(session), ""};
+    } catch (const UsageFailure& failure) {
+        return {EXIT_USAGE, failure.what()};
+    } catch (const Cancelled& cancelled) {
+        return {EXIT_CANCELLED, cancelled.what()};
+    } catch (const zef::ZefBugException& bug) {
+        return {EXIT_COULD_NOT, session.getFailure().empty() ? bug.what() : session.getFailure()};
+    } catch (const std::bad_alloc&) {
+        return {EXIT_COULD_NOT, "not enough memory"};
+    } catch (const std::exception& failure) {
+        return {EXIT_COULD_NOT, failure.what()};
+    }
+}
+
+}  // namespace
+
+int runSession(const TalkOptions& talk, const std::function<int(Session&)>& command) {
+    Report report;
+    Ending ending;
+    {
+        Session session(talk);
+        ending = endingOf(session, command);
+        report = std::move(session.report);
+    }
+    if (!ending.failure.empty()) {
+        std::cerr << "zef: " + ending.failure + "\n" << std::flush;
+        return ending.status;
+    }
+    report.print(talk.bJson);
+    if (std::cout) return ending.status;
+    std::cerr << "zef: the report could not be written to standard output\n";
+    return EXIT_COULD_NOT;
+}

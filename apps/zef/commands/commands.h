@@ -1,0 +1,32 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "Session.h"
+
+// The subcommands, one file each. What one of them is to do when it was asked
+// for stands in run; its options live in there.
+struct Commands {
+    CLI::App& app;
+    std::function<int()> run;
+};
+
+void addCheck(Commands& commands);
+void addConvert(Commands& commands);
+void addInfo(Commands& commands);
+void addReconstruct(Commands& commands);
+void addSpacing(Commands& commands);
+
+// Lets the subcommand run the function with its options, which have a member talk.
+template <class Options>
+void onRun(Commands& commands, CLI::App& subcommand, std::shared_ptr<Options> pOptions,
+           int (*function)(const Options&, Session&)) {
+    subcommand.callback([&commands, pOptions, function] {
+        commands.run = [pOptions, function] {
+            return runSession(pOptions->talk, [&](Session& session) { return function(*pOptions, session); });
+        };
+    });
+}

@@ -1,0 +1,104 @@
+#include <algorithm>
+
+#include "commands/commands.h"
+#include "failures.h"
+#include "inputs.h"
+#include "measure.h"
+#include "zef/exceptions.h"
+
+namespace {
+
+struct InfoOptions {
+    std::string path;
+    TalkOptions talk;
+};
+
+// What a reconstruction takes at most, as measured on scans with two cores.
+constexpr double bytesPerPoint = 1000.0;
+constexpr double secondsPerPoint = 10e-6;
+
+const char* kindWords(zef::CloudFile::Kind kind) {
+    switch (kind) {
+        case zef::CloudFile::Kind::CORNERS:
+            return "corners of triangles";
+        case zef::CloudFile::Kind::MESH:
+            return "mesh";
+        case zef::CloudFile::Kind::POINTS:
+            break;
+    }
+    return "points";
+}
+
+std::uint64_t countTriangles(const zef::CloudFile& file) {
+    return file.kind == zef::CloudFile::Kind::CORNERS ? file.vPoints.size() / 3 : file.vTriangles.size();
+}
+
+const char* timeClass(double seconds) {
+    if (seconds < 5.0) return "seconds";
+    if (seconds < 60.0) return "under a minute";
+    if (seconds < 600.0) return "minutes";
+    return "more than ten minutes";
+}
+
+void reportFile(Report& report, const std::string& path, const zef::CloudFile& file) {
+    report.addText("file", "file", path);
+    report.addText("format", "format", file.format);
+    report.addText("kind", "content", kindWords(file.kind));
+    report.addCount("points", "points", file.vPoints.size());
+    if (file.kind != zef::CloudFile::Kind::POINTS) report.addCount("triangles", "triangles", countTriangles(file));
+    const auto numColored = static_cast<std::uint64_t>(
+        std::count_if(file.vPoints.begin(), file.vPoints.end(), [](const zef::Point3& p) { return p.hasColor(); }));
+    report.addFlag("colour", "colour", numColored > 0);
+    if (numColored > 0) report.addCount("coloured_points", "coloured points", numColored);
+}
+
+void reportBox(Report& report, const Box& box) {
+    const auto text = [](const std::array<double, 3>& v) {
+        return numberText(v[0]) + "  " + numberText(v[1]) + "  " + numberText(v[2]);
+    };
+    const std::array<double, 3> size{box.size(0), box.size(1), box.size(2)};
+    report.add("box_min", "lower corner", box.min, text(box.min));
+    report.add("box_max", "upper corner", box.max, text(box.max));
+    report.add("box_size", "size", size, text(size));
+}
+
+// A cloud without spacing is still one that can be told about.
+void reportSpacing(Session& session, const std::vector<zef::Point3>& vPoints) {
+    try {
+        const Spacing measured = measureCells(vPoints);
+        session.report.addNumber("spacing", "spacing", measured.spacing);
+        session.report.addCount("cells", "occupied cells", measured.numCells);
+    } catch (const zef::ZefBugException&) {
+        session.report.add("spacing", "spacing", nullptr, "not measured: " + session.getFailure());
+        session.report.add("cells", "", nullptr, "");
+    }
+}
+
+void reportCost(Report& report, std::uint64_t numPoints) {
+    const double num = static_cast<double>(numPoints);
+    report.addBytes("expected_bytes", "memory to reconstruct, about", static_cast<std::uint64_t>(num * bytesPerPoint));
+    report.addText("expected_time", "time to reconstruct", timeClass(num * secondsPerPoint));
+}
+
+int runInfo(const InfoOptions& options, Session& session) {
+    const zef::CloudFile file = readCloud(session, options.path);
+    session.step("looking at the points");
+    const Box box = measureBox(file.vPoints);
+    reportFile(session.report, options.path, file);
+    if (box.numFinite > 0) reportBox(session.report, box);
+    session.report.addCount("duplicates", "duplicate points", countDuplicates(file.vPoints));
+    session.report.addCount("non_finite", "non-finite points", file.vPoints.size() - box.numFinite);
+    reportSpacing(session, file.vPoints);
+    reportCost(session.report, box.numFinite);
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addInfo(Commands& commands) {
+    auto pOptions = std::make_shared<InfoOptions>();
+    CLI::App& command = *commands.app.add_subcommand("info", "Tell what is in a file of points or triangles");
+    command.add_option("FILE", pOptions->path, "A file of points or triangles")->required();
+    addTalkOptions(command, pOptions->talk);
+    onRun(commands, command, std::move(pOptions), runInfo);
+}

@@ -1,0 +1,31 @@
+#include "commands/commands.h"
+#include "failures.h"
+#include "inputs.h"
+#include "measure.h"
+#include "numbers.h"
+
+namespace {
+
+struct SpacingOptions {
+    std::string path;
+    TalkOptions talk;
+};
+
+int runSpacing(const SpacingOptions& options, Session& session) {
+    const std::vector<zef::Point3> vPoints = readPoints(session, {options.path});
+    const double spacing = measureSpacing(vPoints);
+    session.report.addCount("points", "", vPoints.size());
+    session.report.addNumber("spacing", "", spacing);
+    session.report.setAnswer(shortestText(spacing));
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addSpacing(Commands& commands) {
+    auto pOptions = std::make_shared<SpacingOptions>();
+    CLI::App& command = *commands.app.add_subcommand("spacing", "Print the spacing of a cloud, one number");
+    command.add_option("FILE", pOptions->path, "A file of points")->required();
+    addTalkOptions(command, pOptions->talk);
+    onRun(commands, command, pOptions, runSpacing);
+}

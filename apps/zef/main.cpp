@@ -1,0 +1,42 @@
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <iostream>
+
+#include "Interrupt.h"
+#include "commands/commands.h"
+#include "failures.h"
+#include "zef/zef_api_functions.h"
+
+namespace {
+
+std::string versionText() {
+    int major = 0, minor = 0;
+    zef::getVersion(major, minor);
+    return "zef " + std::to_string(major) + "." + std::to_string(minor);
+}
+
+void addCommands(Commands& commands) {
+    commands.app.require_subcommand(1);
+    commands.app.set_version_flag("--version", versionText());
+    addInfo(commands);
+    addSpacing(commands);
+    addConvert(commands);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    catchInterrupts();
+    CLI::App app{
+        "Triangle meshes from unordered 3D point clouds.\n"
+        "Exit status: 0 done, 1 could not, 2 usage, 130 interrupted.",
+        "zef"};
+    Commands commands{app, {}};
+    addCommands(commands);
+    try {
+        app.parse(reversedArguments(argc, argv));
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+    }
+    return commands.run();
+}

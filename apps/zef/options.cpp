@@ -1,0 +1,57 @@
+#include "options.h"
+
+#include <CLI/Option.hpp>
+#include <algorithm>
+
+#include "numbers.h"
+
+namespace {
+
+std::string checkShift(const std::string& text) {
+    std::array<double, 3> shift;
+    return text == "auto" || parseShift(text, shift) ? "" : "--shift wants three numbers or the word auto";
+}
+
+}  // namespace
+
+void addTalkOptions(CLI::App& command, TalkOptions& talk) {
+    command.add_flag("-q,--quiet", talk.bQuiet, "No progress bar and no messages but errors");
+    command.add_flag("--json", talk.bJson, "The report as one JSON object, on the last line of standard output");
+}
+
+void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional) {
+    command.add_option(bPositional ? "-o,--output,OUT" : "-o,--output", output.path, "The file to write")->required();
+    command.add_flag("--force", output.bForce, "Replace an output of any kind, also one that is an input");
+    command.add_flag("--double", output.bDouble, "Coordinates in double precision, where the format can (PLY)");
+    command
+        .add_option("--shift", output.shift,
+                    "Subtract x y z from all coordinates, or an offset near their middle (auto)")
+        ->type_name("x y z|auto")
+        ->check(checkShift);
+}
+
+bool parseShift(const std::string& text, std::array<double, 3>& shift) {
+    std::size_t start = 0;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::size_t end = std::min(text.find(',', start), text.size());
+        const std::string number = text.substr(start, end - start);
+        if (!parseNumber(number, shift[axis])) return false;
+        start = end + 1;
+    }
+    return start == text.size() + 1;
+}
+
+std::vector<std::string> reversedArguments(int argc, const char* const* argv) {
+    std::vector<std::string> vArguments(argv + 1, argv + std::max(argc, 1));
+    for (std::size_t i = 0; i + 3 < vArguments.size(); ++i) {
+        if (vArguments[i] != "--shift") continue;
+        const std::string joined = vArguments[i + 1] + "," + vArguments[i + 2] + "," + vArguments[i + 3];
+        std::array<double, 3> shift;
+        if (!parseShift(joined, shift)) continue;
+        vArguments[i + 1] = joined;
+        const auto second = vArguments.begin() + static_cast<std::ptrdiff_t>(i) + 2;
+        vArguments.erase(second, second + 2);
+    }
+    std::reverse(vArguments.begin(), vArguments.end());
+    return vArguments;
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <array>
+#include <string>
+#include <vector>
+
+// The options that several commands share, each parsed in one place.
+
+struct TalkOptions {
+    bool bQuiet = false;
+    bool bJson = false;
+};
+
+struct OutputOptions {
+    std::string path;
+    bool bForce = false;
+    bool bDouble = false;
+    std::string shift;  // empty, "auto" or "x,y,z"
+};
+
+void addTalkOptions(CLI::App& command, TalkOptions& talk);
+
+// bPositional: the name may also stand without -o.
+void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional);
+
+// "x,y,z" as numbers. False if it is anything else.
+bool parseShift(const std::string& text, std::array<double, 3>& shift);
+
+// The arguments of the program, last first as CLI11 takes them, with the three
+// numbers behind --shift joined to one word.
+std::vector<std::string> reversedArguments(int argc, const char* const* argv);

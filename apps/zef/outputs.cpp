@@ -1,0 +1,175 @@
+#include "outputs.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+
+#include "failures.h"
+#include "measure.h"
+#include "numbers.h"
+#include "zef/exceptions.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t numSniffed = 4096;
+
+std::string firstBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::string bytes(numSniffed, '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(in.gcount(), 0)));
+    return bytes;
+}
+
+bool startsWith(std::string_view bytes, std::string_view start) {
+    return bytes.substr(0, start.size()) == start;
+}
+
+template <class T>
+T valueAt(std::string_view bytes, std::size_t offset) {
+    T value{};
+    if (offset + sizeof(T) <= bytes.size()) std::memcpy(&value, bytes.data() + offset, sizeof(T));
+    return value;
+}
+
+bool isBinaryStl(std::string_view bytes, std::uintmax_t fileSize) {
+    constexpr std::size_t header = 84;
+    constexpr std::uintmax_t bytesPerTriangle = 50;
+    if (bytes.size() < header) return false;
+    return fileSize == header + bytesPerTriangle * valueAt<std::uint32_t>(bytes, header - 4);
+}
+
+bool isBinaryPoints(std::string_view bytes, std::uintmax_t fileSize) {
+    constexpr std::size_t header = 12;
+    const auto type = valueAt<std::int32_t>(bytes, 0);
+    if (bytes.size() < header || (type != 20 && type != 30)) return false;
+    const std::uintmax_t bytesPerPoint = type == 20 ? 16 : 24;
+    const std::uintmax_t body = fileSize - header;
+    return body % bytesPerPoint == 0 && body / bytesPerPoint == valueAt<std::uint64_t>(bytes, 4);
+}
+
+bool isSeparator(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) || c == ',' || c == ';';
+}
+
+// The numbers at the front of a line, up to three.
+int countNumbers(std::string_view line) {
+    int num = 0;
+    while (num < 3) {
+        while (!line.empty() && isSeparator(line.front())) line.remove_prefix(1);
+        const auto end = static_cast<std::size_t>(std::find_if(line.begin(), line.end(), isSeparator) - line.begin());
+        double value;
+        if (end == 0 || !parseNumber(line.substr(0, end), value)) break;
+        line.remove_prefix(end);
+        ++num;
+    }
+    return num;
+}
+
+bool isObjLine(std::string_view line) {
+    return startsWith(line, "v ") && countNumbers(line.substr(2)) == 3;
+}
+
+// Text with a point on one of its first lines, as a list or as an OBJ file.
+bool isPointText(std::string_view bytes) {
+    constexpr int numLines = 32;
+    if (bytes.find('\0') != std::string_view::npos) return false;
+    for (int i = 0; i < numLines && !bytes.empty(); ++i) {
+        const std::size_t end = std::min(bytes.find('\n'), bytes.size());
+        const std::string_view line = bytes.substr(0, end);
+        if (countNumbers(line) == 3 || isObjLine(line)) return true;
+        bytes.remove_prefix(std::min(end + 1, bytes.size()));
+    }
+    return false;
+}
+
+bool isAnInput(const std::string& path, const std::vector<std::string>& vInputs) {
+    return std::any_of(vInputs.begin(), vInputs.end(), [&](const std::string& input) {
+        std::error_code ignored;
+        return fs::equivalent(path, input, ignored);
+    });
+}
+
+// In the middle of the box, in round numbers: steps of the power of ten below
+// its longest side.
+std::array<double, 3> middleOffset(const Box& box) {
+    const double side = box.longestSide();
+    const double step = side > 0.0 ? std::pow(10.0, std::floor(std::log10(side))) : 1.0;
+    std::array<double, 3> offset{};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        offset[axis] = std::round((box.min[axis] + box.size(axis) / 2) / step) * step + 0.0;  // no -0
+    }
+    return offset;
+}
+
+std::string offsetText(const std::array<double, 3>& offset) {
+    return shortestText(offset[0]) + " " + shortestText(offset[1]) + " " + shortestText(offset[2]);
+}
+
+}  // namespace
+
+bool isCloudOrMeshFile(const std::string& path) {
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(path, error);
+    if (error) return false;
+    if (size == 0) return true;
+    const std::string bytes = firstBytes(path);
+    for (const char* const start : {"ply\n", "ply\r", "solid", "OFF", "COFF", "glTF", "LIST", "{ LIST"}) {
+        if (startsWith(bytes, start)) return true;
+    }
+    return isBinaryStl(bytes, size) || isBinaryPoints(bytes, size) || isPointText(bytes);
+}
+
+void checkOutput(const OutputOptions& output, const std::vector<std::string>& vInputs) {
+    std::error_code error;
+    const fs::path folder = fs::absolute(output.path).parent_path();
+    if (!fs::is_directory(folder, error)) throw Failure(output.path + ": there is no folder " + folder.string());
+    if (fs::is_directory(output.path, error)) throw Failure(output.path + ": is a folder");
+    if (output.bForce || !fs::is_regular_file(output.path, error)) return;
+    if (isAnInput(output.path, vInputs)) {
+        throw Failure(output.path + ": is an input too; give another name, or --force to replace it");
+    }
+    if (!isCloudOrMeshFile(output.path)) {
+        throw Failure(output.path + ": exists and is no cloud or mesh; give another name, or --force to replace it");
+    }
+}
+
+std::vector<std::string> Shift::comments() const {
+    if (!bShifted) return {};
+    return {"offset " + offsetText(offset)};
+}
+
+Shift shiftPoints(Session& session, const OutputOptions& output, std::vector<zef::Point3>& vPoints) {
+    Shift shift;
+    if (output.shift.empty()) return shift;
+    shift.bShifted = true;
+    if (!parseShift(output.shift, shift.offset)) shift.offset = middleOffset(measureBox(vPoints));
+    for (zef::Point3& p : vPoints) {
+        p.set(p.px - shift.offset[0], p.py - shift.offset[1], p.pz - shift.offset[2]);
+    }
+    session.report.add("shift", "shift taken away", shift.offset, offsetText(shift.offset));
+    return shift;
+}
+
+void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints, double spacing) {
+    constexpr double halfStep = 1.0 / (1 << 24);  // of the float next to 1
+    constexpr double largestPart = 0.01;          // of the spacing
+    const double rounding = measureBox(vPoints).largest() * halfStep;
+    if (!(spacing > 0.0) || rounding <= largestPart * spacing) return;
+    session.warn("coordinates of this size lose up to " + numberText(rounding) + " in single precision, " +
+                 numberText(100.0 * rounding / spacing) + " % of the spacing: use --double or --shift auto");
+}
+
+void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints) {
+    try {
+        warnOfRounding(session, vPoints, measureSpacing(vPoints));
+    } catch (const zef::ZefBugException&) {
+        // A cloud without a spacing has no detail to lose.
+    }
+}

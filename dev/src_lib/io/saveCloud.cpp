@@ -1,0 +1,138 @@
+#include "io/saveCloud.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdint>
+#include <filesystem>
+
+#include "frame/AtomicFile.h"
+#include "frame/types.h"
+#include "io/PLY.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+enum class CloudForm { PLY, TEXT, CSV, BIN, UNKNOWN };
+
+CloudForm formOf(const std::string& path) {
+    std::string ending = std::filesystem::path(path).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (ending == ".ply") return CloudForm::PLY;
+    if (ending == ".csv") return CloudForm::CSV;
+    if (ending == ".bin") return CloudForm::BIN;
+    for (const char* const text : {".xyz", ".txt", ".asc", ".pts"}) {
+        if (ending == text) return CloudForm::TEXT;
+    }
+    return CloudForm::UNKNOWN;
+}
+
+using Color = std::array<std::uint8_t, 4>;
+
+Color colorOf(const Point3& p) {
+    return p.hasColor() ? Color{p.r, p.g, p.b, p.a} : Color{255, 255, 255, 255};
+}
+
+bool hasColor(const std::vector<Point3>& vPoints) {
+    return std::any_of(vPoints.begin(), vPoints.end(), [](const Point3& p) { return p.hasColor(); });
+}
+
+template <class T, class Narrow>
+std::vector<std::array<T, 3>> coordinatesOf(const std::vector<Point3>& vPoints, Narrow&& narrow) {
+    std::vector<std::array<T, 3>> vCoords(vPoints.size());
+    std::transform(vPoints.begin(), vPoints.end(), vCoords.begin(), [&](const Point3& p) {
+        return std::array<T, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)};
+    });
+    return vCoords;
+}
+
+void writePly(AtomicFile& file, const std::vector<Point3>& vPoints, const SaveOptions& options) {
+    PLY::PlyFile ply;
+    std::vector<std::array<double, 3>> vDoubles;
+    std::vector<std::array<float, 3>> vFloats;
+    std::vector<Color> vColors;
+    const std::size_t num = vPoints.size();
+    if (options.bDouble) {
+        vDoubles = coordinatesOf<double>(vPoints, [](double value) { return value; });
+        ply.addProperties("vertex", {"x", "y", "z"}, PLY::Type::DOUBLE, num, vDoubles.data());
+    } else {
+        vFloats = coordinatesOf<float>(vPoints, [](double value) { return PLY::narrow(value); });
+        ply.addProperties("vertex", {"x", "y", "z"}, PLY::Type::FLOAT, num, vFloats.data());
+    }
+    if (hasColor(vPoints)) {
+        vColors.resize(num);
+        std::transform(vPoints.begin(), vPoints.end(), vColors.begin(), colorOf);
+        ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, PLY::Type::UCHAR, num, vColors.data());
+    }
+    for (const std::string& comment : options.vComments) ply.addComment(comment);
+    ply.write(file, PLY::Format::LITTLE_ENDIAN_BINARY);
+}
+
+void writeText(AtomicFile& file, const std::vector<Point3>& vPoints, char separator) {
+    const bool bColor = hasColor(vPoints);
+    for (const Point3& p : vPoints) {
+        file.writeShortest(p.px);
+        for (const double value : {p.py, p.pz}) {
+            file.write(separator);
+            file.writeShortest(value);
+        }
+        const Color color = colorOf(p);
+        for (std::size_t i = 0; bColor && i < 3; ++i) {
+            file.write(separator);
+            file.writeInteger(color[i]);
+        }
+        file.write('\n');
+    }
+}
+
+void writeBin(AtomicFile& file, const std::vector<Point3>& vPoints) {
+    constexpr std::int32_t typeXYZ = 30;
+    file.writeRaw(typeXYZ);
+    file.writeRaw(static_cast<int64>(vPoints.size()));
+    for (const Point3& p : vPoints) {
+        for (const double value : {p.px, p.py, p.pz}) file.writeRaw(value);
+    }
+}
+
+void writeForm(AtomicFile& file, CloudForm form, const std::vector<Point3>& vPoints, const SaveOptions& options) {
+    switch (form) {
+        case CloudForm::PLY:
+            return writePly(file, vPoints, options);
+        case CloudForm::TEXT:
+            return writeText(file, vPoints, ' ');
+        case CloudForm::CSV:
+            return writeText(file, vPoints, ',');
+        case CloudForm::BIN:
+            return writeBin(file, vPoints);
+        case CloudForm::UNKNOWN:
+            return;
+    }
+}
+
+}  // namespace
+
+bool isCloudName(const std::string& path) {
+    return formOf(path) != CloudForm::UNKNOWN;
+}
+
+bool narrowsCloud(const std::string& path, const SaveOptions& options) {
+    return formOf(path) == CloudForm::PLY && !options.bDouble;
+}
+
+bool saveCloud(const std::string& path, const std::vector<Point3>& vPoints, const SaveOptions& options,
+               std::string& error) {
+    const CloudForm form = formOf(path);
+    if (form == CloudForm::UNKNOWN) {
+        error = "the ending of the name is no format of points: use .ply, .xyz, .txt, .asc, .pts, .csv or .bin";
+        return false;
+    }
+    AtomicFile file(path);
+    if (file.isGood()) writeForm(file, form, vPoints, options);
+    if (file.commit()) return true;
+    error = file.getError();
+    return false;
+}
+
+}  // namespace QUOR_ZEF
