@@ -33,6 +33,7 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional
 bool parseShift(const std::string& text, std::array<double, 3>& shift) {
     std::size_t start = 0;
     for (std::size_t axis = 0; axis < 3; ++axis) {
+        if (start > text.size()) return false;
         const std::size_t end = std::min(text.find(',', start), text.size());
         const std::string number = text.substr(start, end - start);
         if (!parseNumber(number, shift[axis])) return false;
