@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -51,11 +50,10 @@ public:
     std::vector<uint64> vNonSideRCD;        // cells with an unlabelled facet, sorted; filled by assignFirstDistances()
     std::vector<Facet> vVisibleFacets;      // all facets, sorted
     FacetIndex facetIndex;                  // of vCellRCD; its numbers are places in vVisibleFacets
-    std::vector<ConnectionStruct*> vConnections;  // in order of discovery; not owned, the Filler frees them
+    std::vector<ConnectionStruct*> vConnections;  // not owned, the Filler frees them
 
     Component(const Component&) = delete;
     Component& operator=(const Component&) = delete;
-    ~Component();
 
     // ---- Component.cpp: set-up, questions and flips
 
@@ -69,8 +67,8 @@ public:
 
     // Facets by dir and side in the 27 cells around a cell. About 1 microsecond.
     void getOrientationCount(uint64 rcd, int aLower[], int aUpper[]) const;
-    // Swaps the labels 0 and 1 and negates the score of each of vConnections once;
-    // of duplicates there the first one stays.
+    // Swaps the labels 0 and 1 and negates the score of each of vConnections once.
+    // Sorts those by their ids, and leaves one of each.
     void flipSides();
     bool isOriented() const { return bOriented; }
     void setOriented() { bOriented = true; }
@@ -118,13 +116,34 @@ public:
     void getZeroRCD(CodePoints& vOut);
 
 private:
-    using EdgeNeighbours = std::vector<std::array<std::uint32_t, 4>>;
-    struct CubeNeighbours;
+    // The listed facets, with how often each side is seen by them.
+    struct CubeNeighbours {
+        std::vector<std::uint32_t> vRowOfFacet;            // npos for facets that aren't listed
+        std::vector<std::uint32_t> vFirst;                 // by row, one more than rows: places in vRows
+        std::vector<std::uint32_t> vRows;                  // listed facets of equal dir in the block around
+        std::vector<std::array<std::uint8_t, 2>> vCounts;  // by row: facets of equal dir with the lower, upper label
+    };
 
-    // Labelling only: all facets' neighbours across their edges, the listed
-    // facets' neighbours in their blocks. Freed when the sides are labelled.
-    EdgeNeighbours vEdgeNeighbours;
-    std::unique_ptr<CubeNeighbours> pCubeNeighbours;
+    std::uint32_t numberOf(const Facet* pFacet) const {
+        return static_cast<std::uint32_t>(pFacet - vVisibleFacets.data());
+    }
+    // The facet across an edge.
+    const Facet& edgeNeighbour(const Facet* pFacet, std::size_t edge) const;
+    std::vector<std::uint32_t> findThinWalls() const;
+    void flood(std::uint32_t seed, int group, const std::vector<std::uint32_t>& vThinWall,
+               std::vector<std::uint32_t>& vQueue);
+    void nameSides(int lowerIndex, int upperIndex);
+    void mendPinholes();
+    void gatherCubeNeighbours(const std::vector<Facet*>& vList, int lowerIndex, int upperIndex);
+    int sweep27(std::vector<Facet*>& vList, std::vector<Facet*>& vDeferred, const std::array<int, 2>& labels,
+                int minCount, bool bResolve);
+    void assignSide(Facet* pFacet, const std::array<int, 2>& labels, std::size_t side);
+    int numOtherLabels(const Facet* pFacet) const;
+
+    // Labelling only, freed when the sides are known: every facet's neighbours
+    // across its edges, and the neighbours of listed facets in their blocks.
+    std::vector<std::array<std::uint32_t, 4>> vEdgeNeighbours;
+    CubeNeighbours cube;
 };
 
 }  // namespace QUOR_ZEF
