@@ -69,8 +69,8 @@ TEST(Facet, everyStepCrossesItsEdgeAndOneEdgeLeadsBack) {
                 int numBack = 0;
                 for (int back = 0; back < 4; ++back) {
                     if (!(*pNeig->fetchNeigPtr(vCells, vFacets, back) == f)) continue;
-                    if (edgeOf(*pNeig, static_cast<std::size_t>(back)) != edgeOf(f, static_cast<std::size_t>(edge)))
-                        continue;
+                    ASSERT_EQ(edgeOf(*pNeig, static_cast<std::size_t>(back)),
+                              edgeOf(f, static_cast<std::size_t>(edge)));
                     ++numBack;
                 }
                 ASSERT_EQ(numBack, 1);

@@ -49,6 +49,13 @@ private:
     std::size_t nextSequence = 0;
 };
 
+// Sorts a list that as a rule consists of two ascending runs.
+void sortRuns(std::vector<Facet*>& vList) {
+    const auto second = std::is_sorted_until(vList.begin(), vList.end());
+    if (!std::is_sorted(second, vList.end())) std::sort(second, vList.end());
+    std::inplace_merge(vList.begin(), second, vList.end());
+}
+
 // Appends the samples in the 5x5x5 block around a cell, without its own, by ascending code.
 void collectBlockSamples(const Component::CodePoints& vRCDPoint, uint64 rcd, std::vector<Point3>& vOut) {
     auto first = vRCDPoint.begin();
@@ -291,6 +298,7 @@ int Component::sweep27(std::vector<Facet*>& vList, std::vector<Facet*>& vDeferre
         }
         const bool bUpper = numUpper > numLower || (numUpper == numLower && labels[1] < labels[0]);
         const int bestCount = bUpper ? numUpper : numLower;
+        ASSEX(bestCount!=-1);
         const bool bBoth = numLower > 0 && numUpper > 0;
         const int needed = bBoth ? std::max(minCount, 2) : minCount;
         if ((bBoth && !bResolve) || bestCount < needed) {
@@ -372,7 +380,7 @@ int Component::cc_colorize_w(std::vector<Facet*>& vList, int lowerIndex, int upp
         visit(entry.weight, entry.place);
     }
     for (const std::size_t place : vWeightless) visit(0.0, place);
-    std::sort(vList.begin(), vList.end());
+    sortRuns(vList);
     return numAssigned;
 }
 
