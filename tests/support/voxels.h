@@ -38,6 +38,22 @@ inline std::vector<uint64> voxelSphere(double radius, double halfThickness, int 
     return v;
 }
 
+// Cells whose offset from the cell at (center, center, center) has this length, rounded: a
+// closed shell without a hole to its inside.
+inline std::vector<uint64> voxelShell(int radius, int center) {
+    std::vector<uint64> v;
+    for (int x = -radius; x <= radius; ++x) {
+        for (int y = -radius; y <= radius; ++y) {
+            for (int z = -radius; z <= radius; ++z) {
+                if (std::lround(std::hypot(x, y, z)) != radius) continue;
+                v.push_back(packRCD(static_cast<uint64>(center + x), static_cast<uint64>(center + y),
+                                    static_cast<uint64>(center + z)));
+            }
+        }
+    }
+    return v;
+}
+
 // nx * ny columns of cells in z; each has the cells that a few heights with a
 // normal deviation (in cells) fall into, so one or more.
 inline std::vector<uint64> noisySheet(int nx, int ny, double deviation, unsigned seed) {

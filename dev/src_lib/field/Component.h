@@ -1,0 +1,149 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "field/ConnectionStruct.h"
+#include "field/CornerStore.h"
+#include "field/Facet.h"
+#include "field/FacetIndex.h"
+#include "frame/types.h"
+#include "grid/Calc.h"
+#include "zef/Point3.h"
+
+namespace QUOR_ZEF {
+
+// A piece of the cell set, seen by its voxel surface. Around a sampled surface the
+// cells form a band with two large sheets of facets, one on each side, and a
+// seam between them where samples are missing.
+//
+// A raw Component is one connected piece. Construction labels its facets: 0 lower
+// side, 1 upper side, -1 neither. A merged Component takes over a group of raw ones
+// whose sides agree, grows a signed distance from the seam into the gap and yields
+// points where it passes through zero.
+//
+// Labels while construction runs: -1 none; 2 and above raw groups; -k the far side
+// of a thin wall from a facet of group k.
+//
+// Threads: one at a time. Construction and run() use the task pool.
+class Component {
+public:
+    using CodePoints = std::vector<std::pair<uint64, Point3>>;
+
+    int numGrowSteps = -1;  // -1 in a raw Component
+    // The box of growth, in cells.
+    int minX = 0x7fffffff, minY = 0x7fffffff, minZ = 0x7fffffff;
+    int maxX = 0, maxY = 0, maxZ = 0;
+    int id = -1;                            // place among the raw Components, set by the Filler; orders go by it
+    const CodePoints* pvRemainingRCDPoint;  // the run's sample of each cell, sorted; not owned
+    const Calc* pCalc;                      // not owned
+    CornerStore cornerStore;                // empty before run()
+    float cellSize;                         // along x, world units
+    float maxBorderVal = 0.0F;              // half of cellSize; set in merged ones only
+    bool bOriented = false;                 // true in merged ones
+    std::vector<uint64> vCellRCD;           // all cells, sorted
+    std::vector<uint64> vBorderRCD;         // the border cells, sorted
+    std::vector<uint64> vAreaRCD;           // the others, sorted
+    std::vector<uint64> vNonSideRCD;        // cells with an unlabelled facet, sorted; filled by assignFirstDistances()
+    std::vector<Facet> vVisibleFacets;      // all facets, sorted
+    FacetIndex facetIndex;                  // of vCellRCD; its numbers are places in vVisibleFacets
+    std::vector<ConnectionStruct*> vConnections;  // not owned, the Filler frees them
+
+    Component(const Component&) = delete;
+    Component& operator=(const Component&) = delete;
+
+    // ---- Component.cpp: set-up, questions and flips
+
+    // Raw: vCells, sorted, and those of them at the border, sorted. Labels the sides.
+    // With fewer than two groups of facets it writes a line and has no sides.
+    Component(const std::vector<uint64>& vCells, const std::vector<uint64>& vBorder, const CodePoints* pvRCDPoint,
+              const Calc* pCalc);
+    // Merged: moves the lists and facets, labels and flips included, out of the
+    // group's raw Components, which have no further use. Labels nothing by itself.
+    Component(const std::vector<Component*>& vGroup, int numGrowSteps, const CodePoints* pvRCDPoint, const Calc* pCalc);
+
+    // Facets by dir and side in the 27 cells around a cell. About 1 microsecond.
+    void getOrientationCount(uint64 rcd, int aLower[], int aUpper[]) const;
+    // Swaps the labels 0 and 1 and negates the score of each of vConnections once.
+    // Sorts those by their ids, and leaves one of each.
+    void flipSides();
+    bool isOriented() const { return bOriented; }
+    void setOriented() { bOriented = true; }
+
+    // ---- Component_sides.cpp: the labelling
+
+    // Fills vVisibleFacets and facetIndex.
+    void cc_createFacets();
+    void cc_labelSides();
+    // Floods the facets of interior cells into groups from 2 on, without running round
+    // a thin wall. Returns the first number not used.
+    int cc_createFacetComponents();
+    // Gives the facets of neither group to the two groups, then opens the seam.
+    void cc_colorizeRest(int lowerIndex, int upperIndex);
+    // Labels by majority among the facets of equal dir in the 3x3x3 block, in sweeps
+    // over the list; drops from it what is labelled. minCount: 1 to 8. bResolve: the larger count wins
+    // where both labels are seen.
+    void cc_colorize_27(std::vector<Facet*>& vList, int lowerIndex, int upperIndex, int minCount, bool bResolve);
+    // Labels best-first by cc_getWeight, down to minWeight. Sorts the list and
+    // returns the number of facets labelled, which stay in the list.
+    int cc_colorize_w(std::vector<Facet*>& vList, int lowerIndex, int upperIndex, double minWeight);
+    // The side that a facet adjoins across its edges, and how firmly; (-99, 0) if open.
+    std::pair<int, double> cc_getWeight(const Facet* pFacet, int lowerIndex, int upperIndex) const;
+    // Cuts facets of the list out of the sides, best-first, until none touches another label.
+    void cc_makeThinBorder(std::vector<Facet*>& vList);
+    // How much the facet belongs in the seam; 0 if it touches no other label.
+    double cc_getThinWeight(const Facet* pFacet) const;
+
+    // ---- Component_grow.cpp: the signed distance
+
+    // Grows the field for up to numGrowSteps steps and sets vOut to the new
+    // points, sorted, one a cell. To be called once, on a merged Component.
+    bool run(CodePoints& vOut);
+    // Sets up the corners of all facets, with distances on both sides of the seam.
+    void assignFirstDistances();
+    // The facets of a side up to depth steps from the seam, sorted and unique.
+    void getBorderStrip(const std::vector<Facet*>& vFacets, std::vector<Facet*>& vOut, int depth);
+    // Distances to the samples of the strip's cells, with this sign.
+    void assignDistancesToSideStrip(const std::vector<Facet*>& vStrip, double sign);
+    // Adds one layer of corners. True if no two neighbours of opposite sign met.
+    bool inflateOneStep2();
+    // Smooths the active corners, all at a time in each pass.
+    void lowPass2(int numPasses, bool bUseWeights);
+    // Sets vOut to the mean crossing points of cells outside vCellRCD, sorted.
+    void getZeroRCD(CodePoints& vOut);
+
+private:
+    // The listed facets, with how often each side is seen by them.
+    struct CubeNeighbours {
+        std::vector<std::uint32_t> vRowOfFacet;            // npos for facets that aren't listed
+        std::vector<std::uint32_t> vFirst;                 // by row, one more than rows: places in vRows
+        std::vector<std::uint32_t> vRows;                  // listed facets of equal dir in the block around
+        std::vector<std::array<std::uint8_t, 2>> vCounts;  // by row: facets of equal dir with the lower, upper label
+    };
+
+    std::uint32_t numberOf(const Facet* pFacet) const {
+        return static_cast<std::uint32_t>(pFacet - vVisibleFacets.data());
+    }
+    // The facet across an edge.
+    const Facet& edgeNeighbour(const Facet* pFacet, std::size_t edge) const;
+    std::vector<std::uint32_t> findThinWalls() const;
+    void flood(std::uint32_t seed, int group, const std::vector<std::uint32_t>& vThinWall,
+               std::vector<std::uint32_t>& vQueue);
+    void nameSides(int lowerIndex, int upperIndex);
+    void mendPinholes();
+    void gatherCubeNeighbours(const std::vector<Facet*>& vList, int lowerIndex, int upperIndex);
+    int sweep27(std::vector<Facet*>& vList, std::vector<Facet*>& vDeferred, const std::array<int, 2>& labels,
+                int minCount, bool bResolve);
+    void assignSide(Facet* pFacet, const std::array<int, 2>& labels, std::size_t side);
+    int numOtherLabels(const Facet* pFacet) const;
+
+    // Labelling only, freed when the sides are known: every facet's neighbours
+    // across its edges, and the neighbours of listed facets in their blocks.
+    std::vector<std::array<std::uint32_t, 4>> vEdgeNeighbours;
+    CubeNeighbours cube;
+};
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,429 @@
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <numeric>
+
+#include "field/Component.h"
+#include "frame/tools.h"
+#include "geometry/freeFunctions.h"
+#include "grid/cellTopology.h"
+#include "parallel/parallelTransform.h"
+#include "zef/Vector3.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::uint32_t npos = FacetIndex::npos;
+constexpr int firstGroup = 2;
+constexpr double firmWeight = 10.0;  // of an edge to a labelled facet that counts in full
+constexpr double noNormal = -1.0;
+
+// Places in a list by falling weight, equal weights in the order of their entry.
+class WeightQueue {
+public:
+    struct Entry {
+        double weight;
+        std::size_t sequence;
+        std::size_t place;
+    };
+
+    void push(double weight, std::size_t place) {
+        vHeap.push_back({weight, nextSequence++, place});
+        std::push_heap(vHeap.begin(), vHeap.end(), later);
+    }
+    Entry pop() {
+        std::pop_heap(vHeap.begin(), vHeap.end(), later);
+        const Entry entry = vHeap.back();
+        vHeap.pop_back();
+        return entry;
+    }
+    bool empty() const { return vHeap.empty(); }
+
+private:
+    static bool later(const Entry& a, const Entry& b) {
+        return a.weight != b.weight ? a.weight < b.weight : a.sequence > b.sequence;
+    }
+
+    std::vector<Entry> vHeap;
+    std::size_t nextSequence = 0;
+};
+
+// Sorts a list that as a rule consists of two ascending runs.
+void sortRuns(std::vector<Facet*>& vList) {
+    const auto second = std::is_sorted_until(vList.begin(), vList.end());
+    if (!std::is_sorted(second, vList.end())) std::sort(second, vList.end());
+    std::inplace_merge(vList.begin(), second, vList.end());
+}
+
+// Appends the samples in the 5x5x5 block around a cell, without its own, by ascending code.
+void collectBlockSamples(const Component::CodePoints& vRCDPoint, uint64 rcd, std::vector<Point3>& vOut) {
+    auto first = vRCDPoint.begin();
+    for (uint64 dx = 0; dx < 5; ++dx) {
+        for (uint64 dy = 0; dy < 5; ++dy) {
+            const uint64 low = rcd + dx * stepX_RCD + dy * stepY_RCD - 2 * (stepX_RCD + stepY_RCD + stepZ_RCD);
+            first = std::lower_bound(first, vRCDPoint.end(), low,
+                                     [](const auto& sample, uint64 code) { return sample.first < code; });
+            for (; first != vRCDPoint.end() && first->first <= low + 4 * stepZ_RCD; ++first) {
+                if (first->first != rcd) vOut.push_back(first->second);
+            }
+        }
+    }
+}
+
+// How far a face stands across the surface that its surroundings lie on: 5 if
+// perpendicular to it, 0 if parallel; noNormal if they lie on no surface.
+double acrossSurface(const Component::CodePoints& vRCDPoint, const Facet& f) {
+    std::vector<Point3> vSamples;
+    vSamples.reserve(124);
+    collectBlockSamples(vRCDPoint, f.rcd, vSamples);
+    std::vector<Point3*> vPoints(vSamples.size());
+    std::transform(vSamples.begin(), vSamples.end(), vPoints.begin(), [](Point3& p) { return &p; });
+    Vector3 normal;
+    Point3 centroid;
+    if (!estimateNNV(vPoints, normal, centroid)) return noNormal;
+    const Vector3 axis(f.dir / 2 == 0 ? 1.0 : 0.0, f.dir / 2 == 1 ? 1.0 : 0.0, f.dir / 2 == 2 ? 1.0 : 0.0);
+    return (1.0 - std::abs(getAngleDeg(normal, axis) - 90.0) / 90.0) * 5.0;
+}
+
+double thinWeight(int numOthers, double across) {
+    if (numOthers == 0) return 0.0;
+    return across != noNormal ? across : 0.5 * numOthers;
+}
+
+}  // namespace
+
+const Facet& Component::edgeNeighbour(const Facet* pFacet, std::size_t edge) const {
+    if (vEdgeNeighbours.empty()) return vVisibleFacets[facetIndex.neighbour(*pFacet, static_cast<int>(edge))];
+    return vVisibleFacets[vEdgeNeighbours[numberOf(pFacet)][edge]];
+}
+
+void Component::cc_createFacets() {
+    facetIndex = FacetIndex(vCellRCD);
+    vVisibleFacets.clear();
+    vVisibleFacets.reserve(facetIndex.numFacets());
+    auto border = vBorderRCD.begin();
+    for (std::uint32_t cell = 0; cell < vCellRCD.size(); ++cell) {
+        while (border != vBorderRCD.end() && *border < vCellRCD[cell]) ++border;
+        const bool bBorder = border != vBorderRCD.end() && *border == vCellRCD[cell];
+        for (int dir = 0; dir < numDirs; ++dir) {
+            if (!facetIndex.isExposed(cell, dir)) continue;
+            vVisibleFacets.push_back({vCellRCD[cell], dir, -1, bBorder ? FACET_STATE_BORDER : FACET_STATE_AREA});
+        }
+    }
+}
+
+void Component::cc_labelSides() {
+    cc_createFacets();
+    vEdgeNeighbours = facetIndex.getNeighbours(vCellRCD);
+    const int endLabel = cc_createFacetComponents();
+
+    std::vector<int> vCount(static_cast<std::size_t>(endLabel), 0);
+    for (const Facet& f : vVisibleFacets) {
+        if (f.component >= 0) ++vCount[static_cast<std::size_t>(f.component)];
+    }
+    std::vector<std::pair<int, int>> vCountGroup;
+    for (int label = 0; label < endLabel; ++label) {
+        const int count = vCount[static_cast<std::size_t>(label)];
+        if (count > 0) vCountGroup.emplace_back(count, label);
+    }
+    std::sort(vCountGroup.rbegin(), vCountGroup.rend());
+
+    if (vCountGroup.size() < 2) {
+        std::cout << "vCountGroup.size()=" << vCountGroup.size() << ", numRCD=" << vCellRCD.size() << std::endl;
+        for (Facet& f : vVisibleFacets) f.component = -1;
+    } else {
+        cc_colorizeRest(vCountGroup[0].second, vCountGroup[1].second);
+        nameSides(vCountGroup[0].second, vCountGroup[1].second);
+        mendPinholes();
+    }
+    std::vector<std::array<std::uint32_t, 4>>().swap(vEdgeNeighbours);
+}
+
+// By facet number: the opposite facet of the same cell, if the cell is a thin wall
+// between them, else npos.
+std::vector<std::uint32_t> Component::findThinWalls() const {
+    constexpr std::size_t minChunk = 10000;
+    std::vector<std::uint32_t> vThinWall(vVisibleFacets.size(), npos);
+    parallelChunks(vCellRCD.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto cell = static_cast<std::uint32_t>(i);
+            for (int dir = 0; dir < numDirs; ++dir) {
+                // A solid cell behind has no opposite face.
+                if (!facetIndex.isExposed(cell, dir) || !facetIndex.isExposed(cell, dir ^ 1)) continue;
+                if (oppStateOfBlock(facetIndex.maskOf(cell), dir) != OS_SEPARATED) continue;
+                vThinWall[facetIndex.facetOf(cell, dir)] = facetIndex.facetOf(cell, dir ^ 1);
+            }
+        }
+    });
+    return vThinWall;
+}
+
+int Component::cc_createFacetComponents() {
+    const std::vector<std::uint32_t> vThinWall = findThinWalls();
+    std::vector<std::uint32_t> vQueue;
+    int group = firstGroup;
+    for (std::uint32_t i = 0; i < vVisibleFacets.size(); ++i) {
+        const Facet& f = vVisibleFacets[i];
+        if (f.component >= 0 || f.state == FACET_STATE_BORDER) continue;
+        ASSEX(f.state==FACET_STATE_AREA);
+        flood(i, group, vThinWall, vQueue);
+        ++group;
+    }
+    return group;
+}
+
+// The seed gets the label only when the flood comes back to it. vQueue: scratch.
+void Component::flood(std::uint32_t seed, int group, const std::vector<std::uint32_t>& vThinWall,
+                      std::vector<std::uint32_t>& vQueue) {
+    vQueue.assign(1, seed);
+    for (std::size_t next = 0; next < vQueue.size(); ++next) {
+        const Facet* const pCurFacet = &vVisibleFacets[vQueue[next]];
+        ASSEX(pCurFacet->state==FACET_STATE_AREA);
+        for (const std::uint32_t number : vEdgeNeighbours[vQueue[next]]) {
+            Facet& n = vVisibleFacets[number];
+            if (n.state != FACET_STATE_AREA || n.component >= 0 || n.component == -group) continue;
+            n.component = group;
+            vQueue.push_back(number);
+            if (vThinWall[number] == npos) continue;
+            // Both faces are of one cell, so this one is interior too.
+            Facet& opposite = vVisibleFacets[vThinWall[number]];
+            if (opposite.component == -1) opposite.component = -group;
+        }
+    }
+}
+
+// The larger side, first, is the upper one unless the other has more faces up.
+void Component::nameSides(int lowerIndex, int upperIndex) {
+    constexpr int dirUp = 5;
+    int numUpFirst = 0, numUpSecond = 0;
+    for (const Facet& f : vVisibleFacets) {
+        if (f.dir != dirUp) continue;
+        numUpFirst += f.component == lowerIndex;
+        numUpSecond += f.component == upperIndex;
+    }
+    const int nameOfFirst = numUpSecond > numUpFirst ? 0 : 1;
+    for (Facet& f : vVisibleFacets) {
+        if (f.component == lowerIndex) {
+            f.component = nameOfFirst;
+        } else {
+            f.component = f.component == upperIndex ? 1 - nameOfFirst : -1;
+        }
+    }
+}
+
+// An unlabelled facet takes the label on which its labelled neighbours agree. What is
+// labelled here counts for the facets behind it.
+void Component::mendPinholes() {
+    for (Facet& f : vVisibleFacets) {
+        if (f.component != -1) continue;
+        int label = -1;
+        bool bAgree = true;
+        for (std::size_t edge = 0; edge < 4; ++edge) {
+            const int other = edgeNeighbour(&f, edge).component;
+            if (other < 0) continue;
+            bAgree = bAgree && (label < 0 || label == other);
+            label = other;
+        }
+        if (bAgree) f.component = label;
+    }
+}
+
+void Component::cc_colorizeRest(int lowerIndex, int upperIndex) {
+    std::vector<Facet*> vList;
+    for (Facet& f : vVisibleFacets) {
+        if (f.component != lowerIndex && f.component != upperIndex) vList.push_back(&f);
+    }
+    std::vector<Facet*> vCopy = vList;
+    constexpr int maxCount = 8;  // facets beside one in its plane
+    for (int minCount = maxCount; minCount >= 1; --minCount) {
+        cc_colorize_27(vList, lowerIndex, upperIndex, minCount, false);
+    }
+    for (double minWeight = firmWeight; minWeight >= 1.0; minWeight -= 1.0) {
+        cc_colorize_w(vList, lowerIndex, upperIndex, minWeight);
+    }
+    for (int minCount = maxCount; minCount >= 1; --minCount) {
+        cc_colorize_27(vList, lowerIndex, upperIndex, minCount, true);
+    }
+    cube = {};
+    cc_makeThinBorder(vCopy);
+}
+
+void Component::gatherCubeNeighbours(const std::vector<Facet*>& vList, int lowerIndex, int upperIndex) {
+    constexpr std::size_t minChunk = 1000;
+    cube.vRowOfFacet.assign(vVisibleFacets.size(), npos);
+    for (std::size_t i = 0; i < vList.size(); ++i) cube.vRowOfFacet[numberOf(vList[i])] = static_cast<std::uint32_t>(i);
+    cube.vCounts.assign(vList.size(), {});
+    cube.vFirst.assign(vList.size() + 1, 0);
+    const auto vParts = parallelChunkResults<std::vector<std::uint32_t>>(
+        vList.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<std::uint32_t> vRows;
+            for (std::size_t i = begin; i < end; ++i) {
+                const std::size_t oldSize = vRows.size();
+                facetIndex.forEachAround(vList[i]->rcd, false, [&](std::uint32_t cell) {
+                    if (!facetIndex.isExposed(cell, vList[i]->dir)) return;
+                    const std::uint32_t number = facetIndex.facetOf(cell, vList[i]->dir);
+                    const int label = vVisibleFacets[number].component;
+                    cube.vCounts[i][0] = static_cast<std::uint8_t>(cube.vCounts[i][0] + (label == lowerIndex));
+                    cube.vCounts[i][1] = static_cast<std::uint8_t>(cube.vCounts[i][1] + (label == upperIndex));
+                    if (cube.vRowOfFacet[number] != npos) vRows.push_back(cube.vRowOfFacet[number]);
+                });
+                cube.vFirst[i + 1] = static_cast<std::uint32_t>(vRows.size() - oldSize);
+            }
+            return vRows;
+        });
+    std::partial_sum(cube.vFirst.begin(), cube.vFirst.end(), cube.vFirst.begin());
+    cube.vRows.reserve(cube.vFirst.back());
+    for (const auto& vPart : vParts) cube.vRows.insert(cube.vRows.end(), vPart.begin(), vPart.end());
+}
+
+void Component::assignSide(Facet* pFacet, const std::array<int, 2>& labels, std::size_t side) {
+    pFacet->component = labels[side];
+    if (cube.vRowOfFacet.empty()) return;
+    const std::uint32_t row = cube.vRowOfFacet[numberOf(pFacet)];
+    for (std::uint32_t i = cube.vFirst[row]; i < cube.vFirst[row + 1]; ++i) ++cube.vCounts[cube.vRows[i]][side];
+}
+
+// One pass over the list; returns the number of facets labelled.
+int Component::sweep27(std::vector<Facet*>& vList, std::vector<Facet*>& vDeferred, const std::array<int, 2>& labels,
+                       int minCount, bool bResolve) {
+    int numAssigned = 0;
+    std::size_t numKept = 0;
+    for (Facet* const pFacet : vList) {
+        if (pFacet->component == labels[0] || pFacet->component == labels[1]) continue;
+        const auto [numLower, numUpper] = cube.vCounts[cube.vRowOfFacet[numberOf(pFacet)]];
+        if (numLower == 0 && numUpper == 0) {
+            vDeferred.push_back(pFacet);
+            continue;
+        }
+        const bool bUpper = numUpper > numLower || (numUpper == numLower && labels[1] < labels[0]);
+        const int bestCount = bUpper ? numUpper : numLower;
+        ASSEX(bestCount!=-1);
+        const bool bBoth = numLower > 0 && numUpper > 0;
+        const int needed = bBoth ? std::max(minCount, 2) : minCount;
+        if ((bBoth && !bResolve) || bestCount < needed) {
+            vList[numKept++] = pFacet;
+        } else {
+            assignSide(pFacet, labels, bUpper);
+            ++numAssigned;
+        }
+    }
+    vList.resize(numKept);
+    return numAssigned;
+}
+
+void Component::cc_colorize_27(std::vector<Facet*>& vList, int lowerIndex, int upperIndex, int minCount,
+                               bool bResolve) {
+    if (cube.vRowOfFacet.empty()) gatherCubeNeighbours(vList, lowerIndex, upperIndex);
+    const std::array<int, 2> labels = {lowerIndex, upperIndex};
+    std::vector<Facet*> vDeferred;  // those that see no label
+    const auto takeDeferred = [&] {
+        vList.insert(vList.end(), vDeferred.begin(), vDeferred.end());
+        vDeferred.clear();
+    };
+    for (;;) {
+        const int n = sweep27(vList, vDeferred, labels, minCount, bResolve);
+        const auto r = static_cast<int64>(vList.size());
+        if (n == 0 || r < 2000 || r / n >= 1001) takeDeferred();
+        if (n != 0 && (minCount < 5 || r < 100001 || r / n < 20001)) continue;
+        // Sweeping a long list for few facets costs more than a front along their edges.
+        takeDeferred();
+        const int m = cc_colorize_w(vList, lowerIndex, upperIndex, firmWeight);
+        if (m == 0) return;
+        if (minCount > 5 && r > 100000 && r / m > 50000) return;
+    }
+}
+
+std::pair<int, double> Component::cc_getWeight(const Facet* pFacet, int lowerIndex, int upperIndex) const {
+    constexpr std::pair<int, double> open{-99, 0.0};
+    double lower = 0.0, upper = 0.0;
+    for (std::size_t edge = 0; edge < 4; ++edge) {
+        const Facet& n = edgeNeighbour(pFacet, edge);
+        if ((n.component != lowerIndex && n.component != upperIndex) || n.rcd == pFacet->rcd) continue;
+        const bool bWeak = n.dir != pFacet->dir && n.state == FACET_STATE_BORDER;
+        (n.component == lowerIndex ? lower : upper) += bWeak ? 1.0 : firmWeight;
+    }
+    if (lower > 0.0 && upper > 0.0 && (lower >= firmWeight) == (upper >= firmWeight)) return open;
+    if (lower > upper) return {lowerIndex, lower};
+    if (upper > lower) return {upperIndex, upper};
+    return open;
+}
+
+int Component::cc_colorize_w(std::vector<Facet*>& vList, int lowerIndex, int upperIndex, double minWeight) {
+    int numAssigned = 0;
+    WeightQueue queue;
+    std::vector<std::size_t> vWeightless;  // what would come last, in the order of the list
+    for (std::size_t i = 0; i < vList.size(); ++i) {
+        if (vList[i]->component != -1) continue;
+        const double weight = cc_getWeight(vList[i], lowerIndex, upperIndex).second;
+        if (weight > 0.0) {
+            queue.push(weight, i);
+        } else {
+            vWeightless.push_back(i);
+        }
+    }
+    const auto visit = [&](double weight, std::size_t place) {
+        const auto [componentIndexToAssign, freshWeight] = cc_getWeight(vList[place], lowerIndex, upperIndex);
+        if (freshWeight == 0.0) return;
+        if (weight > freshWeight) {
+            queue.push(freshWeight, place);
+            return;
+        }
+        if (freshWeight < minWeight) return;
+        ASSEX(componentIndexToAssign==lowerIndex || componentIndexToAssign==upperIndex);
+        ASSEX(freshWeight>0 && freshWeight<1.7976931348623158e+308);
+        assignSide(vList[place], {lowerIndex, upperIndex}, componentIndexToAssign == upperIndex);
+        ++numAssigned;
+    };
+    while (!queue.empty()) {
+        const WeightQueue::Entry entry = queue.pop();
+        visit(entry.weight, entry.place);
+    }
+    for (const std::size_t place : vWeightless) visit(0.0, place);
+    sortRuns(vList);
+    return numAssigned;
+}
+
+int Component::numOtherLabels(const Facet* pFacet) const {
+    if (pFacet->component < 0) return 0;
+    int num = 0;
+    for (std::size_t edge = 0; edge < 4; ++edge) {
+        const int other = edgeNeighbour(pFacet, edge).component;
+        num += other >= 0 && other != pFacet->component;
+    }
+    return num;
+}
+
+double Component::cc_getThinWeight(const Facet* pFacet) const {
+    const int numOthers = numOtherLabels(pFacet);
+    return numOthers == 0 ? 0.0 : thinWeight(numOthers, acrossSurface(*pvRemainingRCDPoint, *pFacet));
+}
+
+void Component::cc_makeThinBorder(std::vector<Facet*>& vList) {
+    // Labels only go here, so nothing else will touch another one, and how a facet
+    // stands to the surface doesn't change.
+    std::vector<Facet*> vTouching;
+    std::copy_if(vList.begin(), vList.end(), std::back_inserter(vTouching),
+                 [&](const Facet* pFacet) { return numOtherLabels(pFacet) > 0; });
+    std::vector<double> vAcross;
+    parallelTransform(vTouching, vAcross,
+                      [&](const Facet* pFacet) { return acrossSurface(*pvRemainingRCDPoint, *pFacet); });
+    WeightQueue queue;
+    for (std::size_t i = 0; i < vTouching.size(); ++i) {
+        const double weight = thinWeight(numOtherLabels(vTouching[i]), vAcross[i]);
+        if (weight > 0.0) queue.push(weight, i);
+    }
+    while (!queue.empty()) {
+        const auto [storedWeight, sequence, place] = queue.pop();
+        ASSEX(storedWeight>0);
+        const double freshWeight = thinWeight(numOtherLabels(vTouching[place]), vAcross[place]);
+        if (storedWeight > freshWeight) {
+            if (freshWeight > 0.0) queue.push(freshWeight, place);
+            continue;
+        }
+        ASSEX(freshWeight>0);
+        vTouching[place]->component = -1;
+    }
+}
+
+}  // namespace QUOR_ZEF
