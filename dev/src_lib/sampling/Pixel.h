@@ -43,7 +43,8 @@ public:
     // Three pointers a triangle, into one array, so that they have an order: points
     // of equal positions must already share one. At least one triangle, fewer
     // than 2^32 / 3, and an array of fewer than 2^32 points, or an ASSEX fails.
-    // Both must outlive this. Triangles without a normal are skipped with a warning.
+    // The array and the grid must outlive this. Triangles without a normal are
+    // skipped, with a warning that counts them.
     Pixel(const std::vector<Point3*>& vTriangleCorners, const Calc* pCalc);
 
     // Appends a sample per touched cell: those of edges in the order of making, then
