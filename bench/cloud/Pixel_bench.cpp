@@ -1,9 +1,11 @@
-// The rasterising of a triangle soup, as a whole.
+// The rasterising of a triangle soup, alone and with what stands around it: laying
+// the grid, merging equal corners, and making a record per cell.
 // Input: a bumpy torus of one million triangles, 5 cells a triangle, so that there
 // are some five million samples; features from 30 degrees on, of which it has none.
 // The argument is the number of triangles; items_per_second counts samples. The
 // counters give the time of the construction in seconds, the samples, and the
-// memory at the peak in bytes a sample, the input and everything else included.
+// memory at the peak in bytes a sample, the input and everything else included
+// (run one benchmark at a time for it).
 
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
@@ -12,7 +14,9 @@
 #include <cmath>
 #include <vector>
 
+#include "cloud/CloudMgr.h"
 #include "frame/Progress.h"
+#include "grid/Calc.h"
 #include "sampling/Pixel.h"
 
 using namespace QUOR_ZEF;
@@ -49,11 +53,14 @@ struct Soup {
     }
 };
 
-// Lays the grid so that five cells come to a triangle; a smooth surface touches
+// The size at which five cells come to a triangle; a smooth surface touches
 // about 1.3 cells per squared cell of its area.
-Calc makeGrid(std::size_t numTriangles) {
+double cellFor(std::size_t numTriangles) {
     const double area = 4.0 * pi * pi * 3.0;
-    const double cell = std::sqrt(1.3 * area / (5.0 * static_cast<double>(numTriangles)));
+    return std::sqrt(1.3 * area / (5.0 * static_cast<double>(numTriangles)));
+}
+
+Calc makeGrid(double cell) {
     constexpr int level = 14;
     const double low = -4.2 - 5000.0 * cell;
     const double side = cell * std::ldexp(1.0, level);
@@ -66,22 +73,26 @@ double peakBytes() {
     return static_cast<double>(usage.ru_maxrss) * 1024.0;
 }
 
+void plan() {
+    planProgress("bench", {{"dih2e", 1.0},
+                           {"reo", 1.0},
+                           {"rFins", 1.0},
+                           {"feate", 1.0},
+                           {"nfeate", 1.0},
+                           {"ar4", 1.0},
+                           {"oifc", 1.0},
+                           {"mandiffe", 1.0},
+                           {"mandiffa", 1.0}});
+}
+
 void pixelAll(benchmark::State& state) {
     const auto num = static_cast<std::size_t>(state.range(0));
     const Soup soup(static_cast<std::size_t>(std::sqrt(1.5 * static_cast<double>(num))));
-    const Calc calc = makeGrid(num);
+    const Calc calc = makeGrid(cellFor(num));
     std::size_t numSamples = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        planProgress("bench", {{"dih2e", 1.0},
-                               {"reo", 1.0},
-                               {"rFins", 1.0},
-                               {"feate", 1.0},
-                               {"nfeate", 1.0},
-                               {"ar4", 1.0},
-                               {"oifc", 1.0},
-                               {"mandiffe", 1.0},
-                               {"mandiffa", 1.0}});
+        plan();
         state.ResumeTiming();
         const auto start = std::chrono::steady_clock::now();
         Pixel pixel(soup.vCorners, &calc);
@@ -98,6 +109,26 @@ void pixelAll(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * static_cast<int64>(numSamples));
 }
 
+void cloudMelt(benchmark::State& state) {
+    const auto num = static_cast<std::size_t>(state.range(0));
+    std::vector<Point3> vCorners;
+    {
+        const Soup soup(static_cast<std::size_t>(std::sqrt(1.5 * static_cast<double>(num))));
+        for (const Point3* p : soup.vCorners) vCorners.push_back(*p);
+    }
+    std::size_t numSamples = 0;
+    for (auto _ : state) {
+        plan();
+        CloudMgr cloudMgr;
+        cloudMgr.inputPointsViaMemory(vCorners, cellFor(num), -1.0, true, 30.0, false, nullptr, -1);
+        numSamples = cloudMgr.getClouds().front()->vBundles.size();
+    }
+    state.counters["samples"] = static_cast<double>(numSamples);
+    state.counters["bytesPerSample"] = peakBytes() / static_cast<double>(numSamples);
+    state.SetItemsProcessed(state.iterations() * static_cast<int64>(numSamples));
+}
+
 }  // namespace
 
+BENCHMARK(cloudMelt)->Arg(1'000'000)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
 BENCHMARK(pixelAll)->Arg(1'000'000)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
