@@ -22,9 +22,11 @@ using RCDPoint = std::pair<uint64, Point3>;
 
 // One point set on its way from raw input to one Bundle per occupied cell.
 //
-// Scans: setPoints, then prepareScanPoints.
+// Scans: setPoints, then prepareScanPoints. Triangles: setPoints, then
+// preparePixelsAndFeatures.
 // The progress root of the calling thread must plan "CL_eres", "SM_run" and
-// "CL_creb". One thread at a time; sorts and transforms run on the pool.
+// "CL_creb", or for triangles the children that Pixel.h names. One thread at a
+// time; sorts and transforms run on the pool.
 class Cloud {
 public:
     int numGrowSteps;                // 0 or below: gaps stay open
@@ -36,11 +38,14 @@ public:
     double estimatedSpacing = -1.0;  // measured, world units; -1 until measured
     double usedSpacing = -1.0;       // the grid's; -1 until settled
     std::unique_ptr<Calc> pCalc;     // null until the grid stands
-    std::vector<Point3> vPoints;     // the input copy; emptied once the samples stand
+    std::vector<Point3> vPoints;     // the input copy; once the samples stand, those of triangles, or none
     std::vector<Bundle*> vBundles;   // the result, in the pools below
     SimplePool<Bundle> bundlePool;
     SimplePool<Point3> pointPool;
     std::array<double, 3> bboxMin{}, bboxMax{};  // world units; widened by createCalc
+    // Of triangles: the CCDs of cells that follow each other along the feature
+    // edges, the smaller one first; and those of them that lie along border edges.
+    std::vector<std::pair<uint64, uint64>> vFeatureEdges, vBorderEdges;
 
     // absSpacing, spacingFactor: see the fields. pName appears in messages.
     Cloud(const std::string& name, double absSpacing, double spacingFactor, bool bMelt, int numGrowSteps);
@@ -97,7 +102,16 @@ public:
     // angle, and the last neighbour has no say. 0 below three points.
     static double getMedianWedge(const std::vector<Point3>& vAxPlusNeigs);
 
+    // ---- Cloud_melt.cpp: triangles instead of scan points
+
+    // Everything up to the Bundles, one per sample in the order of Pixel, on a grid
+    // of cells of absSpacing. Equal positions are one corner; -0 equals 0.
+    // featureAngle: see Pixel::pixelAll. Without points it warns and leaves
+    // everything empty; a number of points that 3 does not divide fails an ASSEX.
+    void preparePixelsAndFeatures(double featureAngle);
+
 private:
+    void makeBundlesOfSamples();
     void makeBundles(const std::vector<RCDPoint>& vCells);
     void checkResolution() const;
 };

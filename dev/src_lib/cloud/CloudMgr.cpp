@@ -27,11 +27,15 @@ void mergeColors(const CodedBundle* first, const CodedBundle* last) {
 }  // namespace
 
 double CloudMgr::inputPointsViaMemory(std::vector<Point3>& vPoints, double absSpacing, double spacingFactor, bool bMelt,
-                                      double /*featureAngle*/, bool bSmooth, Calc* pCalc, int numGrowSteps) {
+                                      double featureAngle, bool bSmooth, Calc* pCalc, int numGrowSteps) {
     vClouds.push_back(std::make_unique<Cloud>("inputPointsViaMemory", absSpacing, spacingFactor, bMelt, numGrowSteps));
     Cloud& cloud = *vClouds.back();
     cloud.setPoints(vPoints);
-    cloud.prepareScanPoints(bSmooth, pCalc);
+    if (bMelt) {
+        cloud.preparePixelsAndFeatures(featureAngle);
+    } else {
+        cloud.prepareScanPoints(bSmooth, pCalc);
+    }
     return cloud.getEstimatedSpacing();
 }
 

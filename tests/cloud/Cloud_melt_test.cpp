@@ -1,0 +1,121 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+
+#include "cloud/CloudMgr.h"
+#include "frame/Progress.h"
+#include "grid/Calc.h"
+#include "support/capture.h"
+#include "support/shapes.h"
+#include "support/threads.h"
+
+using namespace QUOR_ZEF;
+using zef_test::failsWith;
+using zef_test::printedText;
+
+namespace {
+
+// The corners of the triangles, each with a position of its own.
+std::vector<Point3> soupOf(const zef_test::Shape& shape) {
+    std::vector<Point3> vCorners;
+    for (const std::uint32_t i : shape.triples) vCorners.push_back(shape.vertices[i]);
+    return vCorners;
+}
+
+// From the origin, of size 8; every other 0 of a coordinate is negative.
+std::vector<Point3> boxSoup() {
+    std::vector<Point3> vCorners;
+    int numZeros = 0;
+    const auto coordinate = [&](int bit) { return bit ? 8.0 : ++numZeros % 2 ? 0.0 : -0.0; };
+    for (const int i :
+         {0, 1, 3, 0, 3, 2, 4, 6, 7, 4, 7, 5, 0, 4, 5, 0, 5, 1, 2, 3, 7, 2, 7, 6, 0, 2, 6, 0, 6, 4, 1, 5, 7, 1, 7, 3}) {
+        const double x = coordinate(i & 4), y = coordinate(i & 2);
+        vCorners.emplace_back(x, y, coordinate(i & 1));
+    }
+    return vCorners;
+}
+
+void planMelt() {
+    planProgress("test", {{"dih2e", 1},
+                          {"reo", 1},
+                          {"rFins", 1},
+                          {"feate", 1},
+                          {"nfeate", 1},
+                          {"ar4", 1},
+                          {"oifc", 1},
+                          {"mandiffe", 1},
+                          {"mandiffa", 1}});
+}
+
+double input(CloudMgr& cloudMgr, std::vector<Point3> vCorners, double spacing, double featureAngle) {
+    planMelt();
+    return cloudMgr.inputPointsViaMemory(vCorners, spacing, -1.0, true, featureAngle, false, nullptr, -1);
+}
+
+}  // namespace
+
+TEST(CloudMelt, equalPositionsAreOneCornerWhateverTheSignOfZero) {
+    CloudMgr cloudMgr;
+    EXPECT_EQ(input(cloudMgr, boxSoup(), 0.7, 45.0), -1.0);
+    const Cloud& cloud = *cloudMgr.getClouds().front();
+    EXPECT_EQ(cloud.usedSpacing, 0.7);
+    EXPECT_TRUE(cloud.vBorderEdges.empty());
+    // Twelve edges, each of 11 steps or, where it ends behind a border, one more.
+    EXPECT_GE(cloud.vFeatureEdges.size(), 12u * 11u);
+    EXPECT_LE(cloud.vFeatureEdges.size(), 12u * 12u);
+}
+
+TEST(CloudMelt, positionsThatDifferByTheLastBitStayApart) {
+    std::vector<Point3> vCorners = boxSoup();
+    vCorners[1].pz = std::nextafter(8.0, 9.0);
+    CloudMgr cloudMgr;
+    input(cloudMgr, vCorners, 0.7, 361.0);
+    EXPECT_FALSE(cloudMgr.getClouds().front()->vBorderEdges.empty());
+}
+
+TEST(CloudMelt, makesOneBundlePerSampleInACellOfItsOwn) {
+    CloudMgr cloudMgr;
+    input(cloudMgr, soupOf(zef_test::icosphere(3, 10.0)), 0.5, 45.0);
+    const Cloud& cloud = *cloudMgr.getClouds().front();
+    ASSERT_EQ(cloud.vBundles.size(), cloud.vPoints.size());
+    std::set<uint64> sCells;
+    for (std::size_t i = 0; i < cloud.vBundles.size(); ++i) {
+        const Bundle& bundle = *cloud.vBundles[i];
+        EXPECT_EQ(bundle.pPoint, &cloud.vPoints[i]);
+        EXPECT_EQ(bundle.ccd, cloud.getCalc()->getCCD(*bundle.pPoint));
+        EXPECT_TRUE(sCells.insert(bundle.ccd).second);
+        // The triangles lie up to 0.11 inside the sphere of their corners, and a
+        // sample within the diagonal of a cell of them.
+        EXPECT_NEAR((*bundle.pPoint - Point3()).length(), 10.0, 0.11 + 0.87);
+    }
+    EXPECT_NEAR(static_cast<double>(sCells.size()), 4.0 * M_PI * 100.0 / 0.25 * 1.4, 1000.0);
+}
+
+TEST(CloudMelt, resultDoesNotDependOnTheNumberOfThreads) {
+    const auto samplesWith = [](unsigned numThreads) {
+        const ThreadCount threads(numThreads);
+        CloudMgr cloudMgr;
+        input(cloudMgr, soupOf(zef_test::icosphere(5, 10.0)), 0.2, 2.0);
+        std::vector<double> vOut;
+        for (const Point3& p : cloudMgr.getClouds().front()->vPoints) vOut.insert(vOut.end(), {p.px, p.py, p.pz});
+        return vOut;
+    };
+    const std::vector<double> vExpected = samplesWith(1);
+    EXPECT_GT(vExpected.size(), 100'000u);
+    EXPECT_TRUE(samplesWith(2) == vExpected);
+    EXPECT_TRUE(samplesWith(16) == vExpected);
+}
+
+TEST(CloudMelt, saysWhatIsWrongWithItsInput) {
+    CloudMgr cloudMgr;
+    const std::string text = printedText([&] { input(cloudMgr, {}, 1.0, 45.0); });
+    EXPECT_NE(text.find("Nothing to do for cloud inputPointsViaMemory"), std::string::npos) << text;
+    EXPECT_EQ(cloudMgr.getClouds().front()->getCalc(), nullptr);
+    EXPECT_TRUE(failsWith("usedSpacing>0", [&] { input(cloudMgr, boxSoup(), -1.0, 45.0); }));
+    std::vector<Point3> vOneTooMany = boxSoup();
+    vOneTooMany.emplace_back(1, 2, 3);
+    EXPECT_TRUE(failsWith("vTriangleCorners.size()%3==0", [&] { input(cloudMgr, vOneTooMany, 1.0, 45.0); }));
+    Cloud scan("scan", 1.0, -1.0, false, -1);
+    EXPECT_TRUE(failsWith("bMelt", [&] { scan.preparePixelsAndFeatures(45.0); }));
+}
