@@ -73,6 +73,23 @@ ZEF_API void printVersion();
 ZEF_API bool isPure();
 ZEF_API bool isRelease();
 
+// ---- from triangles to a mesh, or back to points
+//
+// vPoints: triangle corners, three to a triangle, in any order and orientation;
+// they may overlap, repeat and not fit together. Not changed; triangles with a
+// corner that is not finite are left out with one warning. absSpacing: edge of a
+// grid cell, in their unit of length. featureAngle: degrees; edges whose triangles
+// meet at that angle or more, between the normals, stay sharp; 361 for none.
+// Throws as above, also for a number of corners that is no multiple of three.
+
+// The surface of the triangles as one mesh with vertices at about that distance;
+// null with a message if there is nothing to mesh.
+ZEF_API std::shared_ptr<Mesh> melt(std::vector<Point3>& vPoints, double absSpacing, double featureAngle);
+
+// Appends to vOut one point of the surface for each grid cell that it touches, in
+// a fixed order. vOut must not be vPoints.
+ZEF_API void toCloud(std::vector<Point3>& vPoints, double absSpacing, double featureAngle, std::vector<Point3>& vOut);
+
 // The spacing of the surface samples, in the cloud's unit of length, as the grid of
 // reconstruct_auto with factor 1 would use it; -1 for a cloud without finite points,
 // which is told on standard output. A cloud whose points all coincide throws

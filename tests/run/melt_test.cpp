@@ -1,0 +1,115 @@
+// Triangle soup through the grid and back, over the public interface.
+
+#include <gtest/gtest.h>
+#include <zef/zef.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "support/capture.h"
+#include "support/shapes.h"
+#include "support/threads.h"
+
+using namespace QUOR_ZEF;
+
+namespace {
+
+std::vector<Point3> cornersOf(const zef_test::Shape& shape) {
+    std::vector<Point3> vCorners;
+    for (const std::uint32_t i : shape.triples) vCorners.push_back(shape.vertices[i]);
+    return vCorners;
+}
+
+// The box from low to high as twelve triangles without common vertices.
+std::vector<Point3> boxCorners(const Point3& low, const Point3& high) {
+    const auto corner = [&](int i) {
+        return Point3(i & 1 ? high.px : low.px, i & 2 ? high.py : low.py, i & 4 ? high.pz : low.pz);
+    };
+    const int quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4}, {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
+    std::vector<Point3> vCorners;
+    for (const auto& quad : quads) {
+        for (const int i : {0, 1, 2, 0, 2, 3}) vCorners.push_back(corner(quad[i]));
+    }
+    return vCorners;
+}
+
+double distanceToBox(const Point3& p, double half) {
+    const double m = std::max({std::abs(p.px), std::abs(p.py), std::abs(p.pz)});
+    return std::abs(m - half);
+}
+
+std::vector<Point3> verticesOf(const Mesh& mesh) {
+    std::vector<Point3*> vPointers;
+    mesh.getPoints(vPointers);
+    std::vector<Point3> vPoints;
+    for (const Point3* p : vPointers) vPoints.push_back(*p);
+    return vPoints;
+}
+
+}  // namespace
+
+TEST(Melt, closedSoupComesOutAsOneClosedBody) {
+    std::vector<Point3> vTorus = cornersOf(zef_test::torus(120, 60, 1.0, 0.4));
+    const std::shared_ptr<Mesh> pMesh = melt(vTorus, 0.03, 361.0);
+    ASSERT_TRUE(pMesh);
+    ManifoldReport manifold;
+    makeManifold(pMesh, manifold);
+    const MeshReport report = checkMesh(*pMesh);
+    EXPECT_EQ(report.euler, 0);
+    EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented);
+    EXPECT_NEAR(report.volume, 2 * M_PI * M_PI * 0.16, 0.02 * 3.158);
+    for (const Point3& p : verticesOf(*pMesh)) {
+        const double ring = std::sqrt(p.px * p.px + p.py * p.py) - 1.0;
+        EXPECT_NEAR(std::sqrt(ring * ring + p.pz * p.pz), 0.4, 0.03);
+    }
+}
+
+TEST(Melt, sharpEdgesOfABoxStaySharp) {
+    std::vector<Point3> vBox = boxCorners({-1, -1, -1}, {1, 1, 1});
+    const double spacing = 0.0501;
+    const std::shared_ptr<Mesh> pMesh = melt(vBox, spacing, 45.0);
+    ASSERT_TRUE(pMesh);
+    const std::vector<Point3> vVertices = verticesOf(*pMesh);
+    int numOnEdges = 0;
+    for (const Point3& p : vVertices) {
+        EXPECT_LT(distanceToBox(p, 1.0), 0.6 * spacing);
+        const int numAtFace = (std::abs(std::abs(p.px) - 1) < 1e-9) + (std::abs(std::abs(p.py) - 1) < 1e-9) +
+                              (std::abs(std::abs(p.pz) - 1) < 1e-9);
+        numOnEdges += numAtFace >= 2;
+    }
+    // Twelve edges of length 2.
+    EXPECT_GT(numOnEdges, 0.8 * 12 * 2 / spacing);
+}
+
+TEST(ToCloud, appendsOneSamplePerTouchedCell) {
+    std::vector<Point3> vBox = boxCorners({-1, -1, -1}, {1, 1, 1});
+    std::vector<Point3> vOut = {{9, 9, 9}};
+    toCloud(vBox, 0.0501, 45.0, vOut);
+    EXPECT_EQ(vOut.front(), Point3(9, 9, 9));
+    const double cellsOfSurface = 24.0 / (0.0501 * 0.0501);
+    EXPECT_NEAR(static_cast<double>(vOut.size()), cellsOfSurface, 0.1 * cellsOfSurface);
+    for (std::size_t i = 1; i < vOut.size(); ++i) EXPECT_LT(distanceToBox(vOut[i], 1.0), 1e-9);
+    const std::vector<Point3> vExpected = vOut;
+    for (const unsigned numThreads : {1u, 16u}) {
+        const ThreadCount threads(numThreads);
+        std::vector<Point3> vAgain = {{9, 9, 9}};
+        toCloud(vBox, 0.0501, 45.0, vAgain);
+        EXPECT_EQ(vAgain, vExpected);
+    }
+}
+
+TEST(Melt, badInputIsRefusedAndEmptyInputSaysSo) {
+    std::vector<Point3> vNone;
+    std::shared_ptr<Mesh> pMesh;
+    EXPECT_NE(zef_test::printedText([&] { pMesh = melt(vNone, 1.0, 361.0); }).find("MELT: Nothing to do"),
+              std::string::npos);
+    EXPECT_FALSE(pMesh);
+    std::vector<Point3> vOut;
+    EXPECT_NE(zef_test::printedText([&] { toCloud(vNone, 1.0, 361.0, vOut); }).find("toCloud: Nothing to do"),
+              std::string::npos);
+    EXPECT_TRUE(vOut.empty());
+    std::vector<Point3> vBox = boxCorners({0, 0, 0}, {1, 1, 1});
+    EXPECT_TRUE(zef_test::failsWith("usedSpacing>0", [&] { melt(vBox, -1.0, 361.0); }));
+    vBox.pop_back();
+    zef_test::failureText([&] { melt(vBox, 0.1, 361.0); });
+}
