@@ -21,6 +21,8 @@ void addCommands(Commands& commands) {
     addInfo(commands);
     addSpacing(commands);
     addConvert(commands);
+    addReconstruct(commands);
+    addCheck(commands);
 }
 
 }  // namespace

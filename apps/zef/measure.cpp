@@ -17,6 +17,16 @@ bool isFinite(const Point3& p) {
     return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
 }
 
+void widen(Box& box, const Point3& p) {
+    if (!isFinite(p)) return;
+    const std::array<double, 3> coords{p.px, p.py, p.pz};
+    if (box.numFinite++ == 0) box.min = box.max = coords;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        box.min[axis] = std::min(box.min[axis], coords[axis]);
+        box.max[axis] = std::max(box.max[axis], coords[axis]);
+    }
+}
+
 void estimate(zef::Cloud& cloud, const std::vector<Point3>& vPoints) {
     zef::planProgress("measuring", {{"CL_eres", 1.0}});
     cloud.setPoints(vPoints);
@@ -38,23 +48,15 @@ double Box::longestSide() const {
     return std::max({size(0), size(1), size(2)});
 }
 
-double Box::largest() const {
-    double value = 0.0;
-    for (std::size_t axis = 0; axis < 3; ++axis) value = std::max({value, std::abs(min[axis]), std::abs(max[axis])});
-    return value;
-}
-
 Box measureBox(const std::vector<Point3>& vPoints) {
     Box box;
-    for (const Point3& p : vPoints) {
-        if (!isFinite(p)) continue;
-        const std::array<double, 3> coords{p.px, p.py, p.pz};
-        if (box.numFinite++ == 0) box.min = box.max = coords;
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            box.min[axis] = std::min(box.min[axis], coords[axis]);
-            box.max[axis] = std::max(box.max[axis], coords[axis]);
-        }
-    }
+    for (const Point3& p : vPoints) widen(box, p);
+    return box;
+}
+
+Box measureBox(const std::vector<Point3*>& vPoints) {
+    Box box;
+    for (const Point3* pPoint : vPoints) widen(box, *pPoint);
     return box;
 }
 

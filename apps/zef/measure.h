@@ -13,8 +13,6 @@ struct Box {
 
     double size(std::size_t axis) const { return max[axis] - min[axis]; }
     double longestSide() const;
-    // The largest coordinate without its sign.
-    double largest() const;
 };
 
 struct Spacing {
@@ -23,6 +21,7 @@ struct Spacing {
 };
 
 Box measureBox(const std::vector<zef::Point3>& vPoints);
+Box measureBox(const std::vector<zef::Point3*>& vPoints);
 
 // Finite points that stand where another one of lower index stands.
 std::uint64_t countDuplicates(const std::vector<zef::Point3>& vPoints);

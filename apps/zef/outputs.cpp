@@ -9,9 +9,7 @@
 #include <string_view>
 
 #include "failures.h"
-#include "measure.h"
 #include "numbers.h"
-#include "zef/exceptions.h"
 
 namespace fs = std::filesystem;
 
@@ -108,6 +106,16 @@ std::array<double, 3> middleOffset(const Box& box) {
     return offset;
 }
 
+double largestCoordinate(const Box& box, const std::array<double, 3>& offset) {
+    double largest = 0.0;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (const double bound : {box.min[axis], box.max[axis]}) {
+            largest = std::max(largest, std::abs(bound - offset[axis]));
+        }
+    }
+    return largest;
+}
+
 std::string offsetText(const std::array<double, 3>& offset) {
     return shortestText(offset[0]) + " " + shortestText(offset[1]) + " " + shortestText(offset[2]);
 }
@@ -145,31 +153,27 @@ std::vector<std::string> Shift::comments() const {
     return {"offset " + offsetText(offset)};
 }
 
-Shift shiftPoints(Session& session, const OutputOptions& output, std::vector<zef::Point3>& vPoints) {
+Shift chooseShift(Session& session, const OutputOptions& output, const Box& box) {
     Shift shift;
     if (output.shift.empty()) return shift;
     shift.bShifted = true;
-    if (!parseShift(output.shift, shift.offset)) shift.offset = middleOffset(measureBox(vPoints));
-    for (zef::Point3& p : vPoints) {
-        p.set(p.px - shift.offset[0], p.py - shift.offset[1], p.pz - shift.offset[2]);
-    }
+    if (!parseShift(output.shift, shift.offset)) shift.offset = middleOffset(box);
     session.report.add("shift", "shift taken away", shift.offset, offsetText(shift.offset));
     return shift;
 }
 
-void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints, double spacing) {
+void subtract(const Shift& shift, std::vector<zef::Point3>& vPoints) {
+    if (!shift.bShifted) return;
+    for (zef::Point3& p : vPoints) {
+        p.set(p.px - shift.offset[0], p.py - shift.offset[1], p.pz - shift.offset[2]);
+    }
+}
+
+void warnOfRounding(Session& session, const Box& box, const Shift& shift, double spacing) {
     constexpr double halfStep = 1.0 / (1 << 24);  // of the float next to 1
     constexpr double largestPart = 0.01;          // of the spacing
-    const double rounding = measureBox(vPoints).largest() * halfStep;
+    const double rounding = largestCoordinate(box, shift.offset) * halfStep;
     if (!(spacing > 0.0) || rounding <= largestPart * spacing) return;
     session.warn("coordinates of this size lose up to " + numberText(rounding) + " in single precision, " +
                  numberText(100.0 * rounding / spacing) + " % of the spacing: use --double or --shift auto");
-}
-
-void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints) {
-    try {
-        warnOfRounding(session, vPoints, measureSpacing(vPoints));
-    } catch (const zef::ZefBugException&) {
-        // A cloud without a spacing has no detail to lose.
-    }
 }

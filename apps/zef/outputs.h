@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Session.h"
+#include "measure.h"
 #include "options.h"
 #include "zef/Point3.h"
 
@@ -25,10 +26,10 @@ struct Shift {
     std::vector<std::string> comments() const;
 };
 
-// Subtracts what the options ask for from all points, and reports it.
-Shift shiftPoints(Session& session, const OutputOptions& output, std::vector<zef::Point3>& vPoints);
+// What the options ask for, for points in this box; reports it.
+Shift chooseShift(Session& session, const OutputOptions& output, const Box& box);
 
-// Warns if floats would move the points by more than a hundredth of the spacing.
-// Without a spacing it is measured first.
-void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints, double spacing);
-void warnOfRounding(Session& session, const std::vector<zef::Point3>& vPoints);
+void subtract(const Shift& shift, std::vector<zef::Point3>& vPoints);
+
+// Warns if floats would move shifted points by more than a hundredth of the spacing.
+void warnOfRounding(Session& session, const Box& box, const Shift& shift, double spacing);

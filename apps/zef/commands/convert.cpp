@@ -2,7 +2,11 @@
 #include "failures.h"
 #include "inputs.h"
 #include "io/saveCloud.h"
+#include "measure.h"
+#include "meshes.h"
 #include "outputs.h"
+#include "zef/Mesh.h"
+#include "zef/exceptions.h"
 
 namespace {
 
@@ -12,17 +16,52 @@ struct ConvertOptions {
     TalkOptions talk;
 };
 
-int runConvert(const ConvertOptions& options, Session& session) {
-    if (!zef::isCloudName(options.output.path)) throw UsageFailure(options.output.path + ": no known format");
-    checkOutput(options.output, {options.path});
-    std::vector<zef::Point3> vPoints = readPoints(session, {options.path});
+// Only for the warning: a cloud without a spacing has no detail to lose.
+double spacingOrZero(const std::vector<zef::Point3>& vPoints) {
+    try {
+        return measureSpacing(vPoints);
+    } catch (const zef::ZefBugException&) {
+        return 0.0;
+    }
+}
+
+void convertCloud(const ConvertOptions& options, Session& session, std::vector<zef::Point3> vPoints) {
+    const std::string& path = options.output.path;
+    if (!zef::isCloudName(path)) throw Failure(path + ": that format needs triangles, and there are only points");
     session.report.addCount("points", "points", vPoints.size());
-    const Shift shift = shiftPoints(session, options.output, vPoints);
+    const Box box = measureBox(vPoints);
+    const Shift shift = chooseShift(session, options.output, box);
     const zef::SaveOptions save{options.output.bDouble, shift.comments()};
-    if (zef::narrowsCloud(options.output.path, save)) warnOfRounding(session, vPoints);
-    session.step("writing " + options.output.path);
+    if (zef::narrowsCloud(path, save)) warnOfRounding(session, box, shift, spacingOrZero(vPoints));
+    subtract(shift, vPoints);
+    session.step("writing " + path);
     std::string error;
-    if (!zef::saveCloud(options.output.path, vPoints, save, error)) throw Failure(options.output.path + ": " + error);
+    if (!zef::saveCloud(path, vPoints, save, error)) throw Failure(path + ": " + error);
+}
+
+void convertMesh(const ConvertOptions& options, Session& session) {
+    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(session, options.path);
+    std::vector<zef::Point3*> vVertices;
+    pMesh->getPoints(vVertices);
+    session.report.addCount("vertices", "vertices", vVertices.size());
+    session.report.addCount("triangles", "triangles", pMesh->getNumT());
+    const Box box = measureBox(vVertices);
+    const Shift shift = chooseShift(session, options.output, box);
+    if (narrowsMesh(options.output)) warnOfRounding(session, box, shift, pMesh->getAverageEdgeLength());
+    writeMeshFile(session, options.output, shift, pMesh);
+}
+
+int runConvert(const ConvertOptions& options, Session& session) {
+    const std::string& out = options.output.path;
+    if (!zef::isCloudName(out) && !isMeshName(out)) throw UsageFailure(out + ": no known format");
+    checkOutput(options.output, {options.path});
+    zef::CloudFile file = readCloud(session, options.path);
+    if (file.kind != zef::CloudFile::Kind::POINTS && isMeshName(out)) {
+        file = {};
+        convertMesh(options, session);
+    } else {
+        convertCloud(options, session, std::move(file.vPoints));
+    }
     return EXIT_DONE;
 }
 
@@ -30,7 +69,7 @@ int runConvert(const ConvertOptions& options, Session& session) {
 
 void addConvert(Commands& commands) {
     auto pOptions = std::make_shared<ConvertOptions>();
-    CLI::App& command = *commands.app.add_subcommand("convert", "Write a cloud in another format");
+    CLI::App& command = *commands.app.add_subcommand("convert", "Write a cloud or a mesh in another format");
     command.add_option("IN", pOptions->path, "A file of points or triangles")->required();
     addOutputOptions(command, pOptions->output, true);
     addTalkOptions(command, pOptions->talk);

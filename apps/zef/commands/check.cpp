@@ -1,0 +1,67 @@
+#include <cmath>
+
+#include "commands/commands.h"
+#include "failures.h"
+#include "meshes.h"
+#include "topology.h"
+#include "zef/Mesh.h"
+#include "zef/meshCheck.h"
+
+namespace {
+
+struct CheckOptions {
+    std::string path;
+    TalkOptions talk;
+};
+
+// The largest components tell the most; meshes of scans have thousands.
+constexpr std::size_t numShownComponents = 10;
+
+void reportComponents(Report& report, const zef::MeshReport& topology) {
+    const std::vector<zef::MeshComponent>& vComponents = topology.vComponents;
+    for (std::size_t i = 0; i < std::min(vComponents.size(), numShownComponents); ++i) {
+        const zef::MeshComponent& component = vComponents[i];
+        const std::string genus = component.genus < 0 ? "no genus" : "genus " + std::to_string(component.genus);
+        report.addText("", "  component " + std::to_string(i + 1),
+                       countText(component.numTriangles) + " triangles, " + countText(component.numBorderLoops) +
+                           " border loops, Euler number " + std::to_string(component.euler) + ", " + genus);
+    }
+    if (vComponents.size() > numShownComponents) {
+        report.addText("", "  and further", countText(vComponents.size() - numShownComponents) + " components");
+    }
+}
+
+int runCheck(const CheckOptions& options, Session& session) {
+    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(session, options.path);
+    session.step("checking");
+    const zef::MeshReport topology = zef::checkMesh(*pMesh);
+    Report& report = session.report;
+    report.addCount("vertices", "vertices", topology.numVertices);
+    report.addCount("triangles", "triangles", topology.numTriangles);
+    reportBorders(report, topology);
+    report.addCount("components", "components", topology.numComponents);
+    report.addCount("non_manifold_vertices", "non-manifold vertices", topology.numNonManifoldVertices);
+    report.addCount("orientation_conflicts", "orientation conflicts", topology.numOrientationConflicts);
+    report.addCount("degenerate_triangles", "degenerate triangles", topology.numDegenerateTriangles);
+    report.addCount("duplicate_triangles", "duplicate triangles", topology.numDuplicateTriangles);
+    report.add("euler", "Euler number", topology.euler, std::to_string(topology.euler));
+    report.addNumber("area", "area", topology.area);
+    report.addNumber("volume", "volume", topology.volume);
+    report.addFlag("closed", "closed", topology.bClosed);
+    report.addFlag("manifold", "manifold", topology.bManifold);
+    report.addFlag("oriented", "oriented", topology.bOriented);
+    report.add("component_list", "", componentList(topology), "");
+    reportComponents(report, topology);
+    return topology.bClosed && topology.bManifold && topology.bOriented ? EXIT_DONE : EXIT_COULD_NOT;
+}
+
+}  // namespace
+
+void addCheck(Commands& commands) {
+    auto pOptions = std::make_shared<CheckOptions>();
+    CLI::App& command = *commands.app.add_subcommand(
+        "check", "Report the topology of a mesh; status 0 only if it is closed, manifold and oriented");
+    command.add_option("MESH", pOptions->path, "A file of triangles")->required();
+    addTalkOptions(command, pOptions->talk);
+    onRun(commands, command, pOptions, runCheck);
+}

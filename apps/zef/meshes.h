@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Session.h"
+#include "outputs.h"
+
+namespace QUOR_ZEF {
+class Mesh;
+}
+
+// Whether a mesh can be written under this name, by its ending.
+bool isMeshName(const std::string& path);
+
+// Whether it is written with single precision.
+bool narrowsMesh(const OutputOptions& output);
+
+// A mesh of a file. Throws Failure if there is none.
+std::shared_ptr<zef::Mesh> readMeshFile(Session& session, const std::string& path);
+
+// Throws Failure if the file cannot be written.
+void writeMeshFile(Session& session, const OutputOptions& output, const Shift& shift,
+                   const std::shared_ptr<zef::Mesh>& pMesh);

@@ -1,0 +1,27 @@
+#include "topology.h"
+
+using Json = nlohmann::ordered_json;
+
+void reportBorders(Report& report, const zef::MeshReport& topology) {
+    report.addCount("border_edges", "border edges", topology.numBorderEdges);
+    report.addCount("border_loops", "border loops", topology.numBorderLoops);
+    report.addCount("non_manifold_edges", "non-manifold edges", topology.numNonManifoldEdges);
+}
+
+Json componentList(const zef::MeshReport& topology) {
+    Json list = Json::array();
+    for (const zef::MeshComponent& component : topology.vComponents) {
+        list.push_back({{"triangles", component.numTriangles},
+                        {"vertices", component.numVertices},
+                        {"border_edges", component.numBorderEdges},
+                        {"border_loops", component.numBorderLoops},
+                        {"euler", component.euler},
+                        {"genus", component.genus < 0 ? Json(nullptr) : Json(component.genus)},
+                        {"closed", component.bClosed},
+                        {"manifold", component.bManifold},
+                        {"oriented", component.bOriented},
+                        {"area", component.area},
+                        {"volume", component.volume}});
+    }
+    return list;
+}

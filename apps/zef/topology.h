@@ -1,0 +1,12 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include "Report.h"
+#include "zef/meshCheck.h"
+
+// The lines that every report on a mesh has: borders and non-manifold edges.
+void reportBorders(Report& report, const zef::MeshReport& topology);
+
+// An object for each component, in the order of the report.
+nlohmann::ordered_json componentList(const zef::MeshReport& topology);
