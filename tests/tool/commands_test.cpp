@@ -228,3 +228,30 @@ TEST(ToolProgress, drawsNothingIntoAFile) {
     const TempFolder folder;
     EXPECT_EQ(runTool("info " + quoted(folder.put("sheet.xyz", sheetText()))).err, "");
 }
+
+TEST(ToolReconstruct, writesAMeshThatCheckCountsAlike) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("sheet.xyz", sheetText()));
+    const std::string out = quoted(folder.name("mesh.ply"));
+    const ToolRun run = runTool("reconstruct --json " + in + " -o " + out);
+    ASSERT_EQ(run.status, 0) << run.err;
+    const nlohmann::json report = run.report();
+    EXPECT_EQ(keysOf(report),
+              (std::set<std::string>{"points", "spacing", "cells", "vertices", "triangles", "border_edges",
+                                     "border_loops", "non_manifold_edges", "seconds_read", "seconds_reconstruct",
+                                     "seconds_write", "peak_bytes", "stages"}));
+    EXPECT_FALSE(report["stages"].empty());
+    const ToolRun check = runTool("check --json " + out);
+    EXPECT_EQ(check.status, 1) << "a sheet is open";
+    for (const char* const key : {"vertices", "triangles", "border_edges", "border_loops", "non_manifold_edges"}) {
+        EXPECT_EQ(check.report()[key], report[key]) << key;
+    }
+}
+
+TEST(ToolReconstruct, leavesNothingBehindWhenItFails) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("one.xyz", "1 2 3\n"));
+    EXPECT_EQ(runTool("reconstruct " + in + " -o " + quoted(folder.name("mesh.ply"))).status, 1);
+    EXPECT_EQ(runTool("reconstruct " + in + " -o " + quoted(folder.name("mesh.docx"))).status, 2);
+    EXPECT_EQ(folder.numFiles(), 1u);
+}
