@@ -20,6 +20,13 @@ class Smooth;
 // A cell with its sample.
 using RCDPoint = std::pair<uint64, Point3>;
 
+// A connected piece of filling, and which part of its border cells share a grid
+// corner with a border cell of the cloud; 1 if there are fewer than 10 of them.
+struct ZeroComponent {
+    double ratio;
+    std::vector<uint64> vCells;  // sorted
+};
+
 // One point set on its way from raw input to one Bundle per occupied cell.
 //
 // Scans: setPoints, then prepareScanPoints. Triangles: setPoints, then
@@ -30,6 +37,7 @@ using RCDPoint = std::pair<uint64, Point3>;
 class Cloud {
 public:
     int numGrowSteps;                // 0 or below: gaps stay open
+    bool bKeepBorders = false;       // gaps are filled without moving open borders
     std::string name;                // for messages
     double absSpacing;               // the cell size asked for, world units; 0 or below: measure it
     double spacingFactor;            // multiplier on the measured spacing
@@ -102,6 +110,24 @@ public:
     // angle, and the last neighbour has no say. 0 below three points.
     static double getMedianWedge(const std::vector<Point3>& vAxPlusNeigs);
 
+    // ---- Cloud_fill.cpp: the gaps
+
+    // Appends the cells that close gaps, with samples, ascending. vAllRmg: the cells of
+    // vRemainingRCDPoint; both sorted.
+    void fillGaps(const std::vector<uint64>& vAllRmg, std::vector<RCDPoint>& vRemainingRCDPoint) const;
+
+    // Appends to vOut what remains of the filling: its thick places are thinned, and
+    // components with a ratio below 0.3 are peeled from their rims as well. With bKeepBorders all
+    // are, and only what closes a hole remains, while nothing hangs in the open.
+    // vLocalArea, vLocalBorder: the cells of the cloud, sorted; emptied. vRCD2ZeroPoint:
+    // the filling; sorted. Lists that overlap or repeat a cell fail an ASSEX.
+    void pruneZeros(std::vector<uint64>& vLocalArea, std::vector<uint64>& vLocalBorder,
+                    std::vector<RCDPoint>& vRCD2ZeroPoint, std::vector<RCDPoint>& vOut) const;
+
+    // Appends the components of vZeroRCD by their smallest code. vLocalBorder: sorted.
+    void rateZeroComponents(const std::vector<uint64>& vZeroRCD, const std::vector<uint64>& vLocalBorder,
+                            std::vector<ZeroComponent>& vOut) const;
+
     // ---- Cloud_melt.cpp: triangles instead of scan points
 
     // Everything up to the Bundles, one per sample in the order of Pixel, on a grid
@@ -111,6 +137,8 @@ public:
     void preparePixelsAndFeatures(double featureAngle);
 
 private:
+    std::vector<uint64> findDoomedZeros(const std::vector<uint64>& vArBorZer, const std::vector<uint64>& vLocalBorder,
+                                        const std::vector<RCDPoint>& vRCD2ZeroPoint) const;
     void makeBundlesOfSamples();
     void makeBundles(const std::vector<RCDPoint>& vCells);
     void checkResolution() const;

@@ -30,6 +30,7 @@ double CloudMgr::inputPointsViaMemory(std::vector<Point3>& vPoints, double absSp
                                       double featureAngle, bool bSmooth, Calc* pCalc, int numGrowSteps) {
     vClouds.push_back(std::make_unique<Cloud>("inputPointsViaMemory", absSpacing, spacingFactor, bMelt, numGrowSteps));
     Cloud& cloud = *vClouds.back();
+    cloud.bKeepBorders = bKeepBorders;
     cloud.setPoints(vPoints);
     if (bMelt) {
         cloud.preparePixelsAndFeatures(featureAngle);

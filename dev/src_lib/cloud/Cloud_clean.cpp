@@ -65,6 +65,7 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>
     pruneBorders(vRemainingRCDPoint, vAllRCD, vAllRmg);
     keepListed(vAllRmg, vRemainingRCDPoint);
     ASSEX(vAllRmg.size()==vRemainingRCDPoint.size());
+    if (numGrowSteps > 0) fillGaps(vAllRmg, vRemainingRCDPoint);
     const Calc& calc = *pCalc;
     parallelTransform(vRemainingRCDPoint, vOut,
                       [&](const RCDPoint& pair) { return RCDPoint(calc.rcdToCcd(pair.first), pair.second); });

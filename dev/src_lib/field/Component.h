@@ -3,10 +3,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "field/ConnectionStruct.h"
+#include "field/CornerSmoother.h"
 #include "field/CornerStore.h"
 #include "field/Facet.h"
 #include "field/FacetIndex.h"
@@ -99,19 +101,27 @@ public:
 
     // ---- Component_grow.cpp: the signed distance
 
-    // Grows the field for up to numGrowSteps steps and sets vOut to the new
-    // points, sorted, one a cell. To be called once, on a merged Component.
+    // Grows the field for up to numGrowSteps steps (above 0, or an ASSEX fails) and
+    // sets vOut to the new points, sorted, one a cell. True. To be called once, on a
+    // merged Component.
     bool run(CodePoints& vOut);
-    // Sets up the corners of all facets, with distances on both sides of the seam.
-    void assignFirstDistances();
-    // The facets of a side up to depth steps from the seam, sorted and unique.
-    void getBorderStrip(const std::vector<Facet*>& vFacets, std::vector<Facet*>& vOut, int depth);
-    // Distances to the samples of the strip's cells, with this sign.
-    void assignDistancesToSideStrip(const std::vector<Facet*>& vStrip, double sign);
     // Adds one layer of corners. True if no two neighbours of opposite sign met.
     bool inflateOneStep2();
-    // Smooths the active corners, all at a time in each pass.
+    // Smooths the active corners, all at a time in each pass. Between calls corners may be
+    // created, but those that aren't active must stay as they are.
     void lowPass2(int numPasses, bool bUseWeights);
+
+    // ---- Component_strips.cpp: the first distances
+
+    // Sets up the corners of all facets, with distances on both sides of the seam.
+    void assignFirstDistances();
+    // The facets of a side, given in order, up to depth steps from the seam, sorted and unique.
+    void getBorderStrip(const std::vector<Facet*>& vFacets, std::vector<Facet*>& vOut, int depth);
+    // Distances to the samples of the cells of a strip, given in order, with this sign.
+    void assignDistancesToSideStrip(const std::vector<Facet*>& vStrip, double sign);
+
+    // ---- Component_zero.cpp: the zero level
+
     // Sets vOut to the mean crossing points of cells outside vCellRCD, sorted.
     void getZeroRCD(CodePoints& vOut);
 
@@ -144,6 +154,19 @@ private:
     // across its edges, and the neighbours of listed facets in their blocks.
     std::vector<std::array<std::uint32_t, 4>> vEdgeNeighbours;
     CubeNeighbours cube;
+
+    // Growth only.
+    bool hasSeam() const;
+    void layGrowthBox();
+    bool isInGrowthBox(uint64 rcc) const;
+    std::vector<uint64> getGrowthFront() const;
+    std::vector<std::uint32_t> getStripSeeds(const std::vector<Facet*>& vFacets) const;
+    void createStripCorners(const std::vector<uint64>& vLowerStripRCC, const std::vector<uint64>& vUpperStripRCC);
+    std::vector<const Point3*> getStripSamples(const std::vector<Facet*>& vStrip) const;
+    Point3 getCornerPosition(uint64 rcc) const;
+    Point3 getCrossing(const Corner& source, const Corner& target) const;
+
+    std::unique_ptr<CornerSmoother> pSmoother;  // made by the first lowPass2()
 };
 
 }  // namespace QUOR_ZEF

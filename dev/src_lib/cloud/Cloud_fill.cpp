@@ -1,0 +1,116 @@
+#include <algorithm>
+
+#include "cloud/Cloud.h"
+#include "field/Filler.h"
+#include "frame/tools.h"
+#include "grid/Calc.h"
+#include "grid/CellBlocks.h"
+#include "grid/RemoveDecider_RCD.h"
+#include "grid/codeSets.h"
+#include "parallel/sortMT.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr double lowContact = 0.3;    // fillings that touch the border of the cloud with less of their own
+constexpr std::size_t minRated = 10;  // border cells
+
+std::vector<uint64> codesOf(const std::vector<RCDPoint>& vRCDPoint) {
+    std::vector<uint64> vCodes;
+    vCodes.reserve(vRCDPoint.size());
+    for (const RCDPoint& pair : vRCDPoint) vCodes.push_back(pair.first);
+    return vCodes;
+}
+
+// The cells of the components for which bHarsh is right, ascending. A component's
+// cells see no cell of another one, so the decider may thin all these at once.
+template <class IsChosen>
+std::vector<uint64> cellsOf(const std::vector<ZeroComponent>& vComponents, const IsChosen& isChosen) {
+    std::vector<uint64> vCells;
+    for (const ZeroComponent& component : vComponents) {
+        if (isChosen(component)) vCells.insert(vCells.end(), component.vCells.begin(), component.vCells.end());
+    }
+    sortMT(vCells.begin(), vCells.end());
+    return vCells;
+}
+
+}  // namespace
+
+void Cloud::fillGaps(const std::vector<uint64>& vAllRmg, std::vector<RCDPoint>& vRemainingRCDPoint) const {
+    std::vector<uint64> vLocalArea, vLocalBorder;
+    RemoveDecider_RCD(&vAllRmg, pCalc.get()).classify(vLocalArea, vLocalBorder);
+    std::vector<RCDPoint> vRCD2ZeroPoint;
+    Filler(numGrowSteps, vLocalBorder, vLocalArea, vRemainingRCDPoint, pCalc.get()).fill(vRCD2ZeroPoint);
+    pruneZeros(vLocalArea, vLocalBorder, vRCD2ZeroPoint, vRemainingRCDPoint);
+}
+
+void Cloud::pruneZeros(std::vector<uint64>& vLocalArea, std::vector<uint64>& vLocalBorder,
+                       std::vector<RCDPoint>& vRCD2ZeroPoint, std::vector<RCDPoint>& vOut) const {
+    std::vector<uint64> vZeroRCD = codesOf(vRCD2ZeroPoint);
+    std::vector<uint64> vArBorZer = vLocalArea;
+    vArBorZer.insert(vArBorZer.end(), vLocalBorder.begin(), vLocalBorder.end());
+    vArBorZer.insert(vArBorZer.end(), vZeroRCD.begin(), vZeroRCD.end());
+    checkUnique(vRCD2ZeroPoint, "isUnique vRCD2ZeroPoint");
+    checkUnique(vLocalArea, "isUnique vLocalArea");
+    checkUnique(vLocalBorder, "isUnique vLocalBorder");
+    ASSEX(assert_disjoint(vLocalArea,vLocalBorder));
+    ASSEX(assert_disjoint(vLocalArea,vZeroRCD));
+    ASSEX(assert_disjoint(vLocalBorder,vZeroRCD));
+    ASSEX(vLocalArea.size()+vLocalBorder.size()+vZeroRCD.size()==vArBorZer.size());
+    sortMT(vArBorZer.begin(), vArBorZer.end());
+    sortStableByFirstMT(vRCD2ZeroPoint.begin(), vRCD2ZeroPoint.end());
+    vZeroRCD = codesOf(vRCD2ZeroPoint);
+    checkSorted(vZeroRCD, "vZeroRCD");
+    checkSorted(vRCD2ZeroPoint, "vRCD2ZeroPoint");
+    checkSorted(vArBorZer, "vArBorZer");
+
+    const std::vector<uint64> vDoomed = findDoomedZeros(vArBorZer, vLocalBorder, vRCD2ZeroPoint);
+    for (const RCDPoint& pair : vRCD2ZeroPoint) {
+        if (!containsCode(vDoomed, pair.first)) vOut.push_back(pair);
+    }
+    vLocalArea.clear();
+    vLocalBorder.clear();
+}
+
+std::vector<uint64> Cloud::findDoomedZeros(const std::vector<uint64>& vArBorZer,
+                                           const std::vector<uint64>& vLocalBorder,
+                                           const std::vector<RCDPoint>& vRCD2ZeroPoint) const {
+    std::vector<ZeroComponent> vComponents;
+    if (bKeepBorders) {
+        // What has no surface all round is peeled off down to the cells of the cloud.
+        vComponents.push_back({0.0, codesOf(vRCD2ZeroPoint)});
+    } else {
+        rateZeroComponents(codesOf(vRCD2ZeroPoint), vLocalBorder, vComponents);
+    }
+    RemoveDecider_RCD decider(&vArBorZer, pCalc.get());
+    std::vector<uint64> vKept, vDoomed;
+    for (const bool bKeepNoBorder : {false, true}) {
+        const auto isChosen = [&](const ZeroComponent& c) { return (c.ratio < lowContact) == bKeepNoBorder; };
+        const std::vector<uint64> vCandidates = cellsOf(vComponents, isChosen);
+        if (!vCandidates.empty()) decider.prune(vRCD2ZeroPoint, vCandidates, vKept, vDoomed, bKeepNoBorder, false);
+    }
+    return vDoomed;
+}
+
+void Cloud::rateZeroComponents(const std::vector<uint64>& vZeroRCD, const std::vector<uint64>& vLocalBorder,
+                               std::vector<ZeroComponent>& vOut) const {
+    // Cells share a corner if one lies in the block of the other.
+    const CellBlocks_RCD border(vLocalBorder);
+    std::vector<std::vector<uint64>> vGroups;
+    createCC_RCD(vZeroRCD, vGroups);
+    for (std::vector<uint64>& vGroup : vGroups) {
+        std::vector<uint64> vArea, vRim;
+        RemoveDecider_RCD(&vGroup, pCalc.get()).classify(vArea, vRim);
+        double ratio = 1.0;
+        if (vRim.size() >= minRated) {
+            const auto numTouching = std::count_if(vRim.begin(), vRim.end(), [&](uint64 rcd) {
+                return (border.maskListed27(rcd) & ~blockCentreBit) != 0;
+            });
+            ratio = static_cast<double>(numTouching) / static_cast<double>(vRim.size());
+        }
+        vOut.push_back({ratio, std::move(vGroup)});
+    }
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,197 @@
+#include <algorithm>
+#include <cmath>
+
+#include "field/Component.h"
+#include "frame/tools.h"
+#include "grid/codeSets.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr int boxMargin = 30;      // cells
+constexpr int numSureSteps = 6;    // further steps may be the last
+constexpr int numSmoothings = 20;  // after each step
+constexpr double growLimit = 4.0;  // |val| of a source of growth stays below this, in cells
+constexpr std::size_t minChunk = 1'000;
+
+// A test with an else branch: a coordinate that lowers the minimum is not held
+// against the maximum, so the maximum of a single cell is 0.
+void extend(int& min, int& max, uint64 coordinate) {
+    const int c = static_cast<int>(coordinate);
+    if (c < min) {
+        min = c;
+    } else if (c > max) {
+        max = c;
+    }
+}
+
+bool isWithin(uint64 coordinate, int min, int max) {
+    const int c = static_cast<int>(coordinate);
+    return min <= c && c <= max;
+}
+
+// The val and weight of a corner that growth reached.
+struct Inflated {
+    float val = unassigned;
+    float weight = unassigned;
+    float sumWeight = 1.0F;  // of all neighbours, in a conflict
+    bool bConflict = false;  // it lies between corners of both signs
+};
+
+// The neighbour nearest to the surface lends its weight, and its val one cell farther out.
+struct Inflation {
+    const std::vector<Corner*>& vCorners;
+    float cellSize;
+
+    Inflated operator()(const Corner& corner) const {
+        float bestAbs = unassigned, bestVal = unassigned, bestWeight = unassigned;
+        for (const std::int32_t neig : corner.neigs) {
+            if (neig < 0) break;
+            const Corner& n = *vCorners[static_cast<std::size_t>(neig)];
+            if (!n.isAssigned()) continue;
+            // Only the nearest so far is compared.
+            const bool bBest = bestVal != unassigned;
+            if (bBest && ((n.val < 0 && bestVal > 0) || (n.val > 0 && bestVal < 0))) return between(corner);
+            if (n.val == 0 || std::abs(n.val) >= bestAbs) continue;
+            bestAbs = std::abs(n.val);
+            bestVal = n.val;
+            bestWeight = n.weight;
+        }
+        if (bestVal == unassigned) return {};
+        return {bestVal > 0 ? bestVal + cellSize : bestVal - cellSize, bestWeight};
+    }
+
+    // The mean of all neighbours that have a val.
+    Inflated between(const Corner& corner) const {
+        float sum = 0.0F, sumWeight = 0.0F;
+        int numNeigs = 0;
+        for (const std::int32_t neig : corner.neigs) {
+            if (neig < 0) break;
+            ++numNeigs;
+            const Corner& n = *vCorners[static_cast<std::size_t>(neig)];
+            if (!n.isAssigned()) continue;
+            sum += n.weight * n.val;
+            sumWeight += n.weight;
+        }
+        if (sum == 0.0F) sum = smallestVal;
+        return {sum / sumWeight, sumWeight / static_cast<float>(numNeigs), sumWeight, true};
+    }
+};
+
+}  // namespace
+
+bool Component::run(CodePoints& vOut) {
+    ASSEX(numGrowSteps>0);
+    vOut.clear();
+    // A field of one sign has no zero level.
+    if (!hasSeam()) return true;
+    layGrowthBox();
+    assignFirstDistances();
+    for (int i = 0; i < numGrowSteps; ++i) {
+        const bool bQuiet = inflateOneStep2();
+        lowPass2(numSmoothings, true);
+        if (bQuiet && i >= numSureSteps) break;
+    }
+    getZeroRCD(vOut);
+    return true;
+}
+
+// True if cells with an unlabelled facet have facets of both sides, from which strips begin.
+bool Component::hasSeam() const {
+    bool bLower = false, bUpper = false;
+    for (std::size_t i = 0; i < vVisibleFacets.size();) {
+        const std::size_t first = i;
+        bool bNone = false, bCellLower = false, bCellUpper = false;
+        for (; i < vVisibleFacets.size() && vVisibleFacets[i].rcd == vVisibleFacets[first].rcd; ++i) {
+            bNone = bNone || vVisibleFacets[i].component < 0;
+            bCellLower = bCellLower || vVisibleFacets[i].component == 0;
+            bCellUpper = bCellUpper || vVisibleFacets[i].component == 1;
+        }
+        bLower = bLower || (bNone && bCellLower);
+        bUpper = bUpper || (bNone && bCellUpper);
+        if (bLower && bUpper) return true;
+    }
+    return false;
+}
+
+void Component::layGrowthBox() {
+    for (const uint64 rcd : vCellRCD) {
+        const GridCoords c = unpackRCD(rcd);
+        extend(minX, maxX, c.x);
+        extend(minY, maxY, c.y);
+        extend(minZ, maxZ, c.z);
+    }
+    for (int* const pMax : {&maxX, &maxY, &maxZ}) *pMax += boxMargin;
+    for (int* const pMin : {&minX, &minY, &minZ}) *pMin = std::max(*pMin - boxMargin, 0);
+}
+
+bool Component::isInGrowthBox(uint64 rcc) const {
+    const GridCoords c = unpackRCD(rcc);
+    return isWithin(c.x, minX, maxX) && isWithin(c.y, minY, maxY) && isWithin(c.z, minZ, maxZ);
+}
+
+// The grid neighbours, not in the store yet, of the corners from which the field
+// grows; they may lie one layer outside the box. Sorted, unique.
+std::vector<uint64> Component::getGrowthFront() const {
+    const float limit = static_cast<float>(growLimit * static_cast<double>(cellSize));
+    std::vector<uint64> vSources;
+    cornerStore.getGrowRCC(static_cast<double>(limit), vSources);
+    const auto vMissing =
+        parallelChunkResults<std::vector<uint64>>(vSources.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<uint64> v;
+            for (std::size_t i = begin; i < end; ++i) {
+                const uint64 rcc = vSources[i];
+                if (!isInGrowthBox(rcc)) continue;
+                for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
+                    if (!cornerStore.hasCorner(rcc - step)) v.push_back(rcc - step);
+                    if (!cornerStore.hasCorner(rcc + step)) v.push_back(rcc + step);
+                }
+            }
+            return v;
+        });
+    std::vector<uint64> vFront;
+    for (const std::vector<uint64>& v : vMissing) vFront.insert(vFront.end(), v.begin(), v.end());
+    sortUniqueMT(vFront);
+    return vFront;
+}
+
+bool Component::inflateOneStep2() {
+    std::vector<Corner*> vNew;
+    for (const uint64 rcc : getGrowthFront()) {
+        Corner* const pNewCorner = cornerStore.createCorner(rcc);
+        ASSEX(pNewCorner->val==3.402823466e+38F && pNewCorner->weight==3.402823466e+38F);
+        vNew.push_back(pNewCorner);
+    }
+    // The corners of a step do not see each other's vals.
+    const Inflation inflation{cornerStore.vCorners, cellSize};
+    std::vector<Inflated> vInflated(vNew.size());
+    parallelChunks(vNew.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) vInflated[i] = inflation(*vNew[i]);
+    });
+    bool bQuiet = true;
+    for (std::size_t i = 0; i < vNew.size(); ++i) {
+        const float assignVal = vInflated[i].val, assignWeight = vInflated[i].weight;
+        const float sumWeight = vInflated[i].sumWeight;
+        ASSEX(sumWeight>0);
+        ASSEX(assignVal!=3.402823466e+38F);
+        ASSEX(assignWeight!=3.402823466e+38F);
+        ASSEX(assignVal!=0);
+        vNew[i]->val = assignVal;
+        vNew[i]->weight = assignWeight;
+        vNew[i]->state = ST_INFLATED;
+        bQuiet = bQuiet && !vInflated[i].bConflict;
+    }
+    return bQuiet;
+}
+
+void Component::lowPass2(int numPasses, bool bUseWeights) {
+    if (!pSmoother || pSmoother->bUseWeights != bUseWeights) {
+        pSmoother = std::make_unique<CornerSmoother>(bUseWeights, maxBorderVal);
+    }
+    pSmoother->smooth(cornerStore, numPasses);
+}
+
+}  // namespace QUOR_ZEF

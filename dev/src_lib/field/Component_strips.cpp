@@ -1,0 +1,197 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <iostream>
+
+#include "field/Component.h"
+#include "frame/tools.h"
+#include "grid/codeSets.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr int stripDepth = 5;  // steps across edges of facets
+constexpr float borderWeight = 0.3F;
+constexpr float noDistanceWeight = 0.5F;
+constexpr float cleanWeight = 1.0F;
+constexpr std::size_t minChunk = 1'000;
+
+using CornerDistance = std::pair<uint64, float>;
+
+// The corners of the listed facets, sorted, unique.
+std::vector<uint64> cornersOf(const std::vector<Facet*>& vFacets) {
+    std::vector<uint64> vRCC(4 * vFacets.size());
+    parallelChunks(vFacets.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const std::array<uint64, 4> aCorners = vFacets[i]->getCorners();
+            std::copy(aCorners.begin(), aCorners.end(), vRCC.begin() + static_cast<std::ptrdiff_t>(4 * i));
+        }
+    });
+    sortUniqueMT(vRCC);
+    return vRCC;
+}
+
+void createCorners(CornerStore& store, const std::vector<uint64>& vRCC, CornerState state, float val, float weight) {
+    for (const uint64 rcc : vRCC) {
+        Corner* const pCorner = store.createCorner(rcc);
+        pCorner->val = val;
+        pCorner->weight = weight;
+        pCorner->state = state;
+    }
+}
+
+void makeBorder(const CornerStore& store, const std::vector<uint64>& vRCC, CornerState state) {
+    for (const uint64 rcc : vRCC) {
+        Corner* const pCorner = store.getCorner(rcc);
+        ASSEX(pCorner!=0);
+        pCorner->val = unassigned;
+        pCorner->weight = borderWeight;
+        pCorner->state = state;
+    }
+}
+
+void assignDistance(Corner* pCorner, float distance, double sign) {
+    ASSEX(pCorner!=0);
+    ASSEX(pCorner->val==3.402823466e+38F || pCorner->getState()==ST_DUAL_NO_EMITTER || pCorner->getState()==ST_LOWER_BORDER || pCorner->getState()==ST_UPPER_BORDER);
+    switch (pCorner->getState()) {
+        case ST_DUAL_NO_EMITTER:
+            pCorner->val = 0.0F;
+            return;
+        case ST_LOWER_BORDER:
+        case ST_UPPER_BORDER:
+        case ST_CLEAN_LOWER:
+        case ST_CLEAN_UPPER:
+        case ST_NON_STRIP:
+            // A sample on the corner still leaves it on its side.
+            pCorner->val = static_cast<float>(sign) * (distance == 0.0F ? smallestVal : distance);
+            return;
+        default:
+            std::cout << "Bug, state=" << static_cast<int>(pCorner->getState()) << std::endl;
+            ASSEX(false);
+    }
+}
+
+}  // namespace
+
+// Seeds are facets in cells of vNonSideRCD; both lists ascend.
+std::vector<std::uint32_t> Component::getStripSeeds(const std::vector<Facet*>& vFacets) const {
+    std::vector<std::uint32_t> vSeeds;
+    auto it = vNonSideRCD.begin();
+    for (const Facet* pFacet : vFacets) {
+        while (it != vNonSideRCD.end() && *it < pFacet->rcd) ++it;
+        if (it == vNonSideRCD.end()) break;
+        if (*it == pFacet->rcd) vSeeds.push_back(static_cast<std::uint32_t>(pFacet - vVisibleFacets.data()));
+    }
+    return vSeeds;
+}
+
+void Component::getBorderStrip(const std::vector<Facet*>& vFacets, std::vector<Facet*>& vOut, int depth) {
+    std::vector<std::uint32_t> vStrip = getStripSeeds(vFacets);
+    std::vector<bool> vReached(vVisibleFacets.size());
+    for (const std::uint32_t seed : vStrip) vReached[seed] = true;
+    std::size_t first = 0;  // of the frontier
+    for (int step = 0; step < depth; ++step) {
+        const std::size_t end = vStrip.size();
+        for (; first < end; ++first) {
+            const Facet& facet = vVisibleFacets[vStrip[first]];
+            for (int edge = 0; edge < 4; ++edge) {
+                const std::uint32_t neig = facetIndex.neighbour(facet, edge);
+                if (vReached[neig] || vVisibleFacets[neig].component != facet.component) continue;
+                vReached[neig] = true;
+                vStrip.push_back(neig);
+            }
+        }
+    }
+    std::sort(vStrip.begin(), vStrip.end());
+    vOut.clear();
+    vOut.reserve(vStrip.size());
+    for (const std::uint32_t number : vStrip) vOut.push_back(&vVisibleFacets[number]);
+}
+
+void Component::assignFirstDistances() {
+    std::vector<Facet*> vLowerFacets, vUpperFacets, vAllFacets;
+    vNonSideRCD.clear();
+    for (Facet& facet : vVisibleFacets) {
+        vAllFacets.push_back(&facet);
+        if (facet.component == 0) vLowerFacets.push_back(&facet);
+        if (facet.component == 1) vUpperFacets.push_back(&facet);
+        if (facet.component >= 0) continue;
+        if (vNonSideRCD.empty() || vNonSideRCD.back() != facet.rcd) vNonSideRCD.push_back(facet.rcd);
+    }
+    std::vector<Facet*> vLowerStrip, vUpperStrip;
+    getBorderStrip(vLowerFacets, vLowerStrip, stripDepth);
+    getBorderStrip(vUpperFacets, vUpperStrip, stripDepth);
+    const std::vector<uint64> vLowerStripRCC = cornersOf(vLowerStrip), vUpperStripRCC = cornersOf(vUpperStrip);
+    const std::vector<uint64> vNonStripRCC =
+        difference(difference(cornersOf(vAllFacets), vLowerStripRCC), vUpperStripRCC);
+    ASSEX(assert_disjoint(vNonStripRCC,vLowerStripRCC));
+    ASSEX(assert_disjoint(vNonStripRCC,vUpperStripRCC));
+    createStripCorners(vLowerStripRCC, vUpperStripRCC);
+    createCorners(cornerStore, vNonStripRCC, ST_NON_STRIP, 0.0F, noDistanceWeight);
+    assignDistancesToSideStrip(vLowerStrip, -1.0);
+    assignDistancesToSideStrip(vUpperStrip, 1.0);
+}
+
+// The corners of the strips, without distances.
+void Component::createStripCorners(const std::vector<uint64>& vLowerStripRCC,
+                                   const std::vector<uint64>& vUpperStripRCC) {
+    const std::vector<uint64> vConflictStripRCC = intersection(vLowerStripRCC, vUpperStripRCC);
+    const std::vector<uint64> vCleanLowerStripRCC = difference(vLowerStripRCC, vConflictStripRCC);
+    const std::vector<uint64> vCleanUpperStripRCC = difference(vUpperStripRCC, vConflictStripRCC);
+    ASSEX(assert_disjoint(vConflictStripRCC,vCleanLowerStripRCC));
+    ASSEX(assert_disjoint(vConflictStripRCC,vCleanUpperStripRCC));
+    createCorners(cornerStore, vConflictStripRCC, ST_DUAL_NO_EMITTER, 0.0F, noDistanceWeight);
+    createCorners(cornerStore, vCleanLowerStripRCC, ST_CLEAN_LOWER, unassigned, cleanWeight);
+    createCorners(cornerStore, vCleanUpperStripRCC, ST_CLEAN_UPPER, unassigned, cleanWeight);
+    std::vector<uint64> vBorderRCC;
+    pCalc->getCorners_RCD(vBorderRCD, vBorderRCC, true);
+    makeBorder(cornerStore, intersection(vCleanLowerStripRCC, vBorderRCC), ST_LOWER_BORDER);
+    makeBorder(cornerStore, intersection(vCleanUpperStripRCC, vBorderRCC), ST_UPPER_BORDER);
+}
+
+Point3 Component::getCornerPosition(uint64 rcc) const {
+    const GridCoords c = unpackRCD(rcc);
+    return {static_cast<double>(c.x) / pCalc->invCellX + pCalc->x0,
+            static_cast<double>(c.y) / pCalc->invCellY + pCalc->y0,
+            static_cast<double>(c.z) / pCalc->invCellZ + pCalc->z0};
+}
+
+// Beside the strip's facets, which ascend: the samples of their cells.
+std::vector<const Point3*> Component::getStripSamples(const std::vector<Facet*>& vStrip) const {
+    const CodePoints& vRemainingRCDPoint = *pvRemainingRCDPoint;
+    std::vector<const Point3*> vSamples;
+    vSamples.reserve(vStrip.size());
+    auto q_it = vRemainingRCDPoint.begin();
+    for (const Facet* pFacet : vStrip) {
+        while (q_it != vRemainingRCDPoint.end() && q_it->first < pFacet->rcd) ++q_it;
+        ASSEX(q_it!=vRemainingRCDPoint.end());
+        ASSEX(q_it->first==pFacet->rcd);
+        vSamples.push_back(&q_it->second);
+    }
+    return vSamples;
+}
+
+void Component::assignDistancesToSideStrip(const std::vector<Facet*>& vStrip, double sign) {
+    const std::vector<const Point3*> vSamples = getStripSamples(vStrip);
+    std::vector<CornerDistance> vDistances(4 * vStrip.size());
+    parallelChunks(vStrip.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            CornerDistance* pOut = &vDistances[4 * i];
+            for (const uint64 rcc : vStrip[i]->getCorners()) {
+                *pOut++ = {rcc, static_cast<float>((getCornerPosition(rcc) - *vSamples[i]).length())};
+            }
+        }
+    });
+    sortByFirstMT(vDistances.begin(), vDistances.end());
+    for (auto it = vDistances.begin(); it != vDistances.end();) {
+        const uint64 rcc = it->first;
+        float nearest = it->second;
+        for (; it != vDistances.end() && it->first == rcc; ++it) nearest = std::min(nearest, it->second);
+        assignDistance(cornerStore.getCorner(rcc), nearest, sign);
+    }
+}
+
+}  // namespace QUOR_ZEF
