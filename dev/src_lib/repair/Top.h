@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -110,6 +111,8 @@ public:
 private:
     void removeCrossingsAndFlats();
     void repeatProcessPatches(bool bCareful, Progress* pProgress);
+    bool passOverPatches(const std::vector<CPatch*>& vNew, bool bCareful, std::optional<double>& totalArea);
+    void killPatch(CPatch* pPatch);
     void removeFringes();
     void orientAndFinish();
     void orientPatches();
@@ -117,6 +120,8 @@ private:
     void unifyDiagonal(const CEdge* pCE);
     void removeIfFlat(CTriangle* pT);
     void unravelEvilDeg3(std::vector<CEdge*> vWork);
+
+    std::vector<CTriangle*> vPassKilled;  // by the last pass over the patches; dead
 };
 
 }  // namespace QUOR_ZEF

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 
 #include "frame/Progress.h"
 #include "repair/Top.h"
@@ -28,43 +29,30 @@ bool isAttached(const CPatch& patch) {
                        [](const CTriangle* pT) { return pT->isAlive() && !pT->isAllManifold(); });
 }
 
-}  // namespace
-
-void Top::repeatProcessPatches(bool bCareful, Progress* pProgress) {
-    while (processPatches(bCareful))
-        if (pProgress) pProgress->tick();
-}
-
-bool Top::processPatches(bool bCareful) {
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_pps", 100);
-    std::vector<CPatch*> vPatches;
-    pMesh->createPatches(vPatches);
-    pProgress->tick();
-    std::vector<std::pair<CPatch*, CPatch*>> vTwins;
-    std::vector<CPatch*> vClosed, vOpen;
-    classifyPatches(vPatches, vTwins, vClosed, vOpen);
-    pProgress->tick();
-    bool bChanged = false;
-    const double totalArea = vTwins.empty() ? 0.0 : pMesh->getTotalArea();
-    for (const auto& [pPatch0, pPatch1] : vTwins)
-        if (pPatch0->isAlive() && pPatch1->isAlive() && killTwinPatch(pPatch0, pPatch1, totalArea)) bChanged = true;
-    pProgress->tick();
-    if (treatClosedPatches(vClosed, bCareful)) bChanged = true;
-    pProgress->tick();
-    pProgress->finish(true);
-    return bChanged;
-}
-
-// Merging sorted runs compares a patch no more often, and no further, than it
-// has boundary edges, times the number of rounds.
-void Top::classifyPatches(const std::vector<CPatch*>& vPatches, std::vector<std::pair<CPatch*, CPatch*>>& vTwins,
-                          std::vector<CPatch*>& vClosed, std::vector<CPatch*>& vOpen) {
-    std::vector<CPatch*> vSorted;
-    for (CPatch* pPatch : vPatches) {
-        if (!pPatch->isAlive()) continue;
-        pPatch->setOuterBoundary();
-        vSorted.push_back(pPatch);
+// vNew, which have their boundaries and come in order of making, and the earlier
+// patches with equal boundaries, which have a triangle at the first edge of theirs.
+std::vector<CPatch*> withOlderTwins(const std::vector<CPatch*>& vNew) {
+    std::vector<CPatch*> vAll;
+    for (const CPatch* pPatch : vNew) {
+        if (pPatch->vOuterBoundary.empty()) continue;
+        for (const CTriangle* pT : pPatch->vOuterBoundary[0]->triangles()) {
+            CPatch* pOther = pT->getPatch();
+            if (pOther->id >= vNew[0]->id || pOther->vOuterBoundary != pPatch->vOuterBoundary) continue;
+            vAll.push_back(pOther);
+        }
     }
+    const auto byId = [](const CPatch* a, const CPatch* b) { return a->id < b->id; };
+    std::sort(vAll.begin(), vAll.end(), byId);
+    vAll.erase(std::unique(vAll.begin(), vAll.end()), vAll.end());
+    vAll.insert(vAll.end(), vNew.begin(), vNew.end());
+    return vAll;
+}
+
+// See Top::classifyPatches; all have their boundaries. Merging sorted runs
+// compares a patch no more often, and no further, than it has boundary edges,
+// times the number of rounds.
+void sortOutPatches(std::vector<CPatch*> vSorted, std::vector<std::pair<CPatch*, CPatch*>>& vTwins,
+                    std::vector<CPatch*>& vClosed, std::vector<CPatch*>& vOpen) {
     std::stable_sort(vSorted.begin(), vSorted.end(), boundaryLess);
     for (std::size_t i = 0; i < vSorted.size(); ++i) {
         CPatch* pPatch = vSorted[i];
@@ -77,12 +65,68 @@ void Top::classifyPatches(const std::vector<CPatch*>& vPatches, std::vector<std:
     }
 }
 
+}  // namespace
+
+// The first pass looks at all patches. A later one can change only what the kills
+// of the one before have made new, and patches with the same boundary as these:
+// the others, the areas aside, are as they were when they were found in order.
+void Top::repeatProcessPatches(bool bCareful, Progress* pProgress) {
+    std::vector<CPatch*> vNew;
+    std::optional<double> totalArea;
+    pMesh->createPatches(vNew);
+    while (passOverPatches(vNew, bCareful, totalArea)) {
+        if (pProgress) pProgress->tick();
+        vNew.clear();
+        pMesh->renewPatches(vPassKilled, vNew);
+    }
+}
+
+bool Top::processPatches(bool bCareful) {
+    std::vector<CPatch*> vPatches;
+    std::optional<double> totalArea;
+    pMesh->createPatches(vPatches);
+    return passOverPatches(vPatches, bCareful, totalArea);
+}
+
+bool Top::passOverPatches(const std::vector<CPatch*>& vNew, bool bCareful, std::optional<double>& totalArea) {
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_pps", 100);
+    vPassKilled.clear();
+    pProgress->tick();
+    std::vector<std::pair<CPatch*, CPatch*>> vTwins;
+    std::vector<CPatch*> vClosed, vOpen;
+    for (CPatch* pPatch : vNew) pPatch->setOuterBoundary();
+    sortOutPatches(withOlderTwins(vNew), vTwins, vClosed, vOpen);
+    pProgress->tick();
+    bool bChanged = false;
+    if (!vTwins.empty() && !totalArea) totalArea = pMesh->getTotalArea();
+    for (const auto& [pPatch0, pPatch1] : vTwins)
+        if (pPatch0->isAlive() && pPatch1->isAlive() && killTwinPatch(pPatch0, pPatch1, *totalArea)) bChanged = true;
+    pProgress->tick();
+    if (treatClosedPatches(vClosed, bCareful)) bChanged = true;
+    if (totalArea)
+        for (const CTriangle* pT : vPassKilled) *totalArea -= pT->getArea(pMesh);
+    pProgress->tick();
+    pProgress->finish(true);
+    return bChanged;
+}
+
+void Top::classifyPatches(const std::vector<CPatch*>& vPatches, std::vector<std::pair<CPatch*, CPatch*>>& vTwins,
+                          std::vector<CPatch*>& vClosed, std::vector<CPatch*>& vOpen) {
+    std::vector<CPatch*> vAlive;
+    for (CPatch* pPatch : vPatches) {
+        if (!pPatch->isAlive()) continue;
+        pPatch->setOuterBoundary();
+        vAlive.push_back(pPatch);
+    }
+    sortOutPatches(std::move(vAlive), vTwins, vClosed, vOpen);
+}
+
 bool Top::killTwinPatch(CPatch* pPatch0, CPatch* pPatch1, double totalArea) {
     if (pPatch0->getSize() >= minLargeTwin || pPatch1->getSize() >= minLargeTwin) {
         const double area = pPatch0->getArea() + pPatch1->getArea();
         if (totalArea > 0.0 && area / totalArea > maxTwinArea) return false;
     }
-    (pPatch0->getSize() < pPatch1->getSize() ? pPatch0 : pPatch1)->kill();
+    killPatch(pPatch0->getSize() < pPatch1->getSize() ? pPatch0 : pPatch1);
     return true;
 }
 
@@ -93,11 +137,19 @@ bool Top::treatClosedPatches(std::vector<CPatch*>& vClosed, bool bCareful) {
     for (CPatch* pPatch : vClosed) {
         if (!pPatch->isAlive() || !pPatch->isClosed()) continue;
         if (pPatch->getSize() < minBody && !isAttached(*pPatch))
-            pPatch->kill();
-        else if (pPatch->splitClosedPatchKill(bCareful))
+            killPatch(pPatch);
+        else if (pPatch->splitClosedPatchKill(bCareful)) {
             bKilled = true;
+            std::copy_if(pPatch->vT.begin(), pPatch->vT.end(), std::back_inserter(vPassKilled),
+                         [](const CTriangle* pT) { return !pT->isAlive(); });
+        }
     }
     return bKilled;
+}
+
+void Top::killPatch(CPatch* pPatch) {
+    vPassKilled.insert(vPassKilled.end(), pPatch->vT.begin(), pPatch->vT.end());
+    pPatch->kill();
 }
 
 }  // namespace QUOR_ZEF

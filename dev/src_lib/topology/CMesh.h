@@ -148,6 +148,10 @@ public:
                        std::vector<CEdge*>& vFanEdges);
     // The same without barrier and notes.
     void createPatches(std::vector<CPatch*>& vNewPatches);
+    // After createPatches() and some kills: divides the patches anew that had one
+    // of the dead triangles of vDead or met one at an edge, and ends those. Appends
+    // the new ones; the others stand. Linear in the patches concerned.
+    void renewPatches(const std::vector<CTriangle*>& vDead, std::vector<CPatch*>& vNewPatches);
     // A work array for patch operations, one entry a triangle number, all 0
     // between uses: whoever writes to it puts the zeros back.
     std::vector<std::uint8_t>& getScratchFlags();

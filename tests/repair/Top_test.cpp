@@ -1,0 +1,356 @@
+#include "repair/Top.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+#include "repair/VoxelMesh.h"
+#include "support/capture.h"
+#include "topology/TestMesh.h"
+
+using namespace zef_test;
+
+namespace {
+
+struct TopMesh : TestMesh {
+    Top top{pMesh.get(), &calc};
+
+    explicit TopMesh(int n) : TestMesh(n) { planRepair(); }
+
+    using Corners = std::array<uint64, 3>;
+    // The cells of live triangles, each sorted, and all sorted.
+    std::vector<Corners> cornersNow() const {
+        std::vector<Corners> v;
+        for (const CTriangle* pT : triangles()) {
+            Corners c;
+            pT->getSortedCorners(c[0], c[1], c[2]);
+            v.push_back(c);
+        }
+        std::sort(v.begin(), v.end());
+        return v;
+    }
+    std::vector<Corners> cornersOf(const std::vector<std::array<Cell, 3>>& vT) const {
+        std::vector<Corners> v;
+        for (const auto& t : vT) {
+            Corners c = {ccd(t[0]), ccd(t[1]), ccd(t[2])};
+            std::sort(c.begin(), c.end());
+            v.push_back(c);
+        }
+        std::sort(v.begin(), v.end());
+        return v;
+    }
+    // A fan of num triangles over a strip of cells, from x0 on in the row y: a flat
+    // band, open all around.
+    void band(int num, int y, int z) {
+        for (int i = 0; i < num; ++i) {
+            const int x = i / 2;
+            i % 2 == 0 ? tri({x, y, z}, {x + 1, y, z}, {x, y + 1, z})
+                       : tri({x + 1, y, z}, {x + 1, y + 1, z}, {x, y + 1, z});
+        }
+    }
+};
+
+const Cell a{0, 0, 0}, b{1, 1, 0}, p{1, 0, 0}, q{0, 1, 0};
+
+}  // namespace
+
+//   q --- b    Both diagonals of the quad carry triangles, (a, b) two and (p, q)
+//   | \ / |    one: that on a is there, that on b is made.
+//   | / \ |
+//   a --- p
+TEST(Top, unifyDiagonalsKeepsTheOtherDiagonalAndFillsItsGap) {
+    TopMesh m(3);
+    m.quad(a, p, b, q);
+    m.tri(p, q, a);
+    m.top.unifyDiagonals();
+    EXPECT_EQ(m.cornersNow(), m.cornersOf({{p, q, a}, {p, q, b}}));
+    m.top.unifyDiagonals();
+    EXPECT_EQ(m.triangles().size(), 2u);
+}
+
+TEST(Top, unifyDiagonalsLeavesAQuadWithoutCrossingAndOneAcrossTwoPlanes) {
+    TopMesh m(3);
+    m.quad(a, p, b, q);
+    m.tri({0, 0, 1}, {1, 1, 1}, {0, 1, 1});
+    m.tri({0, 0, 1}, {1, 1, 1}, {1, 0, 1});
+    m.tri(p, {0, 0, 2}, {2, 2, 2});
+    const auto before = m.cornersNow();
+    m.top.unifyDiagonals();
+    EXPECT_EQ(m.cornersNow(), before);
+}
+
+//   0 --- 2      The triangle (0 1 2) is flat: 1 lies on the line from 0 to 2.
+//    \ 1 /       It goes, and the one below is split at 1.
+//     \ /
+//      3
+TEST(Top, killDegenerateSplitsTheNeighbourOfAFlatTriangle) {
+    TopMesh m(4);
+    const Cell v0{0, 0, 0}, v1{1, 0, 0}, v2{2, 0, 0}, v3{1, 2, 0};
+    m.tri(v0, v1, v2);
+    m.tri(v0, v2, v3);
+    m.top.killDegenerate();
+    EXPECT_EQ(m.cornersNow(), m.cornersOf({{v0, v1, v3}, {v1, v2, v3}}));
+}
+
+TEST(Top, killDegenerateKillsAFlatTriangleWithALongBorder) {
+    TopMesh m(4);
+    m.tri({0, 0, 0}, {1, 0, 0}, {2, 0, 0});
+    m.top.killDegenerate();
+    EXPECT_TRUE(m.triangles().empty());
+}
+
+// Three triangles stand on (0,1) and three on (1,2); T = (0 1 2) borders at (0,2) only.
+TEST(Top, bordersOfATriangleBetweenTwoFansAreKilled) {
+    TopMesh m(4);
+    const Cell v0{0, 0, 0}, v1{1, 1, 0}, v2{2, 0, 0};
+    m.tri(v0, v1, v2);
+    for (const int z : {1, 2}) {
+        m.tri(v0, v1, {0, 2, z});
+        m.tri(v1, v2, {2, 2, z});
+    }
+    std::vector<CEdge*> vBorder;
+    m.top.getBordersKillDeg1nn(vBorder);
+    EXPECT_EQ(m.triangles().size(), 4u);
+    EXPECT_EQ(vBorder.size(), 8u);
+    EXPECT_TRUE(std::is_sorted(vBorder.begin(), vBorder.end(), edgeLess));
+}
+
+TEST(Top, integrateCCDKillsIsolatedTrianglesAndKeepsConnectedOnes) {
+    TopMesh m(4);
+    m.tri({0, 0, 3}, {1, 0, 3}, {0, 1, 3});
+    m.quad(a, p, b, q);
+    std::vector<CEdge*> vBorder = m.edgesOfDegree(1);
+    for (CEdge* pCE : vBorder) m.top.integrateCCD(pCE);
+    EXPECT_EQ(m.cornersNow(), m.cornersOf({{a, p, b}, {a, b, q}}));
+}
+
+//   A flap (0 1 4) on the edge of two triangles (0 1 2), (0 1 3): its tip 4 is put
+//   into both, which become four.
+TEST(Top, integrateCCDPutsTheTipOfAFlapIntoTheFan) {
+    TopMesh m(5);
+    const Cell v0{0, 1, 0}, v1{4, 1, 0}, v2{2, 0, 0}, v3{2, 3, 0}, v4{2, 1, 1};
+    m.tri(v0, v1, v2);
+    m.tri(v1, v0, v3);
+    CTriangle* pFlap = m.tri(v0, v1, v4);
+    m.top.integrateCCD(pFlap->getCEdge(0));
+    EXPECT_EQ(m.cornersNow(), m.cornersOf({{v0, v4, v2}, {v4, v1, v2}, {v0, v4, v3}, {v4, v1, v3}}));
+    EXPECT_TRUE(m.edgesOfDegree(-1).empty());
+}
+
+TEST(Top, integrateCCDKillsAFlapWhoseTipDoesNotFit) {
+    TopMesh m(5);
+    const Cell v0{0, 1, 0}, v1{4, 1, 0}, v2{2, 0, 0}, v3{2, 1, 1}, v4{2, 4, 0};
+    m.tri(v0, v1, v2);
+    m.tri(v1, v0, v3);
+    CTriangle* pFlap = m.tri(v0, v1, v4);  // beyond: (0 4 2) would turn over
+    m.top.integrateCCD(pFlap->getCEdge(0));
+    EXPECT_EQ(m.cornersNow(), m.cornersOf({{v0, v1, v2}, {v0, v1, v3}}));
+}
+
+// A closed box has a lower border ratio the fewer triangles are missing: pieces
+// with few border edges survive by size only.
+TEST(Top, fringesGoBySizeAndBorder) {
+    for (const int num : {6, 24, 25, 40, 41}) {
+        TopMesh m(22);
+        m.band(num, 0, 0);
+        m.top.killTinyBorderPatches(40);
+        EXPECT_EQ(m.triangles().empty(), num <= 40) << num;  // a band has more border than triangles
+    }
+    // A box without two triangles beside each other: four border edges.
+    struct Case {
+        Cell hi;
+        int limit;
+        bool bKilled;
+    };
+    for (const Case& c : {Case{{2, 1, 1}, 40, true},   // 18 triangles: at most 24
+                          Case{{2, 2, 1}, 40, false},  // 30, ratio 0.13
+                          Case{{2, 2, 1}, 29, false}}) {
+        TopMesh m(4);
+        m.box({0, 0, 0}, c.hi);
+        m.triangles()[0]->kill(m.pMesh.get());
+        m.triangles()[0]->kill(m.pMesh.get());
+        m.top.killTinyBorderPatches(c.limit);
+        EXPECT_EQ(m.triangles().empty(), c.bKilled) << c.hi[0] << c.hi[1];
+    }
+}
+
+TEST(Top, aFringeEndsAtNonManifoldEdgesAndTheSurfaceStays) {
+    TopMesh m(8);
+    m.box({0, 0, 0}, {5, 5, 2});
+    const auto before = m.cornersNow();
+    m.tri({2, 2, 2}, {3, 2, 2}, {2, 2, 4});
+    m.tri({3, 2, 2}, {3, 2, 4}, {2, 2, 4});
+    m.top.killTinyBorderPatches(8);
+    EXPECT_EQ(m.cornersNow(), before);
+}
+
+namespace {
+
+// Two walls of num triangles over one rim of a cone-like fan: each a fan around a
+// tip of its own, with one triangle fewer or more.
+struct Twins : TopMesh {
+    explicit Twins(int num) : TopMesh(8) {
+        std::vector<Cell> rim;
+        for (int i = 0; i < 7; ++i) rim.push_back({i, 0, 0});
+        for (int i = 0; i < 7; ++i) rim.push_back({7, i, 0});
+        for (int i = 7; i > 0; --i) rim.push_back({i, 7, 0});
+        for (int i = 7; i > 0; --i) rim.push_back({0, i, 0});
+        rim.resize(static_cast<std::size_t>(num));
+        for (const Cell& tip : {Cell{3, 3, 1}, Cell{3, 3, 2}, Cell{3, 3, 3}})
+            for (std::size_t i = 0; i < rim.size(); ++i) tri(rim[i], rim[(i + 1) % rim.size()], tip);
+    }
+    // A large sheet beside, so that the walls are little of the whole.
+    void addArea() {
+        at({0, 0, 5}) = Point3(0, 0, 50);
+        at({7, 0, 5}) = Point3(500, 0, 50);
+        at({0, 7, 5}) = Point3(0, 500, 50);
+        tri({0, 0, 5}, {7, 0, 5}, {0, 7, 5});
+    }
+    // Of the first two; the third makes the rim non-manifold.
+    bool kill() {
+        const auto vPatches = patches();
+        std::vector<std::pair<CPatch*, CPatch*>> vTwins;
+        std::vector<CPatch*> vClosed, vOpen;
+        top.classifyPatches(vPatches, vTwins, vClosed, vOpen);
+        EXPECT_EQ(vTwins.size(), 2u);
+        EXPECT_TRUE(vClosed.empty());
+        EXPECT_EQ(vTwins[0].first, vPatches[0]);
+        EXPECT_EQ(vTwins[0].second, vPatches[1]);
+        EXPECT_EQ(vTwins[1].first, vPatches[1]);
+        const bool bKilled = top.killTwinPatch(vPatches[0], vPatches[1], pMesh->getTotalArea());
+        EXPECT_TRUE(vPatches[0]->isAlive());  // of equal ones the second goes
+        EXPECT_NE(vPatches[1]->isAlive(), bKilled);
+        return bKilled;
+    }
+};
+
+}  // namespace
+
+TEST(Top, twinWallsGoUpTo20TrianglesOrATenthOfTheArea) {
+    EXPECT_TRUE(Twins(20).kill());
+    EXPECT_FALSE(Twins(21).kill());
+    Twins twins(21);
+    twins.addArea();
+    EXPECT_TRUE(twins.kill());
+}
+
+TEST(Top, ofUnequalTwinsTheSmallerGoes) {
+    TopMesh m(4);
+    const Cell r0{0, 0, 0}, r1{3, 0, 0}, r2{0, 3, 0};
+    m.tri(r0, r1, r2);
+    for (const Cell& tip : {Cell{1, 1, 1}, Cell{1, 1, 2}}) {
+        m.tri(r0, r1, tip);
+        m.tri(r1, r2, tip);
+        m.tri(r2, r0, tip);
+    }
+    EXPECT_TRUE(m.top.processPatches(true));
+    EXPECT_EQ(m.triangles().size(), 3u);  // the second pair had a dead member only where a wall was left
+}
+
+TEST(Top, closedBodiesOfUpToSixTrianglesAreNoise) {
+    TopMesh m(6);
+    m.tri(a, q, p);
+    m.tri(a, p, {0, 0, 1});
+    m.tri(p, q, {0, 0, 1});
+    m.tri(q, a, {0, 0, 1});
+    m.box({2, 2, 2}, {4, 4, 4});
+    EXPECT_FALSE(m.top.processPatches(false));
+    EXPECT_EQ(m.triangles().size(), 48u);
+    EXPECT_FALSE(m.top.processPatches(false));
+    EXPECT_EQ(m.triangles().size(), 48u);
+}
+
+TEST(Top, aThinBodyOnASurfaceLosesASheet) {
+    TopMesh m(8);
+    // A sheet of 5 x 5 quads, and a blister over one inner quad.
+    for (int x = 0; x < 5; ++x)
+        for (int y = 0; y < 5; ++y) m.quad({x, y, 0}, {x + 1, y, 0}, {x + 1, y + 1, 0}, {x, y + 1, 0});
+    const Cell tip{2, 2, 1};
+    m.tri({2, 2, 0}, {3, 2, 0}, tip);
+    m.tri({3, 2, 0}, {3, 3, 0}, tip);
+    m.tri({3, 3, 0}, {2, 3, 0}, tip);
+    m.tri({2, 3, 0}, {2, 2, 0}, tip);
+    EXPECT_TRUE(m.top.processPatches(true));
+    EXPECT_TRUE(m.edgesOfDegree(-1).empty());
+    EXPECT_EQ(m.triangles().size(), 52u);  // of the twins the two flat ones were fewer
+}
+
+TEST(Top, orientationGoesAcrossManifoldEdgesAndEndsOnAMoebiusStrip) {
+    TopMesh m(6);
+    m.box({0, 0, 0}, {3, 3, 3});
+    std::vector<CTriangle*> vT = m.triangles();
+    for (std::size_t i = 0; i < vT.size(); i += 3) vT[i]->flip();
+    std::vector<CPatch*> vPatches;
+    m.top.createPatchesOrient(vT, vPatches);
+    ASSERT_EQ(vPatches.size(), 1u);
+    EXPECT_EQ(vPatches[0]->getSize(), vT.size());
+    for (const CEdge* pCE : m.edgesOfDegree(2)) EXPECT_FALSE(pCE->triangles()[0]->needFlip(pCE->triangles()[1]));
+    EXPECT_TRUE(failsWith("vPatches.empty()", [&] { m.top.createPatchesOrient(vT, vPatches); }));
+    delete vPatches[0];
+
+    TopMesh strip(4);
+    const Cell top[5] = {{0, 0, 1}, {2, 0, 1}, {3, 2, 1}, {1, 3, 1}, {0, 2, 1}};
+    const Cell low[5] = {{0, 0, 0}, {2, 0, 0}, {3, 2, 0}, {1, 3, 0}, {0, 2, 0}};
+    for (int i = 0; i < 4; ++i) strip.quad(low[i], low[i + 1], top[i + 1], top[i]);
+    strip.quad(low[4], top[0], low[0], top[4]);
+    vT = strip.triangles();
+    vPatches.clear();
+    strip.top.createPatchesOrient(vT, vPatches);
+    int numConflicts = 0;
+    for (const CEdge* pCE : strip.edgesOfDegree(2)) numConflicts += pCE->triangles()[0]->needFlip(pCE->triangles()[1]);
+    EXPECT_EQ(numConflicts, 1);
+    delete vPatches[0];
+}
+
+// A sheet of quads with a slanted flap: a triangle (2 2)-(3 2)-tip on its inner
+// edge, whose ends lie inside the sheet, and a second one beside it.
+TEST(Top, evilEdgesLoseTheTriangleThatHoldsNothing) {
+    TopMesh m(6);
+    for (int x = 0; x < 5; ++x)
+        for (int y = 0; y < 5; ++y) m.quad({x, y, 0}, {x + 1, y, 0}, {x + 1, y + 1, 0}, {x, y + 1, 0});
+    const auto before = m.cornersNow();
+    m.tri({2, 2, 0}, {3, 2, 0}, {2, 2, 1});
+    m.tri({3, 2, 0}, {4, 2, 0}, {3, 2, 1});
+    m.tri({3, 2, 0}, {2, 2, 1}, {3, 2, 1});
+    EXPECT_EQ(m.edgesOfDegree(3).size(), 2u);
+    m.top.removeEvilDeg3();
+    EXPECT_TRUE(m.edgesOfDegree(3).empty());
+    for (const auto& t : before) {
+        const auto now = m.cornersNow();
+        EXPECT_TRUE(std::binary_search(now.begin(), now.end(), t));
+    }
+}
+
+TEST(Top, deleteAroundEvilDeg3TakesTheTriangleAtASingleBorderEdge) {
+    TopMesh m(6);
+    for (int x = 0; x < 4; ++x)
+        for (int y = 0; y < 4; ++y) m.quad({x, y, 0}, {x + 1, y, 0}, {x + 1, y + 1, 0}, {x, y + 1, 0});
+    CTriangle* pFlap = m.tri({1, 2, 0}, {2, 2, 0}, {1, 2, 1});
+    CEdge* pEvil = m.edge({1, 2, 0}, {2, 2, 0});
+    std::vector<CEdge*> vOut;
+    EXPECT_FALSE(m.top.deleteAroundEvilDeg3(m.edge({1, 1, 0}, {2, 1, 0}), vOut));
+    EXPECT_TRUE(m.top.deleteAroundEvilDeg3(pEvil, vOut));
+    EXPECT_FALSE(pFlap->isAlive());
+    EXPECT_EQ(pEvil->getDegree(), 2);
+    EXPECT_TRUE(vOut.empty());
+    EXPECT_FALSE(m.top.deleteAroundEvilDeg3(pEvil, vOut));
+}
+
+TEST(Top, equalVerticesComeApartAndLoseTheirColour) {
+    TopMesh m(3);
+    for (const Cell& c : {a, b, p}) {
+        m.at(c) = Point3(1.5, 1.5, 1.5, 1, 2, 3, 4);
+    }
+    m.top.separateEqualVertices();
+    std::set<std::array<double, 3>> sPositions;
+    int numColoured = 0;
+    for (const Point3& v : m.vPoints) {
+        sPositions.insert({v.px, v.py, v.pz});
+        numColoured += v.hasColor();
+    }
+    EXPECT_EQ(sPositions.size(), m.vPoints.size());
+    EXPECT_EQ(numColoured, 1);
+    EXPECT_LT((m.at(b) - Point3(1.5, 1.5, 1.5)).length(), 0.04);
+}
