@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 
 #include "repair/VoxelMesh.h"
@@ -10,18 +11,32 @@ using namespace zef_test;
 
 namespace {
 
-std::vector<uint64> voxelTorus(double radius, double tube, double halfThickness) {
+// The cells of a solid that lie beside one outside: across a face, or also
+// across an edge or a corner, which gives a thicker shell.
+template <class Inside>
+std::vector<uint64> shellOf(Inside&& inside, bool bThick) {
+    const int reach = 30, base = 100;
     std::vector<uint64> v;
-    const int reach = static_cast<int>(radius + tube) + 2;
     for (int x = -reach; x < reach; ++x)
         for (int y = -reach; y < reach; ++y)
             for (int z = -reach; z < reach; ++z) {
-                const double r = std::hypot(std::hypot(x + 0.5, y + 0.5) - radius, z + 0.5);
-                if (std::abs(r - tube) <= halfThickness)
-                    v.push_back(packRCD(static_cast<uint64>(100 + x), static_cast<uint64>(100 + y),
-                                        static_cast<uint64>(100 + z)));
+                bool bOpen = false;
+                for (int i = 0; i < 27; ++i) {
+                    const int dx = i % 3 - 1, dy = i / 3 % 3 - 1, dz = i / 9 - 1;
+                    if (!bThick && std::abs(dx) + std::abs(dy) + std::abs(dz) != 1) continue;
+                    bOpen = bOpen || !inside(x + dx + 0.5, y + dy + 0.5, z + dz + 0.5);
+                }
+                if (bOpen && inside(x + 0.5, y + 0.5, z + 0.5))
+                    v.push_back(packRCD(static_cast<uint64>(base + x), static_cast<uint64>(base + y),
+                                        static_cast<uint64>(base + z)));
             }
     return v;
+}
+bool inSphere(double x, double y, double z) {
+    return std::hypot(x, y, z) < 15.3;
+}
+bool inTorus(double x, double y, double z) {
+    return std::hypot(std::hypot(x, y) - 18.0, z) < 7.3;
 }
 
 void expectUntouched(const std::vector<uint64>& vRCD, int euler) {
@@ -32,7 +47,6 @@ void expectUntouched(const std::vector<uint64>& vRCD, int euler) {
     m.run();
     EXPECT_EQ(m.unorientedCorners(), before);
     EXPECT_EQ(m.numConflicts(), 0u);
-    const auto oriented = m.corners();
     m.run();
     EXPECT_EQ(m.unorientedCorners(), before);
     EXPECT_EQ(m.numConflicts(), 0u);
@@ -55,8 +69,20 @@ void expectRepaired(const std::vector<uint64>& vRCD) {
 }  // namespace
 
 TEST(TopRun, cleanSphereAndTorusStayAsTheyAre) {
-    expectUntouched(voxelSphere(20.0, 0.6, 100), 2);
-    expectUntouched(voxelTorus(20.0, 8.0, 0.6), 0);
+    expectUntouched(shellOf(inSphere, false), 2);
+    expectUntouched(shellOf(inTorus, false), 0);
+}
+
+TEST(TopRun, aThickTorusShellBecomesOneTorus) {
+    VoxelMesh m(shellOf(inTorus, true));
+    ASSERT_GT(m.numEdges(-1), 0u);
+    m.run();
+    EXPECT_EQ(m.numEdges(-5), 0u);
+    EXPECT_EQ(m.euler(), 0);
+    EXPECT_EQ(m.numConflicts(), 0u);
+    const auto once = m.unorientedCorners();
+    m.run();
+    EXPECT_EQ(m.unorientedCorners(), once);
 }
 
 TEST(TopRun, noiseOnAThinShellGetsLess) {

@@ -141,10 +141,10 @@ TEST(Top, integrateCCDPutsTheTipOfAFlapIntoTheFan) {
 
 TEST(Top, integrateCCDKillsAFlapWhoseTipDoesNotFit) {
     TopMesh m(5);
-    const Cell v0{0, 1, 0}, v1{4, 1, 0}, v2{2, 0, 0}, v3{2, 1, 1}, v4{2, 4, 0};
+    const Cell v0{0, 3, 0}, v1{4, 3, 0}, v2{2, 2, 0}, v3{2, 3, 1}, v4{2, 0, 0};
     m.tri(v0, v1, v2);
     m.tri(v1, v0, v3);
-    CTriangle* pFlap = m.tri(v0, v1, v4);  // beyond: (0 4 2) would turn over
+    CTriangle* pFlap = m.tri(v0, v1, v4);  // beyond 2: (2 0 4) would turn over
     m.top.integrateCCD(pFlap->getCEdge(0));
     EXPECT_EQ(m.cornersNow(), m.cornersOf({{v0, v1, v2}, {v0, v1, v3}}));
 }
@@ -208,7 +208,7 @@ struct Twins : TopMesh {
         at({0, 7, 5}) = Point3(0, 500, 50);
         tri({0, 0, 5}, {7, 0, 5}, {0, 7, 5});
     }
-    // Of the first two; the third makes the rim non-manifold.
+    // Of three walls on the rim, tries the first two.
     bool kill() {
         const auto vPatches = patches();
         std::vector<std::pair<CPatch*, CPatch*>> vTwins;
