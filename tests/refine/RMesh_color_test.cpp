@@ -34,7 +34,8 @@ void colorizePlainly(RMesh& mesh) {
         for (const auto& [pVtx, vNeig] : vRecords) {
             float s[4] = {0, 0, 0, 0};
             for (const Point3* p : vNeig) p->addOwnColor(s[0], s[1], s[2], s[3]);
-            const auto mean = [&](int i) { return std::uint8_t(s[i] / float(vNeig.size()) + 0.5f); };
+            const auto num = float(vNeig.size());
+            const auto mean = [&s, num](int i) { return std::uint8_t(s[i] / num + 0.5f); };
             vColors.emplace_back(0, 0, 0, mean(0), mean(1), mean(2), mean(3));
         }
         for (std::size_t i = 0; i < vRecords.size(); ++i) vRecords[i].first->copyColorFrom(vColors[i]);

@@ -190,6 +190,42 @@ TEST_F(RMeshFlips, giveTheSameBytesForAnyNumberOfThreads) {
     EXPECT_EQ(sResults.size(), 1u);
 }
 
+TEST_F(RMeshFlips, dropDeadRecordsKeepsEveryOrder) {
+    // Triangles by rank among the live ones: edges in order, fans in order.
+    const auto orders = [](const RMesh& mesh) {
+        std::vector<std::uint32_t> vRank(mesh.getNumTriangles()), v;
+        std::uint32_t next = 0;
+        for (const RTriangle* pRT : liveTriangles(mesh)) vRank[pRT->getNumber()] = next++;
+        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i)
+            for (const RTriangle* pRT : mesh.getEdge(i)->triangles()) v.push_back(vRank[pRT->getNumber()]);
+        for (std::uint32_t i = 0; i < mesh.getNumVertices(); ++i)
+            for (const std::uint32_t number : mesh.getFan(mesh.getVertex(i))) v.push_back(vRank[number]);
+        return v;
+    };
+    for (std::uint32_t seed = 0; seed < 20; ++seed) {
+        const Shape soup = seed == 0 ? gridSheet(12, 12) : randomSoup(seed);
+        RMesh mesh(soup.vertices, soup.triples, 1.0);
+        printedText([&] { mesh.edgeFlips(); });
+        const auto before = contentsOf(mesh);
+        const auto ordersBefore = orders(mesh);
+        mesh.dropDeadRecords();
+        ASSERT_EQ(mesh.getNumTriangles(), mesh.getNumLiveTriangles());
+        ASSERT_EQ(mesh.getNumEdges(), edgesOfDegree(mesh, -99).size());
+        ASSERT_EQ(contentsOf(mesh), before);
+        ASSERT_EQ(orders(mesh), ordersBefore);
+        for (const RTriangle* pRT : liveTriangles(mesh)) {
+            for (int i = 0; i < 3; ++i) {
+                ASSERT_EQ(pRT->getRE(i), mesh.findEdge(pRT->getCorner((i + 1) % 3), pRT->getCorner((i + 2) % 3)));
+                ASSERT_FALSE(pRT->getRE(i)->has(pRT->getCorner(i)));
+            }
+        }
+    }
+    const Shape shape = gridSheet(30, 30);
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    mesh.edgeFlipsSimA();
+    EXPECT_LT(mesh.getNumTriangles(), 6 * mesh.getNumLiveTriangles());
+}
+
 TEST_F(RMeshFlips, surviveRandomSoups) {
     for (std::uint32_t seed = 0; seed < 40; ++seed) {
         const ThreadCount threads(seed % 3 + 1);

@@ -33,7 +33,8 @@ struct SmoothingOptions;
 //
 // Vertices, edges and triangles are the mesh's and keep their addresses for its
 // life. A dead triangle, and an edge without triangles, stays as a record; its
-// number is not given again.
+// number is not given again. Only dropDeadRecords() and edgeFlipsSimA() end this
+// for edges and triangles.
 //
 // Functions that hand out lists append to them. One thread at a time; const
 // functions but hasVertexAt() may run on several threads while none changes it.
@@ -162,7 +163,9 @@ public:
     std::size_t edgeFlips();
     // edgeFlips(), then flips by simulated annealing, then edgeFlips(): creases
     // that no single flip would improve come straight. Repeats itself exactly.
-    // Progress children in addition: getCandidateStage() of each temperature.
+    // Drops dead records whenever they are more than the live ones, so it takes at
+    // most some three times the memory of the mesh. Progress children in addition:
+    // getCandidateStage() of each temperature.
     void edgeFlipsSimA();
     // The temperatures of the annealing, falling, in units of energy.
     static std::vector<double> getAnnealingSchedule();
@@ -218,6 +221,13 @@ public:
     // Writes the border edges as a Geomview LIST. A warning and false if the file
     // cannot be written.
     bool writeHoles(const std::string& name) const;
+
+    // --- RMesh_records.cpp ---
+
+    // Gives the places of dead triangles and edges free. The others keep their order,
+    // also in fans and edges, but move: their addresses and numbers are new. About
+    // 0.3 microseconds a triangle, and 140 bytes while it runs.
+    void dropDeadRecords();
 
     // --- RMesh_patches.cpp ---
 

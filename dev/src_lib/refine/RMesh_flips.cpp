@@ -231,6 +231,7 @@ void RMesh::anneal(double temperature) {
         energy.pRE = candidate.second;
         if (energy.computeMayFlip()) candidate.second->tryFlipEdge(this, nullptr, nullptr);
     }
+    if (triangles.size() > 2 * numLiveTriangles) dropDeadRecords();
 }
 
 }  // namespace QUOR_ZEF
