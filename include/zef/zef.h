@@ -10,6 +10,7 @@
 #include "zef/export.h"
 #include "zef/meshCheck.h"
 #include "zef/meshFiles.h"
+#include "zef/meshOperations.h"
 #include "zef/pointFiles.h"
 #include "zef/threads.h"
 #include "zef/zef_api_functions.h"

@@ -10,6 +10,7 @@
 #include "frame/Rand15.h"
 #include "geometry/freeFunctions.h"
 #include "refine/RMesh.h"
+#include "refine/meshQueries.h"
 #include "support/capture.h"
 #include "support/shapes.h"
 
@@ -22,24 +23,6 @@ struct RMeshRepair : testing::Test {
     RMeshRepair() { planProgress("test", {{"RM_cpo", 1.0}, {"RM_kdeg", 1.0}}); }
     ~RMeshRepair() override { getProgress()->reset(); }
 };
-
-std::vector<REdge*> edgesOfDegree(const RMesh& mesh, int n) {
-    std::vector<REdge*> vRE;
-    mesh.getDegN(n, vRE);
-    return vRE;
-}
-
-std::size_t numConflicts(const RMesh& mesh) {
-    std::size_t num = 0;
-    for (const REdge* pRE : edgesOfDegree(mesh, 2)) num += pRE->triangles()[0]->needFlip(pRE->triangles()[1]);
-    return num;
-}
-
-std::size_t eulerNumber(const RMesh& mesh) {
-    std::vector<Point3*> vP;
-    mesh.getPoints(vP);
-    return vP.size() + mesh.getNumLiveTriangles() - edgesOfDegree(mesh, -99).size();
-}
 
 std::size_t numPatchesOf(const RMesh& mesh) {
     std::vector<RTriangle*> vRT;
@@ -113,27 +96,6 @@ void killDegeneratePlainly(RMesh& mesh) {
         if (pRT->isAlive() && (p == q || p == r || angle < 0.01 || angle > 179.99)) collapsePlainly(mesh, pRT, vStack);
     }
     killDuplicatesPlainly(mesh);
-}
-
-std::vector<std::uint32_t> cornerNumbers(const RMesh& mesh) {
-    std::vector<Point3*> vCorners;
-    mesh.getCorners(vCorners);
-    std::vector<std::uint32_t> vNumbers;
-    for (const Point3* p : vCorners) vNumbers.push_back(mesh.getVertexNumber(p));
-    return vNumbers;
-}
-
-// Triangles on the places of a small lattice, so that many are flat or double.
-Shape randomSoup(std::uint32_t seed) {
-    Rand15 rand(seed);
-    Shape soup;
-    for (int i = 0; i < 40; ++i) {
-        const double x = rand.next() % 4, y = rand.next() % 4;
-        soup.vertices.emplace_back(x, y, rand.next() % 2);
-    }
-    for (int i = 0; i < 360; ++i) soup.triples.push_back(std::uint32_t(rand.next()) % 40);
-    soup.triples.insert(soup.triples.end(), soup.triples.begin(), soup.triples.begin() + 90);
-    return soup;
 }
 
 std::size_t countOf(const std::string& text, const std::string& word) {

@@ -1,9 +1,12 @@
 #include "refine/REdge.h"
 
 #include <iostream>
+#include <utility>
 
 #include "frame/tools.h"
+#include "refine/RMesh.h"
 #include "refine/RTriangle.h"
+#include "refine/triangleAngles.h"
 
 namespace QUOR_ZEF {
 
@@ -50,6 +53,41 @@ void REdge::checkOut(RTriangle* pRT) {
     if (vTriangles.remove(pRT)) return;
     std::cout << "REdge::checkOut, triangle live state: " << pRT->isAlive() << std::endl;
     ASSEX(false);
+}
+
+namespace {
+
+void checkOpposite(const Point3* v0, const Point3* v1) {
+    if (v0 != v1) return;
+    std::cout << "-----------------------------\nREdge::flipEdge(), BUG:" << std::endl;
+    for (const auto& [name, v] : {std::pair("v0=", v0), std::pair("v1=", v1)})
+        std::cout << name << v->px << " " << v->py << " " << v->pz << std::endl;
+    ASSEX(false);
+}
+
+}  // namespace
+
+REdge* REdge::tryFlipEdge(RMesh* pRMesh, RTriangle* pRT0, RTriangle* pRT1) {
+    ASSEX(pRT1==0);
+    if (!getTwoTriangles(pRT0, pRT1, true)) return nullptr;
+    Point3* const v0 = pRT0->getThirdPoint(p0, p1);
+    Point3* const v1 = pRT1->getThirdPoint(p0, p1);
+    checkOpposite(v0, v1);
+    if (pRMesh->hasLiveEdge(v0, v1)) return nullptr;
+    if (isAngleDegenerate(*v0, *v1, *p0) || isAngleDegenerate(*v0, *v1, *p1)) return nullptr;
+    Point3* const aEndpoints[2] = {p0, p1};
+    const Point3* pNextVtx = pRT0->getCorner((pRT0->getICI(v0) + 1) % 3);
+    pRT0->kill(pRMesh);
+    pRT1->kill(pRMesh);
+    if (pNextVtx == aEndpoints[0]) {
+        pRT0 = pRMesh->createT(v0, p0, v1);
+        pRMesh->createT(v1, p1, v0);
+    } else {
+        ASSEX(pNextVtx==aEndpoints[1]);
+        pRT0 = pRMesh->createT(v1, p0, v0);
+        pRMesh->createT(v0, p1, v1);
+    }
+    return pRT0->getRE(1);
 }
 
 }  // namespace QUOR_ZEF

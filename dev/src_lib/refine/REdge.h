@@ -10,6 +10,7 @@
 
 namespace QUOR_ZEF {
 
+class RMesh;
 class RTriangle;
 
 // An edge of an RMesh: two vertices and the live triangles at both. It is alive
@@ -51,6 +52,14 @@ public:
     bool getTwoTriangles(RTriangle*& pRT0, RTriangle*& pRT1, bool bExact) const;
     // The one triangle beside pRT; null if there is none or more than one.
     RTriangle* getOtherTriangle(const RTriangle* pRT) const;
+
+    // Replaces the edge of two triangles by the other diagonal of their quad: both
+    // die, and two new ones come, oriented like the first. Returns the new edge;
+    // null, with nothing changed, if there are not exactly two triangles, if the
+    // other diagonal is an edge already, or if a new triangle would be degenerate at
+    // the first of its opposite corners. Null for both triangles: the edge's own; a
+    // second one given fails an ASSEX, as do two triangles on the same corners.
+    REdge* tryFlipEdge(RMesh* pRMesh, RTriangle* pRT0, RTriangle* pRT1);
 
     // For the mesh: appends. True when the edge takes memory from now on, so that
     // its destructor must run.

@@ -5,6 +5,7 @@
 #include <deque>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/Rand15.h"
@@ -20,6 +21,7 @@ namespace QUOR_ZEF {
 
 class CMesh;
 class Progress;
+struct SmoothingOptions;
 
 // The mesh behind every result: vertices with positions, edges and triangles
 // that point at each other. An edge may have any number of triangles.
@@ -31,7 +33,8 @@ class Progress;
 //
 // Vertices, edges and triangles are the mesh's and keep their addresses for its
 // life. A dead triangle, and an edge without triangles, stays as a record; its
-// number is not given again.
+// number is not given again. Only dropDeadRecords() and edgeFlipsSimA() end this
+// for edges and triangles.
 //
 // Functions that hand out lists append to them. One thread at a time; const
 // functions but hasVertexAt() may run on several threads while none changes it.
@@ -149,6 +152,83 @@ public:
     // killDegenerate(). Needs the progress children of the latter two.
     void finishMesh();
 
+    // --- RMesh_flips.cpp ---
+
+    // One pass of flips, the best first, each edge at most once; then
+    // killDegenerate(). An edge flips where that bends the surface less, or as much
+    // as before: a flat mesh changes at every call. Number of vertices stays, and so
+    // do borders and topology, but for what killDegenerate() does. Returns the flips.
+    // Progress children "RM_gEfCandMT", "efLoop" and "RM_kdeg". Scores on all threads,
+    // flips on one; about 2 microseconds an edge.
+    std::size_t edgeFlips();
+    // edgeFlips(), then flips by simulated annealing, then edgeFlips(): creases
+    // that no single flip would improve come straight. Repeats itself exactly.
+    // Drops dead records whenever they are more than the live ones, so it takes at
+    // most some three times the memory of the mesh. Progress children in addition:
+    // getCandidateStage() of each temperature.
+    void edgeFlipsSimA();
+    // The temperatures of the annealing, falling, in units of energy.
+    static std::vector<double> getAnnealingSchedule();
+    // The progress child of scoring at a temperature; 0 stands for plain flips.
+    static std::string getCandidateStage(double temperature);
+
+    // The edges of vInRE that a flip improves by minEnergy or does not worsen, each
+    // with its energy; see REdgeEnergy. A temperature above 0 adds worse ones, with
+    // the probability exp(energy / temperature). Best first, equal ones by number; with
+    // a temperature in the order of vInRE. vImpRE not empty fails an ASSEX.
+    // Before scoring, triangles that lie the wrong way round are turned and opposite
+    // corners at one position moved apart, as in REdgeEnergy::compute().
+    void getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double minEnergy, double temperature,
+                                  std::vector<std::pair<double, REdge*>>& vImpRE);
+
+    // --- RMesh_reduce.cpp ---
+
+    // Removes triangles by collapses of edges onto one of their ends, the cheapest
+    // first, until none is left that is allowed; so what remains are vertices of
+    // before, unmoved. Allowed are edges of at most that squared length, if no
+    // triangle turns by more than the degrees, if the ends do not differ visibly in
+    // colour, and if the outline stays: a vertex at the border leaves along a
+    // straight run of it only. Every collapse is measured against the mesh as it is
+    // by then, so many of them may add up. Returns the triangles removed.
+    // Progress children "RM_redborder", "RM_redprioq", "RM_redprocprioq".
+    // Scores on all threads, collapses on one; some 10 microseconds a triangle removed.
+    int reduce(double maxSqEdgeLength, double maxDeviationDeg);
+    // What reduce() orders by: the mean turn of the triangles that stay, the length
+    // of the edge and the step in colour. dir 0: p0 goes to p1; 1: the other way.
+    // RECandidate::refused if not allowed (but for the border), no number if no
+    // triangle that stays has an area now. May run on several threads.
+    double getCollapseCost(const REdge* pRE, int dir, double maxSq, double maxDevRad) const;
+
+    // --- RMesh_smooth.cpp ---
+
+    // See laplacianSmoothing() in zef/meshOperations.h. Progress child "RM_smooth".
+    // Parallel; about 110 bytes a vertex and 12 a triangle while it runs.
+    void laplacianSmoothing(const SmoothingOptions& options);
+
+    // --- RMesh_color.cpp ---
+
+    // Gives vertices without colour the mean colour of their coloured neighbours,
+    // ring by ring from those that have one. A component without any stays without.
+    void colorizeFilledHoles();
+    // Stretches the contrast of the coloured vertices, all channels alike: clips
+    // these fractions of the channels of all vertices, dark and bright, unless the
+    // colours span 20 steps or fewer; the rest then spans 0 to 255. Alpha stays. One
+    // single value stays as it is.
+    void contrastSpread(double lowFraction, double highFraction);
+
+    // --- RMesh_holes.cpp ---
+
+    // Writes the border edges as a Geomview LIST. A warning and false if the file
+    // cannot be written.
+    bool writeHoles(const std::string& name) const;
+
+    // --- RMesh_records.cpp ---
+
+    // Gives the places of dead triangles and edges free. The others keep their order,
+    // also in fans and edges, but move: their addresses and numbers are new. About
+    // 0.3 microseconds a triangle, and 140 bytes while it runs.
+    void dropDeadRecords();
+
     // --- RMesh_patches.cpp ---
 
     // Orients each component like its first triangle. Only edges of degree 2
@@ -160,6 +240,9 @@ public:
     RPatch* getPatch(std::uint32_t number) const { return patches[number]; }
 
 private:
+    class Reduction;
+    class Smoothing;
+
     // Without vertices. The other constructors start here, so that the destructor
     // runs for one that fails half way.
     explicit RMesh(double cellSize_) : cellSize(cellSize_) {}
@@ -183,6 +266,18 @@ private:
 
     void floodPatch(RTriangle* pSeed, RPatch* pPatch, std::deque<RTriangle*>& queue, Progress* pProgress);
     bool findFreeTarget(const Point3* pVtx, Point3& target);
+
+    std::uint32_t drawSeed();
+    void prepareScoring(const std::vector<REdge*>& vInRE);
+    void fillNormals();
+    void getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, double minEnergy, double temperature,
+                                       std::uint32_t seed, std::size_t from, std::size_t to,
+                                       std::vector<std::pair<double, REdge*>>& vImpRE);
+    std::size_t flipBestFirst(const std::vector<std::pair<double, REdge*>>& vImpRE, Progress* pProgress);
+    void anneal(double temperature);
+
+    void getColoredNeighbours(const Point3* pVtx, std::vector<const Point3*>& vNeig) const;
+    std::vector<Point3*> colorizeRim(const std::vector<Point3*>& vWork);
 
     std::vector<Point3> vVertices;   // never resized after the constructor
     Point3* pFirstVertex = nullptr;  // of vVertices

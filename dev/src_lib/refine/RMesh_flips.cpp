@@ -1,0 +1,237 @@
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+#include <utility>
+
+#include "frame/Progress.h"
+#include "frame/tools.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
+#include "refine/REdgeEnergy.h"
+#include "refine/RMesh.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr double minImprovement = 0.005;  // below it an outdated flip is not tried again
+constexpr std::size_t minEdgeChunk = 100, minNormalChunk = 1'000;
+
+constexpr double startTemperature = 0.02, endTemperature = 0.001, cooling = 0.9;
+
+using Candidate = std::pair<double, REdge*>;
+
+// Best first; equal ones by number.
+struct BestFirst {
+    bool operator()(const Candidate& a, const Candidate& b) const {
+        return a.first != b.first ? a.first > b.first : edgeNumberLess(a.second, b.second);
+    }
+};
+
+// Candidates in the order of BestFirst: those given, which stand in that order
+// already, and those that come back, which are few, in a heap.
+class FlipQueue {
+public:
+    explicit FlipQueue(const std::vector<Candidate>& vSorted_) : vSorted(vSorted_) {}
+
+    bool pop(Candidate& candidate) {
+        const bool bSorted = next < vSorted.size(), bAgain = !vAgain.empty();
+        if (!bSorted && !bAgain) return false;
+        if (bSorted && !(bAgain && BestFirst()(vAgain.front(), vSorted[next]))) {
+            candidate = vSorted[next++];
+        } else {
+            candidate = vAgain.front();
+            std::pop_heap(vAgain.begin(), vAgain.end(), bestOnTop);
+            vAgain.pop_back();
+        }
+        return true;
+    }
+    void push(const Candidate& candidate) {
+        vAgain.push_back(candidate);
+        std::push_heap(vAgain.begin(), vAgain.end(), bestOnTop);
+    }
+
+private:
+    static bool bestOnTop(const Candidate& a, const Candidate& b) { return BestFirst()(b, a); }
+
+    const std::vector<Candidate>& vSorted;
+    std::size_t next = 0;
+    std::vector<Candidate> vAgain;
+};
+
+// 0 to n - 1, each as likely as the others: draws beyond a multiple of n are
+// thrown away.
+std::uint64_t drawIndex(Rand15& rand, std::uint64_t n) {
+    constexpr std::uint64_t base = Rand15::maxValue + 1;
+    for (;;) {
+        std::uint64_t draw = 0, range = 1;
+        while (range < n) {
+            draw = draw * base + static_cast<std::uint64_t>(rand.next());
+            range *= base;
+        }
+        if (draw < range - range % n) return draw % n;
+    }
+}
+
+void shuffle(std::vector<Candidate>& v, Rand15& rand) {
+    for (std::size_t k = 1; k < v.size(); ++k) std::swap(v[k], v[drawIndex(rand, k + 1)]);
+}
+
+}  // namespace
+
+std::string RMesh::getCandidateStage(double temperature) {
+    std::ostringstream name;
+    name << "RM_gEfCandMT";
+    if (temperature > 0.0) name << "_" << temperature;
+    return name.str();
+}
+
+std::vector<double> RMesh::getAnnealingSchedule() {
+    std::vector<double> vTemperatures;
+    double temperature = startTemperature;
+    do {
+        temperature *= cooling;
+        vTemperatures.push_back(temperature);
+    } while (temperature > endTemperature);
+    return vTemperatures;
+}
+
+std::uint32_t RMesh::drawSeed() {
+    const auto high = static_cast<std::uint32_t>(rand.next());
+    return high << 15 | static_cast<std::uint32_t>(rand.next());
+}
+
+// What scoring on several threads would have to change is changed here, in the
+// order of the edges. A turned triangle may leave another edge inconsistent, as
+// one on a one-sided surface must be; that is scored as it is.
+void RMesh::prepareScoring(const std::vector<REdge*>& vInRE) {
+    const auto findRepairs = [&](std::size_t begin, std::size_t end) {
+        std::vector<REdge*> vFound;
+        REdgeEnergy energy(this, nullptr);
+        for (std::size_t i = begin; i < end; ++i) {
+            energy.pRE = vInRE[i];
+            if (energy.needsRepair()) vFound.push_back(energy.pRE);
+        }
+        return vFound;
+    };
+    REdgeEnergy energy(this, nullptr);
+    for (const auto& vFound : parallelChunkResults<std::vector<REdge*>>(vInRE.size(), minEdgeChunk, findRepairs)) {
+        for (REdge* pRE : vFound) {
+            energy.pRE = pRE;
+            energy.repair();
+        }
+    }
+    fillNormals();
+}
+
+void RMesh::fillNormals() {
+    parallelChunks(triangles.size(), minNormalChunk, [&](std::size_t begin, std::size_t end) {
+        bool bOK = false;
+        for (std::size_t i = begin; i < end; ++i)
+            if (triangles[i]->isAlive()) triangles[i]->getNormal(&bOK);
+    });
+}
+
+void RMesh::getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double minEnergy, double temperature,
+                                     std::vector<std::pair<double, REdge*>>& vImpRE) {
+    ASSEX(vImpRE.empty());
+    const std::uint32_t seed = drawSeed();
+    prepareScoring(vInRE);
+    vImpRE.resize(vInRE.size());
+    const std::size_t numTasks = getChunkBounds(vInRE.size(), minEdgeChunk).size() - 1;
+    Progress* pProgress = getProgress()->getChildProgressSetTodo(getCandidateStage(temperature), uint64{5} * numTasks);
+    parallelChunks(vInRE.size(), minEdgeChunk, [&](std::size_t from, std::size_t to) {
+        getEdgeFlipCandidates_MT_priv(vInRE, minEnergy, temperature, seed, from, to, vImpRE);
+    });
+    for (std::size_t i = 0; i < numTasks; ++i) pProgress->tick();
+    std::erase(vImpRE, Candidate(0.0, nullptr));
+    if (temperature > 0.0) {
+        pProgress->finish(true);
+    } else {
+        sortMT(vImpRE.begin(), vImpRE.end(), BestFirst());
+    }
+}
+
+void RMesh::getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, double minEnergy, double temperature,
+                                          std::uint32_t seed, std::size_t from, std::size_t to,
+                                          std::vector<std::pair<double, REdge*>>& vImpRE) {
+    ASSEX(to<=vImpRE.size());
+    ASSEX(to<=vInRE.size());
+    REdgeEnergy energy(this, nullptr);
+    // The Metropolis rule. The draw is the edge's own, so that no thread changes it.
+    const auto isDrawn = [&] {
+        const double draw = Rand15::at(seed, energy.pRE->getNumber()) / 32767.0;
+        return draw <= std::exp(energy.energy / temperature);
+    };
+    for (std::size_t i = from; i < to; ++i) {
+        energy.pRE = vInRE[i];
+        energy.score();
+        if (energy.energy == REdgeEnergy::refused) continue;
+        const bool bGood = energy.energy >= minEnergy || energy.energy >= 0.0;
+        if (bGood || (temperature != 0.0 && isDrawn())) vImpRE[i] = {energy.energy, energy.pRE};
+    }
+}
+
+std::size_t RMesh::edgeFlips() {
+    reseed();
+    std::vector<REdge*> vRE;
+    getAllEdges(vRE);
+    std::vector<Candidate> vImpRE;
+    getEdgeFlipCandidates_MT(vRE, minImprovement, 0.0, vImpRE);
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("efLoop", uint64{3} * vRE.size());
+    const std::size_t numFlips = flipBestFirst(vImpRE, pProgress);
+    killDegenerate();
+    pProgress->finish(true);
+    return numFlips;
+}
+
+// Nothing is scored anew but what is popped, so that one call is one pass.
+std::size_t RMesh::flipBestFirst(const std::vector<std::pair<double, REdge*>>& vImpRE, Progress* pProgress) {
+    std::size_t numFlips = 0;
+    FlipQueue queue(vImpRE);
+    REdgeEnergy energy(this, nullptr);
+    Candidate candidate;
+    while (queue.pop(candidate)) {
+        const double savedImprovement = candidate.first;
+        REdge* const pRE = candidate.second;
+        ASSEX(savedImprovement>-1.7976931348623158e+308);
+        ASSEX(pRE!=0);
+        energy.pRE = pRE;
+        energy.compute();
+        const double freshImprovement = energy.energy;
+        if (savedImprovement > freshImprovement) {
+            if (freshImprovement > minImprovement) queue.push({freshImprovement, pRE});
+            continue;
+        }
+        pProgress->tick();
+        ASSEX(freshImprovement>=0);
+        ASSEX(pRE->getDegree()==2);
+        if (pRE->tryFlipEdge(this, nullptr, nullptr)) ++numFlips;
+    }
+    return numFlips;
+}
+
+void RMesh::edgeFlipsSimA() {
+    edgeFlips();
+    for (const double temperature : getAnnealingSchedule()) anneal(temperature);
+    edgeFlips();
+}
+
+// What the Metropolis rule has taken flips even if that makes things worse: this
+// is the way out of local minima.
+void RMesh::anneal(double temperature) {
+    std::vector<REdge*> vRE;
+    getAllEdges(vRE);
+    std::vector<Candidate> vImpRE;
+    getEdgeFlipCandidates_MT(vRE, 0.0, temperature, vImpRE);
+    Rand15 shuffleRand(drawSeed());
+    shuffle(vImpRE, shuffleRand);
+    REdgeEnergy energy(this, nullptr);
+    for (const Candidate& candidate : vImpRE) {
+        energy.pRE = candidate.second;
+        if (energy.computeMayFlip()) candidate.second->tryFlipEdge(this, nullptr, nullptr);
+    }
+    if (triangles.size() > 2 * numLiveTriangles) dropDeadRecords();
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,272 @@
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <tuple>
+
+#include "frame/Progress.h"
+#include "geometry/freeFunctions.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
+#include "refine/RMesh.h"
+#include "zef/meshOperations.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr double minBorderAngle = 170.0;  // degrees: the border runs straight
+constexpr std::size_t minChunk = 1'000;
+
+Vector3 difference(Vector3 u, const Vector3& v) {
+    u -= v;
+    return u;
+}
+
+bool isFinite(const Vector3& v) {
+    return std::isfinite(v.vx) && std::isfinite(v.vy) && std::isfinite(v.vz);
+}
+
+bool isSame(const Vector3& u, const Vector3& v) {
+    return u.vx == v.vx && u.vy == v.vy && u.vz == v.vz;
+}
+
+// One number for equal positions; -0.0 equals 0.0. Different ones may share it.
+uint64 hashOf(const Vector3& v) {
+    uint64 hash = 0;
+    for (const double coord : {v.vx, v.vy, v.vz}) {
+        hash = (hash ^ std::bit_cast<uint64>(coord + 0.0)) * 0x9e3779b97f4a7c15u;
+        hash ^= hash >> 32;
+    }
+    return hash;
+}
+
+// The values that come more than once, ascending. Sorts v.
+std::vector<uint64> repeatsIn(std::vector<uint64>& v) {
+    sortMT(v.begin(), v.end());
+    std::vector<uint64> vRepeats;
+    for (std::size_t i = 1; i < v.size(); ++i)
+        if (v[i] == v[i - 1] && (vRepeats.empty() || vRepeats.back() != v[i])) vRepeats.push_back(v[i]);
+    return vRepeats;
+}
+
+}  // namespace
+
+// All that lives during one smoothing. Positions are vectors from the origin, by
+// vertex number; the mesh gets them at the end.
+class RMesh::Smoothing {
+public:
+    explicit Smoothing(RMesh& mesh_) : mesh(mesh_) {
+        for (const Point3& p : mesh.vVertices) vPos.emplace_back(p.px, p.py, p.pz);
+        vNew.resize(vPos.size());
+        vCorners.resize(std::size_t{3} * mesh.getNumTriangles());
+        mesh.forEachTriangle([&](const RTriangle* pRT) {
+            for (std::size_t i = 0; i < 3; ++i)
+                vCorners[3 * std::size_t{pRT->getNumber()} + i] =
+                    mesh.getVertexNumber(pRT->getCorner(static_cast<int>(i)));
+        });
+        findKinds();
+        collectNeighbours();
+    }
+
+    // Moves all vertices by this share of the way to their neighbours' mean.
+    void step(double factor) {
+        parallelChunks(vPos.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) vNew[i] = getTarget(i, factor);
+        });
+        refuseTaken();
+        refuseTurns();
+        vPos.swap(vNew);
+    }
+
+    void writeBack() {
+        parallelChunks(vPos.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) mesh.vVertices[i].set(vPos[i].vx, vPos[i].vy, vPos[i].vz);
+        });
+        mesh.forgetPositions();
+        mesh.forEachTriangle([](RTriangle* pRT) { pRT->resetNormal(); });
+    }
+
+private:
+    enum Kind : char { INNER, BORDER, FIXED };
+
+    void findKinds() {
+        vKind.resize(vPos.size(), INNER);
+        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i) {
+            const REdge* pRE = mesh.getEdge(i);
+            const int degree = pRE->getDegree();
+            if (degree == 0 || degree == 2) continue;
+            for (const Point3* p : {pRE->p0, pRE->p1}) {
+                Kind& kind = vKind[mesh.getVertexNumber(p)];
+                kind = degree == 1 ? std::max(kind, BORDER) : FIXED;
+            }
+        }
+    }
+
+    // Calls f(vertex, neighbour) for each neighbour that counts, by edge number.
+    template <class F>
+    void forEachNeighbour(F&& f) const {
+        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i) {
+            const REdge* pRE = mesh.getEdge(i);
+            if (!pRE->isAlive()) continue;
+            const std::uint32_t a = mesh.getVertexNumber(pRE->p0), b = mesh.getVertexNumber(pRE->p1);
+            const bool bBorder = pRE->getDegree() == 1;
+            if (vKind[a] == INNER || (vKind[a] == BORDER && bBorder)) f(a, b);
+            if (vKind[b] == INNER || (vKind[b] == BORDER && bBorder)) f(b, a);
+        }
+    }
+
+    void collectNeighbours() {
+        vStart.resize(vPos.size() + 1);
+        forEachNeighbour([&](std::uint32_t a, std::uint32_t) { ++vStart[a + 1]; });
+        for (std::size_t i = 1; i < vStart.size(); ++i) vStart[i] += vStart[i - 1];
+        vNeighbours.resize(vStart.back());
+        std::vector<std::size_t> vNext(vStart.begin(), vStart.end() - 1);
+        forEachNeighbour([&](std::uint32_t a, std::uint32_t b) { vNeighbours[vNext[a]++] = b; });
+    }
+
+    std::span<const std::uint32_t> neighbours(std::size_t vertex) const {
+        return {vNeighbours.data() + vStart[vertex], vStart[vertex + 1] - vStart[vertex]};
+    }
+
+    bool runsStraight(std::size_t vertex) const {
+        const auto n = neighbours(vertex);
+        if (n.size() != 2) return false;
+        const Vector3 u = normalize(difference(vPos[n[0]], vPos[vertex])),
+                      v = normalize(difference(vPos[n[1]], vPos[vertex]));
+        return getAngleDeg(u, v) >= minBorderAngle;
+    }
+
+    Vector3 getTarget(std::size_t vertex, double factor) const {
+        const auto n = neighbours(vertex);
+        const Vector3& pos = vPos[vertex];
+        if (n.empty() || (vKind[vertex] == BORDER && !runsStraight(vertex))) return pos;
+        Vector3 sum;
+        for (const std::uint32_t neighbour : n) sum += vPos[neighbour];
+        const Vector3 mean = sum / static_cast<double>(n.size());
+        Vector3 target = pos;
+        target += difference(mean, pos) * factor;
+        return isFinite(target) ? target : pos;
+    }
+
+    // One at a position that is no number stays, although that differs from itself.
+    bool moves(std::size_t vertex) const { return !isSame(vPos[vertex], vNew[vertex]) && isFinite(vNew[vertex]); }
+
+    // Nobody moves to where another vertex has been or, of lower number, goes; so
+    // whoever stays behind later on has its place free. As a rule nobody wants to,
+    // and comparing hashes is all.
+    void refuseTaken() {
+        const std::size_t n = vPos.size();
+        vHashes.resize(2 * n);
+        parallelChunks(n, minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                vHashes[i] = hashOf(vPos[i]);
+                // One that stays has one place; the other number is as good as none.
+                vHashes[n + i] = moves(i) ? hashOf(vNew[i]) : ~vHashes[i] + i;
+            }
+        });
+        const std::vector<uint64> vRepeats = repeatsIn(vHashes);
+        if (!vRepeats.empty()) refuseAmong(vRepeats);
+    }
+
+    struct Claim {
+        uint64 hash;
+        bool bNew;
+        std::size_t vertex;
+        bool operator<(const Claim& c) const {
+            return std::tie(hash, bNew, vertex) < std::tie(c.hash, c.bNew, c.vertex);
+        }
+    };
+
+    void refuseAmong(const std::vector<uint64>& vRepeats) {
+        std::vector<Claim> vClaims;
+        const auto add = [&](const Vector3& position, bool bNew, std::size_t vertex) {
+            const uint64 hash = hashOf(position);
+            if (std::binary_search(vRepeats.begin(), vRepeats.end(), hash)) vClaims.push_back({hash, bNew, vertex});
+        };
+        for (std::size_t i = 0; i < vPos.size(); ++i) {
+            add(vPos[i], false, i);
+            if (moves(i)) add(vNew[i], true, i);
+        }
+        std::sort(vClaims.begin(), vClaims.end());
+        for (std::size_t begin = 0, end = 0; begin < vClaims.size(); begin = end) {
+            while (end < vClaims.size() && vClaims[end].hash == vClaims[begin].hash) ++end;
+            settleClaims({vClaims.data() + begin, end - begin});
+        }
+    }
+
+    // Of one hash: the old places first.
+    void settleClaims(std::span<const Claim> claims) {
+        for (std::size_t i = 0; i < claims.size(); ++i) {
+            if (!claims[i].bNew) continue;
+            Vector3& wanted = vNew[claims[i].vertex];
+            const bool bTaken = std::any_of(claims.begin(), claims.begin() + std::ptrdiff_t(i), [&](const Claim& c) {
+                return isSame(c.bNew ? vNew[c.vertex] : vPos[c.vertex], wanted);
+            });
+            if (bTaken) wanted = vPos[claims[i].vertex];
+        }
+    }
+
+    Vector3 normalOf(const std::vector<Vector3>& v, std::size_t triangle) const {
+        const std::uint32_t* const k = &vCorners[3 * triangle];
+        return cross(difference(v[k[1]], v[k[0]]), difference(v[k[2]], v[k[0]]));
+    }
+
+    // One without area now has nothing to turn.
+    bool turnsOver(std::size_t triangle) const {
+        const Vector3 oldN = normalOf(vPos, triangle);
+        if (oldN.isDegenerate()) return false;
+        const Vector3 newN = normalOf(vNew, triangle);
+        return newN.isDegenerate() || !(oldN * newN >= 0.0);
+    }
+
+    // The corners of a triangle that would turn over stay, which may turn others
+    // over, until none does.
+    void refuseTurns() {
+        const auto find = [&](std::size_t begin, std::size_t end) {
+            std::vector<std::size_t> vFound;
+            for (std::size_t i = begin; i < end; ++i)
+                if (turnsOver(i)) vFound.push_back(i);
+            return vFound;
+        };
+        std::vector<std::size_t> vStack;
+        for (const auto& vFound :
+             parallelChunkResults<std::vector<std::size_t>>(mesh.getNumTriangles(), minChunk, find))
+            vStack.insert(vStack.end(), vFound.begin(), vFound.end());
+        while (!vStack.empty()) {
+            const std::size_t triangle = vStack.back();
+            vStack.pop_back();
+            if (!turnsOver(triangle)) continue;
+            for (std::size_t i = 0; i < 3; ++i) {
+                const std::uint32_t vertex = vCorners[3 * triangle + i];
+                if (!moves(vertex)) continue;
+                vNew[vertex] = vPos[vertex];
+                for (const std::uint32_t number : mesh.getFan(mesh.getVertex(vertex))) vStack.push_back(number);
+            }
+        }
+    }
+
+    RMesh& mesh;
+    std::vector<Vector3> vPos, vNew;         // by vertex number
+    std::vector<Kind> vKind;                 // likewise
+    std::vector<std::size_t> vStart;         // likewise: where its neighbours stand in vNeighbours, and the end
+    std::vector<std::uint32_t> vNeighbours;  // vertex numbers
+    std::vector<std::uint32_t> vCorners;     // three vertex numbers by triangle number; dead ones have no area
+    std::vector<uint64> vHashes;             // of refuseTaken, kept for its memory
+};
+
+void RMesh::laplacianSmoothing(const SmoothingOptions& options) {
+    const int numSteps = std::max(options.numSteps, 0);
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("RM_smooth", static_cast<uint64>(numSteps));
+    if (numSteps > 0) {
+        Smoothing smoothing(*this);
+        for (int i = 0; i < numSteps; ++i) {
+            smoothing.step(options.lambda);
+            if (options.bKeepVolume) smoothing.step(options.mu);
+            pProgress->tick();
+        }
+        smoothing.writeBack();
+    }
+    pProgress->finish(true);
+}
+
+}  // namespace QUOR_ZEF

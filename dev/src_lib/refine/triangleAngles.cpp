@@ -1,0 +1,25 @@
+#include "refine/triangleAngles.h"
+
+#include <algorithm>
+
+#include "geometry/freeFunctions.h"
+
+namespace QUOR_ZEF {
+
+double cosWorstAngle(const Point3& a, const Point3& b, const Point3& c) {
+    const Vector3 ab = normalize(b - a), ac = normalize(c - a), bc = normalize(c - b);
+    if (!ab.isNV() || !ac.isNV() || !bc.isNV()) return noCosine;
+    const double atA = std::clamp(ab * ac, -1.0, 1.0);
+    const double atB = std::clamp(-(ab * bc), -1.0, 1.0);
+    const double atC = std::clamp(ac * bc, -1.0, 1.0);
+    return std::min({atA, atB, atC});
+}
+
+bool isAngleDegenerate(const Point3& a, const Point3& b, const Point3& c) {
+    const Vector3 ab = b - a, ac = c - a;
+    if (ab.isDegenerate() || ac.isDegenerate()) return true;
+    const double angle = getAngleDeg(normalize(ab), normalize(ac));
+    return angle < 0.01 || angle > 179.99;
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "frame/Rand15.h"
+#include "geometry/freeFunctions.h"
+#include "refine/REdgeEnergy.h"
+#include "refine/meshQueries.h"
+#include "support/capture.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+//        5 --- 0 --- 4      Vertices 0 and 1 stand opposite the edge 2-3, the
+//         \   / \   /       others beyond the four sides.
+//           2 --- 3
+//         /   \ /   \       .
+//        6 --- 1 --- 7
+const std::vector<Point3> vFlatQuad = {Point3(0, 1, 0), Point3(0, -1, 0), Point3(-1, 0, 0),  Point3(1, 0, 0),
+                                       Point3(2, 1, 0), Point3(-2, 1, 0), Point3(-2, -1, 0), Point3(2, -1, 0)};
+const std::vector<std::array<std::uint32_t, 3>> vQuadTriangles = {{0, 2, 3}, {1, 3, 2}, {0, 3, 4},
+                                                                  {0, 5, 2}, {1, 2, 6}, {1, 7, 3}};
+
+// The quad with its triangles' corners turned at random, and with bTurns some of
+// them the other way round. Beyond the two, triangles are left out at random.
+Shape randomQuad(Rand15& rand, double noise, bool bTurns) {
+    std::vector<Point3> vPoints = vFlatQuad;
+    const auto jitter = [&] { return noise * (rand.next() / 16383.5 - 1.0); };
+    for (Point3& p : vPoints) {
+        const double dx = jitter(), dy = jitter(), dz = jitter();
+        p.set(p.px + dx, p.py + dy, p.pz + dz);
+    }
+    std::vector<std::uint32_t> vTriples;
+    for (std::size_t i = 0; i < vQuadTriangles.size(); ++i) {
+        if (i > 1 && rand.next() % 8 == 0) continue;
+        auto t = vQuadTriangles[i];
+        std::rotate(t.begin(), t.begin() + rand.next() % 3, t.end());
+        if (bTurns && rand.next() % 2 == 0) std::swap(t[0], t[1]);
+        vTriples.insert(vTriples.end(), t.begin(), t.end());
+    }
+    return {vPoints, vTriples};
+}
+
+Vector3 plainNormal(const RTriangle* pRT) {
+    const Point3 &a = *pRT->getCorner(0), &b = *pRT->getCorner(1), &c = *pRT->getCorner(2);
+    return normalize(cross(b - a, c - a));
+}
+
+// Over all inner edges, which are the quad's five.
+double bendSum(const RMesh& mesh) {
+    double sum = 0.0;
+    for (const REdge* pRE : edgesOfDegree(mesh, 2)) {
+        const RTriangle *pRT0 = pRE->triangles()[0], *pRT1 = pRE->triangles()[1];
+        const double sign = pRT0->needFlip(pRT1) ? -1.0 : 1.0;
+        const double bend = 1.0 - std::clamp(plainNormal(pRT0) * plainNormal(pRT1) * sign, -1.0, 1.0);
+        sum += std::pow((*pRE->p1 - *pRE->p0).length() * bend, 0.335);
+    }
+    return sum;
+}
+
+double worstAngle(const Point3& a, const Point3& b, const Point3& c) {
+    const double atA = getAngleDeg(normalize(b - a), normalize(c - a));
+    const double atB = getAngleDeg(normalize(a - b), normalize(c - b));
+    return std::max({atA, atB, 180.0 - atA - atB});
+}
+
+double foldAt(const REdge* pRE) {
+    return getAngleDeg(plainNormal(pRE->triangles()[0]), plainNormal(pRE->triangles()[1]));
+}
+
+// The energy of edge 2-3 by a flip of a mesh of its own: all bends before less all
+// bends after, and the penalty. The quad's triangles lie the same way round.
+double plainEnergy(const Shape& shape) {
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    const Point3 &o0 = *mesh.getVertex(0), &o1 = *mesh.getVertex(1), &a = *mesh.getVertex(2), &b = *mesh.getVertex(3);
+    REdge* pRE = mesh.findEdge(&a, &b);
+    const double before = bendSum(mesh), foldBefore = foldAt(pRE);
+    pRE = pRE->tryFlipEdge(&mesh, nullptr, nullptr);
+    if (foldAt(pRE) > 170.0 && foldAt(pRE) > foldBefore) return REdgeEnergy::refused;
+    const double angleBefore = std::max(worstAngle(o0, a, b), worstAngle(o1, a, b));
+    const double angleAfter = std::max(worstAngle(o0, o1, a), worstAngle(o0, o1, b));
+    double penalty = 0.0;
+    if (angleAfter > 130.0 && angleAfter > angleBefore) penalty = angleAfter > 160.0 ? 1.0 : 0.1;
+    const double energy = before - bendSum(mesh) - penalty;
+    return energy < 0.1 ? energy - 10.0 * penalty : energy;
+}
+
+REdge* middleOf(RMesh& mesh) {
+    return mesh.findEdge(mesh.getVertex(2), mesh.getVertex(3));
+}
+
+RMesh flatQuad(const std::vector<Point3>& vPoints = vFlatQuad) {
+    return RMesh(vPoints, {0, 2, 3, 1, 3, 2}, 1.0);
+}
+
+}  // namespace
+
+TEST(REdgeEnergy, equalsTheBendsBeforeAndAfterAFlipOfACopy) {
+    Rand15 rand(5);
+    int numPenalties = 0, numFolds = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        const Shape shape = randomQuad(rand, i % 2 ? 0.9 : 0.2, false);
+        RMesh mesh(shape.vertices, shape.triples, 1.0);
+        const REdgeEnergy energy(&mesh, middleOf(mesh));
+        const double plain = plainEnergy(shape);
+        if (plain == REdgeEnergy::refused) {
+            ++numFolds;
+            ASSERT_EQ(energy.energy, plain) << i;
+        } else {
+            numPenalties += plain < -1.0;
+            ASSERT_NEAR(energy.energy, plain, 1e-6) << i;
+        }
+    }
+    EXPECT_GT(numPenalties, 100);
+    EXPECT_GT(numFolds, 20);
+}
+
+TEST(REdgeEnergy, scoreOfATurnedPairIsThatAfterRepairAndChangesNothing) {
+    Rand15 rand(6);
+    for (int i = 0; i < 2'000; ++i) {
+        const Shape shape = randomQuad(rand, 0.5, true);
+        RMesh mesh(shape.vertices, shape.triples, 1.0);
+        REdgeEnergy energy(&mesh, nullptr);
+        energy.pRE = middleOf(mesh);
+        bool bOK = false;
+        for (RTriangle* pRT : liveTriangles(mesh)) pRT->getNormal(&bOK);
+        const auto before = cornerNumbers(mesh);
+        energy.score();
+        const double scored = energy.energy;
+        ASSERT_EQ(cornerNumbers(mesh), before);
+        const bool bTurned = mesh.getTriangle(0)->needFlip(mesh.getTriangle(1));
+        ASSERT_EQ(energy.needsRepair(), bTurned);
+        energy.compute();
+        ASSERT_EQ(energy.energy, scored);
+        ASSERT_FALSE(mesh.getTriangle(0)->needFlip(mesh.getTriangle(1)));
+        ASSERT_EQ(energy.computeMayFlip(), scored != REdgeEnergy::refused);
+    }
+}
+
+TEST(REdgeEnergy, rewardsAnEdgeThatComesToLieAlongAStepOfColor) {
+    const auto energyOf = [](std::uint8_t across, std::uint8_t along, bool bAll) {
+        std::vector<Point3> vPoints = vFlatQuad;
+        for (const std::size_t i : {0u, 1u}) vPoints[i].setColor(along, along, along, 255);
+        vPoints[2].setColor(0, 0, 0, 255);
+        if (bAll) vPoints[3].setColor(across, across, across, 255);
+        RMesh mesh = flatQuad(vPoints);
+        return REdgeEnergy(&mesh, middleOf(mesh)).energy;
+    };
+    EXPECT_EQ(energyOf(255, 128, true), 20.0);  // the most there is
+    EXPECT_EQ(energyOf(255, 128, false), 0.0);  // one of the four has none
+    EXPECT_EQ(energyOf(0, 255, true), 0.0);     // the step is across the other diagonal only by one colour
+    const double some = energyOf(35, 0, true);  // some 13 in colour distance
+    EXPECT_GT(some, 5.0);
+    EXPECT_LT(some, 20.0);
+}
+
+TEST(REdgeEnergy, refusesWhatIsNoQuadOrHasNoArea) {
+    const auto energyOf = [](const Shape& shape) {
+        RMesh mesh(shape.vertices, shape.triples, 1.0);
+        return REdgeEnergy(&mesh, middleOf(mesh)).energy;
+    };
+    const double refused = REdgeEnergy::refused;
+    EXPECT_EQ(energyOf({vFlatQuad, {0, 2, 3}}), refused);
+    EXPECT_EQ(energyOf({vFlatQuad, {0, 2, 3, 1, 3, 2, 4, 2, 3}}), refused);
+    EXPECT_EQ(energyOf({vFlatQuad, {0, 2, 3, 1, 3, 2, 0, 1, 7}}), refused);  // the other diagonal is taken
+    std::vector<Point3> vPoints = vFlatQuad;
+    vPoints[3] = vPoints[2];  // an edge without length, below a wide angle
+    EXPECT_EQ(energyOf({vPoints, {0, 2, 3, 1, 3, 2}}), refused);
+    for (const double far : {1e200, 1e308, std::nan("")}) {
+        vPoints = vFlatQuad;
+        vPoints[1].py = far;
+        EXPECT_EQ(energyOf({vPoints, {0, 2, 3, 1, 3, 2}}), refused) << far;
+    }
+}
+
+TEST(REdgeEnergy, movesOppositeCornersAtOnePositionApart) {
+    std::vector<Point3> vPoints = vFlatQuad;
+    vPoints[1] = vPoints[0];
+    RMesh mesh = flatQuad(vPoints);
+    REdgeEnergy energy(&mesh, nullptr);
+    energy.pRE = middleOf(mesh);
+    EXPECT_TRUE(energy.needsRepair());
+    printedText([&] { energy.compute(); });
+    const double gap = (*mesh.getVertex(0) - *mesh.getVertex(1)).length();
+    EXPECT_GT(gap, 0.0);
+    EXPECT_LT(gap, 0.5);
+    EXPECT_FALSE(energy.needsRepair());
+    // Where a tenth of a cell is nothing, there is no way.
+    for (Point3& p : vPoints) p.set(p.px + 1e20, p.py, p.pz);
+    RMesh far = flatQuad(vPoints);
+    EXPECT_TRUE(failsWith("p0!=px", [&] { REdgeEnergy(&far, middleOf(far)); }));
+}
+
+TEST(REdgeEnergy, tryFlipEdgeKeepsTheOrientationOfTheFirstTriangle) {
+    for (const bool bReverse : {false, true}) {
+        RMesh mesh = flatQuad();
+        if (bReverse)
+            for (RTriangle* pRT : liveTriangles(mesh)) pRT->reverse();
+        REdge* pOld = middleOf(mesh);
+        REdge* pNew = pOld->tryFlipEdge(&mesh, nullptr, nullptr);
+        ASSERT_EQ(pNew, mesh.findEdge(mesh.getVertex(0), mesh.getVertex(1)));
+        EXPECT_EQ(pOld->getDegree(), 0);
+        EXPECT_EQ(pNew->getDegree(), 2);
+        EXPECT_EQ(numConflicts(mesh), 0u);
+        bool bOK = false;
+        for (RTriangle* pRT : liveTriangles(mesh)) EXPECT_EQ(pRT->getNormal(&bOK).vz, bReverse ? -1.0 : 1.0);
+        EXPECT_EQ(cornerNumbers(mesh), (bReverse ? std::vector<std::uint32_t>{1, 2, 0, 0, 3, 1}
+                                                 : std::vector<std::uint32_t>{0, 2, 1, 1, 3, 0}));
+    }
+}
+
+TEST(REdgeEnergy, tryFlipEdgeLeavesWhatItMustNotFlip) {
+    RMesh border = flatQuad();
+    EXPECT_EQ(border.findEdge(border.getVertex(0), border.getVertex(2))->tryFlipEdge(&border, nullptr, nullptr),
+              nullptr);
+    EXPECT_TRUE(failsWith("pRT1==0", [&] { middleOf(border)->tryFlipEdge(&border, nullptr, border.getTriangle(1)); }));
+    std::vector<Point3> vPoints = vFlatQuad;
+    vPoints[2].set(0.0, 0.5, 0.0);  // on the other diagonal
+    RMesh flat = flatQuad(vPoints);
+    EXPECT_EQ(middleOf(flat)->tryFlipEdge(&flat, nullptr, nullptr), nullptr);
+    RMesh taken(vFlatQuad, {0, 2, 3, 1, 3, 2, 0, 1, 7}, 1.0);
+    EXPECT_EQ(middleOf(taken)->tryFlipEdge(&taken, nullptr, nullptr), nullptr);
+    EXPECT_EQ(taken.getNumLiveTriangles(), 3u);
+    RMesh twice(vFlatQuad, {0, 2, 3, 0, 3, 2}, 1.0);
+    const std::string text = failureText([&] { middleOf(twice)->tryFlipEdge(&twice, nullptr, nullptr); });
+    EXPECT_NE(text.find("REdge::flipEdge(), BUG:\nv0=0 1 0\nv1=0 1 0\n"), std::string::npos);
+    EXPECT_TRUE(failsWith("pOppCorner0!=pOppCorner1", [&] { REdgeEnergy(&twice, middleOf(twice)); }));
+}

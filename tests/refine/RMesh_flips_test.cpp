@@ -1,0 +1,242 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "frame/Progress.h"
+#include "frame/Rand15.h"
+#include "refine/REdgeEnergy.h"
+#include "refine/RMesh.h"
+#include "refine/meshQueries.h"
+#include "support/capture.h"
+#include "support/shapes.h"
+#include "support/threads.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+struct RMeshFlips : testing::Test {
+    RMeshFlips() {
+        planProgress("test", {{"RM_kdeg", 1.0}, {"RM_gEfCandMT", 1.0}, {"efLoop", 1.0}});
+        for (const double temperature : RMesh::getAnnealingSchedule())
+            getProgress()->createChild(RMesh::getCandidateStage(temperature), 1.0);
+    }
+    ~RMeshFlips() override { getProgress()->reset(); }
+};
+
+using Height = std::function<double(double, double)>;
+
+// A sheet of 31 x 31 vertices on the surface z = height(x, y), all diagonals in
+// one direction; noise moves the vertices along it.
+Shape sheetOn(const Height& height, double noise) {
+    Shape shape = gridSheet(31, 31);
+    Rand15 rand(3);
+    const auto jitter = [&] { return noise * (rand.next() / 16383.5 - 1.0); };
+    for (Point3& p : shape.vertices) {
+        const double x = p.px - 15.0 + jitter(), y = p.py - 15.0 + jitter();
+        p.set(x, y, height(x, y));
+    }
+    return shape;
+}
+
+// From samples of the mesh along z, over the inner part of the sheet.
+double meanDistance(const RMesh& mesh, const Height& height) {
+    double sum = 0.0;
+    int num = 0;
+    for (const RTriangle* pRT : liveTriangles(mesh)) {
+        const Point3 &a = *pRT->getCorner(0), &b = *pRT->getCorner(1), &c = *pRT->getCorner(2);
+        for (int i = 0; i <= 8; ++i) {
+            for (int j = 0; i + j <= 8; ++j) {
+                const Point3 p = a + ((b - a) * (i / 8.0)) + ((c - a) * (j / 8.0));
+                sum += std::abs(p.pz - height(p.px, p.py));
+                ++num;
+            }
+        }
+    }
+    return sum / num;
+}
+
+// What flips must keep.
+struct Counts {
+    std::size_t numT, numEdges, euler;
+    std::vector<std::pair<Point3*, Point3*>> vBorder;
+    std::size_t numMany;
+    bool operator==(const Counts&) const = default;
+};
+
+Counts countsOf(const RMesh& mesh) {
+    Counts counts{mesh.getNumLiveTriangles(),
+                  edgesOfDegree(mesh, -99).size(),
+                  eulerNumber(mesh),
+                  {},
+                  edgesOfDegree(mesh, -1).size()};
+    for (const REdge* pRE : edgesOfDegree(mesh, 1)) counts.vBorder.emplace_back(pRE->p0, pRE->p1);
+    return counts;
+}
+
+std::vector<Height> creases() {
+    return {[](double x, double y) { return -std::abs(x + y) * 0.5; },
+            [](double x, double y) { return -std::abs(x - 2.0 * y) * 0.4; },
+            [](double x, double y) { return -std::abs(x + 2.0 * y) * 0.4; }};
+}
+
+}  // namespace
+
+TEST_F(RMeshFlips, straightenCreasesAndKeepVerticesBordersAndTopology) {
+    for (const double noise : {0.0, 0.15}) {
+        for (const Height& height : creases()) {
+            const Shape shape = sheetOn(height, noise);
+            RMesh mesh(shape.vertices, shape.triples, 1.0);
+            const double before = meanDistance(mesh, height);
+            const Counts counts = countsOf(mesh);
+            EXPECT_GT(mesh.edgeFlips(), 10u);
+            EXPECT_LT(meanDistance(mesh, height), 0.5 * before);
+            EXPECT_EQ(countsOf(mesh), counts);
+            mesh.edgeFlipsSimA();
+            EXPECT_LT(meanDistance(mesh, height), 0.5 * before);
+            EXPECT_EQ(countsOf(mesh), counts);
+            for (std::uint32_t i = 0; i < mesh.getNumVertices(); ++i) EXPECT_EQ(*mesh.getVertex(i), shape.vertices[i]);
+        }
+    }
+}
+
+TEST_F(RMeshFlips, annealingBringsTheBendsOfATorusDownFurther) {
+    const auto bends = [](const RMesh& mesh) {
+        double sum = 0.0;
+        bool bOK = false;
+        for (const REdge* pRE : edgesOfDegree(mesh, 2)) {
+            const double cosine = pRE->triangles()[0]->getNormal(&bOK) * pRE->triangles()[1]->getNormal(&bOK);
+            sum += std::pow((*pRE->p1 - *pRE->p0).length() * (1.0 - std::min(cosine, 1.0)), 0.335);
+        }
+        return sum;
+    };
+    Shape shape = torus(60, 24, 3.0, 1.0);
+    Rand15 rand(9);
+    for (Point3& p : shape.vertices)
+        p.set(p.px + rand.next() / 4e5, p.py + rand.next() / 4e5, p.pz + rand.next() / 4e5);
+    RMesh mesh(shape.vertices, shape.triples, 0.3);
+    const double before = bends(mesh);
+    mesh.edgeFlips();
+    const double flipped = bends(mesh);
+    mesh.edgeFlipsSimA();
+    EXPECT_LT(flipped, before);
+    EXPECT_LT(bends(mesh), flipped);
+    EXPECT_EQ(eulerNumber(mesh), 0u);
+    EXPECT_EQ(edgesOfDegree(mesh, 2).size(), edgesOfDegree(mesh, -99).size());
+}
+
+TEST_F(RMeshFlips, flipAFlatSheetAtEveryCallWithoutHarm) {
+    const Shape shape = gridSheet(12, 12);
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    const Counts counts = countsOf(mesh);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_GT(mesh.edgeFlips(), 50u);
+        EXPECT_EQ(countsOf(mesh), counts);
+    }
+    RMesh empty({}, {}, 1.0);
+    EXPECT_EQ(empty.edgeFlips(), 0u);
+}
+
+TEST_F(RMeshFlips, candidatesAreTheEdgesThatGainBestFirst) {
+    const Shape shape = sheetOn(creases()[1], 0.2);
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    std::vector<REdge*> vRE;
+    mesh.getAllEdges(vRE);
+    std::vector<std::pair<double, REdge*>> vFound, vExpected;
+    mesh.getEdgeFlipCandidates_MT(vRE, 0.005, 0.0, vFound);
+    for (REdge* pRE : vRE) {
+        const REdgeEnergy energy(&mesh, pRE);
+        if (energy.energy >= 0.0) vExpected.emplace_back(energy.energy, pRE);
+    }
+    std::stable_sort(vExpected.begin(), vExpected.end(), [](auto& a, auto& b) { return a.first > b.first; });
+    EXPECT_EQ(vFound, vExpected);
+    EXPECT_TRUE(failsWith("vImpRE.empty()", [&] { mesh.getEdgeFlipCandidates_MT(vRE, 0.005, 0.0, vFound); }));
+    // Heat admits worse ones, a negative bound all of them.
+    const auto vTemperatures = RMesh::getAnnealingSchedule();
+    std::size_t last = vFound.size();
+    for (const double temperature : {vTemperatures.back(), vTemperatures.front()}) {
+        std::vector<std::pair<double, REdge*>> vHot;
+        mesh.getEdgeFlipCandidates_MT(vRE, 0.0, temperature, vHot);
+        EXPECT_GT(vHot.size(), last);
+        last = vHot.size();
+    }
+    std::vector<std::pair<double, REdge*>> vAll;
+    mesh.getEdgeFlipCandidates_MT(vRE, -1e300, 0.0, vAll);
+    EXPECT_GT(vAll.size(), last);
+}
+
+TEST_F(RMeshFlips, scheduleHasTwentyNinePasses) {
+    const auto vTemperatures = RMesh::getAnnealingSchedule();
+    EXPECT_EQ(vTemperatures.size(), 29u);
+    EXPECT_EQ(RMesh::getCandidateStage(vTemperatures.front()), "RM_gEfCandMT_0.018");
+    EXPECT_LE(vTemperatures.back(), 0.001);
+}
+
+TEST_F(RMeshFlips, giveTheSameBytesForAnyNumberOfThreads) {
+    std::set<std::vector<double>> sResults;
+    for (const unsigned numThreads : {1u, 2u, 16u}) {
+        const ThreadCount threads(numThreads);
+        const Shape shape = sheetOn(creases()[2], 0.25);
+        RMesh mesh(shape.vertices, shape.triples, 1.0);
+        mesh.edgeFlipsSimA();
+        sResults.insert(contentsOf(mesh));
+    }
+    EXPECT_EQ(sResults.size(), 1u);
+}
+
+TEST_F(RMeshFlips, dropDeadRecordsKeepsEveryOrder) {
+    // Triangles by rank among the live ones: edges in order, fans in order.
+    const auto orders = [](const RMesh& mesh) {
+        std::vector<std::uint32_t> vRank(mesh.getNumTriangles()), v;
+        std::uint32_t next = 0;
+        for (const RTriangle* pRT : liveTriangles(mesh)) vRank[pRT->getNumber()] = next++;
+        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i)
+            for (const RTriangle* pRT : mesh.getEdge(i)->triangles()) v.push_back(vRank[pRT->getNumber()]);
+        for (std::uint32_t i = 0; i < mesh.getNumVertices(); ++i)
+            for (const std::uint32_t number : mesh.getFan(mesh.getVertex(i))) v.push_back(vRank[number]);
+        return v;
+    };
+    for (std::uint32_t seed = 0; seed < 20; ++seed) {
+        const Shape soup = seed == 0 ? gridSheet(12, 12) : randomSoup(seed);
+        RMesh mesh(soup.vertices, soup.triples, 1.0);
+        printedText([&] { mesh.edgeFlips(); });
+        const auto before = contentsOf(mesh);
+        const auto ordersBefore = orders(mesh);
+        mesh.dropDeadRecords();
+        ASSERT_EQ(mesh.getNumTriangles(), mesh.getNumLiveTriangles());
+        ASSERT_EQ(mesh.getNumEdges(), edgesOfDegree(mesh, -99).size());
+        ASSERT_EQ(contentsOf(mesh), before);
+        ASSERT_EQ(orders(mesh), ordersBefore);
+        for (const RTriangle* pRT : liveTriangles(mesh)) {
+            for (int i = 0; i < 3; ++i) {
+                ASSERT_EQ(pRT->getRE(i), mesh.findEdge(pRT->getCorner((i + 1) % 3), pRT->getCorner((i + 2) % 3)));
+                ASSERT_FALSE(pRT->getRE(i)->has(pRT->getCorner(i)));
+            }
+        }
+    }
+    const Shape shape = gridSheet(30, 30);
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    mesh.edgeFlipsSimA();
+    EXPECT_LT(mesh.getNumTriangles(), 6 * mesh.getNumLiveTriangles());
+}
+
+TEST_F(RMeshFlips, surviveRandomSoups) {
+    for (std::uint32_t seed = 0; seed < 40; ++seed) {
+        const ThreadCount threads(seed % 3 + 1);
+        const Shape soup = randomSoup(seed);
+        RMesh mesh(soup.vertices, soup.triples, 1.0);
+        printedText([&] {
+            mesh.killDuplicateTriangles();
+            mesh.edgeFlips();
+            mesh.edgeFlipsSimA();
+        });
+        for (const RTriangle* pRT : liveTriangles(mesh))
+            for (int i = 0; i < 3; ++i) ASSERT_GT(pRT->getRE(i)->getDegree(), 0);
+    }
+}

@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "frame/Progress.h"
+#include "frame/Rand15.h"
+#include "geometry/freeFunctions.h"
+#include "refine/RECandidate.h"
+#include "refine/RMesh.h"
+#include "refine/colorDistance.h"
+#include "refine/meshQueries.h"
+#include "support/shapes.h"
+#include "support/threads.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+constexpr double anyLength = 1e300;
+
+struct RMeshReduce : testing::Test {
+    RMeshReduce() {
+        planProgress("test", {{"RM_kdeg", 1.0}, {"RM_redborder", 1.0}, {"RM_redprioq", 1.0}, {"RM_redprocprioq", 1.0}});
+    }
+    ~RMeshReduce() override { getProgress()->reset(); }
+};
+
+double areaOf(const RMesh& mesh) {
+    double area = 0.0;
+    for (const RTriangle* pRT : liveTriangles(mesh))
+        area += getTriangleArea(*pRT->getCorner(0), *pRT->getCorner(1), *pRT->getCorner(2));
+    return area;
+}
+
+// A sphere with noise, every vertex coloured by its side where asked.
+Shape bumpySphere(bool bColor) {
+    Shape shape = icosphere(4, 10.0);
+    Rand15 rand(2);
+    for (Point3& p : shape.vertices) {
+        const double f = 1.0 + rand.next() / 3e6;
+        p.set(p.px * f, p.py * f, p.pz * f);
+        if (bColor) p.setColor(p.px > 0.0 ? 255 : 0, 100, 100, 255);
+    }
+    return shape;
+}
+
+// What is told of the cost, on lists.
+double plainCost(const RMesh& mesh, const REdge* pRE, int dir, double maxSq, double maxDevRad) {
+    const double refused = RECandidate::refused;
+    const Point3 *pSource = dir == 0 ? pRE->p0 : pRE->p1, *pTarget = pRE->getOtherPoint(pSource);
+    const double sq = (*pSource - *pTarget).sqLength(), lenTerm = std::sqrt(std::sqrt(sq) / mesh.cellSize);
+    const double colorTerm =
+        pSource->hasColor() || pTarget->hasColor() ? double{colorDistance(*pRE->p0, *pRE->p1)} : 0.0;
+    if (sq > maxSq || colorTerm > std::min(1.0, 1.0 / lenTerm)) return refused;
+    std::vector<RTriangle*> vSource, vTarget;
+    mesh.getIncidentTriangles(pSource, vSource);
+    mesh.getIncidentTriangles(pTarget, vTarget);
+    std::set<const REdge*> sRing;
+    double sum = 0.0;
+    int count = 0;
+    bool bTogether = false;
+    for (const RTriangle* pRT : vSource) {
+        bTogether = bTogether || pRT->hasCorner(pTarget);
+        if (pRT->hasCorner(pTarget)) continue;
+        const int ici = pRT->getICI(pSource);
+        sRing.insert(pRT->getRE(ici));
+        const Point3 &a = *pRT->getCorner((ici + 1) % 3), &b = *pRT->getCorner((ici + 2) % 3);
+        const Vector3 oldN = cross(a - b, *pSource - b), newN = cross(a - b, *pTarget - b);
+        if (oldN.isDegenerate()) continue;
+        if (newN.length() < 1e-10) return refused;
+        const double d = getAngleRad(normalize(oldN), normalize(newN));
+        if (d > maxDevRad) return refused;
+        sum += d;
+        ++count;
+    }
+    for (const RTriangle* pRT : vTarget)
+        if (!pRT->hasCorner(pSource) && sRing.count(pRT->getRE(pRT->getICI(pTarget)))) return refused;
+    return bTogether ? sum * 100.0 / count + lenTerm + colorTerm * 100.0 : refused;
+}
+
+}  // namespace
+
+TEST_F(RMeshReduce, costIsAsToldOnRandomSoupsAndSpheres) {
+    for (std::uint32_t seed = 0; seed < 30; ++seed) {
+        const Shape shape = seed == 0 ? bumpySphere(true) : randomSoup(seed);
+        const RMesh mesh(shape.vertices, shape.triples, 1.3);
+        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i) {
+            for (const int dir : {0, 1}) {
+                const double cost = mesh.getCollapseCost(mesh.getEdge(i), dir, 4.0, 1.0);
+                const double plain = plainCost(mesh, mesh.getEdge(i), dir, 4.0, 1.0);
+                ASSERT_TRUE(cost == plain || (std::isnan(cost) && std::isnan(plain))) << cost << " " << plain;
+            }
+        }
+    }
+}
+
+TEST_F(RMeshReduce, candidatesStandByCostThenAgeAndFreeOnesFirst) {
+    const double nan = std::nan("");
+    std::vector<RECandidate> v = {{2.0, 0, 0, 0}, {1.0, 3, 1, 0}, {nan, 5, 2, 1}, {1.0, 2, 3, 0}, {nan, 4, 4, 0}};
+    std::sort(v.begin(), v.end());
+    std::vector<std::uint32_t> vEdges;
+    for (const RECandidate& c : v) vEdges.push_back(c.edge);
+    EXPECT_EQ(vEdges, (std::vector<std::uint32_t>{4, 2, 3, 1, 0}));
+}
+
+TEST_F(RMeshReduce, keepsInputVerticesBitForBitAndCountsWhatItRemoves) {
+    const Shape shape = bumpySphere(false);
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    const std::size_t before = mesh.getNumLiveTriangles();
+    const int numRemoved = mesh.reduce(anyLength, 8.0);
+    EXPECT_EQ(std::size_t(numRemoved), before - mesh.getNumLiveTriangles());
+    EXPECT_GT(std::size_t(numRemoved), before / 4);
+    EXPECT_EQ(eulerNumber(mesh), 2u);
+    EXPECT_EQ(edgesOfDegree(mesh, 2).size(), edgesOfDegree(mesh, -99).size());
+    for (std::uint32_t i = 0; i < mesh.getNumVertices(); ++i) ASSERT_EQ(*mesh.getVertex(i), shape.vertices[i]);
+}
+
+TEST_F(RMeshReduce, leavesTheCornersAndTheAreaOfAFlatSquare) {
+    const Shape shape = gridSheet(21, 21);
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    EXPECT_GT(mesh.reduce(anyLength, 1.0), 700);
+    EXPECT_NEAR(areaOf(mesh), 400.0, 1e-9);
+    for (const std::uint32_t corner : {0u, 20u, 420u, 440u}) EXPECT_FALSE(mesh.getFan(mesh.getVertex(corner)).empty());
+    EXPECT_EQ(eulerNumber(mesh), 1u);
+    // The length bound holds for each collapse.
+    RMesh bound(shape.vertices, shape.triples, 1.0);
+    EXPECT_EQ(bound.reduce(0.99 * 0.99, 1.0), 0);
+    RMesh single({Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0)}, {0, 1, 2}, 1.0);
+    EXPECT_EQ(single.reduce(anyLength, 180.0), 0);
+    RMesh empty({}, {}, 1.0);
+    EXPECT_EQ(empty.reduce(anyLength, 180.0), 0);
+}
+
+TEST_F(RMeshReduce, noCollapseTurnsATriangleBeyondTheLimit) {
+    // A step of a quarter across an edge of the cube turns what reaches down the
+    // whole side by 7 degrees; along the edge it turns nothing.
+    Shape cube;
+    const Shape side = gridSheet(9, 9, 0.25);
+    std::vector<std::pair<Point3, std::uint32_t>> vKnown;
+    for (int face = 0; face < 6; ++face) {
+        std::vector<std::uint32_t> vIndex;
+        for (const Point3& p : side.vertices) {
+            const double u = p.px - 1.0, v = p.py - 1.0, w = face % 2 == 0 ? 1.0 : -1.0;
+            const Point3 q = face < 2 ? Point3(w * u, v, w) : face < 4 ? Point3(v, w, w * u) : Point3(w, w * u, v);
+            const auto it = std::find_if(vKnown.begin(), vKnown.end(), [&](auto& known) { return known.first == q; });
+            vIndex.push_back(it != vKnown.end() ? it->second : std::uint32_t(vKnown.size()));
+            if (it == vKnown.end()) vKnown.emplace_back(q, vIndex.back());
+        }
+        for (const std::uint32_t i : side.triples) cube.triples.push_back(vIndex[i]);
+    }
+    for (const auto& known : vKnown) cube.vertices.push_back(known.first);
+    RMesh mesh(cube.vertices, cube.triples, 0.25);
+    ASSERT_EQ(eulerNumber(mesh), 2u);
+    mesh.reduce(anyLength, 5.0);
+    EXPECT_EQ(mesh.getNumLiveTriangles(), 12u);
+    EXPECT_NEAR(areaOf(mesh), 24.0, 1e-9);
+    bool bOK = false;
+    for (RTriangle* pRT : liveTriangles(mesh)) EXPECT_EQ(pRT->getNormal(&bOK).getMaxAbsComponent(), 1.0);
+}
+
+TEST_F(RMeshReduce, keepsTheColorsOfACheckerboardWithJoints) {
+    // Dark squares with light joints between them.
+    Shape shape = gridSheet(32, 32);
+    const auto squareOf = [](const Point3& p) { return std::pair(int(p.px) / 8, int(p.py) / 8); };
+    const auto isDark = [](const Point3& p) { return int(p.px) % 8 > 1 && int(p.py) % 8 > 1; };
+    for (Point3& p : shape.vertices) p.setColor(isDark(p) ? 0 : 255, 128, 128, 255);
+    RMesh mesh(shape.vertices, shape.triples, 1.0);
+    EXPECT_GT(mesh.reduce(anyLength, 1.0), 500);
+    std::set<std::pair<int, int>> sSquares;
+    std::vector<Point3*> vP;
+    mesh.getPoints(vP);
+    for (const Point3* p : vP)
+        if (isDark(*p)) sSquares.insert(squareOf(*p));
+    EXPECT_EQ(sSquares.size(), 16u);
+    // No triangle of one colour lies over a place of the other.
+    for (const RTriangle* pRT : liveTriangles(mesh)) {
+        const Point3 &a = *pRT->getCorner(0), &b = *pRT->getCorner(1), &c = *pRT->getCorner(2);
+        const Point3 middle = a + (b - a) * (1.0 / 3.0) + (c - a) * (1.0 / 3.0);
+        const int numDark = isDark(a) + isDark(b) + isDark(c);
+        EXPECT_NE(numDark, isDark(middle) ? 0 : 3);
+    }
+}
+
+TEST_F(RMeshReduce, givesTheSameBytesForAnyNumberOfThreads) {
+    std::set<std::vector<double>> sResults;
+    for (const unsigned numThreads : {1u, 2u, 16u}) {
+        const ThreadCount threads(numThreads);
+        const Shape shape = bumpySphere(true);
+        RMesh mesh(shape.vertices, shape.triples, 1.0);
+        mesh.reduce(anyLength, 12.0);
+        sResults.insert(contentsOf(mesh));
+    }
+    EXPECT_EQ(sResults.size(), 1u);
+}
+
+TEST_F(RMeshReduce, survivesRandomSoups) {
+    for (std::uint32_t seed = 0; seed < 100; ++seed) {
+        const Shape soup = randomSoup(seed);
+        RMesh mesh(soup.vertices, soup.triples, 1.0);
+        if (seed % 2 == 0) mesh.killDuplicateTriangles();
+        const std::size_t before = mesh.getNumLiveTriangles();
+        const int numRemoved = mesh.reduce(anyLength, seed % 3 == 0 ? 180.0 : 40.0);
+        ASSERT_EQ(std::size_t(numRemoved), before - mesh.getNumLiveTriangles());
+        mesh.killDegenerate();
+    }
+}
