@@ -63,6 +63,7 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>
     std::vector<uint64> vAllRmg;
     getRCD2Point(vSamples, vRemainingRCDPoint, vAllRCD);
     pruneBorders(vRemainingRCDPoint, vAllRCD, vAllRmg);
+    std::vector<uint64>().swap(vAllRCD);
     keepListed(vAllRmg, vRemainingRCDPoint);
     ASSEX(vAllRmg.size()==vRemainingRCDPoint.size());
     if (numGrowSteps > 0) fillGaps(vAllRmg, vRemainingRCDPoint);

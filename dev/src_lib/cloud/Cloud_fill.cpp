@@ -23,7 +23,7 @@ std::vector<uint64> codesOf(const std::vector<RCDPoint>& vRCDPoint) {
     return vCodes;
 }
 
-// The cells of the components for which bHarsh is right, ascending. A component's
+// The cells of the chosen components, ascending. A component's
 // cells see no cell of another one, so the decider may thin all these at once.
 template <class IsChosen>
 std::vector<uint64> cellsOf(const std::vector<ZeroComponent>& vComponents, const IsChosen& isChosen) {

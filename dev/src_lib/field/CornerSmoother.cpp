@@ -1,5 +1,6 @@
 #include "field/CornerSmoother.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 
@@ -35,6 +36,9 @@ void CornerSmoother::addCorner(const Corner& corner) {
 // Takes the vals and neighbours of active corners as they are now.
 void CornerSmoother::refresh(const CornerStore& store) {
     const std::vector<Corner*>& vCorners = store.vCorners;
+    const auto firstNew = vCorners.begin() + static_cast<std::ptrdiff_t>(vFrom.size() - 1);
+    const auto isActive = [](const Corner* pCorner) { return pCorner->isActive(); };
+    vActive.reserve(vActive.size() + static_cast<std::size_t>(std::count_if(firstNew, vCorners.end(), isActive)));
     vFrom.reserve(vCorners.size() + 1);
     vTo.reserve(vCorners.size() + 1);
     for (std::size_t i = vFrom.size() - 1; i < vCorners.size(); ++i) addCorner(*vCorners[i]);
@@ -63,7 +67,7 @@ float CornerSmoother::keepBorder(CornerState state, float newVal) const {
 
 // A missing neighbour adds 0, which changes no sum.
 template <bool bLast>
-CornerSmoother::Trace CornerSmoother::sweepRange(CornerStore& store, std::size_t begin, std::size_t end) const {
+CornerSmoother::Trace CornerSmoother::sweepRange(CornerStore& store, std::size_t begin, std::size_t end) {
     constexpr float largeWeight = 2.0F, largeVal = 100.0F;
     Trace trace;
     for (std::size_t i = begin; i < end; ++i) {
@@ -92,7 +96,7 @@ CornerSmoother::Trace CornerSmoother::sweepRange(CornerStore& store, std::size_t
 }
 
 template <bool bLast>
-CornerSmoother::Trace CornerSmoother::sweep(CornerStore& store) const {
+CornerSmoother::Trace CornerSmoother::sweep(CornerStore& store) {
     for (const Trace& trace : parallelChunkResults<Trace>(
              vActive.size(), minChunk,
              [&](std::size_t begin, std::size_t end) { return sweepRange<bLast>(store, begin, end); })) {

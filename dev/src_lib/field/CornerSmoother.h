@@ -59,14 +59,14 @@ private:
     void addCorner(const Corner& corner);
     void refresh(const CornerStore& store);
     template <bool bLast>
-    Trace sweep(CornerStore& store) const;
+    Trace sweep(CornerStore& store);
     template <bool bLast>
-    Trace sweepRange(CornerStore& store, std::size_t begin, std::size_t end) const;
+    Trace sweepRange(CornerStore& store, std::size_t begin, std::size_t end);
     float keepBorder(CornerState state, float newVal) const;
 
     std::vector<Active> vActive;                  // in order of creation
     std::vector<Value> vFrom{Value{0.0F, 0.0F}};  // what a sweep reads
-    mutable std::vector<Value> vTo{vFrom};        // what it writes; equal where not active
+    std::vector<Value> vTo{vFrom};                // what it writes; equal where not active
 };
 
 }  // namespace QUOR_ZEF

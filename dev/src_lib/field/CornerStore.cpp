@@ -12,8 +12,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr uint64 noCode = ~uint64{0};
-
 bool registerNeig(Corner& corner, std::int32_t index) {
     std::int32_t* const pSlot = std::find(std::begin(corner.neigs), std::end(corner.neigs), -1);
     if (pSlot == std::end(corner.neigs)) return false;
@@ -59,12 +57,19 @@ void CornerStore::getNeigs(const Corner* pCorner, std::vector<Corner*>& vNeigs) 
 }
 
 void CornerStore::getGrowRCC(double limit, std::vector<uint64>& vOut) const {
-    const std::size_t oldSize = vOut.size();
-    parallelTransform(vCorners, vOut, [limit](const Corner* pC) {
-        const bool bGrows = !pC->hasAllNeigs() && std::abs(pC->val) < limit && pC->val != 0.0F;
-        return bGrows ? pC->rcc : noCode;
-    });
-    vOut.erase(std::remove(vOut.begin() + static_cast<std::ptrdiff_t>(oldSize), vOut.end(), noCode), vOut.end());
+    // Small stores, of which there may be very many, stay on the calling thread.
+    constexpr std::size_t minChunk = 5'000;
+    const auto vFound =
+        parallelChunkResults<std::vector<uint64>>(vCorners.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<uint64> v;
+            for (std::size_t i = begin; i < end; ++i) {
+                const Corner& corner = *vCorners[i];
+                if (!corner.hasAllNeigs() && std::abs(corner.val) < limit && corner.val != 0.0F)
+                    v.push_back(corner.rcc);
+            }
+            return v;
+        });
+    for (const std::vector<uint64>& v : vFound) vOut.insert(vOut.end(), v.begin(), v.end());
 }
 
 }  // namespace QUOR_ZEF

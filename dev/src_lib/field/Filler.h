@@ -42,7 +42,8 @@ public:
     Filler& operator=(const Filler&) = delete;
 
     // Appends the new points: none in a cell of the cloud, one a cell, sorted as a
-    // whole. To be called once. O(n log n); memory about 450 bytes a cell at the peak.
+    // whole. To be called once. A growth step adds a layer of corners on both sides of the
+    // strips round gaps and rims: some 200 bytes and 0.5 microseconds each, in each later step.
     void fill(CodePoints& vOut);
 
     // The steps of fill(), in this order.

@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "cloud/Cloud.h"
+#include "grid/Calc.h"
+#include "grid/RemoveDecider_RCD.h"
+#include "grid/codeSets.h"
+#include "support/capture.h"
+#include "support/voxels.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+using Codes = std::vector<uint64>;
+
+struct TestCloud : Cloud {
+    TestCloud(int growSteps, bool bKeep) : Cloud("test", 1.0, 1.0, false, growSteps) {
+        pCalc = std::make_unique<Calc>(unitGrid());
+        bKeepBorders = bKeep;
+    }
+};
+
+std::vector<RCDPoint> withCentres(const Codes& vRCD) {
+    std::vector<RCDPoint> v;
+    for (const uint64 rcd : vRCD) {
+        const GridCoords c = unpackRCD(rcd);
+        v.emplace_back(rcd, Point3(double(c.x) + 0.5, double(c.y) + 0.5, double(c.z) + 0.5));
+    }
+    return v;
+}
+
+Codes codesOf(const std::vector<RCDPoint>& v) {
+    Codes vCodes;
+    for (const RCDPoint& pair : v) vCodes.push_back(pair.first);
+    return vCodes;
+}
+
+// A flat sheet with a square hole of this width in its middle.
+Codes sheetWithHole(int width) {
+    const int low = 100 + 15, high = low + width - 1, end = high + 15;
+    return difference(voxelBox(100, 100, 100, end, end, 100), voxelBox(low, low, 100, high, high, 100));
+}
+
+// What filling adds.
+Codes addedCells(int width, int numGrowSteps, bool bKeepBorders) {
+    const Codes vCells = sheetWithHole(width);
+    std::vector<RCDPoint> vAll = withCentres(vCells);
+    TestCloud(numGrowSteps, bKeepBorders).fillGaps(vCells, vAll);
+    Codes vAdded = codesOf(vAll);
+    vAdded.erase(vAdded.begin(), vAdded.begin() + static_cast<std::ptrdiff_t>(vCells.size()));
+    return vAdded;
+}
+
+const Codes vHole5 = voxelBox(115, 115, 100, 119, 119, 100);
+
+// Cells of a cloud, and of fillings beside them, at random.
+struct RandomFilling {
+    Codes vArea, vBorder, vZero;
+
+    explicit RandomFilling(unsigned seed) {
+        std::mt19937 random(seed);
+        Codes vAll = randomCells(random, 50, 16, 0.15);
+        const Codes vSheet = noisySheet(20, 20, 0.6, seed);
+        vAll = unionOf(vAll, vSheet);
+        for (const uint64 rcd : vAll) {
+            const GridCoords c = unpackRCD(rcd);
+            const bool bZero = (c.x / 4 + c.y / 5 + seed) % 3 == 0 || random() % 40 == 0;
+            (bZero ? vZero : random() % 4 ? vArea : vBorder).push_back(rcd);
+        }
+    }
+};
+
+}  // namespace
+
+TEST(CloudFilling, closesAHoleExactlyAndKeepsTheOpenBorder) {
+    EXPECT_EQ(addedCells(5, 7, true), vHole5);
+    EXPECT_EQ(addedCells(5, 20, true), vHole5);
+}
+
+TEST(CloudFilling, growsOverTheBorderUnlessItIsToBeKept) {
+    const Codes vAdded = addedCells(5, 7, false);
+    EXPECT_EQ(intersection(vAdded, vHole5), vHole5);
+    EXPECT_GT(vAdded.size(), 25u + 4 * 35u);
+}
+
+TEST(CloudFilling, takesAPartlyFilledHoleBackWhenBordersAreKept) {
+    EXPECT_GT(addedCells(25, 3, false).size(), 4 * 25u);
+    EXPECT_TRUE(addedCells(25, 3, true).empty());
+}
+
+TEST(CloudFilling, ratesComponentsByTheCornersThatTheyShareWithTheBorder) {
+    const TestCloud cloud(7, false);
+    const Calc calc = unitGrid();
+    int numPartly = 0;
+    for (unsigned seed = 1; seed <= 8; ++seed) {
+        const RandomFilling filling(seed);
+        Codes vBorderRCC;
+        calc.getCorners_RCD(filling.vBorder, vBorderRCC, true);
+        std::vector<ZeroComponent> vComponents;
+        cloud.rateZeroComponents(filling.vZero, filling.vBorder, vComponents);
+        std::size_t numCells = 0;
+        for (const ZeroComponent& component : vComponents) {
+            numCells += component.vCells.size();
+            Codes vArea, vRim;
+            RemoveDecider_RCD(&component.vCells, &calc).classify(vArea, vRim);
+            double numTouching = 0;
+            for (const uint64 rcd : vRim) {
+                Codes vRCC;
+                calc.getCorners_RCD({rcd}, vRCC, true);
+                numTouching += !intersection(vRCC, vBorderRCC).empty();
+            }
+            const double ratio = vRim.size() < 10 ? 1.0 : numTouching / static_cast<double>(vRim.size());
+            EXPECT_EQ(component.ratio, ratio);
+            numPartly += ratio > 0.0 && ratio < 1.0;
+        }
+        EXPECT_EQ(numCells, filling.vZero.size());
+    }
+    EXPECT_GT(numPartly, 3);
+}
+
+TEST(CloudFilling, prunesAllComponentsAtOnceLikeOneAfterTheOther) {
+    const TestCloud cloud(7, false);
+    const Calc calc = unitGrid();
+    for (unsigned seed = 1; seed <= 8; ++seed) {
+        RandomFilling filling(seed);
+        std::vector<RCDPoint> vZeroPoints = withCentres(filling.vZero), vOut;
+        const Codes vAll = unionOf(unionOf(filling.vArea, filling.vBorder), filling.vZero);
+        std::vector<ZeroComponent> vComponents;
+        cloud.rateZeroComponents(filling.vZero, filling.vBorder, vComponents);
+        RemoveDecider_RCD decider(&vAll, &calc);
+        Codes vKept, vDoomed;
+        for (const ZeroComponent& component : vComponents) {
+            decider.prune(vZeroPoints, component.vCells, vKept, vDoomed, component.ratio < 0.3, false);
+        }
+        cloud.pruneZeros(filling.vArea, filling.vBorder, vZeroPoints, vOut);
+        EXPECT_EQ(codesOf(vOut), difference(filling.vZero, vDoomed));
+        EXPECT_LT(vOut.size(), filling.vZero.size());
+        EXPECT_TRUE(filling.vArea.empty() && filling.vBorder.empty());
+    }
+}
+
+TEST(CloudFilling, refusesFillingInCellsOfTheCloud) {
+    const TestCloud cloud(7, false);
+    RandomFilling filling(1);
+    std::vector<RCDPoint> vZeroPoints = withCentres({filling.vBorder[0]}), vOut;
+    EXPECT_TRUE(failsWith("assert_disjoint(vLocalBorder,vZeroRCD)",
+                          [&] { cloud.pruneZeros(filling.vArea, filling.vBorder, vZeroPoints, vOut); }));
+    vZeroPoints = withCentres({7, 7});
+    EXPECT_TRUE(failsWith("isUnique vRCD2ZeroPoint",
+                          [&] { cloud.pruneZeros(filling.vArea, filling.vBorder, vZeroPoints, vOut); }));
+}
