@@ -104,7 +104,7 @@ RMesh flatQuad(const std::vector<Point3>& vPoints = vFlatQuad) {
 TEST(REdgeEnergy, equalsTheBendsBeforeAndAfterAFlipOfACopy) {
     Rand15 rand(5);
     int numPenalties = 0, numFolds = 0;
-    for (int i = 0; i < 20'000; ++i) {
+    for (int i = 0; i < 5'000; ++i) {
         const Shape shape = randomQuad(rand, i % 2 ? 0.9 : 0.2, false);
         RMesh mesh(shape.vertices, shape.triples, 1.0);
         const REdgeEnergy energy(&mesh, middleOf(mesh));
@@ -117,8 +117,8 @@ TEST(REdgeEnergy, equalsTheBendsBeforeAndAfterAFlipOfACopy) {
             ASSERT_NEAR(energy.energy, plain, 1e-6) << i;
         }
     }
-    EXPECT_GT(numPenalties, 100);
-    EXPECT_GT(numFolds, 20);
+    EXPECT_GT(numPenalties, 25);
+    EXPECT_GT(numFolds, 5);
 }
 
 TEST(REdgeEnergy, scoreOfATurnedPairIsThatAfterRepairAndChangesNothing) {
