@@ -10,11 +10,7 @@ make_scan=$build/examples/make_scan
 
 ./scripts/setup.sh
 cmake --preset release
-targets=()
-for folder in apps/zef examples; do
-    [[ -f $folder/CMakeLists.txt ]] && targets+=("$folder/all")
-done
-cmake --build "$build" -j "$(nproc)" --target "${targets[@]}"
+cmake --build "$build" -j "$(nproc)" --target apps/zef/all examples/all
 
 run() {
     echo
@@ -22,15 +18,6 @@ run() {
     "$@"
 }
 
-# The tool is there before all of its commands are.
-if [[ -x $make_scan && -x $tool ]] && "$tool" reconstruct --help >/dev/null 2>&1; then
-    mkdir -p build/demo
-    run "$make_scan" build/demo/scan.ply
-    run "$tool" reconstruct build/demo/scan.ply -o build/demo/mesh.ply
-    exit 0
-fi
-
-echo "demo: 'zef reconstruct' is not built yet; running the examples that are there"
-for source in examples/*.cpp; do
-    run "$build/examples/$(basename "$source" .cpp)"
-done
+mkdir -p build/demo
+run "$make_scan" build/demo/scan.ply
+run "$tool" reconstruct build/demo/scan.ply -o build/demo/mesh.ply
