@@ -56,6 +56,16 @@ struct MeshReport {
 // Counts only, changes nothing. O(n log n), about 90 bytes a triangle meanwhile.
 ZEF_API MeshReport checkMesh(const Mesh& mesh);
 
+// Pairs of triangles with a common point that is of no common corner or edge, each
+// pair once: they cross, touch, or overlap in a plane. Corners at equal places are
+// the same corner, so neither seams nor copies of vertices count. Triangles without
+// area, or with a coordinate that is not finite, belong to no pair. Decided without
+// rounding errors; only coordinates below 2^-300 of the largest count as 0.
+// Changes nothing. O(n log n) where triangles are of like sizes, on all threads;
+// few large ones among many small ones take longer. Up to 400 bytes a triangle
+// meanwhile, mostly half of it.
+ZEF_API std::size_t countSelfIntersections(const Mesh& mesh);
+
 // What makeManifold() found and did.
 struct ManifoldReport {
     std::size_t numRemovedDuplicates = 0;      // triangles on the vertices of an earlier one

@@ -248,6 +248,15 @@ TEST(ToolReconstruct, writesAMeshThatCheckCountsAlike) {
     }
 }
 
+TEST(ToolCheck, countsIntersectionsWhenAskedTo) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("crossing.off",
+                                             "OFF\n6 2 0\n0 0 0\n4 0 0\n0 4 0\n1 1 -1\n1 1 1\n2 1 1\n"
+                                             "3 0 1 2\n3 3 4 5\n"));
+    EXPECT_FALSE(runTool("check --json " + in).report().contains("self_intersections"));
+    EXPECT_EQ(runTool("check --json --deep " + in).report()["self_intersections"], 1);
+}
+
 TEST(ToolReconstruct, leavesNothingBehindWhenItFails) {
     const TempFolder folder;
     const std::string in = quoted(folder.put("one.xyz", "1 2 3\n"));

@@ -11,6 +11,7 @@ namespace {
 
 struct CheckOptions {
     std::string path;
+    bool bDeep = false;
     TalkOptions talk;
 };
 
@@ -52,6 +53,10 @@ int runCheck(const CheckOptions& options, Session& session) {
     report.addFlag("oriented", "oriented", topology.bOriented);
     report.add("component_list", "", componentList(topology), "");
     reportComponents(report, topology);
+    if (options.bDeep) {
+        session.step("looking for self-intersections");
+        report.addCount("self_intersections", "self-intersections", zef::countSelfIntersections(*pMesh));
+    }
     return topology.bClosed && topology.bManifold && topology.bOriented ? EXIT_DONE : EXIT_COULD_NOT;
 }
 
@@ -62,6 +67,7 @@ void addCheck(Commands& commands) {
     CLI::App& command = *commands.app.add_subcommand(
         "check", "Report the topology of a mesh; status 0 only if it is closed, manifold and oriented");
     command.add_option("MESH", pOptions->path, "A file of triangles")->required();
+    command.add_flag("--deep", pOptions->bDeep, "Count the pairs of triangles that intersect, too");
     addTalkOptions(command, pOptions->talk);
     onRun(commands, command, pOptions, runCheck);
 }

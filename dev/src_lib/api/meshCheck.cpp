@@ -6,12 +6,17 @@
 #include "refine/Manifold.h"
 #include "refine/RMesh.h"
 #include "refine/checkTriangles.h"
+#include "refine/selfIntersections.h"
 #include "zef/Mesh.h"
 
 namespace QUOR_ZEF {
 
 MeshReport checkMesh(const Mesh& mesh) {
     return checkTriangles(flatten(*mesh.getRMesh(), VertexOrder::MESH));
+}
+
+std::size_t countSelfIntersections(const Mesh& mesh) {
+    return countIntersectingPairs(flatten(*mesh.getRMesh(), VertexOrder::MESH));
 }
 
 void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report) {
