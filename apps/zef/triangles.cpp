@@ -4,6 +4,7 @@
 
 #include "failures.h"
 #include "inputs.h"
+#include "numbers.h"
 
 namespace {
 
@@ -16,10 +17,12 @@ void addSamplingOptions(CLI::App& command, SamplingOptions& sampling) {
     command
         .add_option("--spacing", sampling.spacing,
                     "Distance of the vertices, in the unit of the file; by default a 200th of its longest side")
+        ->check(checkNumber)
         ->check(CLI::PositiveNumber);
     command
         .add_option("--feature-angle", sampling.featureAngle,
                     "Edges stay sharp whose triangles meet at that many degrees or more; 361 for none")
+        ->check(checkNumber)
         ->check(CLI::Range(0.0, 361.0))
         ->capture_default_str();
 }

@@ -1,5 +1,6 @@
 #include "commands/commands.h"
 #include "meshChange.h"
+#include "numbers.h"
 #include "zef/Mesh.h"
 #include "zef/meshOperations.h"
 
@@ -11,7 +12,7 @@ constexpr double defaultMaxLength = 4.0;  // average edge lengths
 
 struct Options : MeshChange {
     double maxLength = 0.0;  // world units; 0: defaultMaxLength
-    double maxTurn = 10.0;   // degrees
+    double maxTurn = 5.0;    // degrees
 };
 
 int runReduce(const Options& options, Session& session) {
@@ -33,8 +34,10 @@ void addReduce(Commands& commands) {
     command
         .add_option("--max-length", pOptions->maxLength,
                     "The longest edge that may be merged away, in the unit of the mesh; by default 4 average edges")
+        ->check(checkNumber)
         ->check(CLI::PositiveNumber);
     command.add_option("--max-turn", pOptions->maxTurn, "How far one merge may turn a triangle, in degrees")
+        ->check(checkNumber)
         ->check(CLI::Range(0.0, 180.0))
         ->capture_default_str();
     onRun(commands, command, pOptions, runReduce);
