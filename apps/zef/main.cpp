@@ -22,6 +22,13 @@ void addCommands(Commands& commands) {
     addSpacing(commands);
     addConvert(commands);
     addReconstruct(commands);
+    addMelt(commands);
+    addResample(commands);
+    addFlip(commands);
+    addAnneal(commands);
+    addReduce(commands);
+    addSmooth(commands);
+    addHoles(commands);
     addCheck(commands);
 }
 

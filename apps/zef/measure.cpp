@@ -60,6 +60,16 @@ Box measureBox(const std::vector<Point3*>& vPoints) {
     return box;
 }
 
+void reportBox(Report& report, const Box& box) {
+    const auto text = [](const std::array<double, 3>& v) {
+        return numberText(v[0]) + "  " + numberText(v[1]) + "  " + numberText(v[2]);
+    };
+    const std::array<double, 3> size{box.size(0), box.size(1), box.size(2)};
+    report.add("box_min", "lower corner", box.min, text(box.min));
+    report.add("box_max", "upper corner", box.max, text(box.max));
+    report.add("box_size", "size", size, text(size));
+}
+
 std::uint64_t countDuplicates(const std::vector<Point3>& vPoints) {
     std::vector<std::array<double, 3>> vCoords;
     vCoords.reserve(vPoints.size());

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "Report.h"
 #include "zef/Point3.h"
 
 // Of the finite points.
@@ -22,6 +23,9 @@ struct Spacing {
 
 Box measureBox(const std::vector<zef::Point3>& vPoints);
 Box measureBox(const std::vector<zef::Point3*>& vPoints);
+
+// Its corners and its size, three lines.
+void reportBox(Report& report, const Box& box);
 
 // Finite points that stand where another one of lower index stands.
 std::uint64_t countDuplicates(const std::vector<zef::Point3>& vPoints);

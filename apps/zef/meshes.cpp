@@ -24,6 +24,13 @@ bool isMeshName(const std::string& path) {
     return ending == ".ply" || ending == ".obj" || ending == ".stl" || ending == ".off" || ending == ".glb";
 }
 
+void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>& vInputs) {
+    if (!isMeshName(output.path)) {
+        throw UsageFailure(output.path + ": no known format; use .ply, .obj, .stl, .off or .glb");
+    }
+    checkOutput(output, vInputs);
+}
+
 bool narrowsMesh(const OutputOptions& output) {
     return !output.bDouble;
 }

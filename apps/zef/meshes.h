@@ -14,6 +14,9 @@ class Mesh;
 // Whether a mesh can be written under this name, by its ending.
 bool isMeshName(const std::string& path);
 
+// checkOutput for a mesh; throws UsageFailure for a name that isMeshName refuses.
+void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>& vInputs);
+
 // Whether it is written with single precision.
 bool narrowsMesh(const OutputOptions& output);
 

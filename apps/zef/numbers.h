@@ -6,5 +6,9 @@
 // The whole text as one finite number.
 bool parseNumber(std::string_view text, double& value);
 
+// For options, beside the check of a range, which takes a NaN: empty if the text is
+// a finite number, else what is wrong.
+std::string checkNumber(const std::string& text);
+
 // The fewest digits that read back as the same value.
 std::string shortestText(double value);

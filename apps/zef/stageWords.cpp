@@ -27,6 +27,19 @@ constexpr std::array stages = {
     Words{"RM_kdeg", "removing degenerate triangles"},
     Words{"RM_gEfCandMT", "scoring edges"},
     Words{"efLoop", "flipping edges"},
+    Words{"RM_redborder", "finding the outline"},
+    Words{"RM_redprioq", "costing merges"},
+    Words{"RM_redprocprioq", "merging vertices"},
+    Words{"RM_smooth", "smoothing"},
+    Words{"reo", "chaining sharp edges"},
+    Words{"dih2e", "finding sharp edges"},
+    Words{"rFins", "sampling corners"},
+    Words{"feate", "sampling sharp edges"},
+    Words{"nfeate", "sampling other edges"},
+    Words{"ar4", "sampling areas"},
+    Words{"oifc", "sorting samples"},
+    Words{"mandiffe", "collecting edge samples"},
+    Words{"mandiffa", "collecting area samples"},
 };
 
 }  // namespace

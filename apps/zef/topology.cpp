@@ -8,6 +8,12 @@ void reportBorders(Report& report, const zef::MeshReport& topology) {
     report.addCount("non_manifold_edges", "non-manifold edges", topology.numNonManifoldEdges);
 }
 
+void reportMesh(Report& report, const zef::MeshReport& topology) {
+    report.addCount("vertices", "vertices", topology.numVertices);
+    report.addCount("triangles", "triangles", topology.numTriangles);
+    reportBorders(report, topology);
+}
+
 Json componentList(const zef::MeshReport& topology) {
     Json list = Json::array();
     for (const zef::MeshComponent& component : topology.vComponents) {

@@ -37,9 +37,7 @@ int runCheck(const CheckOptions& options, Session& session) {
     session.step("checking");
     const zef::MeshReport topology = zef::checkMesh(*pMesh);
     Report& report = session.report;
-    report.addCount("vertices", "vertices", topology.numVertices);
-    report.addCount("triangles", "triangles", topology.numTriangles);
-    reportBorders(report, topology);
+    reportMesh(report, topology);
     report.addCount("components", "components", topology.numComponents);
     report.addCount("non_manifold_vertices", "non-manifold vertices", topology.numNonManifoldVertices);
     report.addCount("orientation_conflicts", "orientation conflicts", topology.numOrientationConflicts);

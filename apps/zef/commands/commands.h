@@ -14,10 +14,17 @@ struct Commands {
     std::function<int()> run;
 };
 
+void addAnneal(Commands& commands);
 void addCheck(Commands& commands);
 void addConvert(Commands& commands);
+void addFlip(Commands& commands);
+void addHoles(Commands& commands);
 void addInfo(Commands& commands);
+void addMelt(Commands& commands);
 void addReconstruct(Commands& commands);
+void addReduce(Commands& commands);
+void addResample(Commands& commands);
+void addSmooth(Commands& commands);
 void addSpacing(Commands& commands);
 
 // Lets the subcommand run the function with its options, which have a member talk.

@@ -52,16 +52,6 @@ void reportFile(Report& report, const std::string& path, const zef::CloudFile& f
     if (numColored > 0) report.addCount("coloured_points", "coloured points", numColored);
 }
 
-void reportBox(Report& report, const Box& box) {
-    const auto text = [](const std::array<double, 3>& v) {
-        return numberText(v[0]) + "  " + numberText(v[1]) + "  " + numberText(v[2]);
-    };
-    const std::array<double, 3> size{box.size(0), box.size(1), box.size(2)};
-    report.add("box_min", "lower corner", box.min, text(box.min));
-    report.add("box_max", "upper corner", box.max, text(box.max));
-    report.add("box_size", "size", size, text(size));
-}
-
 // A cloud without spacing is still one that can be told about.
 void reportSpacing(Session& session, const std::vector<zef::Point3>& vPoints) {
     try {

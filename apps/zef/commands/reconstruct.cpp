@@ -36,17 +36,8 @@ std::shared_ptr<zef::Mesh> makeMesh(std::vector<zef::Point3>& vPoints, const Opt
     return pMesh;
 }
 
-void reportMesh(Report& report, const zef::MeshReport& topology) {
-    report.addCount("vertices", "vertices", topology.numVertices);
-    report.addCount("triangles", "triangles", topology.numTriangles);
-    reportBorders(report, topology);
-}
-
 int runReconstruct(const Options& options, Session& session) {
-    if (!isMeshName(options.output.path)) {
-        throw UsageFailure(options.output.path + ": no known format; use .ply, .obj, .stl, .off or .glb");
-    }
-    checkOutput(options.output, options.vInputs);
+    checkMeshOutput(options.output, options.vInputs);
     Report& report = session.report;
     std::vector<zef::Point3> vPoints = readPoints(session, options.vInputs);
     const double secondsRead = session.watch.lap();

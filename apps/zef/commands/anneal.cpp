@@ -1,0 +1,19 @@
+#include "commands/commands.h"
+#include "meshChange.h"
+#include "zef/meshOperations.h"
+
+namespace {
+
+int runAnneal(const MeshChange& files, Session& session) {
+    return changeMesh(files, session, "annealing", zef::edgeFlipsSimA);
+}
+
+}  // namespace
+
+void addAnneal(Commands& commands) {
+    auto pFiles = std::make_shared<MeshChange>();
+    CLI::App& command = *commands.app.add_subcommand(
+        "anneal", "Straighten creases by flips and simulated annealing: better, and some 20 times as long");
+    addMeshChange(command, *pFiles);
+    onRun(commands, command, pFiles, runAnneal);
+}

@@ -1,0 +1,18 @@
+#include "commands/commands.h"
+#include "meshChange.h"
+#include "zef/meshOperations.h"
+
+namespace {
+
+int runFlip(const MeshChange& files, Session& session) {
+    return changeMesh(files, session, "flipping", zef::edgeFlips);
+}
+
+}  // namespace
+
+void addFlip(Commands& commands) {
+    auto pFiles = std::make_shared<MeshChange>();
+    CLI::App& command = *commands.app.add_subcommand("flip", "Straighten creases by flipping edges, in one pass");
+    addMeshChange(command, *pFiles);
+    onRun(commands, command, pFiles, runFlip);
+}

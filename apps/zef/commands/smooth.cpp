@@ -1,0 +1,29 @@
+#include "commands/commands.h"
+#include "meshChange.h"
+#include "zef/meshOperations.h"
+
+namespace {
+
+struct Options : MeshChange {
+    zef::SmoothingOptions library;
+};
+
+int runSmooth(const Options& options, Session& session) {
+    return changeMesh(options, session, "smoothing", [&](const std::shared_ptr<zef::Mesh>& pMesh) {
+        zef::laplacianSmoothing(pMesh, options.library);
+    });
+}
+
+}  // namespace
+
+void addSmooth(Commands& commands) {
+    auto pOptions = std::make_shared<Options>();
+    CLI::App& command = *commands.app.add_subcommand("smooth", "Move vertices towards the mean of their neighbours");
+    addMeshChange(command, *pOptions);
+    command.add_option("--steps", pOptions->library.numSteps, "How often")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command.add_flag("--keep-volume", pOptions->library.bKeepVolume,
+                     "Follow each step by one back, so that the mesh does not shrink");
+    onRun(commands, command, pOptions, runSmooth);
+}

@@ -1,0 +1,53 @@
+#include "meshChange.h"
+
+#include "failures.h"
+#include "measure.h"
+#include "meshes.h"
+#include "topology.h"
+#include "zef/Mesh.h"
+#include "zef/meshCheck.h"
+
+namespace {
+
+Shift chooseMeshShift(const MeshChange& files, Session& session, const zef::Mesh& mesh) {
+    std::vector<zef::Point3*> vVertices;
+    mesh.getPoints(vVertices);
+    const Box box = measureBox(vVertices);
+    const Shift shift = chooseShift(session, files.output, box);
+    if (narrowsMesh(files.output)) warnOfRounding(session, box, shift, mesh.getAverageEdgeLength());
+    return shift;
+}
+
+}  // namespace
+
+void addMeshChange(CLI::App& command, MeshChange& files) {
+    command.add_option("IN", files.path, "A file of triangles")->required();
+    addOutputOptions(command, files.output, false);
+    addTalkOptions(command, files.talk);
+}
+
+int changeMesh(const MeshChange& files, Session& session, const std::string& step,
+               const std::function<void(const std::shared_ptr<zef::Mesh>&)>& change) {
+    checkMeshOutput(files.output, {files.path});
+    Report& report = session.report;
+    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(session, files.path);
+    report.addCount("input_triangles", "triangles read", pMesh->getNumT());
+    const double secondsRead = session.watch.lap();
+
+    session.step(step);
+    change(pMesh);
+    if (pMesh->getNumT() == 0) throw Failure(files.path + ": no triangle is left");
+    const double secondsChange = session.watch.lap();
+
+    reportMesh(report, zef::checkMesh(*pMesh));
+    const Shift shift = chooseMeshShift(files, session, *pMesh);
+    session.watch.lap();
+
+    writeMeshFile(session, files.output, shift, pMesh);
+    report.addSeconds("seconds_read", "read", secondsRead);
+    report.addSeconds("seconds_change", step, secondsChange);
+    report.addStages();
+    report.addSeconds("seconds_write", "write", session.watch.lap());
+    report.addBytes("peak_bytes", "peak memory", peakBytes());
+    return EXIT_DONE;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Session.h"
+#include "options.h"
+
+namespace QUOR_ZEF {
+class Mesh;
+}
+
+// What all commands share that change a mesh of a file and write it.
+struct MeshChange {
+    std::string path;
+    OutputOptions output;
+    TalkOptions talk;
+};
+
+void addMeshChange(CLI::App& command, MeshChange& files);
+
+// Reads the mesh, lets change work on it under the name of the step, reports what
+// came out and writes it. Throws Failure if a file fails or no triangle is left.
+int changeMesh(const MeshChange& files, Session& session, const std::string& step,
+               const std::function<void(const std::shared_ptr<zef::Mesh>&)>& change);
