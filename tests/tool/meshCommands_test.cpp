@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "failures.h"
+#include "io/loadCloud.h"
+#include "support/shapes.h"
+#include "tool/toolRun.h"
+#include "triangles.h"
+
+using zef_test::runTool;
+using zef_test::TempFolder;
+using zef_test::ToolRun;
+
+namespace {
+
+std::string quoted(const std::string& path) {
+    return "'" + path + "'";
+}
+
+std::string objText(const zef_test::Shape& shape) {
+    std::ostringstream text;
+    for (const QUOR_ZEF::Point3& p : shape.vertices) text << "v " << p.px << " " << p.py << " " << p.pz << "\n";
+    for (std::size_t i = 0; i < shape.triples.size(); i += 3) {
+        text << "f";
+        for (std::size_t corner = 0; corner < 3; ++corner) text << " " << shape.triples[i + corner] + 1;
+        text << "\n";
+    }
+    return text.str();
+}
+
+// A box from the origin as polygons, which share no vertices with each other.
+std::string boxText(double x, double y, double z) {
+    constexpr int sides[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4}, {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
+    std::ostringstream text;
+    for (const auto& side : sides) {
+        for (const int corner : side) {
+            text << "v " << (corner & 1 ? x : 0.0) << " " << (corner & 2 ? y : 0.0) << " " << (corner & 4 ? z : 0.0)
+                 << "\n";
+        }
+        text << "f -4 -3 -2 -1\n";
+    }
+    return text.str();
+}
+
+nlohmann::json checked(const std::string& path, int expectedStatus) {
+    const ToolRun check = runTool("check --json " + quoted(path));
+    EXPECT_EQ(check.status, expectedStatus) << check.err << check.out;
+    return check.report();
+}
+
+struct ChangeCase {
+    const char* name;
+    const char* arguments;
+    bool bFewer;         // triangles go
+    double volumeShare;  // at least, of the volume before
+};
+
+void PrintTo(const ChangeCase& change, std::ostream* pOut) {
+    *pOut << change.name;
+}
+
+class ToolChange : public testing::TestWithParam<ChangeCase> {};
+
+}  // namespace
+
+TEST_P(ToolChange, keepsABodyClosedAndReportsWhatCheckFinds) {
+    const ChangeCase& change = GetParam();
+    const TempFolder folder;
+    const std::string in = folder.put("ball.obj", objText(zef_test::icosphere(3)));
+    const std::string out = folder.name("out.ply");
+    const ToolRun run = runTool(std::string(change.arguments) + " --json " + quoted(in) + " -o " + quoted(out));
+    ASSERT_EQ(run.status, 0) << run.err;
+    const nlohmann::json report = run.report(), before = checked(in, 0), after = checked(out, 0);
+    EXPECT_EQ(report["input_triangles"], before["triangles"]);
+    for (const char* const key : {"vertices", "triangles", "border_edges", "border_loops", "non_manifold_edges"}) {
+        EXPECT_EQ(report[key], after[key]) << key;
+    }
+    EXPECT_FALSE(report["stages"].empty());
+    EXPECT_EQ(after["euler"], before["euler"]);
+    EXPECT_EQ(after["triangles"] < before["triangles"], change.bFewer);
+    EXPECT_GE(after["volume"].get<double>(), change.volumeShare * before["volume"].get<double>());
+    EXPECT_NE(zef_test::contentOf(in), zef_test::contentOf(out));
+}
+
+TEST_P(ToolChange, refusesWhatTheOtherCommandsRefuse) {
+    const TempFolder folder;
+    const std::string command = GetParam().arguments;
+    const std::string in = quoted(folder.put("ball.obj", objText(zef_test::icosphere(1))));
+    const std::string letter = folder.put("letter.ply", "Dear Sir,\nthis is no mesh.\n");
+    EXPECT_EQ(runTool(command + " " + in).status, 2);
+    EXPECT_EQ(runTool(command + " " + in + " -o " + quoted(folder.name("out.docx"))).status, 2);
+    EXPECT_EQ(runTool(command + " " + quoted(letter) + " -o " + quoted(folder.name("out.ply"))).status, 1);
+    EXPECT_EQ(runTool(command + " " + in + " -o " + in).status, 1);
+    EXPECT_EQ(runTool(command + " " + in + " -o " + quoted(letter)).status, 1);
+    EXPECT_EQ(folder.get("letter.ply"), "Dear Sir,\nthis is no mesh.\n");
+    const ToolRun forced = runTool(command + " --quiet --force " + in + " -o " + quoted(letter));
+    EXPECT_EQ(forced.status, 0);
+    EXPECT_EQ(forced.err, "");
+    EXPECT_EQ(folder.numFiles(), 2u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, ToolChange,
+                         testing::Values(ChangeCase{"flip", "flip", false, 0.99},
+                                         ChangeCase{"anneal", "anneal", false, 0.99},
+                                         ChangeCase{"reduce", "reduce --max-turn 15", true, 0.7},
+                                         ChangeCase{"reduceShort", "reduce --max-length 0.01", false, 1.0},
+                                         ChangeCase{"smooth", "smooth --steps 3", false, 0.8},
+                                         ChangeCase{"smoothKept", "smooth --steps 5 --keep-volume", false, 0.995},
+                                         ChangeCase{"melt", "melt --spacing 0.3", true, 0.8}),
+                         [](const auto& instance) { return instance.param.name; });
+
+TEST(ToolMelt, closesABoxOfLoosePolygonsAndKeepsItsEdges) {
+    const TempFolder folder;
+    const std::string in = folder.put("box.obj", boxText(1.0, 0.8, 0.6)), out = folder.name("out.ply");
+    const ToolRun run = runTool("melt --json --spacing 0.05 " + quoted(in) + " -o " + quoted(out));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.report()["spacing"], 0.05);
+    const nlohmann::json check = checked(out, 0);
+    EXPECT_EQ(check["components"], 1);
+    EXPECT_NEAR(check["volume"].get<double>(), 0.48, 0.005);
+}
+
+TEST(ToolResample, laysAPointInEachCellOfTheSurface) {
+    const TempFolder folder;
+    const std::string in = folder.put("box.obj", boxText(1.0, 0.1, 0.1)), out = folder.name("cloud.ply");
+    const ToolRun run = runTool("resample --json " + quoted(in) + " -o " + quoted(out));
+    ASSERT_EQ(run.status, 0) << run.err;
+    const double spacing = run.report()["spacing"];
+    EXPECT_DOUBLE_EQ(spacing, 1.0 / 200) << "the default";
+    QUOR_ZEF::CloudFile cloud;
+    ASSERT_TRUE(QUOR_ZEF::loadCloud(out, cloud)) << cloud.error;
+    EXPECT_EQ(run.report()["points"], cloud.vPoints.size());
+    EXPECT_NEAR(static_cast<double>(cloud.vPoints.size()) * spacing * spacing, 0.42, 0.05);
+    double farthest = 0.0;  // from the surface
+    for (const QUOR_ZEF::Point3& p : cloud.vPoints) {
+        const double x = std::min(p.px, 1.0 - p.px), y = std::min(p.py, 0.1 - p.py), z = std::min(p.pz, 0.1 - p.pz);
+        farthest = std::max(farthest, std::abs(std::min({x, y, z})));
+    }
+    EXPECT_LT(farthest, 1e-6);
+    EXPECT_EQ(runTool("resample " + quoted(in) + " -o " + quoted(folder.name("out.stl"))).status, 2);
+}
+
+TEST(ToolTriangles, refusesPointsAndIncompleteTriangles) {
+    const TempFolder folder;
+    const std::string points = folder.put("points.xyz", "0 0 0\n1 0 0\n0 1 0\n");
+    for (const std::string command : {"melt ", "resample "}) {
+        const ToolRun run = runTool(command + quoted(points) + " -o " + quoted(folder.name("out.ply")));
+        EXPECT_EQ(run.status, 1) << command;
+        EXPECT_NE(run.err.find("holds points and no triangles"), std::string::npos) << run.err;
+        for (const std::string spacing : {"0", "nan"}) {
+            EXPECT_EQ(runTool(command + "--spacing " + spacing + " a.stl -o b.ply").status, 2);
+        }
+    }
+    QUOR_ZEF::CloudFile soup;
+    soup.kind = QUOR_ZEF::CloudFile::Kind::CORNERS;
+    soup.vPoints.resize(6);
+    EXPECT_EQ(cornersOf(soup, "soup.stl").size(), 6u);
+    soup.vPoints.resize(7);
+    EXPECT_THROW(cornersOf(soup, "soup.stl"), Failure);
+}
+
+TEST(ToolHoles, measuresTheBorderAndListsIt) {
+    const TempFolder folder;
+    const std::string sheet = quoted(folder.put("sheet.obj", objText(zef_test::gridSheet(5, 4))));
+    const std::string list = folder.name("border.list");
+    const ToolRun run = runTool("holes --json " + sheet + " --list " + quoted(list));
+    ASSERT_EQ(run.status, 0) << run.err;
+    const nlohmann::json report = run.report();
+    EXPECT_EQ(report["border_loops"], 1);
+    EXPECT_EQ(report["border_edges"], report["border_length"]) << "edges of length one";
+    EXPECT_EQ(report["border_edges"], 14);
+    EXPECT_NE(zef_test::contentOf(list).find("LIST"), std::string::npos);
+    EXPECT_EQ(runTool("holes " + sheet + " --list " + quoted(list)).status, 0) << "replaces its own kind";
+    EXPECT_EQ(runTool("holes " + sheet + " --list " + sheet).status, 1);
+    const ToolRun ball = runTool("holes --json " + quoted(folder.put("b.obj", objText(zef_test::icosphere(1)))));
+    EXPECT_EQ(ball.report(), nlohmann::json::parse(R"({"border_loops": 0, "border_edges": 0})"));
+}
