@@ -23,11 +23,11 @@ namespace {
 // the given height.
 std::vector<Point3> sphere(int numPoints, double noise, double maxZ = 2.0) {
     std::mt19937 random(11);
-    std::normal_distribution<double> offset(0.0, noise);
+    std::normal_distribution<double> offset;
     std::vector<Point3> vPoints;
     for (int i = 0; i < numPoints; ++i) {
         const double z = 1.0 - (2.0 * i + 1.0) / numPoints, angle = i * 2.399963229728653;
-        const double r = std::sqrt(1.0 - z * z), f = 1.0 + offset(random);
+        const double r = std::sqrt(1.0 - z * z), f = 1.0 + noise * offset(random);
         if (z <= maxZ) vPoints.emplace_back(r * std::cos(angle) * f, r * std::sin(angle) * f, z * f);
     }
     return vPoints;
