@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-// How a command ends early; Session and main turn them into the exit status.
+// How a command ends early; CommandRun and main turn them into the exit status.
 
 enum ExitStatus {
     EXIT_DONE = 0,

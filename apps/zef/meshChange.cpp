@@ -9,12 +9,12 @@
 
 namespace {
 
-Shift chooseMeshShift(const MeshChange& files, Session& session, const zef::Mesh& mesh) {
+Shift chooseMeshShift(const MeshChange& files, CommandRun& commandRun, const zef::Mesh& mesh) {
     std::vector<zef::Point3*> vVertices;
     mesh.getPoints(vVertices);
     const Box box = measureBox(vVertices);
-    const Shift shift = chooseShift(session, files.output, box);
-    if (narrowsMesh(files.output)) warnOfRounding(session, box, shift, mesh.getAverageEdgeLength());
+    const Shift shift = chooseShift(commandRun, files.output, box);
+    if (narrowsMesh(files.output)) warnOfRounding(commandRun, box, shift, mesh.getAverageEdgeLength());
     return shift;
 }
 
@@ -26,28 +26,28 @@ void addMeshChange(CLI::App& command, MeshChange& files) {
     addTalkOptions(command, files.talk);
 }
 
-int changeMesh(const MeshChange& files, Session& session, const std::string& step,
+int changeMesh(const MeshChange& files, CommandRun& commandRun, const std::string& step,
                const std::function<void(const std::shared_ptr<zef::Mesh>&)>& change) {
     checkMeshOutput(files.output, {files.path});
-    Report& report = session.report;
-    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(session, files.path);
+    Report& report = commandRun.report;
+    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(commandRun, files.path);
     report.addCount("input_triangles", "triangles read", pMesh->getNumT());
-    const double secondsRead = session.watch.lap();
+    const double secondsRead = commandRun.watch.lap();
 
-    session.step(step);
+    commandRun.step(step);
     change(pMesh);
     if (pMesh->getNumT() == 0) throw Failure(files.path + ": no triangle is left");
-    const double secondsChange = session.watch.lap();
+    const double secondsChange = commandRun.watch.lap();
 
     reportMesh(report, zef::checkMesh(*pMesh));
-    const Shift shift = chooseMeshShift(files, session, *pMesh);
-    session.watch.lap();
+    const Shift shift = chooseMeshShift(files, commandRun, *pMesh);
+    commandRun.watch.lap();
 
-    writeMeshFile(session, files.output, shift, pMesh);
+    writeMeshFile(commandRun, files.output, shift, pMesh);
     report.addSeconds("seconds_read", "read", secondsRead);
     report.addSeconds("seconds_change", step, secondsChange);
     report.addStages();
-    report.addSeconds("seconds_write", "write", session.watch.lap());
+    report.addSeconds("seconds_write", "write", commandRun.watch.lap());
     report.addBytes("peak_bytes", "peak memory", peakBytes());
     return EXIT_DONE;
 }

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Session.h"
+#include "CommandRun.h"
 #include "options.h"
 
 namespace QUOR_ZEF {
@@ -22,5 +22,5 @@ void addMeshChange(CLI::App& command, MeshChange& files);
 
 // Reads the mesh, lets change work on it under the name of the step, reports what
 // came out and writes it. Throws Failure if a file fails or no triangle is left.
-int changeMesh(const MeshChange& files, Session& session, const std::string& step,
+int changeMesh(const MeshChange& files, CommandRun& commandRun, const std::string& step,
                const std::function<void(const std::shared_ptr<zef::Mesh>&)>& change);

@@ -35,19 +35,20 @@ bool narrowsMesh(const OutputOptions& output) {
     return !output.bDouble;
 }
 
-std::shared_ptr<zef::Mesh> readMeshFile(Session& session, const std::string& path) {
-    session.step("reading " + path);
+std::shared_ptr<zef::Mesh> readMeshFile(CommandRun& commandRun, const std::string& path) {
+    commandRun.step("reading " + path);
     std::shared_ptr<zef::Mesh> pMesh = zef::readMesh(path);
     if (!pMesh) throw Failure(path + ": no mesh could be read");
     if (pMesh->getNumSkippedT() > 0) {
-        session.warn(path + ": " + countText(pMesh->getNumSkippedT()) + " triangles with a corner twice are left out");
+        commandRun.warn(path + ": " + countText(pMesh->getNumSkippedT()) +
+                        " triangles with a corner twice are left out");
     }
     return pMesh;
 }
 
-void writeMeshFile(Session& session, const OutputOptions& output, const Shift& shift,
+void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const Shift& shift,
                    const std::shared_ptr<zef::Mesh>& pMesh) {
-    session.step("writing " + output.path);
+    commandRun.step("writing " + output.path);
     zef::WriteMeshOptions options;
     options.bDouble = output.bDouble;
     options.offset = zef::Vector3(shift.offset[0], shift.offset[1], shift.offset[2]);

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Session.h"
+#include "CommandRun.h"
 #include "outputs.h"
 
 namespace QUOR_ZEF {
@@ -21,8 +21,8 @@ void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>
 bool narrowsMesh(const OutputOptions& output);
 
 // A mesh of a file. Throws Failure if there is none.
-std::shared_ptr<zef::Mesh> readMeshFile(Session& session, const std::string& path);
+std::shared_ptr<zef::Mesh> readMeshFile(CommandRun& commandRun, const std::string& path);
 
 // Throws Failure if the file cannot be written.
-void writeMeshFile(Session& session, const OutputOptions& output, const Shift& shift,
+void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const Shift& shift,
                    const std::shared_ptr<zef::Mesh>& pMesh);

@@ -153,12 +153,12 @@ std::vector<std::string> Shift::comments() const {
     return {"offset " + offsetText(offset)};
 }
 
-Shift chooseShift(Session& session, const OutputOptions& output, const Box& box) {
+Shift chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box) {
     Shift shift;
     if (output.shift.empty()) return shift;
     shift.bShifted = true;
     if (!parseShift(output.shift, shift.offset)) shift.offset = middleOffset(box);
-    session.report.add("shift", "shift taken away", shift.offset, offsetText(shift.offset));
+    commandRun.report.add("shift", "shift taken away", shift.offset, offsetText(shift.offset));
     return shift;
 }
 
@@ -169,11 +169,11 @@ void subtract(const Shift& shift, std::vector<zef::Point3>& vPoints) {
     }
 }
 
-void warnOfRounding(Session& session, const Box& box, const Shift& shift, double spacing) {
+void warnOfRounding(CommandRun& commandRun, const Box& box, const Shift& shift, double spacing) {
     constexpr double halfStep = 1.0 / (1 << 24);  // of the float next to 1
     constexpr double largestPart = 0.01;          // of the spacing
     const double rounding = largestCoordinate(box, shift.offset) * halfStep;
     if (!(spacing > 0.0) || rounding <= largestPart * spacing) return;
-    session.warn("coordinates of this size lose up to " + numberText(rounding) + " in single precision, " +
-                 numberText(100.0 * rounding / spacing) + " % of the spacing: use --double or --shift auto");
+    commandRun.warn("coordinates of this size lose up to " + numberText(rounding) + " in single precision, " +
+                    numberText(100.0 * rounding / spacing) + " % of the spacing: use --double or --shift auto");
 }

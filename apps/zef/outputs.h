@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Session.h"
+#include "CommandRun.h"
 #include "measure.h"
 #include "options.h"
 #include "zef/Point3.h"
@@ -27,9 +27,9 @@ struct Shift {
 };
 
 // What the options ask for, for points in this box; reports it.
-Shift chooseShift(Session& session, const OutputOptions& output, const Box& box);
+Shift chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box);
 
 void subtract(const Shift& shift, std::vector<zef::Point3>& vPoints);
 
 // Warns if floats would move shifted points by more than a hundredth of the spacing.
-void warnOfRounding(Session& session, const Box& box, const Shift& shift, double spacing);
+void warnOfRounding(CommandRun& commandRun, const Box& box, const Shift& shift, double spacing);

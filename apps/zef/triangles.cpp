@@ -43,14 +43,14 @@ std::vector<zef::Point3> cornersOf(zef::CloudFile file, const std::string& path)
     return vCorners;
 }
 
-std::vector<zef::Point3> readCorners(Session& session, const std::string& path) {
-    return cornersOf(readCloud(session, path), path);
+std::vector<zef::Point3> readCorners(CommandRun& commandRun, const std::string& path) {
+    return cornersOf(readCloud(commandRun, path), path);
 }
 
-double chooseSpacing(Session& session, const SamplingOptions& sampling, const Box& box) {
+double chooseSpacing(CommandRun& commandRun, const SamplingOptions& sampling, const Box& box) {
     const bool bGiven = sampling.spacing > 0.0;
     const double spacing = bGiven ? sampling.spacing : box.longestSide() / cellsPerBox;
     if (!(spacing > 0.0)) throw Failure("the triangles have no size to take a spacing from; give one with --spacing");
-    session.report.addNumber("spacing", "spacing", spacing);
+    commandRun.report.addNumber("spacing", "spacing", spacing);
     return spacing;
 }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Session.h"
+#include "CommandRun.h"
 #include "io/loadCloud.h"
 #include "measure.h"
 
@@ -20,8 +20,8 @@ void addSamplingOptions(CLI::App& command, SamplingOptions& sampling);
 // Three corners of each triangle of the file. Throws Failure, naming it, if it
 // holds none, or a number of corners that is no multiple of three.
 std::vector<zef::Point3> cornersOf(zef::CloudFile file, const std::string& path);
-std::vector<zef::Point3> readCorners(Session& session, const std::string& path);
+std::vector<zef::Point3> readCorners(CommandRun& commandRun, const std::string& path);
 
 // The spacing asked for, else a 200th of the longest side of the box; reports it.
 // Throws Failure if such a box has no size.
-double chooseSpacing(Session& session, const SamplingOptions& sampling, const Box& box);
+double chooseSpacing(CommandRun& commandRun, const SamplingOptions& sampling, const Box& box);

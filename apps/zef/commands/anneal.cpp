@@ -4,8 +4,8 @@
 
 namespace {
 
-int runAnneal(const MeshChange& files, Session& session) {
-    return changeMesh(files, session, "annealing", zef::edgeFlipsSimA);
+int runAnneal(const MeshChange& files, CommandRun& commandRun) {
+    return changeMesh(files, commandRun, "annealing", zef::edgeFlipsSimA);
 }
 
 }  // namespace

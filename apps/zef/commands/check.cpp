@@ -32,11 +32,11 @@ void reportComponents(Report& report, const zef::MeshReport& topology) {
     }
 }
 
-int runCheck(const CheckOptions& options, Session& session) {
-    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(session, options.path);
-    session.step("checking");
+int runCheck(const CheckOptions& options, CommandRun& commandRun) {
+    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(commandRun, options.path);
+    commandRun.step("checking");
     const zef::MeshReport topology = zef::checkMesh(*pMesh);
-    Report& report = session.report;
+    Report& report = commandRun.report;
     reportMesh(report, topology);
     report.addCount("components", "components", topology.numComponents);
     report.addCount("non_manifold_vertices", "non-manifold vertices", topology.numNonManifoldVertices);
@@ -52,7 +52,7 @@ int runCheck(const CheckOptions& options, Session& session) {
     report.add("component_list", "", componentList(topology), "");
     reportComponents(report, topology);
     if (options.bDeep) {
-        session.step("looking for self-intersections");
+        commandRun.step("looking for self-intersections");
         report.addCount("self_intersections", "self-intersections", zef::countSelfIntersections(*pMesh));
     }
     return topology.bClosed && topology.bManifold && topology.bOriented ? EXIT_DONE : EXIT_COULD_NOT;

@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "Session.h"
+#include "CommandRun.h"
 
 // The subcommands, one file each. What one of them is to do when it was asked
 // for stands in run; its options live in there.
@@ -30,10 +30,10 @@ void addSpacing(Commands& commands);
 // Lets the subcommand run the function with its options, which have a member talk.
 template <class Options>
 void onRun(Commands& commands, CLI::App& subcommand, std::shared_ptr<Options> pOptions,
-           int (*function)(const Options&, Session&)) {
+           int (*function)(const Options&, CommandRun&)) {
     subcommand.callback([&commands, pOptions, function] {
         commands.run = [pOptions, function] {
-            return runSession(pOptions->talk, [&](Session& session) { return function(*pOptions, session); });
+            return runCommand(pOptions->talk, [&](CommandRun& commandRun) { return function(*pOptions, commandRun); });
         };
     });
 }

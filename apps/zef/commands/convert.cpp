@@ -25,42 +25,42 @@ double spacingOrZero(const std::vector<zef::Point3>& vPoints) {
     }
 }
 
-void convertCloud(const ConvertOptions& options, Session& session, std::vector<zef::Point3> vPoints) {
+void convertCloud(const ConvertOptions& options, CommandRun& commandRun, std::vector<zef::Point3> vPoints) {
     const std::string& path = options.output.path;
     if (!zef::isCloudName(path)) throw Failure(path + ": that format needs triangles, and there are only points");
-    session.report.addCount("points", "points", vPoints.size());
+    commandRun.report.addCount("points", "points", vPoints.size());
     const Box box = measureBox(vPoints);
-    const Shift shift = chooseShift(session, options.output, box);
+    const Shift shift = chooseShift(commandRun, options.output, box);
     const zef::SaveOptions save{options.output.bDouble, shift.comments()};
-    if (zef::narrowsCloud(path, save)) warnOfRounding(session, box, shift, spacingOrZero(vPoints));
+    if (zef::narrowsCloud(path, save)) warnOfRounding(commandRun, box, shift, spacingOrZero(vPoints));
     subtract(shift, vPoints);
-    session.step("writing " + path);
+    commandRun.step("writing " + path);
     std::string error;
     if (!zef::saveCloud(path, vPoints, save, error)) throw Failure(path + ": " + error);
 }
 
-void convertMesh(const ConvertOptions& options, Session& session) {
-    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(session, options.path);
+void convertMesh(const ConvertOptions& options, CommandRun& commandRun) {
+    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(commandRun, options.path);
     std::vector<zef::Point3*> vVertices;
     pMesh->getPoints(vVertices);
-    session.report.addCount("vertices", "vertices", vVertices.size());
-    session.report.addCount("triangles", "triangles", pMesh->getNumT());
+    commandRun.report.addCount("vertices", "vertices", vVertices.size());
+    commandRun.report.addCount("triangles", "triangles", pMesh->getNumT());
     const Box box = measureBox(vVertices);
-    const Shift shift = chooseShift(session, options.output, box);
-    if (narrowsMesh(options.output)) warnOfRounding(session, box, shift, pMesh->getAverageEdgeLength());
-    writeMeshFile(session, options.output, shift, pMesh);
+    const Shift shift = chooseShift(commandRun, options.output, box);
+    if (narrowsMesh(options.output)) warnOfRounding(commandRun, box, shift, pMesh->getAverageEdgeLength());
+    writeMeshFile(commandRun, options.output, shift, pMesh);
 }
 
-int runConvert(const ConvertOptions& options, Session& session) {
+int runConvert(const ConvertOptions& options, CommandRun& commandRun) {
     const std::string& out = options.output.path;
     if (!zef::isCloudName(out) && !isMeshName(out)) throw UsageFailure(out + ": no known format");
     checkOutput(options.output, {options.path});
-    zef::CloudFile file = readCloud(session, options.path);
+    zef::CloudFile file = readCloud(commandRun, options.path);
     if (file.kind != zef::CloudFile::Kind::POINTS && isMeshName(out)) {
         file = {};
-        convertMesh(options, session);
+        convertMesh(options, commandRun);
     } else {
-        convertCloud(options, session, std::move(file.vPoints));
+        convertCloud(options, commandRun, std::move(file.vPoints));
     }
     return EXIT_DONE;
 }

@@ -4,8 +4,8 @@
 
 namespace {
 
-int runFlip(const MeshChange& files, Session& session) {
-    return changeMesh(files, session, "flipping", zef::edgeFlips);
+int runFlip(const MeshChange& files, CommandRun& commandRun) {
+    return changeMesh(files, commandRun, "flipping", zef::edgeFlips);
 }
 
 }  // namespace

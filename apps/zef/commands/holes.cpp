@@ -38,22 +38,22 @@ void reportExtent(Report& report, const zef::Mesh& mesh) {
     reportBox(report, box);
 }
 
-void writeList(const Options& options, Session& session, const zef::Mesh& mesh) {
-    session.step("writing " + options.list.path);
+void writeList(const Options& options, CommandRun& commandRun, const zef::Mesh& mesh) {
+    commandRun.step("writing " + options.list.path);
     if (mesh.getRMesh()->writeHoles(options.list.path)) return;
     throw Failure(options.list.path + ": the list could not be written");
 }
 
-int runHoles(const Options& options, Session& session) {
+int runHoles(const Options& options, CommandRun& commandRun) {
     const bool bList = !options.list.path.empty();
     if (bList) checkOutput(options.list, {options.path});
-    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(session, options.path);
-    session.step("looking for holes");
+    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(commandRun, options.path);
+    commandRun.step("looking for holes");
     const zef::MeshReport topology = zef::checkMesh(*pMesh);
-    session.report.addCount("border_loops", "border loops", topology.numBorderLoops);
-    session.report.addCount("border_edges", "border edges", topology.numBorderEdges);
-    reportExtent(session.report, *pMesh);
-    if (bList) writeList(options, session, *pMesh);
+    commandRun.report.addCount("border_loops", "border loops", topology.numBorderLoops);
+    commandRun.report.addCount("border_edges", "border edges", topology.numBorderEdges);
+    reportExtent(commandRun.report, *pMesh);
+    if (bList) writeList(options, commandRun, *pMesh);
     return EXIT_DONE;
 }
 

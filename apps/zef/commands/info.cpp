@@ -53,14 +53,14 @@ void reportFile(Report& report, const std::string& path, const zef::CloudFile& f
 }
 
 // A cloud without spacing is still one that can be told about.
-void reportSpacing(Session& session, const std::vector<zef::Point3>& vPoints) {
+void reportSpacing(CommandRun& commandRun, const std::vector<zef::Point3>& vPoints) {
     try {
         const Spacing measured = measureCells(vPoints);
-        session.report.addNumber("spacing", "spacing", measured.spacing);
-        session.report.addCount("cells", "occupied cells", measured.numCells);
+        commandRun.report.addNumber("spacing", "spacing", measured.spacing);
+        commandRun.report.addCount("cells", "occupied cells", measured.numCells);
     } catch (const zef::ZefBugException&) {
-        session.report.add("spacing", "spacing", nullptr, "not measured: " + session.getFailure());
-        session.report.add("cells", "", nullptr, "");
+        commandRun.report.add("spacing", "spacing", nullptr, "not measured: " + commandRun.getFailure());
+        commandRun.report.add("cells", "", nullptr, "");
     }
 }
 
@@ -70,16 +70,16 @@ void reportCost(Report& report, std::uint64_t numPoints) {
     report.addText("expected_time", "time to reconstruct", timeClass(num * secondsPerPoint));
 }
 
-int runInfo(const InfoOptions& options, Session& session) {
-    const zef::CloudFile file = readCloud(session, options.path);
-    session.step("looking at the points");
+int runInfo(const InfoOptions& options, CommandRun& commandRun) {
+    const zef::CloudFile file = readCloud(commandRun, options.path);
+    commandRun.step("looking at the points");
     const Box box = measureBox(file.vPoints);
-    reportFile(session.report, options.path, file);
-    if (box.numFinite > 0) reportBox(session.report, box);
-    session.report.addCount("duplicates", "duplicate points", countDuplicates(file.vPoints));
-    session.report.addCount("non_finite", "non-finite points", file.vPoints.size() - box.numFinite);
-    reportSpacing(session, file.vPoints);
-    reportCost(session.report, box.numFinite);
+    reportFile(commandRun.report, options.path, file);
+    if (box.numFinite > 0) reportBox(commandRun.report, box);
+    commandRun.report.addCount("duplicates", "duplicate points", countDuplicates(file.vPoints));
+    commandRun.report.addCount("non_finite", "non-finite points", file.vPoints.size() - box.numFinite);
+    reportSpacing(commandRun, file.vPoints);
+    reportCost(commandRun.report, box.numFinite);
     return EXIT_DONE;
 }
 

@@ -29,30 +29,30 @@ std::shared_ptr<zef::Mesh> makeMesh(std::vector<zef::Point3>& vCorners, const Op
     return pMesh;
 }
 
-int runMelt(const Options& options, Session& session) {
+int runMelt(const Options& options, CommandRun& commandRun) {
     checkMeshOutput(options.output, {options.path});
-    Report& report = session.report;
-    std::vector<zef::Point3> vCorners = readCorners(session, options.path);
+    Report& report = commandRun.report;
+    std::vector<zef::Point3> vCorners = readCorners(commandRun, options.path);
     const Box box = measureBox(vCorners);
-    const double spacing = chooseSpacing(session, options.sampling, box);
+    const double spacing = chooseSpacing(commandRun, options.sampling, box);
     report.addCount("input_triangles", "triangles read", vCorners.size() / 3);
-    const double secondsRead = session.watch.lap();
+    const double secondsRead = commandRun.watch.lap();
 
-    session.step("melting");
+    commandRun.step("melting");
     const std::shared_ptr<zef::Mesh> pMesh = makeMesh(vCorners, options, spacing);
-    const double secondsMelt = session.watch.lap();
+    const double secondsMelt = commandRun.watch.lap();
 
     vCorners = {};
-    const Shift shift = chooseShift(session, options.output, box);
-    if (narrowsMesh(options.output)) warnOfRounding(session, box, shift, spacing);
+    const Shift shift = chooseShift(commandRun, options.output, box);
+    if (narrowsMesh(options.output)) warnOfRounding(commandRun, box, shift, spacing);
     reportMesh(report, zef::checkMesh(*pMesh));
-    session.watch.lap();
+    commandRun.watch.lap();
 
-    writeMeshFile(session, options.output, shift, pMesh);
+    writeMeshFile(commandRun, options.output, shift, pMesh);
     report.addSeconds("seconds_read", "read", secondsRead);
     report.addSeconds("seconds_melt", "melt", secondsMelt);
     report.addStages();
-    report.addSeconds("seconds_write", "write", session.watch.lap());
+    report.addSeconds("seconds_write", "write", commandRun.watch.lap());
     report.addBytes("peak_bytes", "peak memory", peakBytes());
     return EXIT_DONE;
 }

@@ -36,32 +36,32 @@ std::shared_ptr<zef::Mesh> makeMesh(std::vector<zef::Point3>& vPoints, const Opt
     return pMesh;
 }
 
-int runReconstruct(const Options& options, Session& session) {
+int runReconstruct(const Options& options, CommandRun& commandRun) {
     checkMeshOutput(options.output, options.vInputs);
-    Report& report = session.report;
-    std::vector<zef::Point3> vPoints = readPoints(session, options.vInputs);
-    const double secondsRead = session.watch.lap();
+    Report& report = commandRun.report;
+    std::vector<zef::Point3> vPoints = readPoints(commandRun, options.vInputs);
+    const double secondsRead = commandRun.watch.lap();
 
-    session.step("reconstructing");
+    commandRun.step("reconstructing");
     zef::ReconstructInfo info;
     const std::shared_ptr<zef::Mesh> pMesh = makeMesh(vPoints, options, info);
-    const double secondsReconstruct = session.watch.lap();
+    const double secondsReconstruct = commandRun.watch.lap();
 
     report.addCount("points", "points", vPoints.size());
     report.addNumber("spacing", "spacing", info.usedSpacing);
     report.addCount("cells", "cells", info.numCells);
     const Box box = measureBox(vPoints);
-    const Shift shift = chooseShift(session, options.output, box);
-    if (narrowsMesh(options.output)) warnOfRounding(session, box, shift, info.usedSpacing);
+    const Shift shift = chooseShift(commandRun, options.output, box);
+    if (narrowsMesh(options.output)) warnOfRounding(commandRun, box, shift, info.usedSpacing);
     vPoints = {};
     reportMesh(report, zef::checkMesh(*pMesh));
-    session.watch.lap();
+    commandRun.watch.lap();
 
-    writeMeshFile(session, options.output, shift, pMesh);
+    writeMeshFile(commandRun, options.output, shift, pMesh);
     report.addSeconds("seconds_read", "read", secondsRead);
     report.addSeconds("seconds_reconstruct", "reconstruct", secondsReconstruct);
     report.addStages();
-    report.addSeconds("seconds_write", "write", session.watch.lap());
+    report.addSeconds("seconds_write", "write", commandRun.watch.lap());
     report.addBytes("peak_bytes", "peak memory", peakBytes());
     return EXIT_DONE;
 }

@@ -15,13 +15,14 @@ struct Options : MeshChange {
     double maxTurn = 5.0;    // degrees
 };
 
-int runReduce(const Options& options, Session& session) {
-    return changeMesh(options, session, "reducing", [&](const std::shared_ptr<zef::Mesh>& pMesh) {
+int runReduce(const Options& options, CommandRun& commandRun) {
+    return changeMesh(options, commandRun, "reducing", [&](const std::shared_ptr<zef::Mesh>& pMesh) {
         const double maxLength =
             options.maxLength > 0.0 ? options.maxLength : defaultMaxLength * pMesh->getAverageEdgeLength();
-        session.report.addNumber("max_length", "longest edge to merge", maxLength);
+        commandRun.report.addNumber("max_length", "longest edge to merge", maxLength);
         const int numRemoved = zef::reduce(pMesh, maxLength, options.maxTurn);
-        session.report.addCount("removed_triangles", "triangles merged away", static_cast<std::uint64_t>(numRemoved));
+        commandRun.report.addCount("removed_triangles", "triangles merged away",
+                                   static_cast<std::uint64_t>(numRemoved));
     });
 }
 

@@ -8,8 +8,8 @@ struct Options : MeshChange {
     zef::SmoothingOptions library;
 };
 
-int runSmooth(const Options& options, Session& session) {
-    return changeMesh(options, session, "smoothing", [&](const std::shared_ptr<zef::Mesh>& pMesh) {
+int runSmooth(const Options& options, CommandRun& commandRun) {
+    return changeMesh(options, commandRun, "smoothing", [&](const std::shared_ptr<zef::Mesh>& pMesh) {
         zef::laplacianSmoothing(pMesh, options.library);
     });
 }

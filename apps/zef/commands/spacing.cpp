@@ -11,12 +11,12 @@ struct SpacingOptions {
     TalkOptions talk;
 };
 
-int runSpacing(const SpacingOptions& options, Session& session) {
-    const std::vector<zef::Point3> vPoints = readPoints(session, {options.path});
+int runSpacing(const SpacingOptions& options, CommandRun& commandRun) {
+    const std::vector<zef::Point3> vPoints = readPoints(commandRun, {options.path});
     const double spacing = measureSpacing(vPoints);
-    session.report.addCount("points", "", vPoints.size());
-    session.report.addNumber("spacing", "", spacing);
-    session.report.setAnswer(shortestText(spacing));
+    commandRun.report.addCount("points", "", vPoints.size());
+    commandRun.report.addNumber("spacing", "", spacing);
+    commandRun.report.setAnswer(shortestText(spacing));
     return EXIT_DONE;
 }
 

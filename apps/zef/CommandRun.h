@@ -11,12 +11,12 @@
 
 // The surroundings of one command: who hears of progress, where messages go,
 // and the report that is printed when the command is through.
-class Session {
+class CommandRun {
 public:
-    explicit Session(const TalkOptions& talk);
-    ~Session();
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
+    explicit CommandRun(const TalkOptions& talk);
+    ~CommandRun();
+    CommandRun(const CommandRun&) = delete;
+    CommandRun& operator=(const CommandRun&) = delete;
 
     Report report;
     Stopwatch watch;
@@ -36,4 +36,4 @@ private:
 
 // Runs a command and prints its report, or says on standard error why there is
 // none. Returns the status of the process: the command's own if it ended.
-int runSession(const TalkOptions& talk, const std::function<int(Session&)>& command);
+int runCommand(const TalkOptions& talk, const std::function<int(CommandRun&)>& command);

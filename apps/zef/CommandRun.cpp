@@ -1,4 +1,4 @@
-#include "Session.h"
+#include "CommandRun.h"
 
 #include <iostream>
 #include <new>
@@ -8,22 +8,22 @@
 #include "frame/Progress.h"
 #include "zef/exceptions.h"
 
-Session::Session(const TalkOptions& talk)
+CommandRun::CommandRun(const TalkOptions& talk)
     : bQuiet(talk.bQuiet), bar(std::cerr, !talk.bQuiet && isErrorATerminal()), output(bar, talk.bQuiet) {
     zef::getStageTimes().clear();
     zef::subscribe(&bar);
 }
 
-Session::~Session() {
+CommandRun::~CommandRun() {
     zef::unsubscribe();
 }
 
-void Session::step(const std::string& name) {
+void CommandRun::step(const std::string& name) {
     throwIfInterrupted();
     bar.step(name);
 }
 
-void Session::warn(const std::string& text) {
+void CommandRun::warn(const std::string& text) {
     if (bQuiet) return;
     bar.hide();
     std::cerr << "zef: warning: " + text + "\n" << std::flush;
@@ -36,15 +36,15 @@ struct Ending {
     std::string failure;  // empty if the command ended by itself
 };
 
-Ending endingOf(Session& session, const std::function<int(Session&)>& command) {
+Ending endingOf(CommandRun& commandRun, const std::function<int(CommandRun&)>& command) {
     try {
-        return {command(session), ""};
+        return {command(commandRun), ""};
     } catch (const UsageFailure& failure) {
         return {EXIT_USAGE, failure.what()};
     } catch (const Cancelled& cancelled) {
         return {EXIT_CANCELLED, cancelled.what()};
     } catch (const zef::ZefBugException& bug) {
-        return {EXIT_COULD_NOT, session.getFailure().empty() ? bug.what() : session.getFailure()};
+        return {EXIT_COULD_NOT, commandRun.getFailure().empty() ? bug.what() : commandRun.getFailure()};
     } catch (const std::bad_alloc&) {
         return {EXIT_COULD_NOT, "not enough memory"};
     } catch (const std::exception& failure) {
@@ -54,13 +54,13 @@ Ending endingOf(Session& session, const std::function<int(Session&)>& command) {
 
 }  // namespace
 
-int runSession(const TalkOptions& talk, const std::function<int(Session&)>& command) {
+int runCommand(const TalkOptions& talk, const std::function<int(CommandRun&)>& command) {
     Report report;
     Ending ending;
     {
-        Session session(talk);
-        ending = endingOf(session, command);
-        report = std::move(session.report);
+        CommandRun commandRun(talk);
+        ending = endingOf(commandRun, command);
+        report = std::move(commandRun.report);
     }
     if (!ending.failure.empty()) {
         std::cerr << "zef: " + ending.failure + "\n" << std::flush;
