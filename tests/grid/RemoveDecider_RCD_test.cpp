@@ -7,7 +7,6 @@
 
 #include "grid/codeSets.h"
 #include "support/blockModel.h"
-#include "support/capture.h"
 #include "support/voxels.h"
 
 using namespace QUOR_ZEF;
@@ -219,28 +218,6 @@ TEST(RemoveDecider_RCD, smallBorderGroupsGoUpToFortyCells) {
     Codes vKept, vDoomed;
     EXPECT_EQ(decider.prune(sheet.vRCDPoint, sheet.vCells, vKept, vDoomed, false, true), 0);
     EXPECT_EQ(vKept, sheet.vCells);
-}
-
-TEST(RemoveDecider_RCD, wrongUseFailsWithItsCondition) {
-    const Band band(voxelBox(60, 60, 60, 62, 62, 60), 1);
-    RemoveDecider_RCD decider(&band.vCells, &band.calc);
-    const uint64 centre = packRCD(61, 61, 60), rim = packRCD(60, 61, 60), other = packRCD(61, 61, 61);
-    Samples vReversed(band.vRCDPoint.rbegin(), band.vRCDPoint.rend());
-    Codes vBackwards(band.vCells.rbegin(), band.vCells.rend()), vKept, vDoomed;
-    EXPECT_TRUE(failsWith("vRCDPoint", [&] { decider.prune(vReversed, band.vCells, vKept, vDoomed, false, false); }));
-    EXPECT_TRUE(failsWith("vRemoveCandidates_srt", [&] {
-        decider.pruneLayered(band.vRCDPoint, vBackwards, vKept, vDoomed, false, false, true);
-    }));
-    EXPECT_TRUE(failsWith("q_it->first==rcd", [&] { decider.getWeight(band.vRCDPoint, other); }));
-    EXPECT_TRUE(failsWith("q_it!=vRCDPoint.end()", [&] { decider.getWeight(band.vRCDPoint, packRCD(70, 0, 0)); }));
-    const Codes vStranger{other};
-    EXPECT_TRUE(
-        failsWith("q_it->first==rcd", [&] { decider.prune(band.vRCDPoint, vStranger, vKept, vDoomed, false, false); }));
-    EXPECT_TRUE(failsWith("!exists_int27(fromIdx27)", [&] { decider.getOppState(rim, 1); }));
-    EXPECT_EQ(decider.getOppState(centre, 0), OS_SOLID);
-    decider.doom(rim);
-    EXPECT_TRUE(
-        failsWith("sDoomedRCD.find(removeRCD)==sDoomedRCD.end()", [&] { decider.wouldBecomeNewBorder(centre, rim); }));
 }
 
 }  // namespace
