@@ -1,6 +1,7 @@
 #include "topology/CPatchBook.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "frame/tools.h"
@@ -18,13 +19,60 @@ uint64 hashOf(std::uint32_t number) {
     return x ^ (x >> 31);
 }
 
+// Numbers in groups that are joined: each group is a tree, its root the lowest.
+class Forest {
+public:
+    explicit Forest(std::size_t size) : vParent(size) { std::iota(vParent.begin(), vParent.end(), 0u); }
+
+    // Halves the way for the next time.
+    std::uint32_t getRoot(std::uint32_t number) {
+        while (vParent[number] != number) number = vParent[number] = vParent[vParent[number]];
+        return number;
+    }
+    void join(std::uint32_t a, std::uint32_t b) {
+        a = getRoot(a);
+        b = getRoot(b);
+        vParent[std::max(a, b)] = std::min(a, b);
+    }
+
+private:
+    std::vector<std::uint32_t> vParent;
+};
+
 }  // namespace
 
+// Patches are found edge by edge, since the records of neighbours lie near each
+// other and a flood would jump between them.
 CPatchBook::CPatchBook(const CMesh* pMesh_)
     : pMesh(pMesh_), vPatchOf(pMesh->getNumTriangles(), none), vNext(pMesh->getNumTriangles(), none) {
-    pMesh->forEachTriangle([&](CTriangle* pT) {
-        if (vPatchOf[pT->getNumber()] == none) makePatch(pT);
+    Forest forest(pMesh->getNumTriangles());
+    for (std::uint32_t number = 0; number < pMesh->getNumEdges(); ++number) {
+        const auto view = pMesh->getEdge(number)->triangles();
+        if (view.size() == 2)
+            forest.join(view[0]->getNumber(), view[1]->getNumber());
+        else if (!view.empty())
+            vSeams.push_back(pMesh->getEdge(number));
+    }
+    pMesh->forEachTriangle([&](const CTriangle* pT) {
+        Patch& patch = vPatchOf[forest.getRoot(pT->getNumber())];
+        if (patch == none) {
+            patch = static_cast<Patch>(vRecords.size());
+            vRecords.emplace_back(pT->getNumber());
+        }
+        vPatchOf[pT->getNumber()] = patch;
+        append(vRecords[patch], pT->getNumber());
     });
+    for (const CEdge* pCE : vSeams)
+        for (const CTriangle* pT : pCE->triangles())
+            if (const Patch patch = vPatchOf[pT->getNumber()]; countMembers(patch, pCE) == 1)
+                addToBoundary(vRecords[patch], pCE);
+}
+
+// To the ring.
+void CPatchBook::append(Record& record, std::uint32_t number) {
+    vNext[number] = record.size == 0 ? number : std::exchange(vNext[record.last], number);
+    record.last = number;
+    ++record.size;
 }
 
 std::vector<CPatchBook::Patch> CPatchBook::getPatches() const {
@@ -66,13 +114,7 @@ void CPatchBook::makePatch(CTriangle* pFirst) {
     Record& record = vRecords.emplace_back(pFirst->getNumber());
     vSeams.clear();
     flood(
-        pFirst, none, patch,
-        [&](const CTriangle* pT) {
-            const std::uint32_t number = pT->getNumber();
-            vNext[number] = record.size == 0 ? number : std::exchange(vNext[record.last], number);
-            record.last = number;
-            ++record.size;
-        },
+        pFirst, none, patch, [&](const CTriangle* pT) { append(record, pT->getNumber()); },
         [&](const CEdge* pCE) { vSeams.push_back(pCE); });
     for (const CEdge* pCE : vSeams)
         if (countMembers(patch, pCE) == 1) addToBoundary(record, pCE);
@@ -143,7 +185,6 @@ void CPatchBook::dissolve(Patch patch, std::vector<CTriangle*>& vOpen) {
 
 // What a triangle is in doubles each time that it changes hands.
 void CPatchBook::merge(Patch a, Patch b) {
-    vRecords[a].bInOrder = false;  // also with itself: a flood can pass where it could not
     if (a == b) return;
     if (vRecords[a].size < vRecords[b].size) std::swap(a, b);
     Record &large = vRecords[a], &small = vRecords[b];
@@ -160,7 +201,6 @@ void CPatchBook::merge(Patch a, Patch b) {
     std::swap(vNext[large.last], vNext[small.last]);
     if (isBefore(b, a)) large.first = small.first;
     large.size += small.size;
-    large.bInOrder = false;
     small.size = 0;
 }
 
@@ -179,10 +219,6 @@ double CPatchBook::getArea(Patch patch) {
 }
 
 void CPatchBook::getTriangles(Patch patch, std::vector<CTriangle*>& vT) {
-    if (vRecords[patch].bInOrder) {
-        forEachMember(patch, [&](CTriangle* pT) { vT.push_back(pT); });
-        return;
-    }
     flood(
         pMesh->getTriangle(vRecords[patch].first), patch, none, [&](CTriangle* pT) { vT.push_back(pT); },
         [](const CEdge*) {});

@@ -67,7 +67,6 @@ private:
         std::uint32_t numBoundary = 0;    // edges with exactly one member
         uint64 boundaryHash = 0;          // the sum of their hashes
         std::uint32_t candidates = none;  // list in vCandidates: the boundary, and edges that have left it
-        bool bInOrder = true;             // the ring is in the order of a flood
         std::optional<double> area;
 
         explicit Record(std::uint32_t first_) : first(first_), last(first_) {}
@@ -79,6 +78,7 @@ private:
     template <class OnTriangle, class OnSeam>
     void flood(CTriangle* pSeed, Patch from, Patch to, OnTriangle&& onTriangle, OnSeam&& onSeam);
     void makePatch(CTriangle* pFirst);
+    void append(Record& record, std::uint32_t number);
     void dissolve(Patch patch, std::vector<CTriangle*>& vOpen);
     void merge(Patch a, Patch b);
     void addToBoundary(Record& record, const CEdge* pCE);
@@ -94,7 +94,7 @@ private:
     std::vector<std::uint32_t> vNext;  // by triangle number
     std::vector<Candidate> vCandidates;
     std::vector<CTriangle*> vStack;    // of floods, kept for its memory
-    std::vector<const CEdge*> vSeams;  // of makePatch(), kept for its memory
+    std::vector<const CEdge*> vSeams;  // those met while patches are made, kept for its memory
 };
 
 }  // namespace QUOR_ZEF

@@ -66,7 +66,7 @@ void CellMap::buildBlocks() {
     }
 }
 
-std::uint32_t CellMap::getNumber(uint64 ccd) const {
+std::uint32_t CellMap::findNumber(uint64 ccd) const {
     if (!vBlockSlots.empty()) {
         const uint64 key = ccd >> blockBits;
         const std::size_t wrap = vBlockSlots.size() - 1;
