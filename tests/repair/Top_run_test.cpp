@@ -39,6 +39,20 @@ bool inTorus(double x, double y, double z) {
     return std::hypot(std::hypot(x, y) - 18.0, z) < 7.3;
 }
 
+// Square tubes, four cells wide, side by side.
+std::vector<uint64> tubes(int num, int length) {
+    std::vector<uint64> v;
+    for (int n = 0; n < num; ++n)
+        for (int z = 0; z < length; ++z)
+            for (int i = 0; i < 16; ++i) {
+                const int x = i % 4, y = i / 4;
+                if (z % 2 == 1 && (x == 1 || x == 2) && (y == 1 || y == 2)) continue;
+                v.push_back(packRCD(static_cast<uint64>(100 + 6 * n + x), static_cast<uint64>(100 + y),
+                                    static_cast<uint64>(100 + z)));
+            }
+    return v;
+}
+
 void expectUntouched(const std::vector<uint64>& vRCD, int euler) {
     VoxelMesh m(vRCD, 0.1);
     ASSERT_EQ(m.numEdges(-5), 0u);
@@ -113,6 +127,24 @@ TEST(TopRun, hostileCellSetsComeToAnEnd) {
         vSheets.insert(vSheets.end(), vSheet.begin(), vSheet.end());
     }
     expectRepaired(vSheets);
+}
+
+// Passes over what changed against passes over the whole mesh, in noise and in
+// tubes with a membrane in every other cell, where each pass takes the one at an end.
+TEST(TopRun, laterPassesFindAllThatAFreshDivisionShows) {
+    std::mt19937 random(5);
+    int numPasses = 0;
+    for (int round = 0; round < 10; ++round) {
+        std::vector<uint64> vRCD = randomCells(random, 100, 14, 0.2 + 0.03 * round);
+        if (round == 1) vRCD = noisySheet(30, 30, 0.7, 1);
+        if (round == 0) vRCD = tubes(24, 30);
+        VoxelMesh m(vRCD), fresh(vRCD);
+        Top(m.pMesh.get(), &m.calc).repeatProcessPatches(false, nullptr);
+        while (Top(fresh.pMesh.get(), &fresh.calc).processPatches(false)) ++numPasses;
+        EXPECT_TRUE(round > 0 || numPasses > 10);
+        EXPECT_EQ(m.corners(), fresh.corners());
+    }
+    EXPECT_GT(numPasses, 20);
 }
 
 TEST(TopRun, noCellsGiveNoTriangles) {

@@ -67,11 +67,11 @@ struct VoxelMesh {
         return vEdges.size();
     }
     std::size_t numConflicts() const {
-        std::size_t num = 0;
-        pMesh->forEachEdge([&](const CEdge* pCE) {
-            num += pCE->getDegree() == 2 && pCE->triangles()[0]->needFlip(pCE->triangles()[1]);
-        });
-        return num;
+        std::vector<CEdge*> vEdges;
+        pMesh->getDegN(2, vEdges);
+        return static_cast<std::size_t>(std::count_if(vEdges.begin(), vEdges.end(), [](const CEdge* pCE) {
+            return pCE->triangles()[0]->needFlip(pCE->triangles()[1]);
+        }));
     }
     int euler() const {
         std::vector<CTriangle*> vT;

@@ -2,7 +2,6 @@
 
 #include "frame/Progress.h"
 #include "topology/CMesh.h"
-#include "topology/CPatch.h"
 
 namespace QUOR_ZEF {
 
@@ -71,11 +70,7 @@ void Top::orientAndFinish() {
     Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_fin", 1);
     killTinyBorderPatches(finalFringe);
     pProgress->tick();
-    // New patches in place of those that the passes left, whose triangles may be dead.
-    std::vector<CPatch*> vPatches;
-    pMesh->createPatches(vPatches);
-    pProgress->tick();
-    orientPatches();
+    orientTriangles();
     pProgress->tick();
     removeEvilDeg3();
     pProgress->tick();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -81,6 +80,11 @@ public:
     // for those of closed bodies of up to 6 triangles that stand alone.
     // bCareful: see CPatch::splitClosedPatchKill.
     bool processPatches(bool bCareful);
+    // Passes until one changes nothing, and ticks after each that did; pProgress
+    // may be null. A later pass looks only at what the one before has touched, so
+    // that all passes together take O(n log n) but for closed patches, which are
+    // looked at as a whole each time that they are touched.
+    void repeatProcessPatches(bool bCareful, Progress* pProgress);
     // Fills the boundaries. Appends pairs of patches with equal boundaries, in
     // the order of boundaries, then of making (the middle one of three stands in
     // two pairs); patches without a boundary; all others.
@@ -110,18 +114,13 @@ public:
 
 private:
     void removeCrossingsAndFlats();
-    void repeatProcessPatches(bool bCareful, Progress* pProgress);
-    bool passOverPatches(const std::vector<CPatch*>& vNew, bool bCareful, std::optional<double>& totalArea);
-    void killPatch(CPatch* pPatch);
     void removeFringes();
     void orientAndFinish();
-    void orientPatches();
+    void orientTriangles();
     bool moveACorner(const CTriangle* pT, int firstICI);
     void unifyDiagonal(const CEdge* pCE);
     void removeIfFlat(CTriangle* pT);
     void unravelEvilDeg3(std::vector<CEdge*> vWork);
-
-    std::vector<CTriangle*> vPassKilled;  // by the last pass over the patches; dead
 };
 
 }  // namespace QUOR_ZEF

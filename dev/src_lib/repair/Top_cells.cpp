@@ -17,32 +17,10 @@ void appendCorners(const Calc& calc, uint64 ccd, std::vector<uint64>& vVCD) {
     vVCD.insert(vVCD.end(), std::begin(codes), std::end(codes));
 }
 
-// Sorts vCodes and appends those that occur exactly count times.
-void appendRepeated(std::vector<uint64>& vCodes, std::ptrdiff_t count, std::vector<uint64>& vOut) {
-    std::sort(vCodes.begin(), vCodes.end());
-    for (auto it = vCodes.begin(); it != vCodes.end();) {
-        const auto itEnd = std::find_if(it, vCodes.end(), [&](uint64 code) { return code != *it; });
-        if (itEnd - it == count) vOut.push_back(*it);
-        it = itEnd;
-    }
-}
-
-void appendCornersAtBorder(const Calc& calc, const CEdge* pCE, std::vector<uint64>& vVCD) {
-    const auto vT = pCE->triangles();
-    ASSEX(vT.size()==1);
-    std::vector<uint64> vVCD24;
-    vVCD24.reserve(24);
-    for (int i = 0; i < 3; ++i) appendCorners(calc, vT[0]->getCorner(i), vVCD24);
-    ASSEX(vVCD24.size()==24);
-    appendRepeated(vVCD24, 3, vVCD);
-}
-
-void appendCornersAtEdge(const Calc& calc, const CEdge* pCE, std::vector<uint64>& vVCD) {
-    std::vector<uint64> vVCD16;
-    vVCD16.reserve(16);
-    appendCorners(calc, pCE->v0, vVCD16);
-    appendCorners(calc, pCE->v1, vVCD16);
-    appendRepeated(vVCD16, 2, vVCD);
+// vCodes: the corners of numCells cells, eight of each. Appends those that all share.
+void appendShared(const std::vector<uint64>& vCodes, std::ptrdiff_t numCells, std::vector<uint64>& vOut) {
+    for (std::size_t i = 0; i < 8; ++i)
+        if (std::count(vCodes.begin(), vCodes.end(), vCodes[i]) == numCells) vOut.push_back(vCodes[i]);
 }
 
 }  // namespace
@@ -53,11 +31,25 @@ void Top::cbsComplete(Voro* pVoro) {
     getBordersKillDeg1nn(vBorder);
     pProgress->tick();
     std::vector<uint64> vVCD;
-    for (const CEdge* pCE : vBorder) appendCornersAtBorder(*pCalc, pCE, vVCD);
+    std::vector<uint64> vVCD24;
+    for (const CEdge* pCE : vBorder) {
+        const auto vT = pCE->triangles();
+        ASSEX(vT.size()==1);
+        vVCD24.clear();
+        for (int i = 0; i < 3; ++i) appendCorners(*pCalc, vT[0]->getCorner(i), vVCD24);
+        ASSEX(vVCD24.size()==24);
+        appendShared(vVCD24, 3, vVCD);
+    }
     pProgress->tick();
     pMesh->getDegN(4, vFour);
     pProgress->tick();
-    for (const CEdge* pCE : vFour) appendCornersAtEdge(*pCalc, pCE, vVCD);
+    std::vector<uint64> vVCD16;
+    for (const CEdge* pCE : vFour) {
+        vVCD16.clear();
+        appendCorners(*pCalc, pCE->v0, vVCD16);
+        appendCorners(*pCalc, pCE->v1, vVCD16);
+        appendShared(vVCD16, 2, vVCD);
+    }
     std::sort(vVCD.begin(), vVCD.end());
     vVCD.erase(std::unique(vVCD.begin(), vVCD.end()), vVCD.end());
     pMesh = pVoro->borderFix(vVCD);

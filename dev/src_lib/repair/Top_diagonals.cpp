@@ -31,9 +31,7 @@ bool hasTriangleAt(const CEdge* pCE, uint64 v) {
 void Top::unifyDiagonals() {
     // Only edges across an axis can be diagonals; the rest needs the state at its time.
     std::vector<CEdge*> vEdges;
-    pMesh->forEachEdge([&](CEdge* pCE) {
-        if (pCalc->getUniqueSameComponent(pCE->v0, pCE->v1) >= 0) vEdges.push_back(pCE);
-    });
+    pMesh->selectEdges([&](const CEdge* pCE) { return pCalc->getUniqueSameComponent(pCE->v0, pCE->v1) >= 0; }, vEdges);
     for (CEdge* pCE : vEdges) unifyDiagonal(pCE);
 }
 

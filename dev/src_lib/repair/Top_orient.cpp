@@ -9,19 +9,19 @@ namespace QUOR_ZEF {
 
 namespace {
 
-// Orients all that hangs together with pSeed across edges of degree 2 and puts it
-// into the patch. Triangles beside other edges come after all others that wait,
-// so that the rim takes its direction from a solid region.
+// Orients all that hangs together with pSeed across edges of degree 2, and calls
+// onTriangle for it in the order of the flood. Triangles beside other edges come
+// after all others that wait, so that the rim takes its direction from a solid region.
 class OrientFlood {
 public:
-    void fill(CTriangle* pSeed, CPatch* pPatch) {
+    template <class OnTriangle>
+    void spreadFrom(CTriangle* pSeed, OnTriangle&& onTriangle) {
         vQueue.assign(1, pSeed);
         pSeed->bVisited = true;
         while (!vQueue.empty()) {
             for (std::size_t i = 0; i < vQueue.size(); ++i) {
-                CTriangle* pT = vQueue[i];
-                pPatch->addTriangle(pT);
-                spread(pT);
+                onTriangle(vQueue[i]);
+                spread(vQueue[i]);
             }
             vQueue.swap(vRim);
             vRim.clear();
@@ -54,16 +54,17 @@ void Top::createPatchesOrient(std::vector<CTriangle*>& vT, std::vector<CPatch*>&
         if (!pT->isAlive() || pT->bVisited) continue;
         auto pPatch = std::make_unique<CPatch>(pMesh, pCalc);
         vPatches.push_back(pPatch.get());
-        flood.fill(pT, pPatch.release());
+        flood.spreadFrom(pT, [pPatch = pPatch.release()](CTriangle* pMember) { pPatch->addTriangle(pMember); });
     }
 }
 
-void Top::orientPatches() {
-    std::vector<CTriangle*> vT;
-    pMesh->getAllTriangles(vT);
-    std::vector<CPatch*> vPatches;
-    createPatchesOrient(vT, vPatches);
-    for (const CPatch* pPatch : vPatches) delete pPatch;
+// Like createPatchesOrient(), for the orientation alone.
+void Top::orientTriangles() {
+    pMesh->forEachTriangle([](CTriangle* pT) { pT->bVisited = false; });
+    OrientFlood flood;
+    pMesh->forEachTriangle([&](CTriangle* pT) {
+        if (!pT->bVisited) flood.spreadFrom(pT, [](const CTriangle*) {});
+    });
 }
 
 }  // namespace QUOR_ZEF

@@ -1,10 +1,13 @@
 #include <algorithm>
 #include <iterator>
+#include <memory>
+#include <optional>
 
 #include "frame/Progress.h"
 #include "repair/Top.h"
 #include "topology/CMesh.h"
 #include "topology/CPatch.h"
+#include "topology/CPatchBook.h"
 
 namespace QUOR_ZEF {
 
@@ -17,10 +20,17 @@ constexpr double maxTwinArea = 0.1;
 // Smaller closed bodies that stand alone are noise.
 constexpr std::size_t minBody = 7;
 
-bool boundaryLess(const CPatch* p0, const CPatch* p1) {
-    return std::lexicographical_compare(p0->vOuterBoundary.begin(), p0->vOuterBoundary.end(),
-                                        p1->vOuterBoundary.begin(), p1->vOuterBoundary.end(),
+bool boundaryLess(const std::vector<CEdge*>& v0, const std::vector<CEdge*>& v1) {
+    return std::lexicographical_compare(v0.begin(), v0.end(), v1.begin(), v1.end(),
                                         [](const CEdge* a, const CEdge* b) { return a != b && edgeLess(a, b); });
+}
+
+// Of two patches with the same boundary. The areas are asked for large ones only.
+template <class GetArea, class GetTotalArea>
+bool isDoubleWall(std::size_t size0, std::size_t size1, GetArea&& getArea, GetTotalArea&& getTotalArea) {
+    if (size0 < minLargeTwin && size1 < minLargeTwin) return true;
+    const double totalArea = getTotalArea();
+    return !(totalArea > 0.0 && getArea() / totalArea > maxTwinArea);
 }
 
 // Whether a live member touches an edge with another degree than 2.
@@ -29,31 +39,14 @@ bool isAttached(const CPatch& patch) {
                        [](const CTriangle* pT) { return pT->isAlive() && !pT->isAllManifold(); });
 }
 
-// vNew, which have their boundaries and come in order of making, and the earlier
-// patches with equal boundaries, which have a triangle at the first edge of theirs.
-std::vector<CPatch*> withOlderTwins(const std::vector<CPatch*>& vNew) {
-    std::vector<CPatch*> vAll;
-    for (const CPatch* pPatch : vNew) {
-        if (pPatch->vOuterBoundary.empty()) continue;
-        for (const CTriangle* pT : pPatch->vOuterBoundary[0]->triangles()) {
-            CPatch* pOther = pT->getPatch();
-            if (pOther->id >= vNew[0]->id || pOther->vOuterBoundary != pPatch->vOuterBoundary) continue;
-            vAll.push_back(pOther);
-        }
-    }
-    const auto byId = [](const CPatch* a, const CPatch* b) { return a->id < b->id; };
-    std::sort(vAll.begin(), vAll.end(), byId);
-    vAll.erase(std::unique(vAll.begin(), vAll.end()), vAll.end());
-    vAll.insert(vAll.end(), vNew.begin(), vNew.end());
-    return vAll;
-}
-
 // See Top::classifyPatches; all have their boundaries. Merging sorted runs
 // compares a patch no more often, and no further, than it has boundary edges,
 // times the number of rounds.
 void sortOutPatches(std::vector<CPatch*> vSorted, std::vector<std::pair<CPatch*, CPatch*>>& vTwins,
                     std::vector<CPatch*>& vClosed, std::vector<CPatch*>& vOpen) {
-    std::stable_sort(vSorted.begin(), vSorted.end(), boundaryLess);
+    std::stable_sort(vSorted.begin(), vSorted.end(), [](const CPatch* p0, const CPatch* p1) {
+        return boundaryLess(p0->vOuterBoundary, p1->vOuterBoundary);
+    });
     for (std::size_t i = 0; i < vSorted.size(); ++i) {
         CPatch* pPatch = vSorted[i];
         if (pPatch->vOuterBoundary.empty())
@@ -65,46 +58,137 @@ void sortOutPatches(std::vector<CPatch*> vSorted, std::vector<std::pair<CPatch*,
     }
 }
 
+// Passes as Top::processPatches() makes them, but over one division that is kept
+// up: the first looks at all patches, a later one at those that the last kills
+// have touched. The others are as they were when they were left alone.
+class PatchPasses {
+public:
+    explicit PatchPasses(Top* pTop_) : pTop(pTop_), pMesh(pTop->pMesh), book(pMesh), vNew(book.getPatches()) {}
+
+    // True if there is to be another pass. What dies is listed, and the members of
+    // closed patches are put in order, before the first kill changes the degrees.
+    bool run(bool bCareful) {
+        Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_pps", 100);
+        std::vector<Wall> vWalls;
+        for (const Patch patch : vNew) findWalls(patch, vWalls);
+        std::sort(vWalls.begin(), vWalls.end(), [](const Wall& a, const Wall& b) {
+            return a.vBoundary != b.vBoundary ? boundaryLess(a.vBoundary, b.vBoundary) : a.rank < b.rank;
+        });
+        const std::vector<std::unique_ptr<CPatch>> vOwned = makeClosedPatches();
+        std::vector<CTriangle*> vKilled;
+        for (const auto& pPatch : vOwned) vKilled.insert(vKilled.end(), pPatch->vT.begin(), pPatch->vT.end());
+        pProgress->tick();
+        for (const Wall& wall : vWalls) {
+            for (CTriangle* pT : wall.vT) pT->kill(pMesh);
+            vKilled.insert(vKilled.end(), wall.vT.begin(), wall.vT.end());
+        }
+        pProgress->tick();
+        std::vector<CPatch*> vClosed;
+        for (const auto& pPatch : vOwned) vClosed.push_back(pPatch.get());
+        const bool bChanged = pTop->treatClosedPatches(vClosed, bCareful) || !vWalls.empty();
+        pProgress->tick();
+        std::erase_if(vKilled, [](const CTriangle* pT) { return pT->isAlive(); });
+        if (bChanged) forget(vKilled);
+        pProgress->tick();
+        pProgress->finish(true);
+        return bChanged;
+    }
+
+private:
+    using Patch = CPatchBook::Patch;
+
+    // One side of a double wall, which is to go.
+    struct Wall {
+        std::vector<CTriangle*> vT;
+        std::vector<CEdge*> vBoundary;
+        std::size_t rank;  // among those with one boundary
+    };
+
+    // The walls among all patches with this one's boundary, if it is the first new one of them.
+    void findWalls(Patch patch, std::vector<Wall>& vWalls) {
+        book.getSameBoundary(patch, vSame);
+        const auto isNew = [&](Patch p) { return std::binary_search(vNew.begin(), vNew.end(), p); };
+        if (vSame.size() < 2 || *std::find_if(vSame.begin(), vSame.end(), isNew) != patch) return;
+        Patch wall = none;
+        for (std::size_t i = 1; i < vSame.size(); ++i) {
+            const Patch p0 = vSame[i - 1], p1 = vSame[i];
+            if (p0 == wall) continue;
+            wall = book.getSize(p0) < book.getSize(p1) ? p0 : p1;
+            Wall found;
+            if (isDouble(p0, p1)) book.getBoundary(wall, found.vBoundary);
+            if (!book.isBoundary(wall == p0 ? p1 : p0, found.vBoundary)) {
+                wall = none;
+                continue;
+            }
+            book.getTriangles(wall, found.vT);
+            found.rank = i;
+            vWalls.push_back(std::move(found));
+        }
+    }
+
+    bool isDouble(Patch p0, Patch p1) {
+        return isDoubleWall(
+            book.getSize(p0), book.getSize(p1), [&] { return book.getArea(p0) + book.getArea(p1); },
+            [&] {
+                if (!totalArea) totalArea = pMesh->getTotalArea();
+                return *totalArea;
+            });
+    }
+
+    // Of the new patches those without a boundary, in order.
+    std::vector<std::unique_ptr<CPatch>> makeClosedPatches() {
+        std::vector<Patch> vClosed;
+        std::copy_if(vNew.begin(), vNew.end(), std::back_inserter(vClosed),
+                     [&](Patch patch) { return !book.hasBoundary(patch); });
+        std::sort(vClosed.begin(), vClosed.end(), [&](Patch a, Patch b) { return book.isBefore(a, b); });
+        std::vector<std::unique_ptr<CPatch>> vPatches;
+        std::vector<CTriangle*> vT;
+        for (const Patch patch : vClosed) {
+            vT.clear();
+            book.getTriangles(patch, vT);
+            vPatches.push_back(std::make_unique<CPatch>(pMesh, pMesh->getCalc()));
+            for (CTriangle* pT : vT) vPatches.back()->addTriangle(pT);
+        }
+        return vPatches;
+    }
+
+    void forget(const std::vector<CTriangle*>& vKilled) {
+        if (totalArea)
+            for (const CTriangle* pT : vKilled) *totalArea -= pT->getArea(pMesh);
+        book.renew(vKilled, vNew);
+    }
+
+    static constexpr Patch none = ~Patch{0};
+    Top* pTop;
+    CMesh* pMesh;
+    CPatchBook book;
+    std::vector<Patch> vNew;  // ascending; to be looked at in the next pass
+    std::vector<Patch> vSame;
+    std::optional<double> totalArea;  // of what is alive, once it was asked for
+};
+
 }  // namespace
 
-// The first pass looks at all patches. A later one can change only what the kills
-// of the one before have made new, and patches with the same boundary as these:
-// the others, the areas aside, are as they were when they were found in order.
 void Top::repeatProcessPatches(bool bCareful, Progress* pProgress) {
-    std::vector<CPatch*> vNew;
-    std::optional<double> totalArea;
-    pMesh->createPatches(vNew);
-    while (passOverPatches(vNew, bCareful, totalArea)) {
+    PatchPasses passes(this);
+    while (passes.run(bCareful))
         if (pProgress) pProgress->tick();
-        vNew.clear();
-        pMesh->renewPatches(vPassKilled, vNew);
-    }
 }
 
 bool Top::processPatches(bool bCareful) {
-    std::vector<CPatch*> vPatches;
-    std::optional<double> totalArea;
-    pMesh->createPatches(vPatches);
-    return passOverPatches(vPatches, bCareful, totalArea);
-}
-
-bool Top::passOverPatches(const std::vector<CPatch*>& vNew, bool bCareful, std::optional<double>& totalArea) {
     Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_pps", 100);
-    vPassKilled.clear();
+    std::vector<CPatch*> vPatches, vClosed, vOpen;
+    pMesh->createPatches(vPatches);
     pProgress->tick();
     std::vector<std::pair<CPatch*, CPatch*>> vTwins;
-    std::vector<CPatch*> vClosed, vOpen;
-    for (CPatch* pPatch : vNew) pPatch->setOuterBoundary();
-    sortOutPatches(withOlderTwins(vNew), vTwins, vClosed, vOpen);
+    classifyPatches(vPatches, vTwins, vClosed, vOpen);
     pProgress->tick();
     bool bChanged = false;
-    if (!vTwins.empty() && !totalArea) totalArea = pMesh->getTotalArea();
+    const double totalArea = vTwins.empty() ? 0.0 : pMesh->getTotalArea();
     for (const auto& [pPatch0, pPatch1] : vTwins)
-        if (pPatch0->isAlive() && pPatch1->isAlive() && killTwinPatch(pPatch0, pPatch1, *totalArea)) bChanged = true;
+        if (pPatch0->isAlive() && pPatch1->isAlive() && killTwinPatch(pPatch0, pPatch1, totalArea)) bChanged = true;
     pProgress->tick();
     if (treatClosedPatches(vClosed, bCareful)) bChanged = true;
-    if (totalArea)
-        for (const CTriangle* pT : vPassKilled) *totalArea -= pT->getArea(pMesh);
     pProgress->tick();
     pProgress->finish(true);
     return bChanged;
@@ -122,11 +206,11 @@ void Top::classifyPatches(const std::vector<CPatch*>& vPatches, std::vector<std:
 }
 
 bool Top::killTwinPatch(CPatch* pPatch0, CPatch* pPatch1, double totalArea) {
-    if (pPatch0->getSize() >= minLargeTwin || pPatch1->getSize() >= minLargeTwin) {
-        const double area = pPatch0->getArea() + pPatch1->getArea();
-        if (totalArea > 0.0 && area / totalArea > maxTwinArea) return false;
-    }
-    killPatch(pPatch0->getSize() < pPatch1->getSize() ? pPatch0 : pPatch1);
+    if (!isDoubleWall(
+            pPatch0->getSize(), pPatch1->getSize(), [&] { return pPatch0->getArea() + pPatch1->getArea(); },
+            [&] { return totalArea; }))
+        return false;
+    (pPatch0->getSize() < pPatch1->getSize() ? pPatch0 : pPatch1)->kill();
     return true;
 }
 
@@ -137,19 +221,11 @@ bool Top::treatClosedPatches(std::vector<CPatch*>& vClosed, bool bCareful) {
     for (CPatch* pPatch : vClosed) {
         if (!pPatch->isAlive() || !pPatch->isClosed()) continue;
         if (pPatch->getSize() < minBody && !isAttached(*pPatch))
-            killPatch(pPatch);
-        else if (pPatch->splitClosedPatchKill(bCareful)) {
+            pPatch->kill();
+        else if (pPatch->splitClosedPatchKill(bCareful))
             bKilled = true;
-            std::copy_if(pPatch->vT.begin(), pPatch->vT.end(), std::back_inserter(vPassKilled),
-                         [](const CTriangle* pT) { return !pT->isAlive(); });
-        }
     }
     return bKilled;
-}
-
-void Top::killPatch(CPatch* pPatch) {
-    vPassKilled.insert(vPassKilled.end(), pPatch->vT.begin(), pPatch->vT.end());
-    pPatch->kill();
 }
 
 }  // namespace QUOR_ZEF

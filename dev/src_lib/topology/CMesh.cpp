@@ -1,7 +1,9 @@
 #include "topology/CMesh.h"
 
 #include <algorithm>
+#include <array>
 #include <iostream>
+#include <tuple>
 #include <utility>
 
 #include "frame/tools.h"
@@ -108,9 +110,18 @@ void CMesh::getAllTriangles(std::vector<CTriangle*>& vT) const {
     forEachTriangle([&](CTriangle* pT) { vT.push_back(pT); });
 }
 
+// killDuplicateTriangles() sorts those before numOrdered by their corners.
+bool CMesh::isBefore(const CTriangle* a, const CTriangle* b) const {
+    if (a->number >= numOrdered || b->number >= numOrdered) return a->number < b->number;
+    std::array<uint64, 3> cornersA, cornersB;
+    a->getSortedCorners(cornersA[0], cornersA[1], cornersA[2]);
+    b->getSortedCorners(cornersB[0], cornersB[1], cornersB[2]);
+    return std::tie(cornersA, a->number) < std::tie(cornersB, b->number);
+}
+
 void CMesh::getAllEdges(std::vector<CEdge*>& vEdges) const {
     vEdges.reserve(vEdges.size() + edges.size());
-    forEachEdge([&](CEdge* pCE) { vEdges.push_back(pCE); });
+    selectEdges([](const CEdge*) { return true; }, vEdges);
 }
 
 void CMesh::getDegN(int deg, std::vector<CEdge*>& vEdges) const {
@@ -118,14 +129,11 @@ void CMesh::getDegN(int deg, std::vector<CEdge*>& vEdges) const {
         std::cout << " ** deg=" << deg << std::endl;
         ASSEX(false);
     }
-    forEachEdge([&](CEdge* pCE) {
+    const auto isWanted = [deg](const CEdge* pCE) {
         const int degree = pCE->getDegree();
-        const bool bTaken = deg > 0     ? degree == deg
-                            : deg == -1 ? degree > 2
-                            : deg == -5 ? degree == 1 || degree > 2
-                                        : degree > 0;
-        if (bTaken) vEdges.push_back(pCE);
-    });
+        return deg > 0 ? degree == deg : deg == -1 ? degree > 2 : deg == -5 ? degree == 1 || degree > 2 : degree > 0;
+    };
+    selectEdges(isWanted, vEdges);
 }
 
 double CMesh::getTotalArea() const {

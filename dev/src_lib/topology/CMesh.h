@@ -73,18 +73,20 @@ public:
 
     // Live triangles in the mesh's order.
     void getAllTriangles(std::vector<CTriangle*>& vT) const;
+    // Whether a comes before b in the mesh's order.
+    bool isBefore(const CTriangle* a, const CTriangle* b) const;
     // Edges of any degree, in the order of edges. No sort of the whole; O(edges).
     void getAllEdges(std::vector<CEdge*>& vEdges) const;
     // The same, selected: deg above 0 exactly that degree, -1 above 2, -5 1 or
     // above 2, -99 above 0. Any other deg fails an ASSEX.
     void getDegN(int deg, std::vector<CEdge*>& vEdges) const;
-    // The same without lists: f(CTriangle*) for each live triangle in the mesh's
-    // order, f(CEdge*) for each edge, of any degree, in the order of edges. f makes
-    // no triangles; forEachEdge's f may kill, and forEachTriangle's may too.
+    // The same by a rule: isWanted(const CEdge*) is asked once for each edge.
+    template <class IsWanted>
+    void selectEdges(IsWanted&& isWanted, std::vector<CEdge*>& vEdges) const;
+    // Calls f(CTriangle*) for each live triangle in the mesh's order. f may kill, but
+    // makes no triangles.
     template <class F>
     void forEachTriangle(F&& f) const;
-    template <class F>
-    void forEachEdge(F&& f) const;
     // The sum over all live triangles, in squared world units.
     double getTotalArea() const;
 
@@ -148,10 +150,6 @@ public:
                        std::vector<CEdge*>& vFanEdges);
     // The same without barrier and notes.
     void createPatches(std::vector<CPatch*>& vNewPatches);
-    // After createPatches() and some kills: divides the patches anew that had one
-    // of the dead triangles of vDead or met one at an edge, and ends those. Appends
-    // the new ones; the others stand. Linear in the patches concerned.
-    void renewPatches(const std::vector<CTriangle*>& vDead, std::vector<CPatch*>& vNewPatches);
     // A work array for patch operations, one entry a triangle number, all 0
     // between uses: whoever writes to it puts the zeros back.
     std::vector<std::uint8_t>& getScratchFlags();
@@ -203,15 +201,15 @@ void CMesh::forEachTriangle(F&& f) const {
 }
 
 // A vertex that came late has a high number, so the CellMap gives their order.
-template <class F>
-void CMesh::forEachEdge(F&& f) const {
-    std::vector<CEdge*> vHere;
+template <class IsWanted>
+void CMesh::selectEdges(IsWanted&& isWanted, std::vector<CEdge*>& vEdges) const {
     pCells->forEachNumber([&](std::uint32_t vertex) {
         if (vertex >= adjacency.getNumVertices()) return;
-        vHere.clear();
-        for (const Adjacency::Link& link : adjacency.edges(vertex)) vHere.push_back(edges[link.edge]);
-        std::sort(vHere.begin(), vHere.end(), [](const CEdge* a, const CEdge* b) { return a->v1 < b->v1; });
-        for (CEdge* pCE : vHere) f(pCE);
+        const auto numBefore = static_cast<std::ptrdiff_t>(vEdges.size());
+        for (const Adjacency::Link& link : adjacency.edges(vertex))
+            if (CEdge* pCE = edges[link.edge]; isWanted(pCE)) vEdges.push_back(pCE);
+        std::sort(vEdges.begin() + numBefore, vEdges.end(),
+                  [](const CEdge* a, const CEdge* b) { return a->v1 < b->v1; });
     });
 }
 

@@ -59,32 +59,6 @@ void CMesh::createPatches(std::vector<CPatch*>& vNewPatches) {
         vNewPatches, [](CEdge*) { return false; }, [](CPatch*, const CTriangle*, int, CEdge*) {});
 }
 
-// Patches hang together across edges of degree 2 only, and both sides of an edge
-// that has come to it are among the concerned.
-void CMesh::renewPatches(const std::vector<CTriangle*>& vDead, std::vector<CPatch*>& vNewPatches) {
-    std::vector<CTriangle*> vOpen;
-    const auto dissolve = [&](CPatch* pPatch) {
-        if (!pPatch || !pPatch->isAlive()) return;
-        for (CTriangle* pT : pPatch->vT)
-            if (pPatch->isMember(pT)) vOpen.push_back(pT);
-        pPatch->vT.clear();
-        pPatch->kill();
-    };
-    for (const CTriangle* pDeadT : vDead) {
-        dissolve(pDeadT->getPatch());
-        for (int i = 0; i < 3; ++i)
-            for (const CTriangle* pT : pDeadT->getCEdge(i)->triangles()) dissolve(pT->getPatch());
-    }
-    for (CTriangle* pT : vOpen) pT->bVisited = false;
-    for (CTriangle* pT : vOpen) {
-        if (pT->bVisited) continue;
-        vPatches.push_back(std::make_unique<CPatch>(this, pCalc));
-        vNewPatches.push_back(vPatches.back().get());
-        floodPatch(
-            vPatches.back().get(), pT, [](CEdge*) { return false; }, [](CPatch*, const CTriangle*, int, CEdge*) {});
-    }
-}
-
 void CMesh::endPatches() {
     while (!vPatches.empty()) vPatches.pop_back();
 }

@@ -110,8 +110,8 @@ int CMesh::killDuplicateTriangles() {
         const uint64 lowest = pCells->getCode(vertex);
         vKeys.clear();
         for (const std::uint32_t number : adjacency.fan(vertex)) {
-            const Key key(triangles[number]);
-            if (key.c0 == lowest) vKeys.push_back(key);
+            CTriangle* pT = triangles[number];
+            if (pT->corner[0] >= lowest && pT->corner[1] >= lowest && pT->corner[2] >= lowest) vKeys.emplace_back(pT);
         }
         std::sort(vKeys.begin(), vKeys.end());
         const Key* pFirst = nullptr;

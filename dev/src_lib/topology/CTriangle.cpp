@@ -10,20 +10,6 @@
 
 namespace QUOR_ZEF {
 
-int CTriangle::getICI(uint64 v) const {
-    for (int i = 0; i < 3; ++i)
-        if (corner[i] == v) return i;
-    ASSEX(false);
-    return -1;
-}
-
-int CTriangle::getICI(uint64 a, uint64 b) const {
-    for (int i = 0; i < 3; ++i)
-        if (corner[i] != a && corner[i] != b) return i;
-    ASSEX(false);
-    return -1;
-}
-
 void CTriangle::getSortedCorners(uint64& c0_, uint64& c1_, uint64& c2_) const {
     c0_ = corner[0];
     c1_ = corner[1];
@@ -32,20 +18,6 @@ void CTriangle::getSortedCorners(uint64& c0_, uint64& c1_, uint64& c2_) const {
     if (c1_ > c2_) std::swap(c1_, c2_);
     if (c0_ > c1_) std::swap(c0_, c1_);
     ASSEX(c0_<c1_ && c1_<c2_);
-}
-
-CEdge* CTriangle::getCEdge(int ici) const {
-    switch (ici) {
-        case 0:
-            return pCE[1];
-        case 1:
-            return pCE[2];
-        case 2:
-            return pCE[0];
-        default:
-            ASSEX(false);
-    }
-    return nullptr;
 }
 
 bool CTriangle::hasBorderEdge() const {

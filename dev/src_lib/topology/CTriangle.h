@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <iosfwd>
 
+#include "frame/tools.h"
 #include "frame/types.h"
 
 namespace QUOR_ZEF {
@@ -76,6 +77,28 @@ private:
     CEdge* pCE[3] = {nullptr, nullptr, nullptr};  // the edges (0,1), (1,2), (0,2); the mesh owns them
     CPatch* pPatch = nullptr;
 };
+
+inline int CTriangle::getICI(uint64 v) const {
+    for (int i = 0; i < 3; ++i)
+        if (corner[i] == v) return i;
+    ASSEX(false);
+    return -1;
+}
+
+inline int CTriangle::getICI(uint64 a, uint64 b) const {
+    for (int i = 0; i < 3; ++i)
+        if (corner[i] != a && corner[i] != b) return i;
+    ASSEX(false);
+    return -1;
+}
+
+inline CEdge* CTriangle::getCEdge(int ici) const {
+    if (ici == 0) return pCE[1];
+    if (ici == 1) return pCE[2];
+    if (ici == 2) return pCE[0];
+    ASSEX(false);
+    return nullptr;
+}
 
 // Millions of them: three quarters of the mesh's memory are these and the edges.
 static_assert(sizeof(CTriangle) == 72);

@@ -21,6 +21,14 @@ std::size_t tableSize(std::size_t numEntries) {
     return std::bit_ceil(2 * numEntries + 1);
 }
 
+// Without a processor's own instruction std::popcount is a call.
+std::uint32_t countBits(uint64 bits) {
+    bits -= (bits >> 1) & 0x5555555555555555u;
+    bits = (bits & 0x3333333333333333u) + ((bits >> 2) & 0x3333333333333333u);
+    bits = (bits + (bits >> 4)) & 0x0f0f0f0f0f0f0f0fu;
+    return static_cast<std::uint32_t>((bits * 0x0101010101010101u) >> 56);
+}
+
 }  // namespace
 
 void CellMap::build(std::span<Bundle* const> vBundles) {
@@ -58,7 +66,7 @@ void CellMap::buildBlocks() {
     }
 }
 
-std::uint32_t CellMap::getNumber(uint64 ccd) const {
+std::uint32_t CellMap::findNumber(uint64 ccd) const {
     if (!vBlockSlots.empty()) {
         const uint64 key = ccd >> blockBits;
         const std::size_t wrap = vBlockSlots.size() - 1;
@@ -67,8 +75,7 @@ std::uint32_t CellMap::getNumber(uint64 ccd) const {
             const Block& block = vBlocks[vBlockSlots[slot]];
             if (block.key != key) continue;
             const uint64 bit = uint64{1} << (ccd & 63);
-            if (block.mask & bit)
-                return block.first + static_cast<std::uint32_t>(std::popcount(block.mask & (bit - 1)));
+            if (block.mask & bit) return block.first + countBits(block.mask & (bit - 1));
             break;
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -17,7 +18,7 @@ namespace QUOR_ZEF {
 // loses its Bundle, so arrays by number can stand beside the map.
 //
 // Owner: whoever builds it (the driver of the run); it borrows the Bundles.
-// One thread at a time, also for reading in order. Finding is O(1) (an 8-byte
+// One thread at a time, also for reading. Finding is O(1) (an 8-byte
 // mask for each 4x4x4 block of cells, and a hash table of the blocks), entering
 // and erasing too; reading in order sorts what was added since the last time.
 // Memory: 16 bytes a cell and 32 an occupied block.
@@ -64,7 +65,11 @@ public:
     void appendCells(std::vector<uint64>& vCCD) const;
 
     // none for a cell that was never entered.
-    std::uint32_t getNumber(uint64 ccd) const;
+    std::uint32_t getNumber(uint64 ccd) const {
+        Recent& recent = aRecent[ccd % aRecent.size()];
+        if (recent.ccd != ccd || recent.number == none) recent = {ccd, findNumber(ccd)};
+        return recent.number;
+    }
     // Gives the cell a number, without a Bundle, if it has none yet.
     std::uint32_t addNumber(uint64 ccd);
     // Numbers given so far.
@@ -92,7 +97,15 @@ private:
         std::uint32_t first;  // number of its first cell
     };
 
+    // A cell that was asked for. A mesh comes back to a vertex for each of its
+    // triangles, mostly before it asks for a cell with the same lowest three levels.
+    struct Recent {
+        uint64 ccd = 0;
+        std::uint32_t number = none;
+    };
+
     void buildBlocks();
+    std::uint32_t findNumber(uint64 ccd) const;
     void rehashAdded(std::size_t numSlots);
     std::uint32_t findAdded(uint64 ccd) const;
     const std::vector<std::uint32_t>& getSortedAdded() const;
@@ -105,6 +118,7 @@ private:
     std::vector<std::uint32_t> vBlockSlots;           // hash table of indices into vBlocks
     std::vector<std::uint32_t> vAddedSlots;           // hash table of numbers from numBuilt on
     mutable std::vector<std::uint32_t> vSortedAdded;  // the added numbers by code, as of the last reading
+    mutable std::array<Recent, 512> aRecent;
 };
 
 }  // namespace QUOR_ZEF
