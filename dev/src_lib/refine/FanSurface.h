@@ -1,0 +1,53 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+#include "zef/Vector3.h"
+
+namespace QUOR_ZEF {
+
+inline Vector3 difference(Vector3 u, const Vector3& v) {
+    u -= v;
+    return u;
+}
+
+// The point of a triangle that is closest to another point.
+struct Foot {
+    double sqDistance = std::numeric_limits<double>::infinity();
+    std::uint32_t triangle = 0;
+    std::array<double, 3> weights{};  // of the corners, 0 or more, sum 1
+};
+
+// Sets distance and weights. A triangle without area counts as its edges; one that
+// is not finite is infinitely far away.
+void findFoot(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c, Foot& foot);
+
+// Triangles with the fans around their vertices, in plain arrays.
+class FanSurface {
+public:
+    std::vector<Vector3> vPos;            // by vertex
+    std::vector<std::uint32_t> vTriples;  // three vertices a triangle
+    std::vector<std::uint32_t> vStart;    // by vertex, and one more: where its fan starts in vFans
+    std::vector<std::uint32_t> vFans;     // triangles, ascending within a fan
+
+    // Indices out of range are the caller's fault. O(n).
+    FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> vTriples_);
+
+    std::uint32_t numTriangles() const { return static_cast<std::uint32_t>(vTriples.size() / 3); }
+    std::span<const std::uint32_t> fan(std::uint32_t vertex) const {
+        return {vFans.data() + vStart[vertex], vFans.data() + vStart[vertex + 1]};
+    }
+    const Vector3& corner(std::uint32_t triangle, std::uint32_t i) const { return vPos[vTriples[3 * triangle + i]]; }
+
+    // Walks from fan to fan as long as the surface comes closer to p. What it finds
+    // is on the surface, so its distance is at least the true one, and near the
+    // start as a rule the same. Stops early within sqEnough. The vertex must have
+    // triangles. May run on several threads.
+    Foot walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnough = 0.0) const;
+};
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "refine/FanSurface.h"
+
+namespace QUOR_ZEF {
+
+// Boxes around the triangles of a surface, halved again and again, to find the
+// closest point of the whole. Memory: some 40 bytes a triangle.
+class TriangleTree {
+public:
+    // The surface is borrowed. O(n log n), some 0.2 microseconds a triangle.
+    explicit TriangleTree(const FanSurface& surface);
+
+    // The squared distance to the surface, if it is below sqLimit; else sqLimit. The
+    // better the limit, the faster. May run on several threads.
+    double findSqDistance(const Vector3& p, double sqLimit) const;
+
+private:
+    struct Box {
+        Vector3 low, high;
+
+        double sqDistance(const Vector3& p) const;
+    };
+    struct Node {
+        Box box;
+        std::uint32_t begin, end;  // of its triangles in vOrder
+        std::uint32_t second;      // its second half; the first is the next node; 0 for a leaf
+    };
+
+    std::uint32_t build(std::uint32_t begin, std::uint32_t end, const std::vector<Vector3>& vMiddles);
+    Box boxOf(std::uint32_t begin, std::uint32_t end) const;
+
+    const FanSurface& surface;
+    std::vector<std::uint32_t> vOrder;
+    std::vector<Node> vNodes;
+};
+
+}  // namespace QUOR_ZEF
