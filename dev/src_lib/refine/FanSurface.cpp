@@ -63,6 +63,20 @@ FanSurface::FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> vT
     for (std::size_t i = vTriples.size(); i-- > 0;) vFans[--vStart[vTriples[i]]] = static_cast<std::uint32_t>(i / 3);
 }
 
+bool FanSurface::isFirstAtSide(std::uint32_t triangle, std::uint32_t i) const {
+    const std::uint32_t a = vTriples[3 * triangle + i], b = vTriples[3 * triangle + (i + 1) % 3];
+    const auto view = fan(a);
+    return *std::find_if(view.begin(), view.end(), [&](std::uint32_t other) {
+        const std::uint32_t* const k = &vTriples[3 * std::size_t{other}];
+        return k[0] == b || k[1] == b || k[2] == b;
+    }) == triangle;
+}
+
+std::uint32_t FanSurface::nearestCorner(const Foot& foot) const {
+    const auto heaviest = std::max_element(foot.weights.begin(), foot.weights.end()) - foot.weights.begin();
+    return vTriples[3 * std::size_t{foot.triangle} + static_cast<std::size_t>(heaviest)];
+}
+
 Foot FanSurface::walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnough) const {
     Foot best;
     for (;;) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -42,12 +44,36 @@ public:
         return {vFans.data() + vStart[vertex], vFans.data() + vStart[vertex + 1]};
     }
     const Vector3& corner(std::uint32_t triangle, std::uint32_t i) const { return vPos[vTriples[3 * triangle + i]]; }
+    // Of the triangles at the edge from corner i to the next one, the lowest is this one.
+    bool isFirstAtSide(std::uint32_t triangle, std::uint32_t i) const;
 
     // Walks from fan to fan as long as the surface comes closer to p. What it finds
     // is on the surface, so its distance is at least the true one, and near the
     // start as a rule the same. Stops early within sqEnough. The vertex must have
     // triangles. May run on several threads.
     Foot walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnough = 0.0) const;
+    // The vertex to walk from next, if the next point is near to this one.
+    std::uint32_t nearestCorner(const Foot& foot) const;
 };
+
+// Calls f(wa, wb, wc) with the weights of the corners for the points of a grid on a
+// triangle: corners, at least the middles of sides, and the middle. The grid is no
+// wider than the width, but for 100 parts of a side.
+template <class F>
+void forEachGridPoint(const Vector3& a, const Vector3& b, const Vector3& c, double width, F&& f) {
+    const double sqLongest =
+        std::max({difference(b, a).sqLength(), difference(c, b).sqLength(), difference(a, c).sqLength()});
+    const auto n = static_cast<std::uint32_t>(std::clamp(std::ceil(std::sqrt(sqLongest) / width), 2.0, 100.0));
+    for (std::uint32_t i = 0; i <= n; ++i)
+        for (std::uint32_t k = 0; k + i <= n; ++k) f(double(n - i - k) / n, double(i) / n, double(k) / n);
+    if (n % 3 != 0) f(1.0 / 3.0, 1.0 / 3.0, 1.0 / 3.0);
+}
+
+inline Vector3 weightedMean(const Vector3& a, const Vector3& b, const Vector3& c, double wa, double wb, double wc) {
+    Vector3 p = a * wa;
+    p += b * wb;
+    p += c * wc;
+    return p;
+}
 
 }  // namespace QUOR_ZEF

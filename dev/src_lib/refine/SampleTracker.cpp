@@ -9,37 +9,48 @@ namespace {
 
 constexpr std::uint32_t none = CollapseMesh::none;
 
-Vector3 mean(const Vector3& a, const Vector3& b) {
-    Vector3 m = a;
-    m += b;
-    return m * 0.5;
-}
-
 }  // namespace
 
 SampleTracker::SampleTracker(const FanSurface& source_, const CollapseMesh& mesh_, const VertexColors* pSourceColors_,
-                             const VertexColors* pColors_, double maxDistance, double maxColorStep_)
+                             const VertexColors* pColors_, double maxDistance_, double gridWidth_, double maxColorStep_,
+                             const std::vector<float>& vShares_)
     : source(source_),
       mesh(mesh_),
       pSourceColors(pSourceColors_),
       pColors(pColors_),
-      maxSq(maxDistance * maxDistance),
+      maxDistance(maxDistance_),
+      gridWidth(gridWidth_),
       maxColorStep(maxColorStep_),
-      vFirst(source.numTriangles(), none),
-      vNext(source.vPos.size(), none) {
-    for (std::uint32_t vertex = 0; vertex < vNext.size(); ++vertex) {
-        if (source.fan(vertex).empty()) continue;
-        const std::uint32_t triangle = source.fan(vertex).front();
-        vNext[vertex] = vFirst[triangle];
-        vFirst[triangle] = vertex;
+      vShares(vShares_),
+      tree(source),
+      vFirst(source.numTriangles(), none) {
+    for (std::uint32_t vertex = 0; vertex < source.vPos.size(); ++vertex)
+        addPoint(source.vPos[vertex], vertex, source.fan(vertex).empty() ? none : source.fan(vertex).front());
+    if (maxDistance > gridWidth) return;
+    for (std::uint32_t triangle = 0; triangle < source.numTriangles(); ++triangle) {
+        const Vector3 &a = source.corner(triangle, 0), &b = source.corner(triangle, 1), &c = source.corner(triangle, 2);
+        const std::uint32_t* const k = &source.vTriples[3 * std::size_t{triangle}];
+        addPoint(weightedMean(a, b, c, 1.0 / 3.0, 1.0 / 3.0, 1.0 / 3.0), k[0], triangle);
+        if (source.isFirstAtSide(triangle, 0)) addPoint(weightedMean(a, b, c, 0.5, 0.5, 0.0), k[0], triangle);
+        if (source.isFirstAtSide(triangle, 1)) addPoint(weightedMean(a, b, c, 0.0, 0.5, 0.5), k[1], triangle);
+        if (source.isFirstAtSide(triangle, 2)) addPoint(weightedMean(a, b, c, 0.5, 0.0, 0.5), k[2], triangle);
     }
+}
+
+// Without a triangle it is a vertex of none, and never asked for.
+void SampleTracker::addPoint(const Vector3& p, std::uint32_t vertex, std::uint32_t triangle) {
+    const auto point = static_cast<std::uint32_t>(vPoints.size());
+    vPoints.push_back(p);
+    vVertex.push_back(vertex);
+    vNext.push_back(triangle == none ? none : vFirst[triangle]);
+    if (triangle != none) vFirst[triangle] = point;
 }
 
 void SampleTracker::gather() {
     vSamples.clear();
     const auto add = [&](std::uint32_t triangle) {
-        for (std::uint32_t vertex = vFirst[triangle]; vertex != none; vertex = vNext[vertex])
-            vSamples.push_back({vertex, triangle});
+        for (std::uint32_t point = vFirst[triangle]; point != none; point = vNext[point])
+            vSamples.push_back({point, triangle});
     };
     for (const std::uint32_t triangle : mesh.getDying()) add(triangle);
     for (const CollapseMesh::Moved& moved : mesh.getMoved()) add(moved.triangle);
@@ -49,16 +60,12 @@ bool SampleTracker::allows(std::uint32_t u_, std::uint32_t v_, const Vector3& p,
     u = u_;
     v = v_;
     gather();
-    if (!isNearSource(p)) return false;
+    std::uint32_t vertex = nearestVertex(p);
+    if (!isNearSource(p, vertex)) return false;
     for (Sample& sample : vSamples)
         if (!findTriangle(sample, p, pColor)) return false;
-    for (const std::uint32_t vertex : mesh.getRing())
-        if (!isNearSource(mean(p, mesh.vPos[vertex]))) return false;
-    return std::all_of(mesh.getMoved().begin(), mesh.getMoved().end(), [&](const CollapseMesh::Moved& moved) {
-        Vector3 sum = p;
-        for (std::uint32_t i = 1; i < 3; ++i) sum += mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + i) % 3)];
-        return isNearSource(sum / 3.0);
-    });
+    return std::all_of(mesh.getMoved().begin(), mesh.getMoved().end(),
+                       [&](const CollapseMesh::Moved& moved) { return isNearSource(moved, p, vertex); });
 }
 
 // The closest of the moved triangles, with the moved corner first.
@@ -67,32 +74,33 @@ bool SampleTracker::findTriangle(Sample& sample, const Vector3& p, const Channel
     const CollapseMesh::Moved* pBest = nullptr;
     for (const CollapseMesh::Moved& moved : mesh.getMoved()) {
         Foot foot;
-        findFoot(source.vPos[sample.vertex], p, mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 1) % 3)],
+        findFoot(vPoints[sample.point], p, mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 1) % 3)],
                  mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 2) % 3)], foot);
         if (!(foot.sqDistance < best.sqDistance)) continue;
         best = foot;
         pBest = &moved;
     }
-    if (!pBest || !(best.sqDistance <= maxSq)) return false;
+    if (!pBest || !(best.sqDistance <= sqLimitAt(vVertex[sample.point]))) return false;
     sample.triangle = pBest->triangle;
-    return !pColors || keepsColor(sample, *pBest, best, pColor);
+    const bool bVertex = sample.point < source.vPos.size();
+    return !pColors || !bVertex || keepsColor(sample.point, *pBest, best, pColor);
 }
 
-bool SampleTracker::keepsColor(const Sample& sample, const CollapseMesh::Moved& moved, const Foot& foot,
+bool SampleTracker::keepsColor(std::uint32_t vertex, const CollapseMesh::Moved& moved, const Foot& foot,
                                const Channels* pColor) const {
     const std::uint32_t a = mesh.getCorner(moved.triangle, (moved.corner + 1) % 3);
     const std::uint32_t b = mesh.getCorner(moved.triangle, (moved.corner + 2) % 3);
-    if (!pSourceColors->vHas[sample.vertex] || !pColor || !pColors->vHas[a] || !pColors->vHas[b]) return true;
+    if (!pSourceColors->vHas[vertex] || !pColor || !pColors->vHas[a] || !pColors->vHas[b]) return true;
     for (std::size_t i = 0; i < 4; ++i) {
         const double there = foot.weights[0] * (*pColor)[i] + foot.weights[1] * pColors->vChannels[a][i] +
                              foot.weights[2] * pColors->vChannels[b][i];
-        if (std::abs(there - pSourceColors->vChannels[sample.vertex][i]) > maxColorStep) return false;
+        if (std::abs(there - pSourceColors->vChannels[vertex][i]) > maxColorStep) return false;
     }
     return true;
 }
 
-// By way of the nearest of the old vertices around.
-bool SampleTracker::isNearSource(const Vector3& p) const {
+// Of the source, of those around.
+std::uint32_t SampleTracker::nearestVertex(const Vector3& p) const {
     std::uint32_t nearest = u;
     double sqNearest = difference(source.vPos[u], p).sqLength();
     const auto take = [&](std::uint32_t vertex) {
@@ -102,8 +110,29 @@ bool SampleTracker::isNearSource(const Vector3& p) const {
         nearest = vertex;
     };
     take(v);
-    for (const Sample& sample : vSamples) take(sample.vertex);
-    return sqNearest <= maxSq || source.walkFrom(nearest, p, maxSq).sqDistance <= maxSq;
+    for (const Sample& sample : vSamples) take(vVertex[sample.point]);
+    return nearest;
+}
+
+// Walks from the vertex, to the one at the foot.
+bool SampleTracker::isNearSource(const Vector3& p, std::uint32_t& vertex) const {
+    Foot foot = source.walkFrom(vertex, p);
+    vertex = source.nearestCorner(foot);
+    if (foot.sqDistance <= sqLimitAt(vertex)) return true;
+    tree.findCloser(p, foot);
+    vertex = source.nearestCorner(foot);
+    return foot.sqDistance <= sqLimitAt(vertex);
+}
+
+// The side across from the moved corner stays as it was.
+bool SampleTracker::isNearSource(const CollapseMesh::Moved& moved, const Vector3& p, std::uint32_t vertex) const {
+    const Vector3& a = mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 1) % 3)];
+    const Vector3& b = mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 2) % 3)];
+    bool bNear = true;
+    forEachGridPoint(p, a, b, gridWidth, [&](double wp, double wa, double wb) {
+        if (bNear && wp != 0.0 && wp != 1.0) bNear = isNearSource(weightedMean(p, a, b, wp, wa, wb), vertex);
+    });
+    return bNear;
 }
 
 void SampleTracker::follow() {
@@ -111,8 +140,8 @@ void SampleTracker::follow() {
     for (const std::uint32_t triangle : mesh.getDying()) forget(triangle);
     for (const CollapseMesh::Moved& moved : mesh.getMoved()) forget(moved.triangle);
     for (const Sample& sample : vSamples) {
-        vNext[sample.vertex] = vFirst[sample.triangle];
-        vFirst[sample.triangle] = sample.vertex;
+        vNext[sample.point] = vFirst[sample.triangle];
+        vFirst[sample.triangle] = sample.point;
     }
 }
 

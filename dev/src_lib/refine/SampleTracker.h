@@ -6,6 +6,7 @@
 #include "refine/CollapseMesh.h"
 #include "refine/ColorQuadric.h"
 #include "refine/FanSurface.h"
+#include "refine/TriangleTree.h"
 
 namespace QUOR_ZEF {
 
@@ -15,17 +16,19 @@ struct VertexColors {
     std::vector<char> vHas;
 };
 
-// Holds a mesh that collapses within a distance of the mesh that it comes from.
-// Every vertex of the latter belongs to a triangle of the former, within the
-// distance of it; the other way, every new vertex, and the middles of new edges and
-// triangles, are within the distance of the old surface. Colours are compared where
-// the old vertices have their feet.
+// Holds a mesh that collapses within a distance of the mesh that it comes from, as
+// far as points on both can tell: vertices of the old one, and its middles of sides
+// and triangles where the distance is below their size; each belongs to a triangle
+// of the new one. And a grid on the new triangles. Colours are compared where the
+// old vertices have their feet.
 class SampleTracker {
 public:
     // Everything borrowed; colors may be null. Limits: world units, and steps of
-    // 0 to 255 of the worst channel.
+    // 0 to 255 of the worst channel. vShares: by vertex of the source, of the distance
+    // that is allowed there.
     SampleTracker(const FanSurface& source, const CollapseMesh& mesh, const VertexColors* pSourceColors,
-                  const VertexColors* pColors, double maxDistance, double maxColorStep);
+                  const VertexColors* pColors, double maxDistance, double gridWidth, double maxColorStep,
+                  const std::vector<float>& vShares);
 
     // Whether the collapse that the mesh has begun may end at p; color: what the
     // vertex would then have, null for none.
@@ -35,22 +38,33 @@ public:
 
 private:
     struct Sample {
-        std::uint32_t vertex, triangle;
+        std::uint32_t point, triangle;
     };
 
+    void addPoint(const Vector3& p, std::uint32_t vertex, std::uint32_t triangle);
     void gather();
     bool findTriangle(Sample& sample, const Vector3& p, const Channels* pColor) const;
-    bool keepsColor(const Sample& sample, const CollapseMesh::Moved& moved, const Foot& foot,
+    bool keepsColor(std::uint32_t vertex, const CollapseMesh::Moved& moved, const Foot& foot,
                     const Channels* pColor) const;
-    bool isNearSource(const Vector3& p) const;
+    std::uint32_t nearestVertex(const Vector3& p) const;
+    bool isNearSource(const Vector3& p, std::uint32_t& vertex) const;
+    bool isNearSource(const CollapseMesh::Moved& moved, const Vector3& p, std::uint32_t vertex) const;
+    double sqLimitAt(std::uint32_t vertex) const {
+        const double limit = maxDistance * double{vShares[vertex]};
+        return limit * limit;
+    }
 
     const FanSurface& source;
     const CollapseMesh& mesh;
     const VertexColors *pSourceColors, *pColors;
-    const double maxSq, maxColorStep;
-    std::vector<std::uint32_t> vFirst;  // by triangle: its first vertex of the source
-    std::vector<std::uint32_t> vNext;   // by vertex of the source: the next one there
-    std::vector<Sample> vSamples;       // around the collapse
+    const double maxDistance, gridWidth, maxColorStep;
+    const std::vector<float>& vShares;
+    const TriangleTree tree;             // of the source
+    std::vector<Vector3> vPoints;        // on the source, its vertices first
+    std::vector<std::uint32_t> vVertex;  // by point: one of the source nearby
+    std::vector<std::uint32_t> vNext;    // by point: the next one of the same triangle
+    std::vector<std::uint32_t> vFirst;   // by triangle: its first point
+    std::vector<Sample> vSamples;        // around the collapse
     std::uint32_t u = 0, v = 0;
 };
 

@@ -64,22 +64,17 @@ std::uint32_t TriangleTree::build(std::uint32_t begin, std::uint32_t end, const 
     return number;
 }
 
-double TriangleTree::findSqDistance(const Vector3& p, double sqLimit) const {
-    // Depth is that of halving 2^32 triangles at most.
+void TriangleTree::findCloser(const Vector3& p, Foot& foot) const {
+    // Halving 2^32 triangles is no deeper.
     std::pair<double, std::uint32_t> stack[64];
     std::size_t num = 0;
     if (!vNodes.empty()) stack[num++] = {vNodes[0].box.sqDistance(p), 0};
     while (num > 0) {
         const auto [sq, number] = stack[--num];
-        if (!(sq < sqLimit)) continue;
+        if (!(sq < foot.sqDistance)) continue;
         const Node& node = vNodes[number];
         if (node.second == 0) {
-            for (std::uint32_t k = node.begin; k < node.end; ++k) {
-                Foot foot;
-                findFoot(p, surface.corner(vOrder[k], 0), surface.corner(vOrder[k], 1), surface.corner(vOrder[k], 2),
-                         foot);
-                if (foot.sqDistance < sqLimit) sqLimit = foot.sqDistance;
-            }
+            for (std::uint32_t k = node.begin; k < node.end; ++k) takeCloser(p, vOrder[k], foot);
             continue;
         }
         std::pair<double, std::uint32_t> first{vNodes[number + 1].box.sqDistance(p), number + 1},
@@ -88,7 +83,13 @@ double TriangleTree::findSqDistance(const Vector3& p, double sqLimit) const {
         stack[num++] = first;
         stack[num++] = second;
     }
-    return sqLimit;
+}
+
+void TriangleTree::takeCloser(const Vector3& p, std::uint32_t triangle, Foot& foot) const {
+    Foot other;
+    other.triangle = triangle;
+    findFoot(p, surface.corner(triangle, 0), surface.corner(triangle, 1), surface.corner(triangle, 2), other);
+    if (other.sqDistance < foot.sqDistance) foot = other;
 }
 
 }  // namespace QUOR_ZEF

@@ -15,9 +15,9 @@ public:
     // The surface is borrowed. O(n log n), some 0.2 microseconds a triangle.
     explicit TriangleTree(const FanSurface& surface);
 
-    // The squared distance to the surface, if it is below sqLimit; else sqLimit. The
-    // better the limit, the faster. May run on several threads.
-    double findSqDistance(const Vector3& p, double sqLimit) const;
+    // Replaces the foot if the surface comes closer to p than that. The closer it is
+    // already, the faster. May run on several threads.
+    void findCloser(const Vector3& p, Foot& foot) const;
 
 private:
     struct Box {
@@ -33,6 +33,7 @@ private:
 
     std::uint32_t build(std::uint32_t begin, std::uint32_t end, const std::vector<Vector3>& vMiddles);
     Box boxOf(std::uint32_t begin, std::uint32_t end) const;
+    void takeCloser(const Vector3& p, std::uint32_t triangle, Foot& foot) const;
 
     const FanSurface& surface;
     std::vector<std::uint32_t> vOrder;

@@ -15,7 +15,7 @@
 #include "refine/FanSurface.h"
 #include "refine/Quadric.h"
 #include "refine/SampleTracker.h"
-#include "refine/TriangleTree.h"
+#include "refine/SurfaceDistance.h"
 #include "zef/meshOperations.h"
 
 namespace QUOR_ZEF {
@@ -30,7 +30,11 @@ constexpr double pointShare = 1e-6;
 constexpr double borderShare = 10.0;         // weight of the border beside the surface
 constexpr double defaultColorReach = 255.0;  // steps of a channel that count like an average edge
 constexpr double maxReach = 3.0;             // of the best point from the middle of the edge, in edges
-constexpr double costGrowth = 4.0;           // of a refused collapse, until it is tried again
+// Where the result is too far away, this much of the limit is used at the next
+// attempt; after some such attempts everywhere.
+constexpr float shareStep = 0.5f;
+constexpr int numLocalAttempts = 8, maxAttempts = 16;
+constexpr double costGrowth = 4.0;  // of a refused collapse, until it is tried again
 constexpr double minCost = 1e-30;
 constexpr std::uint32_t maxTries = 8;
 
@@ -82,7 +86,8 @@ std::uint8_t byteOf(double channel) {
 
 class QuadricReduction {
 public:
-    QuadricReduction(const FlatMesh& flat_, const ReduceOptions& options_)
+    // vShares: by vertex, of maxError.
+    QuadricReduction(const FlatMesh& flat_, const ReduceOptions& options_, const std::vector<float>& vShares)
         : flat(flat_), options(options_), source(surfaceOf(flat)), mesh(source), vQuadrics(source.vPos.size()) {
         if (flat.hasColor()) {
             sourceColors = colorsOf(flat);
@@ -90,11 +95,12 @@ public:
             vColorQuadrics.resize(vQuadrics.size());
         }
         const bool bBound = std::isfinite(options.maxError);
-        lengthPerStep = bBound ? options.maxError / options.maxColorStep : averageEdge() / defaultColorReach;
+        edge = averageEdge();
+        lengthPerStep = bBound ? options.maxError / options.maxColorStep : edge / defaultColorReach;
         if (bBound) {
-            pTracker =
-                std::make_unique<SampleTracker>(source, mesh, hasColor() ? &sourceColors : nullptr,
-                                                hasColor() ? &colors : nullptr, options.maxError, options.maxColorStep);
+            pTracker = std::make_unique<SampleTracker>(source, mesh, hasColor() ? &sourceColors : nullptr,
+                                                       hasColor() ? &colors : nullptr, options.maxError, edge,
+                                                       options.maxColorStep, vShares);
         }
         center = middle();
     }
@@ -133,21 +139,25 @@ public:
         return result;
     }
 
-    // After takeMesh(): see reduceTo() in zef/meshOperations.h.
-    double measure(const FlatMesh& result) const {
+    // After takeMesh(): the error, or, if that is beyond the limit, what to do about
+    // it at the next attempt.
+    double measure(const FlatMesh& result, std::vector<float>& vShares) const {
         Progress* pMeasuring = getProgress()->getChildProgressSetTodo("RM_rtmeas", 2);
         const FanSurface reduced = surfaceOf(result);
-        const double sqForth =
-            farthest(reduced, source.vPos.size(), [&](std::uint32_t vertex, std::vector<Probe>& vProbes) {
-                if (!source.fan(vertex).empty())
-                    vProbes.push_back({source.vPos[vertex], vNewIndex[mesh.findHeir(vertex)]});
-            });
+        std::vector<std::uint32_t> vHeirs(source.vPos.size());
+        for (std::uint32_t i = 0; i < vHeirs.size(); ++i)
+            if (!source.fan(i).empty()) vHeirs[i] = vNewIndex[mesh.findHeir(i)];
+        const SurfaceDistance forth(source, reduced, std::move(vHeirs), edge);
         pMeasuring->tick();
-        const double sqBack = farthest(
-            source, reduced.numTriangles(),
-            [&](std::uint32_t triangle, std::vector<Probe>& vProbes) { addProbes(reduced, triangle, vProbes); });
+        const SurfaceDistance back(reduced, source, vOldIndex, edge);
         pMeasuring->finish(true);
-        return std::min(std::sqrt(std::max(sqForth, sqBack)), options.maxError);
+        const double sq = std::max(forth.findLargestSq(), back.findLargestSq()), limit = options.maxError;
+        if (sq <= limit * limit) return std::sqrt(sq);
+        std::vector<std::uint32_t> vTight;
+        for (const SurfaceDistance::Excess& excess : forth.findBeyond(limit * limit)) vTight.push_back(excess.from);
+        for (const SurfaceDistance::Excess& excess : back.findBeyond(limit * limit)) vTight.push_back(excess.to);
+        tighten(vTight, vShares);
+        return std::sqrt(sq);
     }
 
 private:
@@ -387,61 +397,14 @@ private:
         return point;
     }
 
-    // A point to measure from, and a vertex near it.
-    struct Probe {
-        Vector3 p;
-        std::uint32_t start;
-    };
-
-    // Corners of a triangle that is left, middles of its sides, and its own.
-    void addProbes(const FanSurface& reduced, std::uint32_t triangle, std::vector<Probe>& vProbes) const {
-        Vector3 sum;
-        for (std::uint32_t i = 0; i < 3; ++i) {
-            const std::uint32_t start = vOldIndex[reduced.vTriples[3 * std::size_t{triangle} + i]];
-            const Vector3& p = reduced.corner(triangle, i);
-            Vector3 m = p;
-            m += reduced.corner(triangle, (i + 1) % 3);
-            sum += p;
-            vProbes.push_back({p, start});
-            vProbes.push_back({m * 0.5, start});
-        }
-        vProbes.push_back({sum / 3.0, vProbes.back().start});
-    }
-
-    // The largest squared distance of all probes that add(0), ..., add(n - 1) make.
-    // Walking gives a bound that is nearly always the distance itself. So only those
-    // of the largest bounds have to be looked up, one after the other until the next
-    // bound is no larger than what was found.
-    template <class F>
-    static double farthest(const FanSurface& surface, std::size_t n, const F& add) {
-        struct Bound {
-            double sq;
-            Probe probe;
-        };
-        const auto walk = [&](std::size_t begin, std::size_t end) {
-            std::vector<Bound> vBounds;
-            std::vector<Probe> vProbes;
-            for (std::size_t i = begin; i < end; ++i) {
-                vProbes.clear();
-                add(static_cast<std::uint32_t>(i), vProbes);
-                for (const Probe& probe : vProbes)
-                    vBounds.push_back({surface.walkFrom(probe.start, probe.p).sqDistance, probe});
-            }
-            return vBounds;
-        };
-        std::vector<Bound> vBounds;
-        for (const auto& vSome : parallelChunkResults<std::vector<Bound>>(n, minChunk, walk))
-            vBounds.insert(vBounds.end(), vSome.begin(), vSome.end());
-        const auto isLess = [](const Bound& a, const Bound& b) { return a.sq < b.sq; };
-        std::make_heap(vBounds.begin(), vBounds.end(), isLess);
-        const TriangleTree tree(surface);
-        double sqFarthest = 0.0;
-        while (!vBounds.empty() && vBounds.front().sq > sqFarthest) {
-            std::pop_heap(vBounds.begin(), vBounds.end(), isLess);
-            sqFarthest = std::max(sqFarthest, tree.findSqDistance(vBounds.back().probe.p, vBounds.back().sq));
-            vBounds.pop_back();
-        }
-        return sqFarthest;
+    // The vertices of triangles of the source get a smaller share of the limit.
+    void tighten(std::vector<std::uint32_t>& vTriangles, std::vector<float>& vShares) const {
+        std::vector<std::uint32_t> vTight;
+        for (const std::uint32_t triangle : vTriangles)
+            for (std::size_t i = 0; i < 3; ++i) vTight.push_back(source.vTriples[3 * std::size_t{triangle} + i]);
+        std::sort(vTight.begin(), vTight.end());
+        vTight.erase(std::unique(vTight.begin(), vTight.end()), vTight.end());
+        for (const std::uint32_t vertex : vTight) vShares[vertex] *= shareStep;
     }
 
     const FlatMesh& flat;
@@ -451,6 +414,7 @@ private:
     VertexColors sourceColors, colors;         // empty without colours
     std::vector<Quadric> vQuadrics;            // by vertex, from the center
     std::vector<ColorQuadric> vColorQuadrics;  // likewise; empty without colours
+    double edge = 0.0;                         // average length of the source
     double lengthPerStep = 0.0;                // of a colour channel
     std::unique_ptr<SampleTracker> pTracker;   // null without a limit
     Vector3 center;
@@ -464,12 +428,19 @@ double reduceTo(FlatMesh& mesh, const ReduceOptions& options) {
     ASSEX(options.maxError>=0.0);
     ASSEX(options.targetTriangles>0 || std::isfinite(options.maxError));
     if (mesh.vTriples.empty()) return 0.0;
-    QuadricReduction reduction(mesh, options);
-    reduction.run();
-    FlatMesh result = reduction.takeMesh();
-    const double error = reduction.measure(result);
-    mesh = std::move(result);
-    return error;
+    std::vector<float> vShares(mesh.vVertices.size(), 1.0f);
+    for (int attempt = 0; attempt < maxAttempts; ++attempt) {
+        if (attempt >= numLocalAttempts)
+            for (float& share : vShares) share *= shareStep;
+        QuadricReduction reduction(mesh, options, vShares);
+        reduction.run();
+        FlatMesh result = reduction.takeMesh();
+        const double error = reduction.measure(result, vShares);
+        if (!(error <= options.maxError)) continue;
+        mesh = std::move(result);
+        return error;
+    }
+    return 0.0;
 }
 
 }  // namespace QUOR_ZEF
