@@ -63,7 +63,8 @@ template <class F>
 void forEachGridPoint(const Vector3& a, const Vector3& b, const Vector3& c, double width, F&& f) {
     const double sqLongest =
         std::max({difference(b, a).sqLength(), difference(c, b).sqLength(), difference(a, c).sqLength()});
-    const auto n = static_cast<std::uint32_t>(std::clamp(std::ceil(std::sqrt(sqLongest) / width), 2.0, 100.0));
+    const auto n =
+        2 * static_cast<std::uint32_t>(std::clamp(std::ceil(std::sqrt(sqLongest) / (2.0 * width)), 1.0, 50.0));
     for (std::uint32_t i = 0; i <= n; ++i)
         for (std::uint32_t k = 0; k + i <= n; ++k) f(double(n - i - k) / n, double(i) / n, double(k) / n);
     if (n % 3 != 0) f(1.0 / 3.0, 1.0 / 3.0, 1.0 / 3.0);

@@ -26,7 +26,7 @@ constexpr std::uint32_t none = CollapseMesh::none;
 constexpr std::size_t minChunk = 1'000;  // vertices
 // Part of a squared distance along the surface in the cost: where that is flat,
 // triangles become even, and the best point is one near the others.
-constexpr double pointShare = 1e-6;
+constexpr double pointShare = 1e-8;
 constexpr double borderShare = 10.0;         // weight of the border beside the surface
 constexpr double defaultColorReach = 255.0;  // steps of a channel that count like an average edge
 constexpr double maxReach = 3.0;             // of the best point from the middle of the edge, in edges
@@ -105,7 +105,8 @@ public:
         center = middle();
     }
 
-    void run() {
+    // False if nothing has come of it.
+    bool run() {
         Progress* pScoring = getProgress()->getChildProgressSetTodo("RM_rtscore", 2);
         makeQuadrics();
         pScoring->tick();
@@ -119,6 +120,7 @@ public:
         }
         pLoop->finish(true);
         queue = {};
+        return mesh.getNumLive() < before;
     }
 
     // What is left. Vertices and triangles stay in order; a vertex that has not
@@ -433,7 +435,7 @@ double reduceTo(FlatMesh& mesh, const ReduceOptions& options) {
         if (attempt >= numLocalAttempts)
             for (float& share : vShares) share *= shareStep;
         QuadricReduction reduction(mesh, options, vShares);
-        reduction.run();
+        if (!reduction.run()) return 0.0;
         FlatMesh result = reduction.takeMesh();
         const double error = reduction.measure(result, vShares);
         if (!(error <= options.maxError)) continue;
