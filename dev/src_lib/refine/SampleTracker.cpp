@@ -46,44 +46,62 @@ void SampleTracker::addPoint(const Vector3& p, std::uint32_t vertex, std::uint32
     if (triangle != none) vFirst[triangle] = point;
 }
 
-void SampleTracker::gather() {
+void SampleTracker::gather(const Vector3& p) {
     vSamples.clear();
-    const auto add = [&](std::uint32_t triangle) {
+    vPlaces.clear();
+    const auto addPoints = [&](std::uint32_t triangle, std::uint32_t place) {
         for (std::uint32_t point = vFirst[triangle]; point != none; point = vNext[point])
-            vSamples.push_back({point, triangle});
+            vSamples.push_back({point, place});
     };
-    for (const std::uint32_t triangle : mesh.getDying()) add(triangle);
-    for (const CollapseMesh::Moved& moved : mesh.getMoved()) add(moved.triangle);
+    for (const std::uint32_t triangle : mesh.getDying()) addPoints(triangle, 0);
+    for (const CollapseMesh::Moved& moved : mesh.getMoved()) {
+        addPoints(moved.triangle, static_cast<std::uint32_t>(vPlaces.size()));
+        const Vector3& b = mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 1) % 3)];
+        const Vector3& c = mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 2) % 3)];
+        const Vector3 middle = weightedMean(p, b, c, 1.0 / 3.0, 1.0 / 3.0, 1.0 / 3.0);
+        const double sqRadius = std::max(
+            {difference(p, middle).sqLength(), difference(b, middle).sqLength(), difference(c, middle).sqLength()});
+        // A little more, for what rounding takes away.
+        vPlaces.push_back({&moved, p, b, c, middle, std::sqrt(sqRadius) * 1.000001});
+    }
 }
 
 bool SampleTracker::allows(std::uint32_t u_, std::uint32_t v_, const Vector3& p, const Channels* pColor) {
     u = u_;
     v = v_;
-    gather();
+    gather(p);
     std::uint32_t vertex = nearestVertex(p);
     if (!isNearSource(p, vertex)) return false;
     for (Sample& sample : vSamples)
-        if (!findTriangle(sample, p, pColor)) return false;
-    return std::all_of(mesh.getMoved().begin(), mesh.getMoved().end(),
-                       [&](const CollapseMesh::Moved& moved) { return isNearSource(moved, p, vertex); });
+        if (!findPlace(sample, pColor)) return false;
+    return std::all_of(vPlaces.begin(), vPlaces.end(), [&](const Place& place) { return isNearSource(place, vertex); });
 }
 
-// The closest of the moved triangles, with the moved corner first.
-bool SampleTracker::findTriangle(Sample& sample, const Vector3& p, const Channels* pColor) const {
+// The closest place; most are so far away that their balls tell.
+bool SampleTracker::findPlace(Sample& sample, const Channels* pColor) const {
+    if (vPlaces.empty()) return false;
+    const Vector3& point = vPoints[sample.point];
     Foot best;
-    const CollapseMesh::Moved* pBest = nullptr;
-    for (const CollapseMesh::Moved& moved : mesh.getMoved()) {
+    std::uint32_t bestPlace = sample.place;
+    double distance = 0.0;  // of the best
+    const auto take = [&](std::uint32_t i) {
+        const Place& place = vPlaces[i];
         Foot foot;
-        findFoot(vPoints[sample.point], p, mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 1) % 3)],
-                 mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 2) % 3)], foot);
-        if (!(foot.sqDistance < best.sqDistance)) continue;
+        findFoot(point, place.a, place.b, place.c, foot);
+        if (!(foot.sqDistance < best.sqDistance)) return;
         best = foot;
-        pBest = &moved;
+        distance = std::sqrt(foot.sqDistance);
+        bestPlace = i;
+    };
+    take(sample.place);
+    for (std::uint32_t i = 0; i < vPlaces.size(); ++i) {
+        const double reach = vPlaces[i].radius + distance;
+        if (i != sample.place && difference(point, vPlaces[i].middle).sqLength() < reach * reach) take(i);
     }
-    if (!pBest || !(best.sqDistance <= sqLimitAt(vVertex[sample.point]))) return false;
-    sample.triangle = pBest->triangle;
+    if (!(best.sqDistance <= sqLimitAt(vVertex[sample.point]))) return false;
+    sample.place = bestPlace;
     const bool bVertex = sample.point < source.vPos.size();
-    return !pColors || !bVertex || keepsColor(sample.point, *pBest, best, pColor);
+    return !pColors || !bVertex || keepsColor(sample.point, *vPlaces[bestPlace].pMoved, best, pColor);
 }
 
 bool SampleTracker::keepsColor(std::uint32_t vertex, const CollapseMesh::Moved& moved, const Foot& foot,
@@ -125,12 +143,11 @@ bool SampleTracker::isNearSource(const Vector3& p, std::uint32_t& vertex) const 
 }
 
 // The side across from the moved corner stays as it was.
-bool SampleTracker::isNearSource(const CollapseMesh::Moved& moved, const Vector3& p, std::uint32_t vertex) const {
-    const Vector3& a = mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 1) % 3)];
-    const Vector3& b = mesh.vPos[mesh.getCorner(moved.triangle, (moved.corner + 2) % 3)];
+bool SampleTracker::isNearSource(const Place& place, std::uint32_t vertex) const {
     bool bNear = true;
-    forEachGridPoint(p, a, b, gridWidth, [&](double wp, double wa, double wb) {
-        if (bNear && wp != 0.0 && wp != 1.0) bNear = isNearSource(weightedMean(p, a, b, wp, wa, wb), vertex);
+    forEachGridPoint(place.a, place.b, place.c, gridWidth, [&](double wa, double wb, double wc) {
+        if (bNear && wa != 0.0 && wa != 1.0)
+            bNear = isNearSource(weightedMean(place.a, place.b, place.c, wa, wb, wc), vertex);
     });
     return bNear;
 }
@@ -140,8 +157,9 @@ void SampleTracker::follow() {
     for (const std::uint32_t triangle : mesh.getDying()) forget(triangle);
     for (const CollapseMesh::Moved& moved : mesh.getMoved()) forget(moved.triangle);
     for (const Sample& sample : vSamples) {
-        vNext[sample.point] = vFirst[sample.triangle];
-        vFirst[sample.triangle] = sample.point;
+        const std::uint32_t triangle = vPlaces[sample.place].pMoved->triangle;
+        vNext[sample.point] = vFirst[triangle];
+        vFirst[triangle] = sample.point;
     }
 }
 

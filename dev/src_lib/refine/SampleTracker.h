@@ -38,17 +38,24 @@ public:
 
 private:
     struct Sample {
-        std::uint32_t point, triangle;
+        std::uint32_t point;
+        std::uint32_t place;  // of its triangle among the moved ones
+    };
+    // A triangle as it would be moved, the moved corner first, in a ball.
+    struct Place {
+        const CollapseMesh::Moved* pMoved;
+        Vector3 a, b, c, middle;
+        double radius;
     };
 
     void addPoint(const Vector3& p, std::uint32_t vertex, std::uint32_t triangle);
-    void gather();
-    bool findTriangle(Sample& sample, const Vector3& p, const Channels* pColor) const;
+    void gather(const Vector3& p);
+    bool findPlace(Sample& sample, const Channels* pColor) const;
     bool keepsColor(std::uint32_t vertex, const CollapseMesh::Moved& moved, const Foot& foot,
                     const Channels* pColor) const;
     std::uint32_t nearestVertex(const Vector3& p) const;
     bool isNearSource(const Vector3& p, std::uint32_t& vertex) const;
-    bool isNearSource(const CollapseMesh::Moved& moved, const Vector3& p, std::uint32_t vertex) const;
+    bool isNearSource(const Place& place, std::uint32_t vertex) const;
     double sqLimitAt(std::uint32_t vertex) const {
         const double limit = maxDistance * double{vShares[vertex]};
         return limit * limit;
@@ -65,6 +72,7 @@ private:
     std::vector<std::uint32_t> vNext;    // by point: the next one of the same triangle
     std::vector<std::uint32_t> vFirst;   // by triangle: its first point
     std::vector<Sample> vSamples;        // around the collapse
+    std::vector<Place> vPlaces;          // likewise
     std::uint32_t u = 0, v = 0;
 };
 
