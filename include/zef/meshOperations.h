@@ -37,13 +37,13 @@ ZEF_API void edgeFlipsSimA(std::shared_ptr<Mesh> pMesh);
 ZEF_API int reduce(std::shared_ptr<Mesh> pMesh, double maxEdgeLength, double maxDeviationDeg);
 
 // When reduceTo() ends: at the target, or when every further merge would go beyond
-// the limits, whatever comes first. A target or an error must be given; else an
-// ASSEX fails, as it does for an error below 0.
+// the limits, whatever comes first. Without a target and without an error an ASSEX
+// fails, as it does for a negative error or a step of 0.
 struct ReduceOptions {
     std::size_t targetTriangles = 0;                            // or one less; 0: as few as the error allows
     double maxError = std::numeric_limits<double>::infinity();  // distance from the input, world units
     // With maxError: how far a channel of a colour (0 to 255) may be off at any input
-    // vertex; more than 0.
+    // vertex, compared where that is closest to the result, before rounding.
     double maxColorStep = 32.0;
 };
 
@@ -58,10 +58,16 @@ struct ReduceOptions {
 // triangles, and those of borders that lie on each other, stay. Vertices that are
 // not merged stay bit for bit. Colours are those that fit best, at all vertices.
 //
-// Returns the error: no vertex of the input is farther than this from the result,
-// and no vertex, middle of an edge or middle of a triangle of the result is farther
-// from the input. With maxError it is within that.
-// Some 2 seconds a million triangles; with maxError some 20. Licence gate "reduceTo".
+// Returns the error reached. It is measured, in both directions, between the whole
+// result and the whole input: at all vertices, middles of edges and middles of
+// triangles, and on a grid about as wide as an input edge on larger triangles. None
+// of these points is farther from the other surface; points between them can be, by
+// less than their own distance from one of them. With maxError it is within that;
+// where that cannot be had, nothing is merged. A mesh without extent, or with a
+// coordinate that is not finite, stays as it is.
+//
+// Some 4 seconds a million triangles and 250 bytes each, with maxError some 70
+// seconds and 450 bytes. Licence gate "reduceTo".
 ZEF_API double reduceTo(std::shared_ptr<Mesh> pMesh, const ReduceOptions& options);
 
 // Writes the border edges to "holes.list" in the current directory, as a Geomview

@@ -227,6 +227,14 @@ TEST_F(ReduceTo, leavesBitForBitWhatItDoesNotMerge) {
     EXPECT_THROW(reduceTo(mesh, ReduceOptions()), ZefBugException);
     EXPECT_THROW(reduceTo(mesh, within(-1.0)), ZefBugException);
     EXPECT_THROW(reduceTo(mesh, within(std::nan(""))), ZefBugException);
+    // Nothing to go by, or too much.
+    const double huge = 1e300;
+    for (const Point3& far : {Point3(1, 1, 1), Point3(std::nan(""), 0, 0), Point3(huge, huge, -huge)}) {
+        FlatMesh odd{{Point3(1, 1, 1), Point3(1, 1, 1), Point3(1, 1, 1), far}, {0, 1, 2, 0, 2, 3}};
+        reduceTo(odd, target(1));
+        reduceTo(odd, within(0.0));
+        EXPECT_EQ(odd.numTriangles(), 2u);
+    }
 }
 
 TEST_F(ReduceTo, makesNothingNonManifoldOfRandomSoups) {

@@ -29,6 +29,7 @@ constexpr std::size_t minChunk = 1'000;  // vertices
 constexpr double pointShare = 1e-8;
 constexpr double borderShare = 10.0;         // weight of the border beside the surface
 constexpr double defaultColorReach = 255.0;  // steps of a channel that count like an average edge
+constexpr double maxColorFactor = 1000.0;    // that limits may put on it, or take off
 constexpr double maxReach = 3.0;             // of the best point from the middle of the edge, in edges
 // Where the result is too far away, this much of the limit is used at the next
 // attempt; after some such attempts everywhere.
@@ -71,6 +72,14 @@ FanSurface surfaceOf(const FlatMesh& mesh) {
     return {std::move(vPos), mesh.vTriples};
 }
 
+double averageEdge(const FlatMesh& mesh) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3)
+        for (std::size_t k = 0; k < 3; ++k)
+            sum += (mesh.vVertices[mesh.vTriples[i + k]] - mesh.vVertices[mesh.vTriples[i + (k + 1) % 3]]).length();
+    return sum / static_cast<double>(mesh.vTriples.size());
+}
+
 VertexColors colorsOf(const FlatMesh& mesh) {
     VertexColors colors;
     for (const Point3& p : mesh.vVertices) {
@@ -86,17 +95,25 @@ std::uint8_t byteOf(double channel) {
 
 class QuadricReduction {
 public:
-    // vShares: by vertex, of maxError.
-    QuadricReduction(const FlatMesh& flat_, const ReduceOptions& options_, const std::vector<float>& vShares)
-        : flat(flat_), options(options_), source(surfaceOf(flat)), mesh(source), vQuadrics(source.vPos.size()) {
+    // edge_: average length. vShares: by vertex, of maxError.
+    QuadricReduction(const FlatMesh& flat_, const ReduceOptions& options_, double edge_,
+                     const std::vector<float>& vShares)
+        : flat(flat_),
+          options(options_),
+          source(surfaceOf(flat)),
+          mesh(source),
+          vQuadrics(source.vPos.size()),
+          edge(edge_) {
         if (flat.hasColor()) {
             sourceColors = colorsOf(flat);
             colors = sourceColors;
             vColorQuadrics.resize(vQuadrics.size());
         }
         const bool bBound = std::isfinite(options.maxError);
-        edge = averageEdge();
-        lengthPerStep = bBound ? options.maxError / options.maxColorStep : edge / defaultColorReach;
+        lengthPerStep = edge / defaultColorReach;
+        if (bBound)
+            lengthPerStep = std::clamp(options.maxError / options.maxColorStep, lengthPerStep / maxColorFactor,
+                                       lengthPerStep * maxColorFactor);
         if (bBound) {
             pTracker = std::make_unique<SampleTracker>(source, mesh, hasColor() ? &sourceColors : nullptr,
                                                        hasColor() ? &colors : nullptr, options.maxError, edge,
@@ -165,14 +182,6 @@ public:
 private:
     bool hasColor() const { return !vColorQuadrics.empty(); }
     Vector3 local(const Vector3& p) const { return difference(p, center); }
-
-    double averageEdge() const {
-        double sum = 0.0;
-        for (std::uint32_t t = 0; t < source.numTriangles(); ++t)
-            for (std::uint32_t i = 0; i < 3; ++i)
-                sum += difference(source.corner(t, i), source.corner(t, (i + 1) % 3)).length();
-        return sum / static_cast<double>(source.vTriples.size());
-    }
 
     // Of the box: sums stay small beside what they are sums of.
     Vector3 middle() const {
@@ -416,7 +425,7 @@ private:
     VertexColors sourceColors, colors;         // empty without colours
     std::vector<Quadric> vQuadrics;            // by vertex, from the center
     std::vector<ColorQuadric> vColorQuadrics;  // likewise; empty without colours
-    double edge = 0.0;                         // average length of the source
+    const double edge;                         // average length of the source
     double lengthPerStep = 0.0;                // of a colour channel
     std::unique_ptr<SampleTracker> pTracker;   // null without a limit
     Vector3 center;
@@ -429,12 +438,14 @@ private:
 double reduceTo(FlatMesh& mesh, const ReduceOptions& options) {
     ASSEX(options.maxError>=0.0);
     ASSEX(options.targetTriangles>0 || std::isfinite(options.maxError));
-    if (mesh.vTriples.empty()) return 0.0;
+    ASSEX(options.maxColorStep>0.0);
+    const double edge = averageEdge(mesh);
+    if (!(edge > 0.0) || !std::isfinite(edge)) return 0.0;
     std::vector<float> vShares(mesh.vVertices.size(), 1.0f);
     for (int attempt = 0; attempt < maxAttempts; ++attempt) {
         if (attempt >= numLocalAttempts)
             for (float& share : vShares) share *= shareStep;
-        QuadricReduction reduction(mesh, options, vShares);
+        QuadricReduction reduction(mesh, options, edge, vShares);
         if (!reduction.run()) return 0.0;
         FlatMesh result = reduction.takeMesh();
         const double error = reduction.measure(result, vShares);
