@@ -66,8 +66,8 @@ struct ReduceOptions {
 // where that cannot be had, nothing is merged. A mesh without extent, or with a
 // coordinate that is not finite, stays as it is.
 //
-// Some 4 seconds a million triangles and 250 bytes each, with maxError some 70
-// seconds and 450 bytes. Licence gate "reduceTo".
+// Some 4 seconds a million triangles and 350 bytes each, with maxError some 70
+// seconds and 500 bytes. Licence gate "reduceTo".
 ZEF_API double reduceTo(std::shared_ptr<Mesh> pMesh, const ReduceOptions& options);
 
 // Writes the border edges to "holes.list" in the current directory, as a Geomview

@@ -8,7 +8,7 @@ struct ReduceOptions;
 
 // See reduceTo() in zef/meshOperations.h. Replaces the mesh; returns the error
 // reached. Progress children "RM_rtscore", "RM_rtloop", "RM_rtmeas".
-// Scores and measures on all threads, collapses on one. About 160 bytes a triangle,
+// Scores and measures on all threads, collapses on one. About 350 bytes a triangle,
 // 150 more where there are colours.
 double reduceTo(FlatMesh& mesh, const ReduceOptions& options);
 
