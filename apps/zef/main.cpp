@@ -28,6 +28,7 @@ void addCommands(Commands& commands) {
     addAnneal(commands);
     addReduce(commands);
     addSmooth(commands);
+    addColour(commands);
     addHoles(commands);
     addCheck(commands);
 }

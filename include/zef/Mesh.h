@@ -41,6 +41,14 @@ public:
     // vertices show an error and throw a ZefBugException. O(n).
     void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const;
 
+    // Gives vertices without colour the mean colour of their neighbours, ring by ring
+    // from those that have one; a component without any stays without. O(n).
+    void colorizeFilledHoles();
+    // Stretches the colours, all channels alike: these fractions of the channels of
+    // all vertices, dark and bright, are clipped (none if the colours span 20 steps or
+    // fewer), and the rest then spans 0 to 255. One single value stays. O(n).
+    void contrastSpread(double lowFraction, double highFraction);
+
     // Triangles, and edges by number of triangles, on standard output.
     void printStatistics(const std::string& name) const;
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "zef/Point3.h"
 #include "zef/export.h"
 
 namespace QUOR_ZEF {
@@ -32,6 +33,13 @@ struct MeshComponent {
     double volume = 0.0;  // enclosed, negative if inside out; 0 unless closed, manifold and oriented
 };
 
+// Border edges that follow one another from fan to fan.
+struct MeshBorderLoop {
+    std::size_t numEdges = 0;
+    double length = 0.0;  // world units
+    Point3 low, high;     // opposite corners of its box
+};
+
 struct MeshReport {
     std::size_t numVertices = 0;  // of triangles
     std::size_t numTriangles = 0;
@@ -51,6 +59,7 @@ struct MeshReport {
     double area = 0.0;
     double volume = 0.0;                     // sum over the components
     std::vector<MeshComponent> vComponents;  // in order of their first triangles
+    std::vector<MeshBorderLoop> vBorderLoops;
 };
 
 // Counts only, changes nothing. O(n log n), about 90 bytes a triangle meanwhile.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <limits>
 #include <memory>
 
 #include "zef/export.h"
@@ -33,6 +35,40 @@ ZEF_API void edgeFlipsSimA(std::shared_ptr<Mesh> pMesh);
 // visibly different colour are not merged. Degenerate triangles are then removed.
 // Returns the triangles removed by merging. Licence gate "reduce".
 ZEF_API int reduce(std::shared_ptr<Mesh> pMesh, double maxEdgeLength, double maxDeviationDeg);
+
+// When reduceTo() ends: at the target, or when every further merge would go beyond
+// the limits, whatever comes first. Without a target and without an error an ASSEX
+// fails, as it does for a negative error or a step of 0.
+struct ReduceOptions {
+    std::size_t targetTriangles = 0;                            // or one less; 0: as few as the error allows
+    double maxError = std::numeric_limits<double>::infinity();  // distance from the input, world units
+    // With maxError: how far a channel of a colour (0 to 255) may be off at any input
+    // vertex, compared where that is closest to the result, before rounding.
+    double maxColorStep = 32.0;
+};
+
+// Removes triangles by merging neighbouring vertices into new ones that lie where
+// the squared distance to the planes merged so far, borders and colours is least:
+// M. Garland, P. Heckbert, Surface simplification using quadric error metrics,
+// SIGGRAPH 1997; colours after H. Hoppe, New quadric metric, 1999. Follows the
+// surface closer than reduce() does with as many triangles.
+//
+// No handle, hole or piece goes or comes, and what is manifold stays so. No merge
+// turns a triangle by more than 78 degrees. Vertices at edges of three or more
+// triangles, and those of borders that lie on each other, stay. Vertices that are
+// not merged stay bit for bit. Colours are those that fit best, at all vertices.
+//
+// Returns the error reached. It is measured, in both directions, between the whole
+// result and the whole input: at all vertices, middles of edges and middles of
+// triangles, and on a grid about as wide as an input edge on larger triangles. None
+// of these points is farther from the other surface; points between them can be, by
+// less than their own distance from one of them. With maxError it is within that;
+// where that cannot be had, nothing is merged. A mesh without extent, or with a
+// coordinate that is not finite, stays as it is.
+//
+// Some 4 seconds a million triangles and 350 bytes each, with maxError some 70
+// seconds and 500 bytes. Licence gate "reduceTo".
+ZEF_API double reduceTo(std::shared_ptr<Mesh> pMesh, const ReduceOptions& options);
 
 // Writes the border edges to "holes.list" in the current directory, as a Geomview
 // LIST; a warning if that cannot be written. Changes nothing in the mesh.

@@ -45,6 +45,18 @@ TEST(Mesh, listsAgreeAndReplaceWhatWasThere) {
         EXPECT_EQ(vVertices.at(static_cast<std::size_t>(vIndices[i])), vCorners[i]);
 }
 
+TEST(Mesh, completesAndStretchesColours) {
+    zef_test::Shape sheet = zef_test::gridSheet(3, 3);
+    sheet.vertices[0].setColor(100, 105, 110, 255);
+    const auto pMesh = makeMesh(sheet);
+    pMesh->colorizeFilledHoles();
+    std::vector<Point3*> vPoints;
+    pMesh->getPoints(vPoints);
+    for (const Point3* p : vPoints) EXPECT_TRUE(p->hasColor() && p->g == 105);
+    pMesh->contrastSpread(0.0, 0.0);
+    for (const Point3* p : vPoints) EXPECT_TRUE(p->r == 0 && p->g == 128 && p->b == 255);
+}
+
 TEST(Mesh, namesOfThePlyWritersStandTheWrongWayRound) {
     const TempFolder folder;
     const auto pMesh = makeMesh(zef_test::gridSheet(3, 3));

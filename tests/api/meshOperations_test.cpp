@@ -57,6 +57,12 @@ TEST(meshOperations, eachRunsAloneAndReportsUntilItIsDone) {
     expectDone("Reduce");
     EXPECT_GT(numRemoved, 100);
     EXPECT_LE(pMesh->getNumT(), 1200u - std::size_t(numRemoved));
+    ReduceOptions options;
+    options.targetTriangles = 300;
+    const std::shared_ptr<Mesh> pRing = meshOf(torus(30, 20, 3.0, 1.0));
+    EXPECT_GT(reduceTo(pRing, options), 0.0);
+    expectDone("ReduceTo");
+    EXPECT_EQ(pRing->getNumT(), 300u);
     unsubscribe();
 }
 
@@ -76,6 +82,7 @@ TEST(meshOperations, allButFindHolesAskTheGate) {
     failureText<ZefLicenseException>([&] { edgeFlips(pMesh); });
     failureText<ZefLicenseException>([&] { edgeFlipsSimA(pMesh); });
     failureText<ZefLicenseException>([&] { reduce(pMesh, 1.0, 1.0); });
+    failureText<ZefLicenseException>([&] { reduceTo(pMesh, ReduceOptions()); });
     failureText<ZefLicenseException>([&] { laplacianSmoothing(pMesh, 1); });
     const TempFolder folder;
     const auto before = std::filesystem::current_path();
@@ -83,7 +90,8 @@ TEST(meshOperations, allButFindHolesAskTheGate) {
     findHoles(pMesh);
     std::filesystem::current_path(before);
     setLicensePolicy({});
-    EXPECT_EQ(vGates, (std::vector<std::string>{"edgeFlips", "edgeFlipsSimA", "reduce", "laplacianSmoothing"}));
+    EXPECT_EQ(vGates,
+              (std::vector<std::string>{"edgeFlips", "edgeFlipsSimA", "reduce", "reduceTo", "laplacianSmoothing"}));
     EXPECT_NE(folder.get("holes.list").find("14 28 1"), std::string::npos);
     EXPECT_EQ(getProgress()->name, "empty");
 }

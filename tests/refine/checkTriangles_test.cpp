@@ -35,6 +35,12 @@ TEST(checkTriangles, knowsBordersAndOneSidedSurfaces) {
     EXPECT_FALSE(cylinder.bClosed);
     EXPECT_EQ(cylinder.numBorderEdges, 60u);
     EXPECT_EQ(cylinder.numBorderLoops, 2u);
+    ASSERT_EQ(cylinder.vBorderLoops.size(), 2u);
+    for (const MeshBorderLoop& loop : cylinder.vBorderLoops) {
+        EXPECT_EQ(loop.low.pz, loop.high.pz);
+        EXPECT_EQ(loop.numEdges * 2, cylinder.numBorderEdges);
+        EXPECT_NEAR(loop.length, M_PI * (loop.high.px - loop.low.px), 0.02 * loop.length);
+    }
     EXPECT_EQ(cylinder.vComponents.at(0).genus, 0);
     EXPECT_EQ(cylinder.volume, 0.0);
 

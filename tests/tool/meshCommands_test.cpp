@@ -106,11 +106,63 @@ INSTANTIATE_TEST_SUITE_P(Commands, ToolChange,
                          testing::Values(ChangeCase{"flip", "flip", false, 0.99},
                                          ChangeCase{"anneal", "anneal", false, 0.99},
                                          ChangeCase{"reduce", "reduce --max-turn 15", true, 0.7},
+                                         ChangeCase{"reduceTarget", "reduce --target 30%", true, 0.9},
+                                         ChangeCase{"reduceError", "reduce --error 0.02", true, 0.9},
                                          ChangeCase{"reduceShort", "reduce --max-length 0.01", false, 1.0},
                                          ChangeCase{"smooth", "smooth --steps 3", false, 0.8},
                                          ChangeCase{"smoothKept", "smooth --steps 5 --keep-volume", false, 0.995},
                                          ChangeCase{"melt", "melt --spacing 0.3", true, 0.8}),
                          [](const auto& instance) { return instance.param.name; });
+
+TEST(ToolReduce, reachesTargetsAndTellsTheError) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("ball.obj", objText(zef_test::icosphere(3))));
+    const std::string out = " -o " + quoted(folder.name("out.ply"));
+    const nlohmann::json count = runTool("reduce --json --target 200 " + in + out).report();
+    EXPECT_EQ(count["triangles"], 200);
+    EXPECT_GT(count["error"], 0.001);
+    EXPECT_EQ(runTool("reduce --json --target 25% " + in + out).report()["triangles"], 320);
+    const nlohmann::json bound = runTool("reduce --json --error 0.01 " + in + out).report();
+    EXPECT_LE(bound["error"], 0.01);
+    EXPECT_LT(bound["triangles"], 1000);
+    for (const std::string wrong : {"--target 0", "--target 1.5", "--target 101%", "--target all", "--error 0",
+                                    "--error nan", "--target 10% --max-turn 5"}) {
+        EXPECT_EQ(runTool("reduce " + wrong + " " + in + out).status, 2) << wrong;
+    }
+}
+
+TEST(ToolReconstruct, smoothsFlipsAndReducesInOneCall) {
+    const TempFolder folder;
+    std::string points;
+    for (const QUOR_ZEF::Point3& p : zef_test::icosphere(4).vertices)
+        points += std::to_string(p.px) + " " + std::to_string(p.py) + " " + std::to_string(p.pz) + "\n";
+    const std::string in = quoted(folder.put("ball.xyz", points)), out = folder.name("out.ply");
+    const ToolRun run = runTool("reconstruct --json --smooth-steps 2 --flip --reduce 20% --reduce-error 0.5 " + in +
+                                " -o " + quoted(out));
+    ASSERT_EQ(run.status, 0) << run.err;
+    const nlohmann::json plain = runTool("reconstruct --json " + in + " -o " + quoted(out) + " --force").report();
+    EXPECT_EQ(run.report()["triangles"].get<int>() / 2, plain["triangles"].get<int>() / 10);
+    EXPECT_LT(run.report()["error"], 0.1);
+    for (const char* const stage : {"RM_smooth", "efLoop", "RM_rtloop"})
+        EXPECT_TRUE(run.report()["stages"].contains(stage)) << stage;
+}
+
+TEST(ToolColour, fillsAndStretches) {
+    const TempFolder folder;
+    std::ostringstream off;
+    off << "COFF\n4 2 0\n0 0 0 100 100 100 255\n1 0 0 100 120 110 255\n1 1 0 116 120 100 255\n0 1 0 110 120 112 255\n"
+        << "3 0 1 2\n3 0 2 3\n";
+    const std::string in = quoted(folder.put("in.off", off.str())), out = folder.name("out.obj");
+    const ToolRun run = runTool("colour --json --contrast 0 0 " + in + " -o " + quoted(out));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.report()["coloured_vertices"], 4);
+    const std::string text = folder.get("out.obj");
+    EXPECT_NE(text.find("v 0 0 0 0 0 0"), std::string::npos) << text;
+    EXPECT_NE(text.find("v 1 0 0 0 1 0.50"), std::string::npos) << text;
+    EXPECT_EQ(runTool("colour --fill " + in + " -o " + quoted(out)).status, 0);
+    EXPECT_EQ(runTool("colour " + in + " -o " + quoted(out)).status, 2);
+    EXPECT_EQ(runTool("colour --contrast 0 2 " + in + " -o " + quoted(out)).status, 2);
+}
 
 TEST(ToolMelt, closesABoxOfLoosePolygonsAndKeepsItsEdges) {
     const TempFolder folder;
@@ -172,9 +224,11 @@ TEST(ToolHoles, measuresTheBorderAndListsIt) {
     EXPECT_EQ(report["border_loops"], 1);
     EXPECT_EQ(report["border_edges"], report["border_length"]) << "edges of length one";
     EXPECT_EQ(report["border_edges"], 14);
+    EXPECT_EQ(report["loops"],
+              nlohmann::json::parse(R"([{"edges": 14, "length": 14, "box_min": [0, 0, 0], "box_max": [4, 3, 0]}])"));
     EXPECT_NE(zef_test::contentOf(list).find("LIST"), std::string::npos);
     EXPECT_EQ(runTool("holes " + sheet + " --list " + quoted(list)).status, 0) << "replaces its own kind";
     EXPECT_EQ(runTool("holes " + sheet + " --list " + sheet).status, 1);
     const ToolRun ball = runTool("holes --json " + quoted(folder.put("b.obj", objText(zef_test::icosphere(1)))));
-    EXPECT_EQ(ball.report(), nlohmann::json::parse(R"({"border_loops": 0, "border_edges": 0})"));
+    EXPECT_EQ(ball.report(), nlohmann::json::parse(R"({"border_loops": 0, "border_edges": 0, "loops": []})"));
 }

@@ -16,6 +16,7 @@ struct Commands {
 
 void addAnneal(Commands& commands);
 void addCheck(Commands& commands);
+void addColour(Commands& commands);
 void addConvert(Commands& commands);
 void addFlip(Commands& commands);
 void addHoles(Commands& commands);

@@ -1,11 +1,11 @@
-#include <cmath>
+#include <algorithm>
+#include <array>
 
 #include "commands/commands.h"
 #include "failures.h"
 #include "measure.h"
 #include "meshes.h"
 #include "outputs.h"
-#include "refine/REdge.h"
 #include "refine/RMesh.h"
 #include "zef/Mesh.h"
 #include "zef/meshCheck.h"
@@ -18,24 +18,50 @@ struct Options {
     TalkOptions talk;
 };
 
-double lengthOf(const zef::REdge& edge) {
-    return std::hypot(edge.p1->px - edge.p0->px, edge.p1->py - edge.p0->py, edge.p1->pz - edge.p0->pz);
+// The longest tell the most; meshes of scans have hundreds.
+constexpr std::size_t numShownLoops = 10;
+
+std::array<double, 3> coordsOf(const zef::Point3& p) {
+    return {p.px, p.py, p.pz};
 }
 
-// Length and box of the border edges.
-void reportExtent(Report& report, const zef::Mesh& mesh) {
-    std::vector<zef::REdge*> vBorder;
-    mesh.getRMesh()->getDegN(1, vBorder);
-    if (vBorder.empty()) return;
+// Length and box of the whole border.
+void reportExtent(Report& report, const std::vector<zef::MeshBorderLoop>& vLoops) {
+    if (vLoops.empty()) return;
     double length = 0.0;
-    std::vector<zef::Point3*> vEnds;
-    for (const zef::REdge* pEdge : vBorder) {
-        length += lengthOf(*pEdge);
-        vEnds.insert(vEnds.end(), {pEdge->p0, pEdge->p1});
+    std::vector<zef::Point3> vCorners;
+    for (const zef::MeshBorderLoop& loop : vLoops) {
+        length += loop.length;
+        vCorners.insert(vCorners.end(), {loop.low, loop.high});
     }
-    const Box box = measureBox(vEnds);
     report.addNumber("border_length", "length of the border", length);
-    reportBox(report, box);
+    reportBox(report, measureBox(vCorners));
+}
+
+std::string loopText(const zef::MeshBorderLoop& loop) {
+    const zef::Point3 middle = loop.low + (loop.high - loop.low) * 0.5;
+    std::string text = countText(loop.numEdges) + " edges, length " + numberText(loop.length) + ", around";
+    for (const double coord : coordsOf(middle)) text += " " + numberText(coord);
+    text += ", size";
+    for (const double size : {loop.high.px - loop.low.px, loop.high.py - loop.low.py, loop.high.pz - loop.low.pz})
+        text += " " + numberText(size);
+    return text;
+}
+
+void reportLoops(Report& report, std::vector<zef::MeshBorderLoop> vLoops) {
+    std::stable_sort(vLoops.begin(), vLoops.end(),
+                     [](const zef::MeshBorderLoop& a, const zef::MeshBorderLoop& b) { return a.length > b.length; });
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const zef::MeshBorderLoop& loop : vLoops) {
+        list.push_back({{"edges", loop.numEdges},
+                        {"length", loop.length},
+                        {"box_min", coordsOf(loop.low)},
+                        {"box_max", coordsOf(loop.high)}});
+        if (list.size() <= numShownLoops) report.addText("", "  loop " + std::to_string(list.size()), loopText(loop));
+    }
+    if (vLoops.size() > numShownLoops)
+        report.addText("", "  and further", countText(vLoops.size() - numShownLoops) + " loops");
+    report.add("loops", "", std::move(list), "");
 }
 
 void writeList(const Options& options, CommandRun& commandRun, const zef::Mesh& mesh) {
@@ -52,7 +78,8 @@ int runHoles(const Options& options, CommandRun& commandRun) {
     const zef::MeshReport topology = zef::checkMesh(*pMesh);
     commandRun.report.addCount("border_loops", "border loops", topology.numBorderLoops);
     commandRun.report.addCount("border_edges", "border edges", topology.numBorderEdges);
-    reportExtent(commandRun.report, *pMesh);
+    reportExtent(commandRun.report, topology.vBorderLoops);
+    reportLoops(commandRun.report, topology.vBorderLoops);
     if (bList) writeList(options, commandRun, *pMesh);
     return EXIT_DONE;
 }
@@ -61,7 +88,7 @@ int runHoles(const Options& options, CommandRun& commandRun) {
 
 void addHoles(Commands& commands) {
     auto pOptions = std::make_shared<Options>();
-    CLI::App& command = *commands.app.add_subcommand("holes", "Report the border loops of a mesh");
+    CLI::App& command = *commands.app.add_subcommand("holes", "Report the border loops of a mesh, the longest first");
     command.add_option("MESH", pOptions->path, "A file of triangles")->required();
     CLI::Option* pList =
         command.add_option("--list", pOptions->list.path, "Write the border edges to this file, as a Geomview LIST");

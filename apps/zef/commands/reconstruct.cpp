@@ -1,3 +1,4 @@
+#include "chain.h"
 #include "commands/commands.h"
 #include "failures.h"
 #include "inputs.h"
@@ -18,6 +19,7 @@ struct Options {
     std::vector<std::string> vInputs;
     zef::ReconstructOptions library;
     bool bKeepNonManifold = false;
+    Chain chain;
     OutputOptions output;
     TalkOptions talk;
 
@@ -54,12 +56,15 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     const Shift shift = chooseShift(commandRun, options.output, box);
     if (narrowsMesh(options.output)) warnOfRounding(commandRun, box, shift, info.usedSpacing);
     vPoints = {};
+    runChain(commandRun, options.chain, !options.bKeepNonManifold, pMesh);
+    const double secondsRefine = commandRun.watch.lap();
     reportMesh(report, zef::checkMesh(*pMesh));
     commandRun.watch.lap();
 
     writeMeshFile(commandRun, options.output, shift, pMesh);
     report.addSeconds("seconds_read", "read", secondsRead);
     report.addSeconds("seconds_reconstruct", "reconstruct", secondsReconstruct);
+    if (!options.chain.isEmpty()) report.addSeconds("seconds_refine", "refine", secondsRefine);
     report.addStages();
     report.addSeconds("seconds_write", "write", commandRun.watch.lap());
     report.addBytes("peak_bytes", "peak memory", peakBytes());
@@ -89,6 +94,7 @@ void addReconstruct(Commands& commands) {
     addLibraryOptions(command, pOptions->library);
     command.add_flag("--keep-non-manifold", pOptions->bKeepNonManifold,
                      "Leave edges of more than two triangles as they are");
+    addChainOptions(command, pOptions->chain);
     addOutputOptions(command, pOptions->output, false);
     addTalkOptions(command, pOptions->talk);
     onRun(commands, command, pOptions, runReconstruct);

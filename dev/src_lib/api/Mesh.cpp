@@ -50,6 +50,14 @@ void Mesh::replaceRMesh(RMesh* pOther) {
     pRMesh = pOther;
 }
 
+void Mesh::colorizeFilledHoles() {
+    pRMesh->colorizeFilledHoles();
+}
+
+void Mesh::contrastSpread(double lowFraction, double highFraction) {
+    pRMesh->contrastSpread(lowFraction, highFraction);
+}
+
 double Mesh::getAverageEdgeLength() const {
     return pRMesh->getAvgEdgeLength();
 }

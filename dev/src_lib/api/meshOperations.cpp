@@ -1,10 +1,12 @@
 #include "zef/meshOperations.h"
 
 #include <string>
+#include <utility>
 
 #include "frame/License.h"
 #include "frame/Progress.h"
 #include "refine/RMesh.h"
+#include "refine/reduceTo.h"
 #include "zef/Mesh.h"
 
 namespace QUOR_ZEF {
@@ -58,6 +60,17 @@ int reduce(std::shared_ptr<Mesh> pMesh, double maxEdgeLength, double maxDeviatio
                    pMesh->getRMesh()->killDegenerate();
                });
     return numRemoved;
+}
+
+double reduceTo(std::shared_ptr<Mesh> pMesh, const ReduceOptions& options) {
+    passGate("reduceTo", *pMesh);
+    double error = 0.0;
+    runPlanned("ReduceTo", {{"RM_rtscore", 10.0}, {"RM_rtloop", 85.0}, {"RM_rtmeas", 5.0}}, [&] {
+        FlatMesh flat = flatten(*pMesh->getRMesh(), VertexOrder::MESH);
+        error = reduceTo(flat, options);
+        pMesh->replaceRMesh(new RMesh(std::move(flat.vVertices), flat.vTriples, pMesh->getRMesh()->cellSize));
+    });
+    return error;
 }
 
 void findHoles(std::shared_ptr<Mesh> pMesh) {

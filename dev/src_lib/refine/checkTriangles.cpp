@@ -1,5 +1,6 @@
 #include "refine/checkTriangles.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "geometry/freeFunctions.h"
@@ -116,8 +117,28 @@ private:
                 loops.join(first, i);
             }
         }
-        for (std::uint32_t i = 0; i < vBorder.size(); ++i)
-            if (loops.find(i) == i) ++componentOf(vBorder[i]).numBorderLoops;
+        std::vector<std::uint32_t> vLoop(vBorder.size());  // by border side
+        for (std::uint32_t i = 0; i < vBorder.size(); ++i) {
+            const std::uint32_t root = loops.find(i);
+            if (root == i) {
+                ++componentOf(vBorder[i]).numBorderLoops;
+                vLoop[i] = static_cast<std::uint32_t>(report.vBorderLoops.size());
+                report.vBorderLoops.push_back(
+                    {0, 0.0, vVertices[vTriples[vBorder[i]]], vVertices[vTriples[vBorder[i]]]});
+            }
+            vLoop[i] = vLoop[root];
+            addToLoop(vBorder[i], report.vBorderLoops[vLoop[i]]);
+        }
+    }
+
+    void addToLoop(std::uint32_t side, MeshBorderLoop& loop) const {
+        const Point3 &a = vVertices[vTriples[side]], &b = vVertices[vTriples[nextSide(side)]];
+        ++loop.numEdges;
+        loop.length += (b - a).length();
+        for (const Point3& p : {a, b}) {
+            loop.low.set(std::min(loop.low.px, p.px), std::min(loop.low.py, p.py), std::min(loop.low.pz, p.pz));
+            loop.high.set(std::max(loop.high.px, p.px), std::max(loop.high.py, p.py), std::max(loop.high.pz, p.pz));
+        }
     }
 
     // Volumes are summed from a vertex of the component, since that is near.
