@@ -10,9 +10,10 @@
 namespace QUOR_ZEF {
 
 // An output file that appears whole or not at all. Everything goes to a file
-// with a temporary name in the target's folder; commit() makes it durable and
-// renames it. Without commit(), or after a failure, the temporary file vanishes
-// and what stood under the name stays untouched.
+// without a name in the target's folder, which vanishes however the process ends;
+// commit() makes it durable, names it and renames it. File systems that know no
+// such files get one with a temporary name, which is removed by the destructor.
+// Without commit(), or after a failure, what stood under the name stays untouched.
 //
 // A link is followed, an existing file's permissions are kept, and one that the
 // caller may not write is refused. What is no regular file (a pipe, a device) is
@@ -60,11 +61,17 @@ private:
     std::size_t used = 0;
     int descriptor = -1;
     std::string target;         // where the file shall stand, links resolved
-    std::string temporaryName;  // empty when written directly
+    std::string temporaryName;  // empty while there is no file of that name
+    bool bNameless = false;     // the file has no name yet
     std::string error;
 
     void open(const std::string& name);
-    void openTemporary(unsigned mode, bool bKeepMode);
+    void openTemporary(unsigned mode);
+    bool openNameless(unsigned mode);
+    template <class Make>
+    void makeName(Make make);
+    void giveName();
+    void rename();
     void flush();
     void fail(const char* what);
     void closeAndRemove();
