@@ -39,7 +39,7 @@ void reportExtent(Report& report, const zef::Mesh& mesh) {
 }
 
 void writeList(const Options& options, CommandRun& commandRun, const zef::Mesh& mesh) {
-    commandRun.step("writing " + options.list.path);
+    commandRun.stepWriting(options.list.path);
     if (mesh.getRMesh()->writeHoles(options.list.path)) return;
     throw Failure(options.list.path + ": the list could not be written");
 }
