@@ -131,7 +131,8 @@ void AtomicFile::flush() {
     used = 0;
 }
 
-void AtomicFile::write(std::string_view text) {
+// Text that does not fit into what is left of the buffer.
+void AtomicFile::writeLong(std::string_view text) {
     while (!text.empty()) {
         if (used == bufferSize) flush();
         const std::size_t num = std::min(text.size(), bufferSize - used);
@@ -157,6 +158,11 @@ void AtomicFile::writeNumber(float value, int digits) {
 }
 
 void AtomicFile::writeShortest(double value) {
+    char* p = place();
+    taken(std::to_chars(p, p + maxNumberLength, value).ptr);
+}
+
+void AtomicFile::writeShortest(float value) {
     char* p = place();
     taken(std::to_chars(p, p + maxNumberLength, value).ptr);
 }

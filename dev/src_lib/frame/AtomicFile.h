@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -33,7 +34,11 @@ public:
     // Why, in the words of the system; empty while all is well.
     const std::string& getError() const { return error; }
 
-    void write(std::string_view text);
+    void write(std::string_view text) {
+        if (text.size() > bufferSize - used) return writeLong(text);
+        std::memcpy(pBuffer.get() + used, text.data(), text.size());
+        used += text.size();
+    }
     void write(char c) {
         if (used == bufferSize) flush();
         pBuffer[used++] = c;
@@ -48,6 +53,7 @@ public:
     void writeNumber(float value, int digits);
     // The fewest digits that read back as the same value.
     void writeShortest(double value);
+    void writeShortest(float value);
     void writeInteger(int64 value);
 
     // Writes what is buffered, waits until it is on the disk, renames.
@@ -72,6 +78,7 @@ private:
     void makeName(Make make);
     void giveName();
     void rename();
+    void writeLong(std::string_view text);
     void flush();
     void fail(const char* what);
     void closeAndRemove();
