@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that the build, the tests and the benchmarks
-# need. Does nothing, in a moment, when all of them are there.
+# need, and the glTF validator from npm into a folder that git ignores. Does
+# nothing, in a moment, when all of them are there.
 set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 packages=(
     g++                 # the compiler of the release build
@@ -18,8 +20,13 @@ packages=(
     libtbb-dev          # a sort to compare with in the benchmarks
     libcli11-dev        # arguments of the command line tool
     nlohmann-json3-dev  # reports of the command line tool
+    libjemalloc2        # allocators that must not change results
+    libmimalloc2.0
     python3             # small tools around tests and benchmarks
 )
+# For the glTF validator. Node also comes from elsewhere, with npm in the same package.
+command -v node >/dev/null || packages+=(nodejs)
+command -v npm >/dev/null || packages+=(npm)
 
 fail() {
     echo "setup: $*" >&2
@@ -29,26 +36,40 @@ fail() {
 command -v dpkg-query >/dev/null ||
     fail "this is not a Debian system; install the counterparts of: ${packages[*]}"
 
-installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "${packages[@]}" 2>/dev/null || true)
-missing=()
-for package in "${packages[@]}"; do
-    grep -qxF "$package installed" <<<"$installed" || missing+=("$package")
-done
-if ((${#missing[@]} == 0)); then
-    echo "setup: all packages are installed"
-    exit 0
-fi
+install_packages() {
+    local installed package missing=() as_root=()
+    installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "${packages[@]}" 2>/dev/null || true)
+    for package in "${packages[@]}"; do
+        grep -qxF "$package installed" <<<"$installed" || missing+=("$package")
+    done
+    if ((${#missing[@]} == 0)); then
+        echo "setup: all packages are installed"
+        return
+    fi
+    if ((EUID != 0)); then
+        command -v sudo >/dev/null ||
+            fail "not root, and there is no sudo; run as root: apt-get install ${missing[*]}"
+        as_root=(sudo)
+    fi
+    echo "setup: installing ${missing[*]}"
+    "${as_root[@]}" apt-get update -q || fail "apt-get update failed; is there a network?"
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -q -y --no-install-recommends "${missing[@]}" ||
+        fail "apt-get could not install ${missing[*]}"
+}
 
-as_root=()
-if ((EUID != 0)); then
-    command -v sudo >/dev/null ||
-        fail "not root, and there is no sudo; run as root: apt-get install ${missing[*]}"
-    as_root=(sudo)
-fi
+# One test is all that needs it, so that the rest works without npm's registry.
+install_gltf_validator() {
+    local folder=tests/tool/gltf
+    cmp -s "$folder/package.json" "$folder/node_modules/.installed.json" && return
+    echo "setup: installing the glTF validator"
+    if npm install --prefix "$folder" --no-audit --no-fund --no-package-lock --ignore-scripts; then
+        cp "$folder/package.json" "$folder/node_modules/.installed.json"
+    else
+        echo "setup: npm could not install the glTF validator; the test of glTF files is left out" >&2
+    fi
+}
 
-echo "setup: installing ${missing[*]}"
-"${as_root[@]}" apt-get update -q || fail "apt-get update failed; is there a network?"
-"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -q -y --no-install-recommends "${missing[@]}" ||
-    fail "apt-get could not install ${missing[*]}"
+install_packages
+install_gltf_validator
 echo "setup: done"

@@ -7,9 +7,11 @@
 #include "failures.h"
 #include "frame/Progress.h"
 #include "zef/exceptions.h"
+#include "zef/threads.h"
 
 CommandRun::CommandRun(const TalkOptions& talk)
     : bQuiet(talk.bQuiet), bar(std::cerr, !talk.bQuiet && isErrorATerminal()), output(bar, talk.bQuiet) {
+    if (talk.numThreads != 0) zef::setNumThreads(talk.numThreads);
     zef::getStageTimes().clear();
     zef::subscribe(&bar);
 }
@@ -19,8 +21,24 @@ CommandRun::~CommandRun() {
 }
 
 void CommandRun::step(const std::string& name) {
-    throwIfInterrupted();
     bar.step(name);
+}
+
+void CommandRun::stepWriting(const std::string& path) {
+    holdInterrupts();
+    step("writing " + path);
+}
+
+void CommandRun::lap(const std::string& key, const std::string& label) {
+    vLaps.push_back({key, label, watch.lap()});
+}
+
+void CommandRun::reportLaps() {
+    for (const Lap& lap : vLaps) {
+        if (&lap == &vLaps.back()) report.addStages();
+        report.addSeconds(lap.key, lap.label, lap.seconds);
+    }
+    report.addBytes("peak_bytes", "peak memory", peakBytes());
 }
 
 void CommandRun::warn(const std::string& text) {
@@ -41,8 +59,6 @@ Ending endingOf(CommandRun& commandRun, const std::function<int(CommandRun&)>& c
         return {command(commandRun), ""};
     } catch (const UsageFailure& failure) {
         return {EXIT_USAGE, failure.what()};
-    } catch (const Cancelled& cancelled) {
-        return {EXIT_CANCELLED, cancelled.what()};
     } catch (const zef::ZefBugException& bug) {
         return {EXIT_COULD_NOT, commandRun.getFailure().empty() ? bug.what() : commandRun.getFailure()};
     } catch (const std::bad_alloc&) {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "LibraryOutput.h"
 #include "ProgressBar.h"
@@ -19,17 +20,30 @@ public:
     CommandRun& operator=(const CommandRun&) = delete;
 
     Report report;
-    Stopwatch watch;
 
-    // Names what goes on outside of the library's runs; throws Cancelled after
-    // an interrupt.
+    // Ends a stretch of the command that the report names, with the seconds since
+    // the last one or since skipped().
+    void lap(const std::string& key, const std::string& label);
+    void skipped() { watch.lap(); }
+    // The laps, with the library's stages before the last one, and the peak memory.
+    void reportLaps();
+
+    // Names what goes on outside of the library's runs.
     void step(const std::string& name);
+    // The last step of a command: from here on it cannot be cancelled.
+    void stepWriting(const std::string& path);
     void warn(const std::string& text);
     // Why the library refused, for people.
     const std::string& getFailure() const { return output.getFailure(); }
 
 private:
+    struct Lap {
+        std::string key, label;
+        double seconds;
+    };
     bool bQuiet;
+    Stopwatch watch;
+    std::vector<Lap> vLaps;
     ProgressBar bar;
     LibraryOutput output;
 };

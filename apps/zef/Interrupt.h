@@ -1,8 +1,9 @@
 #pragma once
 
-// From here on the first Ctrl-C (or a polite kill) only leaves a note, so that
-// the run can end by itself; the second one ends the process.
+// From here on Ctrl-C (or a polite kill) ends the process at once, wherever it is,
+// with a message and EXIT_CANCELLED.
 void catchInterrupts();
 
-// Throws Cancelled if there is a note.
-void throwIfInterrupted();
+// From here on the process ends by itself, since it has begun to write; a second
+// Ctrl-C ends it all the same.
+void holdInterrupts();

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "Interrupt.h"
 #include "frame/Progress.h"
 #include "stageWords.h"
 
@@ -50,7 +49,6 @@ void ProgressBar::step(const std::string& name) {
 }
 
 void ProgressBar::update(const std::string& newRun, double value) {
-    throwIfInterrupted();
     if (run != newRun) {
         run = newRun;
         reached = 0.0;

@@ -7,7 +7,7 @@
 #include "zef/ProgressBase.h"
 
 // One line that shows the step, how much of it is done and the time so far. It
-// never falls within a step. Every update is also where an interrupt is heard.
+// never falls within a step.
 class ProgressBar : public zef::ProgressBase {
 public:
     // out is borrowed. Nothing is drawn unless bDraw.
@@ -16,7 +16,6 @@ public:
 
     // A step without a measure of its own, such as reading a file.
     void step(const std::string& name);
-    // Throws Cancelled after an interrupt.
     void update(const std::string& run, double value) override;
     // Takes the line away, for other output; the next update draws it again.
     void hide();

@@ -21,8 +21,3 @@ struct Failure : std::runtime_error {
 struct UsageFailure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
-
-// The user pressed Ctrl-C.
-struct Cancelled : std::runtime_error {
-    Cancelled() : std::runtime_error("cancelled, nothing was written") {}
-};

@@ -5,7 +5,9 @@
 #include <filesystem>
 
 #include "failures.h"
+#include "topology.h"
 #include "zef/Mesh.h"
+#include "zef/meshCheck.h"
 #include "zef/meshFiles.h"
 
 namespace {
@@ -28,6 +30,10 @@ void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>
     if (!isMeshName(output.path)) {
         throw UsageFailure(output.path + ": no known format; use .ply, .obj, .stl, .off or .glb");
     }
+    const std::string ending = endingOf(output.path);
+    if (output.bDouble && (ending == ".stl" || ending == ".glb")) {
+        throw UsageFailure(output.path + ": the format has no room for --double; use .ply, .obj or .off, or --shift");
+    }
     checkOutput(output, vInputs);
 }
 
@@ -46,11 +52,35 @@ std::shared_ptr<zef::Mesh> readMeshFile(CommandRun& commandRun, const std::strin
     return pMesh;
 }
 
+void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
+    command.add_flag("--keep-non-manifold", bKeepNonManifold, "Leave edges of more than two triangles as they are");
+}
+
+void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, const std::string& textIfEmpty) {
+    if (!pMesh || pMesh->getNumT() == 0) throw Failure(textIfEmpty);
+    if (bKeepNonManifold) return;
+    zef::ManifoldReport ignored;  // the report counts what is left, not what was mended
+    zef::makeManifold(pMesh, ignored);
+}
+
 void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const Shift& shift,
                    const std::shared_ptr<zef::Mesh>& pMesh) {
-    commandRun.step("writing " + output.path);
+    commandRun.stepWriting(output.path);
     zef::WriteMeshOptions options;
     options.bDouble = output.bDouble;
     options.offset = zef::Vector3(shift.offset[0], shift.offset[1], shift.offset[2]);
     if (!zef::writeMesh(output.path, pMesh, options)) throw Failure(output.path + ": the mesh could not be written");
+}
+
+void deliverMesh(CommandRun& commandRun, const OutputOptions& output, const Box& box, double detail,
+                 const std::shared_ptr<zef::Mesh>& pMesh) {
+    commandRun.step("counting borders");
+    reportMesh(commandRun.report, zef::checkMesh(*pMesh));
+    const Shift shift = chooseShift(commandRun, output, box);
+    if (narrowsMesh(output)) warnOfRounding(commandRun, box, shift, detail);
+    commandRun.skipped();
+
+    writeMeshFile(commandRun, output, shift, pMesh);
+    commandRun.lap("seconds_write", "write");
+    commandRun.reportLaps();
 }

@@ -17,12 +17,16 @@ std::string checkShift(const std::string& text) {
 void addTalkOptions(CLI::App& command, TalkOptions& talk) {
     command.add_flag("-q,--quiet", talk.bQuiet, "No progress bar and no messages but errors");
     command.add_flag("--json", talk.bJson, "The report as one JSON object, on the last line of standard output");
+    command
+        .add_option("--threads", talk.numThreads,
+                    "Threads to run on, by default as many as the machine has; results do not depend on it")
+        ->check(CLI::Range(1u, 1024u));
 }
 
 void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional) {
     command.add_option(bPositional ? "-o,--output,OUT" : "-o,--output", output.path, "The file to write")->required();
     command.add_flag("--force", output.bForce, "Replace an output of any kind, also one that is an input");
-    command.add_flag("--double", output.bDouble, "Coordinates in double precision, where the format can (PLY)");
+    command.add_flag("--double", output.bDouble, "Coordinates in double precision (PLY, OBJ, OFF and points)");
     command
         .add_option("--shift", output.shift,
                     "Subtract x y z from all coordinates, or an offset near their middle (auto)")

@@ -10,6 +10,7 @@
 struct TalkOptions {
     bool bQuiet = false;
     bool bJson = false;
+    unsigned numThreads = 0;  // 0: as many as the machine has
 };
 
 struct OutputOptions {

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "failures.h"
+#include "io/saveCloud.h"
 #include "numbers.h"
 
 namespace fs = std::filesystem;
@@ -116,6 +117,13 @@ double largestCoordinate(const Box& box, const std::array<double, 3>& offset) {
     return largest;
 }
 
+void subtract(const Shift& shift, std::vector<zef::Point3>& vPoints) {
+    if (!shift.bShifted) return;
+    for (zef::Point3& p : vPoints) {
+        p.set(p.px - shift.offset[0], p.py - shift.offset[1], p.pz - shift.offset[2]);
+    }
+}
+
 std::string offsetText(const std::array<double, 3>& offset) {
     return shortestText(offset[0]) + " " + shortestText(offset[1]) + " " + shortestText(offset[2]);
 }
@@ -162,11 +170,20 @@ Shift chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box
     return shift;
 }
 
-void subtract(const Shift& shift, std::vector<zef::Point3>& vPoints) {
-    if (!shift.bShifted) return;
-    for (zef::Point3& p : vPoints) {
-        p.set(p.px - shift.offset[0], p.py - shift.offset[1], p.pz - shift.offset[2]);
-    }
+bool narrowsCloud(const OutputOptions& output) {
+    return zef::narrowsCloud(output.path, {output.bDouble, {}});
+}
+
+void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double detail,
+                    std::vector<zef::Point3>& vPoints) {
+    const Box box = measureBox(vPoints);
+    const Shift shift = chooseShift(commandRun, output, box);
+    if (narrowsCloud(output)) warnOfRounding(commandRun, box, shift, detail);
+    subtract(shift, vPoints);
+    commandRun.stepWriting(output.path);
+    std::string error;
+    const zef::SaveOptions save{output.bDouble, shift.comments()};
+    if (!zef::saveCloud(output.path, vPoints, save, error)) throw Failure(output.path + ": " + error);
 }
 
 void warnOfRounding(CommandRun& commandRun, const Box& box, const Shift& shift, double spacing) {

@@ -29,7 +29,14 @@ struct Shift {
 // What the options ask for, for points in this box; reports it.
 Shift chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box);
 
-void subtract(const Shift& shift, std::vector<zef::Point3>& vPoints);
+// Whether a cloud is written with single precision.
+bool narrowsCloud(const OutputOptions& output);
+
+// Takes the shift away, warns of rounding if floats are written, and writes the
+// points. detail: a length that rounding should leave alone, such as the spacing.
+// Throws Failure if the file cannot be written.
+void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double detail,
+                    std::vector<zef::Point3>& vPoints);
 
 // Warns if floats would move shifted points by more than a hundredth of the spacing.
 void warnOfRounding(CommandRun& commandRun, const Box& box, const Shift& shift, double spacing);

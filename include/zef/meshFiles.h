@@ -37,7 +37,8 @@ struct WriteMeshOptions {
 //   .glb   glTF 2.0 in one binary file; the axes stay as they are; colours become
 //          linear, as that format wants them
 // Vertices are those of triangles, by first use. A vertex without colour in a mesh
-// with colours becomes grey. Float text has 9 significant digits, double text 17.
+// with colours becomes grey. Coordinates in text have the fewest digits that read
+// back as the same float or double, in STL ten.
 // False for another ending, for a mesh that the format cannot hold (4 GiB in glTF,
 // 2^32 triangles in STL, coordinates in glTF that no float holds) and for a file
 // that cannot be written. Null fails an ASSEX. O(n).

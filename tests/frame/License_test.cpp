@@ -23,13 +23,9 @@ protected:
     }
 };
 
-TEST_F(License, refusesNothingByDefault) {
-    EXPECT_EQ(printedText([] { passLicenseGate("reconstruct", 1000000000000); }), "");
-}
-
 TEST_F(License, refusalPrintsOneErrorLineAndThrows) {
+    EXPECT_EQ(printedText([] { passLicenseGate("reconstruct", 1000000000000); }), "");
     deactivateLicense();
-    EXPECT_FALSE(isLicensed());
     const std::string text = failureText<ZefLicenseException>([] { passLicenseGate("melt", 12); });
     EXPECT_EQ(text.substr(0, 8), "\nERROR: ");
     EXPECT_NE(text.find("melt"), std::string::npos);
@@ -41,45 +37,30 @@ TEST_F(License, refusalPrintsOneErrorLineAndThrows) {
     EXPECT_NE(printedText(printLicense).find("K-1"), std::string::npos);
 }
 
-TEST_F(License, policySeesGateAndCountAndDecidesEachCall) {
-    std::string gate;
-    std::uint64_t numPoints = 0;
+TEST_F(License, policyDecidesEachCallOfAGrantedLicense) {
+    LicenseRequest seen;
     setLicensePolicy([&](const LicenseRequest& request) {
-        gate = request.gate;
-        numPoints = request.numPoints;
+        seen = request;
         // A policy may ask for the state, so no lock is held around it.
         return isLicensed() && request.numPoints <= 100;
     });
     EXPECT_NO_THROW(passLicenseGate("toCloud", 100));
-    EXPECT_EQ(gate, "toCloud");
-    EXPECT_EQ(numPoints, 100u);
+    EXPECT_EQ(seen.gate, "toCloud");
+    EXPECT_EQ(seen.numPoints, 100u);
     failureText<ZefLicenseException>([] { passLicenseGate("reduce", 101); });
-    EXPECT_EQ(gate, "reduce");
-    EXPECT_TRUE(isLicensed());
-}
-
-TEST_F(License, policyIsNotAskedWithoutAGrant) {
-    bool bAsked = false;
-    setLicensePolicy([&](const LicenseRequest&) { return bAsked = true; });
     deactivateLicense();
     failureText<ZefLicenseException>([] { passLicenseGate("reduce", 1); });
-    EXPECT_FALSE(bAsked);
+    EXPECT_EQ(seen.numPoints, 101u) << "not asked without a grant";
 }
 
-TEST_F(License, trialGrantsButNeverShortensAFullGrant) {
+TEST_F(License, trialsAddUpButNeverShortenAFullGrant) {
     EXPECT_TRUE(extendTrial(1));
     EXPECT_NE(printedText(printLicense).find("granted"), std::string::npos);
     deactivateLicense();
     EXPECT_FALSE(extendTrial(0));
-    EXPECT_FALSE(extendTrial(-3));
     EXPECT_FALSE(isLicensed());
     EXPECT_TRUE(extendTrial(1));
-    EXPECT_TRUE(isLicensed());
     EXPECT_NE(printedText(printLicense).find("trial"), std::string::npos);
-}
-
-TEST_F(License, trialsWithoutEndAddUp) {
-    deactivateLicense();
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(extendTrial(std::numeric_limits<int>::max()));
         EXPECT_TRUE(isLicensed());

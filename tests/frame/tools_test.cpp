@@ -30,23 +30,13 @@ TEST(Assertion, printsFileFunctionAndConditionInThisOrder) {
     EXPECT_EQ(function.find('\n'), std::string::npos);
 }
 
-// The conditions contain what a careless macro would swallow or split.
-TEST(Assertion, takesAnyConditionLetterByLetter) {
-    int array[14] = {};
-    const int base = 0;
-    EXPECT_TRUE(failsWith("array[13]=base", [&] { ASSEX(array[13]=base); }));
+// The conditions contain what a careless macro would swallow, split or do twice.
+TEST(Assertion, isOneStatementOfAnyCondition) {
     EXPECT_TRUE(failsWith("std::pair<int,int>(1, 2).first==2", [] { ASSEX(std::pair<int,int>(1, 2).first==2); }));
     EXPECT_TRUE(failsWith("\"%d\"==nullptr || 1>2", [] { ASSEX("%d"==nullptr || 1>2); }));
-    const int seven = 7;
-    ASSEX(array[13]=seven);
-    EXPECT_EQ(array[13], 7);
-}
-
-TEST(Assertion, isOneStatementAndEvaluatesOnce) {
     int numCalls = 0;
-    const auto holds = [&] { return ++numCalls > 0; };
     if (numCalls == 0)
-        ASSEX(holds());
+        ASSEX(++numCalls>0);
     else
         FAIL();
     EXPECT_EQ(numCalls, 1);
@@ -56,15 +46,9 @@ TEST(Messages, standApartFromWhatIsAround) {
     EXPECT_EQ(printedText([] { showError("Hal", "no cells"); }), "\n      [ZEF Message] Hal, ERROR: no cells\n\n");
     EXPECT_EQ(printedText([] { showWarning(where("void f(int)", 12), "odd"); }),
               "\n      [ZEF Message]  ** void f(int):12 ** , WARNING: odd\n\n");
-}
-
-TEST(Exceptions, sayWhatHappened) {
     const std::string bug = "ZEF Exception - Bug *OR* wrong usage. Report a bug and it will be fixed quickly: ";
     EXPECT_EQ(std::string(ZefBugException().what()).substr(0, bug.size()), bug);
-    EXPECT_GT(std::string(ZefBugException().what()).size(), bug.size());
     EXPECT_STREQ(ZefLicenseException().what(), "ZEF License Exception - no valid license");
-    EXPECT_THROW(throwBug(), ZefBugException);
-    EXPECT_THROW(throwLicense(), ZefLicenseException);
 }
 
 namespace {
@@ -81,26 +65,15 @@ void sendOutputToError() {
 
 }  // namespace
 
-TEST(HardStopDeathTest, deliberateExitEndsWithStatusZeroAndRunsNothing) {
+TEST(HardStopDeathTest, deliberateExitFlushesAndEndsWithStatusZeroAndRunsNothing) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
             static const TellsItsEnd atExit;
             const TellsItsEnd onStack;
             sendOutputToError();
+            std::printf("kept");
             deliberateExit(" ** here:1 ** ");
         },
-        testing::ExitedWithCode(0), "\n\ndeliberateExit\\( \\*\\* here:1 \\*\\* \\)\n\n$");
-}
-
-TEST(HardStopDeathTest, flushesAndKeepsTheStatus) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            sendOutputToError();
-            std::printf("kept ");
-            std::cout << "as well";
-            hardStop(1);
-        },
-        testing::ExitedWithCode(1), "kept as well");
+        testing::ExitedWithCode(0), "kept\n\ndeliberateExit\\( \\*\\* here:1 \\*\\* \\)\n\n$");
 }

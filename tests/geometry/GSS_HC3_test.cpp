@@ -9,10 +9,8 @@
 #include <vector>
 
 #include "frame/Rand15.h"
-#include "support/capture.h"
 
 using namespace QUOR_ZEF;
-using zef_test::failsWith;
 
 namespace {
 
@@ -77,7 +75,7 @@ std::vector<Point3> lattice(int side, double step) {
 }  // namespace
 
 TEST(GSS_HC3, findsWhatAPlainScanFinds) {
-    for (const int numPoints : {2, 7, 8, 9, 63, 64, 65, 513, 3000}) {
+    for (const int numPoints : {1, 2, 7, 8, 9, 63, 64, 65, 513, 3000}) {
         const Search search(randomPoints(static_cast<std::uint32_t>(numPoints), numPoints, {1, 2, 0.3}));
         for (const Point3& c : randomPoints(77, 40, {1.2, 2.2, 0.5})) {
             for (const double radius : {0.0, 0.03, 0.2, 1.0, 3.0}) {
@@ -85,11 +83,6 @@ TEST(GSS_HC3, findsWhatAPlainScanFinds) {
             }
         }
     }
-}
-
-TEST(GSS_HC3, pointExactlyAtTheRadiusIsFound) {
-    const Search search({{3, 4, 0}, {5.0000000000000009, 0, 0}, {0, 0, -5}});
-    EXPECT_EQ(search.hits(Point3(), 5.0), (std::vector<std::uint32_t>{0, 2}));
 }
 
 // Steps that no double holds exactly: many distances round to just about the radius.
@@ -117,15 +110,7 @@ TEST(GSS_HC3, coincidentItemsAreAllFoundInTheOrderOfAdding) {
     EXPECT_TRUE(search.hits(Point3(1e9, -2, 4), 0.5).empty());
 }
 
-TEST(GSS_HC3, oneItemAndNone) {
-    const Search one({{1, 2, 3}});
-    EXPECT_EQ(one.hits(Point3(1, 2, 4), 1.0).size(), 1u);
-    EXPECT_EQ(one.hits(Point3(1, 2, 4), 0.9).size(), 0u);
-    const Search none({});
-    EXPECT_EQ(none.hits(Point3(), 1e300).size(), 0u);
-}
-
-TEST(GSS_HC3, flatAndTinyBoxesLoseNothing) {
+TEST(GSS_HC3, flatTinyAndHugeBoxesLoseNothing) {
     for (const Vector3& size :
          {Vector3(1, 1, 0), Vector3(0, 0, 1), Vector3(1e-320, 1, 1), Vector3(1e-200, 1e-200, 0)}) {
         const Search search(randomPoints(5, 300, size));
@@ -134,9 +119,6 @@ TEST(GSS_HC3, flatAndTinyBoxesLoseNothing) {
             EXPECT_EQ(search.hits(c, radius), search.scan(c, radius));
         }
     }
-}
-
-TEST(GSS_HC3, hugeCoordinatesDoNotOverflow) {
     const double most = std::numeric_limits<double>::max();
     const Search search({{most, most, -most}, {-most, 0, most}, {0, 0, 0}, {1, 0, 0}});
     EXPECT_EQ(search.hits(Point3(), 2.0), (std::vector<std::uint32_t>{2, 3}));
@@ -147,9 +129,9 @@ TEST(GSS_HC3, whatIsNoNumberIsNeverFound) {
     const double notANumber = std::numeric_limits<double>::quiet_NaN();
     const Search search({{notANumber, 0, 0}, {0, 0, 0}, {0, inf, 0}, {0, 0, -inf}});
     EXPECT_EQ(search.hits(Point3(), inf), (std::vector<std::uint32_t>{1}));
+    for (const double radius : {notANumber, -1.0}) EXPECT_TRUE(search.hits(Point3(), radius).empty());
     EXPECT_TRUE(search.hits(Point3(notANumber, 0, 0), 10.0).empty());
-    EXPECT_TRUE(search.hits(Point3(), notANumber).empty());
-    EXPECT_TRUE(search.hits(Point3(), -1.0).empty());
+    EXPECT_TRUE(Search({}).hits(Point3(), 1e300).empty());
 }
 
 TEST(GSS_HC3, hitsComeInHilbertOrder) {
@@ -174,15 +156,6 @@ TEST(GSS_HC3, hitsComeInHilbertOrder) {
     EXPECT_TRUE(std::is_sorted(vKeys.begin(), vKeys.end()));
 }
 
-TEST(GSS_HC3, isBuiltOnceBeforeItIsAsked) {
-    GSS_HC3 search;
-    std::vector<std::uint32_t> vHits;
-    EXPECT_TRUE(failsWith("bBuilt", [&] { search.query(0, 0, 0, 1, vHits); }));
-    search.build();
-    EXPECT_TRUE(failsWith("!bBuilt", [&] { search.add(nullptr, 0, 0, 0); }));
-    EXPECT_TRUE(failsWith("!bBuilt", [&] { search.build(); }));
-}
-
 // Every cell once, and each step of the curve to a face neighbour.
 TEST(HilbertIndex, walksTheBoxCellByCell) {
     const HilbertIndex index({0, -8, 100}, {16, 8, 1700}, 12);
@@ -198,22 +171,5 @@ TEST(HilbertIndex, walksTheBoxCellByCell) {
         const int a = vCell[i - 1], b = vCell[i];
         EXPECT_EQ(std::abs(a / 256 - b / 256) + std::abs(a / 16 % 16 - b / 16 % 16) + std::abs(a % 16 - b % 16), 1);
     }
-}
-
-TEST(HilbertIndex, upperEdgeBelongsToTheLastCell) {
-    const HilbertIndex index({0, 0, 0}, {1, 1, 1}, 30);
-    EXPECT_EQ(index(1, 1, 1), index(1 - 1e-9, 1 - 1e-9, 1 - 1e-9));
-    EXPECT_LT(index(1, 0, 1), 1u << 30);
-}
-
-TEST(HilbertIndexDeathTest, wrongBitLengthEndsWithStatusOne) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    for (const int bitLength : {0, -3, 26, 33}) {
-        EXPECT_EXIT(
-            {
-                std::cout.rdbuf(std::cerr.rdbuf());
-                HilbertIndex({0, 0, 0}, {1, 1, 1}, bitLength);
-            },
-            testing::ExitedWithCode(1), "GSS_HC3::GSS_HC3\\(..\\): invalid bitlength");
-    }
+    EXPECT_EQ(index(16, 8, 1700), index(15.9, 7.9, 1699)) << "the upper edge belongs to the last cell";
 }

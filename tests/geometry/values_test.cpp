@@ -36,19 +36,11 @@ TEST(Point3, lessReadsAllCoordinatesButGreaterNeverReadsZ) {
     EXPECT_TRUE(Point3(1, 3, 0) > high);
     EXPECT_TRUE(Point3(2, 0, 0) > high);
     EXPECT_FALSE(Point3(0, 9, 9) > high);
-    EXPECT_TRUE(Point3(0, 9, 9) < low);
-    EXPECT_TRUE(Point3(1, 1, 9) < low);
-}
-
-TEST(Point3, comparisonsWithNaNAreFalse) {
-    const Point3 odd(1, notANumber, 3), p(1, 2, 3);
-    EXPECT_FALSE(odd == p || odd < p || p < odd || odd > p || p > odd);
+    EXPECT_TRUE(Point3(0, 9, 9) < low && Point3(1, 1, 9) < low);
+    EXPECT_TRUE(low == Point3(1, 2, 2, 9, 9, 9, 9) && low != high) << "colour does not matter";
+    const Point3 odd(1, notANumber, 3);
+    EXPECT_FALSE(odd == high || odd < high || high < odd || odd > high || high > odd);
     EXPECT_TRUE(odd != odd);
-}
-
-TEST(Point3, equalityIgnoresColour) {
-    EXPECT_TRUE(Point3(1, 2, 3) == Point3(1, 2, 3, 9, 9, 9, 9));
-    EXPECT_TRUE(Point3(1, 2, 3) != Point3(1, 2, 4));
 }
 
 TEST(Point3, arithmeticAndSetKeepColourApart) {
@@ -75,15 +67,11 @@ TEST(Point3, colourOfTwoIsTheirRoundedMeanOrThatOfTheFirst) {
     EXPECT_EQ(mix(p, plain), colourOf(p));
     EXPECT_EQ(mix(plain, q), colourOf(plain));
     EXPECT_EQ(mix(plain, plain), (std::vector<int>{1, 2, 3, 4, 0}));
-}
-
-TEST(Point3, colourMayComeFromThePointItself) {
-    const Point3 p(0, 0, 0, 10, 20, 30, 40), q(0, 0, 0, 21, 31, 41, 51);
     Point3 asFirst = p, asSecond = q;
     asFirst.copyColorFrom(asFirst, q);
     asSecond.copyColorFrom(p, asSecond);
-    EXPECT_EQ(colourOf(asFirst), (std::vector<int>{16, 26, 36, 46, 1}));
-    EXPECT_EQ(colourOf(asSecond), colourOf(asFirst));
+    EXPECT_EQ(colourOf(asFirst), mix(p, q)) << "it may be one of the two itself";
+    EXPECT_EQ(colourOf(asSecond), mix(p, q));
 }
 
 TEST(Point3, colourGettersAndSumsGiveTheStoredBytes) {
@@ -104,27 +92,16 @@ TEST(Point3, colourGettersAndSumsGiveTheStoredBytes) {
     EXPECT_EQ(std::vector<double>({x, y, z}), std::vector<double>({2.5, 4, 5.5}));
 }
 
-TEST(Vector3, largestComponentsAndTheirTies) {
+TEST(Vector3, componentsTiesAndTolerances) {
     EXPECT_EQ(Vector3(1, -1, 1).getMaxAbsIndex(), 0);
     EXPECT_EQ(Vector3(0, 1, 1).getMaxAbsIndex(), 1);
-    EXPECT_EQ(Vector3(0, 1, -2).getMaxAbsIndex(), 2);
-    EXPECT_EQ(Vector3(-3, -1, -2).getMaxComponent(), -1);
     EXPECT_EQ(Vector3(-3, -2, -1).getMaxComponent(), -1);
     EXPECT_EQ(Vector3(-3, 1, 2).getMaxAbsComponent(), 3);
-}
-
-TEST(Vector3, componentByNumberRefusesOthers) {
-    const Vector3 v(4, 5, 6);
-    EXPECT_EQ(v.getCartesian(0) + 10 * v.getCartesian(1) + 100 * v.getCartesian(2), 654);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(v.getCartesian(-1), std::numeric_limits<double>::max());
+    EXPECT_EQ(Vector3(4, 5, 6).getCartesian(-1), std::numeric_limits<double>::max());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "getCartesian for i=-1\n");
-}
-
-TEST(Vector3, normalVectorsAreToleratedDegenerateOnesAreExact) {
-    EXPECT_TRUE(Vector3(0.99, 0, 0).isNV());
+    EXPECT_TRUE(Vector3(0.99, 0, 0).isNV() && Vector3(0, 1.01, 0).isNV());
     EXPECT_FALSE(Vector3(0.98, 0, 0).isNV());
-    EXPECT_TRUE(Vector3(0, 1.01, 0).isNV());
     EXPECT_FALSE(Vector3(0, 0, 1e-300).isDegenerate());
     EXPECT_TRUE(Vector3(0, -0.0, 0).isDegenerate());
     EXPECT_EQ(partsOf(normalize(Vector3())), partsOf(Vector3()));
@@ -136,16 +113,6 @@ TEST(Vector3, normalVectorsAreToleratedDegenerateOnesAreExact) {
 TEST(Vector3, scalarProductSumsYAndXBeforeZ) {
     EXPECT_EQ(Vector3(1, 1e17, -1e17) * Vector3(1, 1, 1), 0.0);
     EXPECT_EQ(Vector3(-1e17, 1e17, 1) * Vector3(1, 1, 1), 1.0);
-}
-
-TEST(Vector3, worksInPlaceOnItself) {
-    Vector3 v(1, 2, 3);
-    v.add(v);
-    v.mul(3);
-    v.div(2);
-    EXPECT_EQ(partsOf(v), (std::vector<double>{3, 6, 9}));
-    v.sub(v);
-    EXPECT_TRUE(v.isDegenerate());
 }
 
 TEST(Angles, roundingBeyondOneIsHeld) {
@@ -221,14 +188,6 @@ TEST_F(EstimatedNormal, isThatOfThePlaneAlongEveryAxisAndSlope) {
     }
 }
 
-TEST_F(EstimatedNormal, knowsItsCentroid) {
-    std::vector<Point3> vPoints = {{0, 0, 1, 9, 9, 9, 9}, {4, 0, 1}, {0, 8, 1}, {4, 8, 1}};
-    ASSERT_TRUE(estimate(vPoints));
-    EXPECT_EQ(centroid, Point3(2, 4, 1));
-    EXPECT_FALSE(centroid.hasColor());
-    EXPECT_EQ(partsOf(normal), (std::vector<double>{0, 0, 1}));
-}
-
 TEST_F(EstimatedNormal, doesNotDependOnTheUnit) {
     const Vector3 truth = normalize(Vector3(1, 2, -3));
     auto vPoints = disc(truth, Vector3(), 1.0);
@@ -243,15 +202,15 @@ TEST_F(EstimatedNormal, doesNotDependOnTheUnit) {
     }
 }
 
-TEST_F(EstimatedNormal, isRefusedWithoutAPlane) {
-    std::vector<Point3> vTwo = {{0, 0, 0}, {1, 0, 0}};
-    EXPECT_FALSE(estimate(vTwo));
-    EXPECT_EQ(centroid, Point3(7, 7, 7));
-    std::vector<Point3> vLine = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
-    EXPECT_FALSE(estimate(vLine));
-    std::vector<Point3> vSame(5, Point3(3, 3, 3));
-    EXPECT_FALSE(estimate(vSame));
-    std::vector<Point3> vOdd = {{0, 0, 0}, {1, 0, 0}, {0, notANumber, 0}};
-    EXPECT_FALSE(estimate(vOdd));
-    EXPECT_EQ(partsOf(normal), partsOf(Vector3(7, 7, 7)));
+TEST_F(EstimatedNormal, isRefusedWithoutAPlaneAndBringsTheCentroid) {
+    const Point3 o, x(1, 0, 0);
+    for (std::vector<Point3> vPoints :
+         {std::vector{o, x}, {o, x, Point3(2, 0, 0)}, {x, x, x, x}, {o, x, Point3(0, notANumber, 0)}}) {
+        EXPECT_FALSE(estimate(vPoints));
+        EXPECT_EQ(partsOf(normal), partsOf(Vector3(7, 7, 7)));
+    }
+    std::vector<Point3> vSquare = {{0, 0, 1, 9, 9, 9, 9}, {4, 0, 1}, {0, 8, 1}, {4, 8, 1}};
+    ASSERT_TRUE(estimate(vSquare));
+    EXPECT_EQ(centroid, Point3(2, 4, 1));
+    EXPECT_FALSE(centroid.hasColor());
 }

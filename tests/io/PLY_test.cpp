@@ -37,46 +37,9 @@ std::vector<T> valuesOf(const PlyData& data) {
     return vValues;
 }
 
-const char* header(Format format) {
-    return format == Format::ASCII                  ? "ascii"
-           : format == Format::LITTLE_ENDIAN_BINARY ? "binary_little_endian"
-                                                    : "binary_big_endian";
-}
-
 constexpr Format allFormats[] = {Format::ASCII, Format::LITTLE_ENDIAN_BINARY, Format::BIG_ENDIAN_BINARY};
 
 }  // namespace
-
-TEST(PLY, writesAMeshAsToldForReaders) {
-    const TempFolder folder;
-    const std::vector<float> vXYZ = {0.5f, 1e-7f, 1234567.f, 1, 2, 3, 4, 5, 6};
-    const std::vector<std::uint8_t> vRGBA = {1, 2, 3, 255, 4, 5, 6, 0, 7, 8, 9, 10};
-    const std::vector<std::uint32_t> vIndices = {0, 1, 2};
-    PlyFile ply;
-    ply.addComment("two\nlines");
-    ply.addProperties("vertex", {"x", "y", "z"}, Type::FLOAT, 3, vXYZ.data());
-    ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, Type::UCHAR, 3, vRGBA.data());
-    ply.addProperties("face", {"vertex_indices"}, Type::UINT, 1, vIndices.data(), Type::UCHAR, 3);
-    for (const Format format : {Format::ASCII, Format::LITTLE_ENDIAN_BINARY}) {
-        AtomicFile file(folder.name(header(format)));
-        ply.write(file, format);
-        EXPECT_TRUE(file.commit());
-    }
-    const std::string rows =
-        "comment two lines\n"
-        "element vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
-        "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty uchar alpha\n"
-        "element face 1\nproperty list uchar uint vertex_indices\n";
-    EXPECT_EQ(folder.get("ascii"), plyFile("ascii", rows,
-                                           "0.5 1e-07 1.23457e+06 1 2 3 255 \n1 2 3 4 5 6 0 \n4 5 6 7 8 9 10 \n"
-                                           "3 0 1 2 \n"));
-    std::string body;
-    for (std::size_t i = 0; i < 3; ++i)
-        body += bytesOf(vXYZ[3 * i], vXYZ[3 * i + 1], vXYZ[3 * i + 2]) +
-                bytesOf(vRGBA[4 * i], vRGBA[4 * i + 1], vRGBA[4 * i + 2], vRGBA[4 * i + 3]);
-    body += bytesOf(std::uint8_t{3}) + bytesOf(0u, 1u, 2u);
-    EXPECT_TRUE(folder.get("binary_little_endian") == plyFile("binary_little_endian", rows, body));
-}
 
 // Every type, single and in lists, on the way out and back.
 TEST(PLY, everyTypeComesBackInEveryFormat) {

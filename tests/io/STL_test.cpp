@@ -26,11 +26,8 @@ TEST(readSTL_ASCII, findsKeywordsInsideLines) {
     EXPECT_EQ(vPoints, (std::vector<Point3>{{9, 9, 9}, {1, 2, 3}, {4, -5, 60}, {.5, 0, 0}, {1, 1, 1}}));
 }
 
-TEST(readSTL_ASCII, capitalsGiveAStartAndNoCorners) {
+TEST(readSTL_ASCII, capitalsGiveNoCornersAndBadNumbersZeros) {
     EXPECT_EQ(readText("OUTER LOOP\nVERTEX 1 2 3\nENDLOOP\n").size(), 1u);
-}
-
-TEST(readSTL_ASCII, aBadNumberIsZeroAndTheRestToo) {
     EXPECT_EQ(readText("outer loop\nvertex 1 x 3\nvertex\n"), (std::vector<Point3>{{9, 9, 9}, {1, 0, 0}, {0, 0, 0}}));
 }
 

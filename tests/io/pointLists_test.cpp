@@ -144,22 +144,14 @@ TEST(pointLists, theLocalePlaysNoPart) {
     }
 }
 
-TEST(readPoints_BIN, readsPointsWithoutZ) {
+TEST(readPoints_BIN, readsPointsWithoutZAndFillsUpWhatIsShort) {
     const TempFolder folder;
     std::vector<Point3> vPoints;
-    const std::string bytes = bytesOf(std::int32_t{20}) + bytesOf(std::int64_t{2}) + bytesOf(1.0, 2.0, 3.0, 4.0);
-    EXPECT_TRUE(readPoints_BIN(folder.put("a.bin", bytes).c_str(), vPoints));
-    EXPECT_EQ(vPoints, (std::vector<Point3>{{1, 2, 0}, {3, 4, 0}}));
-}
-
-TEST(readPoints_BIN, fillsUpAFileThatIsALittleShort) {
-    const TempFolder folder;
-    std::vector<Point3> vPoints;
-    const std::string bytes = bytesOf(std::int32_t{30}) + bytesOf(std::int64_t{5}) + bytesOf(1.0, 2.0, 3.0, 4.0);
-    EXPECT_TRUE(readPoints_BIN(folder.put("a.bin", bytes).c_str(), vPoints));
-    ASSERT_EQ(vPoints.size(), 5u);
-    EXPECT_EQ(vPoints[0], Point3(1, 2, 3));
-    EXPECT_EQ(vPoints[4], Point3(0, 0, 0));
+    const std::string flat = bytesOf(std::int32_t{20}) + bytesOf(std::int64_t{2}) + bytesOf(1.0, 2.0, 3.0, 4.0);
+    EXPECT_TRUE(readPoints_BIN(folder.put("a.bin", flat).c_str(), vPoints));
+    const std::string cut = bytesOf(std::int32_t{30}) + bytesOf(std::int64_t{3}) + bytesOf(5.0, 6.0, 7.0, 8.0);
+    EXPECT_TRUE(readPoints_BIN(folder.put("b.bin", cut).c_str(), vPoints));
+    EXPECT_EQ(vPoints, (std::vector<Point3>{{1, 2, 0}, {3, 4, 0}, {5, 6, 7}, {8, 0, 0}, {0, 0, 0}}));
 }
 
 TEST(readPoints_BIN, refusesWrongTypesAndAbsurdCounts) {
@@ -190,29 +182,18 @@ TEST(pointLists, tellWhatCannotBeOpened) {
     EXPECT_FALSE(readPoints_ASCII(folder.path.c_str(), vPoints));
 }
 
-TEST(readPoints_auto, refusesOtherEndingsAndSTLToo) {
+TEST(pointLists, otherEndingsAreRefusedOrGetAPlyFile) {
     const TempFolder folder;
-    std::string name = folder.put("a.stl", "solid a\nendsolid a\n");
+    std::string stl = folder.put("a.stl", "solid a\nendsolid a\n"), odd = folder.name("a.pts"),
+                list = folder.name("a.list");
     std::vector<Point3> vPoints;
-    EXPECT_EQ(errText([&] { EXPECT_FALSE(readPoints_auto(name, vPoints)); }),
-              "Filename extension of [" + name + "] is not valid, expected *.ply, *.xyz or *.bin\n");
-}
-
-TEST(writePoints_auto, anUnknownEndingGetsAPlyFileAndFalse) {
-    const TempFolder folder;
-    std::string name = folder.name("a.pts");
-    std::vector<Point3> vPoints = {{1, 2, 3}};
-    EXPECT_EQ(errText([&] { EXPECT_FALSE(writePoints_auto(name, vPoints, false)); }),
-              "Filename [" + name + "] is not valid, using [zef_output_bin.ply] instead\n");
-    vPoints.clear();
-    EXPECT_TRUE(readPly(name.c_str(), true, vPoints));
-    EXPECT_EQ(vPoints, (std::vector<Point3>{{1, 2, 3}}));
-}
-
-TEST(writePoints_auto, writesGeomviewLists) {
-    const TempFolder folder;
-    std::string name = folder.name("a.list");
-    std::vector<Point3> vPoints = {{1, 2, 3}};
-    EXPECT_TRUE(writePoints_auto(name, vPoints, false));
+    EXPECT_EQ(errText([&] { EXPECT_FALSE(readPoints_auto(stl, vPoints)); }),
+              "Filename extension of [" + stl + "] is not valid, expected *.ply, *.xyz or *.bin\n");
+    vPoints = {{1, 2, 3}};
+    EXPECT_EQ(errText([&] { EXPECT_FALSE(writePoints_auto(odd, vPoints, false)); }),
+              "Filename [" + odd + "] is not valid, using [zef_output_bin.ply] instead\n");
+    EXPECT_TRUE(writePoints_auto(list, vPoints, false));
     EXPECT_EQ(folder.get("a.list").substr(0, 12), "LIST\n{ VECT\n");
+    EXPECT_TRUE(readPly(odd.c_str(), true, vPoints));
+    EXPECT_EQ(vPoints, (std::vector<Point3>{{1, 2, 3}, {1, 2, 3}}));
 }

@@ -6,12 +6,6 @@
 #include <memory>
 #include <set>
 
-#include "support/sanitizers.h"
-
-#ifdef __linux__
-#include <sys/resource.h>
-#endif
-
 using namespace QUOR_ZEF;
 
 namespace {
@@ -44,15 +38,6 @@ TEST(SimplePool, recordsOfABlockAreContiguousAndOneBlockHoldsWhatWasAsked) {
     EXPECT_EQ(pool.vBlockSizes, std::vector<int>{1000});
 }
 
-TEST(SimplePool, anEmptyFirstBlockStartsWithTheNext) {
-    SimplePool<Record> pool;
-    pool.init(0, 5);
-    EXPECT_TRUE(pool.bSingleBlock);
-    pool.alloc()->id = 1;
-    EXPECT_FALSE(pool.bSingleBlock);
-    EXPECT_EQ(pool.vBlockSizes, (std::vector<int>{0, 5}));
-}
-
 TEST(SimplePool, negativeNextSizeHalvesThenDoublesUpToTheCap) {
     struct Big {
         char bytes[10'000'000];
@@ -69,23 +54,6 @@ TEST(SimplePool, negativeNextSizeHalvesThenDoublesUpToTheCap) {
     EXPECT_EQ(single.vBlockSizes, (std::vector<int>{1, 1, 2}));
 }
 
-TEST(SimplePool, sizesBeyondTheDerivedCapAreTakenAsTheyStand) {
-    struct Point {
-        double xyz[4];
-    };
-    SimplePool<Point> pool;
-    pool.init(1, 4'000'000);
-    EXPECT_EQ(pool.maxBlockSize, 3'125'000);
-    pool.alloc();
-    pool.alloc();
-    EXPECT_EQ(pool.capacity, 4'000'000);
-}
-
-TEST(SimplePool, useBeforeInitIsRefused) {
-    SimplePool<Record> pool;
-    EXPECT_THROW(pool.alloc(), ZefBugException);
-}
-
 TEST(SimplePoolDeathTest, aSecondInitEndsTheProcessWithAMessage) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto initTwice = [] {
@@ -97,17 +65,3 @@ TEST(SimplePoolDeathTest, aSecondInitEndsTheProcessWithAMessage) {
     EXPECT_EXIT(initTwice(), testing::ExitedWithCode(1),
                 "SimplePool::init\\(\\.\\.\\), ERROR: This pool is already initialized\n");
 }
-
-#if defined(__linux__) && !ZEF_TEST_SANITIZED
-TEST(SimplePoolDeathTest, noMemoryEndsTheProcessWithAMessage) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto exhaust = [] {
-        std::cout.rdbuf(std::cerr.rdbuf());
-        const rlimit limit{1U << 28, 1U << 28};
-        setrlimit(RLIMIT_AS, &limit);
-        SimplePool<Record> pool;
-        pool.init(2'000'000'000, 1);
-    };
-    EXPECT_EXIT(exhaust(), testing::ExitedWithCode(1), "SimplePool::alloc\\(\\.\\.\\), ERROR: Out of memory, sorry\n");
-}
-#endif

@@ -237,10 +237,15 @@ TEST(ToolReconstruct, writesAMeshThatCheckCountsAlike) {
     ASSERT_EQ(run.status, 0) << run.err;
     const nlohmann::json report = run.report();
     EXPECT_EQ(keysOf(report),
-              (std::set<std::string>{"points", "spacing", "cells", "vertices", "triangles", "border_edges",
-                                     "border_loops", "non_manifold_edges", "seconds_read", "seconds_reconstruct",
-                                     "seconds_write", "peak_bytes", "stages"}));
+              (std::set<std::string>{"points", "spacing", "spacing_used", "cells", "vertices", "triangles",
+                                     "border_edges", "border_loops", "non_manifold_edges", "seconds_read",
+                                     "seconds_reconstruct", "seconds_write", "peak_bytes", "stages"}));
     EXPECT_FALSE(report["stages"].empty());
+    EXPECT_NEAR(report["spacing_used"].get<double>(), 1.3 * report["spacing"].get<double>(), 1e-9);
+    const std::string other = quoted(folder.name("other.ply"));
+    const nlohmann::json given = runTool("reconstruct --json --spacing 0.2 " + in + " -o " + other).report();
+    EXPECT_TRUE(given["spacing"].is_null());
+    EXPECT_EQ(given["spacing_used"], 0.2);
     const ToolRun check = runTool("check --json " + out);
     EXPECT_EQ(check.status, 1) << "a sheet is open";
     for (const char* const key : {"vertices", "triangles", "border_edges", "border_loops", "non_manifold_edges"}) {
@@ -261,6 +266,8 @@ TEST(ToolReconstruct, leavesNothingBehindWhenItFails) {
     const TempFolder folder;
     const std::string in = quoted(folder.put("one.xyz", "1 2 3\n"));
     EXPECT_EQ(runTool("reconstruct " + in + " -o " + quoted(folder.name("mesh.ply"))).status, 1);
-    EXPECT_EQ(runTool("reconstruct " + in + " -o " + quoted(folder.name("mesh.docx"))).status, 2);
+    for (const std::string out : {"mesh.docx", "mesh.stl --double", "mesh.glb --double"}) {
+        EXPECT_EQ(runTool("reconstruct " + in + " -o " + folder.name(out)).status, 2) << out;
+    }
     EXPECT_EQ(folder.numFiles(), 1u);
 }

@@ -29,14 +29,8 @@ void convertCloud(const ConvertOptions& options, CommandRun& commandRun, std::ve
     const std::string& path = options.output.path;
     if (!zef::isCloudName(path)) throw Failure(path + ": that format needs triangles, and there are only points");
     commandRun.report.addCount("points", "points", vPoints.size());
-    const Box box = measureBox(vPoints);
-    const Shift shift = chooseShift(commandRun, options.output, box);
-    const zef::SaveOptions save{options.output.bDouble, shift.comments()};
-    if (zef::narrowsCloud(path, save)) warnOfRounding(commandRun, box, shift, spacingOrZero(vPoints));
-    subtract(shift, vPoints);
-    commandRun.step("writing " + path);
-    std::string error;
-    if (!zef::saveCloud(path, vPoints, save, error)) throw Failure(path + ": " + error);
+    const double spacing = narrowsCloud(options.output) ? spacingOrZero(vPoints) : 0.0;
+    writeCloudFile(commandRun, options.output, spacing, vPoints);
 }
 
 void convertMesh(const ConvertOptions& options, CommandRun& commandRun) {
@@ -54,7 +48,11 @@ void convertMesh(const ConvertOptions& options, CommandRun& commandRun) {
 int runConvert(const ConvertOptions& options, CommandRun& commandRun) {
     const std::string& out = options.output.path;
     if (!zef::isCloudName(out) && !isMeshName(out)) throw UsageFailure(out + ": no known format");
-    checkOutput(options.output, {options.path});
+    if (isMeshName(out)) {
+        checkMeshOutput(options.output, {options.path});
+    } else {
+        checkOutput(options.output, {options.path});
+    }
     zef::CloudFile file = readCloud(commandRun, options.path);
     if (file.kind != zef::CloudFile::Kind::POINTS && isMeshName(out)) {
         file = {};

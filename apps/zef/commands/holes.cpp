@@ -65,7 +65,7 @@ void reportLoops(Report& report, std::vector<zef::MeshBorderLoop> vLoops) {
 }
 
 void writeList(const Options& options, CommandRun& commandRun, const zef::Mesh& mesh) {
-    commandRun.step("writing " + options.list.path);
+    commandRun.stepWriting(options.list.path);
     if (mesh.getRMesh()->writeHoles(options.list.path)) return;
     throw Failure(options.list.path + ": the list could not be written");
 }

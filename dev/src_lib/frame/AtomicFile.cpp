@@ -24,6 +24,11 @@ std::string folderOf(const std::string& name) {
     return slash == std::string::npos ? std::string() : name.substr(0, slash + 1);
 }
 
+// Where the system shows an open file.
+std::string linkOf(int descriptor) {
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
 std::string resolved(const std::string& name) {
     char* pPath = ::realpath(name.c_str(), nullptr);
     if (!pPath) return name;
@@ -56,22 +61,48 @@ void AtomicFile::open(const std::string& name) {
     }
     target = bExists ? resolved(name) : name;
     if (bExists && ::access(target.c_str(), W_OK) != 0) return fail("open");
-    openTemporary(bExists ? info.st_mode & 07777u : 0666u, bExists);
+    openTemporary(bExists ? info.st_mode & 07777u : 0666u);
+    if (isGood() && bExists && ::fchmod(descriptor, info.st_mode & 07777u) != 0) fail("set permissions");
 }
 
-// The name is short, so that a target with the longest allowed name works too.
-void AtomicFile::openTemporary(unsigned mode, bool bKeepMode) {
-    const std::string stem = folderOf(target) + ".zef-" + std::to_string(::getpid()) + "-";
-    for (int i = 0; i < 1000 && descriptor < 0; ++i) {
-        temporaryName = stem + std::to_string(i) + ".tmp";
+void AtomicFile::openTemporary(unsigned mode) {
+    bNameless = openNameless(mode);
+    if (bNameless) return;
+    makeName([&] {
         descriptor = ::open(temporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (descriptor < 0 && errno != EEXIST) break;
+        return descriptor >= 0;
+    });
+    if (descriptor < 0) fail("open");
+}
+
+// False if the system cannot do it, or could not give it a name later.
+bool AtomicFile::openNameless(unsigned mode) {
+    const std::string folder = folderOf(target);
+    descriptor = ::open(folder.empty() ? "." : folder.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, mode);
+    if (descriptor < 0) return false;
+    if (::access(linkOf(descriptor).c_str(), F_OK) == 0) return true;
+    ::close(std::exchange(descriptor, -1));
+    return false;
+}
+
+// Tries names until make() is content with temporaryName or fails for another reason
+// than that it is taken; empty then, with errno. The name is short, so that a target
+// with the longest allowed name works too.
+template <class Make>
+void AtomicFile::makeName(Make make) {
+    const std::string stem = folderOf(target) + ".zef-" + std::to_string(::getpid()) + "-";
+    for (int i = 0; i < 1000; ++i) {
+        temporaryName = stem + std::to_string(i) + ".tmp";
+        if (make()) return;
+        if (errno != EEXIST) break;
     }
-    if (descriptor < 0) {
-        temporaryName.clear();
-        return fail("open");
-    }
-    if (bKeepMode && ::fchmod(descriptor, mode) != 0) fail("set permissions");
+    temporaryName.clear();
+}
+
+void AtomicFile::giveName() {
+    const std::string link = linkOf(descriptor);
+    makeName([&] { return ::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, temporaryName.c_str(), AT_SYMLINK_FOLLOW) == 0; });
+    if (temporaryName.empty()) fail("name");
 }
 
 void AtomicFile::fail(const char* what) {
@@ -100,7 +131,8 @@ void AtomicFile::flush() {
     used = 0;
 }
 
-void AtomicFile::write(std::string_view text) {
+// Text that does not fit into what is left of the buffer.
+void AtomicFile::writeLong(std::string_view text) {
     while (!text.empty()) {
         if (used == bufferSize) flush();
         const std::size_t num = std::min(text.size(), bufferSize - used);
@@ -130,6 +162,11 @@ void AtomicFile::writeShortest(double value) {
     taken(std::to_chars(p, p + maxNumberLength, value).ptr);
 }
 
+void AtomicFile::writeShortest(float value) {
+    char* p = place();
+    taken(std::to_chars(p, p + maxNumberLength, value).ptr);
+}
+
 void AtomicFile::writeInteger(int64 value) {
     char* p = place();
     taken(std::to_chars(p, p + maxNumberLength, value).ptr);
@@ -139,16 +176,16 @@ bool AtomicFile::commit() {
     flush();
     // A pipe or a device cannot be synchronised, and need not be.
     if (isGood() && ::fsync(descriptor) != 0 && errno != EINVAL && errno != EROFS) fail("flush");
+    if (isGood() && bNameless) giveName();
     if (isGood() && ::close(std::exchange(descriptor, -1)) != 0) fail("close");
-    if (isGood() && !temporaryName.empty()) {
-        if (::rename(temporaryName.c_str(), target.c_str()) == 0) {
-            temporaryName.clear();
-        } else {
-            fail("rename");
-        }
-    }
+    if (isGood() && !temporaryName.empty()) rename();
     closeAndRemove();
     return isGood();
+}
+
+void AtomicFile::rename() {
+    if (::rename(temporaryName.c_str(), target.c_str()) != 0) return fail("rename");
+    temporaryName.clear();
 }
 
 }  // namespace QUOR_ZEF

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -10,9 +11,10 @@
 namespace QUOR_ZEF {
 
 // An output file that appears whole or not at all. Everything goes to a file
-// with a temporary name in the target's folder; commit() makes it durable and
-// renames it. Without commit(), or after a failure, the temporary file vanishes
-// and what stood under the name stays untouched.
+// without a name in the target's folder, which vanishes however the process ends;
+// commit() makes it durable, names it and renames it. File systems that know no
+// such files get one with a temporary name, which is removed by the destructor.
+// Without commit(), or after a failure, what stood under the name stays untouched.
 //
 // A link is followed, an existing file's permissions are kept, and one that the
 // caller may not write is refused. What is no regular file (a pipe, a device) is
@@ -32,7 +34,11 @@ public:
     // Why, in the words of the system; empty while all is well.
     const std::string& getError() const { return error; }
 
-    void write(std::string_view text);
+    void write(std::string_view text) {
+        if (text.size() > bufferSize - used) return writeLong(text);
+        std::memcpy(pBuffer.get() + used, text.data(), text.size());
+        used += text.size();
+    }
     void write(char c) {
         if (used == bufferSize) flush();
         pBuffer[used++] = c;
@@ -47,6 +53,7 @@ public:
     void writeNumber(float value, int digits);
     // The fewest digits that read back as the same value.
     void writeShortest(double value);
+    void writeShortest(float value);
     void writeInteger(int64 value);
 
     // Writes what is buffered, waits until it is on the disk, renames.
@@ -60,11 +67,18 @@ private:
     std::size_t used = 0;
     int descriptor = -1;
     std::string target;         // where the file shall stand, links resolved
-    std::string temporaryName;  // empty when written directly
+    std::string temporaryName;  // empty while there is no file of that name
+    bool bNameless = false;     // the file has no name yet
     std::string error;
 
     void open(const std::string& name);
-    void openTemporary(unsigned mode, bool bKeepMode);
+    void openTemporary(unsigned mode);
+    bool openNameless(unsigned mode);
+    template <class Make>
+    void makeName(Make make);
+    void giveName();
+    void rename();
+    void writeLong(std::string_view text);
     void flush();
     void fail(const char* what);
     void closeAndRemove();

@@ -213,6 +213,10 @@ public:
     static int getNumSet8(int val);
 
 private:
+    // Fills in the cube of codes[first], in the order of getVCDsOfCCD from there on.
+    template <int first, class Step>
+    static void fillCube(uint64 codes[8], Step step);
+
     uint64 gridX(const Point3& p) const { return toGrid((p.px - x0) * invCellX); }
     uint64 gridY(const Point3& p) const { return toGrid((p.py - y0) * invCellY); }
     uint64 gridZ(const Point3& p) const { return toGrid((p.pz - z0) * invCellZ); }
@@ -273,26 +277,20 @@ inline void Calc::completeArray26_RCD(uint64 rcd, uint64 array[]) const {
     }
 }
 
+template <int first, class Step>
+void Calc::fillCube(uint64 codes[8], Step step) {
+    codes[1 ^ first] = step(codes[first], 4);
+    codes[2 ^ first] = step(codes[1 ^ first], 1);
+    codes[3 ^ first] = step(codes[first], 1);
+    for (const int i : {0, 1, 2, 3}) codes[(i + 4) ^ first] = step(codes[i ^ first], 2);
+}
+
 inline void Calc::getVCDsOfCCD(uint64 codes[8]) const {
-    const uint64 cell = codes[0];
-    codes[1] = incSparse(cell, 4);
-    codes[2] = incSparse(codes[1], 1);
-    codes[3] = incSparse(cell, 1);
-    codes[4] = incSparse(cell, 2);
-    codes[5] = incSparse(codes[1], 2);
-    codes[6] = incSparse(codes[2], 2);
-    codes[7] = incSparse(codes[3], 2);
+    fillCube<0>(codes, [this](uint64 code, uint64 axis) { return incSparse(code, axis); });
 }
 
 inline void Calc::getCellsAroundVCD(uint64 codes[8]) const {
-    const uint64 corner = codes[5];
-    codes[4] = decSparse(corner, 4);
-    codes[7] = decSparse(codes[4], 1);
-    codes[6] = decSparse(corner, 1);
-    codes[1] = decSparse(corner, 2);
-    codes[0] = decSparse(codes[4], 2);
-    codes[3] = decSparse(codes[7], 2);
-    codes[2] = decSparse(codes[6], 2);
+    fillCube<5>(codes, [this](uint64 code, uint64 axis) { return decSparse(code, axis); });
 }
 
 }  // namespace QUOR_ZEF

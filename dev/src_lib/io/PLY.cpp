@@ -17,13 +17,12 @@ struct TypeRow {
     Type type;
     const char* name;   // as written
     const char* alias;  // also read
-    std::size_t width;
 };
 
 constexpr TypeRow typeTable[] = {
-    {Type::INVALID, "INVALID", "", 0},  {Type::CHAR, "char", "int8", 1},       {Type::UCHAR, "uchar", "uint8", 1},
-    {Type::SHORT, "short", "int16", 2}, {Type::USHORT, "ushort", "uint16", 2}, {Type::INT, "int", "int32", 4},
-    {Type::UINT, "uint", "uint32", 4},  {Type::FLOAT, "float", "float32", 4},  {Type::DOUBLE, "double", "float64", 8},
+    {Type::INVALID, "INVALID", ""},  {Type::CHAR, "char", "int8"},       {Type::UCHAR, "uchar", "uint8"},
+    {Type::SHORT, "short", "int16"}, {Type::USHORT, "ushort", "uint16"}, {Type::INT, "int", "int32"},
+    {Type::UINT, "uint", "uint32"},  {Type::FLOAT, "float", "float32"},  {Type::DOUBLE, "double", "float64"},
 };
 
 // Far more than any real header takes, and little enough to keep all its lines.
@@ -54,10 +53,6 @@ std::string joined(const std::vector<std::string>& vKeys) {
 }
 
 }  // namespace
-
-std::size_t getWidth(Type type) {
-    return typeTable[static_cast<std::size_t>(type)].width;
-}
 
 const char* getName(Type type) {
     return typeTable[static_cast<std::size_t>(type)].name;

@@ -40,7 +40,10 @@ enum class Format : std::uint8_t { ASCII, LITTLE_ENDIAN_BINARY, BIG_ENDIAN_BINAR
 enum class HeaderRule : std::uint8_t { LENIENT, STRICT };
 
 // Bytes of one value; 0 for INVALID.
-std::size_t getWidth(Type type);
+inline std::size_t getWidth(Type type) {
+    constexpr std::uint8_t widths[] = {0, 1, 1, 2, 2, 4, 4, 4, 8};
+    return widths[static_cast<std::size_t>(type)];
+}
 const char* getName(Type type);
 
 // The one failure of this layer. place tells where in the file ("line 7",
@@ -114,6 +117,9 @@ decltype(auto) visitType(Type type, F&& f) {
     throw PlyError("unhandled type");
 }
 
+// In place of a number of digits: the fewest that read back as the same value.
+constexpr int shortest = 0;
+
 class PlyFileImpl;
 
 // One file. Reading: parseHeader, requestProperties as often as wanted, read.
@@ -152,7 +158,7 @@ public:
     void addProperties(const std::string& elementKey, const std::vector<std::string>& propertyKeys, Type type,
                        std::size_t count, const void* pData, Type countType = Type::INVALID, std::size_t listCount = 0);
     void addComment(const std::string& text);
-    // digits: significant digits of the numbers in text.
+    // digits: significant digits of the numbers in text, or shortest.
     void write(AtomicFile& file, Format format, int digits = 6) const;
 
 private:
@@ -168,7 +174,7 @@ bool writePly(RMesh* pRMesh, const std::string& name, bool bAscii);
 struct MeshLayout {
     Format format = Format::LITTLE_ENDIAN_BINARY;
     bool bDouble = false;  // coordinates
-    int digits = 6;        // of coordinates in text
+    int digits = 6;        // of coordinates in text, or shortest
     bool bColor = true;    // red green blue alpha
     std::vector<std::string> vComments;
 };

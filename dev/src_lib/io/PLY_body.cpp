@@ -2,6 +2,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "io/PlyFileImpl.h"
 #include "io/textNumbers.h"
@@ -39,30 +40,31 @@ public:
     BinarySource(std::string_view bytes, const char* pFirst, bool bBigEndian)
         : Source(bytes, pFirst), bSwap(bBigEndian) {}
 
-    std::size_t maxValues(Type type) const { return left() / getWidth(type); }
+    // Widths are powers of two, and a division for each list would be felt.
+    std::size_t maxValues(Type type) const { return left() >> std::countr_zero(getWidth(type)); }
     static std::size_t minBytes(const PlyProperty& property) {
         return getWidth(property.isList() ? property.countType : property.type);
     }
     std::size_t maxRows(std::size_t minRowBytes) const { return left() / minRowBytes; }
 
     void values(Type type, std::size_t num, char* pOut) {
-        if (num > maxValues(type)) fail("the file ends too early");
         const std::size_t width = getWidth(type);
-        std::memcpy(pOut, p, num * width);
-        p += num * width;
+        std::memcpy(pOut, take(num * width), num * width);
         if (!bSwap) return;
         for (std::size_t i = 0; i < num; ++i) swapBytes(pOut + i * width, width);
     }
-    void skip(Type type, std::size_t num) {
-        if (num > maxValues(type)) fail("the file ends too early");
-        p += num * getWidth(type);
-    }
+    void skip(Type type, std::size_t num) { take(num * getWidth(type)); }
     [[noreturn]] void fail(const std::string& text) const {
         throw PlyError(text, "byte " + std::to_string(p - file.data()));
     }
 
 private:
     bool bSwap;
+
+    const char* take(std::size_t numBytes) {
+        if (numBytes > left()) fail("the file ends too early");
+        return std::exchange(p, p + numBytes);
+    }
 };
 
 class TextSource : public Source {

@@ -120,47 +120,41 @@ void takeSoup(const Requests& found, std::size_t fileSize, std::vector<Point3>& 
     });
 }
 
+// Calls f with a value of the C++ type in which colours of that type are read.
+template <class Int, class F>
+void visitColorType(Type type, F&& f) {
+    switch (type) {
+        case Type::UCHAR:
+            return f(std::uint8_t{});
+        case Type::INT:
+            return f(Int{});
+        case Type::FLOAT:
+            return f(float{});
+        case Type::DOUBLE:
+            return f(double{});
+        default:
+            throw UnsupportedType();
+    }
+}
+
 void takeColors(const PlyData& rgb, std::vector<VtxColor>& vColors) {
-    const auto take = [&](auto example) {
+    visitColorType<std::int32_t>(rgb.type, [&](auto example) {
         using T = decltype(example);
         const auto channel = [](const char* p) { return static_cast<float>(PLY::lowByte(loadValue<T>(p))); };
         for (std::size_t i = 0; i < rgb.count; ++i) {
             const char* p = rgb.row(i);
             vColors[i] = {channel(p), channel(p + sizeof(T)), channel(p + 2 * sizeof(T)), 0.f};
         }
-    };
-    switch (rgb.type) {
-        case Type::UCHAR:
-            return take(std::uint8_t{});
-        case Type::INT:
-            return take(std::int32_t{});
-        case Type::FLOAT:
-            return take(float{});
-        case Type::DOUBLE:
-            return take(double{});
-        default:
-            throw UnsupportedType();
-    }
+    });
 }
 
 void takeAlpha(const PlyData& alpha, std::vector<VtxColor>& vColors) {
-    const auto take = [&](auto example) {
+    // Integers are taken as unsigned, those of the colours are not.
+    visitColorType<std::uint32_t>(alpha.type, [&](auto example) {
         using T = decltype(example);
         for (std::size_t i = 0; i < alpha.count; ++i)
             vColors[i].alpha = PLY::narrow(static_cast<double>(loadValue<T>(alpha.row(i))));
-    };
-    switch (alpha.type) {
-        case Type::UCHAR:
-            return take(std::uint8_t{});
-        case Type::INT:
-            return take(std::uint32_t{});
-        case Type::FLOAT:
-            return take(float{});
-        case Type::DOUBLE:
-            return take(double{});
-        default:
-            throw UnsupportedType();
-    }
+    });
 }
 
 // Colours the points from position first on. Red, green and blue without alpha

@@ -18,7 +18,7 @@ const char* formatName(Format format) {
     return "";
 }
 
-// Writes single values in one format.
+// Writes single values as text or with the bytes the other way round.
 struct ValueWriter {
     AtomicFile& out;
     Format format;
@@ -26,7 +26,6 @@ struct ValueWriter {
 
     void values(Type type, std::size_t num, const char* p) const {
         const std::size_t width = getWidth(type);
-        if (format == Format::LITTLE_ENDIAN_BINARY) return out.write(std::string_view(p, num * width));
         for (std::size_t i = 0; i < num; ++i) value(type, p + i * width);
     }
 
@@ -45,7 +44,11 @@ struct ValueWriter {
     template <class T>
     void text(T plain) const {
         if constexpr (std::is_floating_point_v<T>) {
-            out.writeNumber(plain, digits);
+            if (digits == shortest) {
+                out.writeShortest(plain);
+            } else {
+                out.writeNumber(plain, digits);
+            }
         } else {
             out.writeInteger(plain);
         }
@@ -87,9 +90,46 @@ void PlyFileImpl::writeHeader(AtomicFile& out, Format outFormat) const {
     out.write("end_header\n");
 }
 
+namespace {
+
+// What one group gives to each row, as it stands in the file.
+struct RowPart {
+    std::string count;  // of a list
+    const char* p;      // the values of the next row
+    std::size_t numBytes;
+};
+
+RowPart rowPartOf(const PlyFileImpl::Group& group) {
+    RowPart part{{}, group.pData, group.rowBytes()};
+    if (group.countType == Type::INVALID) return part;
+    visitType(group.countType, [&](auto example) {
+        const auto count = static_cast<decltype(example)>(group.listCount);
+        part.count.assign(reinterpret_cast<const char*>(&count), sizeof(count));
+    });
+    return part;
+}
+
+void writeLittleEndian(AtomicFile& out, const std::vector<PlyFileImpl::Group>& vGroups, uint64 numRows) {
+    std::vector<RowPart> vParts;
+    for (const PlyFileImpl::Group& group : vGroups) vParts.push_back(rowPartOf(group));
+    for (uint64 row = 0; row < numRows; ++row) {
+        for (RowPart& part : vParts) {
+            out.write(part.count);
+            out.write(std::string_view(part.p, part.numBytes));
+            part.p += part.numBytes;
+        }
+    }
+}
+
+}  // namespace
+
 void PlyFileImpl::writeBody(AtomicFile& out, Format outFormat, int digits) const {
     const ValueWriter writer{out, outFormat, digits};
     for (std::size_t i = 0; i < vElements.size(); ++i) {
+        if (outFormat == Format::LITTLE_ENDIAN_BINARY) {
+            writeLittleEndian(out, vGroups[i], vElements[i].count);
+            continue;
+        }
         for (std::size_t row = 0; row < vElements[i].count; ++row) {
             for (const Group& group : vGroups[i]) {
                 const bool bList = group.countType != Type::INVALID;

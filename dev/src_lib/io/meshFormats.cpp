@@ -13,14 +13,13 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr int floatDigits = 9, doubleDigits = 17;  // these read back as they were
-constexpr std::uint8_t grey = 204;                 // of a vertex without colour among coloured ones
+constexpr std::uint8_t grey = 204;  // of a vertex without colour among coloured ones
 
 void writeCoordinate(AtomicFile& file, double coord, bool bDouble) {
     if (bDouble) {
-        file.writeNumber(coord, doubleDigits);
+        file.writeShortest(coord);
     } else {
-        file.writeNumber(PLY::narrow(coord), floatDigits);
+        file.writeShortest(PLY::narrow(coord));
     }
 }
 
@@ -75,7 +74,7 @@ void writePlyWithOptions(const FlatMesh& mesh, const std::string& path, const Wr
     PLY::MeshLayout layout;
     if (options.bText) layout.format = PLY::Format::ASCII;
     layout.bDouble = options.bDouble;
-    layout.digits = options.bDouble ? doubleDigits : floatDigits;
+    layout.digits = PLY::shortest;
     layout.bColor = mesh.hasColor();
     layout.vComments = commentsOf(options);
     PLY::writePlyMesh(mesh, path, layout);

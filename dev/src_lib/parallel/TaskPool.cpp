@@ -60,15 +60,13 @@ bool TaskPool::nextJob(Job& job, const std::atomic<bool>& bEnd) {
 
 std::future<void> TaskPool::enqueue(Job job) {
     std::future<void> future = job.get_future();
-    {
-        const std::lock_guard lock(mutex);
-        if (!isStopped()) queue.push_back(std::move(job));
-    }
-    if (job.valid()) {
-        job(0);  // no worker will ever come
-    } else {
+    if (std::unique_lock lock(mutex); !isStopped()) {
+        queue.push_back(std::move(job));
+        lock.unlock();
         cv.notify_one();
+        return future;
     }
+    job(0);  // no worker will ever come
     return future;
 }
 
