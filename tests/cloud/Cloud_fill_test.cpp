@@ -93,6 +93,38 @@ TEST(CloudFilling, takesAPartlyFilledHoleBackWhenBordersAreKept) {
     EXPECT_TRUE(addedCells(25, 3, true).empty());
 }
 
+TEST(CloudFilling, addsASingleCellThatIsMissingAtTheSeam) {
+    const Codes vCells = sheetWithHole(5);
+    Codes vArea, vBorder;
+    const Calc calc = unitGrid();
+    RemoveDecider_RCD(&vCells, &calc).classify(vArea, vBorder);
+    const auto tightened = [&](const Codes& vMissing) {
+        std::vector<RCDPoint> vFilled = withCentres(difference(vHole5, vMissing));
+        TestCloud(7, true).tightenFilling(vBorder, withCentres(vCells), vFilled);
+        for (const RCDPoint& pair : vFilled) EXPECT_EQ(calc.getRCD(pair.second), pair.first);
+        return codesOf(vFilled);
+    };
+    EXPECT_EQ(tightened({packRCD(115, 117, 100)}), vHole5);
+    // What isn't a single cell at the seam is a gap that growth left open.
+    const Codes vPair = {packRCD(115, 117, 100), packRCD(115, 118, 100)}, vMiddle = {packRCD(117, 117, 100)};
+    EXPECT_EQ(tightened(vPair), difference(vHole5, vPair));
+    EXPECT_EQ(tightened(vMiddle), difference(vHole5, vMiddle));
+}
+
+TEST(CloudFilling, fillsSmallPocketsInTheFilling) {
+    const Codes vCells = voxelBox(50, 50, 50, 60, 60, 50);
+    const auto tightened = [&](int side, int low, int high) {
+        std::vector<RCDPoint> vFilled =
+            withCentres(difference(voxelBox(100, 100, 100, 99 + side, 99 + side, 99 + side),
+                                   voxelBox(100 + low, 100 + low, 100 + low, 100 + high, 100 + high, 100 + high)));
+        TestCloud(7, true).tightenFilling(vCells, withCentres(vCells), vFilled);
+        return vFilled.size();
+    };
+    EXPECT_EQ(tightened(4, 1, 2), 64u);
+    EXPECT_EQ(tightened(5, 1, 3), 125u - 27u);
+    EXPECT_EQ(tightened(3, 1, 2), 27u - 8u);  // open to the outside
+}
+
 TEST(CloudFilling, ratesComponentsByTheCornersThatTheyShareWithTheBorder) {
     const TestCloud cloud(7, false);
     const Calc calc = unitGrid();

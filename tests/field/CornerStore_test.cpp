@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <random>
+#include <set>
 #include <vector>
 
 #include "support/capture.h"
@@ -41,11 +42,11 @@ TEST(CornerStore, slotsHoldTheNeighboursInOrderOfCreation) {
     }
     ASSERT_EQ(store.getAllCorners().size(), vCodes.size());
     for (std::size_t i = 0; i < vCodes.size(); ++i) {
-        EXPECT_EQ(store.vCorners[i]->rcc, vCodes[i]);
+        EXPECT_EQ(store.rccOf(*store.vCorners[i]), vCodes[i]);
         std::vector<Corner*> vNeigs;
         store.getNeigs(store.vCorners[i], vNeigs);
         std::vector<uint64> vNeigCodes;
-        for (const Corner* pNeig : vNeigs) vNeigCodes.push_back(pNeig->rcc);
+        for (const Corner* pNeig : vNeigs) vNeigCodes.push_back(store.rccOf(*pNeig));
         EXPECT_EQ(vNeigCodes, mSlots[vCodes[i]]);
     }
 }
@@ -62,29 +63,32 @@ TEST(CornerStore, seventhNeighbourAndFilledOutputFail) {
     EXPECT_TRUE(failsWith("vNeigs.empty()", [&] { store.getNeigs(pCentre, vNeigs); }));
 }
 
-TEST(CornerStore, growsFromOpenCornersBelowTheLimitInOrderOfCreation) {
-    std::mt19937 random(2);
-    std::vector<uint64> vCodes = randomCells(random, 50, 20, 0.9);
-    std::shuffle(vCodes.begin(), vCodes.end(), random);
+TEST(CornerStore, growsWhatIsMissingBesideOpenCornersBelowTheLimit) {
     const Calc calc = unitGrid();
-    CornerStore store(&calc);
-    for (const uint64 rcc : vCodes) store.createCorner(rcc);
-    const double limit = 4.0;
+    const float limit = 4.0F;
     const std::vector<float> vVals = {0.0F, -0.0F, 3.99F, -3.99F, 4.0F, -4.0F, unassigned, -1e-38F};
-    std::vector<uint64> vExpected{7};
-    for (std::size_t i = 0; i < vCodes.size(); ++i) {
-        Corner& corner = *store.vCorners[i];
-        corner.val = vVals[random() % vVals.size()];
-        const double distance = std::abs(static_cast<double>(corner.val));
-        std::vector<Corner*> vNeigs;
-        store.getNeigs(&corner, vNeigs);
-        if (vNeigs.size() < 6 && distance < limit && distance > 0.0) vExpected.push_back(corner.rcc);
-    }
+    const auto isInBox = [](uint64 rcc) { return unpackRCD(rcc).x > 54; };
     for (const unsigned numThreads : {1u, 2u, 16u}) {
-        ThreadCount several(numThreads);
-        std::vector<uint64> vOut{7};
-        store.getGrowRCC(limit, vOut);
-        EXPECT_EQ(vOut, vExpected);
+        const ThreadCount threads(numThreads);
+        std::mt19937 random(2);
+        std::vector<uint64> vCodes = randomCells(random, 50, 35, 0.3);
+        std::shuffle(vCodes.begin(), vCodes.end(), random);
+        CornerStore store(&calc);
+        for (const uint64 rcc : vCodes) store.createCorner(rcc)->val = vVals[random() % vVals.size()];
+        std::set<uint64> sExpected;
+        for (const Corner* pCorner : store.vCorners) {
+            const uint64 rcc = store.rccOf(*pCorner);
+            if (std::abs(pCorner->val) >= limit || pCorner->val == 0.0F || !isInBox(rcc)) continue;
+            for (const uint64 step : steps) {
+                if (!store.getCorner(rcc + step)) sExpected.insert(rcc + step);
+            }
+        }
+        store.createGrowthFront(limit, isInBox);
+        std::vector<uint64> vNew;
+        for (std::size_t i = vCodes.size(); i < store.vCorners.size(); ++i) {
+            vNew.push_back(store.rccOf(*store.vCorners[i]));
+        }
+        EXPECT_EQ(vNew, std::vector<uint64>(sExpected.begin(), sExpected.end()));
     }
 }
 

@@ -32,11 +32,15 @@ struct Samples {
         const Point3 p(x, y, z);
         vRCDPoint.emplace_back(calc.getRCD(p), p);
     }
-    void finish() {
+    // bThin: one cell thick, as a cloud hands them over.
+    void finish(bool bThin = false) {
         sortByFirstMT(vRCDPoint.begin(), vRCDPoint.end());
-        std::vector<uint64> vRCD;
+        std::vector<uint64> vRCD, vKept, vDoomed;
         for (const auto& pair : vRCDPoint) vRCD.push_back(pair.first);
-        RemoveDecider_RCD(&vRCD, &calc).classify(vArea, vBorder);
+        RemoveDecider_RCD decider(&vRCD, &calc);
+        if (bThin) decider.pruneLayered(vRCDPoint, vRCD, vKept, vDoomed, false, true, true);
+        decider.classify(vArea, vBorder);
+        std::erase_if(vRCDPoint, [&](const auto& pair) { return containsCode(vDoomed, pair.first); });
     }
     Filler makeFiller(int numGrowSteps) { return Filler(numGrowSteps, vBorder, vArea, vRCDPoint, &calc); }
     Points filled(int numGrowSteps) {
@@ -82,8 +86,8 @@ Points inHole(const Points& v, int axis) {
     return vIn;
 }
 
-// Two parts of a noisy sheet with some holes, wavy or in one layer of cells.
-Samples noisySheetWithHoles(double waves, bool bMirrored) {
+// Two parts of a noisy sheet with some holes.
+Samples noisySheetWithHoles(double waves, bool bMirrored = false) {
     Samples samples;
     std::mt19937 random(5);
     std::uniform_real_distribution<double> noise(-0.3, 0.3);
@@ -95,7 +99,7 @@ Samples noisySheetWithHoles(double waves, bool bMirrored) {
             samples.add(300 + (bMirrored ? -px : px), 300.5 + y + dy, 305.5 + waves * std::sin(x / 9.0) + dz);
         }
     }
-    samples.finish();
+    samples.finish(true);
     return samples;
 }
 
@@ -163,7 +167,7 @@ TEST(Filler, samplesOnCornersOfTheGridCloseAHoleToo) {
 }
 
 TEST(Filler, addsNoCellTwiceAndNoneOfTheCloud) {
-    Samples samples = noisySheetWithHoles(4, false);
+    Samples samples = noisySheetWithHoles(4);
     const Points vOut = samples.filled(20);
     EXPECT_GT(vOut.size(), 200u);
     for (std::size_t i = 0; i < vOut.size(); ++i) {
@@ -185,20 +189,20 @@ TEST(Filler, halfSheetsJoinAsFarAsGrowthReachesWhateverTheirSides) {
     }
 }
 
-// Of the field alone: which side an unclear facet gets may depend on the order of the cells.
 TEST(Filler, mirroredInputGivesTheMirroredField) {
-    const Points v = noisySheetWithHoles(0, false).filled(20);
-    const Points vMirrored = noisySheetWithHoles(0, true).filled(20);
-    Points vBack;
-    for (auto [rcd, p] : vMirrored) {
-        const GridCoords c = unpackRCD(rcd);
-        vBack.emplace_back(packRCD(599 - c.x, c.y, c.z), Point3(600 - p.px, p.py, p.pz));
-    }
-    sortByFirstMT(vBack.begin(), vBack.end());
-    ASSERT_EQ(v.size(), vBack.size());
-    for (std::size_t i = 0; i < v.size(); ++i) {
-        EXPECT_EQ(v[i].first, vBack[i].first);
-        EXPECT_LT((v[i].second - vBack[i].second).length(), 1e-3);
+    for (const double waves : {0.0, 1.0, 4.0}) {
+        const Points v = noisySheetWithHoles(waves).filled(20);
+        Points vBack;
+        for (auto [rcd, p] : noisySheetWithHoles(waves, true).filled(20)) {
+            const GridCoords c = unpackRCD(rcd);
+            vBack.emplace_back(packRCD(599 - c.x, c.y, c.z), Point3(600 - p.px, p.py, p.pz));
+        }
+        sortByFirstMT(vBack.begin(), vBack.end());
+        ASSERT_EQ(v.size(), vBack.size());
+        for (std::size_t i = 0; i < v.size(); ++i) {
+            ASSERT_EQ(v[i].first, vBack[i].first);
+            ASSERT_LT((v[i].second - vBack[i].second).length(), 1e-3);
+        }
     }
 }
 
@@ -206,7 +210,7 @@ TEST(Filler, givesTheSameBytesForEveryThreadCount) {
     Points vFirst;
     for (const unsigned numThreads : {1u, 2u, 16u}) {
         const ThreadCount threads(numThreads);
-        const Points v = noisySheetWithHoles(4, false).filled(12);
+        const Points v = noisySheetWithHoles(4).filled(12);
         if (vFirst.empty()) vFirst = v;
         EXPECT_TRUE(sameBytes(v, vFirst)) << numThreads;
     }

@@ -103,6 +103,7 @@ Component::CodePoints slowZero(const Component& component) {
         return Point3(double(c.x) / calc.invCellX + calc.x0, double(c.y) / calc.invCellY + calc.y0,
                       double(c.z) / calc.invCellZ + calc.z0);
     };
+    const auto rccOf = [&](const Corner* p) { return component.cornerStore.rccOf(*p); };
     std::map<uint64, std::vector<Point3>> mCrossings;
     for (const Corner* c : component.cornerStore.vCorners) {
         std::vector<Corner*> vNeigs;
@@ -110,9 +111,9 @@ Component::CodePoints slowZero(const Component& component) {
         for (const Corner* n : vNeigs) {
             if (c->state > 3 || n->state > 3 || (c->val < 0) == (n->val < 0)) continue;
             const float sum = std::abs(c->val) + std::abs(n->val);
-            const Point3 p = at(c->rcc) + (at(n->rcc) - at(c->rcc)) * double(std::abs(c->val)) / double(sum);
+            const Point3 p = at(rccOf(c)) + (at(rccOf(n)) - at(rccOf(c))) * double(std::abs(c->val)) / double(sum);
             std::vector<uint64> vAround;
-            calc.getCbsAroundEdge(c->rcc, n->rcc, vAround);
+            calc.getCbsAroundEdge(rccOf(c), rccOf(n), vAround);
             for (const uint64 rcd : vAround) mCrossings[rcd].push_back(p);
         }
     }
@@ -189,7 +190,7 @@ TEST(Component, stripsEndFiveStepsFromTheSeam) {
     int aCount[8] = {};
     for (const Corner* pCorner : component.cornerStore.vCorners) {
         ++aCount[pCorner->state];
-        const GridCoords c = unpackRCD(pCorner->rcc);
+        const GridCoords c = unpackRCD(component.cornerStore.rccOf(*pCorner));
         const bool bMiddle = c.x == 108 && c.y == 108;  // 8 steps from the rim and the hole
         if (bMiddle) {
             EXPECT_EQ(pCorner->getState(), ST_NON_STRIP);

@@ -164,6 +164,28 @@ TEST(Reconstruct, openSheetsStayOpen) {
     for (const Point3* pVertex : vVertices) EXPECT_LT(pVertex->pz, 0.03);
 }
 
+TEST(Reconstruct, aMissingCapClosesIfGapsAreFilledAndStaysOpenElse) {
+    const double spacing = 0.0257;
+    for (const double noise : {0.0, 0.005}) {
+        const std::vector<Point3> vWhole = sphere(40000, noise);
+        for (const double radius : {5.0, 10.0}) {
+            std::vector<Point3> vPoints;
+            for (const Point3& p : vWhole) {
+                if ((p - Point3(0, 0.6, 0.8)).length() > radius * spacing) vPoints.push_back(p);
+            }
+            ReconstructOptions options;
+            options.spacing = spacing;
+            const Counts closed = countsOf(*reconstruct(vPoints, options));
+            EXPECT_EQ(closed.euler, 2) << radius;
+            EXPECT_EQ(closed.numBorder + closed.numNonManifold, 0) << radius;
+            options.growSteps = 0;
+            const Counts open = countsOf(*reconstruct(vPoints, options));
+            EXPECT_EQ(open.euler, 1) << radius;
+            EXPECT_GT(open.numBorder, 4 * radius) << radius;
+        }
+    }
+}
+
 TEST(Reconstruct, theEntriesAreOneRoadWithDifferentSpacing) {
     std::vector<Point3> vPoints = sphere(20000, 0.001);
     const double spacing = estimateAvgSpacing(vPoints);

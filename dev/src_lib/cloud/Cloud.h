@@ -124,6 +124,11 @@ public:
     void pruneZeros(std::vector<uint64>& vLocalArea, std::vector<uint64>& vLocalBorder,
                     std::vector<RCDPoint>& vRCD2ZeroPoint, std::vector<RCDPoint>& vOut) const;
 
+    // Adds to the filling the cells at its seam with the border of the cloud without
+    // which two regions of empty cells would be one, and small empty pockets. All lists are sorted.
+    void tightenFilling(const std::vector<uint64>& vLocalBorder, const std::vector<RCDPoint>& vCloud,
+                        std::vector<RCDPoint>& vRCD2ZeroPoint) const;
+
     // Appends the components of vZeroRCD by their smallest code. vLocalBorder: sorted.
     void rateZeroComponents(const std::vector<uint64>& vZeroRCD, const std::vector<uint64>& vLocalBorder,
                             std::vector<ZeroComponent>& vOut) const;

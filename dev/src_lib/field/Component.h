@@ -107,8 +107,8 @@ public:
     bool run(CodePoints& vOut);
     // Adds one layer of corners. True if no two neighbours of opposite sign met.
     bool inflateOneStep2();
-    // Smooths the active corners, all at a time in each pass. Between calls corners may be
-    // created, but those that aren't active must stay as they are.
+    // Smooths the active corners, all at a time in each pass. Between calls active corners may
+    // be created, but nothing else may change them.
     void lowPass2(int numPasses, bool bUseWeights);
 
     // ---- Component_strips.cpp: the first distances
@@ -159,7 +159,6 @@ private:
     bool hasSeam() const;
     void layGrowthBox();
     bool isInGrowthBox(uint64 rcc) const;
-    std::vector<uint64> getGrowthFront() const;
     std::vector<std::uint32_t> getStripSeeds(const std::vector<Facet*>& vFacets) const;
     void createStripCorners(const std::vector<uint64>& vLowerStripRCC, const std::vector<uint64>& vUpperStripRCC);
     std::vector<const Point3*> getStripSamples(const std::vector<Facet*>& vStrip) const;

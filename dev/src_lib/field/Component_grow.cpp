@@ -41,45 +41,36 @@ struct Inflated {
     bool bConflict = false;  // it lies between corners of both signs
 };
 
+// The mean of all neighbours that have a val.
+Inflated meanOfNeigs(const CornerStore& store, const Corner& corner) {
+    float sum = 0.0F, sumWeight = 0.0F;
+    store.forEachNeig(corner, [&](const Corner& n) {
+        if (!n.isAssigned()) return;
+        sum += n.weight * n.val;
+        sumWeight += n.weight;
+    });
+    if (sum == 0.0F) sum = smallestVal;
+    return {sum / sumWeight, sumWeight / static_cast<float>(corner.numNeigs()), sumWeight, true};
+}
+
 // The neighbour nearest to the surface lends its weight, and its val one cell farther out.
-struct Inflation {
-    const std::vector<Corner*>& vCorners;
-    float cellSize;
-
-    Inflated operator()(const Corner& corner) const {
-        float bestAbs = unassigned, bestVal = unassigned, bestWeight = unassigned;
-        for (const std::int32_t neig : corner.neigs) {
-            if (neig < 0) break;
-            const Corner& n = *vCorners[static_cast<std::size_t>(neig)];
-            if (!n.isAssigned()) continue;
-            // Only the nearest so far is compared.
-            const bool bBest = bestVal != unassigned;
-            if (bBest && ((n.val < 0 && bestVal > 0) || (n.val > 0 && bestVal < 0))) return between(corner);
-            if (n.val == 0 || std::abs(n.val) >= bestAbs) continue;
-            bestAbs = std::abs(n.val);
-            bestVal = n.val;
-            bestWeight = n.weight;
-        }
-        if (bestVal == unassigned) return {};
-        return {bestVal > 0 ? bestVal + cellSize : bestVal - cellSize, bestWeight};
-    }
-
-    // The mean of all neighbours that have a val.
-    Inflated between(const Corner& corner) const {
-        float sum = 0.0F, sumWeight = 0.0F;
-        int numNeigs = 0;
-        for (const std::int32_t neig : corner.neigs) {
-            if (neig < 0) break;
-            ++numNeigs;
-            const Corner& n = *vCorners[static_cast<std::size_t>(neig)];
-            if (!n.isAssigned()) continue;
-            sum += n.weight * n.val;
-            sumWeight += n.weight;
-        }
-        if (sum == 0.0F) sum = smallestVal;
-        return {sum / sumWeight, sumWeight / static_cast<float>(numNeigs), sumWeight, true};
-    }
-};
+Inflated inflate(const CornerStore& store, const Corner& corner, float cellSize) {
+    float bestAbs = unassigned, bestVal = unassigned, bestWeight = unassigned;
+    bool bConflict = false;
+    store.forEachNeig(corner, [&](const Corner& n) {
+        if (!n.isAssigned()) return;
+        // Only the nearest so far is compared.
+        const bool bBest = bestVal != unassigned;
+        bConflict = bConflict || (bBest && ((n.val < 0 && bestVal > 0) || (n.val > 0 && bestVal < 0)));
+        if (n.val == 0 || std::abs(n.val) >= bestAbs) return;
+        bestAbs = std::abs(n.val);
+        bestVal = n.val;
+        bestWeight = n.weight;
+    });
+    if (bConflict) return meanOfNeigs(store, corner);
+    if (bestVal == unassigned) return {};
+    return {bestVal > 0 ? bestVal + cellSize : bestVal - cellSize, bestWeight};
+}
 
 }  // namespace
 
@@ -133,55 +124,32 @@ bool Component::isInGrowthBox(uint64 rcc) const {
     return isWithin(c.x, minX, maxX) && isWithin(c.y, minY, maxY) && isWithin(c.z, minZ, maxZ);
 }
 
-// The grid neighbours, not in the store yet, of the corners from which the field
-// grows; they may lie one layer outside the box. Sorted, unique.
-std::vector<uint64> Component::getGrowthFront() const {
-    const float limit = static_cast<float>(growLimit * static_cast<double>(cellSize));
-    std::vector<uint64> vSources;
-    cornerStore.getGrowRCC(static_cast<double>(limit), vSources);
-    const auto vMissing =
-        parallelChunkResults<std::vector<uint64>>(vSources.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            std::vector<uint64> v;
-            for (std::size_t i = begin; i < end; ++i) {
-                const uint64 rcc = vSources[i];
-                if (!isInGrowthBox(rcc)) continue;
-                for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
-                    if (!cornerStore.hasCorner(rcc - step)) v.push_back(rcc - step);
-                    if (!cornerStore.hasCorner(rcc + step)) v.push_back(rcc + step);
-                }
-            }
-            return v;
-        });
-    std::vector<uint64> vFront;
-    for (const std::vector<uint64>& v : vMissing) vFront.insert(vFront.end(), v.begin(), v.end());
-    sortUniqueMT(vFront);
-    return vFront;
-}
-
+// The new corners may lie one layer outside the box.
 bool Component::inflateOneStep2() {
-    std::vector<Corner*> vNew;
-    for (const uint64 rcc : getGrowthFront()) {
-        Corner* const pNewCorner = cornerStore.createCorner(rcc);
-        ASSEX(pNewCorner->val==3.402823466e+38F && pNewCorner->weight==3.402823466e+38F);
-        vNew.push_back(pNewCorner);
-    }
+    const float limit = static_cast<float>(growLimit * static_cast<double>(cellSize));
+    const std::vector<Corner*>& vCorners = cornerStore.vCorners;
+    const std::size_t numOld = vCorners.size();
+    cornerStore.createGrowthFront(limit, [this](uint64 rcc) { return isInGrowthBox(rcc); });
     // The corners of a step do not see each other's vals.
-    const Inflation inflation{cornerStore.vCorners, cellSize};
-    std::vector<Inflated> vInflated(vNew.size());
-    parallelChunks(vNew.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) vInflated[i] = inflation(*vNew[i]);
+    std::vector<Inflated> vInflated(vCorners.size() - numOld);
+    parallelChunks(vInflated.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            vInflated[i] = inflate(cornerStore, *vCorners[numOld + i], cellSize);
+        }
     });
     bool bQuiet = true;
-    for (std::size_t i = 0; i < vNew.size(); ++i) {
+    for (std::size_t i = 0; i < vInflated.size(); ++i) {
+        Corner* const pNewCorner = vCorners[numOld + i];
+        ASSEX(pNewCorner->val==3.402823466e+38F && pNewCorner->weight==3.402823466e+38F);
         const float assignVal = vInflated[i].val, assignWeight = vInflated[i].weight;
         const float sumWeight = vInflated[i].sumWeight;
         ASSEX(sumWeight>0);
         ASSEX(assignVal!=3.402823466e+38F);
         ASSEX(assignWeight!=3.402823466e+38F);
         ASSEX(assignVal!=0);
-        vNew[i]->val = assignVal;
-        vNew[i]->weight = assignWeight;
-        vNew[i]->state = ST_INFLATED;
+        pNewCorner->val = assignVal;
+        pNewCorner->weight = assignWeight;
+        pNewCorner->state = ST_INFLATED;
         bQuiet = bQuiet && !vInflated[i].bConflict;
     }
     return bQuiet;

@@ -1,10 +1,12 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 
 #include "field/Component.h"
 #include "frame/tools.h"
 #include "grid/CodeMap.h"
+#include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
@@ -37,9 +39,13 @@ struct CrossedCells {
     }
 };
 
+bool mayBeCrossed(const Corner& corner) {
+    return corner.getState() <= ST_INFLATED;
+}
+
 // True if the zero level crosses the edge between two corners.
 bool isCrossed(const Corner& source, const Corner& target) {
-    if (source.getState() > ST_INFLATED || target.getState() > ST_INFLATED) return false;
+    if (!mayBeCrossed(source) || !mayBeCrossed(target)) return false;
     const float srcVal = source.val, trgVal = target.val;
     ASSEX(srcVal!=0 && trgVal!=0);
     if ((srcVal < 0) == (trgVal < 0)) return false;
@@ -47,10 +53,41 @@ bool isCrossed(const Corner& source, const Corner& target) {
     return true;
 }
 
+// Those corners that have a neighbour of the other sign, in order of creation.
+std::vector<const Corner*> findCrossed(const CornerStore& store) {
+    constexpr std::size_t minChunk = 500;  // bricks; corners are faster
+    using Mask = CornerStore::Mask;
+    std::vector<Mask> vLower(store.numBricks()), vUpper(store.numBricks()), vCrossed(store.numBricks());
+    parallelChunks(store.numBricks(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const CornerStore::Brick& brick = store.brick(i);
+            for (Mask left = brick.exists; left; left &= left - 1) {
+                const auto place = static_cast<std::size_t>(std::countr_zero(left));
+                const Corner& corner = brick.corners[place];
+                if (mayBeCrossed(corner)) (corner.val < 0 ? vLower : vUpper)[i] |= Mask{1} << place;
+            }
+        }
+    });
+    parallelChunks(store.numBricks(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (auto i = static_cast<std::uint32_t>(begin); i < end; ++i) {
+            for (unsigned dir = 0; dir < 6; ++dir) {
+                vCrossed[i] |= (vLower[i] & store.withNeighbour(vUpper, i, dir)) |
+                               (vUpper[i] & store.withNeighbour(vLower, i, dir));
+            }
+        }
+    });
+    std::vector<const Corner*> v;
+    for (const Corner* pCorner : store.vCorners) {
+        const Mask crossed = vCrossed[pCorner->location / CornerStore::brickSize];
+        if (crossed >> pCorner->location % CornerStore::brickSize & 1) v.push_back(pCorner);
+    }
+    return v;
+}
+
 }  // namespace
 
 Point3 Component::getCrossing(const Corner& source, const Corner& target) const {
-    const Point3 p = getCornerPosition(source.rcc), q = getCornerPosition(target.rcc);
+    const Point3 p = getCornerPosition(cornerStore.rccOf(source)), q = getCornerPosition(cornerStore.rccOf(target));
     const float sum = std::abs(source.val) + std::abs(target.val);
     return p + (q - p) * static_cast<double>(std::abs(source.val)) / static_cast<double>(sum);
 }
@@ -63,17 +100,14 @@ void Component::getZeroRCD(CodePoints& vOut) {
     }
     CrossedCells crossed;
     std::vector<uint64> vAround;
-    for (const Corner* pSource : cornerStore.vCorners) {
-        if (pSource->getState() > ST_INFLATED) continue;
-        for (const std::int32_t neig : pSource->neigs) {
-            if (neig < 0) break;
-            const Corner& target = *cornerStore.vCorners[static_cast<std::size_t>(neig)];
-            if (!isCrossed(*pSource, target)) continue;
+    for (const Corner* pSource : findCrossed(cornerStore)) {
+        cornerStore.forEachNeig(*pSource, [&](const Corner& target) {
+            if (!isCrossed(*pSource, target)) return;
             const Point3 p = getCrossing(*pSource, target);
             vAround.clear();
-            pCalc->getCbsAroundEdge(pSource->rcc, target.rcc, vAround);
+            pCalc->getCbsAroundEdge(cornerStore.rccOf(*pSource), cornerStore.rccOf(target), vAround);
             for (const uint64 rcd : vAround) crossed.add(rcd, p);
-        }
+        });
     }
     sortByFirstMT(crossed.vCells.begin(), crossed.vCells.end());
     vOut.clear();

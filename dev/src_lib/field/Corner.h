@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/types.h"
@@ -22,23 +24,51 @@ enum CornerState : std::uint8_t {
 // val and weight that are not yet assigned.
 constexpr float unassigned = 3.402823466e+38F;
 
-// A vertex of the grid with a signed distance. Owned by its CornerStore, where it
-// never moves. Only the store writes neigs and rcc.
+// The order of a corner's neighbours, as a number. Of the six directions (-x, +x, -y,
+// +y, -z, +z; dir ^ 1 is the opposite one) those with a neighbour fill the slots from
+// the front, in the order in which either end came later. Each sequence of different
+// directions has a number, shorter ones first.
+struct SlotOrders {
+    static constexpr std::size_t num = 1 + 6 + 30 + 120 + 360 + 720 + 720;
+    static constexpr std::uint16_t firstFull = num - 720;  // orders from here on have six neighbours
+
+    std::array<std::array<std::uint16_t, 6>, num> next{};  // with one more dir; 0 if it is there already
+    std::array<std::array<std::uint8_t, 6>, num> dirs{};   // by slot; free slots hold the other dirs
+    std::array<std::uint8_t, num> numNeigs{};
+
+    constexpr SlotOrders() {
+        std::uint16_t last = 0;
+        dirs[0] = {0, 1, 2, 3, 4, 5};
+        for (std::size_t order = 0; order < num; ++order) {
+            for (std::size_t slot = numNeigs[order]; slot < 6; ++slot) {
+                next[order][dirs[order][slot]] = ++last;
+                std::array<std::uint8_t, 6>& longer = dirs[last];
+                longer = dirs[order];
+                longer[numNeigs[order]] = dirs[order][slot];
+                longer[slot] = dirs[order][numNeigs[order]];
+                numNeigs[last] = static_cast<std::uint8_t>(numNeigs[order] + 1);
+            }
+        }
+    }
+};
+inline constexpr SlotOrders slotOrders;
+
+// A vertex of the grid with a signed distance. Lives in its CornerStore, where it
+// never moves. Only the store writes location and slots.
 class Corner {
 public:
-    float val = unassigned;     // world units, below 0 on the lower side, above on the upper one
-    float weight = unassigned;  // confidence of val in smoothing
+    float val = unassigned;      // world units, below 0 on the lower side, above on the upper one
+    float weight = unassigned;   // confidence of val in smoothing
+    std::uint32_t location = 0;  // where it lies in the store
+    std::uint16_t slots = 0;     // see SlotOrders
     CornerState state = ST_UNSET;
-    // The places in CornerStore::vCorners of the grid neighbours that exist, packed
-    // from the front in the order in which either end came later; -1 in a free slot.
-    std::int32_t neigs[6] = {-1, -1, -1, -1, -1, -1};
-    uint64 rcc = 0;
 
     CornerState getState() const { return state; }
     // States 1 to 3.
     bool isActive() const { return state >= ST_LOWER_BORDER && state <= ST_INFLATED; }
     bool isAssigned() const { return val != unassigned; }
-    bool hasAllNeigs() const { return neigs[5] >= 0; }
+    bool hasAllNeigs() const { return slots >= SlotOrders::firstFull; }
+    int numNeigs() const { return slotOrders.numNeigs[slots]; }
 };
 
 }  // namespace QUOR_ZEF

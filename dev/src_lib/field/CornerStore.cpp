@@ -1,75 +1,166 @@
 #include "field/CornerStore.h"
 
-#include <algorithm>
+#include <bit>
 #include <cmath>
-#include <iterator>
 #include <memory>
+#include <utility>
 
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
-bool registerNeig(Corner& corner, std::int32_t index) {
-    std::int32_t* const pSlot = std::find(std::begin(corner.neigs), std::end(corner.neigs), -1);
-    if (pSlot == std::end(corner.neigs)) return false;
-    *pSlot = index;
-    return true;
+using Mask = CornerStore::Mask;
+
+constexpr std::size_t minChunk = 500;  // bricks
+constexpr uint64 lowBits = 3 * (stepX_RCD + stepY_RCD + stepZ_RCD);
+constexpr uint64 steps[6] = {0 - stepX_RCD, stepX_RCD, 0 - stepY_RCD, stepY_RCD, 0 - stepZ_RCD, stepZ_RCD};
+
+// By axis: how far apart neighbours lie in a brick, and the places at its lower end.
+constexpr unsigned strides[3] = {16, 4, 1};
+constexpr Mask lowerEnds[3] = {0x000000000000ffff, 0x000f000f000f000f, 0x1111111111111111};
+
+constexpr unsigned placeOf(uint64 rcc) {
+    return static_cast<unsigned>((rcc >> 42 & 3) << 4 | (rcc >> 21 & 3) << 2 | (rcc & 3));
 }
 
 }  // namespace
 
 CornerStore::CornerStore(const Calc* pGrid) : pCalc(pGrid) {}
 
-Corner* CornerStore::createCorner(uint64 rcc) {
+uint64 CornerStore::rccAt(std::uint32_t location) const {
+    const unsigned place = location % brickSize;
+    return vBricks[location / brickSize]->rcc + packRCD(place >> 4, place >> 2 & 3, place & 3);
+}
+
+// Where the neighbour lies; somewhere in brick 0 if its brick does not exist.
+std::uint32_t CornerStore::neighbourOf(std::uint32_t location, unsigned dir) const {
+    const unsigned stride = strides[dir / 2], coordinate = location / stride % 4;
+    const bool bUp = dir % 2;
+    if (bUp ? coordinate < 3 : coordinate > 0) return bUp ? location + stride : location - stride;
+    const std::uint32_t place = location % brickSize;
+    return vBricks[location / brickSize]->neigs[dir] * brickSize + (bUp ? place - 3 * stride : place + 3 * stride);
+}
+
+// The number of the brick with this first place, a new one if need be.
+std::uint32_t CornerStore::requireBrick(uint64 rccOfBrick) {
     // Most stores stay empty, those of raw Components, and there may be very many.
-    if (!pool.bInitialized) pool.init(100, -1);
-    Corner* const pCorner = std::construct_at(pool.alloc());
-    const std::size_t index = vCorners.size();
-    indices.insert(rcc, static_cast<std::uint32_t>(index));
-    vCorners.push_back(pCorner);
-    pCorner->rcc = rcc;
-    std::int32_t* pFreeSlot = pCorner->neigs;
-    for (const uint64 neig :
-         {rcc - stepX_RCD, rcc + stepX_RCD, rcc - stepY_RCD, rcc + stepY_RCD, rcc - stepZ_RCD, rcc + stepZ_RCD}) {
-        const std::uint32_t neigIndex = indices.find(neig);
-        if (neigIndex == CodeMap::npos) continue;
-        *pFreeSlot++ = static_cast<std::int32_t>(neigIndex);
-        const bool bRegistered = registerNeig(*vCorners[neigIndex], static_cast<std::int32_t>(index));
-        ASSEX(bRegistered);
+    if (vBricks.empty()) {
+        pool.init(4, -1);
+        vBricks.push_back(std::construct_at(pool.alloc()));
     }
+    const auto newNumber = static_cast<std::uint32_t>(vBricks.size());
+    const std::uint32_t number = numbers.insert(rccOfBrick, newNumber);
+    if (number != newNumber) return number;
+    ASSEX(vBricks.size() < CodeMap::npos / brickSize);
+    Brick* const pBrick = std::construct_at(pool.alloc());
+    vBricks.push_back(pBrick);
+    pBrick->rcc = rccOfBrick;
+    for (std::size_t dir = 0; dir < 6; ++dir) {
+        const std::uint32_t neig = numbers.find(rccOfBrick + 4 * steps[dir]);
+        if (neig == CodeMap::npos) continue;
+        pBrick->neigs[dir] = neig;
+        vBricks[neig]->neigs[dir ^ 1] = number;
+    }
+    return number;
+}
+
+Corner* CornerStore::createCorner(uint64 rcc) {
+    return createAt(requireBrick(rcc & ~lowBits) * brickSize + placeOf(rcc));
+}
+
+Corner* CornerStore::createAt(std::uint32_t location) {
+    Corner* const pCorner = cornerAt(location);
+    *pCorner = Corner();
+    pCorner->location = location;
+    Brick& own = *vBricks[location / brickSize];
+    own.exists |= Mask{1} << location % brickSize;
+    own.open |= Mask{1} << location % brickSize;
+    vCorners.push_back(pCorner);
+    for (unsigned dir = 0; dir < 6; ++dir) {
+        const std::uint32_t neigLocation = neighbourOf(location, dir);
+        Brick& brick = *vBricks[neigLocation / brickSize];
+        const Mask bit = Mask{1} << neigLocation % brickSize;
+        if (!(brick.exists & bit)) continue;
+        Corner& neig = brick.corners[neigLocation % brickSize];
+        const std::uint16_t slotsOfNeig = slotOrders.next[neig.slots][dir ^ 1];
+        const bool bRegistered = slotsOfNeig != 0;
+        ASSEX(bRegistered);
+        neig.slots = slotsOfNeig;
+        if (neig.hasAllNeigs()) brick.open &= ~bit;
+        pCorner->slots = slotOrders.next[pCorner->slots][dir];
+    }
+    if (pCorner->hasAllNeigs()) own.open &= ~(Mask{1} << location % brickSize);
     return pCorner;
 }
 
 Corner* CornerStore::getCorner(uint64 rcc) const {
-    const std::uint32_t index = indices.find(rcc);
-    return index == CodeMap::npos ? nullptr : vCorners[index];
+    const std::uint32_t number = numbers.find(rcc & ~lowBits);
+    if (number == CodeMap::npos) return nullptr;
+    return vBricks[number]->exists >> placeOf(rcc) & 1 ? cornerAt(number * brickSize + placeOf(rcc)) : nullptr;
 }
 
 void CornerStore::getNeigs(const Corner* pCorner, std::vector<Corner*>& vNeigs) const {
     ASSEX(vNeigs.empty());
-    for (const std::int32_t neig : pCorner->neigs) {
-        if (neig < 0) return;
-        vNeigs.push_back(vCorners[static_cast<std::size_t>(neig)]);
-    }
+    forEachNeig(*pCorner, [&](Corner& neig) { vNeigs.push_back(&neig); });
 }
 
-void CornerStore::getGrowRCC(double limit, std::vector<uint64>& vOut) const {
-    // Small stores, of which there may be very many, stay on the calling thread.
-    constexpr std::size_t minChunk = 5'000;
+CornerStore::Mask CornerStore::withNeighbour(const std::vector<Mask>& vMasks, std::uint32_t number,
+                                             unsigned dir) const {
+    const unsigned stride = strides[dir / 2];
+    const Mask lower = lowerEnds[dir / 2], upper = lower << 3 * stride;
+    const Mask own = vMasks[number], beside = vMasks[vBricks[number]->neigs[dir]];
+    if (dir % 2) return (own >> stride & ~upper) | (beside << 3 * stride & upper);
+    return (own << stride & ~lower) | (beside >> 3 * stride & lower);
+}
+
+// By brick.
+std::vector<CornerStore::Mask> CornerStore::findSources(float limit) const {
+    std::vector<Mask> vSources(vBricks.size());
+    parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const Brick& b = *vBricks[i];
+            for (Mask open = b.open; open; open &= open - 1) {
+                const auto place = static_cast<std::size_t>(std::countr_zero(open));
+                const float val = b.corners[place].val;
+                if (std::abs(val) < limit && val != 0.0F) vSources[i] |= Mask{1} << place;
+            }
+        }
+    });
+    return vSources;
+}
+
+// Creates what is missing beside the sources.
+void CornerStore::createFront(std::vector<Mask>& vSources) {
+    for (std::uint32_t i = 1; i < vSources.size(); ++i) {
+        for (std::size_t dir = 0; dir < 6 && vSources[i]; ++dir) {
+            const Mask lower = lowerEnds[dir / 2];
+            const Mask end = dir % 2 ? lower << 3 * strides[dir / 2] : lower;
+            if ((vSources[i] & end) && vBricks[i]->neigs[dir] == 0) requireBrick(vBricks[i]->rcc + 4 * steps[dir]);
+        }
+    }
+    vSources.resize(vBricks.size());
+    using Place = std::pair<uint64, std::uint32_t>;  // code and location
     const auto vFound =
-        parallelChunkResults<std::vector<uint64>>(vCorners.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            std::vector<uint64> v;
-            for (std::size_t i = begin; i < end; ++i) {
-                const Corner& corner = *vCorners[i];
-                if (!corner.hasAllNeigs() && std::abs(corner.val) < limit && corner.val != 0.0F)
-                    v.push_back(corner.rcc);
+        parallelChunkResults<std::vector<Place>>(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<Place> v;
+            for (auto i = static_cast<std::uint32_t>(begin); i < end; ++i) {
+                Mask front = 0;
+                for (unsigned dir = 0; dir < 6; ++dir) front |= withNeighbour(vSources, i, dir);
+                for (front &= ~vBricks[i]->exists; front; front &= front - 1) {
+                    const std::uint32_t location = i * brickSize + static_cast<std::uint32_t>(std::countr_zero(front));
+                    v.emplace_back(rccAt(location), location);
+                }
             }
             return v;
         });
-    for (const std::vector<uint64>& v : vFound) vOut.insert(vOut.end(), v.begin(), v.end());
+    std::vector<Place> vFront;
+    for (const std::vector<Place>& v : vFound) vFront.insert(vFront.end(), v.begin(), v.end());
+    sortStableByFirstMT(vFront.begin(), vFront.end());
+    for (const Place& place : vFront) createAt(place.second);
 }
 
 }  // namespace QUOR_ZEF
