@@ -91,14 +91,16 @@ struct ManifoldReport {
 //
 // Triangles on the same vertices as an earlier one go. So do small sheets on large
 // ones: membranes across the inside, the thinner half of blisters, fins; wherever
-// that leaves fewer edges of an odd number of triangles. Loops of at most 8 edges
-// that border a hole in a large surface, or of 12 of an odd number of triangles each,
-// are filled with triangles among their vertices. At other non-manifold edges the
+// that leaves fewer edges of an odd number of triangles. Loops of at most 12 edges
+// with more are filled with triangles among their vertices. So are borders of at most
+// 8 edges in large surfaces, and of 40 in bodies that have no large holes, but no open
+// ends that a lid would close at an angle. At other non-manifold edges the
 // triangles are joined in pairs, around the inside of bodies, else the flattest
 // ones, and pairs are cut apart by copies of vertices with all their bits. Places of
 // at most 3000 triangles where that would tear a hole, or where the surface has one
 // side, are cut out and filled again, some two edges off at the most. What
-// is left of these faults is cut open. No vertex moves.
+// is left of these faults is cut open; what then hangs loose with 20 triangles or less
+// at something ten times as large, also at a vertex, goes. No vertex moves.
 //
 // Closed components come out with positive volume. So do those whose holes are small
 // beside them; sheets face up the axis that they lean to most.

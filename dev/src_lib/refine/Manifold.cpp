@@ -137,25 +137,26 @@ private:
         return true;
     }
 
-    // What was cut loose and is small beside what it was cut from.
+    // What hangs together with something much larger at single vertices, or was cut
+    // loose from it.
     void removeLoosePieces() {
-        const Patches& patches = *pPatches;
-        if (patches.vManySides.empty()) return;
         DisjointSets pieces(mesh.numTriangles());
-        for (std::uint32_t side = 0; side < patches.vPartner.size(); ++side)
-            if (patches.vPartner[side] != none) pieces.join(side / 3, patches.vPartner[side] / 3);
+        for (std::uint32_t side = 0; side < mesh.vTriples.size(); ++side)
+            if (pPatches->vPartner[side] != none) pieces.join(side / 3, pPatches->vPartner[side] / 3);
         std::vector<std::uint32_t> vSize(mesh.numTriangles());
         for (std::uint32_t t = 0; t < vSize.size(); ++t) ++vSize[pieces.find(t)];
-        std::vector<bool> vLoose(mesh.numTriangles());  // by root
-        for (const std::uint32_t first : patches.vManySides) {
-            const auto edge = sidesFrom(vSides, first);
-            std::uint32_t largest = 0;
-            for (const EdgeSide& entry : edge) largest = std::max(largest, vSize[pieces.find(entry.second / 3)]);
-            for (const EdgeSide& entry : edge) {
-                const std::uint32_t root = pieces.find(entry.second / 3);
-                if (vSize[root] <= maxLoosePiece && largest >= looseFactor * vSize[root]) vLoose[root] = true;
-            }
-        }
+        const auto forEachCorner = [&](auto&& f) {
+            for (std::uint32_t corner = 0; corner < mesh.vTriples.size(); ++corner)
+                f(pieces.find(corner / 3), mesh.vTriples[corner]);
+        };
+        std::vector<std::uint32_t> vLargest(mesh.vVertices.size());  // at each vertex
+        forEachCorner([&](std::uint32_t piece, std::uint32_t vertex) {
+            vLargest[vertex] = std::max(vLargest[vertex], vSize[piece]);
+        });
+        std::vector<bool> vLoose(mesh.numTriangles());  // by piece
+        forEachCorner([&](std::uint32_t piece, std::uint32_t vertex) {
+            if (vSize[piece] <= maxLoosePiece && vLargest[vertex] >= looseFactor * vSize[piece]) vLoose[piece] = true;
+        });
         std::vector<bool> vDead(mesh.numTriangles());
         for (std::uint32_t t = 0; t < vDead.size(); ++t) vDead[t] = vLoose[pieces.find(t)];
         const auto numDead = static_cast<std::size_t>(std::count(vDead.begin(), vDead.end(), true));

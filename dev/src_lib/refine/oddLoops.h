@@ -13,9 +13,10 @@ namespace QUOR_ZEF {
 // Closes short loops of edges that an odd number of triangles share, with triangles
 // of the smallest area among their own vertices, appended to the mesh: whatever
 // pairs the triangles at such edges form, one would stay alone and leave a hole. A
-// loop has at most 12 edges, or 8 if all of them are plain borders. No triangle is
-// made twice. Returns the number of loops closed.
-// O(n), and O(12^3 log n) a loop.
+// loop has at most 12 edges; at most 8 if it is a plain border; but 40 in a body
+// that has no large holes, if the filling goes on like what is around it. No
+// triangle is made twice. Returns the number of loops closed.
+// O(n), and O(40^3 log n) a loop.
 std::size_t closeOddLoops(FlatMesh& mesh, const std::vector<EdgeSide>& vSides, const Patches& patches);
 
 }  // namespace QUOR_ZEF
