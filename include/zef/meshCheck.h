@@ -80,7 +80,11 @@ struct ManifoldReport {
     std::size_t numRemovedDuplicates = 0;      // triangles on the vertices of an earlier one
     std::size_t numRemovedSheets = 0;          // spurious small sheets,
     std::size_t numRemovedSheetTriangles = 0;  // and their triangles
-    std::size_t numNonManifoldEdges = 0;       // after these removals
+    std::size_t numClosedLoops = 0;            // short loops of edges of an odd number of triangles,
+    std::size_t numRenewedPlaces = 0;          // small places that were cut out and filled anew,
+    std::size_t numRenewedTriangles = 0;       // and their triangles before
+    std::size_t numAddedTriangles = 0;         // that close these loops and places
+    std::size_t numNonManifoldEdges = 0;       // after that
     std::size_t numSeamEdges = 0;              // cut since the surface there has one side only
     std::size_t numSplitVertices = 0;          // vertices that got copies
     std::size_t numAddedVertices = 0;          // those copies
@@ -94,14 +98,22 @@ struct ManifoldReport {
 // afterwards checkMesh() finds no non-manifold edge or vertex, no orientation
 // conflict and no duplicate.
 //
-// Triangles on the same vertices as an earlier one go. So does a sheet of at most 20
-// triangles that stands with all its non-manifold edges on two sheets at least ten
-// times as large, which then continue in each other. At other non-manifold edges
-// the triangles that continue best stay together, two and two: across the inside
-// where they bound solids, else the flattest. The others are cut loose, by copies
-// of vertices with all their bits; no vertex moves. A surface with one side is cut.
-// Closed components come out with positive volume, others oriented like the larger
-// part of their triangles. The same mesh always gives the same result.
+// Triangles on the same vertices as an earlier one go. So do small sheets on large
+// ones: membranes across the inside, the thinner half of blisters, fins; wherever
+// that leaves fewer edges of an odd number of triangles. Loops of at most 12 edges
+// with more are filled with triangles among their vertices. So are borders of at most
+// 8 edges in large surfaces, and of 40 in bodies that have no large holes, but no open
+// ends that a lid would close at an angle. At other non-manifold edges the
+// triangles are joined in pairs, around the inside of bodies, else the flattest
+// ones, and pairs are cut apart by copies of vertices with all their bits. Places of
+// at most 3000 triangles where that would tear a hole, or where the surface has one
+// side, are cut out and filled again, some two edges off at the most. What
+// is left of these faults is cut open; what then hangs loose with 20 triangles or less
+// at something ten times as large, also at a vertex, goes. No vertex moves.
+//
+// Closed components come out with positive volume. So do those whose holes are small
+// beside them; sheets face up the axis that they lean to most.
+// The same mesh always gives the same result.
 //
 // Points that the mesh has handed out become invalid. Null fails an ASSEX.
 // O(n log n), one parallel sort.

@@ -18,6 +18,12 @@ std::vector<EdgeSide> sortSides(const std::vector<std::uint32_t>& vTriples) {
     return vSides;
 }
 
+std::span<const EdgeSide> sidesAt(const std::vector<EdgeSide>& vSides, std::uint32_t a, std::uint32_t b) {
+    const uint64 key = uint64{std::min(a, b)} << 32 | std::max(a, b);
+    const auto first = std::lower_bound(vSides.begin(), vSides.end(), EdgeSide(key, 0));
+    return {first, std::lower_bound(first, vSides.end(), EdgeSide(key + 1, 0))};
+}
+
 // Each triangle is looked at once, at the edge of its two lower vertices.
 std::vector<std::uint32_t> findDuplicates(const std::vector<std::uint32_t>& vTriples,
                                           const std::vector<EdgeSide>& vSides) {
@@ -36,6 +42,13 @@ std::vector<std::uint32_t> findDuplicates(const std::vector<std::uint32_t>& vTri
     });
     std::sort(vDuplicates.begin(), vDuplicates.end());
     return vDuplicates;
+}
+
+void removeTriangles(std::vector<std::uint32_t>& vTriples, const std::vector<bool>& vDead) {
+    std::size_t to = 0;
+    for (std::size_t side = 0; side < vTriples.size(); ++side)
+        if (!vDead[side / 3]) vTriples[to++] = vTriples[side];
+    vTriples.resize(to);
 }
 
 }  // namespace QUOR_ZEF

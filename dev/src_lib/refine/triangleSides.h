@@ -16,6 +16,10 @@ namespace QUOR_ZEF {
 // The two vertices of an edge in one number (lower one above), and a side there.
 using EdgeSide = std::pair<uint64, std::uint32_t>;
 
+// Where more triangles meet at one edge, nothing says which of them are at fault; and
+// to look at all of them for each would take forever.
+constexpr std::size_t maxCrowd = 16;
+
 inline std::uint32_t nextSide(std::uint32_t side) {
     return side % 3 == 2 ? side - 2 : side + 1;
 }
@@ -29,6 +33,9 @@ inline std::uint32_t lowerVertex(const EdgeSide& edgeSide) {
 // All sides by (edge, side), so that the sides of one edge stand together. No
 // triangle may repeat a vertex. More than 2^32 / 3 triangles fail an ASSEX.
 std::vector<EdgeSide> sortSides(const std::vector<std::uint32_t>& vTriples);
+
+// The sides between two vertices, none if there is no edge. O(log n).
+std::span<const EdgeSide> sidesAt(const std::vector<EdgeSide>& vSides, std::uint32_t a, std::uint32_t b);
 
 // Calls f(sides of one edge) for each edge in order.
 template <class F>
@@ -47,6 +54,9 @@ inline std::uint32_t cornerAt(const std::vector<std::uint32_t>& vTriples, std::u
 // Triangles that have the vertices of an earlier one, ascending.
 std::vector<std::uint32_t> findDuplicates(const std::vector<std::uint32_t>& vTriples,
                                           const std::vector<EdgeSide>& vSides);
+
+// Removes the marked triangles; the others keep their order.
+void removeTriangles(std::vector<std::uint32_t>& vTriples, const std::vector<bool>& vDead);
 
 // Disjoint sets of numbers; the root of a set is its lowest number.
 class DisjointSets {

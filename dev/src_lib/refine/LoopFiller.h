@@ -1,0 +1,46 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include "refine/FlatMesh.h"
+#include "refine/triangleSides.h"
+
+namespace QUOR_ZEF {
+
+// Fills loops of vertices with triangles among them, of the smallest area and, where
+// that is possible, across no edge that is there already. Triangles that exist, or
+// that it has made before, are not made again.
+//
+// Borrows all; vDead marks triangles that count as gone.
+class LoopFiller {
+public:
+    static constexpr std::size_t maxLoop = 160;  // vertices
+
+    LoopFiller(const FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, const std::vector<bool>& vDead_)
+        : mesh(mesh_), vSides(vSides_), vDead(vDead_) {}
+
+    // Appends the corners of the triangles, which run along the loop; false, with
+    // nothing appended, if there is no filling. O(n^3 log N).
+    bool fill(const std::vector<std::uint32_t>& vLoop_, std::vector<std::uint32_t>& vNew);
+
+private:
+    const FlatMesh& mesh;
+    const std::vector<EdgeSide>& vSides;
+    const std::vector<bool>& vDead;
+    std::vector<std::uint32_t> vLoop;
+    // Of the part of the loop between two of its vertices, row by row.
+    std::vector<double> vCost;
+    std::vector<std::size_t> vThird;
+    std::set<std::array<std::uint32_t, 3>> sMade;  // sorted corners
+
+    std::size_t at(std::size_t i, std::size_t k) const { return i * vLoop.size() + k; }
+    void solve(std::size_t i, std::size_t k);
+    double crossingCost() const;
+    double costOf(std::uint32_t a, std::uint32_t b, std::uint32_t c) const;
+    void add(std::size_t i, std::size_t k, std::vector<std::uint32_t>& vNew);
+};
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,231 @@
+#include "refine/defects.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+
+#include "refine/FillRefiner.h"
+#include "refine/LoopFiller.h"
+#include "refine/ShortLoops.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::uint32_t none = 0xffffffffu;
+constexpr std::size_t maxPlace = 3000;  // triangles
+constexpr std::size_t maxIsland = 30;   // triangles
+constexpr double maxDeviation = 1.0;    // mean edges of a place between it and its filling,
+constexpr double maxStray = 5.0;        // and between the first filling and it
+
+class DefectRenewer {
+public:
+    DefectRenewer(FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_)
+        : mesh(mesh_),
+          vSides(vSides_),
+          vMarked(mesh_.vVertices.size()),
+          vDead(mesh_.numTriangles()),
+          places(mesh_.vVertices.size()) {}
+
+    RenewedDefects renew(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& vDefectEdges, int numRings) {
+        for (const auto& [a, b] : vDefectEdges) vMarked[a] = vMarked[b] = true;
+        for (int ring = 0; ring < numRings; ++ring) grow();
+        gatherPlaces();
+        gatherRims();
+        ShortLoops loops(vRim);
+        LoopFiller filler(mesh, vSides, vDead);
+        for (std::size_t i = 0, end = 0; i < vPlaced.size(); i = end) {
+            for (end = i; end < vPlaced.size() && vPlaced[end].first == vPlaced[i].first;) ++end;
+            refill(vPlaced[i].first, {vPlaced.data() + i, end - i}, loops, filler);
+        }
+        finish();
+        return renewed;
+    }
+
+private:
+    FlatMesh& mesh;
+    const std::vector<EdgeSide>& vSides;
+    std::vector<bool> vMarked;                                      // vertices whose triangles go
+    std::vector<bool> vDead;                                        // triangles
+    DisjointSets places;                                            // of marked vertices
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> vPlaced;   // lowest marked vertex of the place, triangle
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> vIslands;  // triangle, place
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> vRim;      // vertices of edges that would be odd
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> vRimOf;    // place, rim edge
+    std::vector<std::uint32_t> vNew;
+    RenewedDefects renewed;
+
+    std::span<const std::uint32_t> cornersOf(std::size_t t) const { return {mesh.vTriples.data() + 3 * t, 3}; }
+    bool touches(std::size_t t) const {
+        const auto corners = cornersOf(t);
+        return vMarked[corners[0]] || vMarked[corners[1]] || vMarked[corners[2]];
+    }
+
+    void grow() {
+        const std::vector<bool> vBefore = vMarked;
+        for (std::size_t t = 0; t < mesh.numTriangles(); ++t) {
+            const auto corners = cornersOf(t);
+            if (vBefore[corners[0]] || vBefore[corners[1]] || vBefore[corners[2]])
+                for (const std::uint32_t vertex : corners) vMarked[vertex] = true;
+        }
+    }
+
+    void gatherPlaces() {
+        for (std::uint32_t t = 0; t < mesh.numTriangles(); ++t) {
+            std::uint32_t first = none;
+            for (const std::uint32_t vertex : cornersOf(t)) {
+                if (!vMarked[vertex]) continue;
+                if (first == none)
+                    vPlaced.emplace_back(vertex, t);
+                else
+                    places.join(first, vertex);
+                first = vertex;
+            }
+        }
+        for (const auto& [place, t] : vPlaced) vDead[t] = true;
+        for (std::size_t i = 0, num = vPlaced.size(); i < num; ++i) addIslandsAt(vPlaced[i].first, vPlaced[i].second);
+        std::sort(vIslands.begin(), vIslands.end());
+        // Places that touch stay or go together.
+        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
+            std::uint32_t first = none;
+            for (const EdgeSide& entry : edge) {
+                if (!vDead[entry.second / 3]) continue;
+                if (first != none) places.join(first, placeOf(entry.second / 3));
+                first = placeOf(entry.second / 3);
+            }
+        });
+        for (auto& [place, t] : vPlaced) place = places.find(place);
+        std::sort(vPlaced.begin(), vPlaced.end());
+    }
+
+    // Small pieces around which there is nothing but places go with them.
+    void addIslandsAt(std::uint32_t place, std::uint32_t dead) {
+        std::vector<std::uint32_t> vPiece;
+        forEachNeighbour(dead, [&](std::uint32_t seed) {
+            bool bIsland = !hasBorder(seed);
+            vPiece.assign(1, seed);
+            for (std::size_t i = 0; i < vPiece.size() && bIsland; ++i)
+                forEachNeighbour(vPiece[i], [&](std::uint32_t t) {
+                    if (std::find(vPiece.begin(), vPiece.end(), t) != vPiece.end()) return;
+                    vPiece.push_back(t);
+                    bIsland = bIsland && vPiece.size() <= maxIsland && !hasBorder(t);
+                });
+            if (!bIsland) return;
+            for (const std::uint32_t t : vPiece) {
+                vDead[t] = true;
+                vIslands.emplace_back(t, place);
+                vPlaced.emplace_back(place, t);
+            }
+        });
+    }
+    bool hasBorder(std::uint32_t t) const {
+        for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side)
+            if (sidesAt(vSides, mesh.vTriples[side], mesh.vTriples[nextSide(side)]).size() == 1) return true;
+        return false;
+    }
+    // Live triangles across the edges of one.
+    template <class F>
+    void forEachNeighbour(std::uint32_t t, F&& f) const {
+        for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side) {
+            const auto sides = sidesAt(vSides, mesh.vTriples[side], mesh.vTriples[nextSide(side)]);
+            if (sides.size() > maxCrowd) continue;
+            for (const EdgeSide& entry : sides)
+                if (!vDead[entry.second / 3]) f(entry.second / 3);
+        }
+    }
+
+    // Edges at which the places would leave an odd number of triangles.
+    void gatherRims() {
+        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
+            std::size_t numDead = 0;
+            std::uint32_t dead = 0;
+            for (const EdgeSide& entry : edge) {
+                if (!vDead[entry.second / 3]) continue;
+                ++numDead;
+                dead = entry.second / 3;
+            }
+            if (numDead == 0 || (edge.size() - numDead) % 2 == 0) return;
+            vRimOf.emplace_back(placeOf(dead), static_cast<std::uint32_t>(vRim.size()));
+            vRim.emplace_back(lowerVertex(edge[0]), static_cast<std::uint32_t>(edge[0].first & none));
+        });
+        std::sort(vRimOf.begin(), vRimOf.end());
+    }
+    std::uint32_t placeOf(std::uint32_t t) {
+        const auto island = std::lower_bound(vIslands.begin(), vIslands.end(), std::pair(t, 0u));
+        if (island != vIslands.end() && island->first == t) return places.find(island->second);
+        const auto corners = cornersOf(t);
+        return places.find(*std::find_if(corners.begin(), corners.end(), [&](std::uint32_t v) { return vMarked[v]; }));
+    }
+
+    void refill(std::uint32_t place, std::span<const std::pair<std::uint32_t, std::uint32_t>> vTriangles,
+                ShortLoops& loops, LoopFiller& filler) {
+        const std::size_t numBefore = vNew.size();
+        bool bOK = vTriangles.size() <= maxPlace;
+        auto it = std::lower_bound(vRimOf.begin(), vRimOf.end(), std::pair(place, 0u));
+        for (; bOK && it != vRimOf.end() && it->first == place; ++it)
+            bOK = loops.isUsedUp(it->second) || fillLoopAt(it->second, loops, filler);
+        if (bOK && bendToOld(vTriangles, numBefore)) {
+            ++renewed.numPlaces;
+            renewed.numRemoved += vTriangles.size();
+            return;
+        }
+        vNew.resize(numBefore);
+        for (const auto& [own, t] : vTriangles) vDead[t] = false;
+    }
+    // Whether the new triangles run where the old ones have run, once they are bent there.
+    bool bendToOld(std::span<const std::pair<std::uint32_t, std::uint32_t>> vTriangles, std::size_t firstNew) {
+        double length = 0.0;
+        std::vector<std::uint32_t> vInner;
+        for (const auto& [place, t] : vTriangles) {
+            const auto corners = cornersOf(t);
+            for (std::size_t i = 0; i < 3; ++i) {
+                length += (mesh.vVertices[corners[i]] - mesh.vVertices[corners[(i + 1) % 3]]).length();
+                if (vMarked[corners[i]]) vInner.push_back(corners[i]);
+            }
+        }
+        std::sort(vInner.begin(), vInner.end());
+        vInner.erase(std::unique(vInner.begin(), vInner.end()), vInner.end());
+        const double meanEdge = length / static_cast<double>(3 * vTriangles.size());
+        std::vector<std::uint32_t> vFilling(vNew.begin() + static_cast<std::ptrdiff_t>(firstNew), vNew.end());
+        if (!runsAlong(vFilling, vInner, maxStray * meanEdge)) return false;
+        if (!FillRefiner(mesh).refine(vInner, maxDeviation * meanEdge, vFilling)) return false;
+        vNew.resize(firstNew);
+        vNew.insert(vNew.end(), vFilling.begin(), vFilling.end());
+        return true;
+    }
+    // Caps that cut off what a place runs around are no filling of it.
+    bool runsAlong(const std::vector<std::uint32_t>& vTriples, const std::vector<std::uint32_t>& vInner,
+                   double allowed) const {
+        const auto isNear = [&](const Point3& p) {
+            return std::any_of(vInner.begin(), vInner.end(),
+                               [&](std::uint32_t v) { return (mesh.vVertices[v] - p).length() <= allowed; });
+        };
+        for (std::size_t i = 0; i < vTriples.size(); i += 3) {
+            const Point3 &a = mesh.vVertices[vTriples[i]], &b = mesh.vVertices[vTriples[i + 1]],
+                         &c = mesh.vVertices[vTriples[i + 2]];
+            if (!isNear(a + ((b - a) * (1.0 / 3.0)) + ((c - a) * (1.0 / 3.0)))) return false;
+        }
+        return true;
+    }
+    bool fillLoopAt(std::uint32_t rimEdge, ShortLoops& loops, LoopFiller& filler) {
+        if (!loops.find(rimEdge, LoopFiller::maxLoop) || !filler.fill(loops.vLoop, vNew)) return false;
+        loops.useUp();
+        return true;
+    }
+
+    void finish() {
+        if (renewed.numPlaces == 0) return;
+        removeTriangles(mesh.vTriples, vDead);
+        mesh.vTriples.insert(mesh.vTriples.end(), vNew.begin(), vNew.end());
+        renewed.numAdded = vNew.size() / 3;
+    }
+};
+
+}  // namespace
+
+RenewedDefects renewDefects(FlatMesh& mesh, const std::vector<EdgeSide>& vSides,
+                            const std::vector<std::pair<std::uint32_t, std::uint32_t>>& vDefectEdges, int numRings) {
+    return DefectRenewer(mesh, vSides).renew(vDefectEdges, numRings);
+}
+
+}  // namespace QUOR_ZEF

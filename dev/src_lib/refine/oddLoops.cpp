@@ -1,0 +1,150 @@
+#include "refine/oddLoops.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+#include "geometry/freeFunctions.h"
+#include "refine/LoopFiller.h"
+#include "refine/ShortLoops.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::size_t maxLoop = 12;        // edges
+constexpr std::size_t maxPinhole = 8;      // edges of a loop of borders only
+constexpr std::size_t maxSmallHole = 40;   // the same, in a body that has no large holes
+constexpr std::uint32_t patchFactor = 10;  // triangles of the patch for each edge of these
+constexpr double trianglesOfHole = 0.2;    // by the square of its edges, where all are of one size
+constexpr double maxHoles = 0.05;          // of a body, over its triangles
+constexpr double maxBend = 60.0;           // degrees, mean between a filling and what is around it
+
+constexpr std::uint32_t none = Patches::none;
+
+class OddLoops {
+public:
+    OddLoops(FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, const Patches& patches_)
+        : mesh(mesh_), vSides(vSides_), patches(patches_) {}
+
+    std::size_t close() {
+        findOddEdges();
+        if (vEnds.empty()) return 0;
+        findBodies();
+        ShortLoops loops(vEnds);
+        const std::vector<bool> vDead(mesh.numTriangles());
+        LoopFiller filler(mesh, vSides, vDead);
+        std::vector<std::uint32_t> vNew;
+        std::size_t numClosed = 0;
+        for (std::uint32_t edge = 0; edge < vEnds.size(); ++edge) {
+            if (!loops.find(edge, maxLengthAt(edge)) || !isMendable(loops)) continue;
+            const std::size_t numBefore = vNew.size();
+            if (!filler.fill(loops.vLoop, vNew)) continue;
+            if (vBorderSide[edge] != none && loops.vLoop.size() > maxPinhole &&
+                bendOf(loops, vNew, numBefore) > maxBend) {
+                vNew.resize(numBefore);
+                continue;
+            }
+            loops.useUp();
+            ++numClosed;
+        }
+        mesh.vTriples.insert(mesh.vTriples.end(), vNew.begin(), vNew.end());
+        return numClosed;
+    }
+
+private:
+    FlatMesh& mesh;
+    const std::vector<EdgeSide>& vSides;
+    const Patches& patches;
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> vEnds;  // of each odd edge
+    std::vector<std::uint32_t> vBorderSide;                      // the only one there, else none
+    std::vector<bool> vBody;                                     // patches that have no large holes
+
+    void findOddEdges() {
+        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
+            if (edge.size() % 2 == 0) return;
+            vEnds.emplace_back(lowerVertex(edge[0]), static_cast<std::uint32_t>(edge[0].first & none));
+            vBorderSide.push_back(edge.size() == 1 ? edge[0].second : none);
+        });
+    }
+
+    void findBodies() {
+        DisjointSets loops(mesh.vVertices.size());
+        std::vector<std::uint32_t> vLength(mesh.vVertices.size());
+        const auto forEachBorder = [&](auto&& f) {
+            for (std::size_t i = 0; i < vEnds.size(); ++i)
+                if (vBorderSide[i] != none) f(i);
+        };
+        forEachBorder([&](std::size_t i) { loops.join(vEnds[i].first, vEnds[i].second); });
+        forEachBorder([&](std::size_t i) { ++vLength[loops.find(vEnds[i].first)]; });
+        // Each edge of a loop brings the length of it, which makes the square.
+        std::vector<double> vHoles(patches.vSize.size());
+        forEachBorder([&](std::size_t i) {
+            vHoles[patches.patchAt(vBorderSide[i])] += trianglesOfHole * vLength[loops.find(vEnds[i].first)];
+        });
+        vBody.resize(patches.vSize.size());
+        for (std::size_t i = 0; i < vBody.size(); ++i) vBody[i] = vHoles[i] <= maxHoles * patches.vSize[i];
+    }
+    std::size_t maxLengthAt(std::uint32_t edge) const {
+        const std::uint32_t side = vBorderSide[edge];
+        return side == none || !vBody[patches.patchAt(side)] ? maxLoop : maxSmallHole;
+    }
+
+    // Whether a filling is a repair. The whole outline of a small patch is no hole, and
+    // a filling that no orientation of a patch fits would make a surface of one side.
+    bool isMendable(const ShortLoops& loops) const {
+        const std::size_t n = loops.vLoop.size();
+        std::size_t numLarge = 0, maxBorder = maxSmallHole;
+        std::vector<std::pair<std::uint32_t, bool>> vAlong;  // patch, whether it runs along the loop
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::uint32_t side = vBorderSide[loops.vLoopEdges[i]];
+            if (side == none) continue;
+            const std::uint32_t patch = patches.patchAt(side);
+            if (patches.vSize[patch] >= patchFactor * n) ++numLarge;
+            if (!vBody[patch]) maxBorder = maxPinhole;
+            vAlong.emplace_back(patch, (mesh.vTriples[side] == loops.vLoop[i]) != (patches.vFlip[side / 3] != 0));
+        }
+        if (vAlong.empty()) return n <= maxLoop;
+        if (numLarge < n || n > maxBorder) return false;
+        std::sort(vAlong.begin(), vAlong.end());
+        vAlong.erase(std::unique(vAlong.begin(), vAlong.end()), vAlong.end());
+        const auto samePatch = [](const auto& a, const auto& b) { return a.first == b.first; };
+        return std::adjacent_find(vAlong.begin(), vAlong.end(), samePatch) == vAlong.end();
+    }
+
+    // The end of a pipe would be closed by a lid, at a right angle to it.
+    double bendOf(const ShortLoops& loops, const std::vector<std::uint32_t>& vNew, std::size_t firstNew) const {
+        double sum = 0.0;
+        const std::size_t n = loops.vLoop.size();
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::uint32_t side = vBorderSide[loops.vLoopEdges[i]];
+            const std::uint32_t a = loops.vLoop[i], b = loops.vLoop[(i + 1) % n];
+            for (std::size_t t = firstNew; t < vNew.size(); t += 3) {
+                const auto corner = vNew.begin() + static_cast<std::ptrdiff_t>(t);
+                if (std::find(corner, corner + 3, a) == corner + 3 || std::find(corner, corner + 3, b) == corner + 3)
+                    continue;
+                // The new triangles run along the loop; the old one there should run against it.
+                const double angle = getAngleDeg(normalOf(corner[0], corner[1], corner[2]), normalAt(side));
+                sum += mesh.vTriples[side] == a ? 180.0 - angle : angle;
+                break;
+            }
+        }
+        return sum / static_cast<double>(n);
+    }
+    Vector3 normalOf(std::uint32_t a, std::uint32_t b, std::uint32_t c) const {
+        bool bOK = false;
+        return triNormal(&mesh.vVertices[a], &mesh.vVertices[b], &mesh.vVertices[c], bOK);
+    }
+    Vector3 normalAt(std::uint32_t side) const {
+        const std::uint32_t* corners = mesh.vTriples.data() + side / 3 * 3;
+        return normalOf(corners[0], corners[1], corners[2]);
+    }
+};
+
+}  // namespace
+
+std::size_t closeOddLoops(FlatMesh& mesh, const std::vector<EdgeSide>& vSides, const Patches& patches) {
+    return OddLoops(mesh, vSides, patches).close();
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "refine/FlatMesh.h"
+#include "refine/Patches.h"
+#include "refine/triangleSides.h"
+
+namespace QUOR_ZEF {
+
+// Closes short loops of edges that an odd number of triangles share, with triangles
+// of the smallest area among their own vertices, appended to the mesh: whatever
+// pairs the triangles at such edges form, one would stay alone and leave a hole. A
+// loop has at most 12 edges; at most 8 if it is a plain border; but 40 in a body
+// that has no large holes, if the filling goes on like what is around it. No
+// triangle is made twice. Returns the number of loops closed.
+// O(n), and O(40^3 log n) a loop.
+std::size_t closeOddLoops(FlatMesh& mesh, const std::vector<EdgeSide>& vSides, const Patches& patches);
+
+}  // namespace QUOR_ZEF
