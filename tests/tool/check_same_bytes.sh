@@ -10,7 +10,7 @@ tool=$1 make_scan=$2 folder=$3
 shift 3
 rm -rf "$folder"
 mkdir -p "$folder"
-"$make_scan" "$folder/scan.ply" 40000 >/dev/null
+"$make_scan" "$folder/scan.ply" 20000 >/dev/null
 num_failed=0
 
 # The words in front of the tool are settings of its environment.

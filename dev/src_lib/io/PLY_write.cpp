@@ -111,6 +111,7 @@ RowPart rowPartOf(const PlyFileImpl::Group& group) {
 
 void writeLittleEndian(AtomicFile& out, const std::vector<PlyFileImpl::Group>& vGroups, uint64 numRows) {
     std::vector<RowPart> vParts;
+    vParts.reserve(vGroups.size());
     for (const PlyFileImpl::Group& group : vGroups) vParts.push_back(rowPartOf(group));
     for (uint64 row = 0; row < numRows; ++row) {
         for (RowPart& part : vParts) {
