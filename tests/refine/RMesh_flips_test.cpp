@@ -157,18 +157,10 @@ TEST_F(RMeshFlips, candidatesAreTheEdgesThatGainBestFirst) {
     std::stable_sort(vExpected.begin(), vExpected.end(), [](auto& a, auto& b) { return a.first > b.first; });
     EXPECT_EQ(vFound, vExpected);
     EXPECT_TRUE(failsWith("vImpRE.empty()", [&] { mesh.getEdgeFlipCandidates_MT(vRE, 0.005, 0.0, vFound); }));
-    // Heat admits worse ones, a negative bound all of them.
-    const auto vTemperatures = RMesh::getAnnealingSchedule();
-    std::size_t last = vFound.size();
-    for (const double temperature : {vTemperatures.back(), vTemperatures.front()}) {
-        std::vector<std::pair<double, REdge*>> vHot;
-        mesh.getEdgeFlipCandidates_MT(vRE, 0.0, temperature, vHot);
-        EXPECT_GT(vHot.size(), last);
-        last = vHot.size();
-    }
-    std::vector<std::pair<double, REdge*>> vAll;
-    mesh.getEdgeFlipCandidates_MT(vRE, -1e300, 0.0, vAll);
-    EXPECT_GT(vAll.size(), last);
+    // Heat admits worse ones.
+    std::vector<std::pair<double, REdge*>> vHot;
+    mesh.getEdgeFlipCandidates_MT(vRE, 0.0, RMesh::getAnnealingSchedule().front(), vHot);
+    EXPECT_GT(vHot.size(), vFound.size());
 }
 
 TEST_F(RMeshFlips, scheduleHasTwentyNinePasses) {
@@ -190,35 +182,26 @@ TEST_F(RMeshFlips, giveTheSameBytesForAnyNumberOfThreads) {
     EXPECT_EQ(sResults.size(), 1u);
 }
 
-TEST_F(RMeshFlips, dropDeadRecordsKeepsEveryOrder) {
-    // Triangles by rank among the live ones: edges in order, fans in order.
-    const auto orders = [](const RMesh& mesh) {
-        std::vector<std::uint32_t> vRank(mesh.getNumTriangles()), v;
-        std::uint32_t next = 0;
-        for (const RTriangle* pRT : liveTriangles(mesh)) vRank[pRT->getNumber()] = next++;
-        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i)
-            for (const RTriangle* pRT : mesh.getEdge(i)->triangles()) v.push_back(vRank[pRT->getNumber()]);
-        for (std::uint32_t i = 0; i < mesh.getNumVertices(); ++i)
-            for (const std::uint32_t number : mesh.getFan(mesh.getVertex(i))) v.push_back(vRank[number]);
-        return v;
-    };
+TEST_F(RMeshFlips, dropDeadRecordsChangesNothingThatFlipsSee) {
     for (std::uint32_t seed = 0; seed < 20; ++seed) {
         const Shape soup = seed == 0 ? gridSheet(12, 12) : randomSoup(seed);
-        RMesh mesh(soup.vertices, soup.triples, 1.0);
-        printedText([&] { mesh.edgeFlips(); });
-        const auto before = contentsOf(mesh);
-        const auto ordersBefore = orders(mesh);
+        RMesh mesh(soup.vertices, soup.triples, 1.0), plain(soup.vertices, soup.triples, 1.0);
+        printedText([&] {
+            mesh.edgeFlips();
+            plain.edgeFlips();
+        });
         mesh.dropDeadRecords();
         ASSERT_EQ(mesh.getNumTriangles(), mesh.getNumLiveTriangles());
         ASSERT_EQ(mesh.getNumEdges(), edgesOfDegree(mesh, -99).size());
-        ASSERT_EQ(contentsOf(mesh), before);
-        ASSERT_EQ(orders(mesh), ordersBefore);
-        for (const RTriangle* pRT : liveTriangles(mesh)) {
-            for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(contentsOf(mesh), contentsOf(plain));
+        for (const RTriangle* pRT : liveTriangles(mesh))
+            for (int i = 0; i < 3; ++i)
                 ASSERT_EQ(pRT->getRE(i), mesh.findEdge(pRT->getCorner((i + 1) % 3), pRT->getCorner((i + 2) % 3)));
-                ASSERT_FALSE(pRT->getRE(i)->has(pRT->getCorner(i)));
-            }
-        }
+        printedText([&] {
+            mesh.killDegenerate();
+            plain.killDegenerate();
+        });
+        ASSERT_EQ(contentsOf(mesh), contentsOf(plain));
     }
     const Shape shape = gridSheet(30, 30);
     RMesh mesh(shape.vertices, shape.triples, 1.0);

@@ -12,7 +12,6 @@
 #include "geometry/freeFunctions.h"
 #include "refine/RECandidate.h"
 #include "refine/RMesh.h"
-#include "refine/colorDistance.h"
 #include "refine/meshQueries.h"
 #include "support/shapes.h"
 #include "support/threads.h"
@@ -50,55 +49,7 @@ Shape bumpySphere(bool bColor) {
     return shape;
 }
 
-// What is told of the cost, on lists.
-double plainCost(const RMesh& mesh, const REdge* pRE, int dir, double maxSq, double maxDevRad) {
-    const double refused = RECandidate::refused;
-    const Point3 *pSource = dir == 0 ? pRE->p0 : pRE->p1, *pTarget = pRE->getOtherPoint(pSource);
-    const double sq = (*pSource - *pTarget).sqLength(), lenTerm = std::sqrt(std::sqrt(sq) / mesh.cellSize);
-    const double colorTerm =
-        pSource->hasColor() || pTarget->hasColor() ? double{colorDistance(*pRE->p0, *pRE->p1)} : 0.0;
-    if (sq > maxSq || colorTerm > std::min(1.0, 1.0 / lenTerm)) return refused;
-    std::vector<RTriangle*> vSource, vTarget;
-    mesh.getIncidentTriangles(pSource, vSource);
-    mesh.getIncidentTriangles(pTarget, vTarget);
-    std::set<const REdge*> sRing;
-    double sum = 0.0;
-    int count = 0;
-    bool bTogether = false;
-    for (const RTriangle* pRT : vSource) {
-        bTogether = bTogether || pRT->hasCorner(pTarget);
-        if (pRT->hasCorner(pTarget)) continue;
-        const int ici = pRT->getICI(pSource);
-        sRing.insert(pRT->getRE(ici));
-        const Point3 &a = *pRT->getCorner((ici + 1) % 3), &b = *pRT->getCorner((ici + 2) % 3);
-        const Vector3 oldN = cross(a - b, *pSource - b), newN = cross(a - b, *pTarget - b);
-        if (oldN.isDegenerate()) continue;
-        if (newN.length() < 1e-10) return refused;
-        const double d = getAngleRad(normalize(oldN), normalize(newN));
-        if (d > maxDevRad) return refused;
-        sum += d;
-        ++count;
-    }
-    for (const RTriangle* pRT : vTarget)
-        if (!pRT->hasCorner(pSource) && sRing.count(pRT->getRE(pRT->getICI(pTarget)))) return refused;
-    return bTogether ? sum * 100.0 / count + lenTerm + colorTerm * 100.0 : refused;
-}
-
 }  // namespace
-
-TEST_F(RMeshReduce, costIsAsToldOnRandomSoupsAndSpheres) {
-    for (std::uint32_t seed = 0; seed < 30; ++seed) {
-        const Shape shape = seed == 0 ? bumpySphere(true) : randomSoup(seed);
-        const RMesh mesh(shape.vertices, shape.triples, 1.3);
-        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i) {
-            for (const int dir : {0, 1}) {
-                const double cost = mesh.getCollapseCost(mesh.getEdge(i), dir, 4.0, 1.0);
-                const double plain = plainCost(mesh, mesh.getEdge(i), dir, 4.0, 1.0);
-                ASSERT_TRUE(cost == plain || (std::isnan(cost) && std::isnan(plain))) << cost << " " << plain;
-            }
-        }
-    }
-}
 
 TEST_F(RMeshReduce, candidatesStandByCostThenAgeAndFreeOnesFirst) {
     const double nan = std::nan("");
