@@ -13,6 +13,7 @@
 #include "frame/Progress.h"
 #include "frame/Rand15.h"
 #include "refine/RMesh.h"
+#include "refine/reduceTo.h"
 #include "zef/meshOperations.h"
 
 using namespace QUOR_ZEF;
@@ -51,7 +52,10 @@ void onMesh(benchmark::State& state, Fn&& fn) {
                                {"RM_redborder", 1.0},
                                {"RM_redprioq", 1.0},
                                {"RM_redprocprioq", 1.0},
-                               {"RM_smooth", 1.0}});
+                               {"RM_smooth", 1.0},
+                               {"RM_rtscore", 1.0},
+                               {"RM_rtloop", 1.0},
+                               {"RM_rtmeas", 1.0}});
         for (const double temperature : RMesh::getAnnealingSchedule())
             getProgress()->createChild(RMesh::getCandidateStage(temperature), 1.0);
         auto pMesh = noisyTorus();
@@ -77,6 +81,15 @@ void edgeFlipsSimA(benchmark::State& state) {
 void reduce(benchmark::State& state) {
     onMesh(state, [&](RMesh& mesh) { mesh.reduce(1.0, static_cast<double>(state.range(0))); });
 }
+// To a tenth, measured.
+void reduceToTarget(benchmark::State& state) {
+    onMesh(state, [](RMesh& mesh) {
+        FlatMesh flat = flatten(mesh, VertexOrder::MESH);
+        ReduceOptions options;
+        options.targetTriangles = flat.numTriangles() / 10;
+        benchmark::DoNotOptimize(reduceTo(flat, options));
+    });
+}
 // By number of steps.
 void smooth(benchmark::State& state) {
     onMesh(state, [&](RMesh& mesh) {
@@ -91,4 +104,5 @@ void smooth(benchmark::State& state) {
 BENCHMARK(edgeFlips)->Unit(benchmark::kMillisecond);
 BENCHMARK(edgeFlipsSimA)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(reduce)->Arg(10)->Arg(20)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(reduceToTarget)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(smooth)->Arg(1)->Arg(11)->Unit(benchmark::kMillisecond);

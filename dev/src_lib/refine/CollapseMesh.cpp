@@ -101,11 +101,6 @@ void CollapseMesh::fixSeams() {
             for (const std::uint32_t vertex : {vBorder[i], vBorder[i - 1]}) vKind[vertex] = Kind(BORDER | FIXED);
 }
 
-std::uint32_t CollapseMesh::findHeir(std::uint32_t vertex) const {
-    while (vHeir[vertex] != vertex) vertex = vHeir[vertex];
-    return vertex;
-}
-
 std::uint32_t CollapseMesh::newMark() {
     if (newestMark > none - 3) {
         std::fill(vMark.begin(), vMark.end(), 0u);

@@ -33,8 +33,9 @@ public:
     }
     const std::vector<std::uint32_t>& getTriples() const { return vTriples; }
 
-    // The vertex that this one has become part of, itself if it is still there.
-    std::uint32_t findHeir(std::uint32_t vertex) const;
+    // The vertex that this one was merged into, which may have gone the same way
+    // since; itself if it is still there.
+    std::uint32_t getHeir(std::uint32_t vertex) const { return vHeir[vertex]; }
     // Changes with every collapse at the vertex.
     std::uint32_t getVersion(std::uint32_t vertex) const { return vVersion[vertex]; }
     // At the border, and there for good.

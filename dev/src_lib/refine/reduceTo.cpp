@@ -163,10 +163,7 @@ public:
     double measure(const FlatMesh& result, std::vector<float>& vShares) const {
         Progress* pMeasuring = getProgress()->getChildProgressSetTodo("RM_rtmeas", 2);
         const FanSurface reduced = surfaceOf(result);
-        std::vector<std::uint32_t> vHeirs(source.vPos.size());
-        for (std::uint32_t i = 0; i < vHeirs.size(); ++i)
-            if (!source.fan(i).empty()) vHeirs[i] = vNewIndex[mesh.findHeir(i)];
-        const SurfaceDistance forth(source, reduced, std::move(vHeirs), edge);
+        const SurfaceDistance forth(source, reduced, findHeirs(), edge);
         pMeasuring->tick();
         const SurfaceDistance back(reduced, source, vOldIndex, edge);
         pMeasuring->finish(true);
@@ -406,6 +403,17 @@ private:
         const Channels& c = colors.vChannels[vertex];
         point.setColor(byteOf(c[0]), byteOf(c[1]), byteOf(c[2]), byteOf(c[3]));
         return point;
+    }
+
+    // By vertex of the source: the one of the result that it has become part of. Each
+    // goes to a lower one, so that is known before.
+    std::vector<std::uint32_t> findHeirs() const {
+        std::vector<std::uint32_t> vHeirs(vNewIndex.size());
+        for (std::uint32_t i = 0; i < vHeirs.size(); ++i) {
+            const std::uint32_t heir = mesh.getHeir(i);
+            vHeirs[i] = heir == i ? vNewIndex[i] : vHeirs[heir];
+        }
+        return vHeirs;
     }
 
     // The vertices of triangles of the source get a smaller share of the limit.
