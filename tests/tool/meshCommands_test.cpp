@@ -131,6 +131,17 @@ TEST(ToolReduce, reachesTargetsAndTellsTheError) {
     }
 }
 
+// Around a tube of three sides, merges by turn put two rings of triangles on one edge.
+TEST(ToolReduce, mendsWhatMergesByTurnLeaveNonManifold) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("tube.obj", objText(zef_test::torus(30, 3, 3.0, 1.0))));
+    const std::string out = folder.name("out.ply"), command = "reduce --max-turn 170 " + in + " -o " + quoted(out);
+    ASSERT_EQ(runTool(command + " --keep-non-manifold").status, 0);
+    EXPECT_EQ(checked(out, 1)["manifold"], false);
+    ASSERT_EQ(runTool(command).status, 0);
+    EXPECT_EQ(checked(out, 0)["manifold"], true);
+}
+
 TEST(ToolReconstruct, smoothsFlipsAndReducesInOneCall) {
     const TempFolder folder;
     std::string points;
