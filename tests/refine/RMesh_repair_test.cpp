@@ -50,18 +50,6 @@ RMesh makeSquare(const std::vector<std::uint32_t>& vTriples) {
     return RMesh({Point3(0, 0, 0), Point3(2, 0, 0), Point3(2, 2, 0), Point3(0, 2, 0), Point3(1, 1, 0)}, vTriples, 1.0);
 }
 
-// The plain rule, on lists and sets.
-void killDuplicatesPlainly(RMesh& mesh) {
-    std::vector<RTriangle*> vRepeats;
-    for (const REdge* pRE : edgesOfDegree(mesh, -99)) {
-        std::set<const Point3*> sThird;
-        for (RTriangle* pRT : pRE->triangles())
-            if (!sThird.insert(pRT->getThirdPoint(pRE->p0, pRE->p1)).second) vRepeats.push_back(pRT);
-    }
-    for (RTriangle* pRT : vRepeats)
-        if (pRT->isAlive()) pRT->kill(&mesh);
-}
-
 std::size_t countOf(const std::string& text, const std::string& word) {
     std::size_t num = 0;
     for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++num;
@@ -142,17 +130,6 @@ TEST_F(RMeshRepair, killDuplicatesKillsBothWhereTwoEdgesDisagree) {
     mesh.getTriangle(0)->kill(&mesh);  // the last of its edge takes its place, before the other
     mesh.killDuplicateTriangles();
     EXPECT_EQ(mesh.getNumLiveTriangles(), 0u);
-}
-
-TEST_F(RMeshRepair, killDuplicatesAgreesWithThePlainRuleOnRandomSoups) {
-    for (std::uint32_t seed = 0; seed < 60; ++seed) {
-        const Shape soup = randomSoup(seed);
-        RMesh mesh(soup.vertices, soup.triples, 1.0), plain(soup.vertices, soup.triples, 1.0);
-        mesh.killDuplicateTriangles();
-        killDuplicatesPlainly(plain);
-        ASSERT_EQ(cornerNumbers(mesh), cornerNumbers(plain)) << seed;
-        mesh.killDegenerate();  // ends
-    }
 }
 
 TEST_F(RMeshRepair, killDegenerateKeepsAClosedSphereClosed) {
