@@ -115,7 +115,6 @@ void Component::cc_createFacets() {
 
 void Component::cc_labelSides() {
     cc_createFacets();
-    vEdgeNeighbours = facetIndex.getNeighbours(vCellRCD);
     const int endLabel = cc_createFacetComponents();
 
     std::vector<int> vCount(static_cast<std::size_t>(endLabel), 0);
@@ -160,6 +159,7 @@ std::vector<std::uint32_t> Component::findThinWalls() const {
 }
 
 int Component::cc_createFacetComponents() {
+    vEdgeNeighbours = facetIndex.getNeighbours(vCellRCD);
     const std::vector<std::uint32_t> vThinWall = findThinWalls();
     std::vector<std::uint32_t> vQueue;
     int group = firstGroup;
