@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <memory>
 #include <random>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "field/slowSides.h"
 #include "grid/RemoveDecider_RCD.h"
 #include "grid/codeSets.h"
 #include "support/capture.h"
@@ -128,22 +128,147 @@ TEST(Component, closedShellIsUpperOutsideAndLowerInside) {
     }
 }
 
-TEST(Component, labelsOfRandomPiecesEqualThePlainRules) {
-    int numWithSides = 0;
-    for (unsigned seed = 0; seed < 48; ++seed) {
-        const std::vector<uint64> vCells = randomPiece(seed);
-        const CaptureCout quiet;
-        const Piece piece(vCells);
-        SlowSides slow(vCells, piece.vBorder, piece.vSamples);
-        ASSERT_EQ(piece.labels(), slow.label()) << seed;
-        const auto& v = piece.pComponent->vVisibleFacets;
-        const bool bSameStates =
-            std::equal(v.begin(), v.end(), slow.vFacets.begin(), slow.vFacets.end(),
-                       [](const Facet& a, const Facet& b) { return a == b && a.state == b.state; });
-        EXPECT_TRUE(bSameStates);
-        numWithSides += piece.count(0) > 0 && piece.count(1) > 0 && piece.count(-1) > 0;
+// The groups by the plain rule, with a search for every question.
+std::vector<int> plainGroups(const Piece& piece) {
+    const Component& component = *piece.pComponent;
+    std::vector<Facet> vFacets = component.vVisibleFacets;
+    for (Facet& f : vFacets) f.component = -1;
+    RemoveDecider_RCD decider(&component.vCellRCD, &piece.calc);
+    int group = 1;
+    for (Facet& seed : vFacets) {
+        if (seed.component >= 0 || seed.state == FACET_STATE_BORDER) continue;
+        ++group;
+        std::deque<Facet*> queue{&seed};
+        for (; !queue.empty(); queue.pop_front()) {
+            for (int edge = 0; edge < 4; ++edge) {
+                Facet* const n = queue.front()->fetchNeigPtr(component.vCellRCD, vFacets, edge);
+                if (n->state != FACET_STATE_AREA || n->component >= 0 || n->component == -group) continue;
+                n->component = group;
+                queue.push_back(n);
+                if (decider.getOppState(n->rcd, n->dir) != OS_SEPARATED) continue;
+                Facet& opposite = vFacets[component.facetIndex.find(n->rcd, n->dir ^ 1)];
+                if (opposite.component == -1) opposite.component = -group;
+            }
+        }
     }
-    EXPECT_GT(numWithSides, 15);
+    std::vector<int> vGroups;
+    for (const Facet& f : vFacets) vGroups.push_back(f.component);
+    return vGroups;
+}
+
+TEST(Component, groupsOfRandomPiecesEqualThePlainRule) {
+    int numSeveral = 0, numBarred = 0;
+    for (unsigned seed = 0; seed < 40; ++seed) {
+        const CaptureCout quiet;
+        const Piece piece(randomPiece(seed));
+        for (Facet& f : piece.pComponent->vVisibleFacets) f.component = -1;
+        numSeveral += piece.pComponent->cc_createFacetComponents() > 4;
+        ASSERT_EQ(piece.labels(), plainGroups(piece)) << seed;
+        numBarred += piece.count(-2) > 0;
+    }
+    EXPECT_GT(numSeveral, 10);
+    EXPECT_GT(numBarred, 5);
+}
+
+constexpr int g1 = 3, g2 = 2;
+
+// What a sweep does with a facet by the plain rule: its new label, 0 if it sees none, -1 if it stays.
+int plainMajority(const Component& component, const Facet& f, int minCount, bool bResolve) {
+    int num1 = 0, num2 = 0;
+    component.facetIndex.forEachAround(f.rcd, false, [&](std::uint32_t cell) {
+        if (!component.facetIndex.isExposed(cell, f.dir)) return;
+        const int label = component.vVisibleFacets[component.facetIndex.facetOf(cell, f.dir)].component;
+        num1 += label == g1;
+        num2 += label == g2;
+    });
+    if (num1 + num2 == 0) return 0;
+    const bool bBoth = num1 > 0 && num2 > 0;
+    const int best = std::max(num1, num2);
+    if ((bBoth && (!bResolve || best < 2)) || best < minCount) return -1;
+    return num1 > num2 ? g1 : g2;
+}
+
+void plainColorize27(Component& component, std::vector<Facet*>& vList, int minCount, bool bResolve) {
+    std::vector<Facet*> vDeferred, vKept;
+    const auto takeDeferred = [&] {
+        vList.insert(vList.end(), vDeferred.begin(), vDeferred.end());
+        vDeferred.clear();
+    };
+    for (;;) {
+        std::size_t n = 0;
+        vKept.clear();
+        for (Facet* f : vList) {
+            if (f->component == g1 || f->component == g2) continue;
+            const int label = plainMajority(component, *f, minCount, bResolve);
+            if (label > 0) f->component = label;
+            n += label > 0;
+            if (label == 0) vDeferred.push_back(f);
+            if (label == -1) vKept.push_back(f);
+        }
+        vList = vKept;
+        const std::size_t r = vList.size();
+        if (n == 0 || r < 2000 || r / n >= 1001) takeDeferred();
+        if (n != 0) continue;  // these lists are short
+        if (component.cc_colorize_w(vList, g1, g2, 10.0) == 0) return;
+    }
+}
+
+TEST(Component, sweepsByMajorityEqualThePlainRule) {
+    for (unsigned seed = 0; seed < 24; ++seed) {
+        const CaptureCout quiet;
+        const std::vector<uint64> vCells = seed % 6 == 5 ? noisySheet(60, 60, 0.5, seed) : randomPiece(seed);
+        const Piece fast(vCells), plain(vCells);
+        std::mt19937 random(seed);
+        std::vector<Facet*> vFast, vPlain;
+        for (std::size_t i = 0; i < fast.labels().size(); ++i) {
+            Facet &f = fast.pComponent->vVisibleFacets[i], &p = plain.pComponent->vVisibleFacets[i];
+            const bool bLabelled = random() % 8 == 0 && unpackRCD(f.rcd).y % 16 < 7;
+            f.component = p.component = bLabelled ? (random() % 4 ? f.dir % 2 + g2 : g2) : -1;
+            if (bLabelled) continue;
+            vFast.push_back(&f);
+            vPlain.push_back(&p);
+        }
+        for (const int minCount : {5, 3, 2, 1, 1}) {
+            const bool bResolve = minCount == 1 && seed % 2;
+            fast.pComponent->cc_colorize_27(vFast, g1, g2, minCount, bResolve);
+            plainColorize27(*plain.pComponent, vPlain, minCount, bResolve);
+            ASSERT_EQ(fast.labels(), plain.labels()) << seed << " " << minCount;
+        }
+    }
+}
+
+// Of two facets that touch with different labels the one with the higher value goes.
+TEST(Component, theSeamIsCutBestFirst) {
+    int numCut = 0;
+    for (unsigned seed = 0; seed < 12; ++seed) {
+        const CaptureCout quiet;
+        const Piece piece(randomPiece(seed));
+        Component& component = *piece.pComponent;
+        std::vector<Facet>& v = component.vVisibleFacets;
+        std::vector<Facet*> vList;
+        std::mt19937 random(seed);
+        for (Facet& f : v) {
+            f.component = static_cast<int>(random() % 2);
+            vList.push_back(&f);
+        }
+        const std::vector<Facet> vBefore = v;
+        std::vector<double> vValue;
+        for (const Facet& f : v) vValue.push_back(component.cc_getThinWeight(&f));
+        component.cc_makeThinBorder(vList);
+        for (std::uint32_t i = 0; i < v.size(); ++i) {
+            bool bBeaten = false;
+            for (int edge = 0; edge < 4; ++edge) {
+                const std::uint32_t n = component.facetIndex.neighbour(v[i], edge);
+                if (vBefore[n].component == vBefore[i].component) continue;
+                EXPECT_TRUE(v[i].component < 0 || v[n].component < 0);
+                bBeaten = bBeaten || v[n].component >= 0 || vValue[n] <= vValue[i];
+            }
+            if (v[i].component >= 0) continue;
+            EXPECT_TRUE(bBeaten) << seed;
+            ++numCut;
+        }
+    }
+    EXPECT_GT(numCut, 500);
 }
 
 TEST(Component, labelsDoNotDependOnTheThreads) {

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "field/FacetIndex.h"
-#include "support/threads.h"
 #include "support/voxels.h"
 
 namespace {
@@ -117,17 +116,6 @@ TEST(FacetIndex, numbersAndNeighboursEqualTheSearches) {
             const uint64 hidden = vFacets[i].rcd + across[vFacets[i].dir];
             ASSERT_EQ(index.find(hidden, vFacets[i].dir), FacetIndex::npos);
         }
-    }
-}
-
-TEST(FacetIndex, neighboursDoNotDependOnTheThreads) {
-    const std::vector<uint64> vCells = noisySheet(150, 150, 0.7, 3);
-    const FacetIndex index(vCells);
-    ThreadCount one(1);
-    const auto vExpected = index.getNeighbours(vCells);
-    for (const unsigned numThreads : {2u, 16u}) {
-        ThreadCount several(numThreads);
-        EXPECT_EQ(index.getNeighbours(vCells), vExpected);
     }
 }
 

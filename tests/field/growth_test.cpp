@@ -132,44 +132,35 @@ Component::CodePoints slowZero(const Component& component) {
 
 }  // namespace
 
-TEST(CornerSmoother, givesTheBitsOfThePlainRuleForEveryThreadCount) {
+// A layer of inflated corners where none is yet.
+void addLayer(CornerStore& store) {
+    for (uint64 x = 49; x <= 64; ++x) {
+        for (uint64 y = 49; y <= 64; ++y) {
+            if (store.getCorner(packRCD(x, y, 57))) continue;
+            Corner* const pCorner = store.createCorner(packRCD(x, y, 57));
+            pCorner->val = static_cast<float>(x) - 56.5F;
+            pCorner->weight = 0.7F;
+            pCorner->state = ST_INFLATED;
+        }
+    }
+}
+
+TEST(CornerSmoother, givesTheBitsOfThePlainRuleForEveryThreadCountWhileCornersCome) {
     const Calc calc = unitGrid();
     for (unsigned seed = 1; seed <= 6; ++seed) {
         const ThreadCount threads(seed % 3 == 0 ? 16 : seed % 3);
         const bool bUseWeights = seed != 4;
         CornerStore fast(&calc), slow(&calc);
-        fillStore(fast, seed, 2.0F);
-        fillStore(slow, seed, 2.0F);
+        for (CornerStore* pStore : {&fast, &slow}) fillStore(*pStore, seed, 2.0F);
         CornerSmoother smoother(bUseWeights, 0.5F);
         for (const int numPasses : {20, 1, 7}) {
             smoother.smooth(fast, numPasses);
             for (int i = 0; i < numPasses; ++i) slowPass(slow, bUseWeights, 0.5F);
             expectSameCorners(fast, slow);
+            if (numPasses != 20) continue;
+            for (CornerStore* pStore : {&fast, &slow}) addLayer(*pStore);
         }
     }
-}
-
-TEST(CornerSmoother, takesInCornersThatCameLater) {
-    const Calc calc = unitGrid();
-    CornerStore fast(&calc), slow(&calc);
-    CornerSmoother smoother(true, 0.5F);
-    for (CornerStore* pStore : {&fast, &slow}) fillStore(*pStore, 9, 2.0F);
-    smoother.smooth(fast, 3);
-    for (int i = 0; i < 3; ++i) slowPass(slow, true, 0.5F);
-    for (CornerStore* pStore : {&fast, &slow}) {
-        for (uint64 x = 49; x <= 64; ++x) {
-            for (uint64 y = 49; y <= 64; ++y) {
-                if (pStore->getCorner(packRCD(x, y, 57))) continue;
-                Corner* const pCorner = pStore->createCorner(packRCD(x, y, 57));
-                pCorner->val = static_cast<float>(x) - 56.5F;
-                pCorner->weight = 0.7F;
-                pCorner->state = ST_INFLATED;
-            }
-        }
-    }
-    smoother.smooth(fast, 4);
-    for (int i = 0; i < 4; ++i) slowPass(slow, true, 0.5F);
-    expectSameCorners(fast, slow);
 }
 
 TEST(CornerSmoother, printsAtMostOneLineACallForLargeVals) {

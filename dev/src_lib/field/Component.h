@@ -134,6 +134,8 @@ private:
         std::vector<std::array<std::uint8_t, 2>> vCounts;  // by row: facets of equal dir with the lower, upper label
     };
 
+    class MajoritySweeps;
+
     std::uint32_t numberOf(const Facet* pFacet) const {
         return static_cast<std::uint32_t>(pFacet - vVisibleFacets.data());
     }
@@ -145,8 +147,6 @@ private:
     void nameSides(int lowerIndex, int upperIndex);
     void mendPinholes();
     void gatherCubeNeighbours(const std::vector<Facet*>& vList, int lowerIndex, int upperIndex);
-    int sweep27(std::vector<Facet*>& vList, std::vector<Facet*>& vDeferred, const std::array<int, 2>& labels,
-                int minCount, bool bResolve);
     void assignSide(Facet* pFacet, const std::array<int, 2>& labels, std::size_t side);
     int numOtherLabels(const Facet* pFacet) const;
 

@@ -115,7 +115,6 @@ void Component::cc_createFacets() {
 
 void Component::cc_labelSides() {
     cc_createFacets();
-    vEdgeNeighbours = facetIndex.getNeighbours(vCellRCD);
     const int endLabel = cc_createFacetComponents();
 
     std::vector<int> vCount(static_cast<std::size_t>(endLabel), 0);
@@ -160,6 +159,7 @@ std::vector<std::uint32_t> Component::findThinWalls() const {
 }
 
 int Component::cc_createFacetComponents() {
+    vEdgeNeighbours = facetIndex.getNeighbours(vCellRCD);
     const std::vector<std::uint32_t> vThinWall = findThinWalls();
     std::vector<std::uint32_t> vQueue;
     int group = firstGroup;
@@ -247,91 +247,6 @@ void Component::cc_colorizeRest(int lowerIndex, int upperIndex) {
     }
     cube = {};
     cc_makeThinBorder(vCopy);
-}
-
-void Component::gatherCubeNeighbours(const std::vector<Facet*>& vList, int lowerIndex, int upperIndex) {
-    constexpr std::size_t minChunk = 1000;
-    cube.vRowOfFacet.assign(vVisibleFacets.size(), npos);
-    for (std::size_t i = 0; i < vList.size(); ++i) cube.vRowOfFacet[numberOf(vList[i])] = static_cast<std::uint32_t>(i);
-    cube.vCounts.assign(vList.size(), {});
-    cube.vFirst.assign(vList.size() + 1, 0);
-    const auto vParts = parallelChunkResults<std::vector<std::uint32_t>>(
-        vList.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            std::vector<std::uint32_t> vRows;
-            for (std::size_t i = begin; i < end; ++i) {
-                const std::size_t oldSize = vRows.size();
-                facetIndex.forEachAround(vList[i]->rcd, false, [&](std::uint32_t cell) {
-                    if (!facetIndex.isExposed(cell, vList[i]->dir)) return;
-                    const std::uint32_t number = facetIndex.facetOf(cell, vList[i]->dir);
-                    const int label = vVisibleFacets[number].component;
-                    cube.vCounts[i][0] = static_cast<std::uint8_t>(cube.vCounts[i][0] + (label == lowerIndex));
-                    cube.vCounts[i][1] = static_cast<std::uint8_t>(cube.vCounts[i][1] + (label == upperIndex));
-                    if (cube.vRowOfFacet[number] != npos) vRows.push_back(cube.vRowOfFacet[number]);
-                });
-                cube.vFirst[i + 1] = static_cast<std::uint32_t>(vRows.size() - oldSize);
-            }
-            return vRows;
-        });
-    std::partial_sum(cube.vFirst.begin(), cube.vFirst.end(), cube.vFirst.begin());
-    cube.vRows.reserve(cube.vFirst.back());
-    for (const auto& vPart : vParts) cube.vRows.insert(cube.vRows.end(), vPart.begin(), vPart.end());
-}
-
-void Component::assignSide(Facet* pFacet, const std::array<int, 2>& labels, std::size_t side) {
-    pFacet->component = labels[side];
-    if (cube.vRowOfFacet.empty()) return;
-    const std::uint32_t row = cube.vRowOfFacet[numberOf(pFacet)];
-    for (std::uint32_t i = cube.vFirst[row]; i < cube.vFirst[row + 1]; ++i) ++cube.vCounts[cube.vRows[i]][side];
-}
-
-// One pass over the list; returns the number of facets labelled.
-int Component::sweep27(std::vector<Facet*>& vList, std::vector<Facet*>& vDeferred, const std::array<int, 2>& labels,
-                       int minCount, bool bResolve) {
-    int numAssigned = 0;
-    std::size_t numKept = 0;
-    for (Facet* const pFacet : vList) {
-        if (pFacet->component == labels[0] || pFacet->component == labels[1]) continue;
-        const auto [numLower, numUpper] = cube.vCounts[cube.vRowOfFacet[numberOf(pFacet)]];
-        if (numLower == 0 && numUpper == 0) {
-            vDeferred.push_back(pFacet);
-            continue;
-        }
-        const bool bUpper = numUpper > numLower || (numUpper == numLower && labels[1] < labels[0]);
-        const int bestCount = bUpper ? numUpper : numLower;
-        ASSEX(bestCount!=-1);
-        const bool bBoth = numLower > 0 && numUpper > 0;
-        const int needed = bBoth ? std::max(minCount, 2) : minCount;
-        if ((bBoth && !bResolve) || bestCount < needed) {
-            vList[numKept++] = pFacet;
-        } else {
-            assignSide(pFacet, labels, bUpper);
-            ++numAssigned;
-        }
-    }
-    vList.resize(numKept);
-    return numAssigned;
-}
-
-void Component::cc_colorize_27(std::vector<Facet*>& vList, int lowerIndex, int upperIndex, int minCount,
-                               bool bResolve) {
-    if (cube.vRowOfFacet.empty()) gatherCubeNeighbours(vList, lowerIndex, upperIndex);
-    const std::array<int, 2> labels = {lowerIndex, upperIndex};
-    std::vector<Facet*> vDeferred;  // those that see no label
-    const auto takeDeferred = [&] {
-        vList.insert(vList.end(), vDeferred.begin(), vDeferred.end());
-        vDeferred.clear();
-    };
-    for (;;) {
-        const int n = sweep27(vList, vDeferred, labels, minCount, bResolve);
-        const auto r = static_cast<int64>(vList.size());
-        if (n == 0 || r < 2000 || r / n >= 1001) takeDeferred();
-        if (n != 0 && (minCount < 5 || r < 100001 || r / n < 20001)) continue;
-        // Sweeping a long list for few facets costs more than a front along their edges.
-        takeDeferred();
-        const int m = cc_colorize_w(vList, lowerIndex, upperIndex, firmWeight);
-        if (m == 0) return;
-        if (minCount > 5 && r > 100000 && r / m > 50000) return;
-    }
 }
 
 std::pair<int, double> Component::cc_getWeight(const Facet* pFacet, int lowerIndex, int upperIndex) const {

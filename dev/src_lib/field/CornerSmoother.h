@@ -22,7 +22,7 @@ constexpr float smallestVal = 1.17549435e-38F;
 // them. Sums run over the corner itself, then its slots in order, in 32 bits.
 //
 // Memory: 1.4 kB a brick. Threads: one at a time; sweeps are parallel.
-// Cost: about 3 ns for an active corner in a sweep.
+// Cost: 3 to 7 ns for an active corner in a sweep.
 class CornerSmoother {
 public:
     // bUseWeights false: all corners count the same. maxBorderVal: world units.
