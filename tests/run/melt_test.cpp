@@ -20,6 +20,14 @@ std::vector<Point3> cornersOf(const zef_test::Shape& shape) {
     return vCorners;
 }
 
+std::vector<Point3> cornersOf(const Mesh& mesh) {
+    std::vector<Point3*> vPointers;
+    mesh.getTriangles(vPointers);
+    std::vector<Point3> vCorners;
+    for (const Point3* p : vPointers) vCorners.push_back(*p);
+    return vCorners;
+}
+
 // The box from low to high as twelve triangles without common vertices.
 std::vector<Point3> boxCorners(const Point3& low, const Point3& high) {
     const auto corner = [&](int i) {
@@ -79,6 +87,47 @@ TEST(Melt, sharpEdgesOfABoxStaySharp) {
     }
     // Twelve edges of length 2.
     EXPECT_GT(numOnEdges, 0.8 * 12 * 2 / spacing);
+}
+
+// They share no vertex. The surface of what they cover together comes out in one
+// piece, and inside it, also closed, the one of what they share.
+TEST(Melt, overlappingBoxesComeOutAsTheirUnionAndTheirIntersection) {
+    std::vector<Point3> vBoxes = boxCorners({-1, -1, -1}, {1, 1, 1});
+    const std::vector<Point3> vSecond = boxCorners({-0.2, -0.3, -0.4}, {1.8, 1.7, 1.6});
+    vBoxes.insert(vBoxes.end(), vSecond.begin(), vSecond.end());
+    const std::shared_ptr<Mesh> pMesh = melt(vBoxes, 0.0501, 45.0);
+    ASSERT_TRUE(pMesh);
+    ManifoldReport manifold;
+    makeManifold(pMesh, manifold);
+    const MeshReport report = checkMesh(*pMesh);
+    EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented);
+    ASSERT_EQ(report.numComponents, 2u);
+    const double shared = 1.2 * 1.3 * 1.4;
+    const auto [inner, outer] = std::minmax(report.vComponents[0].volume, report.vComponents[1].volume);
+    EXPECT_NEAR(outer, 16.0 - shared, 0.01 * 16.0);
+    EXPECT_NEAR(inner, shared, 0.02 * shared);
+}
+
+// A coarse mesh shows fewer of the cells that it touches; once melted, there is no
+// further change.
+TEST(ToCloud, findsAsManyCellsOnAMeltedMeshAsOnThatMeltedAgain) {
+    for (const zef_test::Shape& shape : {zef_test::torus(120, 60, 1.0, 0.4), zef_test::icosphere(4)}) {
+        for (const double spacing : {0.06, 0.1}) {
+            std::vector<Point3> vCorners = cornersOf(shape);
+            std::vector<double> vNumCells;
+            for (int round = 0; round < 3; ++round) {
+                std::vector<Point3> vCells;
+                toCloud(vCorners, spacing, 45.0, vCells);
+                vNumCells.push_back(static_cast<double>(vCells.size()));
+                const std::shared_ptr<Mesh> pMesh = melt(vCorners, spacing, 45.0);
+                ASSERT_TRUE(pMesh);
+                vCorners = cornersOf(*pMesh);
+            }
+            EXPECT_GT(vNumCells[0], 0.85 * vNumCells[1]);
+            EXPECT_LE(vNumCells[0], vNumCells[1]);
+            EXPECT_NEAR(vNumCells[2], vNumCells[1], 0.02 * vNumCells[1]);
+        }
+    }
 }
 
 TEST(ToCloud, appendsOneSamplePerTouchedCell) {
