@@ -11,25 +11,15 @@
 #include "support/threads.h"
 
 using namespace QUOR_ZEF;
+using zef_test::soupOf;
 
 namespace {
 
-std::vector<Point3> cornersOf(const zef_test::Shape& shape) {
+std::vector<Point3> cornersOf(const Mesh& mesh) {
+    std::vector<Point3*> vPointers;
+    mesh.getTriangles(vPointers);
     std::vector<Point3> vCorners;
-    for (const std::uint32_t i : shape.triples) vCorners.push_back(shape.vertices[i]);
-    return vCorners;
-}
-
-// The box from low to high as twelve triangles without common vertices.
-std::vector<Point3> boxCorners(const Point3& low, const Point3& high) {
-    const auto corner = [&](int i) {
-        return Point3(i & 1 ? high.px : low.px, i & 2 ? high.py : low.py, i & 4 ? high.pz : low.pz);
-    };
-    const int quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4}, {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
-    std::vector<Point3> vCorners;
-    for (const auto& quad : quads) {
-        for (const int i : {0, 1, 2, 0, 2, 3}) vCorners.push_back(corner(quad[i]));
-    }
+    for (const Point3* p : vPointers) vCorners.push_back(*p);
     return vCorners;
 }
 
@@ -49,7 +39,7 @@ std::vector<Point3> verticesOf(const Mesh& mesh) {
 }  // namespace
 
 TEST(Melt, closedSoupComesOutAsOneClosedBody) {
-    std::vector<Point3> vTorus = cornersOf(zef_test::torus(120, 60, 1.0, 0.4));
+    std::vector<Point3> vTorus = soupOf(zef_test::torus(120, 60, 1.0, 0.4));
     const std::shared_ptr<Mesh> pMesh = melt(vTorus, 0.03, 361.0);
     ASSERT_TRUE(pMesh);
     ManifoldReport manifold;
@@ -65,7 +55,7 @@ TEST(Melt, closedSoupComesOutAsOneClosedBody) {
 }
 
 TEST(Melt, sharpEdgesOfABoxStaySharp) {
-    std::vector<Point3> vBox = boxCorners({-1, -1, -1}, {1, 1, 1});
+    std::vector<Point3> vBox = soupOf(zef_test::box({-1, -1, -1}, {1, 1, 1}));
     const double spacing = 0.0501;
     const std::shared_ptr<Mesh> pMesh = melt(vBox, spacing, 45.0);
     ASSERT_TRUE(pMesh);
@@ -81,8 +71,49 @@ TEST(Melt, sharpEdgesOfABoxStaySharp) {
     EXPECT_GT(numOnEdges, 0.8 * 12 * 2 / spacing);
 }
 
+// They share no vertex. The surface of what they cover together comes out in one
+// piece, and inside it, also closed, the one of what they share.
+TEST(Melt, overlappingBoxesComeOutAsTheirUnionAndTheirIntersection) {
+    std::vector<Point3> vBoxes = soupOf(zef_test::box({-1, -1, -1}, {1, 1, 1}));
+    const std::vector<Point3> vSecond = soupOf(zef_test::box({-0.2, -0.3, -0.4}, {1.8, 1.7, 1.6}));
+    vBoxes.insert(vBoxes.end(), vSecond.begin(), vSecond.end());
+    const std::shared_ptr<Mesh> pMesh = melt(vBoxes, 0.0501, 45.0);
+    ASSERT_TRUE(pMesh);
+    ManifoldReport manifold;
+    makeManifold(pMesh, manifold);
+    const MeshReport report = checkMesh(*pMesh);
+    EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented);
+    ASSERT_EQ(report.numComponents, 2u);
+    const double shared = 1.2 * 1.3 * 1.4;
+    const auto [inner, outer] = std::minmax(report.vComponents[0].volume, report.vComponents[1].volume);
+    EXPECT_NEAR(outer, 16.0 - shared, 0.01 * 16.0);
+    EXPECT_NEAR(inner, shared, 0.02 * shared);
+}
+
+// A coarse mesh shows fewer of the cells that it touches; once melted, there is no
+// further change.
+TEST(ToCloud, findsAsManyCellsOnAMeltedMeshAsOnThatMeltedAgain) {
+    for (const zef_test::Shape& shape : {zef_test::torus(120, 60, 1.0, 0.4), zef_test::icosphere(4)}) {
+        for (const double spacing : {0.06, 0.1}) {
+            std::vector<Point3> vCorners = soupOf(shape);
+            std::vector<double> vNumCells;
+            for (int round = 0; round < 3; ++round) {
+                std::vector<Point3> vCells;
+                toCloud(vCorners, spacing, 45.0, vCells);
+                vNumCells.push_back(static_cast<double>(vCells.size()));
+                const std::shared_ptr<Mesh> pMesh = melt(vCorners, spacing, 45.0);
+                ASSERT_TRUE(pMesh);
+                vCorners = cornersOf(*pMesh);
+            }
+            EXPECT_GT(vNumCells[0], 0.85 * vNumCells[1]);
+            EXPECT_LE(vNumCells[0], vNumCells[1]);
+            EXPECT_NEAR(vNumCells[2], vNumCells[1], 0.02 * vNumCells[1]);
+        }
+    }
+}
+
 TEST(ToCloud, appendsOneSamplePerTouchedCell) {
-    std::vector<Point3> vBox = boxCorners({-1, -1, -1}, {1, 1, 1});
+    std::vector<Point3> vBox = soupOf(zef_test::box({-1, -1, -1}, {1, 1, 1}));
     std::vector<Point3> vOut = {{9, 9, 9}};
     toCloud(vBox, 0.0501, 45.0, vOut);
     EXPECT_EQ(vOut.front(), Point3(9, 9, 9));
@@ -108,7 +139,7 @@ TEST(Melt, badInputIsRefusedAndEmptyInputSaysSo) {
     EXPECT_NE(zef_test::printedText([&] { toCloud(vNone, 1.0, 361.0, vOut); }).find("toCloud: Nothing to do"),
               std::string::npos);
     EXPECT_TRUE(vOut.empty());
-    std::vector<Point3> vBox = boxCorners({0, 0, 0}, {1, 1, 1});
+    std::vector<Point3> vBox = soupOf(zef_test::box({0, 0, 0}, {1, 1, 1}));
     EXPECT_TRUE(zef_test::failsWith("usedSpacing>0", [&] { melt(vBox, -1.0, 361.0); }));
     vBox.pop_back();
     zef_test::failureText([&] { melt(vBox, 0.1, 361.0); });

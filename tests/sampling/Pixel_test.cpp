@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <iostream>
 #include <map>
 #include <random>
 #include <set>
@@ -64,15 +63,9 @@ Point3 placed(const Point3& p) {
     return {0.37 + x, 0.21 + c * y - s * p.pz, -0.13 + s * y + c * p.pz};
 }
 
-// From the origin, normals outwards.
 Shape box(double size, bool bPlaced) {
-    Shape shape;
-    for (int i = 0; i < 8; ++i) {
-        const Point3 p(i & 4 ? size : 0, i & 2 ? size : 0, i & 1 ? size : 0);
-        shape.vertices.push_back(bPlaced ? placed(p) : p);
-    }
-    shape.triples = {0, 1, 3, 0, 3, 2, 4, 6, 7, 4, 7, 5, 0, 4, 5, 0, 5, 1,
-                     2, 3, 7, 2, 7, 6, 0, 2, 6, 0, 6, 4, 1, 5, 7, 1, 7, 3};
+    Shape shape = zef_test::box({0, 0, 0}, {size, size, size});
+    if (bPlaced) std::transform(shape.vertices.begin(), shape.vertices.end(), shape.vertices.begin(), placed);
     return shape;
 }
 
@@ -225,7 +218,6 @@ TEST(Pixel, samplesLieInTouchedCellsAndInAllCellsOfLongEdges) {
                               std::back_inserter(vHit));
         const double share = static_cast<double>(vHit.size()) / static_cast<double>(sMustTouch.size());
         RecordProperty("shareOfTouchedCells_" + name, std::to_string(share));
-        std::cout << "share of touched cells, " << name << ": " << share << std::endl;
         EXPECT_GT(share, 0.6) << name;
     }
 }
@@ -365,38 +357,15 @@ TEST(Pixel, onlyEndsOfEdgesHaveColour) {
     EXPECT_EQ(std::count_if(sampled.vPoints.begin(), sampled.vPoints.end(), isColored), 8);
 }
 
-TEST(Pixel, cutsACellInTheMeanOfThreeToSixPoints) {
-    const Calc calc = gridAround(0.0, 1.0);
-    const AnyPixel any(calc);
-    const uint64 cell = calc.getRCD({0.5, 0.5, 0.5});
-    const Vector3 diagonal = normalize(Vector3(1, 1, 1));
-    const auto midAt = [&](double height, bool& bOK) {
-        return any.pixel.getMidOfCutPlane(cell, Plane(Point3(height, 0, 0), diagonal), bOK);
-    };
-    for (const double height : {0.75, 1.5, 2.25}) {
-        bool bOK = false;
-        const Point3 mid = midAt(height, bOK);
-        EXPECT_TRUE(bOK);
-        for (const double x : {mid.px, mid.py, mid.pz}) EXPECT_NEAR(x, height / 3.0, 1e-12);
-    }
-    bool bOK = true;
-    EXPECT_EQ(midAt(3.5, bOK), Point3());
-    EXPECT_FALSE(bOK);
-}
-
-TEST(Pixel, cellsThatAPlaneHardlyCutsAreReportedOnceWithTheirNumber) {
+TEST(Pixel, cellsThatAPlaneHardlyCutsAreReportedOnce) {
     // The first triangle lies in the plane 3x + y + z = 0. The ends of its first edge
     // are lower corners of their cells, which the plane touches there, no more.
     const Shape tetrahedron{{{0, 0, 0}, {0, 7, -7}, {3, -9, 0}, {20, 20, 20}}, {0, 1, 2, 0, 1, 3, 1, 2, 3, 0, 2, 3}};
     const Calc calc = gridAround(0.0, 1.0);
     const std::string text = printedText([&] { sample(tetrahedron, calc, 361.0); });
-    const auto count = [&](const char* part) {
-        std::size_t num = 0;
-        for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++num;
-        return num;
-    };
-    EXPECT_EQ(count("Not enough intersections"), 1u) << text;
-    EXPECT_EQ(count("numCuts: "), 1u) << text;
+    const auto at = text.find("Not enough intersections, numCuts: ");
+    EXPECT_NE(at, std::string::npos) << text;
+    EXPECT_EQ(text.find("Not enough intersections", at + 1), std::string::npos) << text;
 }
 
 TEST(Pixel, countsAndSkipsTrianglesWithoutANormal) {
@@ -434,32 +403,6 @@ TEST(Pixel, sliversHaveANormalInAllOrdersOfTheirCornersOrInNone) {
         numWithNormal += *sNumTriangles.begin() == 1;
     }
     EXPECT_GT(numWithNormal, 100);
-}
-
-TEST(Pixel, trianglesFollowEachOtherOverSharedEdges) {
-    Shape two = zef_test::icosphere(3);
-    const Shape other = zef_test::torus(20, 10, 3, 1);
-    const auto offset = static_cast<std::uint32_t>(two.vertices.size());
-    two.vertices.insert(two.vertices.end(), other.vertices.begin(), other.vertices.end());
-    for (const std::uint32_t i : other.triples) two.triples.push_back(offset + i);
-    const Calc calc = gridAround(0.0, 1.0);
-    const Pixel pixel(cornersOf(two), &calc);
-    ASSERT_EQ(pixel.vBfs.size(), two.triples.size() / 3);
-    EXPECT_EQ(pixel.vBfs.front(), pixel.vBfs.size() - 1);
-    std::set<std::uint32_t> sSeen;
-    std::set<std::pair<const Point3*, const Point3*>> sEdges;
-    int numStarts = 0;
-    for (const std::uint32_t number : pixel.vBfs) {
-        EXPECT_TRUE(sSeen.insert(number).second);
-        bool bJoins = false;
-        for (int edge = 0; edge < 3; ++edge) {
-            const Point3 *p, *q;
-            pixel.vTri[number].getEdgePoints(edge, p, q);
-            bJoins |= !sEdges.emplace(p, q).second;
-        }
-        numStarts += !bJoins;
-    }
-    EXPECT_EQ(numStarts, 2);
 }
 
 TEST(Pixel, resultDoesNotDependOnThreadsOrAddresses) {

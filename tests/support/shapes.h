@@ -31,6 +31,24 @@ inline std::vector<std::uint32_t> gridTriples(std::uint32_t numX, std::uint32_t 
     return triples;
 }
 
+// Twelve triangles, normals outwards; bit 2 of a vertex number is high x, bit 1 high
+// y, bit 0 high z.
+inline Shape box(const QUOR_ZEF::Point3& low, const QUOR_ZEF::Point3& high) {
+    Shape shape;
+    for (int i = 0; i < 8; ++i)
+        shape.vertices.emplace_back(i & 4 ? high.px : low.px, i & 2 ? high.py : low.py, i & 1 ? high.pz : low.pz);
+    shape.triples = {0, 1, 3, 0, 3, 2, 4, 6, 7, 4, 7, 5, 0, 4, 5, 0, 5, 1,
+                     2, 3, 7, 2, 7, 6, 0, 2, 6, 0, 6, 4, 1, 5, 7, 1, 7, 3};
+    return shape;
+}
+
+// The corners of the triangles, each with a position of its own.
+inline std::vector<QUOR_ZEF::Point3> soupOf(const Shape& shape) {
+    std::vector<QUOR_ZEF::Point3> corners;
+    for (const std::uint32_t i : shape.triples) corners.push_back(shape.vertices[i]);
+    return corners;
+}
+
 // The plane z = 0 with numX times numY vertices from the origin on, normals up:
 // 2 (numX - 1)(numY - 1) triangles, 2 (numX + numY - 2) border edges.
 inline Shape gridSheet(std::uint32_t numX, std::uint32_t numY, double spacing = 1.0) {

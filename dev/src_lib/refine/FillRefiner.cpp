@@ -11,7 +11,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::size_t maxTurns = 100;  // at one vertex
-constexpr double farFactor = 5.0;      // a filling that starts farther off has nothing to do with the vertices
+constexpr double farFactor = 16.0;      // a filling that starts farther off has nothing to do with the vertices
 
 // To the nearest point of the triangle: that of its plane, or of an edge.
 double distanceToTriangle(const Point3& p, const Point3& a, const Point3& b, const Point3& c) {

@@ -26,11 +26,23 @@ bool LoopFiller::fill(const std::vector<std::uint32_t>& vLoop_, std::vector<std:
     if (n < 3 || n > maxLoop) return false;
     vCost.assign(n * n, 0.0);
     vThird.assign(n * n, 0);
+    lookUp();
     for (std::size_t width = 2; width < n; ++width)
         for (std::size_t i = 0; i + width < n; ++i) solve(i, i + width);
     if (!(vCost[at(0, n - 1)] < impossible)) return false;
     add(0, n - 1, vNew);
     return true;
+}
+
+// What is there already, once for each pair of vertices instead of for each triple.
+void LoopFiller::lookUp() {
+    const std::size_t n = vLoop.size();
+    vThere.assign(n * n, {});
+    vMet.assign(n, false);
+    for (std::size_t i = 0; i < n; ++i) {
+        vMet[i] = sMet.count(vLoop[i]) != 0;
+        for (std::size_t k = i + 1; k < n; ++k) vThere[at(i, k)] = sidesAt(vSides, vLoop[i], vLoop[k]);
+    }
 }
 
 void LoopFiller::solve(std::size_t i, std::size_t k) {
@@ -39,15 +51,15 @@ void LoopFiller::solve(std::size_t i, std::size_t k) {
     for (std::size_t j = i + 1; j < k; ++j) {
         const double parts = vCost[at(i, j)] + vCost[at(j, k)];
         if (!(parts < best)) continue;
-        const double cost = parts + costOf(vLoop[i], vLoop[j], vLoop[k]);
+        const double cost = parts + costOf(i, j, k);
         if (!(cost < best)) continue;
         best = cost;
         vThird[at(i, k)] = j;
     }
     const bool bDiagonal = i > 0 || k + 1 < vLoop.size();
-    const auto sides = bDiagonal ? sidesAt(vSides, vLoop[i], vLoop[k]) : std::span<const EdgeSide>();
-    if (std::any_of(sides.begin(), sides.end(), [&](const EdgeSide& s) { return !vDead[s.second / 3]; }))
-        best += crossingCost();
+    const auto isLive = [&](const EdgeSide& entry) { return !vDead[entry.second / 3]; };
+    const auto& there = vThere[at(i, k)];
+    if (bDiagonal && std::any_of(there.begin(), there.end(), isLive)) best += crossingCost();
 }
 
 // More than all areas here.
@@ -58,10 +70,11 @@ double LoopFiller::crossingCost() const {
     return length * length * static_cast<double>(vLoop.size());
 }
 
-double LoopFiller::costOf(std::uint32_t a, std::uint32_t b, std::uint32_t c) const {
-    for (const EdgeSide& entry : sidesAt(vSides, a, b))
+double LoopFiller::costOf(std::size_t i, std::size_t j, std::size_t k) const {
+    const std::uint32_t a = vLoop[i], b = vLoop[j], c = vLoop[k];
+    for (const EdgeSide& entry : vThere[at(i, j)])
         if (mesh.vTriples[previousSide(entry.second)] == c && !vDead[entry.second / 3]) return impossible;
-    if (sMade.count(sorted(a, b, c)) != 0) return impossible;
+    if (vMet[i] && vMet[j] && vMet[k] && sMade.count(sorted(a, b, c)) != 0) return impossible;
     return getTriangleArea(mesh.vVertices[a], mesh.vVertices[b], mesh.vVertices[c]);
 }
 
@@ -69,6 +82,7 @@ void LoopFiller::add(std::size_t i, std::size_t k, std::vector<std::uint32_t>& v
     if (k - i < 2) return;
     const std::size_t j = vThird[at(i, k)];
     sMade.insert(sorted(vLoop[i], vLoop[j], vLoop[k]));
+    sMet.insert({vLoop[i], vLoop[j], vLoop[k]});
     vNew.insert(vNew.end(), {vLoop[i], vLoop[j], vLoop[k]});
     add(i, j, vNew);
     add(j, k, vNew);

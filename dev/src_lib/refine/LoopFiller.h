@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <set>
+#include <span>
 #include <vector>
 
 #include "refine/FlatMesh.h"
@@ -23,7 +24,7 @@ public:
         : mesh(mesh_), vSides(vSides_), vDead(vDead_) {}
 
     // Appends the corners of the triangles, which run along the loop; false, with
-    // nothing appended, if there is no filling. O(n^3 log N).
+    // nothing appended, if there is no filling. O(n^3 + n^2 log N).
     bool fill(const std::vector<std::uint32_t>& vLoop_, std::vector<std::uint32_t>& vNew);
 
 private:
@@ -34,12 +35,16 @@ private:
     // Of the part of the loop between two of its vertices, row by row.
     std::vector<double> vCost;
     std::vector<std::size_t> vThird;
-    std::set<std::array<std::uint32_t, 3>> sMade;  // sorted corners
+    std::vector<std::span<const EdgeSide>> vThere;  // sides between the two vertices
+    std::vector<bool> vMet;                         // by place in the loop: a corner of something made
+    std::set<std::array<std::uint32_t, 3>> sMade;   // sorted corners
+    std::set<std::uint32_t> sMet;                   // the same, one by one
 
     std::size_t at(std::size_t i, std::size_t k) const { return i * vLoop.size() + k; }
     void solve(std::size_t i, std::size_t k);
     double crossingCost() const;
-    double costOf(std::uint32_t a, std::uint32_t b, std::uint32_t c) const;
+    double costOf(std::size_t i, std::size_t j, std::size_t k) const;
+    void lookUp();
     void add(std::size_t i, std::size_t k, std::vector<std::uint32_t>& vNew);
 };
 

@@ -169,16 +169,17 @@ private:
     }
 
     // The corners that belong to one vertex afterwards: those that hang together
-    // across joined sides.
-    DisjointSets joinCorners() const {
+    // across joined sides. Only those at vertices for which isAsked(vertex).
+    template <class IsAsked>
+    DisjointSets joinCorners(const IsAsked& isAsked) const {
         const Patches& patches = *pPatches;
         DisjointSets corners(mesh.vTriples.size());
         for (std::uint32_t side = 0; side < mesh.vTriples.size(); ++side) {
-            const std::uint32_t other = patches.vPartner[side];
+            const std::uint32_t other = patches.vPartner[side], next = nextSide(side);
             if (other == none || other < side) continue;
             const bool bSame = patches.haveSameDirection(side, other);
-            corners.join(side, bSame ? other : nextSide(other));
-            corners.join(nextSide(side), bSame ? nextSide(other) : other);
+            if (isAsked(mesh.vTriples[side])) corners.join(side, bSame ? other : nextSide(other));
+            if (isAsked(mesh.vTriples[next])) corners.join(next, bSame ? nextSide(other) : other);
         }
         return corners;
     }
@@ -189,7 +190,10 @@ private:
     void cutCrowdedEdges() {
         Patches& patches = *pPatches;
         if (patches.vManySides.empty()) return;
-        DisjointSets corners = joinCorners();
+        std::vector<bool> vAtMany(mesh.vVertices.size());
+        for (const std::uint32_t first : patches.vManySides)
+            vAtMany[lowerVertex(vSides[first])] = vAtMany[vSides[first].first & none] = true;
+        DisjointSets corners = joinCorners([&](std::uint32_t vertex) { return vAtMany[vertex]; });
         std::vector<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>> vHere;  // corners, side
         for (const std::uint32_t first : patches.vManySides) {
             const auto edge = sidesFrom(vSides, first);
@@ -212,7 +216,7 @@ private:
 
     // Each set of corners becomes a vertex; the first set of a vertex keeps it.
     void splitVertices() {
-        DisjointSets corners = joinCorners();
+        DisjointSets corners = joinCorners([](std::uint32_t) { return true; });
         const std::size_t numBefore = mesh.vVertices.size();
         std::vector<std::uint8_t> vNumSets(numBefore);  // 2 for more
         std::vector<std::uint32_t> vVertex(mesh.vTriples.size());

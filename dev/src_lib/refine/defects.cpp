@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint32_t none = 0xffffffffu;
 constexpr std::size_t maxPlace = 3000;  // triangles
 constexpr std::size_t maxIsland = 30;   // triangles
-constexpr double maxDeviation = 1.0;    // mean edges of a place between it and its filling,
+constexpr double maxDeviation = 0.3;    // mean edges of a place between it and its filling,
 constexpr double maxStray = 5.0;        // and between the first filling and it
 
 class DefectRenewer {

@@ -16,7 +16,7 @@ namespace QUOR_ZEF {
 // loop has at most 12 edges; at most 8 if it is a plain border; but 40 in a body
 // that has no large holes, if the filling goes on like what is around it. No
 // triangle is made twice. Returns the number of loops closed.
-// O(n), and O(40^3 log n) a loop.
+// O(n), and O(40^3) a loop.
 std::size_t closeOddLoops(FlatMesh& mesh, const std::vector<EdgeSide>& vSides, const Patches& patches);
 
 }  // namespace QUOR_ZEF
