@@ -126,29 +126,6 @@ TEST(CMesh, aBarrierStopsTheFloodAndBordersBoundAPatch) {
     EXPECT_EQ(pT->getPatch()->getSize(), 1u);
 }
 
-// Three sheets over one rim: each has the whole rim as boundary.
-TEST(CPatch, sheetsOnOneRimHaveEqualBoundaries) {
-    TestMesh m(5);
-    const std::vector<Cell> rim = {{0, 0, 1}, {3, 0, 1}, {3, 3, 1}, {0, 3, 1}};
-    for (const int z : {0, 2, 3})
-        for (std::size_t i = 0; i < 4; ++i) m.tri(rim[i], rim[(i + 1) % 4], {1, 1, z});
-    const auto vPatches = m.patches();
-    ASSERT_EQ(vPatches.size(), 3u);
-    for (CPatch* pPatch : vPatches) {
-        pPatch->setOuterBoundary();
-        EXPECT_EQ(pPatch->vOuterBoundary, m.edgesOfDegree(3));
-        EXPECT_FALSE(pPatch->isClosed());
-        std::vector<CEdge*> vEdges;
-        std::vector<uint64> vCCD;
-        pPatch->getEdges(vEdges);
-        pPatch->getVertices(vCCD);
-        EXPECT_EQ(vEdges.size(), 8u);
-        EXPECT_TRUE(std::is_sorted(vEdges.begin(), vEdges.end(), edgeLess));
-        EXPECT_EQ(vCCD.size(), 5u);
-        EXPECT_TRUE(std::is_sorted(vCCD.begin(), vCCD.end()));
-    }
-}
-
 TEST(CPatch, closedNeedsFourTrianglesAndAPartnerAtEachEdge) {
     TestMesh m(3);
     const Cell a{0, 0, 0}, b{1, 0, 0}, c{0, 1, 0}, d{0, 0, 1};
