@@ -83,8 +83,8 @@ public:
             vKilled.insert(vKilled.end(), wall.vT.begin(), wall.vT.end());
         }
         pProgress->tick();
-        std::vector<CPatch*> vClosed;
-        for (const auto& pPatch : vOwned) vClosed.push_back(pPatch.get());
+        std::vector<CPatch*> vClosed(vOwned.size());
+        std::transform(vOwned.begin(), vOwned.end(), vClosed.begin(), [](const auto& pPatch) { return pPatch.get(); });
         const bool bChanged = pTop->treatClosedPatches(vClosed, bCareful) || !vWalls.empty();
         pProgress->tick();
         std::erase_if(vKilled, [](const CTriangle* pT) { return pT->isAlive(); });
