@@ -5,6 +5,8 @@
 //   noise     the same, with 3 of 10 cells doubled by one above or below
 //   sheets    250 layers of 64 x 64, two cells apart
 //   filling   a box of 149 cells a side, each there with probability 0.3
+//   tubes     35 x 35 square tubes with a membrane in every other cell
+//   longTubes 18 x 18 of them, of 200 cells
 //   comb      walls of one cell thickness, one apart, on a common floor
 //   stairs    steps of one cell along all three axes, in parallel flights
 
@@ -17,20 +19,16 @@
 #include <random>
 #include <vector>
 
-#include "frame/Progress.h"
-#include "grid/Calc.h"
-#include "polygon/Voro.h"
-#include "repair/Top.h"
-#include "topology/CMesh.h"
+#include "support/voxelMesh.h"
 
-using namespace QUOR_ZEF;
+using namespace zef_test;
 
 namespace {
 
 using Cells = std::vector<uint64>;
 
 void put(Cells& v, int x, int y, int z) {
-    v.push_back(packCCD(static_cast<uint64>(x + 2), static_cast<uint64>(y + 2), static_cast<uint64>(z + 2)));
+    v.push_back(packRCD(static_cast<uint64>(x + 2), static_cast<uint64>(y + 2), static_cast<uint64>(z + 2)));
 }
 
 Cells wavySheet(bool bNoise) {
@@ -77,56 +75,29 @@ Cells stairs() {
             for (int n = 0; n < 4; ++n) put(v, x, y, (x + y) / 2 + 3 * n + (x + y) % 2);
     return v;
 }
-struct Input {
-    Calc calc{0, 0, 0, 1024, 1024, 1024, 10};
-    std::vector<Point3> vPoints;
-    std::vector<Bundle> vBundles;
-    CellMap cells;
-    std::unique_ptr<Voro> pVoro;
-    std::unique_ptr<CMesh> pMesh;
-
-    explicit Input(Cells vCCD) {
-        planProgress("repair", {{"VO_ftx", 1.0},
-                                {"VO_amb", 1.0},
-                                {"TP_unif", 1.0},
-                                {"TP_pps", 1.0},
-                                {"TP_cbcpl", 1.0},
-                                {"TP_itr", 1.0},
-                                {"TP_fin", 1.0}});
-        std::sort(vCCD.begin(), vCCD.end());
-        vCCD.erase(std::unique(vCCD.begin(), vCCD.end()), vCCD.end());
-        calc.getCellCenters(vCCD, vPoints);
-        std::mt19937 random(7);
-        std::uniform_real_distribution<double> move(-0.3, 0.3);
-        for (Point3& p : vPoints) p.set(p.px + move(random), p.py + move(random), p.pz + move(random));
-        for (std::size_t i = 0; i < vCCD.size(); ++i) vBundles.push_back({&vPoints[i], vCCD[i]});
-        std::vector<Bundle*> vPointers;
-        for (Bundle& bundle : vBundles) vPointers.push_back(&bundle);
-        cells.build(vPointers);
-        pVoro = std::make_unique<Voro>(&calc, &cells, TM_FAT);
-        pVoro->fatExtractTriangles();
-        pMesh = pVoro->releaseMesh();
-    }
-};
-
-std::size_t numNonManifold(const CMesh& mesh) {
-    std::vector<CEdge*> vEdges;
-    mesh.getDegN(-1, vEdges);
-    return vEdges.size();
+Cells tubes(int side, int length) {
+    Cells v;
+    for (int a = 0; a < side * side; ++a)
+        for (int z = 0; z < length; ++z)
+            for (int i = 0; i < 16; ++i) {
+                const bool bInside = i % 4 % 3 != 0 && i / 4 % 3 != 0;
+                if (z % 2 == 0 || !bInside) put(v, 6 * (a / side) + i % 4, 6 * (a % side) + i / 4, z);
+            }
+    return v;
 }
 
-void repair(benchmark::State& state, const Cells& vCCD) {
+void repair(benchmark::State& state, const Cells& vRCD) {
     std::size_t numCells = 0, numBefore = 0, numAfter = 0;
     for ([[maybe_unused]] auto _ : state) {
         state.PauseTiming();
-        auto pInput = std::make_unique<Input>(vCCD);
-        numCells = pInput->vPoints.size();
-        numBefore = numNonManifold(*pInput->pMesh);
+        auto pMesh = std::make_unique<VoxelMesh>(vRCD);
+        numCells = vRCD.size();
+        numBefore = pMesh->numEdges(-1);
         state.ResumeTiming();
-        Top(pInput->pMesh.get(), &pInput->calc).run(pInput->pVoro.get());
+        pMesh->run();
         state.PauseTiming();
-        numAfter = numNonManifold(*pInput->pMesh);
-        pInput.reset();
+        numAfter = pMesh->numEdges(-1);
+        pMesh.reset();
         state.ResumeTiming();
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(numCells));
@@ -138,6 +109,8 @@ BENCHMARK_CAPTURE(repair, sheet, wavySheet(false))->Iterations(1)->Unit(benchmar
 BENCHMARK_CAPTURE(repair, noise, wavySheet(true))->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(repair, sheets, parallelSheets())->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(repair, filling, randomFilling())->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(repair, tubes, tubes(35, 58))->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(repair, longTubes, tubes(18, 200))->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(repair, comb, comb())->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(repair, stairs, stairs())->Iterations(1)->Unit(benchmark::kMillisecond);
 

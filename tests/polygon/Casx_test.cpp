@@ -8,9 +8,14 @@
 #include <map>
 #include <set>
 
+#include "geometry/Visualizer3.h"
 #include "grid/Calc.h"
+#include "support/capture.h"
+#include "support/tempFolder.h"
 
 using namespace QUOR_ZEF;
+using zef_test::printedText;
+using zef_test::TempFolder;
 
 namespace {
 
@@ -238,6 +243,21 @@ TEST(Casx, borderLookupsFindAbsentAndOppositeCells) {
         EXPECT_EQ(casx.getOppositeMask(config), it == opposite.end() ? 0 : it->second) << config;
     }
     EXPECT_EQ(numMissing, 36);
+}
+
+// Config 90: four cells as cubes of 8 vertices, four as points, and four triangles over them.
+TEST(Casx, aConfigIsShownWithItsCellsAndTriangles) {
+    const TempFolder folder;
+    Visualizer3 visualizer;
+    const Casx casx(TM_FAT, false);
+    EXPECT_EQ(printedText([&] { casx.showConfig(90, &visualizer, "four", 63); }), "showConfig 90 four\n");
+    ASSERT_TRUE(visualizer.write(folder.name("a.list")));
+    const std::string text = folder.get("a.list"), cube = "{ OFF\n8 6 0\n";
+    std::size_t numCubes = 0;
+    for (std::size_t at = text.find(cube); at != std::string::npos; at = text.find(cube, at + 1)) ++numCubes;
+    EXPECT_EQ(numCubes, 4u);
+    EXPECT_NE(text.find("{ VECT\n"), std::string::npos);
+    EXPECT_NE(text.find("{ COFF\n4 4 0\n"), std::string::npos);
 }
 
 TEST(Casx, configOfACornerSumsTheBitsOfItsCells) {

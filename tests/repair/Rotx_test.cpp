@@ -70,37 +70,6 @@ TEST(Rotx, ranksFollowTheExactAngularOrder) {
     EXPECT_EQ(highest, 7);
 }
 
-TEST(Rotx, thirdCellsShareACornerWithBothAxisCells) {
-    TestMesh m(2);
-    const auto corners = [](uint64 rcd) {
-        std::vector<uint64> v;
-        for (const uint64 x : {uint64{0}, stepX_RCD})
-            for (const uint64 y : {uint64{0}, stepY_RCD})
-                for (const uint64 z : {uint64{0}, stepZ_RCD}) v.push_back(rcd + x + y + z);
-        std::sort(v.begin(), v.end());
-        return v;
-    };
-    const auto common = [](const std::vector<uint64>& v, const std::vector<uint64>& w) {
-        std::vector<uint64> vCommon;
-        std::set_intersection(v.begin(), v.end(), w.begin(), w.end(), std::back_inserter(vCommon));
-        return vCommon;
-    };
-    for (const auto& [a, b] : Rotx(m.pMesh.get(), true).sAxisPairs) {
-        std::vector<uint64> vExpected, vThird;
-        for (const uint64 start : {a, b}) {
-            uint64 around[26];
-            m.calc.completeArray26_RCD(start, around);
-            for (const uint64 c : around)
-                if (c != a && c != b && !common(corners(c), common(corners(a), corners(b))).empty())
-                    vExpected.push_back(c);
-        }
-        std::sort(vExpected.begin(), vExpected.end());
-        vExpected.erase(std::unique(vExpected.begin(), vExpected.end()), vExpected.end());
-        Rotx::getThirdRCDs(a, b, vThird);
-        EXPECT_EQ(vThird, vExpected);
-    }
-}
-
 TEST(Rotx, anAngleShortOfAFullTurnKeepsARankOfItsOwn) {
     // Axis along z. In cells of 1 x 400 the directions (1,0), (3,1) and (3,-1) are
     // not a degree apart from those next to them only where x is stretched.

@@ -73,46 +73,6 @@ struct Pillow {
     }
 };
 
-// A double pyramid over a ring of numRing vertices, with a flap on one edge of
-// the ring, scaled until its volume over half its area is thickness (in cells).
-struct Bipyramid {
-    TestMesh m{5};
-    std::vector<CTriangle*> vT;
-    CPatch patch{m.pMesh.get(), &m.calc};
-    CTriangle* pFlap;
-
-    Bipyramid(int numRing, double thickness, int numDead = 0) {
-        const auto vertex = [](int i) { return Cell{i / 25, (i / 5) % 5, i % 5}; };
-        const auto place = [&](double scale) {
-            const double step = 2.0 * std::acos(-1.0) / numRing;
-            for (int i = 0; i < numRing; ++i)
-                m.at(vertex(i)) = {scale * std::cos(i * step), scale * std::sin(i * step), 0.0};
-            m.at(vertex(numRing)) = {0.0, 0.0, 0.7 * scale};
-            m.at(vertex(numRing + 1)) = {0.0, 0.0, -0.6 * scale};
-        };
-        for (int i = 0; i < numRing; ++i) {
-            vT.push_back(m.tri(vertex(i), vertex((i + 1) % numRing), vertex(numRing)));
-            vT.push_back(m.tri(vertex((i + 1) % numRing), vertex(i), vertex(numRing + 1)));
-        }
-        for (CTriangle* pT : vT) patch.addTriangle(pT);
-        for (int i = 0; i < numDead; ++i) {
-            CTriangle* pDead = m.tri(vertex(0), vertex(1), vertex(2));
-            patch.addTriangle(pDead);
-            pDead->kill(m.pMesh.get());
-        }
-        pFlap = m.tri(vertex(0), vertex(1), {4, 4, 4});
-        place(1.0);
-        place(thickness / (std::abs(patch.getVolume()) / (0.5 * patch.getArea())));
-    }
-    bool isThin() {
-        EXPECT_TRUE(patch.isClosed());
-        const bool bKilled = patch.splitClosedPatchKill(false);
-        EXPECT_EQ(numAlive(vT) < vT.size(), bKilled);
-        EXPECT_TRUE(pFlap->isAlive());
-        return bKilled;
-    }
-};
-
 }  // namespace
 
 TEST(CMesh, patchesOfTwoTouchingBodiesPartAtTheCommonEdges) {
@@ -166,29 +126,6 @@ TEST(CMesh, aBarrierStopsTheFloodAndBordersBoundAPatch) {
     EXPECT_EQ(pT->getPatch()->getSize(), 1u);
 }
 
-// Three sheets over one rim: each has the whole rim as boundary.
-TEST(CPatch, sheetsOnOneRimHaveEqualBoundaries) {
-    TestMesh m(5);
-    const std::vector<Cell> rim = {{0, 0, 1}, {3, 0, 1}, {3, 3, 1}, {0, 3, 1}};
-    for (const int z : {0, 2, 3})
-        for (std::size_t i = 0; i < 4; ++i) m.tri(rim[i], rim[(i + 1) % 4], {1, 1, z});
-    const auto vPatches = m.patches();
-    ASSERT_EQ(vPatches.size(), 3u);
-    for (CPatch* pPatch : vPatches) {
-        pPatch->setOuterBoundary();
-        EXPECT_EQ(pPatch->vOuterBoundary, m.edgesOfDegree(3));
-        EXPECT_FALSE(pPatch->isClosed());
-        std::vector<CEdge*> vEdges;
-        std::vector<uint64> vCCD;
-        pPatch->getEdges(vEdges);
-        pPatch->getVertices(vCCD);
-        EXPECT_EQ(vEdges.size(), 8u);
-        EXPECT_TRUE(std::is_sorted(vEdges.begin(), vEdges.end(), edgeLess));
-        EXPECT_EQ(vCCD.size(), 5u);
-        EXPECT_TRUE(std::is_sorted(vCCD.begin(), vCCD.end()));
-    }
-}
-
 TEST(CPatch, closedNeedsFourTrianglesAndAPartnerAtEachEdge) {
     TestMesh m(3);
     const Cell a{0, 0, 0}, b{1, 0, 0}, c{0, 1, 0}, d{0, 0, 1};
@@ -216,22 +153,6 @@ TEST(CPatch, orientAllTurnsAScrambledBodyOutward) {
     for (CTriangle* pT : m.triangles()) pT->flip();
     pPatch->orientAll();
     EXPECT_NEAR(pPatch->getVolume(), 36.0, 1e-9);
-}
-
-// Quads (x, 0, 0)-(x, 1, 0) round a ring, the last one joined with a half turn.
-TEST(CPatch, aMoebiusStripDoesNotHang) {
-    TestMesh m(4);
-    const Cell top[5] = {{0, 0, 1}, {2, 0, 1}, {3, 2, 1}, {1, 3, 1}, {0, 2, 1}};
-    const Cell low[5] = {{0, 0, 0}, {2, 0, 0}, {3, 2, 0}, {1, 3, 0}, {0, 2, 0}};
-    for (int i = 0; i < 4; ++i) m.quad(low[i], low[i + 1], top[i + 1], top[i]);
-    m.quad(low[4], top[0], low[0], top[4]);
-    const auto vPatches = m.patches();
-    ASSERT_EQ(vPatches.size(), 1u);
-    vPatches[0]->orientAll();
-    int numConflicts = 0;
-    for (const CEdge* pCE : m.edgesOfDegree(2)) numConflicts += pCE->triangles()[0]->needFlip(pCE->triangles()[1]);
-    EXPECT_EQ(numConflicts, 1);
-    EXPECT_FALSE(vPatches[0]->isClosed());
 }
 
 TEST(CPatch, aPatchWithoutLiveTrianglesWarnsAndStays) {
@@ -292,20 +213,6 @@ TEST(CPatch, aThinBodyWithoutSeamsIsLeftAlone) {
     ASSERT_TRUE(p.patch()->isClosed());
     EXPECT_FALSE(p.patch()->splitClosedPatchKill(false));
     EXPECT_EQ(p.m.triangles().size(), 64u);
-}
-
-TEST(CPatch, sizeAndThicknessDecideWhatIsThin) {
-    EXPECT_TRUE(Bipyramid(9, 3.0, 1).isThin());  // 19, counting a dead one
-    EXPECT_FALSE(Bipyramid(9, 3.0, 2).isThin());
-    EXPECT_TRUE(Bipyramid(10, 0.9999).isThin());
-    EXPECT_FALSE(Bipyramid(10, 1.0001).isThin());
-    EXPECT_TRUE(Bipyramid(25, 0.9).isThin());
-    EXPECT_FALSE(Bipyramid(25, 1.0001).isThin());
-    EXPECT_TRUE(Bipyramid(49, 0.41).isThin());  // 98
-    EXPECT_FALSE(Bipyramid(50, 0.41).isThin());
-    EXPECT_TRUE(Bipyramid(75, 0.39).isThin());
-    EXPECT_FALSE(Bipyramid(75, 0.4001).isThin());
-    EXPECT_TRUE(Bipyramid(75, 0.0).isThin());  // without area
 }
 
 // Two triangles on the edge a-b, their apices turned by the given angle.

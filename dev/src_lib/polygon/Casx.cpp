@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "frame/tools.h"
+#include "geometry/Visualizer3.h"
 #include "grid/Calc.h"
 
 namespace QUOR_ZEF {
@@ -76,6 +77,45 @@ int Casx::getOppositeMask(int config) const {
     if (rest == 0) return 1 << oppositeCell(first);
     const int second = std::countr_zero(rest);
     return shareBlockEdge(first, second) ? (1 << oppositeCell(first)) | (1 << oppositeCell(second)) : 0;
+}
+
+namespace {
+
+// Red goes into the mesh; the other uses are grey and blue.
+void setColorOf(TriUse tu, Point3& p) {
+    const std::uint8_t red = tu == TUT ? 255 : 100, blue = tu == TUI ? 255 : 100;
+    p.setColor(red, 100, blue, 255);
+}
+
+}  // namespace
+
+void Casx::showConfig(int config, Visualizer3* pVisualizer, const std::string& label, uint64 vcd) const {
+    constexpr double cubePart = 0.2;  // of a cell, on each side of its centre
+    std::cout << "showConfig " << config << " " << label << std::endl;
+    const Calc display(0, 0, 0, 1000, 1000, 1000, 12);
+    uint64 codes[8] = {};
+    codes[5] = vcd;
+    display.getCellsAroundVCD(codes);
+    const double half = cubePart * display.getCellSize();
+    std::vector<Point3> vCentres, vAbsent, vCorners;
+    for (int cell = 0; cell < 8; ++cell) {
+        const Point3 c = display.getCellCenter(codes[cell]);
+        vCentres.push_back(c);
+        if (config >> cell & 1)
+            pVisualizer->addCube({c.px - half, c.py - half, c.pz - half}, {c.px + half, c.py + half, c.pz + half});
+        else
+            vAbsent.push_back(c);
+    }
+    for (int slot = 0; slot < casx::slotsPerRow && getMask(config, slot) <= allCells; ++slot) {
+        const TriUse tu = getUse(config, slot);
+        ASSEX(tu!=TUU);
+        for (unsigned cells = static_cast<unsigned>(getMask(config, slot)); cells; cells &= cells - 1) {
+            vCorners.push_back(vCentres[static_cast<std::size_t>(std::countr_zero(cells))]);
+            setColorOf(tu, vCorners.back());
+        }
+    }
+    pVisualizer->addPoints(vAbsent);
+    pVisualizer->addTriangles(vCorners);
 }
 
 int getCornerConfig(uint64 vcd, const std::vector<uint64>& vCCD) {

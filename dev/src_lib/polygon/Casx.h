@@ -1,11 +1,14 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "frame/types.h"
 #include "polygon/CasxTables.h"
 
 namespace QUOR_ZEF {
+
+class Visualizer3;
 
 // The case table of polygonisation. Mesh vertices are whole cells; which of the
 // eight cells around a grid corner belong to the surface (the config, one bit a
@@ -32,6 +35,12 @@ public:
     // The triangle mask and the use of a slot (0 to 11); masks above 255 end a row.
     int getMask(int config, int slot) const;
     TriUse getUse(int config, int slot) const;
+
+    // For looking at the table: prints the config and the label, and draws around
+    // the corner vcd of a grid of 4096 cells a side the eight cells (those of the
+    // config as cubes, the others as points) and the row's triangles, coloured by
+    // use. A triangle without a use fails an ASSEX.
+    void showConfig(int config, Visualizer3* pVisualizer, const std::string& label, uint64 vcd) const;
 
 private:
     TriMode mode;

@@ -83,8 +83,8 @@ public:
             vKilled.insert(vKilled.end(), wall.vT.begin(), wall.vT.end());
         }
         pProgress->tick();
-        std::vector<CPatch*> vClosed;
-        for (const auto& pPatch : vOwned) vClosed.push_back(pPatch.get());
+        std::vector<CPatch*> vClosed(vOwned.size());
+        std::transform(vOwned.begin(), vOwned.end(), vClosed.begin(), [](const auto& pPatch) { return pPatch.get(); });
         const bool bChanged = pTop->treatClosedPatches(vClosed, bCareful) || !vWalls.empty();
         pProgress->tick();
         std::erase_if(vKilled, [](const CTriangle* pT) { return pT->isAlive(); });
@@ -113,15 +113,14 @@ private:
         for (std::size_t i = 1; i < vSame.size(); ++i) {
             const Patch p0 = vSame[i - 1], p1 = vSame[i];
             if (p0 == wall) continue;
-            wall = book.getSize(p0) < book.getSize(p1) ? p0 : p1;
-            Wall found;
-            if (isDouble(p0, p1)) book.getBoundary(wall, found.vBoundary);
-            if (!book.isBoundary(wall == p0 ? p1 : p0, found.vBoundary)) {
-                wall = none;
-                continue;
-            }
+            wall = none;
+            if (!isDouble(p0, p1)) continue;
+            const bool bFirst = book.getSize(p0) < book.getSize(p1);
+            Wall found{{}, {}, i};
+            book.getBoundary(bFirst ? p0 : p1, found.vBoundary);
+            if (!book.isBoundary(bFirst ? p1 : p0, found.vBoundary)) continue;
+            wall = bFirst ? p0 : p1;
             book.getTriangles(wall, found.vT);
-            found.rank = i;
             vWalls.push_back(std::move(found));
         }
     }
