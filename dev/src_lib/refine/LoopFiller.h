@@ -18,7 +18,7 @@ namespace QUOR_ZEF {
 // Borrows all; vDead marks triangles that count as gone.
 class LoopFiller {
 public:
-    static constexpr std::size_t maxLoop = 160;  // vertices
+    static constexpr std::size_t maxLoop = 256;  // vertices
 
     LoopFiller(const FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, const std::vector<bool>& vDead_)
         : mesh(mesh_), vSides(vSides_), vDead(vDead_) {}

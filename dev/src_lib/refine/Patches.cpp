@@ -48,17 +48,9 @@ void Patches::flood(std::uint32_t seed, std::uint32_t patch) {
     if (patch == vSize.size()) vSize.push_back(static_cast<std::uint32_t>(vQueue.size()));
 }
 
-// What makes a small part of a surface one-sided lies at its rims, mostly. From
-// there, the seam could run around all of it; from far away, it lies behind that part.
+// The seam runs through what makes the surface one-sided, mostly a small place. From
+// near that, it could run around all of the surface; from far away, it lies behind it.
 void Patches::floodOneSidedAgain(const std::vector<EdgeSide>& vSides) {
-    std::vector<bool> vOneSided(vSize.size());
-    bool bAny = false;
-    forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-        if (edge.size() != 2 || !clash(edge[0].second, edge[1].second)) return;
-        vOneSided[patchAt(edge[0].second)] = true;
-        bAny = true;
-    });
-    if (!bAny) return;
     std::vector<std::uint32_t> vFar(vSize.size(), none);
     std::vector<bool> vReached(vPatch.size());
     vQueue.clear();
@@ -66,8 +58,10 @@ void Patches::floodOneSidedAgain(const std::vector<EdgeSide>& vSides) {
         if (!vReached[t]) vQueue.push_back(t);
         vReached[t] = true;
     };
-    for (std::uint32_t side = 0; side < vPartner.size(); ++side)
-        if (vPartner[side] == none && vOneSided[patchAt(side)]) reach(side / 3);
+    forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
+        if (edge.size() == 2 && clash(edge[0].second, edge[1].second)) reach(edge[0].second / 3);
+    });
+    if (vQueue.empty()) return;
     for (std::size_t i = 0; i < vQueue.size(); ++i) {
         const std::uint32_t t = vQueue[i];
         vFar[vPatch[t]] = t;
