@@ -63,10 +63,30 @@ TEST(CornerStore, seventhNeighbourAndFilledOutputFail) {
     EXPECT_TRUE(failsWith("vNeigs.empty()", [&] { store.getNeigs(pCentre, vNeigs); }));
 }
 
-TEST(CornerStore, growsWhatIsMissingBesideOpenCornersBelowTheLimit) {
+// The Corners at most maxSteps steps from a change of sign, by the rule.
+std::set<const Corner*> nearSignChanges(const CornerStore& store, int maxSteps) {
+    std::set<const Corner*> sNear;
+    for (const Corner* pCorner : store.vCorners) {
+        if (!pCorner->isActive()) continue;
+        store.forEachNeig(*pCorner, [&](const Corner& neig) {
+            const bool bCrossing = neig.isActive() && (neig.val < 0.0F) != (pCorner->val < 0.0F);
+            if (bCrossing || (neig.val == 0.0F && pCorner->state != ST_INFLATED)) sNear.insert(pCorner);
+        });
+    }
+    for (int step = 0; step < maxSteps; ++step) {
+        const std::set<const Corner*> sBefore = sNear;
+        for (const Corner* pCorner : sBefore) {
+            store.forEachNeig(*pCorner, [&](const Corner& neig) { sNear.insert(&neig); });
+        }
+    }
+    return sNear;
+}
+
+TEST(CornerStore, growsWhatIsMissingBesideOpenCornersNearTheZeroLevel) {
     const Calc calc = unitGrid();
     const float limit = 4.0F;
-    const std::vector<float> vVals = {0.0F, -0.0F, 3.99F, -3.99F, 4.0F, -4.0F, unassigned, -1e-38F};
+    const std::vector<float> vActive = {3.99F, -3.99F, 4.0F, -4.0F, 2.0F, 2.5F, -1e-38F};
+    const std::vector<float> vFixed = {0.0F, -0.0F, 1.0F, -1.0F, unassigned};
     const auto isInBox = [](uint64 rcc) { return unpackRCD(rcc).x > 54; };
     for (const unsigned numThreads : {1u, 2u, 16u}) {
         const ThreadCount threads(numThreads);
@@ -74,16 +94,28 @@ TEST(CornerStore, growsWhatIsMissingBesideOpenCornersBelowTheLimit) {
         std::vector<uint64> vCodes = randomCells(random, 50, 35, 0.3);
         std::shuffle(vCodes.begin(), vCodes.end(), random);
         CornerStore store(&calc);
-        for (const uint64 rcc : vCodes) store.createCorner(rcc)->val = vVals[random() % vVals.size()];
+        for (const uint64 rcc : vCodes) {
+            Corner* const pCorner = store.createCorner(rcc);
+            pCorner->state = static_cast<CornerState>(1 + random() % 7);
+            const std::vector<float>& vVals = pCorner->isActive() ? vActive : vFixed;
+            pCorner->val = vVals[random() % vVals.size()];
+            // Large parts of one sign, so that some lie far from any change.
+            if (pCorner->isActive() && unpackRCD(rcc).y > 62) pCorner->val = std::abs(pCorner->val);
+        }
+        const int maxSteps = 2;
+        const std::set<const Corner*> sNear = nearSignChanges(store, maxSteps);
         std::set<uint64> sExpected;
+        std::size_t numFar = 0;
         for (const Corner* pCorner : store.vCorners) {
             const uint64 rcc = store.rccOf(*pCorner);
             if (std::abs(pCorner->val) >= limit || pCorner->val == 0.0F || !isInBox(rcc)) continue;
+            numFar += !sNear.count(pCorner);
             for (const uint64 step : steps) {
-                if (!store.getCorner(rcc + step)) sExpected.insert(rcc + step);
+                if (sNear.count(pCorner) && !store.getCorner(rcc + step)) sExpected.insert(rcc + step);
             }
         }
-        store.createGrowthFront(limit, isInBox);
+        ASSERT_GT(numFar, 100u);
+        store.createGrowthFront(limit, maxSteps, isInBox);
         std::vector<uint64> vNew;
         for (std::size_t i = vCodes.size(); i < store.vCorners.size(); ++i) {
             vNew.push_back(store.rccOf(*store.vCorners[i]));

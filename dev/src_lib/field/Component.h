@@ -36,6 +36,8 @@ public:
     using CodePoints = std::vector<std::pair<uint64, Point3>>;
 
     int numGrowSteps = -1;  // -1 in a raw Component
+    // How far from the zero level corners may lie from which the field grows, in steps.
+    int maxSourceSteps = CornerStore::anywhere;
     // The box of growth, in cells.
     int minX = 0x7fffffff, minY = 0x7fffffff, minZ = 0x7fffffff;
     int maxX = 0, maxY = 0, maxZ = 0;

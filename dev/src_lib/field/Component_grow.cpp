@@ -129,7 +129,7 @@ bool Component::inflateOneStep2() {
     const float limit = static_cast<float>(growLimit * static_cast<double>(cellSize));
     const std::vector<Corner*>& vCorners = cornerStore.vCorners;
     const std::size_t numOld = vCorners.size();
-    cornerStore.createGrowthFront(limit, [this](uint64 rcc) { return isInGrowthBox(rcc); });
+    cornerStore.createGrowthFront(limit, maxSourceSteps, [this](uint64 rcc) { return isInGrowthBox(rcc); });
     // The corners of a step do not see each other's vals.
     std::vector<Inflated> vInflated(vCorners.size() - numOld);
     parallelChunks(vInflated.size(), minChunk, [&](std::size_t begin, std::size_t end) {

@@ -1,5 +1,6 @@
 #include "field/CornerStore.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <memory>
@@ -131,6 +132,53 @@ std::vector<CornerStore::Mask> CornerStore::findSources(float limit) const {
         }
     });
     return vSources;
+}
+
+// By brick.
+std::vector<CornerStore::Mask> CornerStore::findSignChanges() const {
+    // The first two of active ones.
+    std::vector<Mask> vLower(vBricks.size()), vUpper(vBricks.size()), vBorder(vBricks.size()), vZero(vBricks.size());
+    parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            for (Mask left = vBricks[i]->exists; left; left &= left - 1) {
+                const Corner& corner = vBricks[i]->corners[static_cast<std::size_t>(std::countr_zero(left))];
+                const Mask bit = left & (~left + 1);
+                if (corner.val == 0.0F) vZero[i] |= bit;
+                if (!corner.isActive()) continue;
+                (corner.val < 0.0F ? vLower : vUpper)[i] |= bit;
+                if (corner.state != ST_INFLATED) vBorder[i] |= bit;
+            }
+        }
+    });
+    std::vector<Mask> vChanges(vBricks.size());
+    parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (auto i = static_cast<std::uint32_t>(std::max<std::size_t>(begin, 1)); i < end; ++i) {
+            for (unsigned dir = 0; dir < 6; ++dir) {
+                vChanges[i] |= (vLower[i] & withNeighbour(vUpper, i, dir)) |
+                               (vUpper[i] & withNeighbour(vLower, i, dir)) |
+                               (vBorder[i] & withNeighbour(vZero, i, dir));
+            }
+        }
+    });
+    return vChanges;
+}
+
+// By one step over Corners.
+void CornerStore::widen(std::vector<Mask>& vMasks) const {
+    std::vector<Mask> vWide = vMasks;
+    parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (auto i = static_cast<std::uint32_t>(std::max<std::size_t>(begin, 1)); i < end; ++i) {
+            for (unsigned dir = 0; dir < 6; ++dir) vWide[i] |= withNeighbour(vMasks, i, dir);
+            vWide[i] &= vBricks[i]->exists;
+        }
+    });
+    vMasks.swap(vWide);
+}
+
+void CornerStore::keepNearSignChanges(int maxSteps, std::vector<Mask>& vSources) const {
+    std::vector<Mask> vNear = findSignChanges();
+    for (int step = 0; step < maxSteps; ++step) widen(vNear);
+    for (std::size_t i = 0; i < vSources.size(); ++i) vSources[i] &= vNear[i];
 }
 
 // Creates what is missing beside the sources.

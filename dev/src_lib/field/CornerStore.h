@@ -25,6 +25,8 @@ class CornerStore {
 public:
     // Place x*16 + y*4 + z of the coordinates modulo 4: ascending like the codes.
     static constexpr unsigned brickSize = 64;
+    // For createGrowthFront(): at any distance from where the sign changes.
+    static constexpr int anywhere = 0x7fffffff;
     // A bit for each place of a brick.
     using Mask = uint64;
 
@@ -61,11 +63,13 @@ public:
     std::vector<Corner*>& getAllCorners() { return vCorners; }
 
     // Creates the missing neighbours of the Corners from which the field can still grow:
-    // those with a free slot, |val| below limit and val not 0, for which isInBox(rcc) holds. By
-    // rising code; the new ones are the last of vCorners. Parallel, so not for use
+    // those with a free slot, |val| below limit and val not 0, for which isInBox(rcc) holds,
+    // at most maxSteps steps over Corners from where the sign changes, unless that is anywhere:
+    // at active ones beside an active one of the other sign, at border ones beside a val of 0.
+    // By rising code; the new ones are the last of vCorners. Parallel, so not for use
     // inside a job of the pool.
     template <class IsInBox>
-    void createGrowthFront(float limit, const IsInBox& isInBox);
+    void createGrowthFront(float limit, int maxSteps, const IsInBox& isInBox);
 
     // ---- by brick, from 1 on; brick 0 is empty
 
@@ -84,6 +88,9 @@ private:
     std::uint32_t requireBrick(uint64 rccOfBrick);
     Corner* createAt(std::uint32_t location);
     std::vector<Mask> findSources(float limit) const;
+    std::vector<Mask> findSignChanges() const;
+    void widen(std::vector<Mask>& vMasks) const;
+    void keepNearSignChanges(int maxSteps, std::vector<Mask>& vSources) const;
     void createFront(std::vector<Mask>& vSources);
 
     SimplePool<Brick> pool;
@@ -92,8 +99,9 @@ private:
 };
 
 template <class IsInBox>
-void CornerStore::createGrowthFront(float limit, const IsInBox& isInBox) {
+void CornerStore::createGrowthFront(float limit, int maxSteps, const IsInBox& isInBox) {
     std::vector<Mask> vSources = findSources(limit);
+    if (maxSteps != anywhere) keepNearSignChanges(maxSteps, vSources);
     for (std::size_t i = 1; i < vSources.size(); ++i) {
         for (Mask left = vSources[i]; left; left &= left - 1) {
             const auto location =

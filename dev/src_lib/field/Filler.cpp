@@ -260,6 +260,7 @@ void Filler::mergeComponents() {
         if (vVisited[static_cast<std::size_t>(pRaw->id)]) continue;
         const std::vector<Component*> vGroup = takeGroup(pRaw.get(), vVisited);
         vComponents.push_back(std::make_unique<Component>(vGroup, numGrowSteps, pvGlobalRCDPoint, pCalc));
+        vComponents.back()->maxSourceSteps = maxSourceSteps;
     }
 }
 

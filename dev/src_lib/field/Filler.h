@@ -64,6 +64,10 @@ public:
     void growComponents(CodePoints& vOut);
 
     int numGrowSteps;
+    // How far from the zero level corners may lie from which the field grows, in steps.
+    // Smoothing holds the distances down far from the surface too, so the limit on them alone
+    // lets the field grow thick over both sides of sheets, where it decides little.
+    int maxSourceSteps = CornerStore::anywhere;
     std::vector<uint64>* pvGlobalBorderRCD;                          // not owned, sorted
     std::vector<uint64> vGlobalAreaRCD;                              // sorted
     const CodePoints* pvGlobalRCDPoint;                              // not owned, sorted
