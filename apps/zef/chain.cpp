@@ -68,5 +68,5 @@ void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, const std:
 void mendMesh(const std::shared_ptr<zef::Mesh>& pMesh) {
     if (zef::checkMesh(*pMesh).bManifold) return;
     zef::ManifoldReport ignored;
-    zef::makeManifold(pMesh, ignored);
+    zef::makeManifold(pMesh, {.fillHoles = false}, ignored);
 }

@@ -56,11 +56,12 @@ void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
     command.add_flag("--keep-non-manifold", bKeepNonManifold, "Leave edges of more than two triangles as they are");
 }
 
-void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, const std::string& textIfEmpty) {
+void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, bool bFillHoles,
+          const std::string& textIfEmpty) {
     if (!pMesh || pMesh->getNumT() == 0) throw Failure(textIfEmpty);
     if (bKeepNonManifold) return;
     zef::ManifoldReport ignored;  // the report counts what is left, not what was mended
-    zef::makeManifold(pMesh, ignored);
+    zef::makeManifold(pMesh, {.fillHoles = bFillHoles}, ignored);
 }
 
 void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const Shift& shift,

@@ -28,9 +28,10 @@ std::shared_ptr<zef::Mesh> readMeshFile(CommandRun& commandRun, const std::strin
 // For commands that make meshes: whether what is not manifold is left as it is.
 void addMendOption(CLI::App& command, bool& bKeepNonManifold);
 
-// Cuts the mesh apart where it is not manifold, unless it shall keep that. Throws
-// Failure with the text if there is no mesh or nothing in it.
-void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, const std::string& textIfEmpty);
+// Makes the mesh manifold, unless it shall keep what is not; see zef::makeManifold for
+// the holes. Throws Failure with the text if there is no mesh or nothing in it.
+void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, bool bFillHoles,
+          const std::string& textIfEmpty);
 
 // Throws Failure if the file cannot be written.
 void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const Shift& shift,

@@ -94,6 +94,10 @@ struct ManifoldReport {
     bool isOrientable() const { return numSeamEdges == 0; }
 };
 
+struct ManifoldOptions {
+    bool fillHoles = true;  // small ones, see makeManifold(); false: holes of the input stay open
+};
+
 // Makes every edge and vertex manifold and every component consistently oriented:
 // afterwards checkMesh() finds no non-manifold edge or vertex, no orientation
 // conflict and no duplicate.
@@ -101,7 +105,7 @@ struct ManifoldReport {
 // Triangles on the same vertices as an earlier one go. So do small sheets on large
 // ones: membranes across the inside, the thinner half of blisters, fins; wherever
 // that leaves fewer edges of an odd number of triangles. Loops of at most 12 edges
-// with more are filled with triangles among their vertices. So are borders of at most
+// with more are filled with triangles among their vertices. With fillHoles so are borders of at most
 // 8 edges in large surfaces, and of 40 in bodies that have no large holes, but no open
 // ends that a lid would close at an angle. At other non-manifold edges the
 // triangles are joined in pairs, around the inside of bodies, else the flattest
@@ -117,6 +121,8 @@ struct ManifoldReport {
 //
 // Points that the mesh has handed out become invalid. Null fails an ASSEX.
 // O(n log n), one parallel sort.
+ZEF_API void makeManifold(std::shared_ptr<Mesh> pMesh, const ManifoldOptions& options, ManifoldReport& report);
+// With the defaults.
 ZEF_API void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report);
 
 }  // namespace QUOR_ZEF

@@ -19,12 +19,16 @@ std::size_t countSelfIntersections(const Mesh& mesh) {
     return countIntersectingPairs(flatten(*mesh.getRMesh(), VertexOrder::MESH));
 }
 
-void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report) {
+void makeManifold(std::shared_ptr<Mesh> pMesh, const ManifoldOptions& options, ManifoldReport& report) {
     ASSEX(pMesh != nullptr);
     FlatMesh flat = flatten(*pMesh->getRMesh(), VertexOrder::MESH);
-    makeManifold(flat, report);
+    makeManifold(flat, options, report);
     auto pRMesh = std::make_unique<RMesh>(std::move(flat.vVertices), flat.vTriples, pMesh->getRMesh()->cellSize);
     pMesh->replaceRMesh(pRMesh.release());
+}
+
+void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report) {
+    makeManifold(std::move(pMesh), ManifoldOptions(), report);
 }
 
 }  // namespace QUOR_ZEF

@@ -29,7 +29,8 @@ using VertexPair = std::pair<std::uint32_t, std::uint32_t>;
 
 class ManifoldMaker {
 public:
-    ManifoldMaker(FlatMesh& mesh_, ManifoldReport& report_) : mesh(mesh_), report(report_) {}
+    ManifoldMaker(FlatMesh& mesh_, const ManifoldOptions& options_, ManifoldReport& report_)
+        : mesh(mesh_), options(options_), report(report_) {}
 
     void run() {
         vSides = sortSides(mesh.vTriples);
@@ -54,6 +55,7 @@ public:
 
 private:
     FlatMesh& mesh;
+    const ManifoldOptions options;
     ManifoldReport& report;
     std::vector<EdgeSide> vSides;  // these two as the triangles are now
     std::unique_ptr<Patches> pPatches;
@@ -87,7 +89,7 @@ private:
 
     void closeLoops() {
         const std::size_t numBefore = mesh.numTriangles();
-        report.numClosedLoops = closeOddLoops(mesh, vSides, *pPatches);
+        report.numClosedLoops = closeOddLoops(mesh, vSides, *pPatches, options.fillHoles);
         report.numAddedTriangles = mesh.numTriangles() - numBefore;
         if (report.numClosedLoops > 0) followTriangles();
     }
@@ -250,9 +252,9 @@ private:
 
 }  // namespace
 
-void makeManifold(FlatMesh& mesh, ManifoldReport& report) {
+void makeManifold(FlatMesh& mesh, const ManifoldOptions& options, ManifoldReport& report) {
     report = ManifoldReport();
-    ManifoldMaker(mesh, report).run();
+    ManifoldMaker(mesh, options, report).run();
 }
 
 }  // namespace QUOR_ZEF

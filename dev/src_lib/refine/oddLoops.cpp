@@ -24,8 +24,8 @@ constexpr std::uint32_t none = Patches::none;
 
 class OddLoops {
 public:
-    OddLoops(FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, const Patches& patches_)
-        : mesh(mesh_), vSides(vSides_), patches(patches_) {}
+    OddLoops(FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, const Patches& patches_, bool bFillHoles)
+        : mesh(mesh_), vSides(vSides_), patches(patches_), bHoles(bFillHoles) {}
 
     std::size_t close() {
         findOddEdges();
@@ -56,6 +56,7 @@ private:
     FlatMesh& mesh;
     const std::vector<EdgeSide>& vSides;
     const Patches& patches;
+    const bool bHoles;
     std::vector<std::pair<std::uint32_t, std::uint32_t>> vEnds;  // of each odd edge
     std::vector<std::uint32_t> vBorderSide;                      // the only one there, else none
     std::vector<bool> vBody;                                     // patches that have no large holes
@@ -105,6 +106,7 @@ private:
             vAlong.emplace_back(patch, (mesh.vTriples[side] == loops.vLoop[i]) != (patches.vFlip[side / 3] != 0));
         }
         if (vAlong.empty()) return n <= maxLoop;
+        if (!bHoles && vAlong.size() == n) return false;
         if (numLarge < n || n > maxBorder) return false;
         std::sort(vAlong.begin(), vAlong.end());
         vAlong.erase(std::unique(vAlong.begin(), vAlong.end()), vAlong.end());
@@ -143,8 +145,8 @@ private:
 
 }  // namespace
 
-std::size_t closeOddLoops(FlatMesh& mesh, const std::vector<EdgeSide>& vSides, const Patches& patches) {
-    return OddLoops(mesh, vSides, patches).close();
+std::size_t closeOddLoops(FlatMesh& mesh, const std::vector<EdgeSide>& vSides, const Patches& patches, bool bHoles) {
+    return OddLoops(mesh, vSides, patches, bHoles).close();
 }
 
 }  // namespace QUOR_ZEF
