@@ -262,6 +262,26 @@ TEST(ToolCheck, countsIntersectionsWhenAskedTo) {
     EXPECT_EQ(runTool("check --json --deep " + in).report()["self_intersections"], 1);
 }
 
+TEST(ToolReconstruct, givesFilledGapsAColour) {
+    const TempFolder folder;
+    std::string text;
+    for (int y = 0; y < 40; ++y) {
+        for (int x = 0; x < 40; ++x) {
+            if (std::hypot(x - 20, y - 20) < 4.0) continue;
+            text += std::to_string(0.1 * x) + " " + std::to_string(0.1 * y) + " 0.03 200 100 50\n";
+        }
+    }
+    const std::string in = quoted(folder.put("sheet.xyz", text)), out = folder.name("mesh.obj");
+    const ToolRun run = runTool("reconstruct --json --spacing 0.13 " + in + " -o " + quoted(out));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.report()["border_loops"], 1) << "the gap is to be closed";
+    zef::CloudFile mesh;
+    ASSERT_TRUE(loadCloud(out, mesh));
+    for (const zef::Point3& p : mesh.vPoints) {
+        EXPECT_TRUE(p.r == 200 && p.g == 100 && p.b == 50) << p.px << " " << p.py;
+    }
+}
+
 TEST(ToolReconstruct, leavesNothingBehindWhenItFails) {
     const TempFolder folder;
     const std::string in = quoted(folder.put("one.xyz", "1 2 3\n"));
