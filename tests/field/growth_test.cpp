@@ -163,6 +163,42 @@ TEST(CornerSmoother, givesTheBitsOfThePlainRuleForEveryThreadCountWhileCornersCo
     }
 }
 
+// Two clusters far apart; only beside the second one new corners come at each call.
+TEST(CornerSmoother, restsOnlyWhereNoCornersCome) {
+    const Calc calc = unitGrid();
+    constexpr int restAfter = 2;
+    CornerStore store(&calc), plain(&calc);
+    for (CornerStore* const p : {&store, &plain}) {
+        fillStore(*p, 5, 2.0F);
+        for (int x = 0; x < 6; ++x) p->createCorner(packRCD(200 + x, 50, 50));
+        for (std::size_t i = p->vCorners.size() - 6; i < p->vCorners.size(); ++i) {
+            p->vCorners[i]->state = ST_INFLATED;
+            p->vCorners[i]->val = static_cast<float>(i % 4) - 1.5F;
+            p->vCorners[i]->weight = 0.5F;
+        }
+    }
+    const std::size_t numFirst = store.vCorners.size() - 6;
+    CornerSmoother resting(true, 0.5F, restAfter), exact(true, 0.5F);
+    std::vector<float> vBefore;
+    for (int call = 1; call <= 6; ++call) {
+        for (CornerStore* const p : {&store, &plain}) {
+            Corner* const pNew = p->createCorner(packRCD(205 + call, 50, 50));
+            pNew->state = ST_INFLATED;
+            pNew->val = pNew->weight = 1.0F;
+        }
+        resting.smooth(store, 3);
+        exact.smooth(plain, 3);
+        std::vector<float> vNow;
+        for (std::size_t i = 0; i < numFirst; ++i) vNow.push_back(store.vCorners[i]->val);
+        EXPECT_EQ(vNow == vBefore, call > restAfter + 1) << call;
+        vBefore = vNow;
+        for (std::size_t i = 0; i < store.vCorners.size(); ++i) {
+            if (i < numFirst && call > restAfter + 1) continue;
+            ASSERT_EQ(store.vCorners[i]->val, plain.vCorners[i]->val) << call << " " << i;
+        }
+    }
+}
+
 TEST(CornerSmoother, printsAtMostOneLineACallForLargeVals) {
     const Calc calc = unitGrid();
     CornerStore store(&calc);

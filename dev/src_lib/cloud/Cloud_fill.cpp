@@ -17,9 +17,9 @@ namespace {
 
 constexpr double lowContact = 0.3;    // fillings that touch the border of the cloud with less of their own
 constexpr std::size_t minRated = 10;  // border cells
-// With borders kept. What lies farther off the zero level decides one cell in a thousand, at
-// a third of the time and half of the memory.
-constexpr int maxSourceSteps = 6;
+// With borders kept. Corners farther off the zero level decide about one cell in a hundred, and
+// no more or fewer gaps close, for a third of the time and half of the memory.
+constexpr int maxSourceSteps = 4;
 
 std::vector<uint64> codesOf(const std::vector<RCDPoint>& vRCDPoint) {
     std::vector<uint64> vCodes;

@@ -36,7 +36,8 @@ public:
     using CodePoints = std::vector<std::pair<uint64, Point3>>;
 
     int numGrowSteps = -1;  // -1 in a raw Component
-    // How far from the zero level corners may lie from which the field grows, in steps.
+    // How far from the zero level corners may lie from which the field grows, in steps. Unless
+    // that is anywhere, corners also rest where growth has ended, instead of being smoothed on.
     int maxSourceSteps = CornerStore::anywhere;
     // The box of growth, in cells.
     int minX = 0x7fffffff, minY = 0x7fffffff, minZ = 0x7fffffff;

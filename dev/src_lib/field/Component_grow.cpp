@@ -15,6 +15,7 @@ constexpr int boxMargin = 30;      // cells
 constexpr int numSureSteps = 6;    // further steps may be the last
 constexpr int numSmoothings = 20;  // after each step
 constexpr double growLimit = 4.0;  // |val| of a source of growth stays below this, in cells
+constexpr int restAfter = 3;       // growth steps without growth near by; where the field keeps near its zero level
 constexpr std::size_t minChunk = 1'000;
 
 // A test with an else branch: a coordinate that lowers the minimum is not held
@@ -157,7 +158,9 @@ bool Component::inflateOneStep2() {
 
 void Component::lowPass2(int numPasses, bool bUseWeights) {
     if (!pSmoother || pSmoother->bUseWeights != bUseWeights) {
-        pSmoother = std::make_unique<CornerSmoother>(bUseWeights, maxBorderVal);
+        const bool bNearOnly = maxSourceSteps != CornerStore::anywhere;
+        pSmoother = std::make_unique<CornerSmoother>(bUseWeights, maxBorderVal,
+                                                     bNearOnly ? restAfter : CornerSmoother::neverResting);
     }
     pSmoother->smooth(cornerStore, numPasses);
 }

@@ -144,6 +144,7 @@ void CornerSmoother::takeNewCorners(const CornerStore& store) {
         const std::uint32_t number = corner.location / CornerStore::brickSize;
         requireTile(store, number);
         vByNumber[number]->active |= Mask{1} << corner.location % CornerStore::brickSize;
+        vByNumber[number]->lastNew = numCalls;
         for (const std::uint32_t neig : store.brick(number).neigs) requireTile(store, neig);
     }
 }
@@ -203,6 +204,33 @@ void CornerSmoother::refresh(const CornerStore& store) {
             if (!vTiles[i]->bSettled) refresh(*vTiles[i]);
         }
     });
+}
+
+// Tiles near which no corner came for a while are left alone from now on, or again.
+void CornerSmoother::letRest() {
+    constexpr int numRings = 2;  // bricks
+    std::vector<int> vLatest(vTiles.size());
+    std::vector<int> vOwn(vTiles.size());
+    for (std::size_t i = 0; i < vTiles.size(); ++i) vOwn[i] = vTiles[i]->lastNew;
+    for (int ring = 0; ring < numRings; ++ring) {
+        for (std::size_t i = 0; i < vTiles.size(); ++i) {
+            vLatest[i] = vTiles[i]->lastNew;
+            for (const Tile* pNeig : vTiles[i]->neigs) {
+                if (pNeig) vLatest[i] = std::max(vLatest[i], pNeig->lastNew);
+            }
+        }
+        for (std::size_t i = 0; i < vTiles.size(); ++i) vTiles[i]->lastNew = vLatest[i];
+    }
+    for (std::size_t i = 0; i < vTiles.size(); ++i) {
+        Tile& tile = *vTiles[i];
+        const bool bRest = tile.lastNew < numCalls - restAfter;
+        tile.lastNew = vOwn[i];
+        if (bRest && !tile.bResting) {
+            tile.products[1 - turn] = tile.products[turn];
+            tile.weights[1 - turn] = tile.weights[turn];
+        }
+        tile.bResting = bRest;
+    }
 }
 
 float CornerSmoother::keepBorder(bool bLower, float newVal) const {
@@ -287,7 +315,7 @@ CornerSmoother::Trace CornerSmoother::sweep() {
     const auto vTraces = parallelChunkResults<Trace>(vTiles.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         Trace first;
         for (std::size_t i = begin; i < end; ++i) {
-            if (vTiles[i]->numRuns == 0) continue;
+            if (vTiles[i]->numRuns == 0 || vTiles[i]->bResting) continue;
             const Trace trace = sweepTile<bLast>(*vTiles[i]);
             if (trace.bFound && !first.bFound) first = trace;
         }
@@ -300,7 +328,9 @@ CornerSmoother::Trace CornerSmoother::sweep() {
 
 void CornerSmoother::smooth(CornerStore& store, int numPasses) {
     if (numPasses <= 0) return;
+    ++numCalls;
     refresh(store);
+    if (restAfter != neverResting) letRest();
     Trace first;
     for (int pass = 1; pass <= numPasses; ++pass) {
         const Trace trace = pass == numPasses ? sweep<true>() : sweep<false>();

@@ -25,12 +25,17 @@ constexpr float smallestVal = 1.17549435e-38F;
 // Cost: 3 to 7 ns for an active corner in a sweep.
 class CornerSmoother {
 public:
+    static constexpr int neverResting = 0x7fffffff;
+
     // bUseWeights false: all corners count the same. maxBorderVal: world units.
-    CornerSmoother(bool bUseWeightsOfCorners, float maxBorderValOfCorners)
-        : bUseWeights(bUseWeightsOfCorners), maxBorderVal(maxBorderValOfCorners) {}
+    // restAfter: calls of smooth() after which corners keep their values where none came
+    // within two bricks; they are nearly at rest by then.
+    CornerSmoother(bool bUseWeightsOfCorners, float maxBorderValOfCorners, int restAfterCalls = neverResting)
+        : bUseWeights(bUseWeightsOfCorners), maxBorderVal(maxBorderValOfCorners), restAfter(restAfterCalls) {}
 
     const bool bUseWeights;
     const float maxBorderVal;
+    const int restAfter;
 
     // Sweeps over the store, which must be the same at each call: between calls active corners
     // may be created, but nobody else may change one.
@@ -64,6 +69,8 @@ private:
     struct Tile {
         CornerStore::Brick* pBrick = nullptr;  // the store's; null in the empty tile
         bool bSettled = false;                 // its corners and their neighbours all exist
+        bool bResting = false;
+        int lastNew = 0;  // the call that brought the latest corners here or, while it is spread, near by
         Mask active = 0;
         std::uint32_t numRuns = 0;
         std::array<const Tile*, 6> neigs{};  // by dir
@@ -81,6 +88,7 @@ private:
     void takeNewCorners(const CornerStore& store);
     void orderTiles();
     void refresh(const CornerStore& store);
+    void letRest();
     void refresh(Tile& tile) const;
     template <bool bLast>
     Trace sweep();
@@ -92,6 +100,7 @@ private:
     float keepBorder(bool bLower, float newVal) const;
 
     SimplePool<Tile> pool;
+    int numCalls = 0;
     std::size_t numTaken = 0;      // corners of the store that have been looked at
     std::vector<Tile*> vByNumber;  // by brick of the store; null if none is needed
     std::vector<Tile*> vTiles;     // in Z-order
