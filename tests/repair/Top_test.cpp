@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "support/capture.h"
@@ -14,6 +16,14 @@
 using namespace zef_test;
 
 namespace {
+
+using Shape = std::vector<std::array<Cell, 3>>;
+
+Shape join(const std::vector<Shape>& vShapes) {
+    Shape all;
+    for (const Shape& shape : vShapes) all.insert(all.end(), shape.begin(), shape.end());
+    return all;
+}
 
 struct TopMesh : TestMesh {
     Top top{pMesh.get(), &calc};
@@ -33,15 +43,18 @@ struct TopMesh : TestMesh {
         std::sort(v.begin(), v.end());
         return v;
     }
-    std::vector<Corners> cornersOf(const std::vector<std::array<Cell, 3>>& vT) const {
+    std::vector<Corners> cornersOf(const Shape& shape) const {
         std::vector<Corners> v;
-        for (const auto& t : vT) {
+        for (const auto& t : shape) {
             Corners c = {ccd(t[0]), ccd(t[1]), ccd(t[2])};
             std::sort(c.begin(), c.end());
             v.push_back(c);
         }
         std::sort(v.begin(), v.end());
         return v;
+    }
+    void add(const Shape& shape) {
+        for (const auto& [from, to, third] : shape) tri(from, to, third);
     }
     // A fan of num triangles over a strip of cells, from x0 on in the row y: a flat
     // band, open all around.
@@ -171,14 +184,28 @@ TEST(Top, fringesGoBySizeAndBorder) {
     }
 }
 
-TEST(Top, aFringeEndsAtNonManifoldEdgesAndTheSurfaceStays) {
-    TopMesh m(8);
-    m.box({0, 0, 0}, {5, 5, 2});
-    const auto before = m.cornersNow();
-    m.tri({2, 2, 2}, {3, 2, 2}, {2, 2, 4});
-    m.tri({3, 2, 2}, {3, 2, 4}, {2, 2, 4});
-    m.top.killTinyBorderPatches(8);
-    EXPECT_EQ(m.cornersNow(), before);
+//    2 --- 1       A fan of six around 6, above the limit. Its fringes are a flap of two
+//   / \   / \      upright on the spoke (0,6), and two single triangles on the rim (2,3):
+//  3 --- 6 --- 0   once the first is gone, the second is a part of the surface and stays.
+//   \   / \   /
+//    4 --- 5
+TEST(Top, aFringeGoesUpToItsSeamAndTheLastOneAtARimStays) {
+    TopMesh m(5);
+    const Cell rim[6] = {{4, 2, 0}, {3, 4, 0}, {1, 4, 0}, {0, 2, 0}, {1, 0, 0}, {3, 0, 0}};
+    const Cell v6{2, 2, 0}, flap0{4, 2, 1}, flap1{2, 2, 1}, first{0, 4, 1}, second{0, 4, 2};
+    for (std::size_t i = 0; i < 6; ++i) m.tri(rim[i], rim[(i + 1) % 6], v6);
+    m.tri(rim[0], v6, flap0);
+    m.tri(v6, flap1, flap0);
+    m.tri(rim[2], rim[3], second);
+    m.tri(rim[2], rim[3], first);
+    m.top.killTinyBorderPatches(5);
+    EXPECT_EQ(m.cornersNow(), m.cornersOf({{rim[0], rim[1], v6},
+                                           {rim[1], rim[2], v6},
+                                           {rim[2], rim[3], v6},
+                                           {rim[3], rim[4], v6},
+                                           {rim[4], rim[5], v6},
+                                           {rim[5], rim[0], v6},
+                                           {rim[2], rim[3], second}}));
 }
 
 namespace {
@@ -291,19 +318,27 @@ TEST(Top, closedBodiesOfUpToSixTrianglesAreNoise) {
     EXPECT_EQ(m.triangles().size(), 48u);
 }
 
-TEST(Top, aThinBodyOnASurfaceLosesASheet) {
-    TopMesh m(8);
-    // A sheet of 5 x 5 quads, and a blister over one inner quad.
-    for (int x = 0; x < 5; ++x)
-        for (int y = 0; y < 5; ++y) m.quad({x, y, 0}, {x + 1, y, 0}, {x + 1, y + 1, 0}, {x, y + 1, 0});
-    const Cell tip{2, 2, 1};
-    m.tri({2, 2, 0}, {3, 2, 0}, tip);
-    m.tri({3, 2, 0}, {3, 3, 0}, tip);
-    m.tri({3, 3, 0}, {2, 3, 0}, tip);
-    m.tri({2, 3, 0}, {2, 2, 0}, tip);
-    EXPECT_TRUE(m.top.processPatches(true));
-    EXPECT_TRUE(m.edgesOfDegree(-1).empty());
-    EXPECT_EQ(m.triangles().size(), 52u);  // of the twins the two flat ones were fewer
+//         7
+//      3 --- 2      A blister from above: a tent with its top at 4, over a floor of two
+//      | \ / |      triangles, (0 1 2) and (0 2 3), or over a tent upside down with its
+//   8  |  4  |  6   tip at 9. Of the surface around, (0 1 5), (1 2 6), (2 3 7) and
+//      | / \ |      (3 0 8), one triangle to three leave it a closed body with a free
+//      0 --- 1      rim, all four make its sheets twins. It loses the floor, the smaller,
+//         5         and of two tents the one made later.
+TEST(Top, aBlisterLosesItsFloor) {
+    const Cell v0{1, 1, 2}, v1{3, 1, 2}, v2{3, 3, 2}, v3{1, 3, 2}, v4{2, 2, 3}, v9{2, 2, 1};
+    const Shape floor{{v0, v1, v2}, {v0, v2, v3}}, tent{{v0, v1, v4}, {v1, v2, v4}, {v2, v3, v4}, {v3, v0, v4}};
+    const Shape below{{v0, v1, v9}, {v1, v2, v9}, {v2, v3, v9}, {v3, v0, v9}};
+    const Shape all{{v0, v1, {2, 0, 2}}, {v1, v2, {4, 2, 2}}, {v2, v3, {2, 4, 2}}, {v3, v0, {0, 2, 2}}};
+    for (int numAround = 1; numAround <= 4; ++numAround) {
+        const Shape around(all.begin(), all.begin() + numAround);
+        for (const auto& [stays, goes] : {std::pair(tent, floor), std::pair(below, tent)}) {
+            TopMesh m(5);
+            m.add(join({stays, goes, around}));
+            EXPECT_TRUE(m.top.processPatches(true));
+            EXPECT_EQ(m.cornersNow(), m.cornersOf(join({stays, around}))) << numAround;
+        }
+    }
 }
 
 //     001 ---- 101     Six cells of a block, by x y z: four triangles on two faces.
@@ -364,38 +399,80 @@ TEST(Top, orientationGoesAcrossManifoldEdgesAndEndsOnAMoebiusStrip) {
     delete vPatches[0];
 }
 
-// A sheet of quads with a slanted flap: a triangle (2 2)-(3 2)-tip on its inner
-// edge, whose ends lie inside the sheet, and a second one beside it.
-TEST(Top, evilEdgesLoseTheTriangleThatHoldsNothing) {
-    TopMesh m(6);
-    for (int x = 0; x < 5; ++x)
-        for (int y = 0; y < 5; ++y) m.quad({x, y, 0}, {x + 1, y, 0}, {x + 1, y + 1, 0}, {x, y + 1, 0});
-    const auto before = m.cornersNow();
-    m.tri({2, 2, 0}, {3, 2, 0}, {2, 2, 1});
-    m.tri({3, 2, 0}, {4, 2, 0}, {3, 2, 1});
-    m.tri({3, 2, 0}, {2, 2, 1}, {3, 2, 1});
-    EXPECT_EQ(m.edgesOfDegree(3).size(), 2u);
-    m.top.removeEvilDeg3();
-    EXPECT_TRUE(m.edgesOfDegree(3).empty());
-    for (const auto& t : before) {
-        const auto now = m.cornersNow();
-        EXPECT_TRUE(std::binary_search(now.begin(), now.end(), t));
+namespace {
+
+//   0 ------- 1    The edge (0,1) of a tetrahedron 0 1 2 3 (not drawn), with parts of a
+//   | \  T  / |    curtain that hangs down from it. T is larger than the triangles of the
+//   | N \ / M |    tetrahedron. A second one, 4 5 9 10, stands on (4,5) in some cases.
+//   5 --- 4 --- 6
+//    \ n / \ m /
+//      7     8
+struct Curtain : TopMesh {
+    const Cell v0{1, 2, 4}, v1{3, 2, 4}, v2{2, 4, 4}, v3{2, 4, 3}, v4{2, 2, 1}, v5{0, 2, 1}, v9{0, 4, 0}, v10{0, 4, 1};
+    const Shape T{{v0, v1, v4}}, N{{v0, v4, v5}}, M{{v1, v4, {4, 2, 1}}};
+    const Shape n{{v4, v5, {1, 2, 0}}}, m{{v4, {4, 2, 1}, {3, 2, 0}}};
+    const Shape body{{v0, v1, v2}, {v0, v1, v3}, {v0, v2, v3}, {v1, v2, v3}};
+    const Shape body2{{v4, v5, v9}, {v4, v5, v10}, {v4, v9, v10}, {v5, v9, v10}};
+
+    Curtain() : TopMesh(5) {}
+    void hang(const Shape& curtain) {
+        pMesh->clear();
+        add(join({body, curtain}));
     }
+    // What is left beside the first tetrahedron.
+    void expect(const Shape& left) const { EXPECT_EQ(cornersNow(), cornersOf(join({body, left}))); }
+    void expectLeft(const std::vector<Shape>& vBefore, const std::vector<Shape>& vLeft) {
+        hang(join(vBefore));
+        top.removeEvilDeg3();
+        expect(join(vLeft));
+    }
+};
+
+}  // namespace
+
+TEST(Top, anEvilEdgeLosesTheCurtainAndWhatDangles) {
+    Curtain c;
+    c.expectLeft({c.T}, {});                         // T is loose
+    c.expectLeft({c.T, c.N}, {c.N});                 // and here with a border on one side
+    c.expectLeft({c.T, c.N, c.M}, {});               // N and M dangle
+    c.expectLeft({c.T, c.N, c.M, c.m}, {c.M, c.m});  // one solid neighbour does not hold T
+    // Two do: it comes undone from the borders (0,5) and (1,6) on.
+    c.expectLeft({c.T, c.N, c.M, c.n, c.m}, {c.n, c.m});
+    // With N gone, (4,5) is an edge of three with a border at 5, and loses n.
+    c.expectLeft({c.T, c.N, c.M, c.n, c.m, c.body2}, {c.m, c.body2});
 }
 
-TEST(Top, deleteAroundEvilDeg3TakesTheTriangleAtASingleBorderEdge) {
-    TopMesh m(6);
-    for (int x = 0; x < 4; ++x)
-        for (int y = 0; y < 4; ++y) m.quad({x, y, 0}, {x + 1, y, 0}, {x + 1, y + 1, 0}, {x, y + 1, 0});
-    CTriangle* pFlap = m.tri({1, 2, 0}, {2, 2, 0}, {1, 2, 1});
-    CEdge* pEvil = m.edge({1, 2, 0}, {2, 2, 0});
+TEST(Top, deleteAroundEvilDeg3TakesTheTrianglesAtSingleBorderEdges) {
+    Curtain c;
+    c.hang(join({c.T, c.N, c.M, c.n, c.m, c.body2}));
+    CEdge* pEvil = c.edge(c.v0, c.v1);
     std::vector<CEdge*> vOut;
-    EXPECT_FALSE(m.top.deleteAroundEvilDeg3(m.edge({1, 1, 0}, {2, 1, 0}), vOut));
-    EXPECT_TRUE(m.top.deleteAroundEvilDeg3(pEvil, vOut));
-    EXPECT_FALSE(pFlap->isAlive());
-    EXPECT_EQ(pEvil->getDegree(), 2);
-    EXPECT_TRUE(vOut.empty());
-    EXPECT_FALSE(m.top.deleteAroundEvilDeg3(pEvil, vOut));
+    EXPECT_TRUE(c.top.deleteAroundEvilDeg3(pEvil, vOut));
+    c.expect(join({c.T, c.n, c.m, c.body2}));
+    EXPECT_EQ(vOut, std::vector<CEdge*>{c.edge(c.v4, c.v5)});
+    EXPECT_TRUE(c.top.deleteAroundEvilDeg3(pEvil, vOut));
+    c.expect(join({c.n, c.m, c.body2}));
+    EXPECT_FALSE(c.top.deleteAroundEvilDeg3(pEvil, vOut));
+    EXPECT_EQ(vOut.size(), 1u);
+}
+
+//       2        Three triangles around 0, and a fin (0 1 4) on the spoke (0,1): its border
+//     / | \      (0,4) is the only one at 0. All three on the spoke are loose, and the
+//    /  0  \     smallest goes. Without (0 2 3) three borders meet at 0 and at 1, and the
+//   / /   \ \    spoke is not evil.
+//  1 ------- 3
+TEST(Top, ofLooseTrianglesAtAnEvilEdgeTheSmallestGoes) {
+    const Cell v0{2, 1, 0}, v1{0, 0, 0}, v2{2, 4, 0}, v3{4, 0, 0}, low{1, 1, 1}, high{1, 1, 4};
+    for (const Cell& v4 : {low, high}) {
+        const Shape fin{{v0, v1, v4}}, below{{v0, v1, v3}}, left{{v0, v1, v2}}, right{{v0, v2, v3}};
+        TopMesh m(5), open(5);
+        m.add(join({left, right, below, fin}));
+        m.top.removeEvilDeg3();
+        EXPECT_EQ(m.cornersNow(), m.cornersOf(join({left, right, v4 == low ? below : fin})));
+        open.add(join({left, below, fin}));
+        open.top.removeEvilDeg3();
+        EXPECT_EQ(open.cornersNow(), open.cornersOf(join({left, below, fin})));
+    }
 }
 
 TEST(Top, equalVerticesComeApartAndLoseTheirColour) {
