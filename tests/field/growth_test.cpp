@@ -170,7 +170,7 @@ TEST(CornerSmoother, restsOnlyWhereNoCornersCome) {
     CornerStore store(&calc), plain(&calc);
     for (CornerStore* const p : {&store, &plain}) {
         fillStore(*p, 5, 2.0F);
-        for (int x = 0; x < 6; ++x) p->createCorner(packRCD(200 + x, 50, 50));
+        for (uint64 x = 200; x < 206; ++x) p->createCorner(packRCD(x, 50, 50));
         for (std::size_t i = p->vCorners.size() - 6; i < p->vCorners.size(); ++i) {
             p->vCorners[i]->state = ST_INFLATED;
             p->vCorners[i]->val = static_cast<float>(i % 4) - 1.5F;
@@ -182,7 +182,7 @@ TEST(CornerSmoother, restsOnlyWhereNoCornersCome) {
     std::vector<float> vBefore;
     for (int call = 1; call <= 6; ++call) {
         for (CornerStore* const p : {&store, &plain}) {
-            Corner* const pNew = p->createCorner(packRCD(205 + call, 50, 50));
+            Corner* const pNew = p->createCorner(packRCD(205 + static_cast<uint64>(call), 50, 50));
             pNew->state = ST_INFLATED;
             pNew->val = pNew->weight = 1.0F;
         }
