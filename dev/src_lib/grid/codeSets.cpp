@@ -1,8 +1,8 @@
 #include "grid/codeSets.h"
 
 #include <cstdint>
-#include <numeric>
 
+#include "frame/DisjointSets.h"
 #include "frame/tools.h"
 #include "grid/CellBlocks.h"
 #include "parallel/sortMT.h"
@@ -52,38 +52,15 @@ std::vector<uint64> difference(const std::vector<uint64>& vA, const std::vector<
 
 namespace {
 
-// Disjoint sets of the numbers below n. The smallest number of a set is its root.
-class UnionFind {
-public:
-    explicit UnionFind(std::size_t n) : vParent(n) { std::iota(vParent.begin(), vParent.end(), std::uint32_t{0}); }
-
-    std::uint32_t rootOf(std::uint32_t i) {
-        while (vParent[i] != i) {
-            vParent[i] = vParent[vParent[i]];
-            i = vParent[i];
-        }
-        return i;
-    }
-
-    void unite(std::uint32_t i, std::uint32_t j) {
-        i = rootOf(i);
-        j = rootOf(j);
-        vParent[std::max(i, j)] = std::min(i, j);
-    }
-
-private:
-    std::vector<std::uint32_t> vParent;
-};
-
 // vRCD must be sorted and unique.
 void componentsOfSet(const std::vector<uint64>& vRCD, std::vector<std::vector<uint64>>& vComponents) {
-    UnionFind sets(vRCD.size());
-    CellBlocks_RCD(vRCD).forEachPair([&](std::uint32_t i, std::uint32_t j) { sets.unite(i, j); });
+    DisjointSets sets(vRCD.size());
+    CellBlocks_RCD(vRCD).forEachPair([&](std::uint32_t i, std::uint32_t j) { sets.join(i, j); });
 
     std::vector<std::uint32_t> vComponentOf(vRCD.size());
     std::vector<std::size_t> vCount;
     for (std::uint32_t i = 0; i < vRCD.size(); ++i) {
-        const std::uint32_t root = sets.rootOf(i);
+        const std::uint32_t root = sets.find(i);
         if (root == i) {
             vComponentOf[i] = static_cast<std::uint32_t>(vCount.size());
             vCount.push_back(0);

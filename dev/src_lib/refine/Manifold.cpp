@@ -4,6 +4,7 @@
 #include <memory>
 #include <tuple>
 
+#include "frame/DisjointSets.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "refine/Patches.h"

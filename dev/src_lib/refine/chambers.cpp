@@ -5,6 +5,7 @@
 #include <tuple>
 #include <utility>
 
+#include "frame/DisjointSets.h"
 #include "geometry/freeFunctions.h"
 #include "refine/edgeTurns.h"
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "frame/DisjointSets.h"
 #include "geometry/freeFunctions.h"
 #include "refine/triangleSides.h"
 

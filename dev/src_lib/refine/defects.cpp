@@ -4,6 +4,7 @@
 #include <array>
 #include <span>
 
+#include "frame/DisjointSets.h"
 #include "refine/FillRefiner.h"
 #include "refine/LoopFiller.h"
 #include "refine/ShortLoops.h"

@@ -4,6 +4,7 @@
 #include <span>
 #include <utility>
 
+#include "frame/DisjointSets.h"
 #include "geometry/freeFunctions.h"
 #include "refine/LoopFiller.h"
 #include "refine/ShortLoops.h"

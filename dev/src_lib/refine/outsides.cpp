@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <span>
 
+#include "frame/DisjointSets.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <numeric>
 #include <span>
 #include <utility>
 #include <vector>
@@ -57,27 +56,5 @@ std::vector<std::uint32_t> findDuplicates(const std::vector<std::uint32_t>& vTri
 
 // Removes the marked triangles; the others keep their order.
 void removeTriangles(std::vector<std::uint32_t>& vTriples, const std::vector<bool>& vDead);
-
-// Disjoint sets of numbers; the root of a set is its lowest number.
-class DisjointSets {
-public:
-    explicit DisjointSets(std::size_t num) : vParent(num) { std::iota(vParent.begin(), vParent.end(), 0u); }
-    std::uint32_t find(std::uint32_t a) {
-        while (vParent[a] != a) {
-            vParent[a] = vParent[vParent[a]];
-            a = vParent[a];
-        }
-        return a;
-    }
-    void join(std::uint32_t a, std::uint32_t b) {
-        a = find(a);
-        b = find(b);
-        if (a > b) std::swap(a, b);
-        vParent[b] = a;
-    }
-
-private:
-    std::vector<std::uint32_t> vParent;
-};
 
 }  // namespace QUOR_ZEF

@@ -1,9 +1,9 @@
 #include "topology/CPatchBook.h"
 
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
+#include "frame/DisjointSets.h"
 #include "frame/tools.h"
 #include "topology/CMesh.h"
 
@@ -19,42 +19,22 @@ uint64 hashOf(std::uint32_t number) {
     return x ^ (x >> 31);
 }
 
-// Numbers in groups that are joined: each group is a tree, its root the lowest.
-class Forest {
-public:
-    explicit Forest(std::size_t size) : vParent(size) { std::iota(vParent.begin(), vParent.end(), 0u); }
-
-    // Halves the way for the next time.
-    std::uint32_t getRoot(std::uint32_t number) {
-        while (vParent[number] != number) number = vParent[number] = vParent[vParent[number]];
-        return number;
-    }
-    void join(std::uint32_t a, std::uint32_t b) {
-        a = getRoot(a);
-        b = getRoot(b);
-        vParent[std::max(a, b)] = std::min(a, b);
-    }
-
-private:
-    std::vector<std::uint32_t> vParent;
-};
-
 }  // namespace
 
 // Patches are found edge by edge, since the records of neighbours lie near each
 // other and a flood would jump between them.
 CPatchBook::CPatchBook(const CMesh* pMesh_)
     : pMesh(pMesh_), vPatchOf(pMesh->getNumTriangles(), none), vNext(pMesh->getNumTriangles(), none) {
-    Forest forest(pMesh->getNumTriangles());
+    DisjointSets sets(pMesh->getNumTriangles());
     for (std::uint32_t number = 0; number < pMesh->getNumEdges(); ++number) {
         const auto view = pMesh->getEdge(number)->triangles();
         if (view.size() == 2)
-            forest.join(view[0]->getNumber(), view[1]->getNumber());
+            sets.join(view[0]->getNumber(), view[1]->getNumber());
         else if (!view.empty())
             vSeams.push_back(pMesh->getEdge(number));
     }
     pMesh->forEachTriangle([&](const CTriangle* pT) {
-        Patch& patch = vPatchOf[forest.getRoot(pT->getNumber())];
+        Patch& patch = vPatchOf[sets.find(pT->getNumber())];
         if (patch == none) {
             patch = static_cast<Patch>(vRecords.size());
             vRecords.emplace_back(pT->getNumber());
