@@ -7,8 +7,8 @@
 #include "LibraryOutput.h"
 #include "ProgressBar.h"
 #include "Report.h"
-#include "RunStages.h"
 #include "options.h"
+#include "resources.h"
 
 // The surroundings of one command: who hears of progress, where messages go,
 // and the report that is printed when the command is through.

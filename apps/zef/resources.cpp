@@ -1,4 +1,4 @@
-#include "RunStages.h"
+#include "resources.h"
 
 #include <sys/resource.h>
 
