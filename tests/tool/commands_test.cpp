@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <iostream>
 #include <map>
 #include <set>
 
@@ -106,10 +107,16 @@ TEST(ToolInfo, refusesBrokenFilesWithAMessage) {
 }
 
 TEST(ToolInfo, makesSenseOfEverySampleFile) {
-    const char* const pData = std::getenv("ZEF_TEST_DATA");
-    if (!pData) GTEST_SKIP() << "ZEF_TEST_DATA is not set";
+    const TempFolder folder;
+    folder.put("sheet.xyz", sheetText());
+    std::string samples = folder.path.string();
+    if (const char* const pData = std::getenv("ZEF_TEST_DATA")) {
+        samples = pData;
+    } else {
+        std::cout << "ZEF_TEST_DATA is not set: only a cloud of the test's own is read" << std::endl;
+    }
     int numFiles = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(pData)) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(samples)) {
         if (!entry.is_regular_file() || entry.path().extension() == ".md") continue;
         const ToolRun run = runTool("info --json " + quoted(entry.path().string()));
         ASSERT_EQ(run.status, 0) << entry.path() << run.err;
