@@ -18,6 +18,7 @@
 #include "frame/Progress.h"
 #include "grid/Calc.h"
 #include "sampling/Pixel.h"
+#include "support/samplingPlan.h"
 
 using namespace QUOR_ZEF;
 
@@ -73,18 +74,6 @@ double peakBytes() {
     return static_cast<double>(usage.ru_maxrss) * 1024.0;
 }
 
-void plan() {
-    planProgress("bench", {{"dih2e", 1.0},
-                           {"reo", 1.0},
-                           {"rFins", 1.0},
-                           {"feate", 1.0},
-                           {"nfeate", 1.0},
-                           {"ar4", 1.0},
-                           {"oifc", 1.0},
-                           {"mandiffe", 1.0},
-                           {"mandiffa", 1.0}});
-}
-
 void pixelAll(benchmark::State& state) {
     const auto num = static_cast<std::size_t>(state.range(0));
     const Soup soup(static_cast<std::size_t>(std::sqrt(1.5 * static_cast<double>(num))));
@@ -92,7 +81,7 @@ void pixelAll(benchmark::State& state) {
     std::size_t numSamples = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        plan();
+        zef_test::planSampling();
         state.ResumeTiming();
         const auto start = std::chrono::steady_clock::now();
         Pixel pixel(soup.vCorners, &calc);
@@ -118,7 +107,7 @@ void cloudMelt(benchmark::State& state) {
     }
     std::size_t numSamples = 0;
     for (auto _ : state) {
-        plan();
+        zef_test::planSampling();
         CloudMgr cloudMgr;
         cloudMgr.inputPointsViaMemory(vCorners, cellFor(num), -1.0, true, 30.0, false, nullptr, -1);
         numSamples = cloudMgr.getClouds().front()->vBundles.size();

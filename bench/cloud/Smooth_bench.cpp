@@ -1,7 +1,5 @@
 // The sampling of a scan, as a whole and by stage.
-// Input: random points (seed 1) on a sphere, off it by up to 0.3 cells along the
-// radius; the cell is what the library measures for such a cloud, the square root
-// of 1.5396 times the area per point. The argument is the number of points, and
+// Input: see bumpyScan.h; the cell is about what the library measures. The argument is the number of points, and
 // items_per_second counts them. The counters give the time of each stage in
 // seconds, and the nodes and links per point. All hardware threads.
 
@@ -9,10 +7,10 @@
 
 #include <chrono>
 #include <cmath>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "cloud/bumpyScan.h"
 #include "frame/Progress.h"
 #include "sampling/Smooth.h"
 
@@ -20,36 +18,17 @@ using namespace QUOR_ZEF;
 
 namespace {
 
-constexpr double pi = 3.14159265358979323846;
-
-double cellFor(std::size_t num) {
-    return std::sqrt(4.0 * pi / static_cast<double>(num) * 1.5396);
-}
-
-std::vector<Point3> makeSphere(std::size_t num) {
-    std::mt19937_64 random(1);
-    std::uniform_real_distribution<double> unit(-1.0, 1.0);
-    std::vector<Point3> vPoints;
-    vPoints.reserve(num);
-    while (vPoints.size() < num) {
-        const Vector3 v(unit(random), unit(random), unit(random));
-        if (v.sqLength() > 1.0 || v.sqLength() < 0.01) continue;
-        vPoints.push_back(Point3() + normalize(v) * (1.0 + 0.3 * cellFor(num) * unit(random)));
-    }
-    return vPoints;
-}
-
 Calc makeGrid(double cell) {
-    const int level = static_cast<int>(std::log2(std::ceil(2.2 / cell) + 10000.0)) + 1;
-    const double low = -1.1 - 5000.0 * cell;
+    const int level = static_cast<int>(std::log2(std::ceil(2.8 / cell) + 10000.0)) + 1;
+    const double low = -1.4 - 5000.0 * cell;
     const double side = cell * std::pow(2.0, level);
     return Calc(low, low, low, side, side, side, level);
 }
 
 void smoothRun(benchmark::State& state) {
     const auto num = static_cast<std::size_t>(state.range(0));
-    const std::vector<Point3> vInput = makeSphere(num);
-    Calc calc = makeGrid(cellFor(num));
+    const std::vector<Point3> vInput = makeBumpyScan(num);
+    Calc calc = makeGrid(spacingOfScan(num));
     for (auto _ : state) {
         state.PauseTiming();
         std::vector<Point3> vPoints = vInput;
@@ -64,8 +43,8 @@ void smoothRun(benchmark::State& state) {
 
 void smoothStages(benchmark::State& state) {
     const auto num = static_cast<std::size_t>(state.range(0));
-    const std::vector<Point3> vInput = makeSphere(num);
-    Calc calc = makeGrid(cellFor(num));
+    const std::vector<Point3> vInput = makeBumpyScan(num);
+    Calc calc = makeGrid(spacingOfScan(num));
     const std::vector<std::pair<std::string, void (Smooth::*)()>> vStages = {
         {"1merge", &Smooth::mergeCellPoints}, {"2bridge", &Smooth::addBridgePoints}, {"3create", &Smooth::createNodes},
         {"4densify", &Smooth::densifyNeigs},  {"5relink", &Smooth::relinkNodes},     {"6smooth", &Smooth::smoothOnce},

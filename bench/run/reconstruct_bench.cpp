@@ -1,6 +1,5 @@
 // From points in memory to cells, and to a mesh, with the time of each stage.
-// Input: random points (seed 1) on a closed, bumpy surface, off it by up to 0.3 of
-// the spacing that the library measures; the argument is their number, and
+// Input: see bumpyScan.h; the argument is the number of points, and
 // items_per_second counts them. Run one case at a time with --benchmark_filter:
 // bytesPerPoint is the peak of the process, input included. The other counters are
 // the seconds of the stages of the last iteration. All hardware threads.
@@ -8,11 +7,10 @@
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
-#include <cmath>
-#include <random>
 #include <vector>
 
 #include "cloud/Cloud.h"
+#include "cloud/bumpyScan.h"
 #include "frame/Progress.h"
 #include "grid/Calc.h"
 #include "zef/Mesh.h"
@@ -21,30 +19,6 @@
 using namespace QUOR_ZEF;
 
 namespace {
-
-constexpr double pi = 3.14159265358979323846;
-
-// What the library measures, about, for random points on an area of 4 pi.
-double spacingFor(std::size_t num) {
-    return std::sqrt(4.0 * pi / static_cast<double>(num) * 1.5396);
-}
-
-// A unit sphere with three waves around and along.
-std::vector<Point3> makeScan(std::size_t num) {
-    std::mt19937_64 random(1);
-    std::uniform_real_distribution<double> unit(-1.0, 1.0);
-    std::vector<Point3> vPoints;
-    vPoints.reserve(num);
-    const double noise = 0.3 * spacingFor(num);
-    while (vPoints.size() < num) {
-        const Vector3 v(unit(random), unit(random), unit(random));
-        if (v.sqLength() > 1.0 || v.sqLength() < 0.01) continue;
-        const Vector3 n = normalize(v);
-        const double bump = 0.1 * std::sin(3.0 * std::atan2(n.vy, n.vx)) * std::sin(3.0 * n.vz);
-        vPoints.push_back(Point3() + n * (1.0 + bump + noise * unit(random)));
-    }
-    return vPoints;
-}
 
 void report(benchmark::State& state) {
     for (const StageTimes::Stage& stage : getStageTimes().vStages) {
@@ -59,7 +33,7 @@ void report(benchmark::State& state) {
 
 // Spacing, grid, sampling and thinning; no filling.
 void cells(benchmark::State& state) {
-    const std::vector<Point3> vPoints = makeScan(static_cast<std::size_t>(state.range(0)));
+    const std::vector<Point3> vPoints = makeBumpyScan(static_cast<std::size_t>(state.range(0)));
     for (auto _ : state) {
         getStageTimes().clear();
         planProgress("bench", {{"CL_eres", 1.0}, {"SM_run", 1.0}, {"CL_creb", 1.0}});
@@ -74,7 +48,7 @@ void cells(benchmark::State& state) {
 
 // The arguments behind the number of points: growth steps.
 void mesh(benchmark::State& state) {
-    std::vector<Point3> vPoints = makeScan(static_cast<std::size_t>(state.range(0)));
+    std::vector<Point3> vPoints = makeBumpyScan(static_cast<std::size_t>(state.range(0)));
     ReconstructOptions options;
     options.factor = 1.0;
     options.growSteps = static_cast<int>(state.range(1));

@@ -7,6 +7,7 @@
 #include "frame/Progress.h"
 #include "grid/Calc.h"
 #include "support/capture.h"
+#include "support/samplingPlan.h"
 #include "support/shapes.h"
 
 using namespace QUOR_ZEF;
@@ -28,20 +29,8 @@ std::vector<Point3> boxSoup() {
     return vCorners;
 }
 
-void planMelt() {
-    planProgress("test", {{"dih2e", 1},
-                          {"reo", 1},
-                          {"rFins", 1},
-                          {"feate", 1},
-                          {"nfeate", 1},
-                          {"ar4", 1},
-                          {"oifc", 1},
-                          {"mandiffe", 1},
-                          {"mandiffa", 1}});
-}
-
 double input(CloudMgr& cloudMgr, std::vector<Point3> vCorners, double spacing, double featureAngle) {
-    planMelt();
+    zef_test::planSampling();
     return cloudMgr.inputPointsViaMemory(vCorners, spacing, -1.0, true, featureAngle, false, nullptr, -1);
 }
 

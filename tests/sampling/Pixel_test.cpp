@@ -12,6 +12,7 @@
 #include "frame/Progress.h"
 #include "geometry/freeFunctions.h"
 #include "support/capture.h"
+#include "support/samplingPlan.h"
 #include "support/shapes.h"
 #include "support/threads.h"
 
@@ -39,15 +40,7 @@ struct Sampled {
 };
 
 Sampled sample(Shape shape, const Calc& calc, double featureAngle) {
-    planProgress("test", {{"dih2e", 1},
-                          {"reo", 1},
-                          {"rFins", 1},
-                          {"feate", 1},
-                          {"nfeate", 1},
-                          {"ar4", 1},
-                          {"oifc", 1},
-                          {"mandiffe", 1},
-                          {"mandiffa", 1}});
+    zef_test::planSampling();
     Sampled out;
     Pixel pixel(cornersOf(shape), &calc);
     pixel.pixelAll(out.vPoints, out.vFeatureEdges, out.vBorderEdges, featureAngle);
