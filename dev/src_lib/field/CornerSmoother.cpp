@@ -208,28 +208,24 @@ void CornerSmoother::refresh(const CornerStore& store) {
 
 // Tiles near which no corner came for a while are left alone from now on, or again.
 void CornerSmoother::letRest() {
-    constexpr int numRings = 2;  // bricks
-    std::vector<int> vLatest(vTiles.size());
-    std::vector<int> vOwn(vTiles.size());
-    for (std::size_t i = 0; i < vTiles.size(); ++i) vOwn[i] = vTiles[i]->lastNew;
-    for (int ring = 0; ring < numRings; ++ring) {
-        for (std::size_t i = 0; i < vTiles.size(); ++i) {
-            vLatest[i] = vTiles[i]->lastNew;
-            for (const Tile* pNeig : vTiles[i]->neigs) {
-                if (pNeig) vLatest[i] = std::max(vLatest[i], pNeig->lastNew);
+    const auto spread = [this](int Tile::*from, int Tile::*to) {
+        parallelChunks(vTiles.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                int latest = vTiles[i]->*from;
+                for (const Tile* const pNeig : vTiles[i]->neigs) latest = std::max(latest, pNeig->*from);
+                vTiles[i]->*to = latest;
             }
+        });
+    };
+    spread(&Tile::lastNew, &Tile::lastBeside);
+    spread(&Tile::lastBeside, &Tile::lastNear);
+    for (Tile* const pTile : vTiles) {
+        const bool bRest = pTile->lastNear < numCalls - restAfter;
+        if (bRest && !pTile->bResting) {
+            pTile->products[1 - turn] = pTile->products[turn];
+            pTile->weights[1 - turn] = pTile->weights[turn];
         }
-        for (std::size_t i = 0; i < vTiles.size(); ++i) vTiles[i]->lastNew = vLatest[i];
-    }
-    for (std::size_t i = 0; i < vTiles.size(); ++i) {
-        Tile& tile = *vTiles[i];
-        const bool bRest = tile.lastNew < numCalls - restAfter;
-        tile.lastNew = vOwn[i];
-        if (bRest && !tile.bResting) {
-            tile.products[1 - turn] = tile.products[turn];
-            tile.weights[1 - turn] = tile.weights[turn];
-        }
-        tile.bResting = bRest;
+        pTile->bResting = bRest;
     }
 }
 

@@ -70,7 +70,8 @@ private:
         CornerStore::Brick* pBrick = nullptr;  // the store's; null in the empty tile
         bool bSettled = false;                 // its corners and their neighbours all exist
         bool bResting = false;
-        int lastNew = 0;  // the call that brought the latest corners here or, while it is spread, near by
+        // The calls that brought the latest corners: here, within one brick and within two.
+        int lastNew = 0, lastBeside = 0, lastNear = 0;
         Mask active = 0;
         std::uint32_t numRuns = 0;
         std::array<const Tile*, 6> neigs{};  // by dir
