@@ -189,6 +189,41 @@ TEST(Filler, halfSheetsJoinAsFarAsGrowthReachesWhateverTheirSides) {
     }
 }
 
+// Half-sheets and walls that meet at a right angle keep their links, sheets face to face do not.
+TEST(Filler, onlyLinksBetweenSurfacesFaceToFaceAreDropped) {
+    const auto numLinks = [](Samples samples, bool bDrop) {
+        Filler filler = samples.makeFiller(7);
+        filler.createComponents();
+        Filler::AffiPairs vPairs;
+        filler.determineAffiliation(150, vPairs);
+        EXPECT_GT(vPairs.size(), 20u);
+        if (bDrop) filler.dropStacked(vPairs);
+        return vPairs.size();
+    };
+    const auto twoSheets = [](auto&& placeSecond) {
+        Samples samples;
+        for (int i = 0; i < 30; ++i) {
+            for (int j = 0; j < 30; ++j) {
+                samples.add(200.5 + i, 200.5 + j, 200.1);
+                placeSecond(samples, i, j);
+            }
+        }
+        samples.finish();
+        return samples;
+    };
+    EXPECT_EQ(numLinks(halfSheets(4), true), numLinks(halfSheets(4), false));
+    const Samples walls = twoSheets([](Samples& samples, int i, int j) { samples.add(196.2, 200.5 + j, 204.5 + i); });
+    EXPECT_EQ(numLinks(walls, true), numLinks(walls, false));
+    for (const int distance : {2, 5, 11}) {
+        for (const int shift : {0, 1}) {
+            const Samples sheets = twoSheets([&](Samples& samples, int i, int j) {
+                samples.add(200.5 + i + shift, 200.5 + j, 200.9 + distance + 0.05 * i);
+            });
+            EXPECT_EQ(numLinks(sheets, true), 0u) << distance;
+        }
+    }
+}
+
 TEST(Filler, mirroredInputGivesTheMirroredField) {
     for (const double waves : {0.0, 1.0, 4.0}) {
         const Points v = noisySheetWithHoles(waves).filled(20);

@@ -164,6 +164,30 @@ TEST(Reconstruct, openSheetsStayOpen) {
     for (const Point3* pVertex : vVertices) EXPECT_LT(pVertex->pz, 0.03);
 }
 
+// Whatever their distance and place in the grid; a hole in one of them closes all the same.
+TEST(Reconstruct, sheetsFaceToFaceAreNotJoinedAtTheirRims) {
+    for (const double distance : {2.3, 3.0, 4.0, 8.0}) {
+        std::vector<Point3> vPoints;
+        for (int i = 0; i < 80; ++i) {
+            for (int j = 0; j < 80; ++j) {
+                vPoints.emplace_back(0.7 * i, 0.7 * j, 0.0);
+                if (std::hypot(i - 40, j - 40) > 7) vPoints.emplace_back(0.7 * i, 0.7 * j, distance);
+            }
+        }
+        ReconstructOptions options;
+        options.spacing = 1.0;
+        const std::shared_ptr<Mesh> pMesh = reconstruct(vPoints, options);
+        const MeshReport report = checkMesh(*pMesh);
+        EXPECT_EQ(report.numComponents, 2u) << distance;
+        EXPECT_EQ(report.numBorderLoops, 2u) << distance;
+        std::vector<Point3*> vVertices;
+        pMesh->getPoints(vVertices);
+        for (const Point3* p : vVertices) {
+            EXPECT_LT(std::min(std::abs(p->pz), std::abs(p->pz - distance)), 1.0);
+        }
+    }
+}
+
 TEST(Reconstruct, aMissingCapClosesIfGapsAreFilledAndStaysOpenElse) {
     const double spacing = 0.0257;
     for (const double noise : {0.0, 0.005}) {

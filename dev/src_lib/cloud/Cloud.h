@@ -14,6 +14,7 @@
 namespace QUOR_ZEF {
 
 class Calc;
+class Component;
 class RemoveDecider_RCD;
 class Smooth;
 
@@ -128,6 +129,10 @@ public:
     // which two regions of empty cells would be one, and small empty pockets. All lists are sorted.
     void tightenFilling(const std::vector<uint64>& vLocalBorder, const std::vector<RCDPoint>& vCloud,
                         std::vector<RCDPoint>& vRCD2ZeroPoint) const;
+
+    // Takes from the filling of one Component whatever cells of others hold, or none; sorted lists.
+    void keepWhatClosesHoles(const Component& component, const std::vector<RCDPoint>& vCloud,
+                             std::vector<RCDPoint>& vZero) const;
 
     // Appends the components of vZeroRCD by their smallest code. vLocalBorder: sorted.
     void rateZeroComponents(const std::vector<uint64>& vZeroRCD, const std::vector<uint64>& vLocalBorder,

@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "cloud/Cloud.h"
+#include "field/Component.h"
 #include "field/Filler.h"
 #include "frame/tools.h"
 #include "grid/Calc.h"
@@ -26,6 +27,14 @@ std::vector<uint64> codesOf(const std::vector<RCDPoint>& vRCDPoint) {
     vCodes.reserve(vRCDPoint.size());
     for (const RCDPoint& pair : vRCDPoint) vCodes.push_back(pair.first);
     return vCodes;
+}
+
+// The pairs with these codes, all of which are there.
+std::vector<RCDPoint> pairsOf(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vSorted) {
+    std::vector<RCDPoint> v;
+    v.reserve(vCodes.size());
+    for (const uint64 rcd : vCodes) v.push_back(*findCode(vSorted, rcd));
+    return v;
 }
 
 // The cells of the chosen components, ascending. A component's
@@ -140,10 +149,27 @@ void Cloud::fillGaps(const std::vector<uint64>& vAllRmg, std::vector<RCDPoint>& 
     RemoveDecider_RCD(&vAllRmg, pCalc.get()).classify(vLocalArea, vLocalBorder);
     std::vector<RCDPoint> vRCD2ZeroPoint;
     Filler filler(numGrowSteps, vLocalBorder, vLocalArea, vRemainingRCDPoint, pCalc.get());
-    if (bKeepBorders) filler.maxSourceSteps = maxSourceSteps;
+    if (bKeepBorders) {
+        filler.maxSourceSteps = maxSourceSteps;
+        filler.bKeepStackedApart = true;
+        filler.adapt = [&](const Component& component, std::vector<RCDPoint>& vZero) {
+            keepWhatClosesHoles(component, vRemainingRCDPoint, vZero);
+        };
+    }
     filler.fill(vRCD2ZeroPoint);
     if (bKeepBorders) tightenFilling(vLocalBorder, vRemainingRCDPoint, vRCD2ZeroPoint);
     pruneZeros(vLocalArea, vLocalBorder, vRCD2ZeroPoint, vRemainingRCDPoint);
+}
+
+// What closes a hole is held by the cells around the hole. Other cells would also hold what
+// hangs from a rim in the open, where it happens to reach them.
+void Cloud::keepWhatClosesHoles(const Component& component, const std::vector<RCDPoint>& vCloud,
+                                std::vector<RCDPoint>& vZero) const {
+    tightenFilling(component.vBorderRCD, pairsOf(component.vCellRCD, vCloud), vZero);
+    const std::vector<uint64> vCandidates = codesOf(vZero), vAll = unionOf(component.vCellRCD, vCandidates);
+    std::vector<uint64> vKept, vDoomed;
+    RemoveDecider_RCD(&vAll, pCalc.get()).prune(vZero, vCandidates, vKept, vDoomed, true, false);
+    vZero = pairsOf(vKept, vZero);
 }
 
 // Where the filling meets the cloud its surface can leave out a single cell, and peeling would go

@@ -110,6 +110,7 @@ void Filler::fill(CodePoints& vOut) {
     createComponents();
     AffiPairs vPairs;
     determineAffiliation(maxAffiliation, vPairs);
+    if (bKeepStackedApart) dropStacked(vPairs);
     orient(vPairs);
     mergeComponents();
     growComponents(vOut);
@@ -119,6 +120,7 @@ void Filler::growComponents(CodePoints& vOut) {
     for (std::unique_ptr<Component>& pComponent : vComponents) {
         CodePoints vLocal;
         pComponent->run(vLocal);
+        if (adapt && vComponents.size() > 1) adapt(*pComponent, vLocal);
         pComponent.reset();
         appendNew(vLocal, vOut);
     }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -55,6 +56,9 @@ public:
     // end has a partner that is nearer by 3 cells or more. Small pieces, of up to
     // 4 cells, have partners only within 5 times the cell size, in world units.
     void determineAffiliation(int maxDist, AffiPairs& vPairs);
+    // Leaves out the pairs of two Components of which most stand steeply on the surfaces at both
+    // ends: they lie face to face, and what would join them runs round their rims.
+    void dropStacked(AffiPairs& vPairs) const;
     // Flips Components until the sides agree as far as the pairs tell, the most certain
     // ones first. One without evidence is flipped.
     void orient(const AffiPairs& vPairs);
@@ -68,6 +72,10 @@ public:
     // Smoothing holds the distances down far from the surface too, so the limit on them alone
     // lets the field grow thick over both sides of sheets, where it decides little.
     int maxSourceSteps = CornerStore::anywhere;
+    bool bKeepStackedApart = false;  // see dropStacked()
+    // If set, and there are several merged Components: changes the new points of each, sorted,
+    // before they are put together.
+    std::function<void(const Component&, CodePoints&)> adapt;
     std::vector<uint64>* pvGlobalBorderRCD;                          // not owned, sorted
     std::vector<uint64> vGlobalAreaRCD;                              // sorted
     const CodePoints* pvGlobalRCDPoint;                              // not owned, sorted
