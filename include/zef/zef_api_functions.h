@@ -37,7 +37,8 @@ struct ReconstructOptions {
     // side; 0 leaves every gap open.
     int growSteps = 20;
     // Whether surface that closing gaps made beyond the rim of an open sheet is taken
-    // back, so that true borders stay where the points end.
+    // back, so that true borders stay where the points end. Holes close, and so do cracks
+    // between pieces that go on from one to the other; sheets face to face are not joined.
     bool keepBorders = true;
 };
 

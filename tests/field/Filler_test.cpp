@@ -8,7 +8,9 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <set>
 
+#include "field/Bridges.h"
 #include "grid/RemoveDecider_RCD.h"
 #include "grid/codeSets.h"
 #include "support/capture.h"
@@ -221,6 +223,34 @@ TEST(Filler, onlyLinksBetweenSurfacesFaceToFaceAreDropped) {
             });
             EXPECT_EQ(numLinks(sheets, true), 0u) << distance;
         }
+    }
+}
+
+// Cells that fill a crack stay without those that grow beyond its ends and over the outer rims.
+TEST(Filler, bridgesLeadOverCracksBetweenPiecesOnly) {
+    const auto isBridgeNeeded = [](int gap, const GridCoords& c) {
+        return c.z == 200 && c.x >= 216 && c.x < 216u + static_cast<unsigned>(gap) && c.y >= 200 && c.y < 230;
+    };
+    for (const int gap : {3, 6}) {
+        Samples samples = halfSheets(gap);
+        Filler filler = samples.makeFiller(10);
+        std::vector<uint64> vBridges, vFilled;
+        Bridges bridges(filler);
+        filler.adapt = [&](const Component& component, Points& vNew) {
+            for (const auto& pair : vNew) vFilled.push_back(pair.first);
+            vBridges = bridges.find(component, vFilled);
+        };
+        Points vOut;
+        filler.fill(vOut);
+        ASSERT_GT(vFilled.size(), 800u);
+        std::set<uint64> sColumns;
+        for (const uint64 rcd : vBridges) {
+            const GridCoords c = unpackRCD(rcd);
+            if (isBridgeNeeded(gap, c)) sColumns.insert(c.y);
+            EXPECT_TRUE(c.x >= 215 && c.x < 217u + static_cast<unsigned>(gap) && c.y >= 196 && c.y < 234);
+        }
+        EXPECT_EQ(sColumns.size(), 30u);
+        EXPECT_TRUE(std::includes(vFilled.begin(), vFilled.end(), vBridges.begin(), vBridges.end()));
     }
 }
 

@@ -188,6 +188,30 @@ TEST(Reconstruct, sheetsFaceToFaceAreNotJoinedAtTheirRims) {
     }
 }
 
+// Across the axes, with open ends: joined as far as growth reaches, and no more.
+TEST(Reconstruct, aCrackBetweenTwoSheetsCloses) {
+    const Vector3 u(0.8, 0.36, 0.48), v(-0.6, 0.48, 0.64);
+    for (const double width : {4.5, 9.0}) {
+        std::vector<Point3> vPoints;
+        for (int i = 0; i < 60; ++i) {
+            for (int j = 0; j < 60; ++j) {
+                vPoints.push_back(Point3() + u * (0.7 * i + (i < 30 ? 0.0 : width)) + v * (0.7 * j));
+            }
+        }
+        ReconstructOptions options;
+        options.spacing = 1.0;
+        const std::shared_ptr<Mesh> pJoined = reconstruct(vPoints, options);
+        ManifoldReport mended;
+        makeManifold(pJoined, mended);
+        const MeshReport joined = checkMesh(*pJoined);
+        EXPECT_EQ(joined.numComponents, 1u) << width;
+        EXPECT_EQ(joined.numBorderLoops, 1u) << width;
+        EXPECT_NEAR(joined.area, (41.3 + width) * 41.3, 80.0) << width;
+        options.growSteps = 1;
+        EXPECT_EQ(checkMesh(*reconstruct(vPoints, options)).numComponents, 2u) << width;
+    }
+}
+
 TEST(Reconstruct, aMissingCapClosesIfGapsAreFilledAndStaysOpenElse) {
     const double spacing = 0.0257;
     for (const double noise : {0.0, 0.005}) {

@@ -119,20 +119,22 @@ public:
 
     // Appends to vOut what remains of the filling: its thick places are thinned, and
     // components with a ratio below 0.3 are peeled from their rims as well. With bKeepBorders all
-    // are, and only what closes a hole remains, while nothing hangs in the open.
+    // are, but for vBridges (sorted), and only what closes a hole remains, while nothing hangs in the open.
     // vLocalArea, vLocalBorder: the cells of the cloud, sorted; emptied. vRCD2ZeroPoint:
     // the filling; sorted. Lists that overlap or repeat a cell fail an ASSEX.
     void pruneZeros(std::vector<uint64>& vLocalArea, std::vector<uint64>& vLocalBorder,
-                    std::vector<RCDPoint>& vRCD2ZeroPoint, std::vector<RCDPoint>& vOut) const;
+                    std::vector<RCDPoint>& vRCD2ZeroPoint, std::vector<RCDPoint>& vOut,
+                    const std::vector<uint64>& vBridges = {}) const;
 
     // Adds to the filling the cells at its seam with the border of the cloud without
     // which two regions of empty cells would be one, and small empty pockets. All lists are sorted.
     void tightenFilling(const std::vector<uint64>& vLocalBorder, const std::vector<RCDPoint>& vCloud,
                         std::vector<RCDPoint>& vRCD2ZeroPoint) const;
 
-    // Takes from the filling of one Component whatever cells of others hold, or none; sorted lists.
-    void keepWhatClosesHoles(const Component& component, const std::vector<RCDPoint>& vCloud,
-                             std::vector<RCDPoint>& vZero) const;
+    // Leaves of the filling of one merged Component what closes holes, held by its own cells, and
+    // bridges to other pieces of it. vCloud: of all; all lists are sorted.
+    void keepWhatClosesGaps(const Component& component, const std::vector<RCDPoint>& vCloud,
+                            const std::vector<uint64>& vBridges, std::vector<RCDPoint>& vZero) const;
 
     // Appends the components of vZeroRCD by their smallest code. vLocalBorder: sorted.
     void rateZeroComponents(const std::vector<uint64>& vZeroRCD, const std::vector<uint64>& vLocalBorder,
@@ -148,7 +150,8 @@ public:
 
 private:
     std::vector<uint64> findDoomedZeros(const std::vector<uint64>& vArBorZer, const std::vector<uint64>& vLocalBorder,
-                                        const std::vector<RCDPoint>& vRCD2ZeroPoint) const;
+                                        const std::vector<RCDPoint>& vRCD2ZeroPoint,
+                                        const std::vector<uint64>& vBridges) const;
     void makeBundlesOfSamples();
     void makeBundles(const std::vector<RCDPoint>& vCells);
     void checkResolution() const;

@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "cloud/Cloud.h"
+#include "field/Bridges.h"
 #include "field/Component.h"
 #include "field/Filler.h"
 #include "frame/tools.h"
@@ -148,28 +149,35 @@ void Cloud::fillGaps(const std::vector<uint64>& vAllRmg, std::vector<RCDPoint>& 
     std::vector<uint64> vLocalArea, vLocalBorder;
     RemoveDecider_RCD(&vAllRmg, pCalc.get()).classify(vLocalArea, vLocalBorder);
     std::vector<RCDPoint> vRCD2ZeroPoint;
+    std::vector<uint64> vBridges;
     Filler filler(numGrowSteps, vLocalBorder, vLocalArea, vRemainingRCDPoint, pCalc.get());
+    Bridges bridges(filler);
     if (bKeepBorders) {
         filler.maxSourceSteps = maxSourceSteps;
         filler.bKeepStackedApart = true;
         filler.adapt = [&](const Component& component, std::vector<RCDPoint>& vZero) {
-            keepWhatClosesHoles(component, vRemainingRCDPoint, vZero);
+            const std::vector<uint64> vOwn = bridges.find(component, codesOf(vZero));
+            keepWhatClosesGaps(component, vRemainingRCDPoint, vOwn, vZero);
+            vBridges = unionOf(vBridges, vOwn);
         };
     }
     filler.fill(vRCD2ZeroPoint);
+    vBridges = intersection(vBridges, codesOf(vRCD2ZeroPoint));
     if (bKeepBorders) tightenFilling(vLocalBorder, vRemainingRCDPoint, vRCD2ZeroPoint);
-    pruneZeros(vLocalArea, vLocalBorder, vRCD2ZeroPoint, vRemainingRCDPoint);
+    pruneZeros(vLocalArea, vLocalBorder, vRCD2ZeroPoint, vRemainingRCDPoint, vBridges);
 }
 
 // What closes a hole is held by the cells around the hole. Other cells would also hold what
 // hangs from a rim in the open, where it happens to reach them.
-void Cloud::keepWhatClosesHoles(const Component& component, const std::vector<RCDPoint>& vCloud,
-                                std::vector<RCDPoint>& vZero) const {
+void Cloud::keepWhatClosesGaps(const Component& component, const std::vector<RCDPoint>& vCloud,
+                               const std::vector<uint64>& vBridges, std::vector<RCDPoint>& vZero) const {
     tightenFilling(component.vBorderRCD, pairsOf(component.vCellRCD, vCloud), vZero);
     const std::vector<uint64> vCandidates = codesOf(vZero), vAll = unionOf(component.vCellRCD, vCandidates);
+    RemoveDecider_RCD decider(&vAll, pCalc.get());
     std::vector<uint64> vKept, vDoomed;
-    RemoveDecider_RCD(&vAll, pCalc.get()).prune(vZero, vCandidates, vKept, vDoomed, true, false);
-    vZero = pairsOf(vKept, vZero);
+    decider.prune(vZero, vBridges, vKept, vDoomed, false, false);
+    decider.prune(vZero, difference(vCandidates, vBridges), vKept, vDoomed, true, false);
+    vZero = pairsOf(difference(vCandidates, vDoomed), vZero);
 }
 
 // Where the filling meets the cloud its surface can leave out a single cell, and peeling would go
@@ -188,7 +196,8 @@ void Cloud::tightenFilling(const std::vector<uint64>& vLocalBorder, const std::v
 }
 
 void Cloud::pruneZeros(std::vector<uint64>& vLocalArea, std::vector<uint64>& vLocalBorder,
-                       std::vector<RCDPoint>& vRCD2ZeroPoint, std::vector<RCDPoint>& vOut) const {
+                       std::vector<RCDPoint>& vRCD2ZeroPoint, std::vector<RCDPoint>& vOut,
+                       const std::vector<uint64>& vBridges) const {
     std::vector<uint64> vZeroRCD = codesOf(vRCD2ZeroPoint);
     std::vector<uint64> vArBorZer = vLocalArea;
     vArBorZer.insert(vArBorZer.end(), vLocalBorder.begin(), vLocalBorder.end());
@@ -207,7 +216,7 @@ void Cloud::pruneZeros(std::vector<uint64>& vLocalArea, std::vector<uint64>& vLo
     checkSorted(vRCD2ZeroPoint, "vRCD2ZeroPoint");
     checkSorted(vArBorZer, "vArBorZer");
 
-    const std::vector<uint64> vDoomed = findDoomedZeros(vArBorZer, vLocalBorder, vRCD2ZeroPoint);
+    const std::vector<uint64> vDoomed = findDoomedZeros(vArBorZer, vLocalBorder, vRCD2ZeroPoint, vBridges);
     for (const RCDPoint& pair : vRCD2ZeroPoint) {
         if (!containsCode(vDoomed, pair.first)) vOut.push_back(pair);
     }
@@ -217,11 +226,13 @@ void Cloud::pruneZeros(std::vector<uint64>& vLocalArea, std::vector<uint64>& vLo
 
 std::vector<uint64> Cloud::findDoomedZeros(const std::vector<uint64>& vArBorZer,
                                            const std::vector<uint64>& vLocalBorder,
-                                           const std::vector<RCDPoint>& vRCD2ZeroPoint) const {
+                                           const std::vector<RCDPoint>& vRCD2ZeroPoint,
+                                           const std::vector<uint64>& vBridges) const {
     std::vector<ZeroComponent> vComponents;
     if (bKeepBorders) {
         // What has no surface all round is peeled off down to the cells of the cloud.
-        vComponents.push_back({0.0, codesOf(vRCD2ZeroPoint)});
+        vComponents.push_back({0.0, difference(codesOf(vRCD2ZeroPoint), vBridges)});
+        vComponents.push_back({1.0, vBridges});
     } else {
         rateZeroComponents(codesOf(vRCD2ZeroPoint), vLocalBorder, vComponents);
     }

@@ -120,7 +120,7 @@ void Filler::growComponents(CodePoints& vOut) {
     for (std::unique_ptr<Component>& pComponent : vComponents) {
         CodePoints vLocal;
         pComponent->run(vLocal);
-        if (adapt && vComponents.size() > 1) adapt(*pComponent, vLocal);
+        if (adapt && vRawComponents.size() > 1) adapt(*pComponent, vLocal);
         pComponent.reset();
         appendNew(vLocal, vOut);
     }

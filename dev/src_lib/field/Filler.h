@@ -73,8 +73,8 @@ public:
     // lets the field grow thick over both sides of sheets, where it decides little.
     int maxSourceSteps = CornerStore::anywhere;
     bool bKeepStackedApart = false;  // see dropStacked()
-    // If set, and there are several merged Components: changes the new points of each, sorted,
-    // before they are put together.
+    // If set, and there are several pieces: changes the new points of each merged Component,
+    // sorted, before they are put together.
     std::function<void(const Component&, CodePoints&)> adapt;
     std::vector<uint64>* pvGlobalBorderRCD;                          // not owned, sorted
     std::vector<uint64> vGlobalAreaRCD;                              // sorted
