@@ -115,7 +115,8 @@ TEST(RemoveDecider_RCD, thinningDoomsWhatTheRuleDooms) {
     std::size_t numDoomed = 0;
     for (int k = 0; k < 144; ++k) {
         const Band band(drawCells(random, k), static_cast<unsigned>(k));
-        const bool bKeepNoBorder = k / 3 & 1, bDropSmallBorders = k / 6 & 1, bLastPass = k / 12 & 1;
+        const bool bKeepNoBorder = k / 3 & 1, bDropSmallBorders = k / 6 & 1;
+        const int numLastPasses = (k / 12 & 1) * (1 + k % 2 * 9);
         Codes vCandidates = band.vCells;
         if (k / 24 & 1) {
             const auto unwanted = [&](uint64) { return random() % 3 == 0; };
@@ -136,8 +137,8 @@ TEST(RemoveDecider_RCD, thinningDoomsWhatTheRuleDooms) {
             int numReturned;
             if (bLayered) {
                 numReturned = decider.pruneLayered(band.vRCDPoint, vCandidates, vKept, vDoomed, bKeepNoBorder,
-                                                   bDropSmallBorders, bLastPass);
-                vExpected = slow.pruneLayered(vCandidates, bKeepNoBorder, bDropSmallBorders, bLastPass);
+                                                   bDropSmallBorders, numLastPasses);
+                vExpected = slow.pruneLayered(vCandidates, bKeepNoBorder, bDropSmallBorders, numLastPasses);
             } else {
                 numReturned =
                     decider.prune(band.vRCDPoint, vCandidates, vKept, vDoomed, bKeepNoBorder, bDropSmallBorders);

@@ -85,6 +85,11 @@ TEST(cellTopology, cellsInKnownPlaces) {
     EXPECT_EQ(oppStateOfBlock(rim, 1), OS_SOLID);
     constexpr std::uint32_t thickRim = rim | rim >> 9;
     EXPECT_FALSE(isRimBlock(thickRim, thickRimMissing)) << "15 missing cells";
+    constexpr std::uint32_t pinhole = sheet & ~blockCentreBit, corner = 1u << 18;
+    EXPECT_TRUE(isPinholeBlock(pinhole) && isPinholeBlock(pinhole | corner));
+    EXPECT_FALSE(isPinholeBlock(pinhole & ~(1u << 12))) << "open to the side";
+    EXPECT_FALSE(isPinholeBlock(pinhole & ~(1u << 9))) << "round a corner";
+    EXPECT_FALSE(isPinholeBlock(pinhole | 0xbu << 18)) << "clutter";
     constexpr std::uint32_t tapered = rim | (0x49u);  // below, only the column at -x
     EXPECT_TRUE(isRimBlock(tapered, thickRimMissing));
     EXPECT_FALSE(isRimBlock(tapered, borderMissing));

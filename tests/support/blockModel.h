@@ -243,12 +243,13 @@ struct SlowDecider {
     }
 
     std::vector<uint64> pruneLayered(const std::vector<uint64>& vCandidates, bool bKeepNoBorder, bool bDropSmallBorders,
-                                     bool bLastPass) {
+                                     int numLastPasses) {
         std::vector<uint64> vDoomed;
         if (bDropSmallBorders) dropSmallBorders(vDoomed);
         while (layer(vCandidates, bKeepNoBorder, !bKeepNoBorder, vDoomed)) {
         }
-        if (bLastPass && !bKeepNoBorder) layer(vCandidates, bKeepNoBorder, false, vDoomed);
+        while (!bKeepNoBorder && numLastPasses-- > 0 && layer(vCandidates, false, false, vDoomed)) {
+        }
         std::sort(vDoomed.begin(), vDoomed.end());
         return vDoomed;
     }

@@ -6,6 +6,7 @@
 #include "geometry/freeFunctions.h"
 #include "grid/Calc.h"
 #include "grid/RemoveDecider_RCD.h"
+#include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -21,18 +22,6 @@ bool isBefore(const RCDPoint& pair, uint64 rcd) {
 std::vector<RCDPoint>::const_iterator findCell(const std::vector<RCDPoint>& vRCDPoint, uint64 rcd) {
     const auto it = std::lower_bound(vRCDPoint.begin(), vRCDPoint.end(), rcd, isBefore);
     return it != vRCDPoint.end() && it->first == rcd ? it : vRCDPoint.end();
-}
-
-// Leaves the pairs whose codes are listed; both are sorted.
-void keepListed(const std::vector<uint64>& vKeep, std::vector<RCDPoint>& vRCDPoint) {
-    auto keep = vKeep.begin();
-    std::size_t numKept = 0;
-    for (const RCDPoint& pair : vRCDPoint) {
-        while (keep != vKeep.end() && *keep < pair.first) ++keep;
-        if (keep == vKeep.end()) break;
-        if (*keep == pair.first) vRCDPoint[numKept++] = pair;
-    }
-    vRCDPoint.resize(numKept);
 }
 
 // The neighbours of a cell that exist, in a fixed order with z running fastest:
@@ -62,6 +51,7 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>
     std::vector<uint64> vAllRCD;
     std::vector<uint64> vAllRmg;
     getRCD2Point(vSamples, vRemainingRCDPoint, vAllRCD);
+    if (numGrowSteps > 0 && bKeepBorders) closePinholes(vAllRCD, vRemainingRCDPoint);
     pruneBorders(vRemainingRCDPoint, vAllRCD, vAllRmg);
     std::vector<uint64>().swap(vAllRCD);
     keepListed(vAllRmg, vRemainingRCDPoint);
@@ -81,21 +71,19 @@ void Cloud::getRCD2Point(std::vector<Point3>& vSamples, std::vector<RCDPoint>& v
     const auto end = std::unique(vRCDPoint.begin(), vRCDPoint.end(),
                                  [](const RCDPoint& a, const RCDPoint& b) { return a.first == b.first; });
     vRCDPoint.erase(end, vRCDPoint.end());
-    vAllRCDOut.clear();
-    vAllRCDOut.reserve(vRCDPoint.size());
-    for (const RCDPoint& pair : vRCDPoint) vAllRCDOut.push_back(pair.first);
+    vAllRCDOut = codesOf(vRCDPoint);
 }
 
 void Cloud::pruneBorders(std::vector<RCDPoint>& vRCDPoint, std::vector<uint64>& vAllRCD, std::vector<uint64>& vAllRmg) {
-    // What fills gaps later wants a surface one cell thick up to its rim.
-    const bool bLastPass = numGrowSteps > 0;
+    // With borders kept, what fills gaps takes cells off the rim for itself only.
+    const int numLastPasses = numGrowSteps > 0 && !bKeepBorders ? 1 : 0;
     RemoveDecider_RCD decider(&vAllRCD, pCalc.get());
     std::vector<uint64> vKept, vDoomed;
-    decider.pruneLayered(vRCDPoint, vAllRCD, vKept, vDoomed, false, true, bLastPass);
+    decider.pruneLayered(vRCDPoint, vAllRCD, vKept, vDoomed, false, true, numLastPasses);
     postBorderPruning(decider, vRCDPoint);
     std::vector<uint64> vAliveRCD, vRCDoomed2;
     decider.getAlive(vAliveRCD);
-    decider.pruneLayered(vRCDPoint, vAliveRCD, vAllRmg, vRCDoomed2, false, true, bLastPass);
+    decider.pruneLayered(vRCDPoint, vAliveRCD, vAllRmg, vRCDoomed2, false, true, numLastPasses);
 }
 
 void Cloud::postBorderPruning(RemoveDecider_RCD& decider, const std::vector<RCDPoint>& vRCDPoint) {

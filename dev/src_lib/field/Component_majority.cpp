@@ -189,13 +189,16 @@ int Component::MajoritySweeps::next(bool bGivenWithDeferred) {
 }
 
 void Component::MajoritySweeps::getList(std::vector<Facet*>& vList) const {
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> vOrder;
+    // No rank is there twice.
+    std::vector<Facet*> vKept(nextRank), vDeferred(nextRank);
     for (std::uint32_t row = 0; row < vRank.size(); ++row) {
-        if (vRank[row] != npos) vOrder.emplace_back(vRank[row], row);
+        if (vRank[row] == npos) continue;
+        (vRank[row] < firstDeferred ? vKept[vRank[row]] : vDeferred[vRank[row] - firstDeferred]) = vFacets[row];
     }
-    std::sort(vOrder.begin(), vOrder.end());
     vList.clear();
-    for (const auto& [rank, row] : vOrder) vList.push_back(vFacets[row]);
+    for (const std::vector<Facet*>* const pv : {&vKept, &vDeferred}) {
+        std::copy_if(pv->begin(), pv->end(), std::back_inserter(vList), [](const Facet* p) { return p != nullptr; });
+    }
 }
 
 void Component::cc_colorize_27(std::vector<Facet*>& vList, int lowerIndex, int upperIndex, int minCount,

@@ -118,45 +118,58 @@ CornerStore::Mask CornerStore::withNeighbour(const std::vector<Mask>& vMasks, st
     return (own << stride & ~lower) | (beside >> 3 * stride & lower);
 }
 
-// By brick.
-std::vector<CornerStore::Mask> CornerStore::findSources(float limit) const {
-    std::vector<Mask> vSources(vBricks.size());
+CornerStore::Signs CornerStore::signsOf(const Brick& brick, float limit) {
+    Signs signs;
+    for (Mask left = brick.exists; left; left &= left - 1) {
+        const Corner& corner = brick.corners[static_cast<std::size_t>(std::countr_zero(left))];
+        const Mask bit = left & (~left + 1);
+        if (corner.val == 0.0F) {
+            signs.zero |= bit;
+        } else if (std::abs(corner.val) < limit) {
+            signs.sources |= bit;
+        }
+        if (!corner.isActive()) continue;
+        (corner.val < 0.0F ? signs.lower : signs.upper) |= bit;
+        if (corner.state != ST_INFLATED) signs.border |= bit;
+    }
+    signs.seen = brick.exists;
+    return signs;
+}
+
+// Bricks without active corners are as they were, but for new ones.
+void CornerStore::findSigns(float limit) {
+    vSigns.resize(vBricks.size());
     parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
-            const Brick& b = *vBricks[i];
-            for (Mask open = b.open; open; open &= open - 1) {
-                const auto place = static_cast<std::size_t>(std::countr_zero(open));
-                const float val = b.corners[place].val;
-                if (std::abs(val) < limit && val != 0.0F) vSources[i] |= Mask{1} << place;
-            }
+            Signs& signs = vSigns[i];
+            if ((signs.lower | signs.upper) || signs.seen != vBricks[i]->exists) signs = signsOf(*vBricks[i], limit);
         }
     });
+}
+
+// By brick.
+std::vector<CornerStore::Mask> CornerStore::findSources(int maxSteps) const {
+    std::vector<Mask> vSources(vBricks.size());
+    for (std::size_t i = 0; i < vBricks.size(); ++i) vSources[i] = vSigns[i].sources & vBricks[i]->open;
+    if (maxSteps != anywhere) keepNearSignChanges(maxSteps, vSources);
     return vSources;
 }
 
 // By brick.
 std::vector<CornerStore::Mask> CornerStore::findSignChanges() const {
-    // The first two of active ones.
-    std::vector<Mask> vLower(vBricks.size()), vUpper(vBricks.size()), vBorder(vBricks.size()), vZero(vBricks.size());
-    parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) {
-            for (Mask left = vBricks[i]->exists; left; left &= left - 1) {
-                const Corner& corner = vBricks[i]->corners[static_cast<std::size_t>(std::countr_zero(left))];
-                const Mask bit = left & (~left + 1);
-                if (corner.val == 0.0F) vZero[i] |= bit;
-                if (!corner.isActive()) continue;
-                (corner.val < 0.0F ? vLower : vUpper)[i] |= bit;
-                if (corner.state != ST_INFLATED) vBorder[i] |= bit;
-            }
-        }
-    });
-    std::vector<Mask> vChanges(vBricks.size());
+    std::vector<Mask> vLower(vBricks.size()), vUpper(vBricks.size()), vZero(vBricks.size()), vChanges(vBricks.size());
+    for (std::size_t i = 0; i < vBricks.size(); ++i) {
+        vLower[i] = vSigns[i].lower;
+        vUpper[i] = vSigns[i].upper;
+        vZero[i] = vSigns[i].zero;
+    }
     parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (auto i = static_cast<std::uint32_t>(std::max<std::size_t>(begin, 1)); i < end; ++i) {
+            if (!(vLower[i] | vUpper[i])) continue;
             for (unsigned dir = 0; dir < 6; ++dir) {
                 vChanges[i] |= (vLower[i] & withNeighbour(vUpper, i, dir)) |
                                (vUpper[i] & withNeighbour(vLower, i, dir)) |
-                               (vBorder[i] & withNeighbour(vZero, i, dir));
+                               (vSigns[i].border & withNeighbour(vZero, i, dir));
             }
         }
     });

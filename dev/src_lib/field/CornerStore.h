@@ -67,7 +67,7 @@ public:
     // at most maxSteps steps over Corners from where the sign changes, unless that is anywhere:
     // at active ones beside an active one of the other sign, at border ones beside a val of 0.
     // By rising code; the new ones are the last of vCorners. Parallel, so not for use
-    // inside a job of the pool.
+    // inside a job of the pool. Between calls, with the same limit, only active corners may change.
     template <class IsInBox>
     void createGrowthFront(float limit, int maxSteps, const IsInBox& isInBox);
 
@@ -87,21 +87,32 @@ private:
     std::uint32_t neighbourOf(std::uint32_t location, unsigned dir) const;
     std::uint32_t requireBrick(uint64 rccOfBrick);
     Corner* createAt(std::uint32_t location);
-    std::vector<Mask> findSources(float limit) const;
+    // What growth asks about the corners of a brick.
+    struct Signs {
+        Mask sources = 0;           // |val| is below the limit and not 0, whatever their slots
+        Mask lower = 0, upper = 0;  // active ones
+        Mask border = 0;            // active ones that growth has not made
+        Mask zero = 0;              // val is 0
+        Mask seen = 0;              // all that have been looked at
+    };
+    static Signs signsOf(const Brick& brick, float limit);
+    void findSigns(float limit);
     std::vector<Mask> findSignChanges() const;
     void widen(std::vector<Mask>& vMasks) const;
     void keepNearSignChanges(int maxSteps, std::vector<Mask>& vSources) const;
+    std::vector<Mask> findSources(int maxSteps) const;
     void createFront(std::vector<Mask>& vSources);
 
     SimplePool<Brick> pool;
     std::vector<Brick*> vBricks;
-    CodeMap numbers;  // RCC of a brick's first place to its number
+    std::vector<Signs> vSigns;  // by brick, as of the last growth
+    CodeMap numbers;            // RCC of a brick's first place to its number
 };
 
 template <class IsInBox>
 void CornerStore::createGrowthFront(float limit, int maxSteps, const IsInBox& isInBox) {
-    std::vector<Mask> vSources = findSources(limit);
-    if (maxSteps != anywhere) keepNearSignChanges(maxSteps, vSources);
+    findSigns(limit);
+    std::vector<Mask> vSources = findSources(maxSteps);
     for (std::size_t i = 1; i < vSources.size(); ++i) {
         for (Mask left = vSources[i]; left; left &= left - 1) {
             const auto location =

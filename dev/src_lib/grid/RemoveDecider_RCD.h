@@ -83,13 +83,13 @@ public:
     // candidates that may go as things stand, by (weight, code), and dooms in that
     // order each one that still may. A cell may go if it has an exposed
     // face and is neither critical nor border (unless bKeepNoBorder). Until
-    // nothing goes, cells on a rim two cells thick stay as well; then, with
-    // bLastPass, one pass does without this guard. With bKeepNoBorder there is no
-    // guard, and passes follow each other until nothing goes.
-    // Clouds that are filled afterwards want the last pass.
+    // nothing goes, cells on a rim two cells thick stay as well; then up to
+    // numLastPasses do without this guard, as long as something goes. With bKeepNoBorder
+    // there is no guard, and passes follow each other until nothing goes.
+    // What closes gaps wants a surface one cell thick up to its rim, so last passes.
     int pruneLayered(const std::vector<std::pair<uint64, Point3>>& vRCDPoint,
                      const std::vector<uint64>& vRemoveCandidates, std::vector<uint64>& vKeptOut,
-                     std::vector<uint64>& vDoomedOut, bool bKeepNoBorder, bool bDropSmallBorders, bool bLastPass);
+                     std::vector<uint64>& vDoomedOut, bool bKeepNoBorder, bool bDropSmallBorders, int numLastPasses);
 
 private:
     friend class Thinning;

@@ -231,15 +231,16 @@ int RemoveDecider_RCD::prune(const Samples& vRCDPoint, const std::vector<uint64>
 
 int RemoveDecider_RCD::pruneLayered(const Samples& vRCDPoint, const std::vector<uint64>& vRemoveCandidates,
                                     std::vector<uint64>& vKeptOut, std::vector<uint64>& vDoomedOut, bool bKeepNoBorder,
-                                    bool bDropSmallBorders, bool bLastPass) {
+                                    bool bDropSmallBorders, int numLastPasses) {
     Thinning thinning(*this, vRCDPoint, vRemoveCandidates);
     if (bDropSmallBorders) thinning.dropSmallBorders();
     const int minRim = bKeepNoBorder ? noRimMissing : thickRimMissing;
     while (thinning.layerPass(minRim)) {
     }
-    if (bLastPass && !bKeepNoBorder) {
+    if (numLastPasses > 0 && !bKeepNoBorder) {
         thinning.openAll();
-        thinning.layerPass(borderMissing);
+        for (int pass = 0; pass < numLastPasses && thinning.layerPass(borderMissing); ++pass) {
+        }
     }
     return thinning.finish(vKeptOut, vDoomedOut);
 }

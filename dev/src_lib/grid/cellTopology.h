@@ -102,6 +102,18 @@ inline bool isBorderBlock(std::uint32_t mask) {
     return isRimBlock(mask, borderMissing) && !isCriticalBlock(mask);
 }
 
+// True if a cell at the centre would close a hole of one cell in a sheet that is one cell
+// thick: cells at four faces, and the missing ones form two regions, one at each other face.
+inline bool isPinholeBlock(std::uint32_t mask) {
+    constexpr int maxSheet = 10;  // cells; a clean sheet has 8 to 9
+    mask &= ~blockCentreBit;
+    const std::uint32_t missing = ~mask & blockAll & ~blockCentreBit, faces = missing & blockFaces;
+    if (countCells(faces) != 2 || countCells(mask) > maxSheet) return false;
+    const std::uint32_t first = faces & (~faces + 1);
+    const std::uint32_t region = floodBlock(first, missing);
+    return !(region & faces & ~first) && (region | floodBlock(faces & ~first, missing)) == missing;
+}
+
 // True if the centre exists, lies open on a face, isn't critical, and isn't a rim
 // of minMissing cells or more (see the constants above).
 inline bool mayGoBlock(std::uint32_t mask, int minMissing) {

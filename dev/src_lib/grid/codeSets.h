@@ -70,6 +70,24 @@ auto findCode(const std::vector<std::pair<uint64, T>>& vSorted, uint64 code) {
     return it != vSorted.end() && it->first == code ? it : vSorted.end();
 }
 
+// The codes of the entries, in their order.
+template <class T>
+std::vector<uint64> codesOf(const std::vector<std::pair<uint64, T>>& vEntries) {
+    std::vector<uint64> vCodes(vEntries.size());
+    std::transform(vEntries.begin(), vEntries.end(), vCodes.begin(), [](const auto& entry) { return entry.first; });
+    return vCodes;
+}
+
+// Leaves the entries whose codes are listed or, with bListed false, are not. Both are sorted.
+template <class T>
+void keepListed(const std::vector<uint64>& vCodes, std::vector<std::pair<uint64, T>>& vEntries, bool bListed = true) {
+    auto code = vCodes.begin();
+    std::erase_if(vEntries, [&](const auto& entry) {
+        while (code != vCodes.end() && *code < entry.first) ++code;
+        return (code != vCodes.end() && *code == entry.first) != bListed;
+    });
+}
+
 // Of sorted vectors, a sorted one: what is in both, in one of them, in vA only.
 std::vector<uint64> intersection(const std::vector<uint64>& vA, const std::vector<uint64>& vB);
 std::vector<uint64> unionOf(const std::vector<uint64>& vA, const std::vector<uint64>& vB);
