@@ -106,8 +106,8 @@ struct ManifoldOptions {
 // ones: membranes across the inside, the thinner half of blisters, fins; wherever
 // that leaves fewer edges of an odd number of triangles. Loops of at most 12 edges
 // with more are filled with triangles among their vertices. With fillHoles so are borders of at most
-// 8 edges in large surfaces, and of 40 in bodies that have no large holes, but no open
-// ends that a lid would close at an angle. At other non-manifold edges the
+// 16 edges in large surfaces, and of 40 in bodies that have no large holes, but above 8 edges no
+// open ends that a lid would close at an angle. At other non-manifold edges the
 // triangles are joined in pairs, around the inside of bodies, else the flattest
 // ones, and pairs are cut apart by copies of vertices with all their bits. Places of
 // at most 3000 triangles where that would tear a hole, or where the surface has one

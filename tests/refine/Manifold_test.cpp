@@ -304,6 +304,20 @@ TEST(Manifold, fillsSmallHolesAndLeavesLargeOnesAndEnds) {
     EXPECT_EQ(repair(open).numAddedTriangles, 0u);
     FlatMesh pipe = flat(zef_test::openCylinder(12, 60, 1.0, 30.0));
     EXPECT_EQ(repair(pipe).numAddedTriangles, 0u);
+
+    for (const std::uint32_t width : {4u, 5u}) {
+        FlatMesh sheet = flat(zef_test::gridSheet(40, 40));
+        std::vector<std::uint32_t> vLeft;
+        for (std::uint32_t quad = 0; quad < 39 * 39; ++quad) {
+            const std::uint32_t x = quad % 39, y = quad / 39;
+            if (x >= 20 && x < 20 + width && y >= 20 && y < 20 + width) continue;
+            vLeft.insert(vLeft.end(), sheet.vTriples.begin() + 6 * quad, sheet.vTriples.begin() + 6 * quad + 6);
+        }
+        sheet.vTriples = vLeft;
+        repair(sheet);
+        EXPECT_EQ(checkTriangles(sheet).numBorderLoops, width == 4 ? 1u : 2u);
+        EXPECT_DOUBLE_EQ(checkTriangles(sheet).area, width == 4 ? 39.0 * 39.0 : 39.0 * 39.0 - 25.0);
+    }
 }
 
 // A second wall a little above a part of a sphere, and triangles torn out of both:

@@ -14,8 +14,9 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::size_t maxLoop = 12;        // edges
-constexpr std::size_t maxPinhole = 8;      // edges of a loop of borders only
-constexpr std::size_t maxSmallHole = 40;   // the same, in a body that has no large holes
+constexpr std::size_t maxPinhole = 8;      // edges of a border, filled whatever its filling looks like
+constexpr std::size_t maxHole = 16;        // edges of one that goes on with what is around it,
+constexpr std::size_t maxSmallHole = 40;   // and in a body that has no large holes
 constexpr std::uint32_t patchFactor = 10;  // triangles of the patch for each edge of these
 constexpr double trianglesOfHole = 0.2;    // by the square of its edges, where all are of one size
 constexpr double maxHoles = 0.05;          // of a body, over its triangles
@@ -89,7 +90,8 @@ private:
     }
     std::size_t maxLengthAt(std::uint32_t edge) const {
         const std::uint32_t side = vBorderSide[edge];
-        return side == none || !vBody[patches.patchAt(side)] ? maxLoop : maxSmallHole;
+        if (side == none) return maxLoop;
+        return vBody[patches.patchAt(side)] ? maxSmallHole : maxHole;
     }
 
     // Whether a filling is a repair. The whole outline of a small patch is no hole, and
@@ -103,7 +105,7 @@ private:
             if (side == none) continue;
             const std::uint32_t patch = patches.patchAt(side);
             if (patches.vSize[patch] >= patchFactor * n) ++numLarge;
-            if (!vBody[patch]) maxBorder = maxPinhole;
+            if (!vBody[patch]) maxBorder = maxHole;
             vAlong.emplace_back(patch, (mesh.vTriples[side] == loops.vLoop[i]) != (patches.vFlip[side / 3] != 0));
         }
         if (vAlong.empty()) return n <= maxLoop;
