@@ -70,7 +70,11 @@ void corners(benchmark::State& state) {
     for (auto _ : state) {
         CornerCells cornerCells;
         cornerCells.build(vCCD, sphere.calc);
-        cornerCells.forEachCorner([&](uint64, int config) { numCorners += config != 0; });
+        for (std::size_t i = 0; i < cornerCells.getNumBlocks(); ++i) {
+            const CornerCells::CornerBlock block(cornerCells, i);
+            for (unsigned corner = 0; corner < CornerCells::blockSize; ++corner)
+                numCorners += block.getConfig(corner) != 0;
+        }
     }
     state.SetItemsProcessed(numCorners);
 }

@@ -319,7 +319,6 @@ TEST(Voro, aCornerBeyondTheLastOneIsABug) {
     e.voro.createExtraCCDs_borderFix({packCCD(102, 102, 101)}, vExtra, vKill);
     EXPECT_TRUE(vExtra.empty() && vKill.empty());
     EXPECT_TRUE(failsWith("q_it!=vStaticVCD2CCD.end()", [&] { e.voro.borderFix({packCCD(102, 102, 102)}); }));
-    EXPECT_TRUE(failsWith("vAmbiguousT.size()%8==0", [&] { e.voro.solveAmbiguousT({1, 2, 3}); }));
 }
 
 TEST(Voro, theMeshOutlivesItWhenHandedOver) {

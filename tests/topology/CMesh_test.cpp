@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "support/capture.h"
+#include "support/threads.h"
 #include "topology/TestMesh.h"
 
 using namespace zef_test;
@@ -281,6 +282,54 @@ TEST(CMesh, ofDuplicatesTheFirstMadeStaysAndTheOrderIsThatOfSortedCorners) {
     vExpected.push_back(400);
     EXPECT_EQ(numbers(m.triangles()), vExpected);
     EXPECT_EQ(m->killDuplicateTriangles(), 0);
+}
+
+// Enough vertices for several chunks, some of which come after the map was built;
+// some edges with many triangles.
+TEST(CMesh, trianglesMadeAtOnceAreAsIfMadeOneByOne) {
+    using Vertices = std::array<std::uint32_t, 3>;
+    std::mt19937 random(9);
+    TestMesh m(24), one(24);
+    for (int n = 0; n < 500; ++n) {
+        const uint64 late = m.ccd(30 + n % 10, n / 10 % 10, n / 100);
+        ASSERT_EQ(m.cells.addNumber(late), one.cells.addNumber(late));
+    }
+    std::vector<Vertices> vNew;
+    while (vNew.size() < 60000) {
+        const auto below = [&](std::uint32_t n) { return static_cast<std::uint32_t>(random()) % n; };
+        const bool bWide = vNew.size() % 50 == 0;
+        const std::uint32_t reach = bWide ? 600 : 4, last = m.cells.getNumNumbers() - reach;
+        const std::uint32_t first = bWide ? last : below(last);
+        const Vertices v = {first + below(reach), first + below(reach), first + below(reach)};
+        if (v[0] != v[1] && v[1] != v[2] && v[2] != v[0]) vNew.push_back(v);
+    }
+    const ThreadCount threads(3);
+    m->createTriangles(60000, [&](const CMesh::TriangleWriter& write) {
+        for (std::uint32_t n = 60000; n-- > 0;) write(n, vNew[n], n + 7, static_cast<int>(n % 256));
+    });
+    for (std::uint32_t n = 0; n < 60000; ++n) {
+        const auto code = [&](std::size_t i) { return one.cells.getCode(vNew[n][i]); };
+        one->createT(code(0), code(1), code(2), n + 7, static_cast<int>(n % 256));
+    }
+    const auto describe = [](TestMesh& mesh) {
+        std::vector<uint64> v;
+        std::vector<CEdge*> vEdges;
+        mesh->getAllEdges(vEdges);
+        for (const CEdge* pCE : vEdges) {
+            v.insert(v.end(), {pCE->v0, pCE->v1});
+            for (const CTriangle* pT : pCE->triangles()) v.push_back(pT->getNumber());
+        }
+        mesh->forEachTriangle([&](const CTriangle* pT) {
+            v.insert(v.end(), {pT->getNumber(), pT->vcd, static_cast<uint64>(pT->config)});
+            for (int i = 0; i < 3; ++i) v.insert(v.end(), {pT->getCorner(i), pT->getCEdge(i)->v0, pT->getCEdge(i)->v1});
+        });
+        for (std::uint32_t n = 0; n < mesh.cells.getNumNumbers(); ++n)
+            for (const std::uint32_t number : mesh->getFan(mesh.cells.getCode(n))) v.push_back(number);
+        return v;
+    };
+    EXPECT_EQ(describe(m), describe(one));
+    EXPECT_EQ(m->killDuplicateTriangles(), one->killDuplicateTriangles());
+    EXPECT_EQ(describe(m), describe(one));
 }
 
 // The flat triangle (L, P, R) on the edge L-R is taken out by moving P into it:

@@ -13,23 +13,14 @@
 #include "frame/tools.h"
 #include "grid/Calc.h"
 #include "grid/RemoveDecider.h"
+#include "parallel/parallelTransform.h"
 #include "topology/CMesh.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t wordsPerQuad = 8;
-
-bool mayHaveTriangles(int config) {
-    const int numCells = std::popcount(static_cast<unsigned>(config));
-    return numCells >= 3 && numCells <= 7;
-}
-
-// The four cells of a block face.
-bool isFlat(int config) {
-    return config == 15 || config == 51 || config == 102 || config == 153 || config == 204 || config == 240;
-}
+constexpr std::size_t minBlocks = 64;  // of corners, a thread
 
 std::array<uint64, 8> cellsAround(const Calc& calc, uint64 vcd) {
     std::array<uint64, 8> codes;
@@ -59,6 +50,27 @@ void removeSorted(std::vector<uint64>& vAll, const std::vector<uint64>& vFew) {
     });
 }
 
+// f(corner, triangle, bOfQuad) for the triangles of the corners of a block.
+template <class F>
+void forEachTriangle(const CornerCells::CornerBlock& block, const CornerRows& rows, F&& f) {
+    for (unsigned corner = 0; corner < CornerCells::blockSize; ++corner) {
+        const int config = block.getConfig(corner);
+        if (const CornerRows::Face* pFace = rows.getFace(config)) {
+            const int across =
+                pFace->bLower ? block.getConfigBelow(corner, pFace->axis) : block.getConfigAbove(corner, pFace->axis);
+            for (const CornerRows::Triangle& triangle : rows.getQuad(config, across)) f(corner, triangle, true);
+            continue;
+        }
+        for (const CornerRows::Triangle& triangle : rows.getRow(config)) {
+            if (triangle.axisBelow >= 0) {
+                const int below = block.getConfigBelow(corner, static_cast<std::size_t>(triangle.axisBelow));
+                if (rows.hasTriangle(below, triangle.maskBelow)) continue;
+            }
+            f(corner, triangle, false);
+        }
+    }
+}
+
 void sortUnique(std::vector<uint64>& v) {
     std::sort(v.begin(), v.end());
     v.erase(std::unique(v.begin(), v.end()), v.end());
@@ -66,7 +78,8 @@ void sortUnique(std::vector<uint64>& v) {
 
 }  // namespace
 
-Voro::Voro(const Calc* pCalc_, CellMap* pCells_, TriMode mode) : pCalc(pCalc_), pCells(pCells_), casx(mode, false) {
+Voro::Voro(const Calc* pCalc_, CellMap* pCells_, TriMode mode)
+    : pCalc(pCalc_), pCells(pCells_), casx(mode, false), cornerRows(casx) {
     passLicenseGate("Voro", pCells->size());
     pCells->appendCells(vCCD);
     fillStaticVCD2CCD();
@@ -75,7 +88,21 @@ Voro::Voro(const Calc* pCalc_, CellMap* pCells_, TriMode mode) : pCalc(pCalc_), 
 Voro::~Voro() = default;
 
 void Voro::fillStaticVCD2CCD() {
+    if (!bStale) return;
     vStaticVCD2CCD.build(vCCD, *pCalc);
+    bStale = false;
+}
+
+// The cells' numbers as vertices.
+std::vector<std::uint32_t> Voro::getNumbers() const {
+    std::vector<std::uint32_t> vNumbers;
+    vNumbers.reserve(vCCD.size());
+    pCells->forEachNumber([&](std::uint32_t number) {
+        if (vNumbers.size() < vCCD.size() && pCells->getCode(number) == vCCD[vNumbers.size()])
+            vNumbers.push_back(number);
+    });
+    ASSEX(vNumbers.size()==vCCD.size());
+    return vNumbers;
 }
 
 std::unique_ptr<CMesh> Voro::releaseMesh() {
@@ -89,72 +116,50 @@ void Voro::fatExtractTriangles() {
         pOwnedMesh = std::make_unique<CMesh>(this, pCalc, pCells);
         pMesh = pOwnedMesh.get();
     }
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("VO_ftx", vStaticVCD2CCD.numPairs());
-    std::vector<uint64> vAmbiguousT, vTriVCD;
-    vStaticVCD2CCD.forEachCorner([&](uint64 vcd, int config) {
-        pProgress->tick();
-        if (!mayHaveTriangles(config)) return;
-        vTriVCD.clear();
-        casx.getTriangles(config, cellsAround(*pCalc, vcd).data(), vTriVCD, TUT);
-        if (isFlat(config)) {
-            ASSEX(vTriVCD.size()==6);
-            vAmbiguousT.insert(vAmbiguousT.end(), vTriVCD.begin(), vTriVCD.end());
-            vAmbiguousT.insert(vAmbiguousT.end(), {vcd, static_cast<uint64>(config)});
-            return;
-        }
-        for (std::size_t t = 0; t < vTriVCD.size(); t += 3) {
-            createUnlessThere(vTriVCD[t], vTriVCD[t + 1], vTriVCD[t + 2], vcd, config);
-        }
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("VO_ftx", 2);
+    fillStaticVCD2CCD();
+    // Numbers of triangles: how many a block has, then its first ones. Those of
+    // quads follow all others.
+    const std::size_t numBlocks = vStaticVCD2CCD.getNumBlocks();
+    std::vector<std::array<std::uint32_t, 2>> vNext(numBlocks, {0, 0});
+    parallelChunks(numBlocks, minBlocks, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+            forEachTriangle(CornerCells::CornerBlock(vStaticVCD2CCD, i), cornerRows,
+                            [&](unsigned, const CornerRows::Triangle&, bool bOfQuad) { ++vNext[i][bOfQuad]; });
     });
+    std::size_t num = 0;
+    for (const std::size_t bOfQuad : {0, 1})
+        for (auto& next : vNext) num += std::exchange(next[bOfQuad], static_cast<std::uint32_t>(num));
+    ASSEX(num<CellMap::none);
+    pProgress->tick();
+    const std::vector<std::uint32_t> vNumbers = getNumbers();
+    pMesh->createTriangles(static_cast<std::uint32_t>(num), [&](const CMesh::TriangleWriter& write) {
+        parallelChunks(numBlocks, minBlocks, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                const CornerCells::CornerBlock block(vStaticVCD2CCD, i);
+                forEachTriangle(block, cornerRows,
+                                [&](unsigned corner, const CornerRows::Triangle& triangle, bool bOfQuad) {
+                                    const auto vertex = [&](std::size_t cell) {
+                                        return vNumbers[block.getCell(corner, triangle.cells[cell])];
+                                    };
+                                    write(vNext[i][bOfQuad]++, {vertex(0), vertex(1), vertex(2)}, block.getVCD(corner),
+                                          block.getConfig(corner));
+                                });
+            }
+        });
+    });
+    pProgress->tick();
     pProgress->finish(true);
 
-    pProgress = getProgress()->getChildProgressSetTodo("VO_amb", 2);
-    solveAmbiguousT(vAmbiguousT);
-    pProgress->tick();
+    pProgress = getProgress()->getChildProgressSetTodo("VO_amb", 1);
     pMesh->killDuplicateTriangles();
     pProgress->tick();
     pProgress->finish(true);
 }
 
-// Two corners that are neighbours may both yield a triangle on their common face.
-void Voro::createUnlessThere(uint64 a, uint64 b, uint64 c, uint64 vcd, int config) {
-    const CEdge* pCE = pMesh->getEdge(a, b);
-    if (!pCE || !pCE->hasTriangle(a, b, c)) pMesh->createT(a, b, c, vcd, config);
-}
-
-void Voro::solveAmbiguousT(const std::vector<uint64>& vAmbiguousT) {
-    ASSEX(vAmbiguousT.size()%8==0);
-    for (std::size_t i = 0; i < vAmbiguousT.size(); i += wordsPerQuad) {
-        solveQuad(std::span<const uint64, wordsPerQuad>(&vAmbiguousT[i], wordsPerQuad));
-    }
-}
-
-void Voro::solveQuad(std::span<const uint64, 8> record) {
-    uint64 v0 = record[0], v1 = record[1], v2 = record[2];
-    const auto second = record.subspan<3, 3>();
-    const auto it = std::find_if(second.begin(), second.end(), [&](uint64 v) { return v != v0 && v != v1 && v != v2; });
-    const bool bFound = it != second.end();
-    ASSEX(bFound);
-    const uint64 v3 = *it;
-    const uint64 vcd = record[6];
-    const int config = static_cast<int>(record[7]);
-
-    // v0 and v3 are to be one diagonal, v1 and v2 the other.
-    if (pCalc->getNeigType(v3, v0) != NT_EDGE) std::swap(v0, v1);
-    if (pCalc->getNeigType(v3, v0) != NT_EDGE) std::swap(v0, v2);
-    ASSEX(pCalc->getNeigType(v3,v0)==NT_EDGE);
-    if (const CEdge* pCE = pMesh->getEdge(v1, v2)) {
-        if (!pCE->hasTriangle(v0, v1, v2)) pMesh->createT(v0, v1, v2, vcd, config);
-        if (!pCE->hasTriangle(v2, v1, v3)) pMesh->createT(v2, v1, v3, vcd, config);
-        return;
-    }
-    const CEdge* pCE = pMesh->getEdge(v3, v0);
-    if (!pCE || !pCE->hasTriangle(v0, v1, v3)) pMesh->createT(v0, v1, v3, vcd, config);
-    if (!pCE || !pCE->hasTriangle(v0, v3, v2)) pMesh->createT(v0, v3, v2, vcd, config);
-}
-
 void Voro::createExtraCCDs_borderFix(const std::vector<uint64>& vVCD, std::vector<uint64>& vExtraCCD,
-                                     std::vector<uint64>& vKillCCD) const {
+                                     std::vector<uint64>& vKillCCD) {
+    fillStaticVCD2CCD();
     for (const uint64 vcd : vVCD) {
         const int q_it = vStaticVCD2CCD.find(vcd);
         ASSEX(q_it!=vStaticVCD2CCD.end());
@@ -175,7 +180,8 @@ CMesh* Voro::borderFix(const std::vector<uint64>& vVCD) {
     createExtraCCDs_borderFix(vVCD, vExtraCCD, vKillCCD);
     addSorted(vCCD, vExtraCCD);
     killCCDs(vKillCCD, vExtraCCD);
-    fillStaticVCD2CCD();
+    bStale = true;
+    for (const uint64 ccd : vExtraCCD) pCells->addNumber(ccd);
     fatExtractTriangles();
     constexpr double centre = std::numeric_limits<double>::max();
     for (const uint64 ccd : vExtraCCD) pMesh->addBundle(ccd, centre, centre, centre);
@@ -201,7 +207,7 @@ void Voro::killCCDs(const std::vector<uint64>& vKillCCD, const std::vector<uint6
 
 // The next extraction would make triangles of an added vertex that has collapsed.
 void Voro::dropCellsWithoutBundle() {
-    if (std::erase_if(vCCD, [&](uint64 ccd) { return !pCells->get(ccd); }) > 0) fillStaticVCD2CCD();
+    if (std::erase_if(vCCD, [&](uint64 ccd) { return !pCells->get(ccd); }) > 0) bStale = true;
 }
 
 }  // namespace QUOR_ZEF

@@ -64,6 +64,13 @@ public:
         }
         return none;
     }
+    // Makes room for this many edges, or triangles, at each vertex from 0 on; the
+    // owner writes them through the views, before anything else. Nothing may be entered.
+    void fillEdges(std::span<const std::uint32_t> vNum) { links.fill(vNum); }
+    void fillFans(std::span<const std::uint32_t> vNum) { fans.fill(vNum); }
+    std::span<Link> edgesToFill(std::uint32_t first) { return links[first]; }
+    std::span<std::uint32_t> fanToFill(std::uint32_t vertex) { return fans[vertex]; }
+
     // The edges entered at this vertex as their first end, in order of entry.
     std::span<const Link> edges(std::uint32_t first) const { return links[first]; }
 

@@ -105,6 +105,16 @@ void CMesh::getIncidentEdges(uint64 vcd, std::vector<CEdge*>& vEdges) const {
     vEdges.erase(std::unique(vEdges.begin() + numBefore, vEdges.end()), vEdges.end());
 }
 
+// A vertex that came late has a high number, so the CellMap gives their order.
+std::vector<std::uint32_t> CMesh::getVerticesInOrder() const {
+    std::vector<std::uint32_t> vVertices;
+    vVertices.reserve(adjacency.getNumVertices());
+    pCells->forEachNumber([&](std::uint32_t vertex) {
+        if (vertex < adjacency.getNumVertices()) vVertices.push_back(vertex);
+    });
+    return vVertices;
+}
+
 void CMesh::getAllTriangles(std::vector<CTriangle*>& vT) const {
     vT.reserve(vT.size() + triangles.size());
     forEachTriangle([&](CTriangle* pT) { vT.push_back(pT); });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -11,6 +12,8 @@
 #include "frame/Rand15.h"
 #include "frame/types.h"
 #include "grid/Bundle.h"
+#include "parallel/ScratchArray.h"
+#include "parallel/parallelTransform.h"
 #include "topology/Adjacency.h"
 #include "topology/CEdge.h"
 #include "topology/CTriangle.h"
@@ -53,6 +56,14 @@ public:
     // Two equal cells fail an ASSEX. A further triangle on the same three cells is
     // taken. About 0.2 microseconds.
     CTriangle* createT(uint64 v0, uint64 v1, uint64 v2, uint64 vcd, int config);
+    // Makes this many triangles at once; the mesh must have none, else an ASSEX fails.
+    // write(out) must call out(number, vertices, vcd, config) for every number from 0
+    // on once, in any order and also side by side; vertices: three different cells
+    // by their numbers in the CellMap. Then all is as if createT() had made them in
+    // that order, but for the numbers of edges. Runs on all threads.
+    class TriangleWriter;
+    template <class Write>
+    void createTriangles(std::uint32_t num, Write&& write);
     // For CTriangle::kill: takes pT out of the fans of its corners.
     void unregisterTriangle(const CTriangle* pT);
 
@@ -80,7 +91,8 @@ public:
     // The same, selected: deg above 0 exactly that degree, -1 above 2, -5 1 or
     // above 2, -99 above 0. Any other deg fails an ASSEX.
     void getDegN(int deg, std::vector<CEdge*>& vEdges) const;
-    // The same by a rule: isWanted(const CEdge*) is asked once for each edge.
+    // The same by a rule: isWanted(const CEdge*) is asked once for each edge, on several
+    // threads at a time.
     template <class IsWanted>
     void selectEdges(IsWanted&& isWanted, std::vector<CEdge*>& vEdges) const;
     // Calls f(CTriangle*) for each live triangle in the mesh's order. f may kill, but
@@ -164,6 +176,12 @@ private:
 
     CEdge* findEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b) const;
     CEdge* makeEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b);
+    void growForAll(std::uint32_t num);
+    void fillFans(const std::array<std::uint32_t, 3>* pVertices);
+    void fillEdges(const std::array<std::uint32_t, 3>* pVertices);
+    template <class Sides>
+    void makeEdges(std::uint32_t vertex, std::uint32_t first, const Sides& sides, std::vector<CEdge*>& vMany);
+    std::vector<std::uint32_t> getVerticesInOrder() const;
     void endPatches();
     void endEdges();
     bool isExtra(uint64 ccd) const;
@@ -192,6 +210,29 @@ private:
     std::vector<std::uint8_t> vScratchFlags;
 };
 
+class CMesh::TriangleWriter {
+public:
+    TriangleWriter(CMesh* pMesh_, std::array<std::uint32_t, 3>* pVertices_) : pMesh(pMesh_), pVertices(pVertices_) {}
+    void operator()(std::uint32_t number, const std::array<std::uint32_t, 3>& vertices, uint64 vcd, int config) const {
+        const auto code = [&](std::size_t i) { return pMesh->pCells->getCode(vertices[i]); };
+        pMesh->triangles.makeAt(number, code(0), code(1), code(2), vcd, config, number);
+        pVertices[number] = vertices;
+    }
+
+private:
+    CMesh* pMesh;
+    std::array<std::uint32_t, 3>* pVertices;  // by triangle number
+};
+
+template <class Write>
+void CMesh::createTriangles(std::uint32_t num, Write&& write) {
+    growForAll(num);
+    const ScratchArray<std::array<std::uint32_t, 3>> vertices(num);
+    write(TriangleWriter(this, vertices.data()));
+    fillFans(vertices.data());
+    fillEdges(vertices.data());
+}
+
 template <class F>
 void CMesh::forEachTriangle(F&& f) const {
     for (const std::uint32_t number : vOrder)
@@ -200,17 +241,23 @@ void CMesh::forEachTriangle(F&& f) const {
         if (triangles[number]->isAlive()) f(triangles[number]);
 }
 
-// A vertex that came late has a high number, so the CellMap gives their order.
 template <class IsWanted>
 void CMesh::selectEdges(IsWanted&& isWanted, std::vector<CEdge*>& vEdges) const {
-    pCells->forEachNumber([&](std::uint32_t vertex) {
-        if (vertex >= adjacency.getNumVertices()) return;
-        const auto numBefore = static_cast<std::ptrdiff_t>(vEdges.size());
-        for (const Adjacency::Link& link : adjacency.edges(vertex))
-            if (CEdge* pCE = edges[link.edge]; isWanted(pCE)) vEdges.push_back(pCE);
-        std::sort(vEdges.begin() + numBefore, vEdges.end(),
-                  [](const CEdge* a, const CEdge* b) { return a->v1 < b->v1; });
-    });
+    constexpr std::size_t minChunk = 4096;  // vertices a thread
+    const std::vector<std::uint32_t> vVertices = getVerticesInOrder();
+    const auto vParts =
+        parallelChunkResults<std::vector<CEdge*>>(vVertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<CEdge*> vPart;
+            for (std::size_t i = begin; i < end; ++i) {
+                const auto numBefore = static_cast<std::ptrdiff_t>(vPart.size());
+                for (const Adjacency::Link& link : adjacency.edges(vVertices[i]))
+                    if (CEdge* pCE = edges[link.edge]; isWanted(pCE)) vPart.push_back(pCE);
+                std::sort(vPart.begin() + numBefore, vPart.end(),
+                          [](const CEdge* a, const CEdge* b) { return a->v1 < b->v1; });
+            }
+            return vPart;
+        });
+    for (const auto& vPart : vParts) vEdges.insert(vEdges.end(), vPart.begin(), vPart.end());
 }
 
 }  // namespace QUOR_ZEF

@@ -5,6 +5,7 @@
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "grid/Calc.h"
+#include "parallel/parallelTransform.h"
 #include "topology/CMesh.h"
 
 namespace QUOR_ZEF {
@@ -26,17 +27,15 @@ double deviationAngle(const CMesh* pMesh, const CTriangle* pT, int ici, const Po
     return bOldOK ? getAngleDeg(oldNormal, newNormal) : -1.0;
 }
 
-// A triangle under its sorted corners.
+// A triangle by its two upper corners.
 struct Key {
-    uint64 c0, c1, c2;
-    CTriangle* pT;
+    uint64 c1, c2;
+    std::uint32_t number;
 
-    explicit Key(CTriangle* pT_) : pT(pT_) { pT->getSortedCorners(c0, c1, c2); }
-    bool sameCorners(const Key& k) const { return c0 == k.c0 && c1 == k.c1 && c2 == k.c2; }
-    bool operator<(const Key& k) const {
-        return std::tuple(c0, c1, c2, pT->getNumber()) < std::tuple(k.c0, k.c1, k.c2, k.pT->getNumber());
-    }
+    bool operator<(const Key& k) const { return std::tie(c1, c2, number) < std::tie(k.c1, k.c2, k.number); }
 };
+
+constexpr std::size_t minChunk = 4096;  // vertices a thread
 
 }  // namespace
 
@@ -101,31 +100,39 @@ bool CMesh::laplacianForOne(uint64 vcd) {
 // The fans of the lowest corners, vertices ascending, are already sorted by the
 // first key, so that only a handful of triangles need sorting at a time.
 int CMesh::killDuplicateTriangles() {
-    int numKilled = 0;
-    std::vector<std::uint32_t> vNewOrder;
-    vNewOrder.reserve(triangles.size());
-    std::vector<Key> vKeys;
-    pCells->forEachNumber([&](std::uint32_t vertex) {
-        if (vertex >= adjacency.getNumVertices()) return;
-        const uint64 lowest = pCells->getCode(vertex);
-        vKeys.clear();
-        for (const std::uint32_t number : adjacency.fan(vertex)) {
-            CTriangle* pT = triangles[number];
-            if (pT->corner[0] >= lowest && pT->corner[1] >= lowest && pT->corner[2] >= lowest) vKeys.emplace_back(pT);
-        }
-        std::sort(vKeys.begin(), vKeys.end());
-        const Key* pFirst = nullptr;
-        for (const Key& key : vKeys) {
-            if (pFirst && key.sameCorners(*pFirst)) {
-                key.pT->kill(this);
-                ++numKilled;
-            } else {
-                pFirst = &key;
-                vNewOrder.push_back(key.pT->getNumber());
+    struct Part {
+        std::vector<std::uint32_t> vOrder, vDoomed;
+    };
+    const std::vector<std::uint32_t> vVertices = getVerticesInOrder();
+    const auto vParts = parallelChunkResults<Part>(vVertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        Part part;
+        part.vOrder.reserve(3 * (end - begin));
+        std::vector<Key> vKeys;
+        for (std::size_t i = begin; i < end; ++i) {
+            const uint64 lowest = pCells->getCode(vVertices[i]);
+            vKeys.clear();
+            for (const std::uint32_t number : adjacency.fan(vVertices[i])) {
+                const uint64* pCorner = triangles[number]->corner;
+                const uint64 c1 = pCorner[0] == lowest ? pCorner[1] : pCorner[0];
+                const uint64 c2 = pCorner[2] == lowest ? pCorner[1] : pCorner[2];
+                if (c1 > lowest && c2 > lowest) vKeys.push_back({std::min(c1, c2), std::max(c1, c2), number});
+            }
+            std::sort(vKeys.begin(), vKeys.end());
+            for (std::size_t k = 0; k < vKeys.size(); ++k) {
+                const bool bSame = k > 0 && vKeys[k - 1].c1 == vKeys[k].c1 && vKeys[k - 1].c2 == vKeys[k].c2;
+                (bSame ? part.vDoomed : part.vOrder).push_back(vKeys[k].number);
             }
         }
+        return part;
     });
-    vOrder = std::move(vNewOrder);
+    int numKilled = 0;
+    vOrder.clear();
+    vOrder.reserve(triangles.size());
+    for (const Part& part : vParts) {
+        vOrder.insert(vOrder.end(), part.vOrder.begin(), part.vOrder.end());
+        for (const std::uint32_t number : part.vDoomed) triangles[number]->kill(this);
+        numKilled += static_cast<int>(part.vDoomed.size());
+    }
     numOrdered = triangles.size();
     return numKilled;
 }

@@ -75,6 +75,10 @@ public:
     // Numbers given so far.
     std::uint32_t getNumNumbers() const { return static_cast<std::uint32_t>(vCode.size()); }
     uint64 getCode(std::uint32_t number) const { return vCode[number]; }
+    // Whether the one cell's code is below the other's.
+    bool isLower(std::uint32_t a, std::uint32_t b) const {
+        return a < numBuilt && b < numBuilt ? a < b : vCode[a] < vCode[b];
+    }
     // Null if the cell has none.
     Bundle* getBundle(std::uint32_t number) const { return vBundle[number]; }
     // Calls f(number) for every number, ascending by code. f must not add numbers.

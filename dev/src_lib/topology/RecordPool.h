@@ -24,6 +24,15 @@ public:
         ++numRecords;
         return pRecord;
     }
+    // Adds places for this many records, to be made in any order, also side by side.
+    void grow(std::uint32_t numMore) {
+        numRecords += numMore;
+        while (vChunks.size() << chunkBits < numRecords) addChunk();
+    }
+    template <class... Args>
+    T* makeAt(std::size_t number, Args&&... args) {
+        return ::new (static_cast<void*>(place(number))) T(std::forward<Args>(args)...);
+    }
     T* operator[](std::size_t number) const { return std::launder(reinterpret_cast<T*>(place(number))); }
     std::uint32_t size() const { return numRecords; }
     void reset() { numRecords = 0; }
