@@ -43,9 +43,7 @@ void jitter(Point3& p, Rand15& rand, double cellSize) {
 
 void Top::killDegenerate() {
     std::vector<CTriangle*> vT;
-    pMesh->forEachTriangle([&](CTriangle* pT) {
-        if (pT->isDegenerate(pMesh)) vT.push_back(pT);
-    });
+    pMesh->getDegenerateTriangles(vT);
     std::vector<CTriangle*> vNew;
     for (CTriangle* pT : vT) {
         if (!pT->isAlive() || !pT->isDegenerate(pMesh)) continue;

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <iterator>
 #include <memory>
-#include <optional>
 
 #include "frame/Progress.h"
 #include "repair/Top.h"
@@ -88,7 +87,7 @@ public:
         const bool bChanged = pTop->treatClosedPatches(vClosed, bCareful) || !vWalls.empty();
         pProgress->tick();
         std::erase_if(vKilled, [](const CTriangle* pT) { return pT->isAlive(); });
-        if (bChanged) forget(vKilled);
+        if (bChanged) book.renew(vKilled, vNew);
         pProgress->tick();
         pProgress->finish(true);
         return bChanged;
@@ -128,10 +127,7 @@ private:
     bool isDouble(Patch p0, Patch p1) {
         return isDoubleWall(
             book.getSize(p0), book.getSize(p1), [&] { return book.getArea(p0) + book.getArea(p1); },
-            [&] {
-                if (!totalArea) totalArea = pMesh->getTotalArea();
-                return *totalArea;
-            });
+            [&] { return book.getTotalArea(); });
     }
 
     // Of the new patches those without a boundary, in order.
@@ -151,19 +147,12 @@ private:
         return vPatches;
     }
 
-    void forget(const std::vector<CTriangle*>& vKilled) {
-        if (totalArea)
-            for (const CTriangle* pT : vKilled) *totalArea -= pT->getArea(pMesh);
-        book.renew(vKilled, vNew);
-    }
-
     static constexpr Patch none = ~Patch{0};
     Top* pTop;
     CMesh* pMesh;
     CPatchBook book;
     std::vector<Patch> vNew;  // ascending; to be looked at in the next pass
     std::vector<Patch> vSame;
-    std::optional<double> totalArea;  // of what is alive, once it was asked for
 };
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "frame/tools.h"
+#include "geometry/freeFunctions.h"
 #include "grid/Calc.h"
 #include "topology/CPatch.h"
 
@@ -146,9 +147,57 @@ void CMesh::getDegN(int deg, std::vector<CEdge*>& vEdges) const {
     selectEdges(isWanted, vEdges);
 }
 
+namespace {
+
+constexpr std::size_t minTriangles = 4096;  // a thread
+
+// f(p0, p1, p2) with the corners' positions; a corner without one fails an ASSEX.
+template <class F>
+auto withCorners(CellMap::Reader& mCCDBundle, const CTriangle* pT, F&& f) {
+    std::array<const Point3*, 3> aPoints{};
+    for (int i = 0; i < 3; ++i) {
+        const Bundle* pBundle = mCCDBundle.get(pT->getCorner(i));
+        ASSEX(pBundle!=nullptr);
+        aPoints[static_cast<std::size_t>(i)] = pBundle->pPoint;
+    }
+    return f(*aPoints[0], *aPoints[1], *aPoints[2]);
+}
+
+}  // namespace
+
+void CMesh::getDegenerateTriangles(std::vector<CTriangle*>& vT) const {
+    const std::size_t num = vOrder.size() + (triangles.size() - numOrdered);
+    const auto vParts =
+        parallelChunkResults<std::vector<CTriangle*>>(num, minTriangles, [&](std::size_t begin, std::size_t end) {
+            CellMap::Reader reader(*pCells);
+            std::vector<CTriangle*> vPart;
+            for (std::size_t i = begin; i < end; ++i) {
+                CTriangle* pT = triangles[i < vOrder.size() ? vOrder[i] : numOrdered + i - vOrder.size()];
+                if (!pT->isAlive()) continue;
+                if (withCorners(reader, pT, [](const Point3& p0, const Point3& p1, const Point3& p2) {
+                        return CTriangle::isDegenerate(p0, p1, p2);
+                    }))
+                    vPart.push_back(pT);
+            }
+            return vPart;
+        });
+    for (const auto& vPart : vParts) vT.insert(vT.end(), vPart.begin(), vPart.end());
+}
+
+std::vector<double> CMesh::getAreas() const {
+    std::vector<double> vAreas(triangles.size(), 0.0);
+    parallelChunks(triangles.size(), minTriangles, [&](std::size_t begin, std::size_t end) {
+        CellMap::Reader reader(*pCells);
+        for (std::size_t number = begin; number < end; ++number)
+            if (triangles[number]->isAlive()) vAreas[number] = withCorners(reader, triangles[number], getTriangleArea);
+    });
+    return vAreas;
+}
+
 double CMesh::getTotalArea() const {
+    const std::vector<double> vAreas = getAreas();
     double area = 0.0;
-    forEachTriangle([&](const CTriangle* pT) { area += pT->getArea(this); });
+    forEachTriangle([&](const CTriangle* pT) { area += vAreas[pT->getNumber()]; });
     return area;
 }
 

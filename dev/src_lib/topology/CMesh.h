@@ -99,7 +99,11 @@ public:
     // makes no triangles.
     template <class F>
     void forEachTriangle(F&& f) const;
-    // The sum over all live triangles, in squared world units.
+    // Appends the live triangles without a normal, in the mesh's order. On all threads.
+    void getDegenerateTriangles(std::vector<CTriangle*>& vT) const;
+    // By triangle number, in squared world units, 0 for the dead. On all threads.
+    std::vector<double> getAreas() const;
+    // The sum over all live triangles.
     double getTotalArea() const;
 
     // The position of a vertex. A cell without a Bundle fails an ASSEX. The

@@ -1,6 +1,7 @@
 #include "topology/CPatch.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
@@ -129,13 +130,17 @@ void CPatch::orientAll() {
 }
 
 void CPatch::orientPatch() {
-    std::vector<uint64> vCCD;
-    getVertices(vCCD);
+    // The topmost vertex; of several the one with the lowest code.
     const uint64 maskZ = getMask(2);
-    const auto itTop =
-        std::max_element(vCCD.begin(), vCCD.end(), [&](uint64 a, uint64 b) { return (a & maskZ) < (b & maskZ); });
+    std::optional<uint64> top;
+    for (const CTriangle* pT : vT) {
+        for (int i = 0; i < 3 && pT->isAlive(); ++i) {
+            const uint64 ccd = pT->getCorner(i), z = ccd & maskZ, topZ = top.value_or(0) & maskZ;
+            if (!top || z > topZ || (z == topZ && ccd < *top)) top = ccd;
+        }
+    }
     std::vector<CTriangle*> vTopT;
-    if (itTop != vCCD.end()) pMesh->getIncidentTriangles(*itTop, vTopT);
+    if (top) pMesh->getIncidentTriangles(*top, vTopT);
     if (vTopT.empty()) {
         showWarning(where(__PRETTY_FUNCTION__, __LINE__), "reorientation failed");
         return;

@@ -131,6 +131,8 @@ void CPatchBook::forEachMember(Patch patch, F&& f) const {
 }
 
 void CPatchBook::renew(const std::vector<CTriangle*>& vDead, std::vector<Patch>& vTouched) {
+    if (totalArea)
+        for (const CTriangle* pT : vDead) *totalArea -= vAreas[pT->getNumber()];
     std::vector<CTriangle*> vOpen;
     for (const CTriangle* pT : vDead) dissolve(vPatchOf[pT->getNumber()], vOpen);
     std::sort(vOpen.begin(), vOpen.end(),
@@ -188,11 +190,25 @@ bool CPatchBook::isBefore(Patch a, Patch b) const {
     return pMesh->isBefore(pMesh->getTriangle(vRecords[a].first), pMesh->getTriangle(vRecords[b].first));
 }
 
+void CPatchBook::computeAreas() {
+    if (vAreas.empty()) vAreas = pMesh->getAreas();
+}
+
+double CPatchBook::getTotalArea() {
+    computeAreas();
+    if (!totalArea) {
+        totalArea = 0.0;
+        pMesh->forEachTriangle([&](const CTriangle* pT) { *totalArea += vAreas[pT->getNumber()]; });
+    }
+    return *totalArea;
+}
+
 double CPatchBook::getArea(Patch patch) {
+    computeAreas();
     std::optional<double>& area = vRecords[patch].area;
     if (!area) {
         double sum = 0.0;
-        forEachMember(patch, [&](const CTriangle* pT) { sum += pT->getArea(pMesh); });
+        forEachMember(patch, [&](const CTriangle* pT) { sum += vAreas[pT->getNumber()]; });
         area = sum;
     }
     return *area;

@@ -38,9 +38,12 @@ int CTriangle::getLargestEdgeICI(const CMesh* pMesh) const {
 }
 
 bool CTriangle::isDegenerate(const CMesh* pMesh) const {
-    const Point3 *p0 = pMesh->getVtx(corner[0]), *p1 = pMesh->getVtx(corner[1]), *p2 = pMesh->getVtx(corner[2]);
-    if (*p0 == *p1 || *p1 == *p2 || *p2 == *p0) return true;
-    const Vector3 edge01 = *p1 - *p0, edge02 = *p2 - *p0;
+    return isDegenerate(*pMesh->getVtx(corner[0]), *pMesh->getVtx(corner[1]), *pMesh->getVtx(corner[2]));
+}
+
+bool CTriangle::isDegenerate(const Point3& p0, const Point3& p1, const Point3& p2) {
+    if (p0 == p1 || p1 == p2 || p2 == p0) return true;
+    const Vector3 edge01 = p1 - p0, edge02 = p2 - p0;
     if (edge01.isDegenerate() || edge02.isDegenerate()) return true;
     return cross(edge01, edge02).sqLength() == 0.0;
 }

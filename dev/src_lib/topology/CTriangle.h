@@ -11,6 +11,7 @@ namespace QUOR_ZEF {
 class CEdge;
 class CMesh;
 class CPatch;
+class Point3;
 
 // A triangle of a CMesh: three different cells, whose order is its orientation.
 // An ICI is the index of a corner in a triangle: 0, 1 or 2.
@@ -51,6 +52,7 @@ public:
     int getLargestEdgeICI(const CMesh* pMesh) const;
     // Two corners at one position, or all three on one line.
     bool isDegenerate(const CMesh* pMesh) const;
+    static bool isDegenerate(const Point3& p0, const Point3& p1, const Point3& p2);
     // In squared world units.
     double getArea(const CMesh* pMesh) const;
 

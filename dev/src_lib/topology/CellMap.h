@@ -18,7 +18,7 @@ namespace QUOR_ZEF {
 // loses its Bundle, so arrays by number can stand beside the map.
 //
 // Owner: whoever builds it (the driver of the run); it borrows the Bundles.
-// One thread at a time, also for reading. Finding is O(1) (an 8-byte
+// One thread at a time, also for reading, but for Readers. Finding is O(1) (an 8-byte
 // mask for each 4x4x4 block of cells, and a hash table of the blocks), entering
 // and erasing too; reading in order sorts what was added since the last time.
 // Memory: 16 bytes a cell and 32 an occupied block.
@@ -43,6 +43,8 @@ public:
         const std::uint32_t number = getNumber(ccd);
         return number == none ? nullptr : vBundle[number];
     }
+    // A thread's own way to get(), beside others.
+    class Reader;
     // Where the cell's Bundle stands; end() if it has none. Valid until the next entry.
     Bundle* const* find(uint64 ccd) const {
         const std::uint32_t number = getNumber(ccd);
@@ -65,11 +67,7 @@ public:
     void appendCells(std::vector<uint64>& vCCD) const;
 
     // none for a cell that was never entered.
-    std::uint32_t getNumber(uint64 ccd) const {
-        Recent& recent = aRecent[ccd % aRecent.size()];
-        if (recent.ccd != ccd || recent.number == none) recent = {ccd, findNumber(ccd)};
-        return recent.number;
-    }
+    std::uint32_t getNumber(uint64 ccd) const { return recent.getNumber(*this, ccd); }
     // Gives the cell a number, without a Bundle, if it has none yet.
     std::uint32_t addNumber(uint64 ccd);
     // Numbers given so far.
@@ -101,11 +99,22 @@ private:
         std::uint32_t first;  // number of its first cell
     };
 
-    // A cell that was asked for. A mesh comes back to a vertex for each of its
+    // Cells that were asked for. A mesh comes back to a vertex for each of its
     // triangles, mostly before it asks for a cell with the same lowest three levels.
-    struct Recent {
-        uint64 ccd = 0;
-        std::uint32_t number = none;
+    class Recent {
+    public:
+        std::uint32_t getNumber(const CellMap& map, uint64 ccd) {
+            Place& place = aPlaces[ccd % aPlaces.size()];
+            if (place.ccd != ccd || place.number == none) place = {ccd, map.findNumber(ccd)};
+            return place.number;
+        }
+
+    private:
+        struct Place {
+            uint64 ccd = 0;
+            std::uint32_t number = none;
+        };
+        std::array<Place, 512> aPlaces;
     };
 
     void buildBlocks();
@@ -122,7 +131,22 @@ private:
     std::vector<std::uint32_t> vBlockSlots;           // hash table of indices into vBlocks
     std::vector<std::uint32_t> vAddedSlots;           // hash table of numbers from numBuilt on
     mutable std::vector<std::uint32_t> vSortedAdded;  // the added numbers by code, as of the last reading
-    mutable std::array<Recent, 512> aRecent;
+    mutable Recent recent;
+};
+
+// Reads on a thread beside others, while nobody enters or erases.
+class CellMap::Reader {
+public:
+    explicit Reader(const CellMap& map_) : map(map_) {}
+    // The cell's Bundle, null if it has none.
+    Bundle* get(uint64 ccd) {
+        const std::uint32_t number = recent.getNumber(map, ccd);
+        return number == none ? nullptr : map.vBundle[number];
+    }
+
+private:
+    const CellMap& map;
+    Recent recent;
 };
 
 }  // namespace QUOR_ZEF
