@@ -183,11 +183,14 @@ CMesh* Voro::borderFix(const std::vector<uint64>& vVCD) {
     bStale = true;
     for (const uint64 ccd : vExtraCCD) pCells->addNumber(ccd);
     fatExtractTriangles();
+    std::vector<uint64> vCollapsed;
+    std::copy_if(vCCD.begin(), vCCD.end(), std::back_inserter(vCollapsed),
+                 [&](uint64 ccd) { return !pCells->get(ccd); });
+    addSorted(vExtraCCD, vCollapsed);
     constexpr double centre = std::numeric_limits<double>::max();
     for (const uint64 ccd : vExtraCCD) pMesh->addBundle(ccd, centre, centre, centre);
     pMesh->collapseExtraBundles();
     pMesh->averageAllBundles();
-    dropCellsWithoutBundle();
     return pMesh;
 }
 
@@ -205,7 +208,6 @@ void Voro::killCCDs(const std::vector<uint64>& vKillCCD, const std::vector<uint6
     removeSorted(vCCD, vDoomed);
 }
 
-// The next extraction would make triangles of an added vertex that has collapsed.
 void Voro::dropCellsWithoutBundle() {
     if (std::erase_if(vCCD, [&](uint64 ccd) { return !pCells->get(ccd); }) > 0) bStale = true;
 }

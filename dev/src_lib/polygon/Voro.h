@@ -48,9 +48,13 @@ public:
     // Around the given corners, adds the one or two cells that are missing from an
     // otherwise full block and removes the cells opposite to them where the
     // topology allows it; then extracts again. Added cells have Bundles of the
-    // mesh's own; those whose vertex collapses are no surface cells any more.
+    // mesh's own. One whose vertex collapses has none, but stays a surface cell, to
+    // be added again by the next call: without it that one would bring back what
+    // this one has mended, and would not be asked to mend it.
     // vVCD: in any order. A corner beyond the last touched one fails an ASSEX.
     CMesh* borderFix(const std::vector<uint64>& vVCD);
+    // Takes cells whose vertex has collapsed out of the surface cells.
+    void dropCellsWithoutBundle();
 
     // For borderFix(). Appends to both lists, and sorts them and makes them unique:
     // the cells missing around the corners, and the cells opposite to them.
@@ -67,7 +71,6 @@ private:
     void fillStaticVCD2CCD();
     std::vector<std::uint32_t> getNumbers() const;
     void killCCDs(const std::vector<uint64>& vKillCCD, const std::vector<uint64>& vExtraCCD);
-    void dropCellsWithoutBundle();
 
     const Calc* pCalc;       // not owned
     CellMap* pCells;         // not owned

@@ -1,6 +1,7 @@
 #include "repair/Top.h"
 
 #include "frame/Progress.h"
+#include "polygon/Voro.h"
 #include "topology/CMesh.h"
 
 namespace QUOR_ZEF {
@@ -33,6 +34,8 @@ void Top::run(Voro* pVoro) {
 void Top::runMelt(Voro* pVoro) {
     unifyDiagonals();
     cbsComplete(pVoro);
+    // Both rounds together leave twice as many non-manifold edges with these cells.
+    pVoro->dropCellsWithoutBundle();
     cbsComplete(pVoro);
     std::vector<CEdge*> vBorder;
     getBordersKillDeg1nn(vBorder);

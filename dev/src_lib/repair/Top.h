@@ -34,7 +34,8 @@ public:
     // --- Top.cpp: the two pipelines ---
 
     Top(CMesh* pMesh_, const Calc* pCalc_);
-    // For a reconstruction; pVoro made the mesh and keeps it (not owned).
+    // For a reconstruction; pVoro made the mesh and keeps it (not owned). A closed
+    // mesh without non-manifold edges that comes out of it is not changed by another run.
     void run(Voro* pVoro);
     // For re-meshing; without orientation.
     void runMelt(Voro* pVoro);
