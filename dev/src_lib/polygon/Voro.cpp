@@ -128,7 +128,7 @@ void Voro::fatExtractTriangles() {
                             [&](unsigned, const CornerRows::Triangle&, bool bOfQuad) { ++vNext[i][bOfQuad]; });
     });
     std::size_t num = 0;
-    for (const std::size_t bOfQuad : {0, 1})
+    for (std::size_t bOfQuad = 0; bOfQuad < 2; ++bOfQuad)
         for (auto& next : vNext) num += std::exchange(next[bOfQuad], static_cast<std::uint32_t>(num));
     ASSEX(num<CellMap::none);
     pProgress->tick();
