@@ -71,7 +71,7 @@ void corners(benchmark::State& state) {
         CornerCells cornerCells;
         cornerCells.build(vCCD, sphere.calc);
         for (std::size_t i = 0; i < cornerCells.getNumBlocks(); ++i) {
-            const CornerCells::CornerBlock block(cornerCells, i);
+            const CornerCells::CornerBlock block(cornerCells, i, false);
             for (unsigned corner = 0; corner < CornerCells::blockSize; ++corner)
                 numCorners += block.getConfig(corner) != 0;
         }

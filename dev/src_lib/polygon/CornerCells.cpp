@@ -183,13 +183,13 @@ int CornerCells::find(uint64 vcd) const {
     return configsAt(vcd >> blockBits)[vcd % blockSize];
 }
 
-CornerCells::CornerBlock::CornerBlock(const CornerCells& owner, std::size_t index)
+CornerCells::CornerBlock::CornerBlock(const CornerCells& owner, std::size_t index, bool bCells)
     : key(owner.vCornerBlocks[index]), pConfigs(&owner.vConfigs[index]) {
     for (std::size_t axis = 0; axis < 3; ++axis) {
         aBelow[axis] = &owner.configsAt(keyBelow(key, axis));
         aAbove[axis] = &owner.configsAt(keyAbove(key, axis));
     }
-    for (unsigned down = 0; down < 8; ++down) {
+    for (unsigned down = 0; bCells && down < 8; ++down) {
         uint64 other = key;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             if (down & tribits[axis]) other = keyBelow(other, axis);

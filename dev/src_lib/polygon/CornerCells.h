@@ -67,7 +67,8 @@ private:
 // Corners of the block are numbered as in their codes.
 class CornerCells::CornerBlock {
 public:
-    CornerBlock(const CornerCells& owner, std::size_t index);
+    // bCells: whether getCell() is to be asked.
+    CornerBlock(const CornerCells& owner, std::size_t index, bool bCells);
 
     uint64 getVCD(unsigned corner) const { return key << blockBits | corner; }
     int getConfig(unsigned corner) const { return (*pConfigs)[corner]; }
@@ -89,7 +90,7 @@ private:
     uint64 key;
     const Configs* pConfigs;
     std::array<const Configs*, 3> aBelow, aAbove;
-    std::array<const Block*, 8> aBlocks;  // by the axes, as tribits, along which they lie one below
+    std::array<const Block*, 8> aBlocks{};  // by the axes, as tribits, along which they lie one below
 };
 
 }  // namespace QUOR_ZEF

@@ -124,7 +124,7 @@ void Voro::fatExtractTriangles() {
     std::vector<std::array<std::uint32_t, 2>> vNext(numBlocks, {0, 0});
     parallelChunks(numBlocks, minBlocks, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
-            forEachTriangle(CornerCells::CornerBlock(vStaticVCD2CCD, i), cornerRows,
+            forEachTriangle(CornerCells::CornerBlock(vStaticVCD2CCD, i, false), cornerRows,
                             [&](unsigned, const CornerRows::Triangle&, bool bOfQuad) { ++vNext[i][bOfQuad]; });
     });
     std::size_t num = 0;
@@ -136,7 +136,7 @@ void Voro::fatExtractTriangles() {
     pMesh->createTriangles(static_cast<std::uint32_t>(num), [&](const CMesh::TriangleWriter& write) {
         parallelChunks(numBlocks, minBlocks, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
-                const CornerCells::CornerBlock block(vStaticVCD2CCD, i);
+                const CornerCells::CornerBlock block(vStaticVCD2CCD, i, true);
                 forEachTriangle(block, cornerRows,
                                 [&](unsigned corner, const CornerRows::Triangle& triangle, bool bOfQuad) {
                                     const auto vertex = [&](std::size_t cell) {

@@ -64,10 +64,10 @@ public:
         }
         return none;
     }
-    // Makes room for this many edges, or triangles, at each vertex from 0 on; the
-    // owner writes them through the views, before anything else. Nothing may be entered.
-    void fillEdges(std::span<const std::uint32_t> vNum) { links.fill(vNum); }
-    void fillFans(std::span<const std::uint32_t> vNum) { fans.fill(vNum); }
+    // Makes room for this many edges, or triangles, at a vertex without any; the
+    // owner writes them through the views, before anything else.
+    void fillEdges(std::uint32_t first, std::uint32_t num) { links.fill(first, num); }
+    void fillFan(std::uint32_t vertex, std::uint32_t num) { fans.fill(vertex, num); }
     std::span<Link> edgesToFill(std::uint32_t first) { return links[first]; }
     std::span<std::uint32_t> fanToFill(std::uint32_t vertex) { return fans[vertex]; }
 

@@ -29,6 +29,7 @@ void CMesh::clear() {
     triangles.reset();
     vOrder.clear();
     numOrdered = 0;
+    bUnique = false;
     adjacency.reset(pCells->getNumNumbers());
 }
 

@@ -60,7 +60,8 @@ public:
     // write(out) must call out(number, vertices, vcd, config) for every number from 0
     // on once, in any order and also side by side; vertices: three different cells
     // by their numbers in the CellMap. Then all is as if createT() had made them in
-    // that order, but for the numbers of edges. Runs on all threads.
+    // that order, but for the numbers of edges, and that the mesh's order of them is
+    // that of killDuplicateTriangles(). Runs on all threads.
     class TriangleWriter;
     template <class Write>
     void createTriangles(std::uint32_t num, Write&& write);
@@ -183,8 +184,8 @@ private:
     void growForAll(std::uint32_t num);
     void fillFans(const std::array<std::uint32_t, 3>* pVertices);
     void fillEdges(const std::array<std::uint32_t, 3>* pVertices);
-    template <class Sides>
-    void makeEdges(std::uint32_t vertex, std::uint32_t first, const Sides& sides, std::vector<CEdge*>& vMany);
+    template <class Page>
+    void makeEdges(const Page& page, std::uint32_t edge, std::vector<CEdge*>& vMany);
     std::vector<std::uint32_t> getVerticesInOrder() const;
     void endPatches();
     void endEdges();
@@ -205,6 +206,7 @@ private:
     Adjacency adjacency;
     std::vector<std::uint32_t> vOrder;  // live triangles in the order that killDuplicateTriangles() set
     std::uint32_t numOrdered = 0;       // triangles from this number on follow in order of making
+    bool bUnique = false;               // those before it are on different cells each
     std::vector<std::unique_ptr<ExtraBundle>> vExtraBundles;
     std::vector<bool> vIsExtra;  // by vertex number: the cell's Bundle is one of vExtraBundles
     Rand15 rand;

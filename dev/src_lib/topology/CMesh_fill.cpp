@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <bit>
-#include <numeric>
 #include <utility>
 
 #include "frame/tools.h"
@@ -13,24 +12,59 @@ namespace {
 
 using Vertices = std::array<std::uint32_t, 3>;
 
-constexpr std::size_t minChunk = 4096;  // vertices a thread
+// Vertices whose edges are collected before the first of them is made, in pages:
+// the sides of a page stay in the processor's cache until then.
+constexpr std::size_t pageSize = 4096;
+constexpr std::size_t pagesAtOnce = 32;
 
-// The edges from a vertex to those of higher code, triangle by triangle. The loops
-// have no branches that depend on the triangles: they could not be predicted.
-class EdgesAtVertex {
+// One triangle at one edge from its lower end.
+struct Side {
+    std::uint32_t other, number;
+    std::uint32_t index;  // of the edge among those of the lower end
+    std::uint8_t slot;    // of the edge, see CTriangle::pCE
+};
+
+// The edges from some vertices to those of higher code, triangle by triangle. The
+// loops have no branches that depend on the triangles: they could not be predicted.
+class EdgePage {
 public:
-    // One triangle at one edge.
-    struct Side {
-        std::uint32_t other, number;
-        std::uint32_t index;  // of the edge among those here
-        std::uint8_t slot;    // of the edge, see CTriangle::pCE
+    struct Vertex {
+        std::uint32_t number, numSides, numEdges;
+    };
+    std::vector<Side> vSides;           // vertex by vertex
+    std::vector<Vertex> vVertices;      // in order
+    std::vector<std::uint32_t> vOrder;  // triangles by their sorted corners, then of making
+    bool bUnique = true;                // no two of them are on the same cells
+
+    void collect(const CellMap& cells, const Adjacency& adjacency, const Vertices* pVertices,
+                 std::span<const std::uint32_t> vertices) {
+        vVertices.clear();
+        vOrder.clear();
+        std::size_t numSides = 0;
+        for (const std::uint32_t vertex : vertices) {
+            const auto fan = adjacency.fan(vertex);
+            if (vSides.size() <= numSides + 2 * fan.size()) vSides.resize(2 * vSides.size() + 2 * fan.size() + 1);
+            Side* const pFirst = &vSides[numSides];
+            Side* const pEnd = addSides(cells, pVertices, vertex, fan, pFirst);
+            const auto num = static_cast<std::uint32_t>(pEnd - pFirst);
+            vVertices.push_back({vertex, num, numberEdges({pFirst, pEnd})});
+            sortTriangles(cells, {pFirst, pEnd});
+            numSides += num;
+        }
+    }
+
+private:
+    struct Place {
+        std::uint32_t round = 0, other = 0, index = 0;
+    };
+    // A triangle at its lowest corner.
+    struct Key {
+        std::uint32_t middle, upper, number;
     };
 
-    EdgesAtVertex(const CellMap& cells_, const Vertices* pVertices_) : cells(cells_), pVertices(pVertices_) {}
-
-    void collect(std::uint32_t vertex, std::span<const std::uint32_t> fan) {
-        if (vSides.size() <= 2 * fan.size()) vSides.resize(4 * fan.size() + 1);
-        Side* pSide = vSides.data();
+    static Side* addSides(const CellMap& cells, const Vertices* pVertices, std::uint32_t vertex,
+                          std::span<const std::uint32_t> fan, Side* pSide) {
+        static constexpr std::array<std::uint8_t, 3> nextOf = {1, 2, 0}, previousOf = {2, 0, 1};
         const auto add = [&](std::uint32_t other, std::uint32_t number, std::size_t slot) {
             pSide->other = other;
             pSide->number = number;
@@ -43,26 +77,16 @@ public:
             add(v[nextOf[i]], number, i);
             add(v[previousOf[i]], number, previousOf[i]);
         }
-        numSides = static_cast<std::size_t>(pSide - vSides.data());
-        numberEdges();
+        return pSide;
     }
-    std::span<const Side> getSides() const { return {vSides.data(), numSides}; }
-    std::uint32_t getNumEdges() const { return numEdges; }
-
-private:
-    static constexpr std::array<std::uint8_t, 3> nextOf = {1, 2, 0}, previousOf = {2, 0, 1};
-    struct Place {
-        std::uint32_t round = 0, other = 0, index = 0;
-    };
-
     // By hashing, at most half of the places taken; those of an earlier round are free.
-    void numberEdges() {
-        if (vPlaces.size() < 2 * numSides) vPlaces.assign(std::bit_ceil(4 * numSides), Place());
+    // Returns the number of edges.
+    std::uint32_t numberEdges(std::span<Side> sides) {
+        if (vPlaces.size() < 2 * sides.size()) vPlaces.assign(std::bit_ceil(4 * sides.size()), Place());
         const std::size_t wrap = vPlaces.size() - 1;
         ++round;
-        numEdges = 0;
-        for (std::size_t i = 0; i < numSides; ++i) {
-            Side& side = vSides[i];
+        std::uint32_t numEdges = 0;
+        for (Side& side : sides) {
             std::size_t place = (side.other * 0x9e3779b1u >> 16) & wrap;
             while (vPlaces[place].other != side.other && vPlaces[place].round == round) place = (place + 1) & wrap;
             Place& found = vPlaces[place];
@@ -71,15 +95,31 @@ private:
             numEdges += bNew ? 1 : 0;
             found = {round, side.other, side.index};
         }
+        return numEdges;
+    }
+    // Of the triangles that have both sides here.
+    void sortTriangles(const CellMap& cells, std::span<const Side> sides) {
+        vKeys.clear();
+        for (std::size_t i = 1; i < sides.size(); ++i) {
+            if (sides[i].number != sides[i - 1].number) continue;
+            const std::uint32_t a = sides[i - 1].other, b = sides[i].other;
+            const bool bSwap = cells.isLower(b, a);
+            vKeys.push_back({bSwap ? b : a, bSwap ? a : b, sides[i].number});
+        }
+        std::sort(vKeys.begin(), vKeys.end(), [&](const Key& k, const Key& l) {
+            if (k.middle != l.middle) return cells.isLower(k.middle, l.middle);
+            return k.upper != l.upper ? cells.isLower(k.upper, l.upper) : k.number < l.number;
+        });
+        for (std::size_t i = 0; i < vKeys.size(); ++i) {
+            if (i > 0 && vKeys[i].middle == vKeys[i - 1].middle && vKeys[i].upper == vKeys[i - 1].upper)
+                bUnique = false;
+            vOrder.push_back(vKeys[i].number);
+        }
     }
 
-    const CellMap& cells;
-    const Vertices* pVertices;  // by triangle number
-    std::vector<Side> vSides;
-    std::size_t numSides = 0;
     std::vector<Place> vPlaces = std::vector<Place>(64);
     std::uint32_t round = 0;
-    std::uint32_t numEdges = 0;
+    std::vector<Key> vKeys;
 };
 
 }  // namespace
@@ -96,55 +136,69 @@ void CMesh::fillFans(const Vertices* pVertices) {
     std::vector<std::uint32_t> vNum(adjacency.getNumVertices(), 0);
     for (std::uint32_t number = 0; number < triangles.size(); ++number)
         for (const std::uint32_t vertex : pVertices[number]) ++vNum[vertex];
-    adjacency.fillFans(vNum);
+    for (std::uint32_t vertex = 0; vertex < vNum.size(); ++vertex) adjacency.fillFan(vertex, vNum[vertex]);
     // From here on the entries that are still to come, so that a fan is written from its end.
     for (std::uint32_t number = triangles.size(); number-- > 0;)
         for (const std::uint32_t vertex : pVertices[number]) adjacency.fanToFill(vertex)[--vNum[vertex]] = number;
 }
 
 void CMesh::fillEdges(const Vertices* pVertices) {
-    const std::size_t numVertices = adjacency.getNumVertices();
-    std::vector<std::uint32_t> vNum(numVertices);
-    parallelChunks(numVertices, minChunk, [&](std::size_t begin, std::size_t end) {
-        EdgesAtVertex edgesHere(*pCells, pVertices);
-        for (std::size_t i = begin; i < end; ++i) {
-            const auto vertex = static_cast<std::uint32_t>(i);
-            edgesHere.collect(vertex, adjacency.fan(vertex));
-            vNum[i] = edgesHere.getNumEdges();
-        }
-    });
-    adjacency.fillEdges(vNum);
-    std::vector<std::uint32_t> vFirst(numVertices);
-    std::exclusive_scan(vNum.begin(), vNum.end(), vFirst.begin(), std::uint32_t{0});
-    if (numVertices != 0) edges.grow(vFirst.back() + vNum.back());
-    const auto vMany =
-        parallelChunkResults<std::vector<CEdge*>>(numVertices, minChunk, [&](std::size_t begin, std::size_t end) {
-            EdgesAtVertex edgesHere(*pCells, pVertices);
-            std::vector<CEdge*> vHere;
-            for (std::size_t i = begin; i < end; ++i) {
-                const auto vertex = static_cast<std::uint32_t>(i);
-                edgesHere.collect(vertex, adjacency.fan(vertex));
-                makeEdges(vertex, vFirst[i], edgesHere.getSides(), vHere);
-            }
-            return vHere;
+    const std::vector<std::uint32_t> vVertices = getVerticesInOrder();
+    vOrder.clear();
+    vOrder.reserve(triangles.size());
+    bUnique = true;
+    std::vector<EdgePage> vPages(std::min(pagesAtOnce, (vVertices.size() + pageSize - 1) / pageSize));
+    std::vector<std::vector<CEdge*>> vMany(vPages.size());
+    std::vector<std::uint32_t> vFirst(vPages.size());
+    for (std::size_t done = 0; done < vVertices.size(); done += vPages.size() * pageSize) {
+        const std::span<const std::uint32_t> rest = std::span(vVertices).subspan(done);
+        const std::size_t numPages = std::min(vPages.size(), (rest.size() + pageSize - 1) / pageSize);
+        const auto forPages = [&](auto&& f) {
+            parallelChunks(numPages, 1, [&](std::size_t begin, std::size_t end) {
+                for (std::size_t i = begin; i < end; ++i) f(i);
+            });
+        };
+        forPages([&](std::size_t i) {
+            const std::size_t first = i * pageSize;
+            vPages[i].collect(*pCells, adjacency, pVertices,
+                              rest.subspan(first, std::min(pageSize, rest.size() - first)));
         });
+        std::uint32_t num = edges.size();
+        for (std::size_t i = 0; i < numPages; ++i) {
+            vFirst[i] = num;
+            for (const EdgePage::Vertex& vertex : vPages[i].vVertices) {
+                adjacency.fillEdges(vertex.number, vertex.numEdges);
+                num += vertex.numEdges;
+            }
+            vOrder.insert(vOrder.end(), vPages[i].vOrder.begin(), vPages[i].vOrder.end());
+            bUnique = bUnique && vPages[i].bUnique;
+        }
+        edges.grow(num - edges.size());
+        forPages([&](std::size_t i) { makeEdges(vPages[i], vFirst[i], vMany[i]); });
+    }
     for (const auto& vHere : vMany) vManyEdges.insert(vManyEdges.end(), vHere.begin(), vHere.end());
+    numOrdered = triangles.size();
 }
 
-template <class Sides>
-void CMesh::makeEdges(std::uint32_t vertex, std::uint32_t first, const Sides& sides, std::vector<CEdge*>& vMany) {
-    const auto links = adjacency.edgesToFill(vertex);
-    std::uint32_t num = 0;
-    for (const auto& side : sides) {
-        const std::uint32_t edge = first + side.index;
-        if (side.index == num) {
-            links[num++] = {side.other, edge};
-            edges.makeAt(edge, pCells->getCode(vertex), pCells->getCode(side.other), edge);
+// Those of a page, with numbers from edge on; appends those that take memory to vMany.
+template <class Page>
+void CMesh::makeEdges(const Page& page, std::uint32_t edge, std::vector<CEdge*>& vMany) {
+    const auto* pSide = page.vSides.data();
+    for (const auto& vertex : page.vVertices) {
+        const auto links = adjacency.edgesToFill(vertex.number);
+        std::uint32_t num = 0;
+        for (const auto* const pEnd = pSide + vertex.numSides; pSide != pEnd; ++pSide) {
+            const std::uint32_t here = edge + pSide->index;
+            if (pSide->index == num) {
+                links[num++] = {pSide->other, here};
+                edges.makeAt(here, pCells->getCode(vertex.number), pCells->getCode(pSide->other), here);
+            }
+            CEdge* pCE = edges[here];
+            CTriangle* pT = triangles[pSide->number];
+            if (pCE->checkIn(pT)) vMany.push_back(pCE);
+            pT->pCE[pSide->slot] = pCE;
         }
-        CEdge* pCE = edges[edge];
-        CTriangle* pT = triangles[side.number];
-        if (pCE->checkIn(pT)) vMany.push_back(pCE);
-        pT->pCE[side.slot] = pCE;
+        edge += vertex.numEdges;
     }
 }
 

@@ -100,6 +100,7 @@ bool CMesh::laplacianForOne(uint64 vcd) {
 // The fans of the lowest corners, vertices ascending, are already sorted by the
 // first key, so that only a handful of triangles need sorting at a time.
 int CMesh::killDuplicateTriangles() {
+    if (bUnique && numOrdered == triangles.size()) return 0;
     struct Part {
         std::vector<std::uint32_t> vOrder, vDoomed;
     };
@@ -134,6 +135,7 @@ int CMesh::killDuplicateTriangles() {
         numKilled += static_cast<int>(part.vDoomed.size());
     }
     numOrdered = triangles.size();
+    bUnique = true;
     return numKilled;
 }
 

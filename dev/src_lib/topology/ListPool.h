@@ -56,11 +56,9 @@ public:
         return {l.size == 0 ? nullptr : at(l.offset), l.size};
     }
 
-    // Gives every list this many items, to be written by their owner. All lists must
-    // be empty. Lists with numbers from the end of vSizes on stay empty.
-    void fill(std::span<const std::uint32_t> vSizes) {
-        for (std::size_t list = 0; list < vSizes.size(); ++list)
-            if (vSizes[list] != 0) vLists[list] = List{acquire(capacityFor(vSizes[list])), vSizes[list]};
+    // Gives an empty list this many items, to be written by its owner.
+    void fill(std::size_t list, std::uint32_t numItems) {
+        if (numItems != 0) vLists[list] = List{acquire(capacityFor(numItems)), numItems};
     }
 
     void push(std::size_t list, const T& item) {
