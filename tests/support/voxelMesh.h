@@ -32,7 +32,7 @@ inline void planRepair() {
 struct VoxelMesh {
     using Corners = std::array<uint64, 3>;
 
-    Calc calc{0.0, 0.0, 0.0, 1024.0, 1024.0, 1024.0, 10};
+    Calc calc{0.0, 0.0, 0.0, 4096.0, 4096.0, 4096.0, 12};
     std::vector<Point3> vPoints;
     std::vector<Bundle> vBundles;
     CellMap cells;
