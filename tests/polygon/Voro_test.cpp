@@ -112,6 +112,7 @@ public:
         for (const auto& [vTri, stem] : vQuads) solveQuad(vTri, stem);
         return vRecords;
     }
+    std::size_t getNumMade() const { return vRecords.size(); }
     // By sorted corners, the first one made of each.
     std::vector<Record> extract(const std::set<uint64>& sCCD) {
         std::map<std::set<uint64>, Record> mFirst;
@@ -257,8 +258,10 @@ TEST(Voro, extractionAgreesWithTheSlowModel) {
     std::size_t numTriangles = 0;
     for (int k = 0; k < 60; ++k) {
         const Extraction e(drawCells(random, k));
-        const std::vector<Record> vExpected = SlowExtraction(e.calc).extract({e.vCCD.begin(), e.vCCD.end()});
+        SlowExtraction slow(e.calc);
+        const std::vector<Record> vExpected = slow.extract({e.vCCD.begin(), e.vCCD.end()});
         EXPECT_EQ(recordsOf(e.mesh()), vExpected) << k;
+        EXPECT_EQ(e.mesh().getNumTriangles(), slow.getNumMade()) << k;
         numTriangles += vExpected.size();
     }
     EXPECT_GT(numTriangles, 1000u);

@@ -26,6 +26,7 @@ void expectFreshDivision(TestMesh& m, CPatchBook& book) {
     const std::vector<Patch> vKept = inOrder(book);
     ASSERT_EQ(vKept.size(), vFresh.size());
     for (CPatch* pPatch : vFresh) pPatch->setOuterBoundary();
+    EXPECT_NEAR(book.getTotalArea(), m->getTotalArea(), 1e-9);
     for (std::size_t i = 0; i < vKept.size(); ++i) {
         Triangles vT;
         std::vector<CEdge*> vBoundary;
