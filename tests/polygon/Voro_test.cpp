@@ -11,7 +11,6 @@
 
 #include "frame/Progress.h"
 #include "grid/Calc.h"
-#include "grid/RemoveDecider_RCD.h"
 #include "support/capture.h"
 #include "support/voxels.h"
 #include "topology/CMesh.h"
@@ -178,60 +177,7 @@ Codes drawCells(std::mt19937& random, int k) {
     return v;
 }
 
-// The cells near a surface, given by its distance, thinned like a scan.
-template <class Distance>
-Codes thinnedBand(int reach, const Distance& distance) {
-    constexpr int center = 100;
-    const Calc calc = unitGrid();
-    std::vector<std::pair<uint64, Point3>> vRCDPoint;
-    Codes vRCD, vKept, vDoomed;
-    for (const uint64 rcd :
-         voxelBox(center - reach, center - reach, center - reach, center + reach, center + reach, center + reach)) {
-        const Point3 p = calc.getCellCenter(calc.rcdToCcd(rcd));
-        if (std::abs(distance(p.px - center, p.py - center, p.pz - center)) > 0.87) continue;
-        vRCD.push_back(rcd);
-        vRCDPoint.emplace_back(rcd, p);
-    }
-    RemoveDecider_RCD decider(&vRCD, &calc);
-    decider.pruneLayered(vRCDPoint, vRCD, vKept, vDoomed, false, true, true);
-    return vKept;
-}
-
-// Vertices less edges plus triangles. Expects every edge to have two triangles
-// and the triangles at every vertex to form one ring.
-int eulerOfManifold(const Extraction& e) {
-    std::size_t numVertices = 0, numTriangles = 0;
-    EXPECT_GT(e.numEdges(2), 100u);
-    EXPECT_EQ(e.numEdges(2), e.numEdges(-99));
-    for (const uint64 ccd : e.vCCD) {
-        std::vector<CTriangle*> vFan;
-        e.mesh().getIncidentTriangles(ccd, vFan);
-        if (vFan.empty()) continue;
-        ++numVertices;
-        numTriangles += vFan.size();
-        std::set<CTriangle*> sReached{vFan[0]};
-        Codes vRing{vFan[0]->getCorner((vFan[0]->getICI(ccd) + 1) % 3)};
-        for (std::size_t i = 0; i < vRing.size(); ++i) {
-            for (CTriangle* pT : e.mesh().getEdge(ccd, vRing[i])->triangles()) {
-                if (sReached.insert(pT).second || i == 0) vRing.push_back(pT->getThirdCCD(ccd, vRing[i]));
-            }
-        }
-        EXPECT_EQ(sReached.size(), vFan.size()) << "several rings at a vertex";
-    }
-    return static_cast<int>(numVertices) - static_cast<int>(e.numEdges(2)) + static_cast<int>(numTriangles / 3);
-}
-
 }  // namespace
-
-TEST(Voro, thinnedSpheresAndTorusComeOutClosedAndManifold) {
-    for (const double radius : {5.3, 9.7, 16.2}) {
-        const auto sphere = [&](double x, double y, double z) { return std::hypot(x, y, z) - radius; };
-        const Extraction e(thinnedBand(static_cast<int>(radius) + 2, sphere));
-        EXPECT_EQ(eulerOfManifold(e), 2) << radius;
-    }
-    const auto torus = [](double x, double y, double z) { return std::hypot(std::hypot(x, y) - 12.4, z) - 5.2; };
-    EXPECT_EQ(eulerOfManifold(Extraction(thinnedBand(20, torus))), 0);
-}
 
 TEST(Voro, aFlatLayerHasTwoTrianglesAQuadAndOneBorder) {
     constexpr int n = 7, m = 4;
