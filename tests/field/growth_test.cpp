@@ -33,8 +33,9 @@ void fillStore(CornerStore& store, unsigned seed, float largest) {
     }
 }
 
-// One sweep by the rule, from corner to corner.
-void slowPass(CornerStore& store, bool bUseWeights, float maxBorderVal) {
+// One sweep by the rule, from corner to corner. Neighbours in the order of the slots or by dir.
+void slowPass(CornerStore& store, bool bUseWeights, bool bInSlotOrder) {
+    constexpr float maxBorderVal = 0.5F;
     constexpr float tiny = 1.17549435e-38F;
     std::vector<std::pair<float, float>> vNew;
     for (const Corner* c : store.vCorners) {
@@ -42,6 +43,12 @@ void slowPass(CornerStore& store, bool bUseWeights, float maxBorderVal) {
         float sumWeight = bUseWeights ? c->weight : 1.0F;
         std::vector<Corner*> vNeigs;
         store.getNeigs(c, vNeigs);
+        const uint64 rcc = store.rccOf(*c);
+        for (int i = 0; !bInSlotOrder && i < 6; ++i) {
+            const uint64 step = i / 2 == 0 ? stepX_RCD : i / 2 == 1 ? stepY_RCD : stepZ_RCD;
+            if (i == 0) vNeigs.clear();
+            if (Corner* const n = store.getCorner(i % 2 ? rcc + step : rcc - step)) vNeigs.push_back(n);
+        }
         for (const Corner* n : vNeigs) {
             sum += bUseWeights ? n->weight * n->val : n->val;
             sumWeight += bUseWeights ? n->weight : 1.0F;
@@ -149,13 +156,13 @@ TEST(CornerSmoother, givesTheBitsOfThePlainRuleForEveryThreadCountWhileCornersCo
     const Calc calc = unitGrid();
     for (unsigned seed = 1; seed <= 6; ++seed) {
         const ThreadCount threads(seed % 3 == 0 ? 16 : seed % 3);
-        const bool bUseWeights = seed != 4;
+        const bool bUseWeights = seed != 4, bInSlotOrder = seed % 2 == 0;
         CornerStore fast(&calc), slow(&calc);
         for (CornerStore* pStore : {&fast, &slow}) fillStore(*pStore, seed, 2.0F);
-        CornerSmoother smoother(bUseWeights, 0.5F);
+        CornerSmoother smoother(bUseWeights, 0.5F, bInSlotOrder ? CornerSmoother::neverResting : 100);
         for (const int numPasses : {20, 1, 7}) {
             smoother.smooth(fast, numPasses);
-            for (int i = 0; i < numPasses; ++i) slowPass(slow, bUseWeights, 0.5F);
+            for (int i = 0; i < numPasses; ++i) slowPass(slow, bUseWeights, bInSlotOrder);
             expectSameCorners(fast, slow);
             if (numPasses != 20) continue;
             for (CornerStore* pStore : {&fast, &slow}) addLayer(*pStore);
@@ -194,7 +201,7 @@ TEST(CornerSmoother, restsOnlyWhereNoCornersCome) {
         vBefore = vNow;
         for (std::size_t i = 0; i < store.vCorners.size(); ++i) {
             if (i < numFirst && call > restAfter + 1) continue;
-            ASSERT_EQ(store.vCorners[i]->val, plain.vCorners[i]->val) << call << " " << i;
+            ASSERT_NEAR(store.vCorners[i]->val, plain.vCorners[i]->val, 1e-5) << call << " " << i;
         }
     }
 }

@@ -46,9 +46,6 @@ struct HaloSteps {
 };
 constexpr HaloSteps haloSteps;
 
-// The corner and its neighbours.
-constexpr std::array<float, 7> numsOfMean = {1.0F, 2.0F, 3.0F, 4.0F, 5.0F, 6.0F, 7.0F};
-
 // A row of four places, which the compilers turn into one instruction for each operation.
 using Float4 = float __attribute__((vector_size(16)));
 using Int4 = std::int32_t __attribute__((vector_size(16)));
@@ -174,21 +171,25 @@ void CornerSmoother::refresh(Tile& tile) const {
         tile.weights[0][place] = tile.weights[1][place] = value.weight;
     }
     tile.numRuns = 0;
-    for (Mask left = tile.active; left;) {
-        const auto place = static_cast<std::size_t>(std::countr_zero(left));
-        const Corner& first = brick.corners[place];
-        const std::size_t endOfRow = place / 4 * 4 + 4;
-        unsigned lanes = 0;
-        for (std::size_t i = place; i < endOfRow; ++i) {
-            const Corner& corner = brick.corners[i];
-            if (!(left >> i & 1) || corner.slots != first.slots || corner.state != first.state) continue;
-            lanes |= 1u << i % 4;
-            left &= ~(Mask{1} << i);
-        }
-        tile.runs[tile.numRuns++] = {first.slots, static_cast<std::uint8_t>(place / 4),
-                                     static_cast<std::uint8_t>(lanes | unsigned{first.state} << 4)};
-    }
+    for (Mask left = tile.active; left;) tile.runs[tile.numRuns++] = takeRun(brick, left);
     tile.bSettled = brick.open == 0;
+}
+
+// The first of the places left, and those of its row that go with it.
+CornerSmoother::Run CornerSmoother::takeRun(const CornerStore::Brick& brick, Mask& left) const {
+    const auto place = static_cast<std::size_t>(std::countr_zero(left));
+    const Corner& first = brick.corners[place];
+    unsigned lanes = 0, numNeigs = 0;
+    for (std::size_t i = place; i < place / 4 * 4 + 4; ++i) {
+        const Corner& corner = brick.corners[i];
+        if (!(left >> i & 1) || corner.state != first.state) continue;
+        if (bInSlotOrder && corner.slots != first.slots) continue;
+        lanes |= 1u << i % 4;
+        numNeigs |= static_cast<unsigned>(corner.numNeigs()) << 3 * (i % 4);
+        left &= ~(Mask{1} << i);
+    }
+    return {bInSlotOrder ? first.slots : static_cast<std::uint16_t>(numNeigs), static_cast<std::uint8_t>(place / 4),
+            static_cast<std::uint8_t>(lanes | unsigned{first.state} << 4)};
 }
 
 void CornerSmoother::refresh(const CornerStore& store) {
@@ -242,17 +243,30 @@ float CornerSmoother::keepBorder(bool bLower, float newVal) const {
 struct CornerSmoother::Means {
     Float4 val, weight;
 
-    Means(const Run& run, const Halo& halo) {
+    template <bool bSlots>
+    Means(const Run& run, const Halo& halo, std::bool_constant<bSlots> /*inSlotOrder*/) {
         const float* const pProduct = &halo.products[haloPlaces[run.row]];
         const float* const pWeight = &halo.weights[haloPlaces[run.row]];
-        Float4 sum = load(pProduct), sumWeight = load(pWeight);
-        for (const std::int8_t step : haloSteps.steps[run.slots]) {
+        Float4 sum = load(pProduct), sumWeight = load(pWeight), numNeigs;
+        const auto add = [&](int step) {
             sum += load(pProduct + step);
             sumWeight += load(pWeight + step);
+        };
+        if constexpr (bSlots) {
+            for (const int step : haloSteps.steps[run.slots]) add(step);
+            numNeigs = Float4{} + static_cast<float>(slotOrders.numNeigs[run.slots]);
+        } else {
+            // Missing neighbours are 0.
+            for (const int stride : haloStrides) {
+                add(-stride);
+                add(stride);
+            }
+            const Int4 nums = {run.slots & 7, run.slots >> 3 & 7, run.slots >> 6 & 7, run.slots >> 9};
+            numNeigs = __builtin_convertvector(nums, Float4);
         }
         val = sum / sumWeight;
         val = select(val == 0.0F, Float4{} + smallestVal, val);
-        weight = sumWeight / (Float4{} + numsOfMean[slotOrders.numNeigs[run.slots]]);
+        weight = sumWeight / (numNeigs + 1.0F);
     }
 
     // Larger than in clouds of small units.
@@ -283,9 +297,10 @@ void CornerSmoother::keep(const Run& run, Means means, Tile& tile) const {
     }
 }
 
+template <bool bSlots>
 CornerSmoother::Trace CornerSmoother::findLarge(const Tile& tile, const Halo& halo) {
     for (std::size_t i = 0; i < tile.numRuns; ++i) {
-        const Means means(tile.runs[i], halo);
+        const Means means(tile.runs[i], halo, std::bool_constant<bSlots>());
         const Int4 large = means.isLarge() & flagsOfLanes[tile.runs[i].lanes()];
         for (int lane = 0; lane < 4; ++lane) {
             if (large[lane]) return {true, means.weight[lane], means.val[lane]};
@@ -294,16 +309,16 @@ CornerSmoother::Trace CornerSmoother::findLarge(const Tile& tile, const Halo& ha
     return {};
 }
 
-template <bool bLast>
+template <bool bLast, bool bSlots>
 CornerSmoother::Trace CornerSmoother::sweepTile(Tile& tile) const {
     const Halo halo(tile, turn);
     Int4 large{};
     for (std::size_t i = 0; i < tile.numRuns; ++i) {
-        const Means means(tile.runs[i], halo);
+        const Means means(tile.runs[i], halo, std::bool_constant<bSlots>());
         large |= means.isLarge() & flagsOfLanes[tile.runs[i].lanes()];
         keep<bLast>(tile.runs[i], means, tile);
     }
-    return isAny(large) ? findLarge(tile, halo) : Trace();
+    return isAny(large) ? findLarge<bSlots>(tile, halo) : Trace();
 }
 
 template <bool bLast>
@@ -312,7 +327,7 @@ CornerSmoother::Trace CornerSmoother::sweep() {
         Trace first;
         for (std::size_t i = begin; i < end; ++i) {
             if (vTiles[i]->numRuns == 0 || vTiles[i]->bResting) continue;
-            const Trace trace = sweepTile<bLast>(*vTiles[i]);
+            const Trace trace = bInSlotOrder ? sweepTile<bLast, true>(*vTiles[i]) : sweepTile<bLast, false>(*vTiles[i]);
             if (trace.bFound && !first.bFound) first = trace;
         }
         return first;

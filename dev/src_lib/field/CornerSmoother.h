@@ -19,7 +19,8 @@ constexpr float smallestVal = 1.17549435e-38F;
 // of theirs; a border corner keeps its sign and stays within maxBorderVal.
 //
 // Works on copies of those bricks of the store that hold active corners or lie beside
-// them. Sums run over the corner itself, then its slots in order, in 32 bits.
+// them. Sums run over the corner itself, then its slots in order, in 32 bits; where corners may
+// rest, its neighbours by dir, so that more corners of a row are alike: some 1.5 times as fast.
 //
 // Memory: 1.4 kB a brick. Threads: one at a time; sweeps are parallel.
 // Cost: 3 to 7 ns for an active corner in a sweep.
@@ -36,6 +37,7 @@ public:
     const bool bUseWeights;
     const float maxBorderVal;
     const int restAfter;
+    const bool bInSlotOrder = restAfter == neverResting;  // of the sums
 
     // Sweeps over the store, which must be the same at each call: between calls active corners
     // may be created, but nobody else may change one.
@@ -55,7 +57,9 @@ private:
         bool bFound = false;
         float weight = 0.0F, val = 0.0F;
     };
-    // Active corners of one row of places, 4 along z, whose neighbours come in the same order.
+    // Active corners of one state in one row of places, 4 along z. In slot order, their
+    // neighbours come in the same order; otherwise slots has the number of neighbours of each
+    // place, 3 bits each from the lowest on.
     struct Run {
         std::uint16_t slots;
         std::uint8_t row;
@@ -91,12 +95,14 @@ private:
     void refresh(const CornerStore& store);
     void letRest();
     void refresh(Tile& tile) const;
+    Run takeRun(const CornerStore::Brick& brick, Mask& left) const;
     template <bool bLast>
     Trace sweep();
-    template <bool bLast>
+    template <bool bLast, bool bSlots>
     Trace sweepTile(Tile& tile) const;
     template <bool bLast>
     void keep(const Run& run, Means means, Tile& tile) const;
+    template <bool bSlots>
     static Trace findLarge(const Tile& tile, const Halo& halo);
     float keepBorder(bool bLower, float newVal) const;
 
