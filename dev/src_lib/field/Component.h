@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -116,7 +117,7 @@ public:
 
     // ---- Component_strips.cpp: the first distances
 
-    // Sets up the corners of all facets, with distances on both sides of the seam.
+    // Sets up the corners of all facets that growth can reach, with distances on both sides of the seam.
     void assignFirstDistances();
     // The facets of a side, given in order, up to depth steps from the seam, sorted and unique.
     void getBorderStrip(const std::vector<Facet*>& vFacets, std::vector<Facet*>& vOut, int depth);
@@ -162,6 +163,7 @@ private:
     bool hasSeam() const;
     void layGrowthBox();
     bool isInGrowthBox(uint64 rcc) const;
+    std::vector<Facet*> getFacetsInReach(std::initializer_list<const std::vector<Facet*>*> strips);
     std::vector<std::uint32_t> getStripSeeds(const std::vector<Facet*>& vFacets) const;
     void createStripCorners(const std::vector<uint64>& vLowerStripRCC, const std::vector<uint64>& vUpperStripRCC);
     std::vector<const Point3*> getStripSamples(const std::vector<Facet*>& vStrip) const;

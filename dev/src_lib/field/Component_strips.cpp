@@ -1,10 +1,12 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <iostream>
 
 #include "field/Component.h"
 #include "frame/tools.h"
+#include "grid/CodeMap.h"
 #include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
@@ -111,11 +113,39 @@ void Component::getBorderStrip(const std::vector<Facet*>& vFacets, std::vector<F
     for (const std::uint32_t number : vStrip) vOut.push_back(&vVisibleFacets[number]);
 }
 
+// The facets that growth can reach from the strips, and more: all in blocks of cells beside those
+// of the strips. Corners farther off keep their val of 0 and have no neighbour that changes.
+std::vector<Facet*> Component::getFacetsInReach(std::initializer_list<const std::vector<Facet*>*> strips) {
+    constexpr uint64 maxBlock = uint64{1} << 19;  // cells
+    const uint64 block = std::bit_ceil(std::min(static_cast<uint64>(std::max(numGrowSteps, 0)) + 2, maxBlock));
+    const uint64 inBlock = (block - 1) * (stepX_RCD + stepY_RCD + stepZ_RCD);
+    CodeMap near;
+    uint64 key = ~uint64{0};
+    for (const std::vector<Facet*>* const pStrip : strips) {
+        for (const Facet* const pFacet : *pStrip) {
+            if ((pFacet->rcd & ~inBlock) == key) continue;
+            key = pFacet->rcd & ~inBlock;
+            // Beyond the end of the grid this adds a block somewhere, which does no harm.
+            const uint64 first = key - block * (stepX_RCD + stepY_RCD + stepZ_RCD);
+            for (uint64 i = 0; i < 27; ++i) {
+                near.insert(first + block * (i / 9 * stepX_RCD + i / 3 % 3 * stepY_RCD + i % 3 * stepZ_RCD), 0);
+            }
+        }
+    }
+    std::vector<Facet*> vFacets;
+    key = ~uint64{0};
+    bool bNear = false;
+    for (Facet& facet : vVisibleFacets) {
+        if ((facet.rcd & ~inBlock) != key) bNear = near.find(key = facet.rcd & ~inBlock) != CodeMap::npos;
+        if (bNear) vFacets.push_back(&facet);
+    }
+    return vFacets;
+}
+
 void Component::assignFirstDistances() {
-    std::vector<Facet*> vLowerFacets, vUpperFacets, vAllFacets;
+    std::vector<Facet*> vLowerFacets, vUpperFacets;
     vNonSideRCD.clear();
     for (Facet& facet : vVisibleFacets) {
-        vAllFacets.push_back(&facet);
         if (facet.component == 0) vLowerFacets.push_back(&facet);
         if (facet.component == 1) vUpperFacets.push_back(&facet);
         if (facet.component >= 0) continue;
@@ -125,8 +155,8 @@ void Component::assignFirstDistances() {
     getBorderStrip(vLowerFacets, vLowerStrip, stripDepth);
     getBorderStrip(vUpperFacets, vUpperStrip, stripDepth);
     const std::vector<uint64> vLowerStripRCC = cornersOf(vLowerStrip), vUpperStripRCC = cornersOf(vUpperStrip);
-    const std::vector<uint64> vNonStripRCC =
-        difference(difference(cornersOf(vAllFacets), vLowerStripRCC), vUpperStripRCC);
+    const std::vector<uint64> vNonStripRCC = difference(
+        difference(cornersOf(getFacetsInReach({&vLowerStrip, &vUpperStrip})), vLowerStripRCC), vUpperStripRCC);
     ASSEX(assert_disjoint(vNonStripRCC,vLowerStripRCC));
     ASSEX(assert_disjoint(vNonStripRCC,vUpperStripRCC));
     createStripCorners(vLowerStripRCC, vUpperStripRCC);
