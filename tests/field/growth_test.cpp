@@ -8,6 +8,7 @@
 
 #include "field/Component.h"
 #include "field/CornerSmoother.h"
+#include "parallel/sortMT.h"
 #include "support/capture.h"
 #include "support/threads.h"
 #include "support/voxels.h"
@@ -221,6 +222,11 @@ TEST(Component, stripsEndFiveStepsFromTheSeam) {
     Slab slab(7, 0.0);
     Component& component = *slab.pMerged;
     component.assignFirstDistances();
+    // Nothing of so small a slab is out of reach of growth.
+    std::vector<uint64> vRCC;
+    for (const Facet& facet : component.vVisibleFacets) facet.getCorners(vRCC);
+    sortUniqueMT(vRCC);
+    EXPECT_EQ(component.cornerStore.vCorners.size(), vRCC.size());
     int aCount[8] = {};
     for (const Corner* pCorner : component.cornerStore.vCorners) {
         ++aCount[pCorner->state];
