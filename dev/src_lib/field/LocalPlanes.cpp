@@ -3,17 +3,11 @@
 #include <cmath>
 
 #include "geometry/freeFunctions.h"
+#include "grid/codeSets.h"
 
 namespace QUOR_ZEF {
 
 namespace {
-
-std::vector<uint64> codesOf(const std::vector<std::pair<uint64, Point3>>& vRCDPoint) {
-    std::vector<uint64> vCodes;
-    vCodes.reserve(vRCDPoint.size());
-    for (const auto& pair : vRCDPoint) vCodes.push_back(pair.first);
-    return vCodes;
-}
 
 // Sums over differences to a point near by, and over their products.
 struct Moments {
