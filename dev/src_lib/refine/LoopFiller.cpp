@@ -41,7 +41,7 @@ void LoopFiller::lookUp() {
     vMet.assign(n, false);
     for (std::size_t i = 0; i < n; ++i) {
         vMet[i] = sMet.count(vLoop[i]) != 0;
-        for (std::size_t k = i + 1; k < n; ++k) vThere[at(i, k)] = sidesAt(vSides, vLoop[i], vLoop[k]);
+        for (std::size_t k = i + 1; k < n; ++k) vThere[at(i, k)] = edges.at(vLoop[i], vLoop[k]);
     }
 }
 
@@ -57,9 +57,9 @@ void LoopFiller::solve(std::size_t i, std::size_t k) {
         vThird[at(i, k)] = j;
     }
     const bool bDiagonal = i > 0 || k + 1 < vLoop.size();
-    const auto isLive = [&](const EdgeSide& entry) { return !vDead[entry.second / 3]; };
+    const auto isLive = [&](const EdgeSide& entry) { return !vDead[entry.side / 3]; };
     const auto& there = vThere[at(i, k)];
-    if (bDiagonal && std::any_of(there.begin(), there.end(), isLive)) best += crossingCost();
+    if (bDiagonal && std::any_of(there.sides.begin(), there.sides.end(), isLive)) best += crossingCost();
 }
 
 // More than all areas here.
@@ -72,8 +72,8 @@ double LoopFiller::crossingCost() const {
 
 double LoopFiller::costOf(std::size_t i, std::size_t j, std::size_t k) const {
     const std::uint32_t a = vLoop[i], b = vLoop[j], c = vLoop[k];
-    for (const EdgeSide& entry : vThere[at(i, j)])
-        if (mesh.vTriples[previousSide(entry.second)] == c && !vDead[entry.second / 3]) return impossible;
+    for (const EdgeSide& entry : vThere[at(i, j)].sides)
+        if (mesh.vTriples[previousSide(entry.side)] == c && !vDead[entry.side / 3]) return impossible;
     if (vMet[i] && vMet[j] && vMet[k] && sMade.count(sorted(a, b, c)) != 0) return impossible;
     return getTriangleArea(mesh.vVertices[a], mesh.vVertices[b], mesh.vVertices[c]);
 }

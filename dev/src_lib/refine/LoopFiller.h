@@ -3,11 +3,10 @@
 #include <array>
 #include <cstdint>
 #include <set>
-#include <span>
 #include <vector>
 
+#include "refine/EdgeTable.h"
 #include "refine/FlatMesh.h"
-#include "refine/triangleSides.h"
 
 namespace QUOR_ZEF {
 
@@ -20,8 +19,8 @@ class LoopFiller {
 public:
     static constexpr std::size_t maxLoop = 256;  // vertices
 
-    LoopFiller(const FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, const std::vector<bool>& vDead_)
-        : mesh(mesh_), vSides(vSides_), vDead(vDead_) {}
+    LoopFiller(const FlatMesh& mesh_, const EdgeTable& edges_, const std::vector<bool>& vDead_)
+        : mesh(mesh_), edges(edges_), vDead(vDead_) {}
 
     // Appends the corners of the triangles, which run along the loop; false, with
     // nothing appended, if there is no filling. O(n^3 + n^2 log N).
@@ -29,16 +28,16 @@ public:
 
 private:
     const FlatMesh& mesh;
-    const std::vector<EdgeSide>& vSides;
+    const EdgeTable& edges;
     const std::vector<bool>& vDead;
     std::vector<std::uint32_t> vLoop;
     // Of the part of the loop between two of its vertices, row by row.
     std::vector<double> vCost;
     std::vector<std::size_t> vThird;
-    std::vector<std::span<const EdgeSide>> vThere;  // sides between the two vertices
-    std::vector<bool> vMet;                         // by place in the loop: a corner of something made
-    std::set<std::array<std::uint32_t, 3>> sMade;   // sorted corners
-    std::set<std::uint32_t> sMet;                   // the same, one by one
+    std::vector<Edge> vThere;                      // sides between the two vertices
+    std::vector<bool> vMet;                        // by place in the loop: a corner of something made
+    std::set<std::array<std::uint32_t, 3>> sMade;  // sorted corners
+    std::set<std::uint32_t> sMet;                  // the same, one by one
 
     std::size_t at(std::size_t i, std::size_t k) const { return i * vLoop.size() + k; }
     void solve(std::size_t i, std::size_t k);

@@ -1,12 +1,16 @@
 #include "refine/Manifold.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <tuple>
 
 #include "frame/DisjointSets.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
+#include "parallel/parallelTransform.h"
+#include "refine/CornerSets.h"
+#include "refine/EdgeTable.h"
 #include "refine/Patches.h"
 #include "refine/chambers.h"
 #include "refine/defects.h"
@@ -26,91 +30,85 @@ constexpr std::uint32_t maxFaultyBorder = 60;  // edges
 constexpr std::uint32_t maxLoosePiece = 20;    // triangles of what is cut loose and goes,
 constexpr std::uint32_t looseFactor = 10;      // and how much larger the rest must be
 
-using VertexPair = std::pair<std::uint32_t, std::uint32_t>;
-
 class ManifoldMaker {
 public:
     ManifoldMaker(FlatMesh& mesh_, const ManifoldOptions& options_, ManifoldReport& report_)
-        : mesh(mesh_), options(options_), report(report_) {}
+        : mesh(mesh_),
+          options(options_),
+          report(report_),
+          vDead(mesh_.numTriangles()),
+          edges(mesh_.vTriples, mesh_.vVertices.size()) {}
 
     void run() {
-        vSides = sortSides(mesh.vTriples);
         removeDuplicates();
-        pPatches = std::make_unique<Patches>(mesh.vTriples, vSides);
+        pPatches = std::make_unique<Patches>(mesh.vTriples, vDead, edges);
         removeSheets();
         closeLoops();
         joinPatches();
         for (int numRings = 1; numRings <= maxRings && renewDefectsWithin(numRings); ++numRings) {
         }
         removeLoosePieces();
-        report.numSeamEdges = pPatches->numSeamEdges;
-        report.numNonManifoldEdges = pPatches->vManySides.size();
+        report.numSeamEdges = pPatches->vSeams.size();
+        report.numNonManifoldEdges = pPatches->vMany.size();
         splitVertices();
-        vFlip = std::move(pPatches->vFlip);
-        pPatches.reset();
-        const ComponentCounts counts = faceOutward(mesh, sortSides(mesh.vTriples), vFlip);
-        report.numComponents = counts.numComponents;
-        report.numClosedComponents = counts.numClosed;
-        reverseTriangles();
+        face();
     }
 
 private:
     FlatMesh& mesh;
     const ManifoldOptions options;
     ManifoldReport& report;
-    std::vector<EdgeSide> vSides;  // these two as the triangles are now
+    // Triangles keep their numbers to the end; these three are as they are now.
+    std::vector<bool> vDead;
+    EdgeTable edges;
     std::unique_ptr<Patches> pPatches;
-    std::vector<std::uint8_t> vFlip;
 
-    void followTriangles() {
-        pPatches.reset();
-        vSides = sortSides(mesh.vTriples);
-        pPatches = std::make_unique<Patches>(mesh.vTriples, vSides);
+    std::vector<VertexPair> followInTable(const std::vector<std::uint32_t>& vKilled) {
+        const auto firstNew = static_cast<std::uint32_t>(vDead.size());
+        vDead.resize(mesh.numTriangles());
+        for (const std::uint32_t t : vKilled) vDead[t] = true;
+        return edges.follow(vDead, vKilled, firstNew);
     }
+    // After triangles have come at the end; these go.
+    void follow(const std::vector<std::uint32_t>& vKilled) { pPatches->follow(vKilled, followInTable(vKilled)); }
 
     void removeDuplicates() {
-        const std::vector<std::uint32_t> vDuplicates = findDuplicates(mesh.vTriples, vSides);
+        const std::vector<std::uint32_t> vDuplicates = findDuplicates(mesh.vTriples, edges);
         report.numRemovedDuplicates = vDuplicates.size();
-        if (vDuplicates.empty()) return;
-        std::vector<bool> vDead(mesh.numTriangles());
-        for (const std::uint32_t t : vDuplicates) vDead[t] = true;
-        removeTriangles(mesh.vTriples, vDead);
-        vSides = sortSides(mesh.vTriples);
+        if (!vDuplicates.empty()) followInTable(vDuplicates);
     }
 
     void removeSheets() {
-        if (pPatches->vManySides.empty()) return;
-        const SpuriousSheets sheets = findSpuriousSheets(vSides, *pPatches);
+        if (pPatches->vMany.empty()) return;
+        const SpuriousSheets sheets = findSpuriousSheets(edges, *pPatches);
         report.numRemovedSheets = sheets.numSheets;
-        report.numRemovedSheetTriangles = sheets.numTriangles;
-        if (sheets.numSheets == 0) return;
-        removeTriangles(mesh.vTriples, sheets.vDead);
-        followTriangles();
+        report.numRemovedSheetTriangles = sheets.vTriangles.size();
+        if (sheets.numSheets > 0) follow(sheets.vTriangles);
     }
 
     void closeLoops() {
         const std::size_t numBefore = mesh.numTriangles();
-        report.numClosedLoops = closeOddLoops(mesh, vSides, *pPatches, options.fillHoles);
+        report.numClosedLoops = closeOddLoops(mesh, edges, *pPatches, options.fillHoles);
         report.numAddedTriangles = mesh.numTriangles() - numBefore;
-        if (report.numClosedLoops > 0) followTriangles();
+        if (report.numClosedLoops > 0) follow({});
     }
 
     void joinPatches() {
-        orientByChambers(mesh, vSides, *pPatches);
-        joinPairs(mesh, vSides, *pPatches);
+        orientByChambers(mesh, edges, *pPatches);
+        joinPairs(mesh, edges, *pPatches);
         cutCrowdedEdges();
     }
 
-    // Edges, by their vertices, that have triangles to join and leave one alone; and
-    // short borders that meet them, which come of the same fault.
+    // Edges that have triangles to join and leave one alone; and short borders that
+    // meet them, which come of the same fault.
     std::vector<VertexPair> findDefects() const {
-        std::vector<VertexPair> vDefects, vBorders;
-        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-            const auto isAlone = [&](const EdgeSide& entry) { return pPatches->vPartner[entry.second] == none; };
-            if (edge.size() > maxCrowd || std::none_of(edge.begin(), edge.end(), isAlone)) return;
-            const VertexPair ends(lowerVertex(edge[0]), static_cast<std::uint32_t>(edge[0].first & none));
-            (edge.size() == 1 ? vBorders : vDefects).push_back(ends);
-        });
+        std::vector<VertexPair> vDefects = pPatches->vSeams, vBorders;
+        const auto isAlone = [&](const EdgeSide& entry) { return pPatches->vPartner[entry.side] == none; };
+        for (const VertexPair& ends : edges.oddEdges()) {
+            const auto sides = edges.at(ends).sides;
+            if (sides.size() > maxCrowd || std::none_of(sides.begin(), sides.end(), isAlone)) continue;
+            (sides.size() == 1 ? vBorders : vDefects).push_back(ends);
+        }
         if (vDefects.empty() || vBorders.empty()) return vDefects;
         DisjointSets sets(mesh.vVertices.size());
         for (const VertexPair& ends : vDefects) sets.join(ends.first, ends.second);
@@ -130,61 +128,72 @@ private:
     bool renewDefectsWithin(int numRings) {
         const std::vector<VertexPair> vDefects = findDefects();
         if (vDefects.empty()) return false;
-        const RenewedDefects renewed = renewDefects(mesh, vSides, vDefects, numRings);
+        const RenewedDefects renewed = renewDefects(mesh, vDead, edges, vDefects, numRings);
         if (renewed.numPlaces == 0) return true;
         report.numRenewedPlaces += renewed.numPlaces;
-        report.numRenewedTriangles += renewed.numRemoved;
+        report.numRenewedTriangles += renewed.vRemoved.size();
         report.numAddedTriangles += renewed.numAdded;
-        followTriangles();
+        follow(renewed.vRemoved);
         joinPatches();
         return true;
+    }
+
+    // Patches that are joined across edges of many; each of them hangs together by itself.
+    DisjointSets joinedPatches() const {
+        DisjointSets pieces(pPatches->vSize.size());
+        for (const VertexPair& ends : pPatches->vMany)
+            for (const EdgeSide& entry : edges.at(ends).sides)
+                if (const std::uint32_t other = pPatches->vPartner[entry.side]; other != none)
+                    pieces.join(pPatches->patchAt(entry.side), pPatches->patchAt(other));
+        return pieces;
     }
 
     // What hangs together with something much larger at single vertices, or was cut
     // loose from it.
     void removeLoosePieces() {
-        DisjointSets pieces(mesh.numTriangles());
-        for (std::uint32_t side = 0; side < mesh.vTriples.size(); ++side)
-            if (pPatches->vPartner[side] != none) pieces.join(side / 3, pPatches->vPartner[side] / 3);
-        std::vector<std::uint32_t> vSize(mesh.numTriangles());
-        for (std::uint32_t t = 0; t < vSize.size(); ++t) ++vSize[pieces.find(t)];
-        const auto forEachCorner = [&](auto&& f) {
-            for (std::uint32_t corner = 0; corner < mesh.vTriples.size(); ++corner)
-                f(pieces.find(corner / 3), mesh.vTriples[corner]);
+        const Patches& patches = *pPatches;
+        DisjointSets pieces = joinedPatches();
+        std::vector<std::uint32_t> vSize(patches.vSize.size());  // by piece
+        for (std::uint32_t i = 0; i < vSize.size(); ++i) vSize[pieces.find(i)] += patches.vSize[i];
+        const auto pieceOf = [&](std::uint32_t t) { return pieces.find(patches.vPatch[t]); };
+        const auto forEachCorner = [&](const std::vector<std::uint32_t>& vTriangles, auto&& f) {
+            for (const std::uint32_t t : vTriangles)
+                for (std::uint32_t corner = 3 * t; corner < 3 * t + 3; ++corner) f(pieceOf(t), mesh.vTriples[corner]);
         };
-        std::vector<std::uint32_t> vLargest(mesh.vVertices.size());  // at each vertex
-        forEachCorner([&](std::uint32_t piece, std::uint32_t vertex) {
+        const std::vector<std::uint32_t> vSmall = trianglesOfSmall(pieces, vSize);
+        if (vSmall.empty()) return;
+        std::vector<bool> vMarked(mesh.vVertices.size());
+        forEachCorner(vSmall, [&](std::uint32_t, std::uint32_t vertex) { vMarked[vertex] = true; });
+        std::vector<std::uint32_t> vLargest(mesh.vVertices.size());  // at each of these vertices
+        forEachCorner(trianglesAt(mesh.vTriples, vDead, vMarked), [&](std::uint32_t piece, std::uint32_t vertex) {
             vLargest[vertex] = std::max(vLargest[vertex], vSize[piece]);
         });
-        std::vector<bool> vLoose(mesh.numTriangles());  // by piece
-        forEachCorner([&](std::uint32_t piece, std::uint32_t vertex) {
-            if (vSize[piece] <= maxLoosePiece && vLargest[vertex] >= looseFactor * vSize[piece]) vLoose[piece] = true;
+        std::vector<bool> vLoose(vSize.size());  // by piece
+        forEachCorner(vSmall, [&](std::uint32_t piece, std::uint32_t vertex) {
+            if (vLargest[vertex] >= looseFactor * vSize[piece]) vLoose[piece] = true;
         });
-        std::vector<bool> vDead(mesh.numTriangles());
-        for (std::uint32_t t = 0; t < vDead.size(); ++t) vDead[t] = vLoose[pieces.find(t)];
-        const auto numDead = static_cast<std::size_t>(std::count(vDead.begin(), vDead.end(), true));
-        if (numDead == 0) return;
+        std::vector<std::uint32_t> vKilled;
+        std::copy_if(vSmall.begin(), vSmall.end(), std::back_inserter(vKilled),
+                     [&](std::uint32_t t) { return vLoose[pieceOf(t)]; });
+        if (vKilled.empty()) return;
         report.numRemovedSheets += static_cast<std::size_t>(std::count(vLoose.begin(), vLoose.end(), true));
-        report.numRemovedSheetTriangles += numDead;
-        removeTriangles(mesh.vTriples, vDead);
-        followTriangles();
+        report.numRemovedSheetTriangles += vKilled.size();
+        follow(vKilled);
         joinPatches();
     }
+    std::vector<std::uint32_t> trianglesOfSmall(DisjointSets& pieces, const std::vector<std::uint32_t>& vSize) const {
+        std::vector<bool> vSmall(vSize.size());  // by patch
+        for (std::uint32_t i = 0; i < vSize.size(); ++i) vSmall[i] = vSize[pieces.find(i)] <= maxLoosePiece;
+        std::vector<std::uint32_t> vTriangles;
+        if (std::find(vSmall.begin(), vSmall.end(), true) == vSmall.end()) return vTriangles;
+        for (std::uint32_t t = 0; t < vDead.size(); ++t)
+            if (!vDead[t] && vSmall[pPatches->vPatch[t]]) vTriangles.push_back(t);
+        return vTriangles;
+    }
 
-    // The corners that belong to one vertex afterwards: those that hang together
-    // across joined sides. Only those at vertices for which isAsked(vertex).
-    template <class IsAsked>
-    DisjointSets joinCorners(const IsAsked& isAsked) const {
-        const Patches& patches = *pPatches;
-        DisjointSets corners(mesh.vTriples.size());
-        for (std::uint32_t side = 0; side < mesh.vTriples.size(); ++side) {
-            const std::uint32_t other = patches.vPartner[side], next = nextSide(side);
-            if (other == none || other < side) continue;
-            const bool bSame = patches.haveSameDirection(side, other);
-            if (isAsked(mesh.vTriples[side])) corners.join(side, bSame ? other : nextSide(other));
-            if (isAsked(mesh.vTriples[next])) corners.join(next, bSame ? nextSide(other) : other);
-        }
-        return corners;
+    // The corners that belong to one vertex afterwards, at the marked vertices.
+    CornerSets joinCorners(const std::vector<bool>& vMarked) const {
+        return CornerSets(mesh.vTriples, *pPatches, trianglesAt(mesh.vTriples, vDead, vMarked), vMarked);
     }
 
     // A vertex can meet one edge twice on the way around: then more than two
@@ -192,19 +201,17 @@ private:
     // has more than two of them, which are the ends of its fan.
     void cutCrowdedEdges() {
         Patches& patches = *pPatches;
-        if (patches.vManySides.empty()) return;
+        if (patches.vMany.empty()) return;
         std::vector<bool> vAtMany(mesh.vVertices.size());
-        for (const std::uint32_t first : patches.vManySides)
-            vAtMany[lowerVertex(vSides[first])] = vAtMany[vSides[first].first & none] = true;
-        DisjointSets corners = joinCorners([&](std::uint32_t vertex) { return vAtMany[vertex]; });
+        for (const auto& [low, high] : patches.vMany) vAtMany[low] = vAtMany[high] = true;
+        CornerSets corners = joinCorners(vAtMany);
         std::vector<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>> vHere;  // corners, side
-        for (const std::uint32_t first : patches.vManySides) {
-            const auto edge = sidesFrom(vSides, first);
+        for (const VertexPair& ends : patches.vMany) {
             vHere.clear();
-            for (const EdgeSide& entry : edge) {
-                const std::uint32_t atA = cornerAt(mesh.vTriples, entry.second, lowerVertex(entry));
-                const std::uint32_t atB = atA == entry.second ? nextSide(entry.second) : entry.second;
-                vHere.emplace_back(corners.find(atA), corners.find(atB), entry.second);
+            for (const EdgeSide& entry : edges.at(ends).sides) {
+                const std::uint32_t atA = cornerAt(mesh.vTriples, entry.side, ends.first);
+                const std::uint32_t atB = atA == entry.side ? nextSide(entry.side) : entry.side;
+                vHere.emplace_back(corners.find(atA), corners.find(atB), entry.side);
             }
             std::sort(vHere.begin(), vHere.end());
             for (std::size_t i = 0, end = 0; i < vHere.size(); i = end) {
@@ -219,35 +226,118 @@ private:
 
     // Each set of corners becomes a vertex; the first set of a vertex keeps it.
     void splitVertices() {
-        DisjointSets corners = joinCorners([](std::uint32_t) { return true; });
+        CornerSets corners = joinCorners(findSplitVertices());
         const std::size_t numBefore = mesh.vVertices.size();
-        std::vector<std::uint8_t> vNumSets(numBefore);  // 2 for more
-        std::vector<std::uint32_t> vVertex(mesh.vTriples.size());
-        for (std::uint32_t corner = 0; corner < mesh.vTriples.size(); ++corner) {
+        std::vector<std::uint8_t> vNumSets(numBefore);                // 2 for more
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> vMoved;  // first corner of a set, its vertex
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> vNewVertex;
+        for (const std::uint32_t corner : corners.corners()) {
             const std::uint32_t root = corners.find(corner), vertex = mesh.vTriples[corner];
             if (root != corner) {
-                vVertex[corner] = vVertex[root];
+                const auto moved = std::lower_bound(vMoved.begin(), vMoved.end(), std::pair(root, 0u));
+                if (moved != vMoved.end() && moved->first == root) vNewVertex.emplace_back(corner, moved->second);
                 continue;
             }
-            if (vNumSets[vertex] == 0) {
-                vVertex[corner] = vertex;
-            } else {
-                vVertex[corner] = static_cast<std::uint32_t>(mesh.vVertices.size());
+            if (vNumSets[vertex] > 0) {
+                vMoved.emplace_back(corner, static_cast<std::uint32_t>(mesh.vVertices.size()));
+                vNewVertex.push_back(vMoved.back());
                 mesh.vVertices.push_back(Point3(mesh.vVertices[vertex]));
                 if (vNumSets[vertex] == 1) ++report.numSplitVertices;
             }
             vNumSets[vertex] = static_cast<std::uint8_t>(std::min(vNumSets[vertex] + 1, 2));
         }
         report.numAddedVertices = mesh.vVertices.size() - numBefore;
-        mesh.vTriples = std::move(vVertex);
+        for (const auto& [corner, vertex] : vNewVertex) mesh.vTriples[corner] = vertex;
     }
 
-    void reverseTriangles() {
+    // Those whose triangles do not all hang together.
+    std::vector<bool> findSplitVertices() const {
+        struct Fan {
+            std::uint32_t first = 0, num = 0;  // corners
+        };
+        std::vector<Fan> vFans(mesh.vVertices.size());
+        for (std::uint32_t corner = 0; corner < mesh.vTriples.size(); ++corner) {
+            if (vDead[corner / 3]) continue;
+            Fan& fan = vFans[mesh.vTriples[corner]];
+            if (fan.num++ == 0) fan.first = corner;
+        }
+        constexpr std::size_t minChunk = 10'000;
+        const auto vChunks = parallelChunkResults<std::vector<std::size_t>>(
+            vFans.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+                std::vector<std::size_t> vHere;
+                for (std::size_t v = begin; v < end; ++v)
+                    if (vFans[v].num > 1 && numJoinedTo(vFans[v].first) != vFans[v].num) vHere.push_back(v);
+                return vHere;
+            });
+        std::vector<bool> vSplit(mesh.vVertices.size());
+        for (const std::vector<std::size_t>& vHere : vChunks)
+            for (const std::size_t v : vHere) vSplit[v] = true;
+        return vSplit;
+    }
+    // The corners of one vertex that hang together with this one, itself included.
+    std::uint32_t numJoinedTo(std::uint32_t first) const {
+        std::uint32_t num = 1;
+        for (const std::uint32_t start : {first, previousSide(first)}) {
+            std::uint32_t other = pPatches->vPartner[start];
+            while (other != none) {
+                const std::uint32_t corner = cornerAt(mesh.vTriples, other, mesh.vTriples[first]);
+                if (corner == first) return num;  // all around
+                ++num;
+                other = pPatches->vPartner[other == corner ? previousSide(corner) : corner];
+            }
+        }
+        return num;
+    }
+
+    void face() {
+        std::vector<std::uint8_t> vFlip(vDead.size());
+        for (std::uint32_t t = 0; t < vFlip.size(); ++t) vFlip[t] = !vDead[t] && pPatches->isFlipped(t);
+        const MeshComponents components = findComponents();
+        pPatches.reset();
+        report.numComponents = components.num;
+        report.numClosedComponents = faceOutward(mesh, components, vFlip);
         for (std::size_t t = 0; t < vFlip.size(); ++t) {
-            if (!vFlip[t]) continue;
+            if (!vFlip[t] || vDead[t]) continue;
             std::swap(mesh.vTriples[3 * t], mesh.vTriples[3 * t + 1]);
             ++report.numReversedTriangles;
         }
+        removeTriangles(mesh.vTriples, vDead);
+    }
+
+    // Two sides that were cut apart can still share both vertices, and so an edge.
+    MeshComponents findComponents() const {
+        DisjointSets pieces = joinedPatches();
+        MeshComponents components;
+        const std::vector<std::pair<VertexPair, std::uint32_t>> vAlone = sidesAlone();
+        for (std::size_t i = 0; i < vAlone.size(); ++i) {
+            const bool bPair = i + 1 < vAlone.size() && vAlone[i + 1].first == vAlone[i].first;
+            if (!bPair) {
+                components.vBorder.push_back(vAlone[i].second);
+                continue;
+            }
+            pieces.join(pPatches->patchAt(vAlone[i].second), pPatches->patchAt(vAlone[i + 1].second));
+            ++i;
+            ASSEX(i+1==vAlone.size() || vAlone[i+1].first!=vAlone[i].first);
+        }
+        std::vector<std::uint32_t> vNumber(pPatches->vSize.size());  // by patch, whose order is that of triangles
+        for (std::uint32_t i = 0; i < vNumber.size(); ++i) {
+            const std::uint32_t root = pieces.find(i);
+            vNumber[i] = root == i ? components.num++ : vNumber[root];
+        }
+        components.vNumber.resize(vDead.size(), none);
+        for (std::size_t t = 0; t < vDead.size(); ++t)
+            if (!vDead[t]) components.vNumber[t] = vNumber[pPatches->vPatch[t]];
+        return components;
+    }
+    // Ends, side, in order.
+    std::vector<std::pair<VertexPair, std::uint32_t>> sidesAlone() const {
+        std::vector<std::pair<VertexPair, std::uint32_t>> vAlone;
+        for (std::uint32_t side = 0; side < mesh.vTriples.size(); ++side) {
+            if (pPatches->vPartner[side] != none || vDead[side / 3]) continue;
+            vAlone.emplace_back(std::minmax(mesh.vTriples[side], mesh.vTriples[nextSide(side)]), side);
+        }
+        std::sort(vAlone.begin(), vAlone.end());
+        return vAlone;
     }
 };
 

@@ -1,22 +1,33 @@
 #include "refine/Patches.h"
 
+#include <algorithm>
+
+#include "parallel/parallelTransform.h"
+
 namespace QUOR_ZEF {
 
-Patches::Patches(const std::vector<std::uint32_t>& vTriples_, const std::vector<EdgeSide>& vSides)
-    : vPatch(vTriples_.size() / 3, none),
-      vFlip(vTriples_.size() / 3),
-      vPartner(vTriples_.size(), none),
-      vTriples(vTriples_) {
-    std::uint32_t first = 0;
-    forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-        if (edge.size() == 2) join(edge[0].second, edge[1].second);
-        if (edge.size() > 2) vManySides.push_back(first);
-        first += static_cast<std::uint32_t>(edge.size());
+Patches::Patches(const std::vector<std::uint32_t>& vTriples_, const std::vector<bool>& vDead_, const EdgeTable& edges_)
+    : vPartner(vTriples_.size(), none), vTriples(vTriples_), vDead(vDead_), edges(edges_) {
+    constexpr std::size_t minChunk = 10'000;
+    parallelChunks(edges.numVertices(), minChunk, [&](std::size_t begin, std::size_t end) {
+        edges.forEachEdge(begin, end, [&](const Edge& edge) { joinIfPair(edge); });
     });
-    for (std::uint32_t t = 0; t < vPatch.size(); ++t)
-        if (vPatch[t] == none) flood(t, static_cast<std::uint32_t>(vSize.size()));
-    floodOneSidedAgain(vSides);
-    cutSeams(vSides);
+    findPatches();
+}
+
+void Patches::follow(const std::vector<std::uint32_t>& vKilled, const std::vector<VertexPair>& vTouched) {
+    vPartner.resize(vTriples.size(), none);
+    const auto separate = [&](const Edge& edge) {
+        for (const EdgeSide& entry : edge.sides) vPartner[entry.side] = none;
+    };
+    for (const std::uint32_t t : vKilled) std::fill_n(vPartner.begin() + std::ptrdiff_t{3} * t, 3, none);
+    for (const VertexPair& ends : vMany) separate(edges.at(ends));
+    for (const VertexPair& ends : vTouched) {
+        separate(edges.at(ends));
+        joinIfPair(edges.at(ends));
+    }
+    for (const VertexPair& ends : vSeams) joinIfPair(edges.at(ends));
+    findPatches();
 }
 
 void Patches::cut(std::uint32_t side) {
@@ -25,7 +36,29 @@ void Patches::cut(std::uint32_t side) {
     vPartner[side] = none;
 }
 
-// Breadth first, so that the seam of a surface with one side is short.
+void Patches::findPatches() {
+    vMany.clear();
+    for (const VertexPair& ends : edges.oddEdges())
+        if (edges.at(ends).size() > 2) vMany.push_back(ends);
+    vSeams.clear();
+    vSize.clear();
+    vTurned.clear();
+    vPatch.assign(vTriples.size() / 3, none);
+    vFlip.resize(vPatch.size());
+    bool bAnyOneSided = false;
+    for (std::uint32_t t = 0; t < vPatch.size(); ++t) {
+        if (vPatch[t] != none || vDead[t]) continue;
+        bOneSided = false;
+        flood(t, static_cast<std::uint32_t>(vSize.size()));
+        bAnyOneSided = bAnyOneSided || bOneSided;
+    }
+    if (!bAnyOneSided) return;
+    floodOneSidedAgain();
+    cutSeams();
+}
+
+// Breadth first, so that the seam of a surface with one side is short. Most triangles
+// stay as they are.
 void Patches::flood(std::uint32_t seed, std::uint32_t patch) {
     vQueue.assign(1, seed);
     vPatch[seed] = patch;
@@ -36,21 +69,27 @@ void Patches::flood(std::uint32_t seed, std::uint32_t patch) {
         numFlipped += vFlip[t];
         for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side) {
             const std::uint32_t other = vPartner[side];
-            if (other == none || vPatch[other / 3] == patch) continue;
+            if (other == none) continue;
+            const std::uint8_t flip = vFlip[t] ^ (haveSameDirection(side, other) ? 1 : 0);
+            if (vPatch[other / 3] == patch) {
+                bOneSided = bOneSided || vFlip[other / 3] != flip;
+                continue;
+            }
             vPatch[other / 3] = patch;
-            vFlip[other / 3] = vFlip[t] ^ (haveSameDirection(side, other) ? 1 : 0);
+            vFlip[other / 3] = flip;
             vQueue.push_back(other / 3);
         }
     }
-    // Most triangles stay as they are.
-    if (2 * numFlipped > vQueue.size())
-        for (const std::uint32_t t : vQueue) vFlip[t] ^= 1;
-    if (patch == vSize.size()) vSize.push_back(static_cast<std::uint32_t>(vQueue.size()));
+    if (patch == vSize.size()) {
+        vSize.push_back(static_cast<std::uint32_t>(vQueue.size()));
+        vTurned.push_back(0);
+    }
+    vTurned[patch] = 2 * numFlipped > vQueue.size();
 }
 
 // The seam runs through what makes the surface one-sided, mostly a small place. From
 // near that, it could run around all of the surface; from far away, it lies behind it.
-void Patches::floodOneSidedAgain(const std::vector<EdgeSide>& vSides) {
+void Patches::floodOneSidedAgain() {
     std::vector<std::uint32_t> vFar(vSize.size(), none);
     std::vector<bool> vReached(vPatch.size());
     vQueue.clear();
@@ -58,10 +97,9 @@ void Patches::floodOneSidedAgain(const std::vector<EdgeSide>& vSides) {
         if (!vReached[t]) vQueue.push_back(t);
         vReached[t] = true;
     };
-    forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-        if (edge.size() == 2 && clash(edge[0].second, edge[1].second)) reach(edge[0].second / 3);
+    edges.forEachEdge([&](const Edge& edge) {
+        if (edge.size() == 2 && clash(edge[0], edge[1])) reach(edge[0] / 3);
     });
-    if (vQueue.empty()) return;
     for (std::size_t i = 0; i < vQueue.size(); ++i) {
         const std::uint32_t t = vQueue[i];
         vFar[vPatch[t]] = t;
@@ -69,16 +107,16 @@ void Patches::floodOneSidedAgain(const std::vector<EdgeSide>& vSides) {
             if (vPartner[side] != none) reach(vPartner[side] / 3);
     }
     for (std::uint32_t& patch : vPatch)
-        if (vFar[patch] != none) patch = none;
+        if (patch != none && vFar[patch] != none) patch = none;
     for (std::uint32_t patch = 0; patch < vFar.size(); ++patch)
         if (vFar[patch] != none) flood(vFar[patch], patch);
 }
 
-void Patches::cutSeams(const std::vector<EdgeSide>& vSides) {
-    forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-        if (edge.size() != 2 || !clash(edge[0].second, edge[1].second)) return;
-        cut(edge[0].second);
-        ++numSeamEdges;
+void Patches::cutSeams() {
+    edges.forEachEdge([&](const Edge& edge) {
+        if (edge.size() != 2 || !clash(edge[0], edge[1])) return;
+        cut(edge[0]);
+        vSeams.push_back(edge.ends());
     });
 }
 

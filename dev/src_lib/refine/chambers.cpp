@@ -18,9 +18,9 @@ constexpr std::uint32_t none = Patches::none;
 // Side 2 p of patch p is the one that its normals point to, 2 p + 1 the other.
 class Chambers {
 public:
-    Chambers(const FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, Patches& patches_)
+    Chambers(const FlatMesh& mesh_, const EdgeTable& edges_, Patches& patches_)
         : mesh(mesh_),
-          vSides(vSides_),
+          edges(edges_),
           patches(patches_),
           sets(2 * patches_.vSize.size()),
           wholes(patches_.vSize.size()) {}
@@ -35,7 +35,7 @@ public:
 
 private:
     const FlatMesh& mesh;
-    const std::vector<EdgeSide>& vSides;
+    const EdgeTable& edges;
     Patches& patches;
     DisjointSets sets;                                            // of sides of patches
     DisjointSets wholes;                                          // of patches that hang together
@@ -46,11 +46,11 @@ private:
 
     void joinAtEdges() {
         std::vector<EdgeTurn> vTurns;
-        for (const std::uint32_t first : patches.vManySides) {
-            const auto edge = sidesFrom(vSides, first);
-            for (const EdgeSide& entry : edge) {
-                vMeeting.push_back(patches.patchAt(entry.second));
-                wholes.join(vMeeting.back(), patches.patchAt(edge[0].second));
+        for (const VertexPair& ends : patches.vMany) {
+            const Edge edge = edges.at(ends);
+            for (const EdgeSide& entry : edge.sides) {
+                vMeeting.push_back(patches.patchAt(entry.side));
+                wholes.join(vMeeting.back(), patches.patchAt(edge[0]));
             }
             if (edge.size() % 2 != 0) continue;
             sortByAngle(mesh, patches, edge, vTurns);
@@ -67,13 +67,15 @@ private:
     // Of each chamber, six times; seen from the middle of all that hangs together,
     // so that large coordinates lose no digits and a hole counts little.
     void measureVolumes() {
-        std::vector<bool> vMeets(patches.vSize.size());
-        for (const std::uint32_t patch : vMeeting) vMeets[patch] = true;
+        std::vector<std::uint32_t> vWhole(patches.vSize.size(), none);  // of each patch that meets others
+        for (const std::uint32_t patch : vMeeting) vWhole[patch] = wholes.find(patch);
         std::vector<Vector3> vSum(patches.vSize.size());
         std::vector<double> vNum(patches.vSize.size());
         const auto forEachTriangle = [&](auto&& f) {
-            for (std::uint32_t t = 0; t < patches.vPatch.size(); ++t)
-                if (vMeets[patches.vPatch[t]]) f(t, wholes.find(patches.vPatch[t]));
+            for (std::uint32_t t = 0; t < patches.vPatch.size(); ++t) {
+                const std::uint32_t patch = patches.vPatch[t];
+                if (patch != none && vWhole[patch] != none) f(t, vWhole[patch]);
+            }
         };
         forEachTriangle([&](std::uint32_t t, std::uint32_t whole) {
             for (std::uint32_t corner = 3 * t; corner < 3 * t + 3; ++corner)
@@ -86,7 +88,7 @@ private:
             const Vector3 a = mesh.vVertices[mesh.vTriples[3 * t]] - middle;
             const Vector3 b = mesh.vVertices[mesh.vTriples[3 * t + 1]] - middle;
             const Vector3 c = mesh.vVertices[mesh.vTriples[3 * t + 2]] - middle;
-            const double volume = (patches.vFlip[t] ? -1.0 : 1.0) * (a * cross(b, c));
+            const double volume = (patches.isFlipped(t) ? -1.0 : 1.0) * (a * cross(b, c));
             vVolume[sets.find(2 * patches.vPatch[t])] -= volume;
             vVolume[sets.find(2 * patches.vPatch[t] + 1)] += volume;
         });
@@ -132,20 +134,17 @@ private:
     }
 
     void turn() {
-        std::vector<bool> vTurn(patches.vSize.size());
         for (const std::uint32_t patch : vMeeting) {
             const std::uint32_t front = sets.find(2 * patch), back = sets.find(2 * patch + 1);
-            vTurn[patch] = front != back && vDepth[front] > vDepth[back];
+            if (front != back && vDepth[front] > vDepth[back]) patches.turn(patch);
         }
-        for (std::size_t t = 0; t < patches.vFlip.size(); ++t)
-            if (vTurn[patches.vPatch[t]]) patches.vFlip[t] ^= 1;
     }
 };
 
 }  // namespace
 
-void orientByChambers(const FlatMesh& mesh, const std::vector<EdgeSide>& vSides, Patches& patches) {
-    if (!patches.vManySides.empty()) Chambers(mesh, vSides, patches).orient();
+void orientByChambers(const FlatMesh& mesh, const EdgeTable& edges, Patches& patches) {
+    if (!patches.vMany.empty()) Chambers(mesh, edges, patches).orient();
 }
 
 }  // namespace QUOR_ZEF

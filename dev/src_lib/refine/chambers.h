@@ -1,10 +1,7 @@
 #pragma once
 
-#include <vector>
-
 #include "refine/FlatMesh.h"
 #include "refine/Patches.h"
-#include "refine/triangleSides.h"
 
 namespace QUOR_ZEF {
 
@@ -18,6 +15,6 @@ namespace QUOR_ZEF {
 // outward, and of crossing ones both what they cover together and what they share.
 // A patch with one chamber on both sides stays as it is.
 // O(n log n).
-void orientByChambers(const FlatMesh& mesh, const std::vector<EdgeSide>& vSides, Patches& patches);
+void orientByChambers(const FlatMesh& mesh, const EdgeTable& edges, Patches& patches);
 
 }  // namespace QUOR_ZEF

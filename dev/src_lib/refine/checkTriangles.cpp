@@ -5,7 +5,7 @@
 
 #include "frame/DisjointSets.h"
 #include "geometry/freeFunctions.h"
-#include "refine/triangleSides.h"
+#include "refine/EdgeTable.h"
 
 namespace QUOR_ZEF {
 
@@ -18,7 +18,7 @@ public:
     explicit Checker(const FlatMesh& mesh)
         : vVertices(mesh.vVertices),
           vTriples(mesh.vTriples),
-          vSides(sortSides(vTriples)),
+          edges(vTriples, vVertices.size()),
           fans(vTriples.size()),
           components(mesh.numTriangles()),
           vAtBadEdge(vVertices.size()) {}
@@ -30,7 +30,7 @@ public:
         countVertices();
         countLoops();
         measure();
-        report.numDuplicateTriangles = findDuplicates(vTriples, vSides).size();
+        report.numDuplicateTriangles = findDuplicates(vTriples, edges).size();
         conclude();
         return std::move(report);
     }
@@ -38,7 +38,7 @@ public:
 private:
     const std::vector<Point3>& vVertices;
     const std::vector<std::uint32_t>& vTriples;
-    const std::vector<EdgeSide> vSides;
+    const EdgeTable edges;
     DisjointSets fans;                      // of corners
     DisjointSets components;                // of triangles
     std::vector<std::uint32_t> vComponent;  // of each triangle
@@ -48,11 +48,11 @@ private:
     MeshComponent& componentOf(std::uint32_t side) { return report.vComponents[vComponent[side / 3]]; }
 
     void joinAcrossEdges() {
-        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-            const std::uint32_t a = lowerVertex(edge[0]), first = edge[0].second;
+        edges.forEachEdge([&](const Edge& edge) {
+            const std::uint32_t a = edge.low, first = edge[0];
             const std::uint32_t firstAtA = cornerAt(vTriples, first, a);
             const std::uint32_t firstAtB = firstAtA == first ? nextSide(first) : first;
-            for (const auto& [key, side] : edge.subspan(1)) {
+            for (const auto& [high, side] : edge.sides.subspan(1)) {
                 const std::uint32_t atA = cornerAt(vTriples, side, a);
                 components.join(first / 3, side / 3);
                 fans.join(firstAtA, atA);
@@ -76,18 +76,18 @@ private:
     }
 
     void countEdges() {
-        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-            MeshComponent& component = componentOf(edge[0].second);
+        edges.forEachEdge([&](const Edge& edge) {
+            MeshComponent& component = componentOf(edge[0]);
             ++component.numEdges;
             if (edge.size() == 1) ++component.numBorderEdges;
-            if (edge.size() == 2 && vTriples[edge[0].second] == vTriples[edge[1].second]) {
+            if (edge.size() == 2 && vTriples[edge[0]] == vTriples[edge[1]]) {
                 ++report.numOrientationConflicts;
                 component.bOriented = false;
             }
             if (edge.size() <= 2) return;
             ++report.numNonManifoldEdges;
             component.bManifold = false;
-            vAtBadEdge[lowerVertex(edge[0])] = vAtBadEdge[edge[0].first & none] = true;
+            vAtBadEdge[edge.low] = vAtBadEdge[edge.high()] = true;
         });
     }
 
@@ -106,9 +106,8 @@ private:
 
     void countLoops() {
         std::vector<std::uint32_t> vBorder;  // sides
-        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-            if (edge.size() == 1) vBorder.push_back(edge[0].second);
-        });
+        for (const VertexPair& ends : edges.oddEdges())
+            if (const Edge edge = edges.at(ends); edge.size() == 1) vBorder.push_back(edge[0]);
         DisjointSets loops(vBorder.size());
         std::vector<std::uint32_t> vFirstAtFan(vTriples.size(), none);  // border side by fan
         for (std::uint32_t i = 0; i < vBorder.size(); ++i) {

@@ -21,20 +21,21 @@ constexpr double maxStray = 5.0;        // and between the first filling and it
 
 class DefectRenewer {
 public:
-    DefectRenewer(FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_)
+    DefectRenewer(FlatMesh& mesh_, const std::vector<bool>& vGone_, const EdgeTable& edges_)
         : mesh(mesh_),
-          vSides(vSides_),
+          vGone(vGone_),
+          edges(edges_),
           vMarked(mesh_.vVertices.size()),
-          vDead(mesh_.numTriangles()),
+          vDead(vGone_),
           places(mesh_.vVertices.size()) {}
 
-    RenewedDefects renew(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& vDefectEdges, int numRings) {
+    RenewedDefects renew(const std::vector<VertexPair>& vDefectEdges, int numRings) {
         for (const auto& [a, b] : vDefectEdges) vMarked[a] = vMarked[b] = true;
         for (int ring = 0; ring < numRings; ++ring) grow();
         gatherPlaces();
         gatherRims();
         ShortLoops loops(vRim);
-        LoopFiller filler(mesh, vSides, vDead);
+        LoopFiller filler(mesh, edges, vDead);
         for (std::size_t i = 0, end = 0; i < vPlaced.size(); i = end) {
             for (end = i; end < vPlaced.size() && vPlaced[end].first == vPlaced[i].first;) ++end;
             refill(vPlaced[i].first, {vPlaced.data() + i, end - i}, loops, filler);
@@ -45,34 +46,28 @@ public:
 
 private:
     FlatMesh& mesh;
-    const std::vector<EdgeSide>& vSides;
+    const std::vector<bool>& vGone;  // triangles of the mesh that are none any more
+    const EdgeTable& edges;
     std::vector<bool> vMarked;                                      // vertices whose triangles go
-    std::vector<bool> vDead;                                        // triangles
+    std::vector<bool> vDead;                                        // triangles, with those
     DisjointSets places;                                            // of marked vertices
     std::vector<std::pair<std::uint32_t, std::uint32_t>> vPlaced;   // lowest marked vertex of the place, triangle
     std::vector<std::pair<std::uint32_t, std::uint32_t>> vIslands;  // triangle, place
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> vRim;      // vertices of edges that would be odd
+    std::vector<VertexPair> vEdges;                                 // of all these triangles, in order
+    std::vector<VertexPair> vRim;                                   // edges that would be odd
     std::vector<std::pair<std::uint32_t, std::uint32_t>> vRimOf;    // place, rim edge
     std::vector<std::uint32_t> vNew;
     RenewedDefects renewed;
 
     std::span<const std::uint32_t> cornersOf(std::size_t t) const { return {mesh.vTriples.data() + 3 * t, 3}; }
-    bool touches(std::size_t t) const {
-        const auto corners = cornersOf(t);
-        return vMarked[corners[0]] || vMarked[corners[1]] || vMarked[corners[2]];
-    }
 
     void grow() {
-        const std::vector<bool> vBefore = vMarked;
-        for (std::size_t t = 0; t < mesh.numTriangles(); ++t) {
-            const auto corners = cornersOf(t);
-            if (vBefore[corners[0]] || vBefore[corners[1]] || vBefore[corners[2]])
-                for (const std::uint32_t vertex : corners) vMarked[vertex] = true;
-        }
+        for (const std::uint32_t t : trianglesAt(mesh.vTriples, vGone, vMarked))
+            for (const std::uint32_t vertex : cornersOf(t)) vMarked[vertex] = true;
     }
 
     void gatherPlaces() {
-        for (std::uint32_t t = 0; t < mesh.numTriangles(); ++t) {
+        for (const std::uint32_t t : trianglesAt(mesh.vTriples, vGone, vMarked)) {
             std::uint32_t first = none;
             for (const std::uint32_t vertex : cornersOf(t)) {
                 if (!vMarked[vertex]) continue;
@@ -87,16 +82,25 @@ private:
         for (std::size_t i = 0, num = vPlaced.size(); i < num; ++i) addIslandsAt(vPlaced[i].first, vPlaced[i].second);
         std::sort(vIslands.begin(), vIslands.end());
         // Places that touch stay or go together.
-        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
+        gatherEdges();
+        for (const VertexPair& ends : vEdges) {
             std::uint32_t first = none;
-            for (const EdgeSide& entry : edge) {
-                if (!vDead[entry.second / 3]) continue;
-                if (first != none) places.join(first, placeOf(entry.second / 3));
-                first = placeOf(entry.second / 3);
+            for (const EdgeSide& entry : edges.at(ends).sides) {
+                if (!vDead[entry.side / 3]) continue;
+                if (first != none) places.join(first, placeOf(entry.side / 3));
+                first = placeOf(entry.side / 3);
             }
-        });
+        }
         for (auto& [place, t] : vPlaced) place = places.find(place);
         std::sort(vPlaced.begin(), vPlaced.end());
+    }
+
+    void gatherEdges() {
+        for (const auto& [place, t] : vPlaced)
+            for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side)
+                vEdges.push_back(std::minmax(mesh.vTriples[side], mesh.vTriples[nextSide(side)]));
+        std::sort(vEdges.begin(), vEdges.end());
+        vEdges.erase(std::unique(vEdges.begin(), vEdges.end()), vEdges.end());
     }
 
     // Small pieces around which there is nothing but places go with them.
@@ -121,34 +125,36 @@ private:
     }
     bool hasBorder(std::uint32_t t) const {
         for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side)
-            if (sidesAt(vSides, mesh.vTriples[side], mesh.vTriples[nextSide(side)]).size() == 1) return true;
+            if (edgeOf(side).size() == 1) return true;
         return false;
     }
+    Edge edgeOf(std::uint32_t side) const { return edges.at(mesh.vTriples[side], mesh.vTriples[nextSide(side)]); }
     // Live triangles across the edges of one.
     template <class F>
     void forEachNeighbour(std::uint32_t t, F&& f) const {
         for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side) {
-            const auto sides = sidesAt(vSides, mesh.vTriples[side], mesh.vTriples[nextSide(side)]);
-            if (sides.size() > maxCrowd) continue;
-            for (const EdgeSide& entry : sides)
-                if (!vDead[entry.second / 3]) f(entry.second / 3);
+            const Edge edge = edgeOf(side);
+            if (edge.size() > maxCrowd) continue;
+            for (const EdgeSide& entry : edge.sides)
+                if (!vDead[entry.side / 3]) f(entry.side / 3);
         }
     }
 
     // Edges at which the places would leave an odd number of triangles.
     void gatherRims() {
-        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
+        for (const VertexPair& ends : vEdges) {
+            const Edge edge = edges.at(ends);
             std::size_t numDead = 0;
             std::uint32_t dead = 0;
-            for (const EdgeSide& entry : edge) {
-                if (!vDead[entry.second / 3]) continue;
+            for (const EdgeSide& entry : edge.sides) {
+                if (!vDead[entry.side / 3]) continue;
                 ++numDead;
-                dead = entry.second / 3;
+                dead = entry.side / 3;
             }
-            if (numDead == 0 || (edge.size() - numDead) % 2 == 0) return;
+            if ((edge.size() - numDead) % 2 == 0) continue;
             vRimOf.emplace_back(placeOf(dead), static_cast<std::uint32_t>(vRim.size()));
-            vRim.emplace_back(lowerVertex(edge[0]), static_cast<std::uint32_t>(edge[0].first & none));
-        });
+            vRim.push_back(ends);
+        }
         std::sort(vRimOf.begin(), vRimOf.end());
     }
     std::uint32_t placeOf(std::uint32_t t) {
@@ -167,7 +173,7 @@ private:
             bOK = loops.isUsedUp(it->second) || fillLoopAt(it->second, loops, filler);
         if (bOK && bendToOld(vTriangles, numBefore)) {
             ++renewed.numPlaces;
-            renewed.numRemoved += vTriangles.size();
+            for (const auto& [own, t] : vTriangles) renewed.vRemoved.push_back(t);
             return;
         }
         vNew.resize(numBefore);
@@ -216,7 +222,6 @@ private:
 
     void finish() {
         if (renewed.numPlaces == 0) return;
-        removeTriangles(mesh.vTriples, vDead);
         mesh.vTriples.insert(mesh.vTriples.end(), vNew.begin(), vNew.end());
         renewed.numAdded = vNew.size() / 3;
     }
@@ -224,9 +229,9 @@ private:
 
 }  // namespace
 
-RenewedDefects renewDefects(FlatMesh& mesh, const std::vector<EdgeSide>& vSides,
-                            const std::vector<std::pair<std::uint32_t, std::uint32_t>>& vDefectEdges, int numRings) {
-    return DefectRenewer(mesh, vSides).renew(vDefectEdges, numRings);
+RenewedDefects renewDefects(FlatMesh& mesh, const std::vector<bool>& vDead, const EdgeTable& edges,
+                            const std::vector<VertexPair>& vDefectEdges, int numRings) {
+    return DefectRenewer(mesh, vDead, edges).renew(vDefectEdges, numRings);
 }
 
 }  // namespace QUOR_ZEF

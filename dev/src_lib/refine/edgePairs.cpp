@@ -24,7 +24,7 @@ class PairMaker {
 public:
     PairMaker(const FlatMesh& mesh_, Patches& patches_) : mesh(mesh_), patches(patches_), joiner(patches_.vSize) {}
 
-    void addEdge(std::span<const EdgeSide> edge) {
+    void addEdge(const Edge& edge) {
         sortByAngle(mesh, patches, edge, vTurns);
         const auto numForward =
             std::count_if(vTurns.begin(), vTurns.end(), [](const EdgeTurn& t) { return t.bForward; });
@@ -39,8 +39,8 @@ public:
         for (const Candidate& c : vCandidates) {
             if (patches.vPartner[c.side] == none && patches.vPartner[c.other] == none) join(c.side, c.other);
         }
-        for (std::size_t t = 0; t < patches.vFlip.size(); ++t)
-            if (joiner.isTurned(patches.vPatch[t])) patches.vFlip[t] ^= 1;
+        for (std::uint32_t patch = 0; patch < patches.vSize.size(); ++patch)
+            if (joiner.isTurned(patch)) patches.turn(patch);
     }
 
 private:
@@ -83,10 +83,10 @@ private:
 
 }  // namespace
 
-void joinPairs(const FlatMesh& mesh, const std::vector<EdgeSide>& vSides, Patches& patches) {
-    if (patches.vManySides.empty()) return;
+void joinPairs(const FlatMesh& mesh, const EdgeTable& edges, Patches& patches) {
+    if (patches.vMany.empty()) return;
     PairMaker maker(mesh, patches);
-    for (const std::uint32_t first : patches.vManySides) maker.addEdge(sidesFrom(vSides, first));
+    for (const VertexPair& ends : patches.vMany) maker.addEdge(edges.at(ends));
     maker.joinFlattest();
 }
 

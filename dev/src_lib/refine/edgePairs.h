@@ -1,10 +1,7 @@
 #pragma once
 
-#include <vector>
-
 #include "refine/FlatMesh.h"
 #include "refine/Patches.h"
-#include "refine/triangleSides.h"
 
 namespace QUOR_ZEF {
 
@@ -16,6 +13,6 @@ namespace QUOR_ZEF {
 // the whole mesh are joined first, since a pair can bind how two patches are turned
 // against each other; the flips of patches change for that.
 // O(n log n) in the sides at such edges, O(n) otherwise.
-void joinPairs(const FlatMesh& mesh, const std::vector<EdgeSide>& vSides, Patches& patches);
+void joinPairs(const FlatMesh& mesh, const EdgeTable& edges, Patches& patches);
 
 }  // namespace QUOR_ZEF

@@ -8,14 +8,13 @@
 
 namespace QUOR_ZEF {
 
-void sortByAngle(const FlatMesh& mesh, const Patches& patches, std::span<const EdgeSide> edge,
-                 std::vector<EdgeTurn>& vTurns) {
-    const std::uint32_t a = lowerVertex(edge[0]), b = static_cast<std::uint32_t>(edge[0].first & 0xffffffffu);
+void sortByAngle(const FlatMesh& mesh, const Patches& patches, const Edge& edge, std::vector<EdgeTurn>& vTurns) {
+    const auto [a, b] = edge.ends();
     const Point3& origin = mesh.vVertices[a];
     const Vector3 axis = normalize(mesh.vVertices[b] - origin);
     Vector3 xAxis, yAxis;
     vTurns.clear();
-    for (const auto& [key, side] : edge) {
+    for (const auto& [high, side] : edge.sides) {
         const Vector3 arm = mesh.vVertices[mesh.vTriples[previousSide(side)]] - origin;
         if (xAxis.isDegenerate()) {
             Vector3 upright = arm;
@@ -24,7 +23,7 @@ void sortByAngle(const FlatMesh& mesh, const Patches& patches, std::span<const E
             yAxis = cross(axis, xAxis);
         }
         const double angle = std::atan2(arm * yAxis, arm * xAxis);
-        const bool bForward = (mesh.vTriples[side] == a) != (patches.vFlip[side / 3] != 0);
+        const bool bForward = (mesh.vTriples[side] == a) != patches.isFlipped(side / 3);
         vTurns.push_back({std::isnan(angle) ? 0.0 : angle, side, bForward});
     }
     std::sort(vTurns.begin(), vTurns.end(), [](const EdgeTurn& s, const EdgeTurn& t) {

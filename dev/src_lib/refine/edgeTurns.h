@@ -1,12 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "refine/FlatMesh.h"
 #include "refine/Patches.h"
-#include "refine/triangleSides.h"
 
 namespace QUOR_ZEF {
 
@@ -19,7 +17,6 @@ struct EdgeTurn {
 
 // The triangles of one edge by angle. Edges without length, and triangles without
 // area there, stand in the order of sides.
-void sortByAngle(const FlatMesh& mesh, const Patches& patches, std::span<const EdgeSide> edge,
-                 std::vector<EdgeTurn>& vTurns);
+void sortByAngle(const FlatMesh& mesh, const Patches& patches, const Edge& edge, std::vector<EdgeTurn>& vTurns);
 
 }  // namespace QUOR_ZEF

@@ -1,7 +1,6 @@
 #include "refine/oddLoops.h"
 
 #include <algorithm>
-#include <span>
 #include <utility>
 
 #include "frame/DisjointSets.h"
@@ -26,8 +25,8 @@ constexpr std::uint32_t none = Patches::none;
 
 class OddLoops {
 public:
-    OddLoops(FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, const Patches& patches_, bool bFillHoles)
-        : mesh(mesh_), vSides(vSides_), patches(patches_), bHoles(bFillHoles) {}
+    OddLoops(FlatMesh& mesh_, const EdgeTable& edges_, const Patches& patches_, bool bFillHoles)
+        : mesh(mesh_), edges(edges_), patches(patches_), bHoles(bFillHoles) {}
 
     std::size_t close() {
         findOddEdges();
@@ -35,7 +34,7 @@ public:
         findBodies();
         ShortLoops loops(vEnds);
         const std::vector<bool> vDead(mesh.numTriangles());
-        LoopFiller filler(mesh, vSides, vDead);
+        LoopFiller filler(mesh, edges, vDead);
         std::vector<std::uint32_t> vNew;
         std::size_t numClosed = 0;
         for (std::uint32_t edge = 0; edge < vEnds.size(); ++edge) {
@@ -56,19 +55,20 @@ public:
 
 private:
     FlatMesh& mesh;
-    const std::vector<EdgeSide>& vSides;
+    const EdgeTable& edges;
     const Patches& patches;
     const bool bHoles;
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> vEnds;  // of each odd edge
-    std::vector<std::uint32_t> vBorderSide;                      // the only one there, else none
-    std::vector<bool> vBody;                                     // patches that have no large holes
+    std::vector<VertexPair> vEnds;           // of each odd edge
+    std::vector<std::uint32_t> vBorderSide;  // the only one there, else none
+    std::vector<bool> vBody;                 // patches that have no large holes
 
     void findOddEdges() {
-        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-            if (edge.size() % 2 == 0) return;
-            vEnds.emplace_back(lowerVertex(edge[0]), static_cast<std::uint32_t>(edge[0].first & none));
-            vBorderSide.push_back(edge.size() == 1 ? edge[0].second : none);
-        });
+        for (const VertexPair& ends : edges.oddEdges()) {
+            const Edge edge = edges.at(ends);
+            if (edge.size() % 2 == 0) continue;
+            vEnds.push_back(ends);
+            vBorderSide.push_back(edge.size() == 1 ? edge[0] : none);
+        }
     }
 
     void findBodies() {
@@ -106,7 +106,7 @@ private:
             const std::uint32_t patch = patches.patchAt(side);
             if (patches.vSize[patch] >= patchFactor * n) ++numLarge;
             if (!vBody[patch]) maxBorder = maxHole;
-            vAlong.emplace_back(patch, (mesh.vTriples[side] == loops.vLoop[i]) != (patches.vFlip[side / 3] != 0));
+            vAlong.emplace_back(patch, (mesh.vTriples[side] == loops.vLoop[i]) != patches.isFlipped(side / 3));
         }
         if (vAlong.empty()) return n <= maxLoop;
         if (!bHoles && vAlong.size() == n) return false;
@@ -148,8 +148,8 @@ private:
 
 }  // namespace
 
-std::size_t closeOddLoops(FlatMesh& mesh, const std::vector<EdgeSide>& vSides, const Patches& patches, bool bHoles) {
-    return OddLoops(mesh, vSides, patches, bHoles).close();
+std::size_t closeOddLoops(FlatMesh& mesh, const EdgeTable& edges, const Patches& patches, bool bHoles) {
+    return OddLoops(mesh, edges, patches, bHoles).close();
 }
 
 }  // namespace QUOR_ZEF

@@ -2,11 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
-
 #include "refine/FlatMesh.h"
 #include "refine/Patches.h"
-#include "refine/triangleSides.h"
 
 namespace QUOR_ZEF {
 
@@ -18,6 +15,6 @@ namespace QUOR_ZEF {
 // without bHoles. No
 // triangle is made twice. Returns the number of loops closed.
 // O(n), and O(40^3) a loop.
-std::size_t closeOddLoops(FlatMesh& mesh, const std::vector<EdgeSide>& vSides, const Patches& patches, bool bHoles);
+std::size_t closeOddLoops(FlatMesh& mesh, const EdgeTable& edges, const Patches& patches, bool bHoles);
 
 }  // namespace QUOR_ZEF

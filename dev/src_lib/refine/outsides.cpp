@@ -1,10 +1,9 @@
 #include "refine/outsides.h"
 
 #include <algorithm>
-#include <span>
 
 #include "frame/DisjointSets.h"
-#include "frame/tools.h"
+#include "frame/types.h"
 #include "geometry/freeFunctions.h"
 
 namespace QUOR_ZEF {
@@ -28,58 +27,38 @@ struct Sums {
 
 class OutsideFinder {
 public:
-    OutsideFinder(const FlatMesh& mesh_, const std::vector<EdgeSide>& vSides_, std::vector<std::uint8_t>& vFlip_)
+    OutsideFinder(const FlatMesh& mesh_, const MeshComponents& components_, std::vector<std::uint8_t>& vFlip_)
         : mesh(mesh_),
-          vSides(vSides_),
+          vNumber(components_.vNumber),
+          vBorder(components_.vBorder),
           vFlip(vFlip_),
-          components(mesh_.numTriangles()),
-          vNumber(mesh_.numTriangles()) {}
+          vSums(components_.num),
+          vOpen(components_.num) {}
 
-    ComponentCounts face() {
-        joinTriangles();
+    std::size_t face() {
+        for (const std::uint32_t side : vBorder) vOpen[vNumber[side / 3]] = true;
         sumMiddles();
         sumTriangles();
         sumCaps();
-        ComponentCounts counts;
-        counts.numComponents = vSums.size();
-        counts.numClosed = static_cast<std::size_t>(std::count(vOpen.begin(), vOpen.end(), false));
         for (std::uint32_t t = 0; t < mesh.numTriangles(); ++t)
-            if (facesInward(vNumber[t])) vFlip[t] ^= 1;
-        return counts;
+            if (isTriangle(t) && facesInward(vNumber[t])) vFlip[t] ^= 1;
+        return static_cast<std::size_t>(std::count(vOpen.begin(), vOpen.end(), false));
     }
 
 private:
     const FlatMesh& mesh;
-    const std::vector<EdgeSide>& vSides;
+    const std::vector<std::uint32_t>& vNumber;
+    const std::vector<std::uint32_t>& vBorder;
     std::vector<std::uint8_t>& vFlip;
-    DisjointSets components;             // of triangles
-    std::vector<std::uint32_t> vNumber;  // of the component of each triangle
-    std::vector<Sums> vSums;             // by number, as the next
+    std::vector<Sums> vSums;  // by number, as the next
     std::vector<bool> vOpen;
-    std::vector<std::uint32_t> vBorder;  // sides
 
     const Point3& at(std::uint32_t corner) const { return mesh.vVertices[mesh.vTriples[corner]]; }
-
-    void joinTriangles() {
-        forEachEdge(vSides, [&](std::span<const EdgeSide> edge) {
-            ASSEX(edge.size()<=2);
-            if (edge.size() == 2)
-                components.join(edge[0].second / 3, edge[1].second / 3);
-            else
-                vBorder.push_back(edge[0].second);
-        });
-        std::uint32_t num = 0;
-        for (std::uint32_t t = 0; t < mesh.numTriangles(); ++t) {
-            const std::uint32_t root = components.find(t);
-            vNumber[t] = root == t ? num++ : vNumber[root];
-        }
-        vSums.resize(num);
-        vOpen.resize(num);
-        for (const std::uint32_t side : vBorder) vOpen[vNumber[side / 3]] = true;
-    }
+    bool isTriangle(std::uint32_t t) const { return vNumber[t] < vSums.size(); }
 
     void sumMiddles() {
         for (std::uint32_t corner = 0; corner < mesh.vTriples.size(); ++corner) {
+            if (!isTriangle(corner / 3)) continue;
             Sums& sums = vSums[vNumber[corner / 3]];
             sums.middle += at(corner) - zero;
             sums.numCorners += 1.0;
@@ -89,6 +68,7 @@ private:
 
     void sumTriangles() {
         for (std::uint32_t t = 0; t < mesh.numTriangles(); ++t) {
+            if (!isTriangle(t)) continue;
             Sums& sums = vSums[vNumber[t]];
             const double sign = vFlip[t] ? -1.0 : 1.0;
             const Vector3 doubleArea = cross(at(3 * t + 1) - at(3 * t), at(3 * t + 2) - at(3 * t)) * sign;
@@ -137,9 +117,8 @@ private:
 
 }  // namespace
 
-ComponentCounts faceOutward(const FlatMesh& mesh, const std::vector<EdgeSide>& vSides,
-                            std::vector<std::uint8_t>& vFlip) {
-    return OutsideFinder(mesh, vSides, vFlip).face();
+std::size_t faceOutward(const FlatMesh& mesh, const MeshComponents& components, std::vector<std::uint8_t>& vFlip) {
+    return OutsideFinder(mesh, components, vFlip).face();
 }
 
 }  // namespace QUOR_ZEF

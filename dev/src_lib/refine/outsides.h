@@ -9,21 +9,21 @@
 
 namespace QUOR_ZEF {
 
-struct ComponentCounts {
-    std::size_t numComponents = 0;
-    std::size_t numClosed = 0;
+// Pieces of a manifold mesh that hang together across edges.
+struct MeshComponents {
+    std::uint32_t num = 0;
+    std::vector<std::uint32_t> vNumber;  // of the component of each triangle; num and above for what is no triangle
+    std::vector<std::uint32_t> vBorder;  // sides without another one, in the order of their edges
 };
 
-// Settles which way each component of a manifold mesh faces. vFlip: by triangle,
-// whether it is to be reversed; with these, each component is oriented alike. Those
-// of whole components change.
+// Settles which way each component faces. vFlip: by triangle, whether it is to be
+// reversed; with these, each component is oriented alike. Those of whole components
+// change. Returns how many components are closed.
 //
 // A closed component faces outward, by the sign of its volume; one with holes does,
 // too, if caps over them, from the middles of their borders, have less than 0.3 of
 // its area. A sheet faces up the axis that it leans to most; one that leans to none
-// keeps the direction that most of its triangles have. An edge of more than two
-// triangles fails an ASSEX. O(n).
-ComponentCounts faceOutward(const FlatMesh& mesh, const std::vector<EdgeSide>& vSides,
-                            std::vector<std::uint8_t>& vFlip);
+// keeps the direction that most of its triangles have. O(n).
+std::size_t faceOutward(const FlatMesh& mesh, const MeshComponents& components, std::vector<std::uint8_t>& vFlip);
 
 }  // namespace QUOR_ZEF

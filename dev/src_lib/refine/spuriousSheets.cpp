@@ -20,17 +20,17 @@ constexpr std::uint32_t sheetFactor = 10;    // how much larger a neighbour must
 
 class SheetFinder {
 public:
-    SheetFinder(const std::vector<EdgeSide>& vSides_, const Patches& patches_)
-        : vSides(vSides_),
+    SheetFinder(const EdgeTable& edges_, const Patches& patches_)
+        : edges(edges_),
           patches(patches_),
           vPartner(patches_.vPartner),
           joiner(patches_.vSize),
           vSeen(patches_.vPatch.size()) {
-        sheets.vDead.resize(patches.vPatch.size());
-        for (std::uint32_t many = 0; many < patches.vManySides.size(); ++many) {
-            const auto edge = sidesFrom(vSides, patches.vManySides[many]);
+        vDead.resize(patches.vPatch.size());
+        for (std::uint32_t many = 0; many < patches.vMany.size(); ++many) {
+            const Edge edge = edges.at(patches.vMany[many]);
             vDegree.push_back(static_cast<std::uint32_t>(edge.size()));
-            for (const EdgeSide& entry : edge) vManyOf.emplace_back(entry.second, many);
+            for (const EdgeSide& entry : edge.sides) vManyOf.emplace_back(entry.side, many);
         }
         std::sort(vManyOf.begin(), vManyOf.end());
     }
@@ -40,7 +40,7 @@ public:
         while (!queue.empty()) {
             const auto [size, patch, seed] = queue.top();
             queue.pop();
-            if (sheets.vDead[seed] || joiner.rootOf(patch) != patch || joiner.sizeAt(patch) != size) continue;
+            if (vDead[seed] || joiner.rootOf(patch) != patch || joiner.sizeAt(patch) != size) continue;
             collect(seed);
             if (isSpurious(patch) && leavesTwoSides()) remove();
         }
@@ -48,13 +48,14 @@ public:
     }
 
 private:
-    const std::vector<EdgeSide>& vSides;
+    const EdgeTable& edges;
     const Patches& patches;
     std::vector<std::uint32_t> vPartner;  // as those of the patches, and across what has become a pair
     PatchJoiner joiner;                   // of patches that have grown together
     std::vector<bool> vSeen;              // triangles of vSheet, while it is collected
     std::vector<std::uint32_t> vDegree;   // live triangles of each edge of many
     std::vector<std::pair<std::uint32_t, std::uint32_t>> vManyOf;  // side, edge of many
+    std::vector<bool> vDead;                                       // triangles of sheets that go
     SpuriousSheets sheets;
 
     using Entry = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;  // size, patch, triangle of it
@@ -66,11 +67,11 @@ private:
     std::uint32_t rootAt(std::uint32_t side) const { return joiner.rootOf(patches.patchAt(side)); }
 
     void queueAt(std::uint32_t many) {
-        const auto edge = sidesFrom(vSides, patches.vManySides[many]);
+        const Edge edge = edges.at(patches.vMany[many]);
         if (edge.size() > maxCrowd) return;
-        for (const EdgeSide& entry : edge) {
-            const std::uint32_t t = entry.second / 3, root = rootAt(entry.second);
-            if (!sheets.vDead[t] && joiner.sizeAt(root) <= maxMembrane) queue.emplace(joiner.sizeAt(root), root, t);
+        for (const EdgeSide& entry : edge.sides) {
+            const std::uint32_t t = entry.side / 3, root = rootAt(entry.side);
+            if (!vDead[t] && joiner.sizeAt(root) <= maxMembrane) queue.emplace(joiner.sizeAt(root), root, t);
         }
     }
 
@@ -119,11 +120,11 @@ private:
         std::uint32_t numOdd = numBorder, numEven = 0, largest = 0;
         for (const auto& [many, numOwn] : vAtMany) {
             if (numOwn % 2 == 1) ++(vDegree[many] % 2 == 1 ? numOdd : numEven);
-            const auto edge = sidesFrom(vSides, patches.vManySides[many]);
+            const Edge edge = edges.at(patches.vMany[many]);
             if (edge.size() > maxCrowd) return false;
-            for (const EdgeSide& entry : edge) {
-                const std::uint32_t root = rootAt(entry.second);
-                if (!sheets.vDead[entry.second / 3] && root != patch) largest = std::max(largest, joiner.sizeAt(root));
+            for (const EdgeSide& entry : edge.sides) {
+                const std::uint32_t root = rootAt(entry.side);
+                if (!vDead[entry.side / 3] && root != patch) largest = std::max(largest, joiner.sizeAt(root));
             }
         }
         const std::size_t numHeld = vAtMany.size();
@@ -134,9 +135,9 @@ private:
     }
 
     void remove() {
-        for (const std::uint32_t t : vSheet) sheets.vDead[t] = true;
+        for (const std::uint32_t t : vSheet) vDead[t] = true;
         ++sheets.numSheets;
-        sheets.numTriangles += vSheet.size();
+        sheets.vTriangles.insert(sheets.vTriangles.end(), vSheet.begin(), vSheet.end());
         for (const auto& [many, numOwn] : vAtMany) {
             vDegree[many] -= numOwn;
             if (vDegree[many] == 2) growTogether(many);
@@ -153,8 +154,8 @@ private:
     std::pair<std::uint32_t, std::uint32_t> pairAt(std::uint32_t many) const {
         std::array<std::uint32_t, 2> live{};
         std::size_t num = 0;
-        for (const EdgeSide& entry : sidesFrom(vSides, patches.vManySides[many]))
-            if (!sheets.vDead[entry.second / 3] && !vSeen[entry.second / 3]) live[num++] = entry.second;
+        for (const EdgeSide& entry : edges.at(patches.vMany[many]).sides)
+            if (!vDead[entry.side / 3] && !vSeen[entry.side / 3]) live[num++] = entry.side;
         return {live[0], live[1]};
     }
 
@@ -189,8 +190,8 @@ private:
 
 }  // namespace
 
-SpuriousSheets findSpuriousSheets(const std::vector<EdgeSide>& vSides, const Patches& patches) {
-    return SheetFinder(vSides, patches).find();
+SpuriousSheets findSpuriousSheets(const EdgeTable& edges, const Patches& patches) {
+    return SheetFinder(edges, patches).find();
 }
 
 }  // namespace QUOR_ZEF

@@ -5,14 +5,12 @@
 #include <vector>
 
 #include "refine/Patches.h"
-#include "refine/triangleSides.h"
 
 namespace QUOR_ZEF {
 
 struct SpuriousSheets {
-    std::vector<bool> vDead;  // by triangle
+    std::vector<std::uint32_t> vTriangles;
     std::size_t numSheets = 0;
-    std::size_t numTriangles = 0;
 };
 
 // Finds small sheets between edges of many triangles, the smallest first, so that
@@ -22,6 +20,6 @@ struct SpuriousSheets {
 // opened that was closed. It has at most 100 triangles, or 20 if more of its edges
 // are borders than not, and a neighbour ten times as large.
 // O(n), and O(100 log n) for each sheet and each change at its edges.
-SpuriousSheets findSpuriousSheets(const std::vector<EdgeSide>& vSides, const Patches& patches);
+SpuriousSheets findSpuriousSheets(const EdgeTable& edges, const Patches& patches);
 
 }  // namespace QUOR_ZEF
