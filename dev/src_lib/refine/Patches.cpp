@@ -45,16 +45,15 @@ void Patches::findPatches() {
     vTurned.clear();
     vPatch.assign(vTriples.size() / 3, none);
     vFlip.resize(vPatch.size());
-    bool bAnyOneSided = false;
-    for (std::uint32_t t = 0; t < vPatch.size(); ++t) {
-        if (vPatch[t] != none || vDead[t]) continue;
-        bOneSided = false;
-        flood(t, static_cast<std::uint32_t>(vSize.size()));
-        bAnyOneSided = bAnyOneSided || bOneSided;
-    }
-    if (!bAnyOneSided) return;
+    vClashes.clear();
+    for (std::uint32_t t = 0; t < vPatch.size(); ++t)
+        if (vPatch[t] == none && !vDead[t]) flood(t, static_cast<std::uint32_t>(vSize.size()));
+    if (vClashes.empty()) return;
     floodOneSidedAgain();
-    cutSeams();
+    for (const Edge& edge : edgesOfClashes()) {
+        cut(edge[0]);
+        vSeams.push_back(edge.ends());
+    }
 }
 
 // Breadth first, so that the seam of a surface with one side is short. Most triangles
@@ -72,7 +71,7 @@ void Patches::flood(std::uint32_t seed, std::uint32_t patch) {
             if (other == none) continue;
             const std::uint8_t flip = vFlip[t] ^ (haveSameDirection(side, other) ? 1 : 0);
             if (vPatch[other / 3] == patch) {
-                bOneSided = bOneSided || vFlip[other / 3] != flip;
+                if (vFlip[other / 3] != flip) vClashes.push_back(side);
                 continue;
             }
             vPatch[other / 3] = patch;
@@ -97,9 +96,8 @@ void Patches::floodOneSidedAgain() {
         if (!vReached[t]) vQueue.push_back(t);
         vReached[t] = true;
     };
-    edges.forEachEdge([&](const Edge& edge) {
-        if (edge.size() == 2 && clash(edge[0], edge[1])) reach(edge[0] / 3);
-    });
+    for (const Edge& edge : edgesOfClashes()) reach(edge[0] / 3);
+    vClashes.clear();
     for (std::size_t i = 0; i < vQueue.size(); ++i) {
         const std::uint32_t t = vQueue[i];
         vFar[vPatch[t]] = t;
@@ -112,12 +110,16 @@ void Patches::floodOneSidedAgain() {
         if (vFar[patch] != none) flood(vFar[patch], patch);
 }
 
-void Patches::cutSeams() {
-    edges.forEachEdge([&](const Edge& edge) {
-        if (edge.size() != 2 || !clash(edge[0], edge[1])) return;
-        cut(edge[0]);
-        vSeams.push_back(edge.ends());
-    });
+// Each once, in order.
+std::vector<Edge> Patches::edgesOfClashes() const {
+    std::vector<VertexPair> vEnds;
+    for (const std::uint32_t side : vClashes)
+        vEnds.push_back(std::minmax(vTriples[side], vTriples[nextSide(side)]));
+    std::sort(vEnds.begin(), vEnds.end());
+    vEnds.erase(std::unique(vEnds.begin(), vEnds.end()), vEnds.end());
+    std::vector<Edge> vEdges;
+    for (const VertexPair& ends : vEnds) vEdges.push_back(edges.at(ends));
+    return vEdges;
 }
 
 }  // namespace QUOR_ZEF

@@ -54,7 +54,7 @@ private:
     std::vector<std::uint8_t> vFlip;    // of each triangle
     std::vector<std::uint8_t> vTurned;  // of each patch: all its flips are to be reversed
     std::vector<std::uint32_t> vQueue;
-    bool bOneSided = false;  // the last flood has met itself the wrong way round
+    std::vector<std::uint32_t> vClashes;  // sides where a flood has met itself the wrong way round
 
     void joinIfPair(const Edge& edge) {
         if (edge.size() == 2) join(edge[0], edge[1]);
@@ -62,7 +62,7 @@ private:
     void findPatches();
     void flood(std::uint32_t seed, std::uint32_t patch);
     void floodOneSidedAgain();
-    void cutSeams();
+    std::vector<Edge> edgesOfClashes() const;
 };
 
 }  // namespace QUOR_ZEF
