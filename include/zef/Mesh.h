@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 
 namespace QUOR_ZEF {
 
+class MeshBody;
 class RMesh;
 
 // A triangle mesh: vertices with optional colour, and triangles whose order of
@@ -67,13 +69,18 @@ public:
     bool writeGeomview_ASCII(const std::string& name) const;
 
     // For the library's own entries: the inside of the mesh, still owned by it.
-    RMesh* getRMesh() { return pRMesh; }
-    const RMesh* getRMesh() const { return pRMesh; }
+    RMesh* getRMesh();
+    const RMesh* getRMesh() const;
     // For the library's own entries: destroys the inside and takes another one.
     void replaceRMesh(RMesh* pOther);
+    // For the library's own entries: what holds that inside, or makes it when it is
+    // asked for.
+    explicit Mesh(std::unique_ptr<MeshBody> pBody_);
+    const MeshBody& getBody() const { return *pBody; }
+    void replaceBody(std::unique_ptr<MeshBody> pOther);
 
 private:
-    RMesh* pRMesh;  // owned
+    std::unique_ptr<MeshBody> pBody;  // never null
 };
 
 }  // namespace QUOR_ZEF

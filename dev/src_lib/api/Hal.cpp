@@ -6,6 +6,7 @@
 #include "frame/Progress.h"
 #include "frame/tools.h"
 #include "polygon/Voro.h"
+#include "refine/MeshBody.h"
 #include "refine/RMesh.h"
 #include "repair/Top.h"
 #include "topology/CMesh.h"
@@ -58,13 +59,11 @@ std::shared_ptr<Mesh> Hal::polygonise(Repair repair) {
             top.runMelt(&voro);
         }
     }
-    auto pRMesh = std::make_unique<RMesh>(pCMesh.get());
-    // The refinement mesh holds all that is needed, and what follows wants memory.
+    auto pBody = std::make_unique<MeshBody>(flatten(*pCMesh), pCMesh->getCellSize());
+    // The triangles are all that is needed, and what follows wants memory.
     pCMesh.reset();
-    pRMesh->finishMesh();
-    auto pMesh = std::make_shared<Mesh>(pRMesh.get());
-    pRMesh.release();
-    return pMesh;
+    pBody->get()->finishMesh();
+    return std::make_shared<Mesh>(std::move(pBody));
 }
 
 void Hal::toCloud(std::vector<Point3*>& vOut) {

@@ -1,11 +1,13 @@
 #include "zef/Mesh.h"
 
 #include <limits>
+#include <utility>
 
 #include "frame/tools.h"
 #include "geometry/Visualizer3.h"
 #include "io/PLY.h"
 #include "io/STL.h"
+#include "refine/MeshBody.h"
 #include "refine/RMesh.h"
 
 namespace QUOR_ZEF {
@@ -38,54 +40,64 @@ private:
 
 }  // namespace
 
-Mesh::Mesh(RMesh* pRMesh_) : pRMesh(pRMesh_) {}
+Mesh::Mesh(RMesh* pRMesh_) : pBody(std::make_unique<MeshBody>(pRMesh_)) {}
 
-Mesh::~Mesh() {
-    delete pRMesh;
+Mesh::Mesh(std::unique_ptr<MeshBody> pBody_) : pBody(std::move(pBody_)) {}
+
+Mesh::~Mesh() = default;
+
+RMesh* Mesh::getRMesh() {
+    return pBody->get();
+}
+
+const RMesh* Mesh::getRMesh() const {
+    return pBody->get();
 }
 
 void Mesh::replaceRMesh(RMesh* pOther) {
-    if (pOther == pRMesh) return;
-    delete pRMesh;
-    pRMesh = pOther;
+    if (pOther != pBody->get()) pBody = std::make_unique<MeshBody>(pOther);
+}
+
+void Mesh::replaceBody(std::unique_ptr<MeshBody> pOther) {
+    pBody = std::move(pOther);
 }
 
 void Mesh::colorizeFilledHoles() {
-    pRMesh->colorizeFilledHoles();
+    getRMesh()->colorizeFilledHoles();
 }
 
 void Mesh::contrastSpread(double lowFraction, double highFraction) {
-    pRMesh->contrastSpread(lowFraction, highFraction);
+    getRMesh()->contrastSpread(lowFraction, highFraction);
 }
 
 double Mesh::getAverageEdgeLength() const {
-    return pRMesh->getAvgEdgeLength();
+    return getRMesh()->getAvgEdgeLength();
 }
 
 std::size_t Mesh::getNumT() const {
-    return pRMesh->getNumLiveTriangles();
+    return pBody->numTriangles();
 }
 
 std::size_t Mesh::getNumSkippedT() const {
-    return pRMesh->getNumSkippedTriples();
+    return getRMesh()->getNumSkippedTriples();
 }
 
 void Mesh::getPoints(std::vector<Point3*>& vPoints) const {
     vPoints.clear();
-    pRMesh->getPoints(vPoints);
+    getRMesh()->getPoints(vPoints);
 }
 
 void Mesh::getTriangles(std::vector<Point3*>& vCorners) const {
     vCorners.clear();
-    pRMesh->getCorners(vCorners);
+    getRMesh()->getCorners(vCorners);
 }
 
 void Mesh::getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const {
     getPoints(vVertices);
     checkIndexRange(vVertices.size());
-    const VertexToIndex mVertexToIndex(*pRMesh, vVertices);
+    const VertexToIndex mVertexToIndex(*getRMesh(), vVertices);
     std::vector<Point3*> vCorners;
-    pRMesh->getCorners(vCorners);
+    getRMesh()->getCorners(vCorners);
     vIndices.clear();
     vIndices.reserve(vCorners.size());
     for (const Point3* p : vCorners) {
@@ -96,25 +108,25 @@ void Mesh::getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>&
 }
 
 void Mesh::printStatistics(const std::string& name) const {
-    pRMesh->printStatistics(name);
+    getRMesh()->printStatistics(name);
 }
 
 // The flag says text or not, and both names say the opposite; callers rely on it.
 bool Mesh::writePly_ASCII(const std::string& name) const {
-    return PLY::writePly(pRMesh, name, false);
+    return PLY::writePly(pBody->get(), name, false);
 }
 
 bool Mesh::writePly_BIN(const std::string& name) const {
-    return PLY::writePly(pRMesh, name, true);
+    return PLY::writePly(pBody->get(), name, true);
 }
 
 bool Mesh::writeStl_ASCII(const std::string& name) const {
-    return writeSTL(pRMesh, name);
+    return writeSTL(pBody->get(), name);
 }
 
 bool Mesh::writeGeomview_ASCII(const std::string& name) const {
     std::vector<Point3*> vCorners;
-    pRMesh->getCorners(vCorners);
+    getRMesh()->getCorners(vCorners);
     Visualizer3 visualizer;
     visualizer.addTriangles(vCorners);
     return visualizer.write(name);

@@ -4,6 +4,7 @@
 
 #include "frame/tools.h"
 #include "refine/Manifold.h"
+#include "refine/MeshBody.h"
 #include "refine/RMesh.h"
 #include "refine/checkTriangles.h"
 #include "refine/selfIntersections.h"
@@ -12,19 +13,19 @@
 namespace QUOR_ZEF {
 
 MeshReport checkMesh(const Mesh& mesh) {
-    return checkTriangles(flatten(*mesh.getRMesh(), VertexOrder::MESH));
+    return checkTriangles(mesh.getBody().flatten(VertexOrder::MESH));
 }
 
 std::size_t countSelfIntersections(const Mesh& mesh) {
-    return countIntersectingPairs(flatten(*mesh.getRMesh(), VertexOrder::MESH));
+    return countIntersectingPairs(mesh.getBody().flatten(VertexOrder::MESH));
 }
 
 void makeManifold(std::shared_ptr<Mesh> pMesh, const ManifoldOptions& options, ManifoldReport& report) {
     ASSEX(pMesh != nullptr);
-    FlatMesh flat = flatten(*pMesh->getRMesh(), VertexOrder::MESH);
+    FlatMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
     makeManifold(flat, options, report);
-    auto pRMesh = std::make_unique<RMesh>(std::move(flat.vVertices), flat.vTriples, pMesh->getRMesh()->cellSize);
-    pMesh->replaceRMesh(pRMesh.release());
+    checkMeshSize(flat.vVertices.size(), flat.numTriangles());
+    pMesh->replaceBody(std::make_unique<MeshBody>(std::move(flat), pMesh->getBody().getCellSize()));
 }
 
 void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report) {

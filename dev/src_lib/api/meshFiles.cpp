@@ -4,6 +4,7 @@
 
 #include "frame/tools.h"
 #include "io/meshFormats.h"
+#include "refine/MeshBody.h"
 #include "refine/RMesh.h"
 #include "zef/Mesh.h"
 #include "zef/pointFiles.h"
@@ -44,7 +45,7 @@ bool writeByType(const std::string& name, const Mesh& mesh, bool bFlag) {
 bool writeMesh(const std::string& path, const std::shared_ptr<Mesh>& pMesh, const WriteMeshOptions& options) {
     ASSEX(pMesh != nullptr);
     try {
-        writeMeshFile(path, flatten(*pMesh->getRMesh(), VertexOrder::FIRST_USE), options);
+        writeMeshFile(path, pMesh->getBody().flatten(VertexOrder::FIRST_USE), options);
         return true;
     } catch (const std::exception& fault) {
         showError(where(__PRETTY_FUNCTION__, __LINE__), "writing " + path + " failed: " + fault.what());

@@ -5,6 +5,7 @@
 
 #include "frame/License.h"
 #include "frame/Progress.h"
+#include "refine/MeshBody.h"
 #include "refine/RMesh.h"
 #include "refine/reduceTo.h"
 #include "zef/Mesh.h"
@@ -14,7 +15,7 @@ namespace QUOR_ZEF {
 namespace {
 
 void passGate(const char* gate, const Mesh& mesh) {
-    passLicenseGate(gate, mesh.getRMesh()->getNumVertices());
+    passLicenseGate(gate, mesh.getBody().numVertices());
 }
 
 // Runs fn with the plan, unless a run is going on that has planned for it.
@@ -66,9 +67,10 @@ double reduceTo(std::shared_ptr<Mesh> pMesh, const ReduceOptions& options) {
     passGate("reduceTo", *pMesh);
     double error = 0.0;
     runPlanned("ReduceTo", {{"RM_rtscore", 10.0}, {"RM_rtloop", 85.0}, {"RM_rtmeas", 5.0}}, [&] {
-        FlatMesh flat = flatten(*pMesh->getRMesh(), VertexOrder::MESH);
+        FlatMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
         error = reduceTo(flat, options);
-        pMesh->replaceRMesh(new RMesh(std::move(flat.vVertices), flat.vTriples, pMesh->getRMesh()->cellSize));
+        const double cellSize = pMesh->getBody().getCellSize();
+        pMesh->replaceRMesh(new RMesh(std::move(flat.vVertices), flat.vTriples, cellSize));
     });
     return error;
 }

@@ -1,9 +1,11 @@
 #include "refine/FlatMesh.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "frame/tools.h"
 #include "refine/RMesh.h"
+#include "topology/CMesh.h"
 
 namespace QUOR_ZEF {
 
@@ -16,7 +18,77 @@ std::uint32_t append(std::vector<Point3>& vVertices, const Point3& p) {
     return static_cast<std::uint32_t>(vVertices.size() - 1);
 }
 
+// The vertices of a mesh by cell.
+class CellVertices {
+public:
+    // Appends the vertices of all cells with a Bundle, in order of code.
+    CellVertices(const CellMap& cells_, std::vector<Point3>& vPointVertex) : cells(cells_) {
+        vPointVertex.reserve(cells.size());
+        vVertex.resize(cells.getNumNumbers(), none);
+        cells.forEachNumber([&](std::uint32_t number) {
+            const Bundle* pBundle = cells.getBundle(number);
+            if (!pBundle) return;
+            const Point3* pVtx = pBundle->pPoint;
+            vVertex[number] = append(vPointVertex, *pVtx);
+            const Point3* pOwnVtx = &vPointVertex.back();
+            ASSEX(*pVtx==*pOwnVtx);
+            ++numVertices;
+        });
+    }
+    std::size_t size() const { return numVertices; }
+    // end() for a cell without a vertex.
+    std::uint32_t find(uint64 ccd) const {
+        const std::uint32_t number = cells.getNumber(ccd);
+        return number < vVertex.size() ? vVertex[number] : none;
+    }
+    std::uint32_t end() const { return none; }
+
+private:
+    const CellMap& cells;
+    std::vector<std::uint32_t> vVertex;  // by number of the cell
+    std::size_t numVertices = 0;
+};
+
 }  // namespace
+
+FlatMesh flatten(CMesh& mesh) {
+    const CellMap& cells = *mesh.getCCDBundleMap();
+    std::vector<CTriangle*> vCT;
+    mesh.getAllTriangles(vCT);
+    checkMeshSize(cells.size(), vCT.size());
+    FlatMesh flat;
+    std::vector<Point3>& vPointVertex = flat.vVertices;
+    const CellVertices vCCDVertex(cells, vPointVertex);
+    ASSEX(vCCDVertex.size()==vPointVertex.size());
+    flat.vTriples.reserve(3 * vCT.size());
+    for (const CTriangle* pCT : vCT) {
+        const std::uint32_t it0 = vCCDVertex.find(pCT->getCorner(0));
+        const std::uint32_t it1 = vCCDVertex.find(pCT->getCorner(1));
+        const std::uint32_t it2 = vCCDVertex.find(pCT->getCorner(2));
+        ASSEX(it0!=vCCDVertex.end() && it1!=vCCDVertex.end() && it2!=vCCDVertex.end());
+        flat.vTriples.insert(flat.vTriples.end(), {it0, it1, it2});
+    }
+    return flat;
+}
+
+void renumberVertices(FlatMesh& mesh, VertexOrder order) {
+    std::vector<std::uint32_t> vIndex(mesh.vVertices.size(), none);
+    std::uint32_t num = 0;
+    if (order == VertexOrder::MESH) {
+        for (const std::uint32_t vertex : mesh.vTriples) vIndex[vertex] = 0;
+        for (std::uint32_t& index : vIndex)
+            if (index != none) index = num++;
+    } else {
+        for (const std::uint32_t vertex : mesh.vTriples)
+            if (vIndex[vertex] == none) vIndex[vertex] = num++;
+    }
+    for (std::uint32_t& vertex : mesh.vTriples) vertex = vIndex[vertex];
+    if (order == VertexOrder::MESH && num == vIndex.size()) return;
+    std::vector<Point3> vVertices(num);
+    for (std::size_t i = 0; i < vIndex.size(); ++i)
+        if (vIndex[i] != none) vVertices[vIndex[i]] = mesh.vVertices[i];
+    mesh.vVertices = std::move(vVertices);
+}
 
 bool FlatMesh::hasColor() const {
     return std::any_of(vVertices.begin(), vVertices.end(), [](const Point3& p) { return p.hasColor(); });

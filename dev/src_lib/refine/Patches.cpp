@@ -113,8 +113,7 @@ void Patches::floodOneSidedAgain() {
 // Each once, in order.
 std::vector<Edge> Patches::edgesOfClashes() const {
     std::vector<VertexPair> vEnds;
-    for (const std::uint32_t side : vClashes)
-        vEnds.push_back(std::minmax(vTriples[side], vTriples[nextSide(side)]));
+    for (const std::uint32_t side : vClashes) vEnds.push_back(std::minmax(vTriples[side], vTriples[nextSide(side)]));
     std::sort(vEnds.begin(), vEnds.end());
     vEnds.erase(std::unique(vEnds.begin(), vEnds.end()), vEnds.end());
     std::vector<Edge> vEdges;

@@ -5,45 +5,10 @@
 #include <utility>
 
 #include "frame/tools.h"
+#include "refine/FlatMesh.h"
 #include "topology/CMesh.h"
 
 namespace QUOR_ZEF {
-
-namespace {
-
-// The vertices of a mesh by cell.
-class CellVertices {
-public:
-    // Appends the vertices of all cells with a Bundle, in order of code.
-    CellVertices(const CellMap& cells_, std::vector<Point3>& vPointVertex) : cells(cells_) {
-        vPointVertex.reserve(cells.size());
-        vVertex.resize(cells.getNumNumbers());
-        cells.forEachNumber([&](std::uint32_t number) {
-            const Bundle* pBundle = cells.getBundle(number);
-            if (!pBundle) return;
-            const Point3* pVtx = pBundle->pPoint;
-            vPointVertex.push_back(*pVtx);
-            const Point3* pOwnVtx = &vPointVertex.back();
-            ASSEX(*pVtx==*pOwnVtx);
-            vVertex[number] = &vPointVertex.back();
-            ++numVertices;
-        });
-    }
-    std::size_t size() const { return numVertices; }
-    // Null for a cell without a vertex.
-    Point3* find(uint64 ccd) const {
-        const std::uint32_t number = cells.getNumber(ccd);
-        return number < vVertex.size() ? vVertex[number] : nullptr;
-    }
-    const Point3* end() const { return nullptr; }
-
-private:
-    const CellMap& cells;
-    std::vector<Point3*> vVertex;  // by number of the cell
-    std::size_t numVertices = 0;
-};
-
-}  // namespace
 
 void checkMeshSize(std::size_t numVertices, std::size_t numTriangles) {
     constexpr std::size_t maxVertices = std::size_t{1} << 31;
@@ -62,21 +27,11 @@ void RMesh::startVertices() {
 }
 
 RMesh::RMesh(CMesh* pCM) : RMesh(pCM->getCellSize()) {
-    const CellMap& cells = *pCM->getCCDBundleMap();
-    std::vector<CTriangle*> vCT;
-    pCM->getAllTriangles(vCT);
-    checkMeshSize(cells.size(), vCT.size());
-    std::vector<Point3>& vPointVertex = vVertices;
-    const CellVertices vCCDVertex(cells, vPointVertex);
-    ASSEX(vCCDVertex.size()==vPointVertex.size());
+    FlatMesh flat = flatten(*pCM);
+    vVertices = std::move(flat.vVertices);
     startVertices();
-    for (const CTriangle* pCT : vCT) {
-        Point3* it0 = vCCDVertex.find(pCT->getCorner(0));
-        Point3* it1 = vCCDVertex.find(pCT->getCorner(1));
-        Point3* it2 = vCCDVertex.find(pCT->getCorner(2));
-        ASSEX(it0!=vCCDVertex.end() && it1!=vCCDVertex.end() && it2!=vCCDVertex.end());
-        createT(it0, it1, it2);
-    }
+    for (std::size_t i = 0; i < flat.vTriples.size(); i += 3)
+        createT(&vVertices[flat.vTriples[i]], &vVertices[flat.vTriples[i + 1]], &vVertices[flat.vTriples[i + 2]]);
 }
 
 RMesh::RMesh(std::vector<Point3> vVertices_, const std::vector<std::uint32_t>& vTriples, double cellSize_)
