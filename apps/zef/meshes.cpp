@@ -7,7 +7,6 @@
 #include "failures.h"
 #include "topology.h"
 #include "zef/Mesh.h"
-#include "zef/meshCheck.h"
 #include "zef/meshFiles.h"
 
 namespace {
@@ -56,12 +55,12 @@ void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
     command.add_flag("--keep-non-manifold", bKeepNonManifold, "Leave edges of more than two triangles as they are");
 }
 
-void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, bool bFillHoles,
+void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, const zef::ManifoldOptions& options,
           const std::string& textIfEmpty) {
     if (!pMesh || pMesh->getNumT() == 0) throw Failure(textIfEmpty);
     if (bKeepNonManifold) return;
     zef::ManifoldReport ignored;  // the report counts what is left, not what was mended
-    zef::makeManifold(pMesh, {.fillHoles = bFillHoles}, ignored);
+    zef::makeManifold(pMesh, options, ignored);
 }
 
 void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const Shift& shift,

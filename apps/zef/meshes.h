@@ -7,6 +7,7 @@
 
 #include "CommandRun.h"
 #include "outputs.h"
+#include "zef/meshCheck.h"
 
 namespace QUOR_ZEF {
 class Mesh;
@@ -30,7 +31,7 @@ void addMendOption(CLI::App& command, bool& bKeepNonManifold);
 
 // Makes the mesh manifold, unless it shall keep what is not; see zef::makeManifold for
 // the holes. Throws Failure with the text if there is no mesh or nothing in it.
-void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, bool bFillHoles,
+void mend(const std::shared_ptr<zef::Mesh>& pMesh, bool bKeepNonManifold, const zef::ManifoldOptions& options,
           const std::string& textIfEmpty);
 
 // Throws Failure if the file cannot be written.

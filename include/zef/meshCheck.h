@@ -95,7 +95,8 @@ struct ManifoldReport {
 };
 
 struct ManifoldOptions {
-    bool fillHoles = true;  // small ones, see makeManifold(); false: holes of the input stay open
+    bool fillHoles = true;       // small ones, see makeManifold(); false: holes of the input stay open
+    bool exactVertices = false;  // the vertices lie on the surface, as those of melt() do
 };
 
 // Makes every edge and vertex manifold and every component consistently oriented:
@@ -104,11 +105,13 @@ struct ManifoldOptions {
 //
 // Triangles on the same vertices as an earlier one go. So do small sheets on large
 // ones: membranes across the inside, the thinner half of blisters, fins; wherever
-// that leaves fewer edges of an odd number of triangles. Loops of at most 12 edges
-// with more are filled with triangles among their vertices. With fillHoles so are borders of at most
-// 16 edges in large surfaces, and of 40 in bodies that have no large holes, but above 8 edges no
-// open ends that a lid would close at an angle. At other non-manifold edges the
-// triangles are joined in pairs, around the inside of bodies, else the flattest
+// that leaves fewer edges of an odd number of triangles. With exactVertices, one that
+// has a border and vertices of its own goes only if nothing else mends the place,
+// since it can be the bottom of a narrow groove. Loops of at most 12 edges with more
+// are filled with triangles among their vertices. With fillHoles so are borders of at
+// most 16 edges in large surfaces, and of 40 in bodies that have no large holes, but
+// above 8 edges no open ends that a lid would close at an angle. At other non-manifold
+// edges the triangles are joined in pairs, around the inside of bodies, else the flattest
 // ones, and pairs are cut apart by copies of vertices with all their bits. Places of
 // at most 3000 triangles where that would tear a hole, or where the surface has one
 // side, are cut out and filled again, some two edges off at the most. What
@@ -120,7 +123,7 @@ struct ManifoldOptions {
 // The same mesh always gives the same result.
 //
 // Points that the mesh has handed out become invalid. Null fails an ASSEX.
-// O(n log n), one parallel sort.
+// O(n log n); uses the task pool.
 ZEF_API void makeManifold(std::shared_ptr<Mesh> pMesh, const ManifoldOptions& options, ManifoldReport& report);
 // With the defaults.
 ZEF_API void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report);

@@ -126,5 +126,13 @@ TEST(makeManifold, worksOnTheMeshInPlace) {
     const MeshReport check = checkMesh(*pMesh);
     EXPECT_TRUE(check.bManifold && check.bOriented);
     EXPECT_EQ(check.numVertices, 12u);
+    // The inside is made when it is asked for, and that shows nowhere.
+    const TempFolder folder;
+    EXPECT_EQ(pMesh->getNumT(), 9u);
+    EXPECT_TRUE(writeMesh(folder.name("before.obj"), pMesh));
     EXPECT_EQ(pMesh->getRMesh()->cellSize, 1.0);
+    EXPECT_EQ(pMesh->getNumT(), 9u);
+    EXPECT_TRUE(writeMesh(folder.name("after.obj"), pMesh));
+    EXPECT_EQ(folder.get("before.obj"), folder.get("after.obj"));
+    EXPECT_EQ(checkMesh(*pMesh).numVertices, 12u);
 }

@@ -9,6 +9,7 @@
 #include <set>
 
 #include "frame/Rand15.h"
+#include "refine/FanSurface.h"
 #include "refine/checkTriangles.h"
 #include "support/shapes.h"
 
@@ -74,14 +75,14 @@ void expectSound(const FlatMesh& before, const FlatMesh& after, const ManifoldRe
     EXPECT_LE(vAdded.size(), report.numAddedTriangles);
 }
 
-ManifoldReport repair(FlatMesh& mesh) {
+ManifoldReport repair(FlatMesh& mesh, const ManifoldOptions& options = {}) {
     const FlatMesh before = mesh;
     ManifoldReport report;
-    makeManifold(mesh, {}, report);
+    makeManifold(mesh, options, report);
     expectSound(before, mesh, report);
     FlatMesh again = before;
     ManifoldReport reportAgain;
-    makeManifold(again, {}, reportAgain);
+    makeManifold(again, options, reportAgain);
     EXPECT_EQ(again.vTriples, mesh.vTriples);
     return report;
 }
@@ -119,7 +120,7 @@ TEST(Manifold, leavesGoodMeshesAsTheyAre) {
 TEST(Manifold, holdsOnRandomSoups) {
     for (std::uint32_t seed = 1; seed <= 300; ++seed) {
         FlatMesh soup = randomSoup(seed, 4 + seed % 23, 3 + seed % 97);
-        repair(soup);
+        repair(soup, {.exactVertices = seed % 2 == 0});
         if (HasFailure()) FAIL() << "seed " << seed;
     }
 }
@@ -269,6 +270,43 @@ TEST(Manifold, removesAWallAcrossABody) {
     ASSERT_GT(numWall, 40u);
     EXPECT_EQ(repair(mesh).numRemovedSheetTriangles, numWall);
     EXPECT_EQ(mesh.vTriples, sphere.triples);
+}
+
+// A groove that a membrane runs across, but for a part of its bottom: that is open at
+// both ends, yet its vertices are those of the surface.
+TEST(Manifold, keepsTheBottomOfAGroove) {
+    constexpr std::uint32_t numRows = 30, firstRow = 8, lastRow = 20;
+    const std::vector<std::pair<double, double>> vProfile{{-6, 0},  {-5, 0}, {-4, 0}, {-3, 0}, {-2, 0},
+                                                          {-1, -1}, {0, -2}, {1, -1}, {2, 0},  {3, 0},
+                                                          {4, 0},   {5, 0},  {6, 0}};
+    const auto width = static_cast<std::uint32_t>(vProfile.size()), crease = width / 2;
+    FlatMesh mesh;
+    for (std::uint32_t y = 0; y <= numRows; ++y)
+        for (const auto& [x, z] : vProfile) mesh.vVertices.emplace_back(x, y, z);
+    const auto addQuad = [&](std::uint32_t y, std::uint32_t left, std::uint32_t right) {
+        const std::uint32_t a = y * width + left, b = y * width + right;
+        mesh.vTriples.insert(mesh.vTriples.end(), {a, b, b + width, a, b + width, a + width});
+    };
+    for (std::uint32_t y = 0; y < numRows; ++y) {
+        for (std::uint32_t x = 0; x + 1 < width; ++x)
+            if ((x != crease && x + 1 != crease) || (y >= firstRow && y < lastRow)) addQuad(y, x, x + 1);
+        addQuad(y, crease - 1, crease + 1);
+    }
+    repair(mesh, {.exactVertices = true});
+    const MeshReport check = checkTriangles(mesh);
+    EXPECT_EQ(check.numBorderLoops, 1u);
+    EXPECT_EQ(check.numComponents, 1u);
+    const auto at = [&](std::uint32_t vertex) { return mesh.vVertices[vertex] - Point3(0, 0, 0); };
+    for (std::uint32_t y = firstRow + 1; y < lastRow; ++y) {
+        Foot foot;
+        for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
+            Foot here;
+            findFoot(at(y * width + crease), at(mesh.vTriples[i]), at(mesh.vTriples[i + 1]), at(mesh.vTriples[i + 2]),
+                     here);
+            foot.sqDistance = std::min(foot.sqDistance, here.sqDistance);
+        }
+        EXPECT_LT(foot.sqDistance, 0.1) << y;
+    }
 }
 
 // Of a body; what is open stays open.

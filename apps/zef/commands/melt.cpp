@@ -26,7 +26,8 @@ int runMelt(const Options& options, CommandRun& commandRun) {
     commandRun.step("melting");
     const std::shared_ptr<zef::Mesh> pMesh = zef::melt(vCorners, spacing, options.sampling.featureAngle);
     vCorners = {};
-    mend(pMesh, options.bKeepNonManifold, true, "no surface came out of the triangles; try a smaller --spacing");
+    mend(pMesh, options.bKeepNonManifold, {.exactVertices = true},
+         "no surface came out of the triangles; try a smaller --spacing");
     commandRun.lap("seconds_melt", "melt");
     deliverMesh(commandRun, options.output, box, spacing, pMesh);
     return EXIT_DONE;

@@ -43,7 +43,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     commandRun.step("reconstructing");
     zef::ReconstructInfo info;
     const std::shared_ptr<zef::Mesh> pMesh = zef::reconstruct(vPoints, options.library, &info);
-    mend(pMesh, options.bKeepNonManifold, options.library.growSteps > 0,
+    mend(pMesh, options.bKeepNonManifold, {.fillHoles = options.library.growSteps > 0},
          "no surface came out of the points; try a larger --factor or another --spacing");
     pMesh->colorizeFilledHoles();  // of a scan with colours
     commandRun.lap("seconds_reconstruct", "reconstruct");

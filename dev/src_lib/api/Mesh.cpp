@@ -63,7 +63,7 @@ void Mesh::replaceBody(std::unique_ptr<MeshBody> pOther) {
 }
 
 void Mesh::colorizeFilledHoles() {
-    getRMesh()->colorizeFilledHoles();
+    if (pBody->hasColor()) getRMesh()->colorizeFilledHoles();
 }
 
 void Mesh::contrastSpread(double lowFraction, double highFraction) {

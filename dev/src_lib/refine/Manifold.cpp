@@ -42,10 +42,10 @@ public:
     void run() {
         removeDuplicates();
         pPatches = std::make_unique<Patches>(mesh.vTriples, vDead, edges);
-        removeSheets();
-        closeLoops();
-        joinPatches();
-        for (int numRings = 1; numRings <= maxRings && renewDefectsWithin(numRings); ++numRings) {
+        mendPatches(options.exactVertices);
+        if (options.exactVertices && !findDefects().empty()) {
+            follow({});  // apart again
+            mendPatches(false);
         }
         removeLoosePieces();
         report.numSeamEdges = pPatches->vSeams.size();
@@ -78,19 +78,30 @@ private:
         if (!vDuplicates.empty()) followInTable(vDuplicates);
     }
 
-    void removeSheets() {
+    // bSparing: sheets with vertices of their own stay, if they can be joined.
+    void mendPatches(bool bSparing) {
+        removeSheets(bSparing);
+        closeLoops();
+        joinPatches();
+        for (int numRings = 1; numRings <= maxRings && renewDefectsWithin(numRings); ++numRings) {
+        }
+    }
+
+    void removeSheets(bool bSparing) {
         if (pPatches->vMany.empty()) return;
-        const SpuriousSheets sheets = findSpuriousSheets(edges, *pPatches);
-        report.numRemovedSheets = sheets.numSheets;
-        report.numRemovedSheetTriangles = sheets.vTriangles.size();
+        const SpuriousSheets sheets = findSpuriousSheets(mesh.vTriples, edges, *pPatches, bSparing);
+        report.numRemovedSheets += sheets.numSheets;
+        report.numRemovedSheetTriangles += sheets.vTriangles.size();
         if (sheets.numSheets > 0) follow(sheets.vTriangles);
     }
 
     void closeLoops() {
         const std::size_t numBefore = mesh.numTriangles();
-        report.numClosedLoops = closeOddLoops(mesh, edges, *pPatches, options.fillHoles);
-        report.numAddedTriangles = mesh.numTriangles() - numBefore;
-        if (report.numClosedLoops > 0) follow({});
+        const std::size_t numLoops = closeOddLoops(mesh, edges, *pPatches, options.fillHoles);
+        if (numLoops == 0) return;
+        report.numClosedLoops += numLoops;
+        report.numAddedTriangles += mesh.numTriangles() - numBefore;
+        follow({});
     }
 
     void joinPatches() {

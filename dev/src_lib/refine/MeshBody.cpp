@@ -31,6 +31,10 @@ double MeshBody::getCellSize() const {
     return pRMesh ? pRMesh->cellSize : cellSize;
 }
 
+bool MeshBody::hasColor() const {
+    return pRMesh ? pRMesh->hasColor() : flat.hasColor();
+}
+
 FlatMesh MeshBody::flatten(VertexOrder order) const {
     if (pRMesh) return QUOR_ZEF::flatten(*pRMesh, order);
     FlatMesh copy = flat;

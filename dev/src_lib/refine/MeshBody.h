@@ -27,6 +27,7 @@ public:
     std::size_t numTriangles() const;
     std::size_t numVertices() const;  // those of no triangle too
     double getCellSize() const;
+    bool hasColor() const;
     FlatMesh flatten(VertexOrder order) const;
 
 private:

@@ -20,8 +20,11 @@ constexpr std::uint32_t sheetFactor = 10;    // how much larger a neighbour must
 
 class SheetFinder {
 public:
-    SheetFinder(const EdgeTable& edges_, const Patches& patches_)
-        : edges(edges_),
+    SheetFinder(const std::vector<std::uint32_t>& vTriples_, const EdgeTable& edges_, const Patches& patches_,
+                bool bSparing_)
+        : vTriples(vTriples_),
+          bSparing(bSparing_),
+          edges(edges_),
           patches(patches_),
           vPartner(patches_.vPartner),
           joiner(patches_.vSize),
@@ -48,6 +51,8 @@ public:
     }
 
 private:
+    const std::vector<std::uint32_t>& vTriples;
+    const bool bSparing;
     const EdgeTable& edges;
     const Patches& patches;
     std::vector<std::uint32_t> vPartner;  // as those of the patches, and across what has become a pair
@@ -116,6 +121,19 @@ private:
         vAtMany.resize(num);
     }
 
+    // Whether a vertex would be none any more, were the sheet gone.
+    bool hasOwnVertex() const {
+        std::vector<std::uint32_t> vHeld;
+        for (const auto& [many, num] : vAtMany)
+            vHeld.insert(vHeld.end(), {patches.vMany[many].first, patches.vMany[many].second});
+        std::sort(vHeld.begin(), vHeld.end());
+        return std::any_of(vSheet.begin(), vSheet.end(), [&](std::uint32_t t) {
+            return std::any_of(&vTriples[3 * t], &vTriples[3 * t] + 3, [&](std::uint32_t vertex) {
+                return !std::binary_search(vHeld.begin(), vHeld.end(), vertex);
+            });
+        });
+    }
+
     bool isSpurious(std::uint32_t patch) {
         std::uint32_t numOdd = numBorder, numEven = 0, largest = 0;
         for (const auto& [many, numOwn] : vAtMany) {
@@ -128,6 +146,7 @@ private:
             }
         }
         const std::size_t numHeld = vAtMany.size();
+        if (bSparing && numBorder > 0 && hasOwnVertex()) return false;
         const std::uint32_t limit = numBorder > numHeld ? maxFin : numBorder + numEven > 0 ? maxSheet : maxMembrane;
         if (numOdd <= numEven || vSheet.size() > limit) return false;
         // What is held by nothing any more was held by other sheets.
@@ -190,8 +209,9 @@ private:
 
 }  // namespace
 
-SpuriousSheets findSpuriousSheets(const EdgeTable& edges, const Patches& patches) {
-    return SheetFinder(edges, patches).find();
+SpuriousSheets findSpuriousSheets(const std::vector<std::uint32_t>& vTriples, const EdgeTable& edges,
+                                  const Patches& patches, bool bSparing) {
+    return SheetFinder(vTriples, edges, patches, bSparing).find();
 }
 
 }  // namespace QUOR_ZEF

@@ -19,7 +19,11 @@ struct SpuriousSheets {
 // triangles than before, since at these some triangle has no partner; so nothing is
 // opened that was closed. It has at most 100 triangles, or 20 if more of its edges
 // are borders than not, and a neighbour ten times as large.
+//
+// bSparing: a sheet with a border stays if vertices would go with it. It can be the
+// bottom of a narrow groove, sample for sample, and what runs across it the fault.
 // O(n), and O(100 log n) for each sheet and each change at its edges.
-SpuriousSheets findSpuriousSheets(const EdgeTable& edges, const Patches& patches);
+SpuriousSheets findSpuriousSheets(const std::vector<std::uint32_t>& vTriples, const EdgeTable& edges,
+                                  const Patches& patches, bool bSparing);
 
 }  // namespace QUOR_ZEF
