@@ -77,7 +77,7 @@ void EdgeTable::sortBuckets() {
 }
 
 Edge EdgeTable::at(std::uint32_t a, std::uint32_t b) const {
-    const auto [low, high] = std::minmax(a, b);
+    const std::uint32_t low = std::min(a, b), high = std::max(a, b);
     const std::span<const EdgeSide> sides = bucket(low);
     const auto first = std::lower_bound(sides.begin(), sides.end(), high,
                                         [](const EdgeSide& entry, std::uint32_t v) { return entry.high < v; });
