@@ -4,6 +4,7 @@
 #include "frame/Progress.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
+#include "parallel/parallelTransform.h"
 #include "refine/RMesh.h"
 
 namespace QUOR_ZEF {
@@ -20,6 +21,22 @@ bool isSound(const RTriangle* pRT) {
     if (e1.isDegenerate() || e2.isDegenerate()) return false;
     const double angle = getAngleDeg(normalize(e1), normalize(e2));
     return angle >= minSoundAngle && angle <= maxSoundAngle;
+}
+
+// The numbers below num for which test(number), ascending; on all threads.
+template <class Test>
+std::vector<std::uint32_t> numbersOf(std::uint32_t num, const Test& test) {
+    constexpr std::size_t minChunk = 10'000;
+    const auto vChunks =
+        parallelChunkResults<std::vector<std::uint32_t>>(num, minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<std::uint32_t> vHere;
+            for (auto i = static_cast<std::uint32_t>(begin); i < end; ++i)
+                if (test(i)) vHere.push_back(i);
+            return vHere;
+        });
+    std::vector<std::uint32_t> vFound;
+    for (const std::vector<std::uint32_t>& vHere : vChunks) vFound.insert(vFound.end(), vHere.begin(), vHere.end());
+    return vFound;
 }
 
 // The triangles still to be tested, by number; the last one comes first. One that
@@ -197,7 +214,12 @@ Point3* RMesh::collapseDegenerate(const RTriangle* pRT) {
 void RMesh::killDegenerate() {
     Progress* pProgress = getProgress()->getChildProgressSetTodo("RM_kdeg", uint64{3} * triangles.size());
     WorkStack stack(triangles.size());
-    for (std::uint32_t number = 0; number < triangles.size(); ++number) stack.push(number);
+    // One that is sound now needs no look before a collapse changes it, and brings it.
+    const auto isUnsound = [&](std::uint32_t number) {
+        return triangles[number]->isAlive() && !isSound(triangles[number]);
+    };
+    for (const std::uint32_t number : numbersOf(triangles.size(), isUnsound)) stack.push(number);
+    for (std::uint32_t i = 0; i < triangles.size(); ++i) pProgress->tick();
     std::uint32_t top = 0;
     while (stack.pop(top)) {
         pProgress->tick();
@@ -214,8 +236,8 @@ void RMesh::killDegenerate() {
 // are sorted, not all.
 void RMesh::killDuplicateTriangles() {
     std::vector<const REdge*> vRE;
-    for (std::uint32_t i = 0; i < edges.size(); ++i)
-        if (mayHaveRepeats(edges[i])) vRE.push_back(edges[i]);
+    for (const std::uint32_t i : numbersOf(edges.size(), [&](std::uint32_t n) { return mayHaveRepeats(edges[n]); }))
+        vRE.push_back(edges[i]);
     std::sort(vRE.begin(), vRE.end(),
               [](const REdge* a, const REdge* b) { return std::pair(a->p0, a->p1) < std::pair(b->p0, b->p1); });
     std::vector<std::pair<const Point3*, std::size_t>> vThird;
