@@ -7,7 +7,7 @@
 namespace QUOR_ZEF {
 
 Patches::Patches(const std::vector<std::uint32_t>& vTriples_, const std::vector<bool>& vDead_, const EdgeTable& edges_)
-    : vPartner(vTriples_.size(), none), vTriples(vTriples_), vDead(vDead_), edges(edges_) {
+    : vPartner(vTriples_.size(), none), vTriples(vTriples_), vDead(vDead_), edges(edges_), vSame(vTriples_.size()) {
     constexpr std::size_t minChunk = 10'000;
     parallelChunks(edges.numVertices(), minChunk, [&](std::size_t begin, std::size_t end) {
         edges.forEachEdge(begin, end, [&](const Edge& edge) { joinIfPair(edge); });
@@ -17,6 +17,7 @@ Patches::Patches(const std::vector<std::uint32_t>& vTriples_, const std::vector<
 
 void Patches::follow(const std::vector<std::uint32_t>& vKilled, const std::vector<VertexPair>& vTouched) {
     vPartner.resize(vTriples.size(), none);
+    vSame.resize(vTriples.size());
     const auto separate = [&](const Edge& edge) {
         for (const EdgeSide& entry : edge.sides) vPartner[entry.side] = none;
     };
@@ -69,7 +70,7 @@ void Patches::flood(std::uint32_t seed, std::uint32_t patch) {
         for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side) {
             const std::uint32_t other = vPartner[side];
             if (other == none) continue;
-            const std::uint8_t flip = vFlip[t] ^ (haveSameDirection(side, other) ? 1 : 0);
+            const std::uint8_t flip = vFlip[t] ^ vSame[side];
             if (vPatch[other / 3] == patch) {
                 if (vFlip[other / 3] != flip) vClashes.push_back(side);
                 continue;

@@ -33,6 +33,7 @@ public:
     void join(std::uint32_t side, std::uint32_t other) {
         vPartner[side] = other;
         vPartner[other] = side;
+        vSame[side] = vSame[other] = haveSameDirection(side, other);
     }
     void cut(std::uint32_t side);
     // Whether the triangle, as it stands in the input, is to be reversed.
@@ -51,6 +52,7 @@ private:
     const std::vector<std::uint32_t>& vTriples;
     const std::vector<bool>& vDead;
     const EdgeTable& edges;
+    std::vector<std::uint8_t> vSame;    // of each joined side: haveSameDirection() with its partner
     std::vector<std::uint8_t> vFlip;    // of each triangle
     std::vector<std::uint8_t> vTurned;  // of each patch: all its flips are to be reversed
     std::vector<std::uint32_t> vQueue;
