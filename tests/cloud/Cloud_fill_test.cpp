@@ -77,6 +77,18 @@ TEST(CloudFilling, closesAHoleExactlyAndKeepsTheOpenBorder) {
     EXPECT_EQ(addedCells(5, 20, true), vHole5);
 }
 
+// Pieces grow by their own size only; a single cell is one, too.
+TEST(CloudFilling, closesTheHolesOfEachPieceBesideSmallOnes) {
+    const Codes vSmallHole = voxelBox(405, 105, 100, 409, 109, 100);
+    Codes vCells = unionOf(sheetWithHole(9), voxelBox(300, 300, 300, 300, 300, 300));
+    vCells = unionOf(vCells, difference(voxelBox(400, 100, 100, 414, 114, 100), vSmallHole));
+    std::vector<RCDPoint> vAll = withCentres(vCells);
+    TestCloud(20, true).fillGaps(vCells, vAll);
+    Codes vAllCodes = codesOf(vAll);
+    std::sort(vAllCodes.begin(), vAllCodes.end());
+    EXPECT_EQ(difference(vAllCodes, vCells), unionOf(voxelBox(115, 115, 100, 123, 123, 100), vSmallHole));
+}
+
 TEST(CloudFilling, growsOverTheBorderUnlessItIsToBeKept) {
     const Codes vAdded = addedCells(5, 7, false);
     EXPECT_EQ(intersection(vAdded, vHole5), vHole5);

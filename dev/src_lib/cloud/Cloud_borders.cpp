@@ -226,6 +226,7 @@ void Cloud::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector<RCD
     Bridges bridges(filler);
     filler.maxSourceSteps = maxSourceSteps;
     filler.bKeepStackedApart = true;
+    filler.bStepsWithinSize = true;
     filler.adapt = [&](const Component& component, std::vector<RCDPoint>& vZero) {
         const std::vector<uint64> vOwnBridges = bridges.find(component, codesOf(vZero));
         vBridges = unionOf(vBridges, vOwnBridges);

@@ -16,7 +16,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 60;  // tiles
+constexpr std::size_t minChunk = 500;  // tiles
 
 // A tile with one more place on each side, x*36 + y*6 + z.
 constexpr int haloStrides[3] = {36, 6, 1};

@@ -62,6 +62,22 @@ Component* otherEnd(const ConnectionStruct& connection, const Component* pCompon
     return connection.pComponent0 == pComponent ? connection.pComponent1 : connection.pComponent0;
 }
 
+// The growth steps that close any hole between the cells: half the diagonal of their box, and one more.
+int stepsWithin(const std::vector<Component*>& vGroup) {
+    constexpr double spare = 1.0;
+    GridCoords low = unpackRCD(vGroup.front()->vCellRCD.front()), high = low;
+    for (const Component* pComponent : vGroup) {
+        for (const uint64 rcd : pComponent->vCellRCD) {
+            const GridCoords c = unpackRCD(rcd);
+            low = {std::min(low.x, c.x), std::min(low.y, c.y), std::min(low.z, c.z)};
+            high = {std::max(high.x, c.x), std::max(high.y, c.y), std::max(high.z, c.z)};
+        }
+    }
+    const Vector3 diagonal(static_cast<double>(high.x - low.x), static_cast<double>(high.y - low.y),
+                           static_cast<double>(high.z - low.z));
+    return static_cast<int>(std::min(diagonal.length() / 2.0 + spare, 1e6));
+}
+
 // Components by falling key; equal keys in the order of insertion.
 class Queue {
 public:
@@ -261,7 +277,8 @@ void Filler::mergeComponents() {
     for (const auto& pRaw : vRawComponents) {
         if (vVisited[static_cast<std::size_t>(pRaw->id)]) continue;
         const std::vector<Component*> vGroup = takeGroup(pRaw.get(), vVisited);
-        vComponents.push_back(std::make_unique<Component>(vGroup, numGrowSteps, pvGlobalRCDPoint, pCalc));
+        const int numSteps = bStepsWithinSize ? std::min(numGrowSteps, stepsWithin(vGroup)) : numGrowSteps;
+        vComponents.push_back(std::make_unique<Component>(vGroup, numSteps, pvGlobalRCDPoint, pCalc));
         vComponents.back()->maxSourceSteps = maxSourceSteps;
     }
 }
