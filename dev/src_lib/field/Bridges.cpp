@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "field/CellBox.h"
 #include "geometry/freeFunctions.h"
 #include "grid/CellBlocks.h"
 #include "grid/codeSets.h"
@@ -130,16 +131,10 @@ private:
 
 // The longest edge of their box.
 double extentOf(const std::vector<uint64>& vCells) {
-    GridCoords low = unpackRCD(vCells.front()), high = low;
-    for (const uint64 rcd : vCells) {
-        const GridCoords c = unpackRCD(rcd);
-        low = {std::min(low.x, c.x), std::min(low.y, c.y), std::min(low.z, c.z)};
-        high = {std::max(high.x, c.x), std::max(high.y, c.y), std::max(high.z, c.z)};
-    }
-    return static_cast<double>(std::max({high.x - low.x, high.y - low.y, high.z - low.z}) + 1);
+    CellBox box(vCells.front());
+    for (const uint64 rcd : vCells) box.add(rcd);
+    return box.diagonal().getMaxAbsComponent() + 1.0;
 }
-
-}  // namespace
 
 // With the cells of the filling beside several of them: ways spread, and lines of single cells
 // would not hold at their ends.
@@ -153,6 +148,8 @@ std::vector<uint64> withBeside(const std::vector<uint64>& vBridges, const std::v
     }
     return v;
 }
+
+}  // namespace
 
 // Once the Filler has its pieces.
 void Bridges::prepare() {
@@ -169,9 +166,16 @@ void Bridges::prepare() {
 std::vector<uint64> Bridges::find(const Component& component, const std::vector<uint64>& vZero) {
     prepare();
     CodeMap ownPieces;
+    std::uint32_t first = none;
+    bool bSeveral = false;
     for (const uint64 rcd : component.vBorderRCD) {
-        if (const std::uint32_t piece = pieces.find(rcd); piece != none) ownPieces.insert(rcd, piece);
+        const std::uint32_t piece = pieces.find(rcd);
+        if (piece == none) continue;
+        ownPieces.insert(rcd, piece);
+        if (first == none) first = piece;
+        bSeveral = bSeveral || piece != first;
     }
+    if (!bSeveral) return {};
     const Crossing crossing(vZero, ownPieces);
     std::vector<std::vector<uint64>> vCracks;
     createCC_RCD(crossing.findMiddles(*planes), vCracks);

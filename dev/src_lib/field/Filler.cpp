@@ -7,6 +7,7 @@
 #include <queue>
 
 #include "field/BorderSearch.h"
+#include "field/CellBox.h"
 #include "frame/tools.h"
 #include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
@@ -65,17 +66,11 @@ Component* otherEnd(const ConnectionStruct& connection, const Component* pCompon
 // The growth steps that close any hole between the cells: half the diagonal of their box, and one more.
 int stepsWithin(const std::vector<Component*>& vGroup) {
     constexpr double spare = 1.0;
-    GridCoords low = unpackRCD(vGroup.front()->vCellRCD.front()), high = low;
+    CellBox box(vGroup.front()->vCellRCD.front());
     for (const Component* pComponent : vGroup) {
-        for (const uint64 rcd : pComponent->vCellRCD) {
-            const GridCoords c = unpackRCD(rcd);
-            low = {std::min(low.x, c.x), std::min(low.y, c.y), std::min(low.z, c.z)};
-            high = {std::max(high.x, c.x), std::max(high.y, c.y), std::max(high.z, c.z)};
-        }
+        for (const uint64 rcd : pComponent->vCellRCD) box.add(rcd);
     }
-    const Vector3 diagonal(static_cast<double>(high.x - low.x), static_cast<double>(high.y - low.y),
-                           static_cast<double>(high.z - low.z));
-    return static_cast<int>(std::min(diagonal.length() / 2.0 + spare, 1e6));
+    return static_cast<int>(box.diagonal().length() / 2.0 + spare);
 }
 
 // Components by falling key; equal keys in the order of insertion.

@@ -60,7 +60,7 @@ Vector3 longestMinor(double xx, double xy, double xz, double yy, double yz, doub
 
 }  // namespace
 
-bool normalFromProducts(double xx, double xy, double xz, double yy, double yz, double zz, Vector3& normal) {
+bool ProductSums::getNormal(Vector3& normal) const {
     const double trace = xx + yy + zz;
     if (!(trace > 0.0) || !std::isfinite(trace)) return false;
     const double f = scaleForDeterminants(trace);
@@ -76,17 +76,9 @@ bool estimateNNV(std::vector<Point3*>& vPoints, Vector3& normal, Point3& centroi
     for (const Point3* pPoint : vPoints) pPoint->addOwnCoords(x, y, z);
     const double num = static_cast<double>(vPoints.size());
     centroid = Point3(x / num, y / num, z / num);
-    double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
-    for (const Point3* pPoint : vPoints) {
-        const Vector3 diff = *pPoint - centroid;
-        xx += diff.vx * diff.vx;
-        xy += diff.vx * diff.vy;
-        xz += diff.vx * diff.vz;
-        yy += diff.vy * diff.vy;
-        yz += diff.vy * diff.vz;
-        zz += diff.vz * diff.vz;
-    }
-    return normalFromProducts(xx, xy, xz, yy, yz, zz, normal);
+    ProductSums sums;
+    for (const Point3* pPoint : vPoints) sums.add(*pPoint - centroid);
+    return sums.getNormal(normal);
 }
 
 Vector3 triNormal(const Point3* a, const Point3* b, const Point3* c, bool& bOK) {

@@ -24,11 +24,23 @@ double getTriangleArea(const Point3& p, const Point3& q, const Point3& r);
 // impossible give 0. A NaN shows a warning and fails an ASSEX.
 double computeArea(double len0, double len1, double len2);
 
-// The unit normal of the plane that fits best through a common point, from the
-// six sums of products of the differences to it. The plane is solved along the
-// axis with the largest determinant, which is the one it leans to most.
-// False, with the normal untouched, if the sums lie on one line or are not finite.
-bool normalFromProducts(double xx, double xy, double xz, double yy, double yz, double zz, Vector3& normal);
+// The six sums of products of differences to a common point.
+struct ProductSums {
+    double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
+
+    void add(const Vector3& d) {
+        xx += d.vx * d.vx;
+        xy += d.vx * d.vy;
+        xz += d.vx * d.vz;
+        yy += d.vy * d.vy;
+        yz += d.vy * d.vz;
+        zz += d.vz * d.vz;
+    }
+    // The unit normal of the plane that fits best through the common point. The plane
+    // is solved along the axis with the largest determinant, which is the one it leans
+    // to most. False, with the normal untouched, if the sums lie on one line or are not finite.
+    bool getNormal(Vector3& normal) const;
+};
 
 // The unit normal of the plane that fits best through the points, its sign left
 // open, and their mean, without colour. False, with both untouched, for fewer

@@ -77,16 +77,11 @@ bool Smooth::estimateNNVatCentroid(SNode* pSN, const LinkedNodes& vLinkedNodes) 
     if (vLinkedNodes.size() < 2) return false;
     const Point3& c = pSN->smoothedPoint;
     const Vector3 first = vLinkedNodes[0]->smoothedPoint - c;
-    double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
+    ProductSums sums;
     double fan = 0.0;
     for (std::size_t i = 0; i < vLinkedNodes.size(); ++i) {
         const Vector3 d = vLinkedNodes[i]->smoothedPoint - c;
-        xx += d.vx * d.vx;
-        xy += d.vx * d.vy;
-        xz += d.vx * d.vz;
-        yy += d.vy * d.vy;
-        yz += d.vy * d.vz;
-        zz += d.vz * d.vz;
+        sums.add(d);
         if (i == 0) continue;
         const double area = cross(first, d).length() * 0.5;
         ASSEX(fabs(area-getArea( &pSN->smoothedPoint, &vLinkedNodes[0]->smoothedPoint, &vLinkedNodes[i]->smoothedPoint ))<1e-10);
@@ -94,7 +89,7 @@ bool Smooth::estimateNNVatCentroid(SNode* pSN, const LinkedNodes& vLinkedNodes) 
     }
     if (fan < minArea.offer((spacing / 5.0) * (spacing / 5.0))) return false;
     Vector3 normal;
-    if (!normalFromProducts(xx, xy, xz, yy, yz, zz, normal)) return false;
+    if (!sums.getNormal(normal)) return false;
     pSN->plane = Plane(c, normal);
     pSN->area = fan;
     pSN->bHasPlane = true;
