@@ -74,24 +74,6 @@ TEST(Point3, colourOfTwoIsTheirRoundedMeanOrThatOfTheFirst) {
     EXPECT_EQ(colourOf(asSecond), mix(p, q));
 }
 
-TEST(Point3, colourGettersAndSumsGiveTheStoredBytes) {
-    Point3 p(1, 2, 3, 51, 255, 0, 102);
-    EXPECT_EQ(p.getColorString(), "0.2 1 0 0.4");
-    p.bHasColor = false;
-    float r = 1, g = 1, b = 1, a = 1;
-    p.addOwnColor(r, g, b, a);
-    EXPECT_EQ(std::vector<float>({r, g, b, a}), std::vector<float>({52, 256, 1, 103}));
-    p.getColor_255(r, g, b, a);
-    EXPECT_EQ(std::vector<float>({r, g, b, a}), std::vector<float>({51, 255, 0, 102}));
-    std::uint8_t bytes[4] = {};
-    p.getColor_255(bytes[0], bytes[1], bytes[2], bytes[3]);
-    EXPECT_EQ(bytes[1], 255);
-    double x = 1, y = 1, z = 1;
-    p.addOwnCoords(x, y, z);
-    p.addWeightedOwnCoords(0.5, x, y, z);
-    EXPECT_EQ(std::vector<double>({x, y, z}), std::vector<double>({2.5, 4, 5.5}));
-}
-
 TEST(Vector3, componentsTiesAndTolerances) {
     EXPECT_EQ(Vector3(1, -1, 1).getMaxAbsIndex(), 0);
     EXPECT_EQ(Vector3(0, 1, 1).getMaxAbsIndex(), 1);
