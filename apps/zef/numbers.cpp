@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "io/textNumbers.h"
+#include "bytes/textNumbers.h"
 
 bool parseNumber(std::string_view text, double& value) {
     const char* const pEnd = text.data() + text.size();

@@ -14,6 +14,7 @@
 
 #include "io/meshFormats.h"
 #include "refine/RMesh.h"
+#include "refine/flatten.h"
 
 using namespace QUOR_ZEF;
 

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "parallel/SimplePool.h"
 #include "parallel/parallelTransform.h"
+#include "store/SimplePool.h"
 
 using namespace QUOR_ZEF;
 

@@ -13,7 +13,8 @@
 #include "frame/Progress.h"
 #include "frame/Rand15.h"
 #include "refine/RMesh.h"
-#include "refine/reduceTo.h"
+#include "refine/flatten.h"
+#include "simplify/reduceTo.h"
 #include "zef/meshOperations.h"
 
 using namespace QUOR_ZEF;

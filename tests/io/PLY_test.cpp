@@ -1,10 +1,14 @@
 #include "io/PLY.h"
 
+#include "bytes/FileBytes.h"
+#include "bytes/textNumbers.h"
+#include "io/vtxColors.h"
+
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "frame/AtomicFile.h"
+#include "bytes/AtomicFile.h"
 #include "support/capture.h"
 #include "support/plyText.h"
 #include "support/tempFolder.h"

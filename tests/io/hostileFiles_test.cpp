@@ -10,7 +10,7 @@
 #include <new>
 #include <random>
 
-#include "io/FileBytes.h"
+#include "bytes/FileBytes.h"
 #include "io/loadCloud.h"
 #include "support/capture.h"
 #include "support/plyText.h"

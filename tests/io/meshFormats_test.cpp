@@ -5,10 +5,12 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
-#include "io/PLY.h"
+#include "bytes/FileBytes.h"
 #include "io/STL.h"
 #include "io/loadCloud.h"
+#include "io/plyMesh.h"
 #include "refine/RMesh.h"
+#include "refine/flatten.h"
 #include "support/capture.h"
 #include "support/plyText.h"
 #include "support/shapes.h"
@@ -42,7 +44,7 @@ const char* const vEndings[] = {".ply", ".obj", ".stl", ".off"};
 TEST(writePly, numbersVerticesByFirstUse) {
     const TempFolder folder;
     RMesh mesh = square();
-    ASSERT_TRUE(PLY::writePly(&mesh, folder.name("a.ply"), true));
+    ASSERT_TRUE(PLY::writePly(flatten(mesh, VertexOrder::FIRST_USE), folder.name("a.ply"), true));
     const std::string header =
         "element vertex 4\nproperty float x\nproperty float y\nproperty float z\n"
         "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty uchar alpha\n"
@@ -51,7 +53,7 @@ TEST(writePly, numbersVerticesByFirstUse) {
               zef_test::plyFile("ascii", header,
                                 "0 1 1e+07 0 0 0 0 \n0 0 0.25 1 2 3 4 \n1 0 0 0 0 0 0 \n1 1 0 0 0 0 0 \n"
                                 "3 0 1 2 \n3 0 2 3 \n"));
-    ASSERT_TRUE(PLY::writePly(&mesh, folder.name("b.ply"), false));
+    ASSERT_TRUE(PLY::writePly(flatten(mesh, VertexOrder::FIRST_USE), folder.name("b.ply"), false));
     std::string body;
     body += bytesOf(0.f, 1.f, 10000001.f, 0u) + bytesOf(0.f, 0.f, 0.25f) + std::string("\1\2\3\4");
     body += bytesOf(1.f, 0.f, 0.f, 0u) + bytesOf(1.f, 1.f, 0.f, 0u);
@@ -63,17 +65,17 @@ TEST(writePly, leavesDeadTrianglesOutAndWritesNoMeshToo) {
     const TempFolder folder;
     RMesh mesh = square();
     mesh.getTriangle(0)->kill(&mesh);
-    ASSERT_TRUE(PLY::writePly(&mesh, folder.name("a.ply"), true));
+    ASSERT_TRUE(PLY::writePly(flatten(mesh, VertexOrder::FIRST_USE), folder.name("a.ply"), true));
     EXPECT_NE(folder.get("a.ply").find("element vertex 3\n"), std::string::npos);
     mesh.getTriangle(1)->kill(&mesh);
-    ASSERT_TRUE(PLY::writePly(&mesh, folder.name("a.ply"), true));
+    ASSERT_TRUE(PLY::writePly(flatten(mesh, VertexOrder::FIRST_USE), folder.name("a.ply"), true));
     EXPECT_NE(folder.get("a.ply").find("element vertex 0\n"), std::string::npos);
 }
 
 TEST(writeSTL, writesTheTextThatReadersKnow) {
     const TempFolder folder;
     RMesh mesh({{0, 0, 0}, {1, 0, 0}, {0, 1.0 / 3, 0}, {2, 0, 0}}, {0, 1, 2, 0, 1, 3}, 1.0);
-    ASSERT_TRUE(writeSTL(&mesh, folder.name("a.stl")));
+    ASSERT_TRUE(writeSTL(flatten(mesh, VertexOrder::FIRST_USE), folder.name("a.stl")));
     EXPECT_EQ(folder.get("a.stl"),
               "solid - ZEF\nfacet normal 0 0 1\n outer loop\n  vertex 0 0 0\n  vertex 1 0 0\n"
               "  vertex 0 0.3333333333 0\n endloop\nendfacet\nfacet normal 0 0 0\n outer loop\n"
@@ -83,12 +85,13 @@ TEST(writeSTL, writesTheTextThatReadersKnow) {
 TEST(MeshWriters, leaveWhatStoodThereWhenTheyFail) {
     RMesh mesh = square();
     EXPECT_NE(zef_test::printedText([&] {
-                  EXPECT_FALSE(PLY::writePly(&mesh, "/none/a.ply", true));
+                  EXPECT_FALSE(PLY::writePly(flatten(mesh, VertexOrder::FIRST_USE), "/none/a.ply", true));
               }).find("Failed, filename=/none/a.ply"),
               std::string::npos);
-    EXPECT_NE(
-        zef_test::printedText([&] { EXPECT_FALSE(writeSTL(&mesh, "/none/a.stl")); }).find("Failed to open /none/a.stl"),
-        std::string::npos);
+    EXPECT_NE(zef_test::printedText([&] {
+                  EXPECT_FALSE(writeSTL(flatten(mesh, VertexOrder::FIRST_USE), "/none/a.stl"));
+              }).find("Failed to open /none/a.stl"),
+              std::string::npos);
     const FlatMesh flat = coloredSheet();
     for (const char* ending : {".ply", ".obj", ".stl", ".off", ".glb"})
         EXPECT_ANY_THROW(writeMeshFile(std::string("/none/a") + ending, flat, {})) << ending;
@@ -167,7 +170,7 @@ TEST(writeGlb, describesWhatItsBufferHolds) {
     const FlatMesh flat = coloredSheet();
     writeMeshFile(folder.name("a.glb"), flat, options);
     const std::string file = folder.get("a.glb");
-    const auto word = [&](std::size_t at) { return PLY::loadValue<std::uint32_t>(file.data() + at); };
+    const auto word = [&](std::size_t at) { return loadValue<std::uint32_t>(file.data() + at); };
     EXPECT_EQ(file.substr(0, 4), "glTF");
     EXPECT_EQ(word(4), 2u);
     ASSERT_EQ(word(8), file.size());
@@ -190,13 +193,13 @@ TEST(writeGlb, describesWhatItsBufferHolds) {
     EXPECT_EQ(positions["count"], flat.vVertices.size());
     EXPECT_EQ(positions["min"][0].get<float>(), -1.f);
     EXPECT_EQ(positions["max"][1].get<float>(), 0.2f);
-    EXPECT_EQ(PLY::loadValue<float>(file.data() + dataOf(positions, 12) + 12), -0.9f);
+    EXPECT_EQ(loadValue<float>(file.data() + dataOf(positions, 12) + 12), -0.9f);
     const json& colors = doc["accessors"][primitive["attributes"]["COLOR_0"].get<std::size_t>()];
     const std::size_t lastColor = dataOf(colors, 8) + 8 * (flat.vVertices.size() - 1);
     // 220 of 255 is 71.6 % of the light.
-    EXPECT_NEAR(PLY::loadValue<std::uint16_t>(file.data() + lastColor) / 65535.0, 0.716, 0.001);
-    EXPECT_EQ(PLY::loadValue<std::uint16_t>(file.data() + lastColor + 2), 0);
-    EXPECT_EQ(PLY::loadValue<std::uint16_t>(file.data() + lastColor + 4), 65535);
+    EXPECT_NEAR(loadValue<std::uint16_t>(file.data() + lastColor) / 65535.0, 0.716, 0.001);
+    EXPECT_EQ(loadValue<std::uint16_t>(file.data() + lastColor + 2), 0);
+    EXPECT_EQ(loadValue<std::uint16_t>(file.data() + lastColor + 4), 65535);
     const json& indices = doc["accessors"][primitive["indices"].get<std::size_t>()];
     const std::size_t at = dataOf(indices, 4);
     for (std::size_t i = 0; i < flat.vTriples.size(); ++i) EXPECT_EQ(word(at + 4 * i), flat.vTriples[i]);

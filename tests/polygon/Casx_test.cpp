@@ -8,7 +8,7 @@
 #include <map>
 #include <set>
 
-#include "geometry/Visualizer3.h"
+#include "bytes/Visualizer3.h"
 #include "grid/Calc.h"
 #include "support/capture.h"
 #include "support/tempFolder.h"

@@ -9,8 +9,8 @@
 #include "frame/Rand15.h"
 #include "geometry/freeFunctions.h"
 #include "refine/REdgeEnergy.h"
-#include "refine/meshQueries.h"
 #include "support/capture.h"
+#include "support/meshQueries.h"
 
 using namespace QUOR_ZEF;
 using namespace zef_test;

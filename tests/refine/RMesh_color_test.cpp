@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "refine/RMesh.h"
-#include "refine/meshQueries.h"
+#include "support/meshQueries.h"
 #include "support/shapes.h"
 #include "support/tempFolder.h"
 

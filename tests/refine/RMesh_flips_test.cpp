@@ -11,8 +11,8 @@
 #include "frame/Rand15.h"
 #include "refine/REdgeEnergy.h"
 #include "refine/RMesh.h"
-#include "refine/meshQueries.h"
 #include "support/capture.h"
+#include "support/meshQueries.h"
 #include "support/shapes.h"
 #include "support/threads.h"
 

@@ -12,7 +12,7 @@
 #include "geometry/freeFunctions.h"
 #include "refine/RECandidate.h"
 #include "refine/RMesh.h"
-#include "refine/meshQueries.h"
+#include "support/meshQueries.h"
 #include "support/shapes.h"
 #include "support/threads.h"
 

@@ -10,8 +10,8 @@
 #include "frame/Rand15.h"
 #include "geometry/freeFunctions.h"
 #include "refine/RMesh.h"
-#include "refine/meshQueries.h"
 #include "support/capture.h"
+#include "support/meshQueries.h"
 #include "support/shapes.h"
 
 using namespace QUOR_ZEF;

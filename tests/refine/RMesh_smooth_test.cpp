@@ -4,12 +4,13 @@
 #include <set>
 #include <vector>
 
+#include "check/checkTriangles.h"
 #include "frame/Progress.h"
 #include "frame/Rand15.h"
 #include "geometry/freeFunctions.h"
 #include "refine/RMesh.h"
-#include "refine/checkTriangles.h"
-#include "refine/meshQueries.h"
+#include "refine/flatten.h"
+#include "support/meshQueries.h"
 #include "support/shapes.h"
 #include "support/threads.h"
 #include "zef/meshOperations.h"

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 
+#include "api/MeshBody.h"
 #include "cloud/CloudMgr.h"
 #include "frame/Progress.h"
 #include "frame/tools.h"
 #include "polygon/Voro.h"
-#include "refine/MeshBody.h"
 #include "refine/RMesh.h"
+#include "refine/flatten.h"
 #include "repair/Top.h"
 #include "topology/CMesh.h"
 #include "zef/Mesh.h"

@@ -3,11 +3,11 @@
 #include <limits>
 #include <utility>
 
+#include "api/MeshBody.h"
+#include "bytes/Visualizer3.h"
 #include "frame/tools.h"
-#include "geometry/Visualizer3.h"
-#include "io/PLY.h"
 #include "io/STL.h"
-#include "refine/MeshBody.h"
+#include "io/plyMesh.h"
 #include "refine/RMesh.h"
 
 namespace QUOR_ZEF {
@@ -113,15 +113,15 @@ void Mesh::printStatistics(const std::string& name) const {
 
 // The flag says text or not, and both names say the opposite; callers rely on it.
 bool Mesh::writePly_ASCII(const std::string& name) const {
-    return PLY::writePly(pBody->get(), name, false);
+    return PLY::writePly(pBody->flatten(VertexOrder::FIRST_USE), name, false);
 }
 
 bool Mesh::writePly_BIN(const std::string& name) const {
-    return PLY::writePly(pBody->get(), name, true);
+    return PLY::writePly(pBody->flatten(VertexOrder::FIRST_USE), name, true);
 }
 
 bool Mesh::writeStl_ASCII(const std::string& name) const {
-    return writeSTL(pBody->get(), name);
+    return writeSTL(pBody->flatten(VertexOrder::FIRST_USE), name);
 }
 
 bool Mesh::writeGeomview_ASCII(const std::string& name) const {

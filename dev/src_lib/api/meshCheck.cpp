@@ -2,12 +2,12 @@
 
 #include <utility>
 
+#include "api/MeshBody.h"
+#include "check/checkTriangles.h"
+#include "check/selfIntersections.h"
 #include "frame/tools.h"
-#include "refine/Manifold.h"
-#include "refine/MeshBody.h"
+#include "mend/Manifold.h"
 #include "refine/RMesh.h"
-#include "refine/checkTriangles.h"
-#include "refine/selfIntersections.h"
 #include "zef/Mesh.h"
 
 namespace QUOR_ZEF {

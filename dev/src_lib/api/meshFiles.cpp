@@ -2,9 +2,9 @@
 
 #include <iostream>
 
+#include "api/MeshBody.h"
 #include "frame/tools.h"
 #include "io/meshFormats.h"
-#include "refine/MeshBody.h"
 #include "refine/RMesh.h"
 #include "zef/Mesh.h"
 #include "zef/pointFiles.h"

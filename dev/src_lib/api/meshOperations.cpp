@@ -3,11 +3,11 @@
 #include <string>
 #include <utility>
 
+#include "api/MeshBody.h"
 #include "frame/License.h"
 #include "frame/Progress.h"
-#include "refine/MeshBody.h"
 #include "refine/RMesh.h"
-#include "refine/reduceTo.h"
+#include "simplify/reduceTo.h"
 #include "zef/Mesh.h"
 
 namespace QUOR_ZEF {

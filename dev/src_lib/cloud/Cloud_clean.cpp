@@ -3,6 +3,7 @@
 
 #include "cloud/Cloud.h"
 #include "frame/tools.h"
+#include "gaps/GapCloser.h"
 #include "geometry/freeFunctions.h"
 #include "grid/Calc.h"
 #include "grid/RemoveDecider_RCD.h"
@@ -51,12 +52,13 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>
     std::vector<uint64> vAllRCD;
     std::vector<uint64> vAllRmg;
     getRCD2Point(vSamples, vRemainingRCDPoint, vAllRCD);
-    if (numGrowSteps > 0 && bKeepBorders) closePinholes(vAllRCD, vRemainingRCDPoint);
+    const GapCloser gapCloser(*pCalc, numGrowSteps, bKeepBorders);
+    if (numGrowSteps > 0 && bKeepBorders) gapCloser.closePinholes(vAllRCD, vRemainingRCDPoint);
     pruneBorders(vRemainingRCDPoint, vAllRCD, vAllRmg);
     std::vector<uint64>().swap(vAllRCD);
     keepListed(vAllRmg, vRemainingRCDPoint);
     ASSEX(vAllRmg.size()==vRemainingRCDPoint.size());
-    if (numGrowSteps > 0) fillGaps(vAllRmg, vRemainingRCDPoint);
+    if (numGrowSteps > 0) gapCloser.fillGaps(vAllRmg, vRemainingRCDPoint);
     const Calc& calc = *pCalc;
     parallelTransform(vRemainingRCDPoint, vOut,
                       [&](const RCDPoint& pair) { return RCDPoint(calc.rcdToCcd(pair.first), pair.second); });

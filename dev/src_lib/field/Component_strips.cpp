@@ -6,10 +6,10 @@
 
 #include "field/Component.h"
 #include "frame/tools.h"
-#include "grid/CodeMap.h"
 #include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
+#include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
 

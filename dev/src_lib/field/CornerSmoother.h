@@ -7,7 +7,7 @@
 
 #include "field/Corner.h"
 #include "field/CornerStore.h"
-#include "parallel/SimplePool.h"
+#include "store/SimplePool.h"
 
 namespace QUOR_ZEF {
 

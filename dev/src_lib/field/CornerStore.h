@@ -9,8 +9,8 @@
 #include "field/Corner.h"
 #include "frame/types.h"
 #include "grid/Calc.h"
-#include "grid/CodeMap.h"
-#include "parallel/SimplePool.h"
+#include "store/CodeMap.h"
+#include "store/SimplePool.h"
 
 namespace QUOR_ZEF {
 

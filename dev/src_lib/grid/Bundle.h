@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "frame/types.h"
 #include "zef/Point3.h"
 
@@ -12,5 +14,8 @@ struct Bundle {
     Point3* pPoint = nullptr;  // not owned: a point of the same owner
     uint64 ccd = 0;            // the cell; fixed for the Bundle's life
 };
+
+// A cell with its sample on the way there.
+using RCDPoint = std::pair<uint64, Point3>;
 
 }  // namespace QUOR_ZEF

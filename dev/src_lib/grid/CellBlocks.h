@@ -10,8 +10,8 @@
 
 #include "frame/types.h"
 #include "grid/Calc.h"
-#include "grid/CodeMap.h"
 #include "grid/cellTopology.h"
+#include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
 

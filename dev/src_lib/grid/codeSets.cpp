@@ -2,10 +2,10 @@
 
 #include <cstdint>
 
-#include "frame/DisjointSets.h"
 #include "frame/tools.h"
 #include "grid/CellBlocks.h"
 #include "parallel/sortMT.h"
+#include "store/DisjointSets.h"
 
 namespace QUOR_ZEF {
 

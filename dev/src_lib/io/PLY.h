@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -14,8 +13,6 @@
 namespace QUOR_ZEF {
 
 class AtomicFile;
-class RMesh;
-struct FlatMesh;
 
 // The PLY format in general: elements with properties, as text or binary in
 // either byte order. What a property means is the business of the callers.
@@ -83,13 +80,6 @@ struct PlyData {
     // The length of list i.
     std::size_t rowLength(std::size_t i) const { return vRows.empty() ? width : vRows[i]; }
 };
-
-template <class T>
-T loadValue(const char* p) {
-    T value;
-    std::memcpy(&value, p, sizeof(T));
-    return value;
-}
 
 // Calls f with a value of the C++ type that stands for type; INVALID throws.
 template <class F>
@@ -164,38 +154,6 @@ public:
 private:
     std::unique_ptr<PlyFileImpl> pImpl;
 };
-
-// The live triangles of a mesh, as text or as little-endian binary; vertices in
-// order of first use, narrowed to float, with four bytes of colour each, whether
-// they have a colour or not. False with a message if the file cannot be written.
-bool writePly(RMesh* pRMesh, const std::string& name, bool bAscii);
-
-// What writePlyMesh writes beside the triangles.
-struct MeshLayout {
-    Format format = Format::LITTLE_ENDIAN_BINARY;
-    bool bDouble = false;  // coordinates
-    int digits = 6;        // of coordinates in text, or shortest
-    bool bColor = true;    // red green blue alpha
-    std::vector<std::string> vComments;
-};
-// Throws a PlyError if the file cannot be written.
-void writePlyMesh(const FlatMesh& mesh, const std::string& name, const MeshLayout& layout);
-
-struct VtxColor {
-    float red = 0.f, green = 0.f, blue = 0.f, alpha = 0.f;
-};
-
-// Brings colours into 0 to 255: by the factor 255 if none of red, green and blue
-// is above 1, by 255 / largest if one is above 255, rounded down. Alpha goes
-// through the same factor; an alpha above 255 only sees to it that all values are
-// rounded down. Fails an ASSEX on an empty vector.
-void adaptTo255(std::vector<VtxColor>& vColors);
-
-// Cuts off the fraction and keeps the low byte; 0 for nan and infinity.
-std::uint8_t lowByte(double value);
-
-// The nearest float; too large a value becomes infinity.
-float narrow(double value);
 
 }  // namespace PLY
 }  // namespace QUOR_ZEF

@@ -4,8 +4,9 @@
 #include <limits>
 #include <utility>
 
+#include "bytes/FileBytes.h"
+#include "bytes/textNumbers.h"
 #include "io/PlyFileImpl.h"
-#include "io/textNumbers.h"
 
 namespace QUOR_ZEF::PLY {
 

@@ -1,16 +1,17 @@
 #include <iostream>
 
-#include "frame/AtomicFile.h"
+#include "bytes/AtomicFile.h"
+#include "bytes/FileBytes.h"
+#include "bytes/textNumbers.h"
 #include "frame/tools.h"
-#include "io/FileBytes.h"
 #include "io/PLY.h"
+#include "io/vtxColors.h"
 #include "zef/pointFiles.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
-using PLY::loadValue;
 using PLY::PlyData;
 using PLY::PlyError;
 using PLY::PlyFile;
@@ -153,7 +154,7 @@ void takeAlpha(const PlyData& alpha, std::vector<VtxColor>& vColors) {
     visitColorType<std::uint32_t>(alpha.type, [&](auto example) {
         using T = decltype(example);
         for (std::size_t i = 0; i < alpha.count; ++i)
-            vColors[i].alpha = PLY::narrow(static_cast<double>(loadValue<T>(alpha.row(i))));
+            vColors[i].alpha = narrow(static_cast<double>(loadValue<T>(alpha.row(i))));
     });
 }
 
@@ -221,7 +222,7 @@ bool writePointsPly(const std::string& name, std::vector<Point3>& vPoints, bool 
     std::vector<float> vCoords;
     vCoords.reserve(3 * vPoints.size());
     for (const Point3& p : vPoints)
-        for (const double value : {p.px, p.py, p.pz}) vCoords.push_back(PLY::narrow(value));
+        for (const double value : {p.px, p.py, p.pz}) vCoords.push_back(narrow(value));
     AtomicFile file(name);
     PlyFile ply;
     ply.addProperties("vertex", {"x", "y", "z"}, Type::FLOAT, vPoints.size(), vCoords.data());

@@ -1,4 +1,5 @@
-#include "frame/AtomicFile.h"
+#include "bytes/AtomicFile.h"
+#include "bytes/FileBytes.h"
 #include "frame/tools.h"
 #include "io/PlyFileImpl.h"
 

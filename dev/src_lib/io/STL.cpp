@@ -1,7 +1,7 @@
 #include <iostream>
 
-#include "io/FileBytes.h"
-#include "io/textNumbers.h"
+#include "bytes/FileBytes.h"
+#include "bytes/textNumbers.h"
 #include "zef/pointFiles.h"
 
 namespace QUOR_ZEF {

@@ -5,12 +5,11 @@
 namespace QUOR_ZEF {
 
 class AtomicFile;
-class RMesh;
 struct FlatMesh;
 
-// The live triangles as STL text, 10 significant digits, each with its unit normal
+// The triangles as STL text, 10 significant digits, each with its unit normal
 // (0 0 0 if it has none). False with a message if the file cannot be written.
-bool writeSTL(RMesh* pMesh, const std::string& name);
+bool writeSTL(const FlatMesh& mesh, const std::string& name);
 // The same into an open file, which the caller commits.
 void writeStlText(AtomicFile& file, const FlatMesh& mesh);
 

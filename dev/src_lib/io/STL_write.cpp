@@ -1,9 +1,8 @@
-#include "frame/AtomicFile.h"
+#include "bytes/AtomicFile.h"
+#include "flat/FlatMesh.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "io/STL.h"
-#include "refine/FlatMesh.h"
-#include "refine/RMesh.h"
 
 namespace QUOR_ZEF {
 
@@ -39,13 +38,13 @@ void writeStlText(AtomicFile& file, const FlatMesh& mesh) {
     file.write("endsolid - ZEF\n");
 }
 
-bool writeSTL(RMesh* pMesh, const std::string& name) {
+bool writeSTL(const FlatMesh& mesh, const std::string& name) {
     AtomicFile file(name);
     if (!file.isGood()) {
         showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to open " + name);
         return false;
     }
-    writeStlText(file, flatten(*pMesh, VertexOrder::FIRST_USE));
+    writeStlText(file, mesh);
     if (file.commit()) return true;
     showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to write " + name + ", " + file.getError());
     return false;

@@ -4,7 +4,8 @@
 #include <cmath>
 #include <limits>
 
-#include "frame/AtomicFile.h"
+#include "bytes/AtomicFile.h"
+#include "bytes/textNumbers.h"
 #include "io/PLY.h"
 #include "io/meshFormats.h"
 
@@ -49,7 +50,7 @@ Box boxOf(const std::vector<Point3>& vVertices) {
     for (const Point3& p : vVertices) {
         const std::array<double, 3> coords{p.px, p.py, p.pz};
         for (std::size_t i = 0; i < 3; ++i) {
-            const double value = PLY::narrow(coords[i]);
+            const double value = narrow(coords[i]);
             if (!std::isfinite(value)) throw MeshFileError("glTF cannot hold the coordinate " + number(coords[i]));
             box.lower[i] = std::min(box.lower[i], value);
             box.upper[i] = std::max(box.upper[i], value);
@@ -115,7 +116,7 @@ std::array<std::uint16_t, 256> makeLinear() {
 
 void writeBuffer(AtomicFile& file, const FlatMesh& mesh, bool bColor) {
     for (const Point3& p : mesh.vVertices)
-        file.writeRaw(std::array<float, 3>{PLY::narrow(p.px), PLY::narrow(p.py), PLY::narrow(p.pz)});
+        file.writeRaw(std::array<float, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)});
     if (bColor) {
         const std::array<std::uint16_t, 256> linear = makeLinear();
         constexpr std::uint16_t opaque = 65535;

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <new>
 
-#include "io/FileBytes.h"
+#include "bytes/FileBytes.h"
+#include "bytes/textNumbers.h"
 #include "io/PLY.h"
 #include "io/cloudLoaders.h"
-#include "io/textNumbers.h"
 
 namespace QUOR_ZEF {
 

@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "io/FileBytes.h"
+#include "bytes/FileBytes.h"
+#include "bytes/textNumbers.h"
 #include "io/PLY.h"
 #include "io/cloudLoaders.h"
-#include "io/textNumbers.h"
 
 namespace QUOR_ZEF {
 
@@ -33,7 +33,7 @@ struct Numbers {
 ColorColumn::Color colorAt(const Numbers& numbers, std::size_t first) {
     ColorColumn::Color color{};
     for (std::size_t i = 0; i < 4; ++i)
-        color[i] = first + i < numbers.num ? PLY::narrow(numbers.values[first + i]) : ColorColumn::none;
+        color[i] = first + i < numbers.num ? narrow(numbers.values[first + i]) : ColorColumn::none;
     return color;
 }
 
@@ -55,7 +55,7 @@ constexpr std::size_t stlHeader = 84;
 constexpr std::size_t stlRecord = 50;
 
 uint64 announcedFacets(std::string_view bytes) {
-    return bytes.size() < stlHeader ? 0 : PLY::loadValue<std::uint32_t>(bytes.data() + stlHeader - 4);
+    return bytes.size() < stlHeader ? 0 : loadValue<std::uint32_t>(bytes.data() + stlHeader - 4);
 }
 
 void loadBinaryStl(std::string_view bytes, CloudFile& out) {
@@ -68,8 +68,7 @@ void loadBinaryStl(std::string_view bytes, CloudFile& out) {
     for (std::size_t i = 0; i < numFacets; ++i) {
         const char* p = bytes.data() + stlHeader + i * stlRecord + 12;  // after the normal
         for (int corner = 0; corner < 3; ++corner, p += 12)
-            out.vPoints.emplace_back(PLY::loadValue<float>(p), PLY::loadValue<float>(p + 4),
-                                     PLY::loadValue<float>(p + 8));
+            out.vPoints.emplace_back(loadValue<float>(p), loadValue<float>(p + 4), loadValue<float>(p + 8));
     }
 }
 

@@ -1,7 +1,8 @@
 #include <algorithm>
 #include <memory>
 
-#include "io/FileBytes.h"
+#include "bytes/FileBytes.h"
+#include "bytes/textNumbers.h"
 #include "io/PLY.h"
 #include "io/cloudLoaders.h"
 
@@ -9,7 +10,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-using PLY::loadValue;
 using PLY::PlyData;
 using PLY::PlyElement;
 using PLY::PlyFile;
@@ -62,7 +62,7 @@ float brightest(const PlyData& data) {
     float largest = 0.f;
     for (std::size_t i = 0; i < data.count; ++i)
         for (std::size_t k = 0; k < data.width; ++k)
-            largest = std::max(largest, PLY::narrow(static_cast<double>(loadValue<T>(data.row(i) + k * sizeof(T)))));
+            largest = std::max(largest, narrow(static_cast<double>(loadValue<T>(data.row(i) + k * sizeof(T)))));
     if (std::is_floating_point_v<T>) return largest > 1.f ? 255.f : 1.f;
     return largest > 255.f ? 65535.f : 255.f;
 }

@@ -2,10 +2,10 @@
 #include <cmath>
 #include <optional>
 
-#include "io/FileBytes.h"
+#include "bytes/FileBytes.h"
+#include "bytes/textNumbers.h"
 #include "io/PLY.h"
 #include "io/cloudLoaders.h"
-#include "io/textNumbers.h"
 
 namespace QUOR_ZEF {
 
@@ -188,8 +188,8 @@ void loadTextCloud(std::string_view bytes, bool bPts, CloudFile& out) {
 void loadBinCloud(std::string_view bytes, CloudFile& out) {
     constexpr std::size_t headerBytes = 12;
     if (bytes.size() < headerBytes) throw LoadError("the file is shorter than the header of a binary list");
-    const auto type = PLY::loadValue<std::int32_t>(bytes.data());
-    const auto count = PLY::loadValue<std::int64_t>(bytes.data() + 4);
+    const auto type = loadValue<std::int32_t>(bytes.data());
+    const auto count = loadValue<std::int64_t>(bytes.data() + 4);
     if (type != 30 && type != 20)
         throw LoadError("byte 0: type " + std::to_string(type) + ", expected 30 or 20; is it a binary list of points?");
     const std::size_t numCoords = type == 30 ? 3 : 2;
@@ -201,8 +201,8 @@ void loadBinCloud(std::string_view bytes, CloudFile& out) {
     reserveMore(out.vPoints, static_cast<std::size_t>(count));
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
         const char* p = bytes.data() + headerBytes + i * numCoords * sizeof(double);
-        out.vPoints.emplace_back(PLY::loadValue<double>(p), PLY::loadValue<double>(p + 8),
-                                 numCoords == 3 ? PLY::loadValue<double>(p + 16) : 0.0);
+        out.vPoints.emplace_back(loadValue<double>(p), loadValue<double>(p + 8),
+                                 numCoords == 3 ? loadValue<double>(p + 16) : 0.0);
     }
 }
 

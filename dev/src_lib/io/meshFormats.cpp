@@ -1,13 +1,14 @@
 #include "io/meshFormats.h"
+#include "bytes/textNumbers.h"
 
 #include <array>
 #include <charconv>
 
-#include "frame/AtomicFile.h"
+#include "bytes/AtomicFile.h"
 #include "geometry/freeFunctions.h"
-#include "io/PLY.h"
 #include "io/STL.h"
 #include "io/loadCloud.h"
+#include "io/plyMesh.h"
 
 namespace QUOR_ZEF {
 
@@ -19,7 +20,7 @@ void writeCoordinate(AtomicFile& file, double coord, bool bDouble) {
     if (bDouble) {
         file.writeShortest(coord);
     } else {
-        file.writeShortest(PLY::narrow(coord));
+        file.writeShortest(narrow(coord));
     }
 }
 
@@ -148,10 +149,10 @@ void writeBinaryStl(const FlatMesh& mesh, const std::string& path) {
         const Point3& c = mesh.vVertices[mesh.vTriples[i + 2]];
         bool bIgnored = false;
         const Vector3 n = triNormal(&a, &b, &c, bIgnored);
-        std::array<float, 12> record{PLY::narrow(n.vx), PLY::narrow(n.vy), PLY::narrow(n.vz)};
+        std::array<float, 12> record{narrow(n.vx), narrow(n.vy), narrow(n.vz)};
         std::size_t at = 3;
         for (const Point3* p : {&a, &b, &c})
-            for (const double coord : {p->px, p->py, p->pz}) record[at++] = PLY::narrow(coord);
+            for (const double coord : {p->px, p->py, p->pz}) record[at++] = narrow(coord);
         file.writeRaw(record);
         file.writeRaw(std::uint16_t{0});
     }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "refine/FlatMesh.h"
+#include "flat/FlatMesh.h"
 #include "zef/meshFiles.h"
 
 namespace QUOR_ZEF {

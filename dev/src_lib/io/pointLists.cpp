@@ -2,11 +2,11 @@
 #include <array>
 #include <iostream>
 
-#include "frame/AtomicFile.h"
-#include "geometry/Visualizer3.h"
-#include "io/FileBytes.h"
+#include "bytes/AtomicFile.h"
+#include "bytes/FileBytes.h"
+#include "bytes/Visualizer3.h"
+#include "bytes/textNumbers.h"
 #include "io/PLY.h"
-#include "io/textNumbers.h"
 #include "zef/pointFiles.h"
 
 namespace QUOR_ZEF {
@@ -77,8 +77,8 @@ bool readPoints_BIN(const char* name, std::vector<Point3>& vPoints) {
     std::string_view rows = file.view();
     std::array<char, binHeader> header{};
     std::memcpy(header.data(), rows.data(), std::min(rows.size(), binHeader));
-    const auto type = PLY::loadValue<std::int32_t>(header.data());
-    const auto count = PLY::loadValue<std::int64_t>(header.data() + 4);
+    const auto type = loadValue<std::int32_t>(header.data());
+    const auto count = loadValue<std::int64_t>(header.data() + 4);
     if (type != type3D && type != type2D)
         return say(std::cout,
                    std::string(name) + " has wrong filetype " + std::to_string(type) + ", expected: 30 or 20");

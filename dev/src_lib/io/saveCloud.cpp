@@ -1,4 +1,5 @@
 #include "io/saveCloud.h"
+#include "bytes/textNumbers.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 
-#include "frame/AtomicFile.h"
+#include "bytes/AtomicFile.h"
 #include "frame/types.h"
 #include "io/PLY.h"
 
@@ -58,7 +59,7 @@ void writePly(AtomicFile& file, const std::vector<Point3>& vPoints, const SaveOp
         vDoubles = coordinatesOf<double>(vPoints, [](double value) { return value; });
         ply.addProperties("vertex", {"x", "y", "z"}, PLY::Type::DOUBLE, num, vDoubles.data());
     } else {
-        vFloats = coordinatesOf<float>(vPoints, [](double value) { return PLY::narrow(value); });
+        vFloats = coordinatesOf<float>(vPoints, [](double value) { return narrow(value); });
         ply.addProperties("vertex", {"x", "y", "z"}, PLY::Type::FLOAT, num, vFloats.data());
     }
     if (hasColor(vPoints)) {

@@ -12,12 +12,12 @@
 
 #include "frame/tools.h"
 #include "frame/types.h"
-#include "parallel/ScratchArray.h"
 #include "parallel/blockSort.h"
 #include "parallel/concurrency.h"
 #include "parallel/keyPacking.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/wordSort.h"
+#include "store/ScratchArray.h"
 
 // The sorts of all large vectors. They use the task pool, so they must not be
 // called from inside a pool job. Iterators are those of std::vector, or pointers.

@@ -3,8 +3,8 @@
 #include <bit>
 #include <iostream>
 
+#include "bytes/Visualizer3.h"
 #include "frame/tools.h"
-#include "geometry/Visualizer3.h"
 #include "grid/Calc.h"
 
 namespace QUOR_ZEF {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "frame/types.h"
-#include "grid/CodeMap.h"
+#include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
 

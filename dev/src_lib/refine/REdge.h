@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "topology/FewList.h"
+#include "store/FewList.h"
 #include "zef/Point3.h"
 
 namespace QUOR_ZEF {

@@ -5,21 +5,10 @@
 #include <utility>
 
 #include "frame/tools.h"
-#include "refine/FlatMesh.h"
+#include "refine/flatten.h"
 #include "topology/CMesh.h"
 
 namespace QUOR_ZEF {
-
-void checkMeshSize(std::size_t numVertices, std::size_t numTriangles) {
-    constexpr std::size_t maxVertices = std::size_t{1} << 31;
-    // Each triangle may have three edges of its own, and one number means none.
-    constexpr std::size_t maxTriangles = (Adjacency::none - std::size_t{1}) / 3;
-    if (numVertices <= maxVertices && numTriangles <= maxTriangles) return;
-    showError(where(__PRETTY_FUNCTION__, __LINE__),
-              "mesh too large: " + std::to_string(numVertices) + " vertices (at most " + std::to_string(maxVertices) +
-                  "), " + std::to_string(numTriangles) + " triangles (at most " + std::to_string(maxTriangles) + ")");
-    throwBug();
-}
 
 void RMesh::startVertices() {
     pFirstVertex = vVertices.data();

@@ -13,8 +13,8 @@
 #include "refine/RPatch.h"
 #include "refine/RTriangle.h"
 #include "refine/VertexMap.h"
-#include "topology/Adjacency.h"
-#include "topology/RecordPool.h"
+#include "store/Adjacency.h"
+#include "store/RecordPool.h"
 #include "zef/Point3.h"
 
 namespace QUOR_ZEF {
@@ -293,9 +293,5 @@ private:
     std::vector<RTriangle*> vMoved;   // of exchangeCorner, kept for its memory
     std::vector<REdge*> vMovedEdges;  // likewise
 };
-
-// Vertices have 31-bit numbers, edges and triangles 32-bit ones. Shows an error
-// and throws a ZefBugException for a mesh that these do not cover.
-void checkMeshSize(std::size_t numVertices, std::size_t numTriangles);
 
 }  // namespace QUOR_ZEF

@@ -1,6 +1,6 @@
 #include <utility>
 
-#include "geometry/Visualizer3.h"
+#include "bytes/Visualizer3.h"
 #include "refine/RMesh.h"
 
 namespace QUOR_ZEF {

@@ -7,7 +7,7 @@
 
 #include "frame/types.h"
 #include "grid/CellBlocks.h"
-#include "grid/CodeMap.h"
+#include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "frame/types.h"
-#include "topology/FewList.h"
+#include "store/FewList.h"
 
 namespace QUOR_ZEF {
 

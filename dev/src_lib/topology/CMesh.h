@@ -12,13 +12,13 @@
 #include "frame/Rand15.h"
 #include "frame/types.h"
 #include "grid/Bundle.h"
-#include "parallel/ScratchArray.h"
 #include "parallel/parallelTransform.h"
-#include "topology/Adjacency.h"
+#include "store/Adjacency.h"
+#include "store/RecordPool.h"
+#include "store/ScratchArray.h"
 #include "topology/CEdge.h"
 #include "topology/CTriangle.h"
 #include "topology/CellMap.h"
-#include "topology/RecordPool.h"
 #include "zef/Point3.h"
 
 namespace QUOR_ZEF {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "frame/DisjointSets.h"
 #include "frame/tools.h"
+#include "store/DisjointSets.h"
 #include "topology/CMesh.h"
 
 namespace QUOR_ZEF {

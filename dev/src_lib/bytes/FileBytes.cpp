@@ -1,0 +1,91 @@
+#include "bytes/FileBytes.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::size_t hugePage = std::size_t{2} << 20;
+constexpr std::size_t readBlock = std::size_t{1} << 30;  // a single read gives no more than 2 GiB
+
+std::size_t roundUp(std::size_t num, std::size_t step) {
+    return (num + step - 1) / step * step;
+}
+
+}  // namespace
+
+bool FileBytes::load(const std::string& name) {
+    const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return fail(errno);
+    struct ::stat info {};
+    bool bGood = ::fstat(descriptor, &info) == 0 || fail(errno);
+    if (bGood && S_ISDIR(info.st_mode)) bGood = fail(EISDIR);
+    if (bGood) bGood = readAll(descriptor, S_ISREG(info.st_mode) ? static_cast<std::size_t>(info.st_size) : 0);
+    ::close(descriptor);
+    return bGood;
+}
+
+// One byte more than expected is asked for, so that the end is seen without
+// growing; a file that changes its size meanwhile is read to where it ends.
+bool FileBytes::readAll(int descriptor, std::size_t expected) {
+    if (!grow(expected + 1)) return false;
+    for (;;) {
+        if (size == capacity && !grow(capacity + capacity / 2 + readBlock / 1024)) return false;
+        const ssize_t num = ::read(descriptor, pData.get() + size, std::min(capacity - size, readBlock));
+        if (num == 0) return true;
+        if (num > 0) {
+            size += static_cast<std::size_t>(num);
+        } else if (errno != EINTR) {
+            return fail(errno);
+        }
+    }
+}
+
+bool FileBytes::grow(std::size_t newCapacity) {
+    const bool bHuge = newCapacity >= hugePage;
+    const std::size_t rounded = roundUp(newCapacity, bHuge ? hugePage : 64);
+    std::unique_ptr<char, Free> pNew(static_cast<char*>(std::aligned_alloc(bHuge ? hugePage : 64, rounded)));
+    if (!pNew) return fail(ENOMEM);
+    if (bHuge) adviseHugePages(pNew.get(), rounded);
+    if (size > 0) std::memcpy(pNew.get(), pData.get(), size);
+    pData = std::move(pNew);
+    capacity = newCapacity;
+    return true;
+}
+
+bool FileBytes::fail(int code) {
+    error = std::generic_category().message(code);
+    return false;
+}
+
+std::size_t memoryLimit(std::size_t fileSize) {
+    return fileSize * 16 + (std::size_t{1} << 20);
+}
+
+void adviseHugePages(void* pMemory, std::size_t numBytes) {
+    const auto address = reinterpret_cast<std::uintptr_t>(pMemory);
+    const std::uintptr_t first = roundUp(address, hugePage);
+    const std::uintptr_t last = (address + numBytes) / hugePage * hugePage;
+    // Only a hint: where it is refused, everything works as before.
+    if (last > first) static_cast<void>(::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE));
+}
+
+void reserveMore(std::vector<Point3>& vPoints, std::size_t num) {
+    const std::size_t needed = vPoints.size() + num;
+    if (needed <= vPoints.capacity()) return;
+    vPoints.reserve(std::max(needed, vPoints.size() + vPoints.size() / 4));
+    adviseHugePages(vPoints.data() + vPoints.size(), (vPoints.capacity() - vPoints.size()) * sizeof(Point3));
+}
+
+}  // namespace QUOR_ZEF

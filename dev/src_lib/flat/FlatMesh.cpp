@@ -1,0 +1,51 @@
+#include "flat/FlatMesh.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "frame/tools.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::uint32_t none = 0xffffffffu;
+
+}  // namespace
+
+void renumberVertices(FlatMesh& mesh, VertexOrder order) {
+    std::vector<std::uint32_t> vIndex(mesh.vVertices.size(), none);
+    std::uint32_t num = 0;
+    if (order == VertexOrder::MESH) {
+        for (const std::uint32_t vertex : mesh.vTriples) vIndex[vertex] = 0;
+        for (std::uint32_t& index : vIndex)
+            if (index != none) index = num++;
+    } else {
+        for (const std::uint32_t vertex : mesh.vTriples)
+            if (vIndex[vertex] == none) vIndex[vertex] = num++;
+    }
+    for (std::uint32_t& vertex : mesh.vTriples) vertex = vIndex[vertex];
+    if (order == VertexOrder::MESH && num == vIndex.size()) return;
+    std::vector<Point3> vVertices(num);
+    for (std::size_t i = 0; i < vIndex.size(); ++i)
+        if (vIndex[i] != none) vVertices[vIndex[i]] = mesh.vVertices[i];
+    mesh.vVertices = std::move(vVertices);
+}
+
+void checkMeshSize(std::size_t numVertices, std::size_t numTriangles) {
+    constexpr std::size_t maxVertices = std::size_t{1} << 31;
+    // Each triangle may have three edges of its own, and one number means none.
+    constexpr std::size_t maxTriangles = (none - std::size_t{1}) / 3;
+    if (numVertices <= maxVertices && numTriangles <= maxTriangles) return;
+    showError(where(__PRETTY_FUNCTION__, __LINE__),
+              "mesh too large: " + std::to_string(numVertices) + " vertices (at most " + std::to_string(maxVertices) +
+                  "), " + std::to_string(numTriangles) + " triangles (at most " + std::to_string(maxTriangles) + ")");
+    throwBug();
+}
+
+bool FlatMesh::hasColor() const {
+    return std::any_of(vVertices.begin(), vVertices.end(), [](const Point3& p) { return p.hasColor(); });
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "frame/types.h"
+#include "gaps/Filler.h"
+#include "gaps/LocalPlanes.h"
+#include "store/CodeMap.h"
+
+namespace QUOR_ZEF {
+
+// Finds in a filling the cells that lead straight across a gap from one piece of the cloud to
+// another and go on with the surface of both: what closes a crack whose ends are open. A crack counts
+// where it is at least half as long as it is wide.
+//
+// For the Components of one Filler, which must outlive it. Threads: one at a time.
+class Bridges {
+public:
+    explicit Bridges(const Filler& ofFiller) : filler(ofFiller) {}
+
+    // Of the filling vZero (sorted) of a merged Component, sorted. O(n) in the cells, about a
+    // microsecond each; the first call also in those of the cloud.
+    std::vector<uint64> find(const Component& component, const std::vector<uint64>& vZero);
+
+private:
+    void prepare();
+
+    const Filler& filler;
+    std::optional<LocalPlanes> planes;  // of the cloud
+    CodeMap pieces;                     // the border cells of larger pieces with their numbers
+};
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,276 @@
+#include "gaps/GapCloser.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+
+#include "field/Component.h"
+#include "gaps/Bridges.h"
+#include "gaps/Filler.h"
+#include "grid/Calc.h"
+#include "grid/CellBlocks.h"
+#include "grid/RemoveDecider_RCD.h"
+#include "grid/codeSets.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
+#include "store/CodeMap.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+// Corners farther off the zero level decide about one cell in a hundred, and
+// no more or fewer gaps close, for a third of the time and half of the memory.
+constexpr int maxSourceSteps = 4;
+constexpr std::size_t smallPocket = 26, maxPocket = 5000;  // cells
+// Of the faces around a larger pocket. A dome over a flat or bent piece of surface has half of
+// them or more; the lid on an object a quarter, unless that is flatter than an eighth of its width.
+constexpr double minWall = 0.4;
+
+// The empty cells, sorted, around those of vFilled that have a cell of the seam beside them.
+std::vector<uint64> emptyAtSeam(const std::vector<RCDPoint>& vFilled, const std::vector<uint64>& vSeam,
+                                const CellBlocks_RCD& all, const Calc& calc) {
+    const CellBlocks_RCD seam(vSeam);
+    std::vector<uint64> vEmpty;
+    uint64 around[26];
+    for (const RCDPoint& pair : vFilled) {
+        if (!(seam.maskListed27(pair.first) & ~blockCentreBit)) continue;
+        calc.completeArray26_RCD(pair.first, around);
+        std::copy_if(std::begin(around), std::end(around), std::back_inserter(vEmpty),
+                     [&](uint64 rcd) { return !all.contains(rcd); });
+    }
+    sortUniqueMT(vEmpty);
+    return vEmpty;
+}
+
+// Those of the empty cells that alone would part the empty cells around them. Of such cells beside
+// each other, as in a row through the surface, those with the most cells at their faces.
+std::vector<uint64> findPlugs(const std::vector<uint64>& vEmpty, const CellBlocks_RCD& all, const Calc& calc) {
+    std::vector<std::pair<uint64, int>> vParting;  // with the number of cells at their faces
+    for (const uint64 rcd : vEmpty) {
+        const std::uint32_t mask = all.mask27(rcd);
+        if (isCriticalBlock(mask)) vParting.emplace_back(rcd, countCells(mask & blockFaces));
+    }
+    std::vector<uint64> vPlugs;
+    uint64 around[26];
+    for (const auto& [rcd, num] : vParting) {
+        calc.completeArray26_RCD(rcd, around);
+        const bool bBest = std::none_of(std::begin(around), std::end(around), [&, n = num](uint64 neighbour) {
+            const auto it = findCode(vParting, neighbour);
+            return it != vParting.end() && it->second > n;
+        });
+        if (bBest) vPlugs.push_back(rcd);
+    }
+    return vPlugs;
+}
+
+// Finds the empty cells from which face steps over empty cells lead nowhere else.
+class Pockets {
+public:
+    // Refers to the cells that are not empty.
+    explicit Pockets(const CellBlocks_RCD& allCells) : all(allCells) {}
+
+    // The pocket with this empty cell; empty if it is open or large, or its cell was met before.
+    const std::vector<uint64>& take(uint64 rcd) {
+        vFlood.clear();
+        if (floods.find(rcd) != CodeMap::npos) return vFlood;
+        ++flood;
+        enter(rcd);
+        for (std::size_t i = 0; i < vFlood.size(); ++i) {
+            if (!enterAround(vFlood[i])) vFlood.clear();
+        }
+        return vFlood;
+    }
+
+private:
+    // False if the flood is known to be open; only cells of open floods are met again.
+    bool enter(uint64 rcd) {
+        if (all.contains(rcd)) return true;
+        const std::size_t numBefore = floods.size();
+        if (floods.insert(rcd, flood) != flood) return false;
+        if (floods.size() > numBefore) vFlood.push_back(rcd);
+        return vFlood.size() <= maxPocket;
+    }
+    bool enterAround(uint64 rcd) {
+        for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
+            if (!enter(rcd - step) || !enter(rcd + step)) return false;
+        }
+        return true;
+    }
+
+    const CellBlocks_RCD& all;
+    CodeMap floods;  // of the empty cells met
+    std::uint32_t flood = 0;
+    std::vector<uint64> vFlood;
+};
+
+// Which part of the faces around the cells of a pocket belongs to the filling.
+double filledShare(const std::vector<uint64>& vPocket, const CellBlocks_RCD& all, const CellBlocks_RCD& filled) {
+    int numFaces = 0, numFilled = 0;
+    for (const uint64 rcd : vPocket) {
+        for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
+            for (const uint64 beside : {rcd - step, rcd + step}) {
+                numFaces += all.contains(beside);
+                numFilled += filled.contains(beside);
+            }
+        }
+    }
+    return static_cast<double>(numFilled) / numFaces;
+}
+
+// The cells of the empty pockets at the filling that are small or walled in by it.
+std::vector<uint64> emptyPockets(const std::vector<RCDPoint>& vFilled, const CellBlocks_RCD& all) {
+    const CellBlocks_RCD filled(codesOf(vFilled));
+    Pockets pockets(all);
+    std::vector<uint64> vEnclosed;
+    for (const RCDPoint& pair : vFilled) {
+        for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
+            for (const uint64 rcd : {pair.first - step, pair.first + step}) {
+                if (all.contains(rcd)) continue;
+                const std::vector<uint64>& vPocket = pockets.take(rcd);
+                if (vPocket.size() > smallPocket && filledShare(vPocket, all, filled) < minWall) continue;
+                vEnclosed.insert(vEnclosed.end(), vPocket.begin(), vPocket.end());
+            }
+        }
+    }
+    return vEnclosed;
+}
+
+// The mean of the samples in the 26 cells around a cell, moved into it.
+Point3 meanAround(uint64 rcd, const std::vector<RCDPoint>& vCloud, const std::vector<RCDPoint>& vFilled,
+                  const Calc& calc) {
+    uint64 around[26];
+    calc.completeArray26_RCD(rcd, around);
+    double x = 0.0, y = 0.0, z = 0.0;
+    int num = 0;
+    for (const uint64 neighbour : around) {
+        for (const std::vector<RCDPoint>* pv : {&vCloud, &vFilled}) {
+            const auto it = findCode(*pv, neighbour);
+            if (it == pv->end()) continue;
+            it->second.addOwnCoords(x, y, z);
+            ++num;
+        }
+    }
+    Point3 mean = num > 0 ? Point3(x / num, y / num, z / num) : calc.getCellCenter(calc.rcdToCcd(rcd));
+    calc.adaptPointToRCD(rcd, mean);
+    return mean;
+}
+
+// The thick cells that hang together with the border of a Component, sorted.
+std::vector<uint64> thickAround(const Component& component, const std::vector<uint64>& vThick,
+                                const CellBlocks_RCD& thick) {
+    std::vector<bool> vFound(vThick.size());
+    std::vector<uint64> v;
+    const auto addAround = [&](uint64 rcd) {
+        thick.forEachInMask(rcd, thick.mask27(rcd), [&](std::uint32_t index, int) {
+            if (!vFound[index]) v.push_back(vThick[index]);
+            vFound[index] = true;
+        });
+    };
+    for (const uint64 rcd : component.vBorderRCD) addAround(rcd);
+    for (std::size_t i = 0; i < v.size(); ++i) addAround(v[i]);
+    sortMT(v.begin(), v.end());
+    return v;
+}
+
+// The pairs with these codes, all of which are there.
+std::vector<RCDPoint> pairsOf(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vSorted) {
+    std::vector<RCDPoint> v;
+    v.reserve(vCodes.size());
+    for (const uint64 rcd : vCodes) v.push_back(*findCode(vSorted, rcd));
+    return v;
+}
+
+// Adds cells, with samples from those around them.
+void addCells(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vCloud, const Calc& calc,
+              std::vector<RCDPoint>& vFilled) {
+    if (vCodes.empty()) return;
+    std::vector<RCDPoint> vAll = vFilled;
+    for (const uint64 rcd : vCodes) vAll.emplace_back(rcd, meanAround(rcd, vCloud, vFilled, calc));
+    sortStableByFirstMT(vAll.begin(), vAll.end());
+    vFilled.swap(vAll);
+}
+
+}  // namespace
+
+void GapCloser::closePinholes(std::vector<uint64>& vCodes, std::vector<RCDPoint>& vCloud) const {
+    constexpr std::size_t minChunk = 10000;  // cells
+    const CellBlocks_RCD cells(vCodes);
+    const auto vFound =
+        parallelChunkResults<std::vector<uint64>>(vCodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<uint64> v;
+            for (std::size_t i = begin; i < end; ++i) {
+                for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
+                    for (const uint64 rcd : {vCodes[i] - step, vCodes[i] + step}) {
+                        if (!cells.contains(rcd) && isPinholeBlock(cells.mask27(rcd))) v.push_back(rcd);
+                    }
+                }
+            }
+            return v;
+        });
+    std::vector<uint64> vPinholes;
+    for (const std::vector<uint64>& v : vFound) vPinholes.insert(vPinholes.end(), v.begin(), v.end());
+    sortUniqueMT(vPinholes);
+    addCells(vPinholes, {}, *pCalc, vCloud);
+    vCodes = unionOf(vCodes, vPinholes);
+}
+
+void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector<RCDPoint>& vCloud) const {
+    constexpr int untilNothingGoes = std::numeric_limits<int>::max();
+    std::vector<uint64> vCore, vThick, vArea, vBorder, vBridges, vKept, vDoomed;
+    RemoveDecider_RCD(&vCodes, pCalc).pruneLayered(vCloud, vCodes, vCore, vThick, false, false, untilNothingGoes);
+    RemoveDecider_RCD(&vCore, pCalc).classify(vArea, vBorder);
+    std::vector<RCDPoint> vCorePoints = vCloud, vFilled;
+    keepListed(vCore, vCorePoints);
+    const CellBlocks_RCD thick(vThick);
+    Filler filler(numGrowSteps, vBorder, vArea, vCorePoints, pCalc);
+    Bridges bridges(filler);
+    filler.maxSourceSteps = maxSourceSteps;
+    filler.bKeepStackedApart = true;
+    filler.bStepsWithinSize = true;
+    filler.adapt = [&](const Component& component, std::vector<RCDPoint>& vZero) {
+        const std::vector<uint64> vOwnBridges = bridges.find(component, codesOf(vZero));
+        vBridges = unionOf(vBridges, vOwnBridges);
+        if (filler.vComponents.size() < 2) return;
+        const std::vector<uint64> vOwnThick = thickAround(component, vThick, thick);
+        const std::vector<uint64> vOwn = unionOf(component.vCellRCD, vOwnThick);
+        keepListed(vOwn, vZero, false);
+        tightenFilling(unionOf(component.vBorderRCD, vOwnThick), pairsOf(vOwn, vCloud), vZero);
+        peelFilling(vOwn, vOwnBridges, vZero);
+    };
+    filler.fill(vFilled);
+    keepListed(vCodes, vFilled, false);
+    tightenFilling(unionOf(vBorder, vThick), vCloud, vFilled);
+    peelFilling(vCodes, vBridges, vFilled);
+
+    const std::vector<uint64> vAll = unionOf(vCodes, codesOf(vFilled));
+    RemoveDecider_RCD(&vAll, pCalc).pruneLayered(vCloud, vThick, vKept, vDoomed, false, false, 0);
+    keepListed(vDoomed, vCloud, false);
+    vCloud.insert(vCloud.end(), vFilled.begin(), vFilled.end());
+}
+
+// What has no surface all round goes, down to the cells that hold it. Those are the ones
+// around the same gap: others would also hold what hangs in the open where it happens to reach them.
+void GapCloser::peelFilling(const std::vector<uint64>& vCells, const std::vector<uint64>& vBridges,
+                            std::vector<RCDPoint>& vFilled) const {
+    const std::vector<uint64> vCandidates = codesOf(vFilled), vAll = unionOf(vCells, vCandidates);
+    RemoveDecider_RCD decider(&vAll, pCalc);
+    std::vector<uint64> vKept, vDoomed;
+    decider.prune(vFilled, intersection(vCandidates, vBridges), vKept, vDoomed, false, false);
+    decider.prune(vFilled, difference(vCandidates, vBridges), vKept, vDoomed, true, false);
+    keepListed(vDoomed, vFilled, false);
+}
+
+// Where the filling meets the cloud its surface can leave out a single cell, and peeling would go
+// on from there. Around an empty pocket it would stay two cells thick.
+void GapCloser::tightenFilling(const std::vector<uint64>& vSeam, const std::vector<RCDPoint>& vCloud,
+                               std::vector<RCDPoint>& vRCD2ZeroPoint) const {
+    const std::vector<uint64> vAll = unionOf(codesOf(vCloud), codesOf(vRCD2ZeroPoint));
+    const CellBlocks_RCD all(vAll);
+    std::vector<uint64> vAdded = findPlugs(emptyAtSeam(vRCD2ZeroPoint, vSeam, all, *pCalc), all, *pCalc);
+    const std::vector<uint64> vPockets = emptyPockets(vRCD2ZeroPoint, CellBlocks_RCD(unionOf(vAll, vAdded)));
+    vAdded.insert(vAdded.end(), vPockets.begin(), vPockets.end());
+    addCells(vAdded, vCloud, *pCalc, vRCD2ZeroPoint);
+}
+
+}  // namespace QUOR_ZEF

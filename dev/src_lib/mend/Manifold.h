@@ -1,0 +1,13 @@
+#pragma once
+
+#include "flat/FlatMesh.h"
+#include "zef/meshCheck.h"
+
+namespace QUOR_ZEF {
+
+// The work of makeManifold(). No triangle may repeat a vertex. Vertices keep their
+// numbers, those of no triangle too; copies are appended. Triangles keep their
+// order and their corners, apart from the direction and from copies.
+void makeManifold(FlatMesh& mesh, const ManifoldOptions& options, ManifoldReport& report);
+
+}  // namespace QUOR_ZEF

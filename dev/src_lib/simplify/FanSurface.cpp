@@ -1,0 +1,110 @@
+#include "simplify/FanSurface.h"
+
+#include <cmath>
+#include <utility>
+
+namespace QUOR_ZEF {
+
+namespace {
+
+// Of the segment from corner i to corner j of the triangle, if it is closer than
+// the foot so far.
+void takeSegment(const Vector3& p, const Vector3& a, const Vector3& b, std::size_t i, std::size_t j, Foot& foot) {
+    const Vector3 ab = difference(b, a), ap = difference(p, a);
+    const double sq = ab.sqLength(), along = ab * ap;
+    const double t = along <= 0.0 || sq == 0.0 ? 0.0 : along >= sq ? 1.0 : along / sq;
+    const double sqDistance = difference(ap, ab * t).sqLength();
+    if (!(sqDistance < foot.sqDistance)) return;
+    foot.sqDistance = sqDistance;
+    foot.weights = {};
+    foot.weights[i] = 1.0 - t;
+    foot.weights[j] = t;
+}
+
+}  // namespace
+
+// By the regions around a triangle: C. Ericson, Real-time collision detection, 5.1.5.
+void findFoot(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c, Foot& foot) {
+    const Vector3 ab = difference(b, a), ac = difference(c, a), ap = difference(p, a);
+    const double d1 = ab * ap, d2 = ac * ap;
+    const auto set = [&](double v, double w) {
+        foot.weights = {1.0 - v - w, v, w};
+        Vector3 rest = ap;
+        rest -= ab * v;
+        rest -= ac * w;
+        foot.sqDistance = rest.sqLength();
+    };
+    if (d1 <= 0.0 && d2 <= 0.0) return set(0.0, 0.0);
+    const Vector3 bp = difference(p, b);
+    const double d3 = ab * bp, d4 = ac * bp;
+    if (d3 >= 0.0 && d4 <= d3) return set(1.0, 0.0);
+    const double vc = d1 * d4 - d3 * d2;
+    if (vc <= 0.0 && d1 >= 0.0 && d3 <= 0.0 && d1 > d3) return set(d1 / (d1 - d3), 0.0);
+    const Vector3 cp = difference(p, c);
+    const double d5 = ab * cp, d6 = ac * cp;
+    if (d6 >= 0.0 && d5 <= d6) return set(0.0, 1.0);
+    const double vb = d5 * d2 - d1 * d6;
+    if (vb <= 0.0 && d2 >= 0.0 && d6 <= 0.0 && d2 > d6) return set(0.0, d2 / (d2 - d6));
+    const double va = d3 * d6 - d5 * d4;
+    const double s = d4 - d3, t = d5 - d6;
+    if (va <= 0.0 && s >= 0.0 && t >= 0.0 && s + t > 0.0) return set(t / (s + t), s / (s + t));
+    const double sum = va + vb + vc;
+    if (va > 0.0 && vb > 0.0 && vc > 0.0) return set(vb / sum, vc / sum);
+    foot.sqDistance = std::numeric_limits<double>::infinity();
+    takeSegment(p, a, b, 0, 1, foot);
+    takeSegment(p, b, c, 1, 2, foot);
+    takeSegment(p, c, a, 2, 0, foot);
+}
+
+FanSurface::FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> vTriples_)
+    : vPos(std::move(vPos_)), vTriples(std::move(vTriples_)), vStart(vPos.size() + 1), vFans(vTriples.size()) {
+    for (const std::uint32_t vertex : vTriples) ++vStart[vertex];
+    for (std::size_t i = 1; i < vStart.size(); ++i) vStart[i] += vStart[i - 1];
+    for (std::size_t i = vTriples.size(); i-- > 0;) vFans[--vStart[vTriples[i]]] = static_cast<std::uint32_t>(i / 3);
+}
+
+bool FanSurface::isFirstAtSide(std::uint32_t triangle, std::uint32_t i) const {
+    const std::uint32_t a = vTriples[3 * triangle + i], b = vTriples[3 * triangle + (i + 1) % 3];
+    const auto view = fan(a);
+    return *std::find_if(view.begin(), view.end(), [&](std::uint32_t other) {
+        const std::uint32_t* const k = &vTriples[3 * std::size_t{other}];
+        return k[0] == b || k[1] == b || k[2] == b;
+    }) == triangle;
+}
+
+std::uint32_t FanSurface::nearestCorner(const Foot& foot) const {
+    const auto heaviest = std::max_element(foot.weights.begin(), foot.weights.end()) - foot.weights.begin();
+    return vTriples[3 * std::size_t{foot.triangle} + static_cast<std::size_t>(heaviest)];
+}
+
+Foot FanSurface::walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnough) const {
+    Foot best;
+    for (;;) {
+        bool bCloser = false;
+        for (const std::uint32_t triangle : fan(vertex)) {
+            Foot foot;
+            foot.triangle = triangle;
+            findFoot(p, corner(triangle, 0), corner(triangle, 1), corner(triangle, 2), foot);
+            if (!(foot.sqDistance < best.sqDistance)) continue;
+            best = foot;
+            bCloser = true;
+        }
+        if (!bCloser || best.sqDistance <= sqEnough) return best;
+        // A foot inside of a triangle is as close as it gets there; one on a side
+        // may have something closer beyond it.
+        const auto& w = best.weights;
+        if (w[0] > 0.0 && w[1] > 0.0 && w[2] > 0.0) return best;
+        std::uint32_t next = vertex;
+        double highest = 0.0;
+        for (std::uint32_t i = 0; i < 3; ++i) {
+            const std::uint32_t other = vTriples[3 * best.triangle + i];
+            if (other == vertex || !(w[i] > highest)) continue;
+            highest = w[i];
+            next = other;
+        }
+        if (next == vertex) return best;
+        vertex = next;
+    }
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,94 @@
+#include "simplify/SurfaceDistance.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "parallel/parallelTransform.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::size_t minChunk = 1'000;  // triangles
+
+}  // namespace
+
+SurfaceDistance::SurfaceDistance(const FanSurface& from_, const FanSurface& to_, std::vector<std::uint32_t> vNear_,
+                                 double gridWidth_)
+    : from(from_), to(to_), vNear(std::move(vNear_)), gridWidth(gridWidth_), tree(to), vBounds(from.numTriangles()) {
+    parallelChunks(vBounds.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) vBounds[i] = boundOf(static_cast<std::uint32_t>(i));
+    });
+}
+
+// f(point, the corner that it is nearest to). What triangles have in common comes
+// with one of them only.
+template <class F>
+void SurfaceDistance::forEachPoint(std::uint32_t triangle, F&& f) const {
+    const Vector3 &a = from.corner(triangle, 0), &b = from.corner(triangle, 1), &c = from.corner(triangle, 2);
+    const std::uint32_t* const k = &from.vTriples[3 * std::size_t{triangle}];
+    bool bFirstAt[3], bFirstAtSide[3];
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        bFirstAt[i] = from.fan(k[i]).front() == triangle;
+        bFirstAtSide[i] = from.isFirstAtSide(triangle, i);
+    }
+    forEachGridPoint(a, b, c, gridWidth, [&](double wa, double wb, double wc) {
+        const double w[3] = {wa, wb, wc};
+        for (std::size_t i = 0; i < 3; ++i) {
+            if (w[i] == 1.0 ? !bFirstAt[i]
+                            : w[i] == 0.0 && !bFirstAtSide[(i + 1) % 3] && wa != 1.0 && wb != 1.0 && wc != 1.0)
+                return;
+        }
+        f(weightedMean(a, b, c, wa, wb, wc), k[std::max_element(w, w + 3) - w]);
+    });
+}
+
+double SurfaceDistance::boundOf(std::uint32_t triangle) const {
+    double bound = 0.0;
+    forEachPoint(triangle, [&](const Vector3& p, std::uint32_t vertex) {
+        bound = std::max(bound, to.walkFrom(vNear[vertex], p, bound).sqDistance);
+    });
+    return bound;
+}
+
+// The foot of the farthest point, looked up as far as walking may be wrong; none is
+// farther than sqAtLeast if that is what it says.
+Foot SurfaceDistance::findFarthest(std::uint32_t triangle, double sqAtLeast) const {
+    Foot farthest;
+    farthest.sqDistance = sqAtLeast;
+    forEachPoint(triangle, [&](const Vector3& p, std::uint32_t vertex) {
+        Foot foot = to.walkFrom(vNear[vertex], p, farthest.sqDistance);
+        if (!(foot.sqDistance > farthest.sqDistance)) return;
+        tree.findCloser(p, foot);
+        if (foot.sqDistance > farthest.sqDistance) farthest = foot;
+    });
+    return farthest;
+}
+
+// The largest bounds are looked up, until the next one is no larger than what was
+// found.
+double SurfaceDistance::findLargestSq() const {
+    std::vector<std::pair<double, std::uint32_t>> heap;
+    for (std::uint32_t i = 0; i < vBounds.size(); ++i) heap.emplace_back(vBounds[i], i);
+    std::make_heap(heap.begin(), heap.end());
+    double sqLargest = 0.0;
+    while (!heap.empty() && heap.front().first > sqLargest) {
+        sqLargest = findFarthest(heap.front().second, sqLargest).sqDistance;
+        std::pop_heap(heap.begin(), heap.end());
+        heap.pop_back();
+    }
+    return sqLargest;
+}
+
+std::vector<SurfaceDistance::Excess> SurfaceDistance::findBeyond(double sqLimit) const {
+    std::vector<Excess> vExcess;
+    for (std::uint32_t i = 0; i < vBounds.size(); ++i) {
+        if (!(vBounds[i] > sqLimit)) continue;
+        const Foot foot = findFarthest(i, sqLimit);
+        if (foot.sqDistance > sqLimit) vExcess.push_back({i, foot.triangle});
+    }
+    return vExcess;
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,95 @@
+#include "simplify/TriangleTree.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::uint32_t maxLeaf = 8;  // triangles
+
+}  // namespace
+
+double TriangleTree::Box::sqDistance(const Vector3& p) const {
+    const double x = std::max({low.vx - p.vx, 0.0, p.vx - high.vx});
+    const double y = std::max({low.vy - p.vy, 0.0, p.vy - high.vy});
+    const double z = std::max({low.vz - p.vz, 0.0, p.vz - high.vz});
+    return x * x + y * y + z * z;
+}
+
+TriangleTree::TriangleTree(const FanSurface& surface_) : surface(surface_), vOrder(surface.numTriangles()) {
+    std::iota(vOrder.begin(), vOrder.end(), 0u);
+    std::vector<Vector3> vMiddles;
+    vMiddles.reserve(vOrder.size());
+    for (const std::uint32_t triangle : vOrder) {
+        Vector3 sum = surface.corner(triangle, 0);
+        sum += surface.corner(triangle, 1);
+        sum += surface.corner(triangle, 2);
+        vMiddles.push_back(sum / 3.0);
+    }
+    vNodes.reserve(vOrder.size() / 2);
+    if (!vOrder.empty()) build(0, surface.numTriangles(), vMiddles);
+}
+
+TriangleTree::Box TriangleTree::boxOf(std::uint32_t begin, std::uint32_t end) const {
+    Box box{surface.corner(vOrder[begin], 0), surface.corner(vOrder[begin], 0)};
+    for (std::uint32_t k = begin; k < end; ++k) {
+        for (std::uint32_t i = 0; i < 3; ++i) {
+            const Vector3& p = surface.corner(vOrder[k], i);
+            box.low.set(std::min(box.low.vx, p.vx), std::min(box.low.vy, p.vy), std::min(box.low.vz, p.vz));
+            box.high.set(std::max(box.high.vx, p.vx), std::max(box.high.vy, p.vy), std::max(box.high.vz, p.vz));
+        }
+    }
+    return box;
+}
+
+// Halves along the longest side of the box.
+std::uint32_t TriangleTree::build(std::uint32_t begin, std::uint32_t end, const std::vector<Vector3>& vMiddles) {
+    const auto number = static_cast<std::uint32_t>(vNodes.size());
+    vNodes.push_back({boxOf(begin, end), begin, end, 0});
+    if (end - begin <= maxLeaf) return number;
+    const Box& box = vNodes[number].box;
+    const Vector3 size = difference(box.high, box.low);
+    const int axis = size.getMaxAbsIndex();
+    const std::uint32_t middle = begin + (end - begin) / 2;
+    std::nth_element(vOrder.begin() + begin, vOrder.begin() + middle, vOrder.begin() + end,
+                     [&](std::uint32_t a, std::uint32_t b) {
+                         const double atA = vMiddles[a].getCartesian(axis), atB = vMiddles[b].getCartesian(axis);
+                         return atA != atB ? atA < atB : a < b;
+                     });
+    build(begin, middle, vMiddles);
+    const std::uint32_t second = build(middle, end, vMiddles);
+    vNodes[number].second = second;
+    return number;
+}
+
+void TriangleTree::findCloser(const Vector3& p, Foot& foot) const {
+    // Halving 2^32 triangles is no deeper.
+    std::pair<double, std::uint32_t> stack[64];
+    std::size_t num = 0;
+    if (!vNodes.empty()) stack[num++] = {vNodes[0].box.sqDistance(p), 0};
+    while (num > 0) {
+        const auto [sq, number] = stack[--num];
+        if (!(sq < foot.sqDistance)) continue;
+        const Node& node = vNodes[number];
+        if (node.second == 0) {
+            for (std::uint32_t k = node.begin; k < node.end; ++k) takeCloser(p, vOrder[k], foot);
+            continue;
+        }
+        std::pair<double, std::uint32_t> first{vNodes[number + 1].box.sqDistance(p), number + 1},
+            second{vNodes[node.second].box.sqDistance(p), node.second};
+        if (first.first < second.first) std::swap(first, second);
+        stack[num++] = first;
+        stack[num++] = second;
+    }
+}
+
+void TriangleTree::takeCloser(const Vector3& p, std::uint32_t triangle, Foot& foot) const {
+    Foot other;
+    other.triangle = triangle;
+    findFoot(p, surface.corner(triangle, 0), surface.corner(triangle, 1), surface.corner(triangle, 2), other);
+    if (other.sqDistance < foot.sqDistance) foot = other;
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "simplify/FanSurface.h"
+
+namespace QUOR_ZEF {
+
+// Boxes around the triangles of a surface, halved again and again, to find the
+// closest point of the whole. Memory: some 40 bytes a triangle.
+class TriangleTree {
+public:
+    // The surface is borrowed. O(n log n), some 0.2 microseconds a triangle.
+    explicit TriangleTree(const FanSurface& surface);
+
+    // Replaces the foot if the surface comes closer to p than that. The closer it is
+    // already, the faster. May run on several threads.
+    void findCloser(const Vector3& p, Foot& foot) const;
+
+private:
+    struct Box {
+        Vector3 low, high;
+
+        double sqDistance(const Vector3& p) const;
+    };
+    struct Node {
+        Box box;
+        std::uint32_t begin, end;  // of its triangles in vOrder
+        std::uint32_t second;      // its second half; the first is the next node; 0 for a leaf
+    };
+
+    std::uint32_t build(std::uint32_t begin, std::uint32_t end, const std::vector<Vector3>& vMiddles);
+    Box boxOf(std::uint32_t begin, std::uint32_t end) const;
+    void takeCloser(const Vector3& p, std::uint32_t triangle, Foot& foot) const;
+
+    const FanSurface& surface;
+    std::vector<std::uint32_t> vOrder;
+    std::vector<Node> vNodes;
+};
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "flat/FlatMesh.h"
+
+namespace QUOR_ZEF {
+
+struct ReduceOptions;
+
+// See reduceTo() in zef/meshOperations.h. Replaces the mesh; returns the error
+// reached. Progress children "RM_rtscore", "RM_rtloop", "RM_rtmeas".
+// Scores and measures on all threads, collapses on one. About 350 bytes a triangle,
+// 150 more where there are colours.
+double reduceTo(FlatMesh& mesh, const ReduceOptions& options);
+
+}  // namespace QUOR_ZEF

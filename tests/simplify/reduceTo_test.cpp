@@ -1,0 +1,305 @@
+#include "simplify/reduceTo.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <vector>
+
+#include "check/checkTriangles.h"
+#include "frame/Progress.h"
+#include "geometry/freeFunctions.h"
+#include "refine/flatten.h"
+#include "simplify/FanSurface.h"
+#include "simplify/TriangleTree.h"
+#include "support/meshQueries.h"
+#include "support/threads.h"
+#include "zef/exceptions.h"
+#include "zef/meshOperations.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+struct ReduceTo : testing::Test {
+    ReduceTo() { planProgress("test", {{"RM_rtscore", 1.0}, {"RM_rtloop", 1.0}, {"RM_rtmeas", 1.0}}); }
+    ~ReduceTo() override { getProgress()->reset(); }
+};
+
+FlatMesh flatOf(const Shape& shape) {
+    return {shape.vertices, shape.triples};
+}
+
+ReduceOptions target(std::size_t numTriangles) {
+    ReduceOptions options;
+    options.targetTriangles = numTriangles;
+    return options;
+}
+
+ReduceOptions within(double maxError) {
+    ReduceOptions options;
+    options.maxError = maxError;
+    return options;
+}
+
+// A sheet of waves, its left half dark and its right half light.
+Shape waves(std::uint32_t num, double height) {
+    Shape shape = gridSheet(num, num);
+    for (Point3& p : shape.vertices) {
+        p.set(p.px, p.py, height * std::sin(0.4 * p.px) * std::cos(0.3 * p.py));
+        p.setColor(p.px < num / 2.0 ? 20 : 200, 100, 100, 255);
+    }
+    return shape;
+}
+
+Vector3 vectorOf(const Point3& p) {
+    return {p.px, p.py, p.pz};
+}
+
+FanSurface surfaceOf(const FlatMesh& mesh) {
+    std::vector<Vector3> vPos;
+    for (const Point3& p : mesh.vVertices) vPos.push_back(vectorOf(p));
+    return {vPos, mesh.vTriples};
+}
+
+Foot plainFoot(const FanSurface& surface, const Vector3& p) {
+    Foot best;
+    for (std::uint32_t i = 0; i < surface.numTriangles(); ++i) {
+        Foot foot;
+        foot.triangle = i;
+        findFoot(p, surface.corner(i, 0), surface.corner(i, 1), surface.corner(i, 2), foot);
+        if (foot.sqDistance < best.sqDistance) best = foot;
+    }
+    return best;
+}
+
+// The largest distance of the corners, and of the middles of sides and triangles.
+double plainDistance(const FlatMesh& fromMesh, const FlatMesh& toMesh) {
+    const FanSurface from = surfaceOf(fromMesh), to = surfaceOf(toMesh);
+    double sq = 0.0;
+    for (std::uint32_t i = 0; i < from.numTriangles(); ++i) {
+        const Vector3 &a = from.corner(i, 0), &b = from.corner(i, 1), &c = from.corner(i, 2);
+        const double third = 1.0 / 3.0;
+        for (const Vector3& p : {a, weightedMean(a, b, c, 0.5, 0.5, 0.0), weightedMean(a, b, c, 0.0, 0.5, 0.5),
+                                 weightedMean(a, b, c, third, third, third)})
+            sq = std::max(sq, plainFoot(to, p).sqDistance);
+    }
+    return std::sqrt(sq);
+}
+
+struct ColorError {
+    double mean = 0.0, largest = 0.0;  // steps
+};
+
+// Of the first channel, at the vertices of the input.
+ColorError colorError(const FlatMesh& input, const FlatMesh& result) {
+    const FanSurface surface = surfaceOf(result);
+    ColorError error;
+    for (const Point3& p : input.vVertices) {
+        const Foot foot = plainFoot(surface, vectorOf(p));
+        double there = 0.0;
+        for (std::size_t i = 0; i < 3; ++i)
+            there += foot.weights[i] * result.vVertices[result.vTriples[3 * std::size_t{foot.triangle} + i]].r;
+        error.mean += std::abs(there - p.r) / static_cast<double>(input.vVertices.size());
+        error.largest = std::max(error.largest, std::abs(there - p.r));
+    }
+    return error;
+}
+
+std::vector<double> bytesOf(const FlatMesh& mesh) {
+    std::vector<double> v(mesh.vTriples.begin(), mesh.vTriples.end());
+    for (const Point3& p : mesh.vVertices) v.insert(v.end(), {p.px, p.py, p.pz, double(p.r), double(p.hasColor())});
+    return v;
+}
+
+}  // namespace
+
+TEST_F(ReduceTo, reachesTheTargetOnAClosedSurfaceAndStaysOutside) {
+    const Shape sphere = icosphere(4);
+    FlatMesh mesh = flatOf(sphere);
+    const double error = reduceTo(mesh, target(500));
+    EXPECT_EQ(mesh.numTriangles(), 500u);
+    const MeshReport report = checkTriangles(mesh);
+    EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented);
+    EXPECT_EQ(report.euler, 2);
+    EXPECT_NEAR(report.volume, 4.0 / 3.0 * M_PI, 0.06);
+    EXPECT_LT(error, 0.02) << "chords of triangles of that size leave 0.016";
+    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
+        const Point3 &a = mesh.vVertices[mesh.vTriples[i]], &b = mesh.vVertices[mesh.vTriples[i + 1]],
+                     &c = mesh.vVertices[mesh.vTriples[i + 2]];
+        bool bOK = false;
+        EXPECT_GT(triNormal(&a, &b, &c, bOK) * vectorOf(a), 0.9);
+    }
+    // Down to what topology allows.
+    FlatMesh ring = flatOf(torus(40, 20, 3.0, 1.0));
+    reduceTo(ring, target(1));
+    EXPECT_EQ(checkTriangles(ring).euler, 0);
+    EXPECT_TRUE(checkTriangles(ring).bManifold);
+    EXPECT_LT(ring.numTriangles(), 60u);
+}
+
+TEST_F(ReduceTo, staysWithinTheErrorBothWaysAndTellsIt) {
+    for (const double limit : {0.02, 0.1, 0.5}) {
+        const FlatMesh input = flatOf(waves(30, 1.5));
+        FlatMesh mesh = input;
+        const double error = reduceTo(mesh, within(limit));
+        EXPECT_LE(error, limit);
+        const double plain = std::max(plainDistance(input, mesh), plainDistance(mesh, input));
+        EXPECT_LE(plain, error * (1.0 + 1e-9));
+        EXPECT_GT(plain, 0.5 * error);
+        EXPECT_LT(mesh.numTriangles(), input.numTriangles() * (limit < 0.1 ? 9 : 5) / 10);
+    }
+    const FlatMesh input = flatOf(waves(30, 1.5));
+    FlatMesh mesh = input;
+    const double error = reduceTo(mesh, target(200));
+    EXPECT_GE(error * (1.0 + 1e-9), std::max(plainDistance(input, mesh), plainDistance(mesh, input)));
+}
+
+TEST_F(ReduceTo, leavesAFlatSquareInTwoTriangles) {
+    for (const double offset : {0.0, 1e6}) {
+        Shape sheet = gridSheet(21, 21);
+        for (Point3& p : sheet.vertices) p.set(p.px + offset, p.py - offset, offset);
+        FlatMesh mesh = flatOf(sheet);
+        EXPECT_LT(reduceTo(mesh, target(2)), 1e-6);
+        ASSERT_EQ(mesh.numTriangles(), 2u);
+        EXPECT_NEAR(checkTriangles(mesh).area, 400.0, 1e-4);
+    }
+}
+
+TEST_F(ReduceTo, keepsBordersWhereTheyAre) {
+    const FlatMesh input = flatOf(openCylinder(64, 20, 1.0, 2.0));
+    FlatMesh mesh = input;
+    reduceTo(mesh, target(200));
+    const MeshReport report = checkTriangles(mesh);
+    EXPECT_EQ(report.numBorderLoops, 2u);
+    EXPECT_EQ(report.euler, 0);
+    double low = 1.0, high = 1.0;
+    for (const Point3& p : mesh.vVertices) {
+        low = std::min(low, p.pz);
+        high = std::max(high, p.pz);
+    }
+    EXPECT_NEAR(low, 0.0, 0.01);
+    EXPECT_NEAR(high, 2.0, 0.01);
+    EXPECT_NEAR(report.area, 4.0 * M_PI, 0.15);
+    // Where two borders lie on each other, they do not part.
+    Shape halves = gridSheet(11, 11);
+    const Shape other = gridSheet(11, 11);
+    for (const Point3& p : other.vertices) halves.vertices.emplace_back(p.px + 10.0, p.py, 0.1 * p.px * p.px);
+    for (const std::uint32_t i : other.triples) halves.triples.push_back(i + 121);
+    mesh = flatOf(halves);
+    reduceTo(mesh, target(40));
+    EXPECT_EQ(std::count_if(mesh.vVertices.begin(), mesh.vVertices.end(), [](const Point3& p) { return p.px == 10.0; }),
+              22);
+}
+
+TEST_F(ReduceTo, keepsTheEdgesOfACheckerboard) {
+    Shape board = gridSheet(41, 41);
+    for (Point3& p : board.vertices) {
+        const bool bDark = (int(p.px) / 10 + int(p.py) / 10) % 2 == 0;
+        p.setColor(bDark ? 0 : 255, 100, 100, 255);
+    }
+    const FlatMesh input = flatOf(board);
+    FlatMesh mesh = input;
+    reduceTo(mesh, target(input.numTriangles() / 10));
+    EXPECT_LT(colorError(input, mesh).mean, 1.0);
+    // With an error alone colours bound the reduction of what is flat.
+    mesh = input;
+    ReduceOptions options = within(0.1);
+    options.maxColorStep = 20.0;
+    reduceTo(mesh, options);
+    EXPECT_LT(mesh.numTriangles(), input.numTriangles() / 4);
+    EXPECT_LE(colorError(input, mesh).largest, 20.5) << "colours are rounded";
+}
+
+TEST_F(ReduceTo, leavesBitForBitWhatItDoesNotMerge) {
+    const FlatMesh input = flatOf(waves(12, 1.0));
+    FlatMesh mesh = input;
+    EXPECT_EQ(reduceTo(mesh, target(input.numTriangles())), 0.0);
+    EXPECT_EQ(bytesOf(mesh), bytesOf(input));
+    reduceTo(mesh, target(input.numTriangles() - 20));
+    std::set<Point3> sInput(input.vVertices.begin(), input.vVertices.end());
+    const auto numKept = std::count_if(mesh.vVertices.begin(), mesh.vVertices.end(),
+                                       [&](const Point3& p) { return sInput.count(p) > 0; });
+    EXPECT_GE(std::size_t(numKept), input.vVertices.size() - 30);
+    FlatMesh empty;
+    EXPECT_EQ(reduceTo(empty, target(1)), 0.0);
+    EXPECT_THROW(reduceTo(mesh, ReduceOptions()), ZefBugException);
+    EXPECT_THROW(reduceTo(mesh, within(-1.0)), ZefBugException);
+    EXPECT_THROW(reduceTo(mesh, within(std::nan(""))), ZefBugException);
+    // Nothing to go by, or too much.
+    const double huge = 1e300;
+    for (const Point3& far : {Point3(1, 1, 1), Point3(std::nan(""), 0, 0), Point3(huge, huge, -huge)}) {
+        FlatMesh odd{{Point3(1, 1, 1), Point3(1, 1, 1), Point3(1, 1, 1), far}, {0, 1, 2, 0, 2, 3}};
+        reduceTo(odd, target(1));
+        reduceTo(odd, within(0.0));
+        EXPECT_EQ(odd.numTriangles(), 2u);
+    }
+}
+
+TEST_F(ReduceTo, makesNothingNonManifoldOfRandomSoups) {
+    for (std::uint32_t seed = 0; seed < 60; ++seed) {
+        const Shape soup = randomSoup(seed);
+        const RMesh rMesh(soup.vertices, soup.triples, 1.0);
+        const FlatMesh input = flatten(rMesh, VertexOrder::MESH);
+        FlatMesh mesh = input;
+        reduceTo(mesh, seed % 2 == 0 ? target(10) : within(0.6));
+        const MeshReport before = checkTriangles(input), after = checkTriangles(mesh);
+        ASSERT_LE(after.numNonManifoldEdges, before.numNonManifoldEdges) << seed;
+        ASSERT_LE(after.numNonManifoldVertices, before.numNonManifoldVertices) << seed;
+        ASSERT_EQ(after.numComponents, before.numComponents) << seed;
+    }
+}
+
+TEST_F(ReduceTo, givesTheSameBytesForAnyNumberOfThreads) {
+    for (const ReduceOptions& options : {target(300), within(0.2)}) {
+        std::set<std::vector<double>> sResults;
+        std::set<double> sErrors;
+        for (const unsigned numThreads : {1u, 2u, 16u}) {
+            const ThreadCount threads(numThreads);
+            FlatMesh mesh = flatOf(waves(50, 2.0));
+            sErrors.insert(reduceTo(mesh, options));
+            sResults.insert(bytesOf(mesh));
+        }
+        EXPECT_EQ(sResults.size(), 1u);
+        EXPECT_EQ(sErrors.size(), 1u);
+    }
+}
+
+TEST(TriangleTree, findsTheClosestPointThatPlainSearchFinds) {
+    const Shape soup = randomSoup(3);
+    const RMesh rMesh(soup.vertices, soup.triples, 1.0);
+    const FanSurface surface = surfaceOf(flatten(rMesh, VertexOrder::MESH));
+    const TriangleTree tree(surface);
+    Rand15 rand(5);
+    const auto coord = [&] { return rand.next() / 32767.0 * 6.0 - 1.0; };
+    for (int i = 0; i < 500; ++i) {
+        const double x = coord(), y = coord();
+        const Vector3 p(x, y, coord());
+        Foot foot;
+        tree.findCloser(p, foot);
+        ASSERT_NEAR(foot.sqDistance, plainFoot(surface, p).sqDistance, 1e-12);
+        // Weights, triangle and distance tell of one point.
+        const auto& w = foot.weights;
+        ASSERT_NEAR(w[0] + w[1] + w[2], 1.0, 1e-12);
+        const Vector3 q = weightedMean(surface.corner(foot.triangle, 0), surface.corner(foot.triangle, 1),
+                                       surface.corner(foot.triangle, 2), w[0], w[1], w[2]);
+        ASSERT_NEAR(difference(p, q).sqLength(), foot.sqDistance, 1e-9);
+        ASSERT_GE(surface.walkFrom(0, p).sqDistance, foot.sqDistance - 1e-12);
+    }
+    // A triangle alone, against points all over it.
+    const Vector3 a(0, 0, 0), b(3, 0, 1), c(1, 2, -1);
+    for (int i = 0; i < 200; ++i) {
+        const double x = coord(), y = coord();
+        const Vector3 p(x, y, coord());
+        Foot foot;
+        findFoot(p, a, b, c, foot);
+        double least = 1e300;
+        forEachGridPoint(a, b, c, 0.04, [&](double wa, double wb, double wc) {
+            least = std::min(least, difference(weightedMean(a, b, c, wa, wb, wc), p).sqLength());
+        });
+        ASSERT_LE(foot.sqDistance, least + 1e-12);
+        ASSERT_NEAR(std::sqrt(foot.sqDistance), std::sqrt(least), 0.03);
+    }
+}
