@@ -22,22 +22,22 @@ namespace {
 
 constexpr std::uint32_t side = 1582;
 
-FlatMesh makeSheet() {
-    FlatMesh sheet;
+TriangleMesh makeSheet() {
+    TriangleMesh sheet;
     for (std::uint32_t y = 0; y < side; ++y)
         for (std::uint32_t x = 0; x < side; ++x)
-            sheet.vVertices.emplace_back(0.01 * x, 0.01 * y, std::sin(0.02 * x) * std::cos(0.03 * y));
+            sheet.vertices.emplace_back(0.01 * x, 0.01 * y, std::sin(0.02 * x) * std::cos(0.03 * y));
     for (std::uint32_t y = 0; y + 1 < side; ++y) {
         for (std::uint32_t x = 0; x + 1 < side; ++x) {
             const std::uint32_t a = y * side + x, b = a + 1, c = a + side, d = c + 1;
-            sheet.vTriples.insert(sheet.vTriples.end(), {a, b, d, a, d, c});
+            sheet.indices.insert(sheet.indices.end(), {a, b, d, a, d, c});
         }
     }
     return sheet;
 }
 
-const FlatMesh& sheet() {
-    static const FlatMesh mesh = makeSheet();
+const TriangleMesh& sheet() {
+    static const TriangleMesh mesh = makeSheet();
     return mesh;
 }
 
@@ -63,7 +63,7 @@ void countFile(benchmark::State& state, const std::string& path) {
 }
 
 void flattenMesh(benchmark::State& state) {
-    const RMesh mesh(sheet().vVertices, sheet().vTriples, 0.01);
+    const RMesh mesh(sheet().vertices, sheet().indices, 0.01);
     for (auto _ : state) benchmark::DoNotOptimize(flatten(mesh, VertexOrder::FIRST_USE));
     countTriangles(state);
 }
@@ -82,7 +82,7 @@ void readMesh(benchmark::State& state, const std::string& ending, bool bText) {
     options.bText = bText;
     writeMeshFile(path, sheet(), options);
     for (auto _ : state) {
-        FlatMesh mesh;
+        TriangleMesh mesh;
         std::string error;
         if (!readMeshFile(path, {}, mesh, error)) return state.SkipWithError(error.c_str());
     }

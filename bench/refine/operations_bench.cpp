@@ -85,7 +85,7 @@ void reduce(benchmark::State& state) {
 // To a tenth, measured.
 void reduceToTarget(benchmark::State& state) {
     onMesh(state, [](RMesh& mesh) {
-        FlatMesh flat = flatten(mesh, VertexOrder::MESH);
+        TriangleMesh flat = flatten(mesh, VertexOrder::MESH);
         ReduceOptions options;
         options.targetTriangles = flat.numTriangles() / 10;
         benchmark::DoNotOptimize(reduceTo(flat, options));

@@ -29,11 +29,11 @@ RMesh square() {
     return RMesh(vVertices, {4, 1, 2, 4, 2, 3}, 1.0);
 }
 
-FlatMesh coloredSheet() {
+TriangleMesh coloredSheet() {
     const zef_test::Shape sheet = zef_test::gridSheet(4, 3, 0.1);
-    FlatMesh mesh{sheet.vertices, sheet.triples};
-    for (std::size_t i = 0; i < mesh.vVertices.size(); ++i)
-        mesh.vVertices[i].setColor(static_cast<std::uint8_t>(20 * i), 0, 255, 255);
+    TriangleMesh mesh{sheet.vertices, sheet.triples};
+    for (std::size_t i = 0; i < mesh.vertices.size(); ++i)
+        mesh.vertices[i].setColor(static_cast<std::uint8_t>(20 * i), 0, 255, 255);
     return mesh;
 }
 
@@ -92,7 +92,7 @@ TEST(MeshWriters, leaveWhatStoodThereWhenTheyFail) {
                   EXPECT_FALSE(writeSTL(flatten(mesh, VertexOrder::FIRST_USE), "/none/a.stl"));
               }).find("Failed to open /none/a.stl"),
               std::string::npos);
-    const FlatMesh flat = coloredSheet();
+    const TriangleMesh flat = coloredSheet();
     for (const char* ending : {".ply", ".obj", ".stl", ".off", ".glb"})
         EXPECT_ANY_THROW(writeMeshFile(std::string("/none/a") + ending, flat, {})) << ending;
     EXPECT_ANY_THROW(writeMeshFile("/tmp/a.xyz", flat, {}));
@@ -100,8 +100,8 @@ TEST(MeshWriters, leaveWhatStoodThereWhenTheyFail) {
     // What fails half way leaves the old file and nothing else.
     const TempFolder folder;
     folder.put("a.glb", "old");
-    FlatMesh bad = flat;
-    bad.vVertices[3].pz = 1e300;
+    TriangleMesh bad = flat;
+    bad.vertices[3].pz = 1e300;
     EXPECT_THROW(writeMeshFile(folder.name("a.glb"), bad, {}), MeshFileError);
     EXPECT_EQ(folder.get("a.glb"), "old");
     EXPECT_EQ(folder.numFiles(), 1u);
@@ -114,20 +114,20 @@ TEST(MeshWriters, leaveWhatStoodThereWhenTheyFail) {
 
 TEST(MeshWriters, comeBackThroughTheReader) {
     const TempFolder folder;
-    const FlatMesh flat = coloredSheet();
+    const TriangleMesh flat = coloredSheet();
     for (const std::string ending : vEndings) {
         for (const bool bText : {false, true}) {
             WriteMeshOptions options;
             options.bText = bText;
             writeMeshFile(folder.name("a" + ending), flat, options);
-            FlatMesh back;
+            TriangleMesh back;
             std::string error;
             ASSERT_TRUE(readMeshFile(folder.name("a" + ending), {}, back, error)) << error;
             ASSERT_EQ(back.numTriangles(), flat.numTriangles()) << ending;
-            ASSERT_EQ(back.vVertices.size(), flat.vVertices.size()) << ending;
-            for (std::size_t i = 0; i < flat.vTriples.size(); ++i) {
-                const Point3& before = flat.vVertices[flat.vTriples[i]];
-                const Point3& after = back.vVertices[back.vTriples[i]];
+            ASSERT_EQ(back.vertices.size(), flat.vertices.size()) << ending;
+            for (std::size_t i = 0; i < flat.indices.size(); ++i) {
+                const Point3& before = flat.vertices[flat.indices[i]];
+                const Point3& after = back.vertices[back.indices[i]];
                 EXPECT_LT((before - after).length(), 1e-6) << ending;
                 EXPECT_EQ(after.hasColor(), ending != ".stl");
                 if (ending == ".stl") continue;
@@ -139,17 +139,17 @@ TEST(MeshWriters, comeBackThroughTheReader) {
 
 TEST(MeshWriters, keepDoublesAndSubtractTheOffset) {
     const TempFolder folder;
-    FlatMesh flat = coloredSheet();
-    for (Point3& p : flat.vVertices) p.set(p.px + 4e6 + 0.1, p.py, p.pz);
+    TriangleMesh flat = coloredSheet();
+    for (Point3& p : flat.vertices) p.set(p.px + 4e6 + 0.1, p.py, p.pz);
     for (const std::string ending : {".ply", ".obj", ".off"}) {
         WriteMeshOptions options;
         options.bDouble = true;
         options.vComments = {"two\nlines"};
-        FlatMesh back;
+        TriangleMesh back;
         std::string error;
         writeMeshFile(folder.name("a" + ending), flat, options);
         ASSERT_TRUE(readMeshFile(folder.name("a" + ending), {}, back, error)) << error;
-        EXPECT_EQ(back.vVertices, flat.vVertices) << ending;
+        EXPECT_EQ(back.vertices, flat.vertices) << ending;
 
         options.bDouble = false;
         options.offset = {4e6, 0, -0.5};
@@ -167,7 +167,7 @@ TEST(writeGlb, describesWhatItsBufferHolds) {
     const TempFolder folder;
     WriteMeshOptions options;
     options.offset = {1, 0, 0};
-    const FlatMesh flat = coloredSheet();
+    const TriangleMesh flat = coloredSheet();
     writeMeshFile(folder.name("a.glb"), flat, options);
     const std::string file = folder.get("a.glb");
     const auto word = [&](std::size_t at) { return loadValue<std::uint32_t>(file.data() + at); };
@@ -190,21 +190,21 @@ TEST(writeGlb, describesWhatItsBufferHolds) {
         return binary + view["byteOffset"].get<std::size_t>();
     };
     const json& positions = doc["accessors"][primitive["attributes"]["POSITION"].get<std::size_t>()];
-    EXPECT_EQ(positions["count"], flat.vVertices.size());
+    EXPECT_EQ(positions["count"], flat.vertices.size());
     EXPECT_EQ(positions["min"][0].get<float>(), -1.f);
     EXPECT_EQ(positions["max"][1].get<float>(), 0.2f);
     EXPECT_EQ(loadValue<float>(file.data() + dataOf(positions, 12) + 12), -0.9f);
     const json& colors = doc["accessors"][primitive["attributes"]["COLOR_0"].get<std::size_t>()];
-    const std::size_t lastColor = dataOf(colors, 8) + 8 * (flat.vVertices.size() - 1);
+    const std::size_t lastColor = dataOf(colors, 8) + 8 * (flat.vertices.size() - 1);
     // 220 of 255 is 71.6 % of the light.
     EXPECT_NEAR(loadValue<std::uint16_t>(file.data() + lastColor) / 65535.0, 0.716, 0.001);
     EXPECT_EQ(loadValue<std::uint16_t>(file.data() + lastColor + 2), 0);
     EXPECT_EQ(loadValue<std::uint16_t>(file.data() + lastColor + 4), 65535);
     const json& indices = doc["accessors"][primitive["indices"].get<std::size_t>()];
     const std::size_t at = dataOf(indices, 4);
-    for (std::size_t i = 0; i < flat.vTriples.size(); ++i) EXPECT_EQ(word(at + 4 * i), flat.vTriples[i]);
+    for (std::size_t i = 0; i < flat.indices.size(); ++i) EXPECT_EQ(word(at + 4 * i), flat.indices[i]);
 
-    writeMeshFile(folder.name("none.glb"), FlatMesh(), {});
+    writeMeshFile(folder.name("none.glb"), TriangleMesh(), {});
     EXPECT_FALSE(json::parse(folder.get("none.glb").substr(20)).contains("meshes"));
 }
 
@@ -214,25 +214,25 @@ TEST(readMeshFile, mergesPositionsWhereFilesHaveNoVertices) {
     const std::string end = "endloop\nendfacet\n";
     const std::string stl = "solid a\n" + facet + "vertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n" + end + facet +
                             "vertex -0.0 0 0\nvertex 0 1 0\nvertex 0 0 1\n" + end + "endsolid\n";
-    FlatMesh mesh;
+    TriangleMesh mesh;
     std::string error;
     ASSERT_TRUE(readMeshFile(folder.put("a.stl", stl), {}, mesh, error)) << error;
-    EXPECT_EQ(mesh.vVertices.size(), 4u);
-    EXPECT_EQ(mesh.vTriples, (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 3}));
+    EXPECT_EQ(mesh.vertices.size(), 4u);
+    EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 3}));
 
     const std::string off = "OFF\n4 2 0\n0 0 0\n1 0 0\n0 1 0\n0 0 0\n3 0 1 2\n3 3 2 1\n";
     ASSERT_TRUE(readMeshFile(folder.put("a.off", off), {}, mesh, error)) << error;
-    EXPECT_EQ(mesh.vTriples, (std::vector<std::uint32_t>{0, 1, 2, 3, 2, 1}));
+    EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 3, 2, 1}));
     ReadMeshOptions merging;
     merging.bMergeEqual = true;
     ASSERT_TRUE(readMeshFile(folder.name("a.off"), merging, mesh, error)) << error;
-    EXPECT_EQ(mesh.vTriples, (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 1}));
+    EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 1}));
 }
 
 TEST(readMeshFile, refusesWhatIsNoMesh) {
     const TempFolder folder;
     const auto errorOf = [&](const std::string& name, const std::string& text) {
-        FlatMesh mesh;
+        TriangleMesh mesh;
         std::string error;
         EXPECT_FALSE(readMeshFile(folder.put(name, text), {}, mesh, error));
         return error;

@@ -19,14 +19,14 @@ namespace {
 
 using Corners = std::array<std::array<std::uint64_t, 3>, 3>;
 
-FlatMesh flat(const zef_test::Shape& shape) {
+TriangleMesh flat(const zef_test::Shape& shape) {
     return {shape.vertices, shape.triples};
 }
 
-void append(FlatMesh& mesh, const zef_test::Shape& shape, const Vector3& move) {
-    const auto first = static_cast<std::uint32_t>(mesh.vVertices.size());
-    for (const Point3& p : shape.vertices) mesh.vVertices.push_back(p + move);
-    for (const std::uint32_t i : shape.triples) mesh.vTriples.push_back(first + i);
+void append(TriangleMesh& mesh, const zef_test::Shape& shape, const Vector3& move) {
+    const auto first = static_cast<std::uint32_t>(mesh.vertices.size());
+    for (const Point3& p : shape.vertices) mesh.vertices.push_back(p + move);
+    for (const std::uint32_t i : shape.triples) mesh.indices.push_back(first + i);
 }
 
 std::array<std::uint64_t, 3> bitsOf(const Point3& p) {
@@ -36,11 +36,11 @@ std::array<std::uint64_t, 3> bitsOf(const Point3& p) {
 }
 
 // The positions of the triangles, without order of triangles or corners.
-std::multiset<Corners> positionsOf(const FlatMesh& mesh) {
+std::multiset<Corners> positionsOf(const TriangleMesh& mesh) {
     std::multiset<Corners> positions;
-    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
         Corners corners{};
-        for (std::size_t k = 0; k < 3; ++k) corners[k] = bitsOf(mesh.vVertices[mesh.vTriples[i + k]]);
+        for (std::size_t k = 0; k < 3; ++k) corners[k] = bitsOf(mesh.vertices[mesh.indices[i + k]]);
         std::sort(corners.begin(), corners.end());
         positions.insert(corners);
     }
@@ -48,7 +48,7 @@ std::multiset<Corners> positionsOf(const FlatMesh& mesh) {
 }
 
 // What must hold afterwards, whatever the input.
-void expectSound(const FlatMesh& before, const FlatMesh& after, const ManifoldReport& report) {
+void expectSound(const TriangleMesh& before, const TriangleMesh& after, const ManifoldReport& report) {
     const MeshReport check = checkTriangles(after);
     EXPECT_EQ(check.numNonManifoldEdges, 0u);
     EXPECT_EQ(check.numNonManifoldVertices, 0u);
@@ -62,9 +62,9 @@ void expectSound(const FlatMesh& before, const FlatMesh& after, const ManifoldRe
         EXPECT_GT(component.volume, -1e-9);
     }
     EXPECT_EQ(numClosed, report.numClosedComponents);
-    ASSERT_EQ(after.vVertices.size(), before.vVertices.size() + report.numAddedVertices);
-    for (std::size_t i = 0; i < before.vVertices.size(); ++i)
-        ASSERT_EQ(bitsOf(before.vVertices[i]), bitsOf(after.vVertices[i]));
+    ASSERT_EQ(after.vertices.size(), before.vertices.size() + report.numAddedVertices);
+    for (std::size_t i = 0; i < before.vertices.size(); ++i)
+        ASSERT_EQ(bitsOf(before.vertices[i]), bitsOf(after.vertices[i]));
     ASSERT_EQ(after.numTriangles() + report.numRemovedDuplicates + report.numRemovedSheetTriangles +
                   report.numRenewedTriangles,
               before.numTriangles() + report.numAddedTriangles);
@@ -75,31 +75,31 @@ void expectSound(const FlatMesh& before, const FlatMesh& after, const ManifoldRe
     EXPECT_LE(vAdded.size(), report.numAddedTriangles);
 }
 
-ManifoldReport repair(FlatMesh& mesh, const ManifoldOptions& options = {}) {
-    const FlatMesh before = mesh;
+ManifoldReport repair(TriangleMesh& mesh, const ManifoldOptions& options = {}) {
+    const TriangleMesh before = mesh;
     ManifoldReport report;
     makeManifold(mesh, options, report);
     expectSound(before, mesh, report);
-    FlatMesh again = before;
+    TriangleMesh again = before;
     ManifoldReport reportAgain;
     makeManifold(again, options, reportAgain);
-    EXPECT_EQ(again.vTriples, mesh.vTriples);
+    EXPECT_EQ(again.indices, mesh.indices);
     return report;
 }
 
 // Random triangles without repeated corners, on few vertices so that edges are crowded.
-FlatMesh randomSoup(std::uint32_t seed, std::uint32_t numVertices, std::size_t numTriangles) {
+TriangleMesh randomSoup(std::uint32_t seed, std::uint32_t numVertices, std::size_t numTriangles) {
     Rand15 rand(seed);
-    FlatMesh soup;
+    TriangleMesh soup;
     const auto coordinate = [&] { return rand.next() / 1000.0; };
     for (std::uint32_t i = 0; i < numVertices; ++i) {
         const double x = coordinate(), y = coordinate(), z = coordinate();
-        soup.vVertices.emplace_back(x, y, z);
+        soup.vertices.emplace_back(x, y, z);
     }
     const auto vertex = [&] { return static_cast<std::uint32_t>(rand.next()) % numVertices; };
     while (soup.numTriangles() < numTriangles) {
         const std::uint32_t a = vertex(), b = vertex(), c = vertex();
-        if (a != b && b != c && c != a) soup.vTriples.insert(soup.vTriples.end(), {a, b, c});
+        if (a != b && b != c && c != a) soup.indices.insert(soup.indices.end(), {a, b, c});
     }
     return soup;
 }
@@ -109,9 +109,9 @@ FlatMesh randomSoup(std::uint32_t seed, std::uint32_t numVertices, std::size_t n
 TEST(Manifold, leavesGoodMeshesAsTheyAre) {
     for (const zef_test::Shape& shape : {zef_test::icosphere(2), zef_test::torus(20, 10, 3.0, 1.0),
                                          zef_test::openCylinder(12, 4, 1.0, 2.0), zef_test::gridSheet(5, 4)}) {
-        FlatMesh mesh = flat(shape);
+        TriangleMesh mesh = flat(shape);
         const ManifoldReport report = repair(mesh);
-        EXPECT_EQ(mesh.vTriples, shape.triples);
+        EXPECT_EQ(mesh.indices, shape.triples);
         EXPECT_EQ(report.numComponents, 1u);
         EXPECT_EQ(report.numReversedTriangles + report.numAddedVertices + report.numNonManifoldEdges, 0u);
     }
@@ -119,7 +119,7 @@ TEST(Manifold, leavesGoodMeshesAsTheyAre) {
 
 TEST(Manifold, holdsOnRandomSoups) {
     for (std::uint32_t seed = 1; seed <= 300; ++seed) {
-        FlatMesh soup = randomSoup(seed, 4 + seed % 23, 3 + seed % 97);
+        TriangleMesh soup = randomSoup(seed, 4 + seed % 23, 3 + seed % 97);
         repair(soup, {.exactVertices = seed % 2 == 0});
         if (HasFailure()) FAIL() << "seed " << seed;
     }
@@ -133,9 +133,9 @@ TEST(Manifold, holdsOnTouchingBoxes) {
         Rand15 rand(seed);
         std::array<bool, n * n * n> bFull{};
         for (bool& b : bFull) b = rand.next() % 3 == 0;
-        FlatMesh mesh;
+        TriangleMesh mesh;
         for (std::uint32_t i = 0; i < (n + 1) * (n + 1) * (n + 1); ++i)
-            mesh.vVertices.emplace_back(i % (n + 1), i / (n + 1) % (n + 1), i / ((n + 1) * (n + 1)));
+            mesh.vertices.emplace_back(i % (n + 1), i / (n + 1) % (n + 1), i / ((n + 1) * (n + 1)));
         const auto full = [&](std::array<std::uint32_t, 3> c) {
             for (const std::uint32_t k : c)
                 if (k >= n) return false;
@@ -156,12 +156,12 @@ TEST(Manifold, holdsOnTouchingBoxes) {
                     const std::uint32_t u = step[(axis + 1) % 3], v = step[(axis + 2) % 3];
                     std::array<std::uint32_t, 6> quad{a, a + u, a + u + v, a, a + u + v, a + v};
                     if (!up) quad = {a, a + u + v, a + u, a, a + v, a + u + v};
-                    mesh.vTriples.insert(mesh.vTriples.end(), quad.begin(), quad.end());
+                    mesh.indices.insert(mesh.indices.end(), quad.begin(), quad.end());
                 }
             }
         }
-        for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3)
-            if (rand.next() % 3 == 0) std::swap(mesh.vTriples[i], mesh.vTriples[i + 1]);
+        for (std::size_t i = 0; i < mesh.indices.size(); i += 3)
+            if (rand.next() % 3 == 0) std::swap(mesh.indices[i], mesh.indices[i + 1]);
         const ManifoldReport report = repair(mesh);
         EXPECT_EQ(report.numSeamEdges, 0u);
         // Solids stay solids: no surface opens.
@@ -172,12 +172,12 @@ TEST(Manifold, holdsOnTouchingBoxes) {
 }
 
 TEST(Manifold, separatesAHundredTrianglesAtOneEdge) {
-    FlatMesh book;
-    book.vVertices = {{0, 0, 0}, {0, 0, 1}};
+    TriangleMesh book;
+    book.vertices = {{0, 0, 0}, {0, 0, 1}};
     for (std::uint32_t i = 0; i < 100; ++i) {
         const double angle = 2.0 * M_PI * i / 100;
-        book.vVertices.emplace_back(std::cos(angle), std::sin(angle), 0.5);
-        book.vTriples.insert(book.vTriples.end(), {i % 3 ? 0u : 1u, i % 3 ? 1u : 0u, i + 2});
+        book.vertices.emplace_back(std::cos(angle), std::sin(angle), 0.5);
+        book.indices.insert(book.indices.end(), {i % 3 ? 0u : 1u, i % 3 ? 1u : 0u, i + 2});
     }
     const ManifoldReport report = repair(book);
     EXPECT_EQ(report.numNonManifoldEdges, 1u);
@@ -187,16 +187,16 @@ TEST(Manifold, separatesAHundredTrianglesAtOneEdge) {
 }
 
 TEST(Manifold, cutsBowTies) {
-    FlatMesh mesh;
-    mesh.vVertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}};
-    mesh.vTriples = {0, 1, 2, 0, 3, 4};
+    TriangleMesh mesh;
+    mesh.vertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}};
+    mesh.indices = {0, 1, 2, 0, 3, 4};
     const ManifoldReport report = repair(mesh);
     EXPECT_EQ(report.numSplitVertices, 1u);
-    EXPECT_EQ(mesh.vTriples, (std::vector<std::uint32_t>{0, 1, 2, 5, 3, 4}));
+    EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 5, 3, 4}));
 }
 
 TEST(Manifold, cutsAMoebiusStripAcrossOnce) {
-    FlatMesh mesh = flat(zef_test::moebiusStrip(20));
+    TriangleMesh mesh = flat(zef_test::moebiusStrip(20));
     const ManifoldReport report = repair(mesh);
     EXPECT_FALSE(report.isOrientable());
     EXPECT_LE(report.numSeamEdges, 2u);
@@ -205,37 +205,37 @@ TEST(Manifold, cutsAMoebiusStripAcrossOnce) {
 }
 
 TEST(Manifold, removesDuplicatesInAnyOrientation) {
-    FlatMesh mesh = flat(zef_test::icosphere(1));
-    const std::vector<std::uint32_t> vTriples = mesh.vTriples;
+    TriangleMesh mesh = flat(zef_test::icosphere(1));
+    const std::vector<std::uint32_t> vTriples = mesh.indices;
     for (const std::size_t t : {3u, 40u, 3u})
-        mesh.vTriples.insert(mesh.vTriples.end(), {vTriples[3 * t + 1], vTriples[3 * t], vTriples[3 * t + 2]});
+        mesh.indices.insert(mesh.indices.end(), {vTriples[3 * t + 1], vTriples[3 * t], vTriples[3 * t + 2]});
     EXPECT_EQ(repair(mesh).numRemovedDuplicates, 3u);
-    EXPECT_EQ(mesh.vTriples, vTriples);
+    EXPECT_EQ(mesh.indices, vTriples);
 }
 
 // A fin of two triangles on an edge of a sphere, and a disc across its equator.
 TEST(Manifold, removesSmallSheetsOnLargeOnes) {
     const zef_test::Shape sphere = zef_test::icosphere(3);
-    FlatMesh mesh = flat(sphere);
-    const auto top = static_cast<std::uint32_t>(mesh.vVertices.size());
-    mesh.vVertices.emplace_back(0, 0, 9);
-    mesh.vVertices.emplace_back(0, 9, 9);
-    mesh.vTriples.insert(mesh.vTriples.end(), {sphere.triples[0], sphere.triples[1], top});
-    mesh.vTriples.insert(mesh.vTriples.end(), {sphere.triples[1], top, top + 1});
+    TriangleMesh mesh = flat(sphere);
+    const auto top = static_cast<std::uint32_t>(mesh.vertices.size());
+    mesh.vertices.emplace_back(0, 0, 9);
+    mesh.vertices.emplace_back(0, 9, 9);
+    mesh.indices.insert(mesh.indices.end(), {sphere.triples[0], sphere.triples[1], top});
+    mesh.indices.insert(mesh.indices.end(), {sphere.triples[1], top, top + 1});
     const ManifoldReport report = repair(mesh);
     EXPECT_EQ(report.numRemovedSheets, 1u);
     EXPECT_EQ(report.numRemovedSheetTriangles, 2u);
-    EXPECT_EQ(mesh.vTriples, sphere.triples);
+    EXPECT_EQ(mesh.indices, sphere.triples);
 }
 
 // The fin is as large as what it stands on: nothing says what is spurious.
 TEST(Manifold, keepsASheetThatIsNoSmallerAndCutsItLoose) {
-    FlatMesh mesh = flat(zef_test::gridSheet(5, 5));
-    const auto first = static_cast<std::uint32_t>(mesh.vVertices.size());
-    for (std::uint32_t x = 0; x < 5; ++x) mesh.vVertices.emplace_back(x, 2, 1);
+    TriangleMesh mesh = flat(zef_test::gridSheet(5, 5));
+    const auto first = static_cast<std::uint32_t>(mesh.vertices.size());
+    for (std::uint32_t x = 0; x < 5; ++x) mesh.vertices.emplace_back(x, 2, 1);
     for (std::uint32_t x = 0; x < 4; ++x) {
         const std::uint32_t a = 10 + x, up = first + x;
-        mesh.vTriples.insert(mesh.vTriples.end(), {a, a + 1, up + 1, a, up + 1, up});
+        mesh.indices.insert(mesh.indices.end(), {a, a + 1, up + 1, a, up + 1, up});
     }
     const ManifoldReport report = repair(mesh);
     EXPECT_EQ(report.numRemovedSheets, 0u);
@@ -249,10 +249,10 @@ TEST(Manifold, keepsASheetThatIsNoSmallerAndCutsItLoose) {
 // A wall across the inside of a sphere, at the equator, as large as it gets.
 TEST(Manifold, removesAWallAcrossABody) {
     const zef_test::Shape sphere = zef_test::icosphere(4);
-    FlatMesh mesh = flat(sphere);
-    const auto middle = static_cast<std::uint32_t>(mesh.vVertices.size());
-    mesh.vVertices.emplace_back(0, 0, 0);
-    const std::size_t numOuter = mesh.vTriples.size();
+    TriangleMesh mesh = flat(sphere);
+    const auto middle = static_cast<std::uint32_t>(mesh.vertices.size());
+    mesh.vertices.emplace_back(0, 0, 0);
+    const std::size_t numOuter = mesh.indices.size();
     // The rim: edges between triangles whose middles lie below and above.
     const auto isUp = [&](std::size_t t) {
         double z = 0.0;
@@ -265,11 +265,11 @@ TEST(Manifold, removesAWallAcrossABody) {
         mSides[std::minmax(a, b)] += isUp(side / 3);
     }
     for (const auto& [ends, numUp] : mSides)
-        if (numUp == 1) mesh.vTriples.insert(mesh.vTriples.end(), {ends.first, ends.second, middle});
-    const std::size_t numWall = (mesh.vTriples.size() - numOuter) / 3;
+        if (numUp == 1) mesh.indices.insert(mesh.indices.end(), {ends.first, ends.second, middle});
+    const std::size_t numWall = (mesh.indices.size() - numOuter) / 3;
     ASSERT_GT(numWall, 40u);
     EXPECT_EQ(repair(mesh).numRemovedSheetTriangles, numWall);
-    EXPECT_EQ(mesh.vTriples, sphere.triples);
+    EXPECT_EQ(mesh.indices, sphere.triples);
 }
 
 // A groove that a membrane runs across, but for a part of its bottom: that is open at
@@ -280,12 +280,12 @@ TEST(Manifold, keepsTheBottomOfAGroove) {
                                                           {-1, -1}, {0, -2}, {1, -1}, {2, 0},  {3, 0},
                                                           {4, 0},   {5, 0},  {6, 0}};
     const auto width = static_cast<std::uint32_t>(vProfile.size()), crease = width / 2;
-    FlatMesh mesh;
+    TriangleMesh mesh;
     for (std::uint32_t y = 0; y <= numRows; ++y)
-        for (const auto& [x, z] : vProfile) mesh.vVertices.emplace_back(x, y, z);
+        for (const auto& [x, z] : vProfile) mesh.vertices.emplace_back(x, y, z);
     const auto addQuad = [&](std::uint32_t y, std::uint32_t left, std::uint32_t right) {
         const std::uint32_t a = y * width + left, b = y * width + right;
-        mesh.vTriples.insert(mesh.vTriples.end(), {a, b, b + width, a, b + width, a + width});
+        mesh.indices.insert(mesh.indices.end(), {a, b, b + width, a, b + width, a + width});
     };
     for (std::uint32_t y = 0; y < numRows; ++y) {
         for (std::uint32_t x = 0; x + 1 < width; ++x)
@@ -296,12 +296,12 @@ TEST(Manifold, keepsTheBottomOfAGroove) {
     const MeshReport check = checkTriangles(mesh);
     EXPECT_EQ(check.numBorderLoops, 1u);
     EXPECT_EQ(check.numComponents, 1u);
-    const auto at = [&](std::uint32_t vertex) { return mesh.vVertices[vertex] - Point3(0, 0, 0); };
+    const auto at = [&](std::uint32_t vertex) { return mesh.vertices[vertex] - Point3(0, 0, 0); };
     for (std::uint32_t y = firstRow + 1; y < lastRow; ++y) {
         Foot foot;
-        for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
+        for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
             Foot here;
-            findFoot(at(y * width + crease), at(mesh.vTriples[i]), at(mesh.vTriples[i + 1]), at(mesh.vTriples[i + 2]),
+            findFoot(at(y * width + crease), at(mesh.indices[i]), at(mesh.indices[i + 1]), at(mesh.indices[i + 2]),
                      here);
             foot.sqDistance = std::min(foot.sqDistance, here.sqDistance);
         }
@@ -315,43 +315,43 @@ TEST(Manifold, fillsSmallHolesAndLeavesLargeOnesAndEnds) {
     const auto last = static_cast<std::uint32_t>(sphere.vertices.size() - 1);
     // Without the triangles whose corners are all close to the first or last vertex.
     const auto withHoles = [&](double size) {
-        FlatMesh mesh{sphere.vertices, {}};
+        TriangleMesh mesh{sphere.vertices, {}};
         for (std::size_t i = 0; i < sphere.triples.size(); i += 3) {
             const auto isNear = [&](const Point3& p) {
                 return std::all_of(&sphere.triples[i], &sphere.triples[i] + 3,
                                    [&](std::uint32_t v) { return (sphere.vertices[v] - p).length() < size; });
             };
             if (!isNear(sphere.vertices[0]) && !isNear(sphere.vertices[last]))
-                mesh.vTriples.insert(mesh.vTriples.end(), &sphere.triples[i], &sphere.triples[i] + 3);
+                mesh.indices.insert(mesh.indices.end(), &sphere.triples[i], &sphere.triples[i] + 3);
         }
         return mesh;
     };
     for (const double size : {0.1, 0.2}) {
-        FlatMesh mesh = withHoles(size);
-        FlatMesh kept = mesh;
+        TriangleMesh mesh = withHoles(size);
+        TriangleMesh kept = mesh;
         ManifoldReport report;
         makeManifold(kept, {.fillHoles = false}, report);
-        EXPECT_EQ(kept.vTriples, mesh.vTriples);
+        EXPECT_EQ(kept.indices, mesh.indices);
         EXPECT_EQ(repair(mesh).numClosedLoops, 2u);
         const MeshReport check = checkTriangles(mesh);
         EXPECT_TRUE(check.bClosed);
         EXPECT_EQ(check.euler, 2);
         EXPECT_NEAR(check.volume, 4.17, 0.02);
     }
-    FlatMesh open = withHoles(0.7);
+    TriangleMesh open = withHoles(0.7);
     EXPECT_EQ(repair(open).numAddedTriangles, 0u);
-    FlatMesh pipe = flat(zef_test::openCylinder(12, 60, 1.0, 30.0));
+    TriangleMesh pipe = flat(zef_test::openCylinder(12, 60, 1.0, 30.0));
     EXPECT_EQ(repair(pipe).numAddedTriangles, 0u);
 
     for (const std::uint32_t width : {4u, 5u}) {
-        FlatMesh sheet = flat(zef_test::gridSheet(40, 40));
+        TriangleMesh sheet = flat(zef_test::gridSheet(40, 40));
         std::vector<std::uint32_t> vLeft;
         for (std::uint32_t quad = 0; quad < 39 * 39; ++quad) {
             const std::uint32_t x = quad % 39, y = quad / 39;
             if (x >= 20 && x < 20 + width && y >= 20 && y < 20 + width) continue;
-            vLeft.insert(vLeft.end(), sheet.vTriples.begin() + 6 * quad, sheet.vTriples.begin() + 6 * quad + 6);
+            vLeft.insert(vLeft.end(), sheet.indices.begin() + 6 * quad, sheet.indices.begin() + 6 * quad + 6);
         }
-        sheet.vTriples = vLeft;
+        sheet.indices = vLeft;
         repair(sheet);
         EXPECT_EQ(checkTriangles(sheet).numBorderLoops, width == 4 ? 1u : 2u);
         EXPECT_DOUBLE_EQ(checkTriangles(sheet).area, width == 4 ? 39.0 * 39.0 : 39.0 * 39.0 - 25.0);
@@ -364,13 +364,13 @@ TEST(Manifold, closesTornBlisters) {
     for (std::uint32_t seed = 1; seed <= 15; ++seed) {
         Rand15 rand(seed);
         const zef_test::Shape sphere = zef_test::icosphere(4);
-        FlatMesh mesh = flat(sphere);
-        const std::uint32_t numVertices = static_cast<std::uint32_t>(mesh.vVertices.size());
+        TriangleMesh mesh = flat(sphere);
+        const std::uint32_t numVertices = static_cast<std::uint32_t>(mesh.vertices.size());
         const Point3 top = sphere.vertices[static_cast<std::size_t>(rand.next()) % numVertices];
         const auto isInside = [&](std::uint32_t v) { return (sphere.vertices[v] - top).length() < 0.35; };
         for (std::uint32_t v = 0; v < numVertices; ++v) {
             const Point3& p = sphere.vertices[v];
-            mesh.vVertices.emplace_back(1.05 * p.px, 1.05 * p.py, 1.05 * p.pz);
+            mesh.vertices.emplace_back(1.05 * p.px, 1.05 * p.py, 1.05 * p.pz);
         }
         for (std::size_t i = 0; i < sphere.triples.size(); i += 3) {
             std::array<std::uint32_t, 3> corners{};
@@ -378,16 +378,16 @@ TEST(Manifold, closesTornBlisters) {
             if (std::none_of(corners.begin(), corners.end(), isInside)) continue;
             for (std::uint32_t& v : corners)
                 if (isInside(v)) v += numVertices;
-            mesh.vTriples.insert(mesh.vTriples.end(), corners.begin(), corners.end());
+            mesh.indices.insert(mesh.indices.end(), corners.begin(), corners.end());
         }
         std::vector<std::uint32_t> vTorn;
-        for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
-            const bool bNear = (sphere.vertices[mesh.vTriples[i] % numVertices] - top).length() < 0.4;
+        for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+            const bool bNear = (sphere.vertices[mesh.indices[i] % numVertices] - top).length() < 0.4;
             if (bNear && rand.next() % 12 == 0) continue;
-            vTorn.insert(vTorn.end(), mesh.vTriples.begin() + static_cast<std::ptrdiff_t>(i),
-                         mesh.vTriples.begin() + static_cast<std::ptrdiff_t>(i + 3));
+            vTorn.insert(vTorn.end(), mesh.indices.begin() + static_cast<std::ptrdiff_t>(i),
+                         mesh.indices.begin() + static_cast<std::ptrdiff_t>(i + 3));
         }
-        mesh.vTriples = vTorn;
+        mesh.indices = vTorn;
         const ManifoldReport report = repair(mesh);
         EXPECT_EQ(report.numClosedComponents, report.numComponents);
         EXPECT_EQ(report.numSeamEdges, 0u);
@@ -409,7 +409,7 @@ TEST(Manifold, turnsBodiesOutwardAndSheetsUp) {
                                sphere.triples.begin() + static_cast<std::ptrdiff_t>(i + 3));
     const zef_test::Shape sheet = zef_test::gridSheet(4, 4);
     for (const bool bTurned : {false, true}) {
-        FlatMesh mesh;
+        TriangleMesh mesh;
         std::size_t numTurned = 0;
         double x = 1e6;
         for (const zef_test::Shape& shape : {sphere, cup, sheet}) {

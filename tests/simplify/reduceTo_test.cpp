@@ -28,7 +28,7 @@ struct ReduceTo : testing::Test {
     ~ReduceTo() override { getProgress()->reset(); }
 };
 
-FlatMesh flatOf(const Shape& shape) {
+TriangleMesh flatOf(const Shape& shape) {
     return {shape.vertices, shape.triples};
 }
 
@@ -58,10 +58,10 @@ Vector3 vectorOf(const Point3& p) {
     return {p.px, p.py, p.pz};
 }
 
-FanSurface surfaceOf(const FlatMesh& mesh) {
+FanSurface surfaceOf(const TriangleMesh& mesh) {
     std::vector<Vector3> vPos;
-    for (const Point3& p : mesh.vVertices) vPos.push_back(vectorOf(p));
-    return {vPos, mesh.vTriples};
+    for (const Point3& p : mesh.vertices) vPos.push_back(vectorOf(p));
+    return {vPos, mesh.indices};
 }
 
 Foot plainFoot(const FanSurface& surface, const Vector3& p) {
@@ -76,7 +76,7 @@ Foot plainFoot(const FanSurface& surface, const Vector3& p) {
 }
 
 // The largest distance of the corners, and of the middles of sides and triangles.
-double plainDistance(const FlatMesh& fromMesh, const FlatMesh& toMesh) {
+double plainDistance(const TriangleMesh& fromMesh, const TriangleMesh& toMesh) {
     const FanSurface from = surfaceOf(fromMesh), to = surfaceOf(toMesh);
     double sq = 0.0;
     for (std::uint32_t i = 0; i < from.numTriangles(); ++i) {
@@ -94,23 +94,23 @@ struct ColorError {
 };
 
 // Of the first channel, at the vertices of the input.
-ColorError colorError(const FlatMesh& input, const FlatMesh& result) {
+ColorError colorError(const TriangleMesh& input, const TriangleMesh& result) {
     const FanSurface surface = surfaceOf(result);
     ColorError error;
-    for (const Point3& p : input.vVertices) {
+    for (const Point3& p : input.vertices) {
         const Foot foot = plainFoot(surface, vectorOf(p));
         double there = 0.0;
         for (std::size_t i = 0; i < 3; ++i)
-            there += foot.weights[i] * result.vVertices[result.vTriples[3 * std::size_t{foot.triangle} + i]].r;
-        error.mean += std::abs(there - p.r) / static_cast<double>(input.vVertices.size());
+            there += foot.weights[i] * result.vertices[result.indices[3 * std::size_t{foot.triangle} + i]].r;
+        error.mean += std::abs(there - p.r) / static_cast<double>(input.vertices.size());
         error.largest = std::max(error.largest, std::abs(there - p.r));
     }
     return error;
 }
 
-std::vector<double> bytesOf(const FlatMesh& mesh) {
-    std::vector<double> v(mesh.vTriples.begin(), mesh.vTriples.end());
-    for (const Point3& p : mesh.vVertices) v.insert(v.end(), {p.px, p.py, p.pz, double(p.r), double(p.hasColor())});
+std::vector<double> bytesOf(const TriangleMesh& mesh) {
+    std::vector<double> v(mesh.indices.begin(), mesh.indices.end());
+    for (const Point3& p : mesh.vertices) v.insert(v.end(), {p.px, p.py, p.pz, double(p.r), double(p.hasColor())});
     return v;
 }
 
@@ -118,7 +118,7 @@ std::vector<double> bytesOf(const FlatMesh& mesh) {
 
 TEST_F(ReduceTo, reachesTheTargetOnAClosedSurfaceAndStaysOutside) {
     const Shape sphere = icosphere(4);
-    FlatMesh mesh = flatOf(sphere);
+    TriangleMesh mesh = flatOf(sphere);
     const double error = reduceTo(mesh, target(500));
     EXPECT_EQ(mesh.numTriangles(), 500u);
     const MeshReport report = checkTriangles(mesh);
@@ -126,14 +126,14 @@ TEST_F(ReduceTo, reachesTheTargetOnAClosedSurfaceAndStaysOutside) {
     EXPECT_EQ(report.euler, 2);
     EXPECT_NEAR(report.volume, 4.0 / 3.0 * M_PI, 0.06);
     EXPECT_LT(error, 0.02) << "chords of triangles of that size leave 0.016";
-    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
-        const Point3 &a = mesh.vVertices[mesh.vTriples[i]], &b = mesh.vVertices[mesh.vTriples[i + 1]],
-                     &c = mesh.vVertices[mesh.vTriples[i + 2]];
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+        const Point3 &a = mesh.vertices[mesh.indices[i]], &b = mesh.vertices[mesh.indices[i + 1]],
+                     &c = mesh.vertices[mesh.indices[i + 2]];
         bool bOK = false;
         EXPECT_GT(triNormal(&a, &b, &c, bOK) * vectorOf(a), 0.9);
     }
     // Down to what topology allows.
-    FlatMesh ring = flatOf(torus(40, 20, 3.0, 1.0));
+    TriangleMesh ring = flatOf(torus(40, 20, 3.0, 1.0));
     reduceTo(ring, target(1));
     EXPECT_EQ(checkTriangles(ring).euler, 0);
     EXPECT_TRUE(checkTriangles(ring).bManifold);
@@ -142,8 +142,8 @@ TEST_F(ReduceTo, reachesTheTargetOnAClosedSurfaceAndStaysOutside) {
 
 TEST_F(ReduceTo, staysWithinTheErrorBothWaysAndTellsIt) {
     for (const double limit : {0.02, 0.1, 0.5}) {
-        const FlatMesh input = flatOf(waves(30, 1.5));
-        FlatMesh mesh = input;
+        const TriangleMesh input = flatOf(waves(30, 1.5));
+        TriangleMesh mesh = input;
         const double error = reduceTo(mesh, within(limit));
         EXPECT_LE(error, limit);
         const double plain = std::max(plainDistance(input, mesh), plainDistance(mesh, input));
@@ -151,8 +151,8 @@ TEST_F(ReduceTo, staysWithinTheErrorBothWaysAndTellsIt) {
         EXPECT_GT(plain, 0.5 * error);
         EXPECT_LT(mesh.numTriangles(), input.numTriangles() * (limit < 0.1 ? 9 : 5) / 10);
     }
-    const FlatMesh input = flatOf(waves(30, 1.5));
-    FlatMesh mesh = input;
+    const TriangleMesh input = flatOf(waves(30, 1.5));
+    TriangleMesh mesh = input;
     const double error = reduceTo(mesh, target(200));
     EXPECT_GE(error * (1.0 + 1e-9), std::max(plainDistance(input, mesh), plainDistance(mesh, input)));
 }
@@ -161,7 +161,7 @@ TEST_F(ReduceTo, leavesAFlatSquareInTwoTriangles) {
     for (const double offset : {0.0, 1e6}) {
         Shape sheet = gridSheet(21, 21);
         for (Point3& p : sheet.vertices) p.set(p.px + offset, p.py - offset, offset);
-        FlatMesh mesh = flatOf(sheet);
+        TriangleMesh mesh = flatOf(sheet);
         EXPECT_LT(reduceTo(mesh, target(2)), 1e-6);
         ASSERT_EQ(mesh.numTriangles(), 2u);
         EXPECT_NEAR(checkTriangles(mesh).area, 400.0, 1e-4);
@@ -169,14 +169,14 @@ TEST_F(ReduceTo, leavesAFlatSquareInTwoTriangles) {
 }
 
 TEST_F(ReduceTo, keepsBordersWhereTheyAre) {
-    const FlatMesh input = flatOf(openCylinder(64, 20, 1.0, 2.0));
-    FlatMesh mesh = input;
+    const TriangleMesh input = flatOf(openCylinder(64, 20, 1.0, 2.0));
+    TriangleMesh mesh = input;
     reduceTo(mesh, target(200));
     const MeshReport report = checkTriangles(mesh);
     EXPECT_EQ(report.numBorderLoops, 2u);
     EXPECT_EQ(report.euler, 0);
     double low = 1.0, high = 1.0;
-    for (const Point3& p : mesh.vVertices) {
+    for (const Point3& p : mesh.vertices) {
         low = std::min(low, p.pz);
         high = std::max(high, p.pz);
     }
@@ -190,7 +190,7 @@ TEST_F(ReduceTo, keepsBordersWhereTheyAre) {
     for (const std::uint32_t i : other.triples) halves.triples.push_back(i + 121);
     mesh = flatOf(halves);
     reduceTo(mesh, target(40));
-    EXPECT_EQ(std::count_if(mesh.vVertices.begin(), mesh.vVertices.end(), [](const Point3& p) { return p.px == 10.0; }),
+    EXPECT_EQ(std::count_if(mesh.vertices.begin(), mesh.vertices.end(), [](const Point3& p) { return p.px == 10.0; }),
               22);
 }
 
@@ -200,8 +200,8 @@ TEST_F(ReduceTo, keepsTheEdgesOfACheckerboard) {
         const bool bDark = (int(p.px) / 10 + int(p.py) / 10) % 2 == 0;
         p.setColor(bDark ? 0 : 255, 100, 100, 255);
     }
-    const FlatMesh input = flatOf(board);
-    FlatMesh mesh = input;
+    const TriangleMesh input = flatOf(board);
+    TriangleMesh mesh = input;
     reduceTo(mesh, target(input.numTriangles() / 10));
     EXPECT_LT(colorError(input, mesh).mean, 1.0);
     // With an error alone colours bound the reduction of what is flat.
@@ -214,16 +214,16 @@ TEST_F(ReduceTo, keepsTheEdgesOfACheckerboard) {
 }
 
 TEST_F(ReduceTo, leavesBitForBitWhatItDoesNotMerge) {
-    const FlatMesh input = flatOf(waves(12, 1.0));
-    FlatMesh mesh = input;
+    const TriangleMesh input = flatOf(waves(12, 1.0));
+    TriangleMesh mesh = input;
     EXPECT_EQ(reduceTo(mesh, target(input.numTriangles())), 0.0);
     EXPECT_EQ(bytesOf(mesh), bytesOf(input));
     reduceTo(mesh, target(input.numTriangles() - 20));
-    std::set<Point3> sInput(input.vVertices.begin(), input.vVertices.end());
-    const auto numKept = std::count_if(mesh.vVertices.begin(), mesh.vVertices.end(),
-                                       [&](const Point3& p) { return sInput.count(p) > 0; });
-    EXPECT_GE(std::size_t(numKept), input.vVertices.size() - 30);
-    FlatMesh empty;
+    std::set<Point3> sInput(input.vertices.begin(), input.vertices.end());
+    const auto numKept =
+        std::count_if(mesh.vertices.begin(), mesh.vertices.end(), [&](const Point3& p) { return sInput.count(p) > 0; });
+    EXPECT_GE(std::size_t(numKept), input.vertices.size() - 30);
+    TriangleMesh empty;
     EXPECT_EQ(reduceTo(empty, target(1)), 0.0);
     EXPECT_THROW(reduceTo(mesh, ReduceOptions()), ZefBugException);
     EXPECT_THROW(reduceTo(mesh, within(-1.0)), ZefBugException);
@@ -231,7 +231,7 @@ TEST_F(ReduceTo, leavesBitForBitWhatItDoesNotMerge) {
     // Nothing to go by, or too much.
     const double huge = 1e300;
     for (const Point3& far : {Point3(1, 1, 1), Point3(std::nan(""), 0, 0), Point3(huge, huge, -huge)}) {
-        FlatMesh odd{{Point3(1, 1, 1), Point3(1, 1, 1), Point3(1, 1, 1), far}, {0, 1, 2, 0, 2, 3}};
+        TriangleMesh odd{{Point3(1, 1, 1), Point3(1, 1, 1), Point3(1, 1, 1), far}, {0, 1, 2, 0, 2, 3}};
         reduceTo(odd, target(1));
         reduceTo(odd, within(0.0));
         EXPECT_EQ(odd.numTriangles(), 2u);
@@ -242,8 +242,8 @@ TEST_F(ReduceTo, makesNothingNonManifoldOfRandomSoups) {
     for (std::uint32_t seed = 0; seed < 60; ++seed) {
         const Shape soup = randomSoup(seed);
         const RMesh rMesh(soup.vertices, soup.triples, 1.0);
-        const FlatMesh input = flatten(rMesh, VertexOrder::MESH);
-        FlatMesh mesh = input;
+        const TriangleMesh input = flatten(rMesh, VertexOrder::MESH);
+        TriangleMesh mesh = input;
         reduceTo(mesh, seed % 2 == 0 ? target(10) : within(0.6));
         const MeshReport before = checkTriangles(input), after = checkTriangles(mesh);
         ASSERT_LE(after.numNonManifoldEdges, before.numNonManifoldEdges) << seed;
@@ -258,7 +258,7 @@ TEST_F(ReduceTo, givesTheSameBytesForAnyNumberOfThreads) {
         std::set<double> sErrors;
         for (const unsigned numThreads : {1u, 2u, 16u}) {
             const ThreadCount threads(numThreads);
-            FlatMesh mesh = flatOf(waves(50, 2.0));
+            TriangleMesh mesh = flatOf(waves(50, 2.0));
             sErrors.insert(reduceTo(mesh, options));
             sResults.insert(bytesOf(mesh));
         }

@@ -9,14 +9,14 @@ namespace QUOR_ZEF {
 
 MeshBody::MeshBody(RMesh* pRMesh_) : pRMesh(pRMesh_) {}
 
-MeshBody::MeshBody(FlatMesh flat_, double cellSize_) : flat(std::move(flat_)), cellSize(cellSize_) {}
+MeshBody::MeshBody(TriangleMesh flat_, double cellSize_) : flat(std::move(flat_)), cellSize(cellSize_) {}
 
 MeshBody::~MeshBody() = default;
 
 RMesh* MeshBody::get() {
     if (pRMesh) return pRMesh.get();
-    pRMesh = std::make_unique<RMesh>(flat.vVertices, flat.vTriples, cellSize);
-    flat = FlatMesh();
+    pRMesh = std::make_unique<RMesh>(flat.vertices, flat.indices, cellSize);
+    flat = TriangleMesh();
     return pRMesh.get();
 }
 
@@ -25,7 +25,7 @@ std::size_t MeshBody::numTriangles() const {
 }
 
 std::size_t MeshBody::numVertices() const {
-    return pRMesh ? pRMesh->getNumVertices() : flat.vVertices.size();
+    return pRMesh ? pRMesh->getNumVertices() : flat.vertices.size();
 }
 
 double MeshBody::getCellSize() const {
@@ -36,9 +36,9 @@ bool MeshBody::hasColor() const {
     return pRMesh ? pRMesh->hasColor() : flat.hasColor();
 }
 
-FlatMesh MeshBody::flatten(VertexOrder order) const {
+TriangleMesh MeshBody::flatten(VertexOrder order) const {
     if (pRMesh) return QUOR_ZEF::flatten(*pRMesh, order);
-    FlatMesh copy = flat;
+    TriangleMesh copy = flat;
     renumberVertices(copy, order);
     return copy;
 }

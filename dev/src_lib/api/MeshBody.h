@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <memory>
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
@@ -17,7 +17,7 @@ public:
     // Takes ownership; never null.
     explicit MeshBody(RMesh* pRMesh_);
     // No triangle may repeat a vertex. cellSize: as for the RMesh.
-    MeshBody(FlatMesh flat_, double cellSize_);
+    MeshBody(TriangleMesh flat_, double cellSize_);
     ~MeshBody();
     MeshBody(const MeshBody&) = delete;
     MeshBody& operator=(const MeshBody&) = delete;
@@ -28,12 +28,12 @@ public:
     std::size_t numVertices() const;  // those of no triangle too
     double getCellSize() const;
     bool hasColor() const;
-    FlatMesh flatten(VertexOrder order) const;
+    TriangleMesh flatten(VertexOrder order) const;
 
 private:
     std::unique_ptr<RMesh> pRMesh;
     // While there is none:
-    FlatMesh flat;
+    TriangleMesh flat;
     double cellSize = 0.0;
 };
 

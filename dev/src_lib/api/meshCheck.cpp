@@ -22,9 +22,9 @@ std::size_t countSelfIntersections(const Mesh& mesh) {
 
 void makeManifold(std::shared_ptr<Mesh> pMesh, const ManifoldOptions& options, ManifoldReport& report) {
     ASSEX(pMesh != nullptr);
-    FlatMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
+    TriangleMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
     makeManifold(flat, options, report);
-    checkMeshSize(flat.vVertices.size(), flat.numTriangles());
+    checkMeshSize(flat.vertices.size(), flat.numTriangles());
     pMesh->replaceBody(std::make_unique<MeshBody>(std::move(flat), pMesh->getBody().getCellSize()));
 }
 

@@ -15,13 +15,13 @@ namespace {
 
 // The mean length of the edges, each counted as often as triangles have it; 1 if
 // there is none.
-double meanEdgeLength(const FlatMesh& mesh) {
+double meanEdgeLength(const TriangleMesh& mesh) {
     double sum = 0.0;
-    for (std::size_t i = 0; i < mesh.vTriples.size(); ++i) {
+    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
         const std::size_t next = i % 3 == 2 ? i - 2 : i + 1;
-        sum += (mesh.vVertices[mesh.vTriples[next]] - mesh.vVertices[mesh.vTriples[i]]).length();
+        sum += (mesh.vertices[mesh.indices[next]] - mesh.vertices[mesh.indices[i]]).length();
     }
-    return sum > 0.0 ? sum / static_cast<double>(mesh.vTriples.size()) : 1.0;
+    return sum > 0.0 ? sum / static_cast<double>(mesh.indices.size()) : 1.0;
 }
 
 bool writeByType(const std::string& name, const Mesh& mesh, bool bFlag) {
@@ -68,14 +68,14 @@ std::shared_ptr<Mesh> readMesh(const std::string& path) {
 }
 
 std::shared_ptr<Mesh> readMesh(const std::string& path, const ReadMeshOptions& options) {
-    FlatMesh flat;
+    TriangleMesh flat;
     std::string error;
     if (!readMeshFile(path, options, flat, error)) {
         showError(where(__PRETTY_FUNCTION__, __LINE__), error);
         return nullptr;
     }
     const double cellSize = meanEdgeLength(flat);
-    auto pRMesh = std::make_unique<RMesh>(std::move(flat.vVertices), flat.vTriples, cellSize);
+    auto pRMesh = std::make_unique<RMesh>(std::move(flat.vertices), flat.indices, cellSize);
     auto pMesh = std::make_shared<Mesh>(pRMesh.get());
     (void)pRMesh.release();
     return pMesh;

@@ -67,10 +67,10 @@ double reduceTo(std::shared_ptr<Mesh> pMesh, const ReduceOptions& options) {
     passGate("reduceTo", *pMesh);
     double error = 0.0;
     runPlanned("ReduceTo", {{"RM_rtscore", 10.0}, {"RM_rtloop", 85.0}, {"RM_rtmeas", 5.0}}, [&] {
-        FlatMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
+        TriangleMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
         error = reduceTo(flat, options);
         const double cellSize = pMesh->getBody().getCellSize();
-        pMesh->replaceRMesh(new RMesh(std::move(flat.vVertices), flat.vTriples, cellSize));
+        pMesh->replaceRMesh(new RMesh(std::move(flat.vertices), flat.indices, cellSize));
     });
     return error;
 }

@@ -15,9 +15,9 @@ constexpr std::uint32_t none = 0xffffffffu;
 
 class Checker {
 public:
-    explicit Checker(const FlatMesh& mesh)
-        : vVertices(mesh.vVertices),
-          vTriples(mesh.vTriples),
+    explicit Checker(const TriangleMesh& mesh)
+        : vVertices(mesh.vertices),
+          vTriples(mesh.indices),
           edges(vTriples, vVertices.size()),
           fans(vTriples.size()),
           components(mesh.numTriangles()),
@@ -185,7 +185,7 @@ private:
 
 }  // namespace
 
-MeshReport checkTriangles(const FlatMesh& mesh) {
+MeshReport checkTriangles(const TriangleMesh& mesh) {
     return Checker(mesh).check();
 }
 

@@ -76,7 +76,7 @@ struct Box {
 
 class PairCounter {
 public:
-    explicit PairCounter(const FlatMesh& mesh) {
+    explicit PairCounter(const TriangleMesh& mesh) {
         takeCoordinates(mesh);
         takeTriangles(mesh);
     }
@@ -104,9 +104,9 @@ private:
     std::vector<std::pair<uint64, std::uint32_t>> vEntries;  // cell code, triangle
 
     // Scaling by a power of two changes no bit of a significand.
-    void takeCoordinates(const FlatMesh& mesh) {
+    void takeCoordinates(const TriangleMesh& mesh) {
         double largest = 0.0;
-        for (const Point3& p : mesh.vVertices) {
+        for (const Point3& p : mesh.vertices) {
             for (const double x : {p.px, p.py, p.pz})
                 if (std::isfinite(x)) largest = std::max(largest, std::abs(x));
         }
@@ -115,8 +115,8 @@ private:
             const double scaled = std::scalbn(x, -exponent);
             return std::abs(scaled) < leastCoord ? 0.0 : scaled;
         };
-        vCoords.reserve(mesh.vVertices.size());
-        for (const Point3& p : mesh.vVertices) vCoords.push_back({scale(p.px), scale(p.py), scale(p.pz)});
+        vCoords.reserve(mesh.vertices.size());
+        for (const Point3& p : mesh.vertices) vCoords.push_back({scale(p.px), scale(p.py), scale(p.pz)});
     }
 
     bool isFinite(std::uint32_t vertex) const {
@@ -137,12 +137,12 @@ private:
         return vFirst;
     }
 
-    void takeTriangles(const FlatMesh& mesh) {
-        ASSEX(mesh.vTriples.size() < 0xffffffffu);
+    void takeTriangles(const TriangleMesh& mesh) {
+        ASSEX(mesh.indices.size() < 0xffffffffu);
         const std::vector<std::uint32_t> vFirst = findFirstAtPlace();
         vTriangles.reserve(mesh.numTriangles());
-        for (std::size_t i = 0; i + 2 < mesh.vTriples.size(); i += 3) {
-            const Corners t = {vFirst[mesh.vTriples[i]], vFirst[mesh.vTriples[i + 1]], vFirst[mesh.vTriples[i + 2]]};
+        for (std::size_t i = 0; i + 2 < mesh.indices.size(); i += 3) {
+            const Corners t = {vFirst[mesh.indices[i]], vFirst[mesh.indices[i + 1]], vFirst[mesh.indices[i + 2]]};
             if (!std::ranges::all_of(t, [&](std::uint32_t vertex) { return isFinite(vertex); })) continue;
             if (axisAcross(vCoords[t[0]], vCoords[t[1]], vCoords[t[2]]) < 3) vTriangles.push_back(t);
         }
@@ -319,7 +319,7 @@ private:
 
 }  // namespace
 
-std::size_t countIntersectingPairs(const FlatMesh& mesh) {
+std::size_t countIntersectingPairs(const TriangleMesh& mesh) {
     return PairCounter(mesh).count();
 }
 

@@ -2,11 +2,11 @@
 
 #include <cstddef>
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
 // The work of countSelfIntersections().
-std::size_t countIntersectingPairs(const FlatMesh& mesh);
+std::size_t countIntersectingPairs(const TriangleMesh& mesh);
 
 }  // namespace QUOR_ZEF

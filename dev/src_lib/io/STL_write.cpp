@@ -1,5 +1,5 @@
 #include "bytes/AtomicFile.h"
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "io/STL.h"
@@ -30,15 +30,15 @@ void writeFacet(AtomicFile& file, const Point3& a, const Point3& b, const Point3
 
 }  // namespace
 
-void writeStlText(AtomicFile& file, const FlatMesh& mesh) {
+void writeStlText(AtomicFile& file, const TriangleMesh& mesh) {
     file.write("solid - ZEF\n");
-    const std::vector<std::uint32_t>& vTriples = mesh.vTriples;
+    const std::vector<std::uint32_t>& vTriples = mesh.indices;
     for (std::size_t i = 0; i < vTriples.size() && file.isGood(); i += 3)
-        writeFacet(file, mesh.vVertices[vTriples[i]], mesh.vVertices[vTriples[i + 1]], mesh.vVertices[vTriples[i + 2]]);
+        writeFacet(file, mesh.vertices[vTriples[i]], mesh.vertices[vTriples[i + 1]], mesh.vertices[vTriples[i + 2]]);
     file.write("endsolid - ZEF\n");
 }
 
-bool writeSTL(const FlatMesh& mesh, const std::string& name) {
+bool writeSTL(const TriangleMesh& mesh, const std::string& name) {
     AtomicFile file(name);
     if (!file.isGood()) {
         showError(where(__PRETTY_FUNCTION__, __LINE__), "Failed to open " + name);

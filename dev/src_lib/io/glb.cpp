@@ -62,9 +62,9 @@ Box boxOf(const std::vector<Point3>& vVertices) {
 // The parts of the JSON text that describe a mesh of one primitive.
 class Description {
 public:
-    Description(const FlatMesh& mesh, bool bColor) {
-        const uint64 numVertices = mesh.vVertices.size();
-        const Box box = boxOf(mesh.vVertices);
+    Description(const TriangleMesh& mesh, bool bColor) {
+        const uint64 numVertices = mesh.vertices.size();
+        const Box box = boxOf(mesh.vertices);
         add(numVertices * positionBytes, targetVertices, typeFloat, numVertices,
             R"("type":"VEC3","min":)" + triple(box.lower) + R"(,"max":)" + triple(box.upper));
         if (bColor)
@@ -114,17 +114,16 @@ std::array<std::uint16_t, 256> makeLinear() {
     return linear;
 }
 
-void writeBuffer(AtomicFile& file, const FlatMesh& mesh, bool bColor) {
-    for (const Point3& p : mesh.vVertices)
-        file.writeRaw(std::array<float, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)});
+void writeBuffer(AtomicFile& file, const TriangleMesh& mesh, bool bColor) {
+    for (const Point3& p : mesh.vertices) file.writeRaw(std::array<float, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)});
     if (bColor) {
         const std::array<std::uint16_t, 256> linear = makeLinear();
         constexpr std::uint16_t opaque = 65535;
-        for (const Point3& p : mesh.vVertices)
+        for (const Point3& p : mesh.vertices)
             file.writeRaw(std::array<std::uint16_t, 4>{linear[p.r], linear[p.g], linear[p.b], opaque});
     }
-    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3)
-        file.writeRaw(std::array<std::uint32_t, 3>{mesh.vTriples[i], mesh.vTriples[i + 1], mesh.vTriples[i + 2]});
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3)
+        file.writeRaw(std::array<std::uint32_t, 3>{mesh.indices[i], mesh.indices[i + 1], mesh.indices[i + 2]});
 }
 
 Text assetText(const Vector3& offset) {
@@ -141,8 +140,8 @@ void writeChunk(AtomicFile& file, uint64 bytes, std::uint32_t type) {
 }  // namespace
 
 // Without triangles there is a scene without a mesh, since the format knows no empty arrays.
-void writeGlb(const FlatMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
-    const bool bEmpty = mesh.vTriples.empty();
+void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+    const bool bEmpty = mesh.indices.empty();
     const bool bColor = mesh.hasColor();
     Text json = assetText(options.offset);
     uint64 bufferBytes = 0;

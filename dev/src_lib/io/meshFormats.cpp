@@ -63,15 +63,15 @@ void finish(AtomicFile& file) {
     if (!file.commit()) throw MeshFileError(file.getError());
 }
 
-void prepare(FlatMesh& mesh, const Vector3& offset) {
+void prepare(TriangleMesh& mesh, const Vector3& offset) {
     const bool bColor = mesh.hasColor();
-    for (Point3& p : mesh.vVertices) {
+    for (Point3& p : mesh.vertices) {
         p.set(p - offset);
         if (bColor && !p.hasColor()) p.setColor(grey, grey, grey, 255);
     }
 }
 
-void writePlyWithOptions(const FlatMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+void writePlyWithOptions(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
     PLY::MeshLayout layout;
     if (options.bText) layout.format = PLY::Format::ASCII;
     layout.bDouble = options.bDouble;
@@ -103,27 +103,27 @@ std::vector<std::string> commentsOf(const WriteMeshOptions& options) {
     return vComments;
 }
 
-void writeObj(const FlatMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
     AtomicFile file(path);
     writeComments(file, options);
     const bool bColor = mesh.hasColor();
-    for (const Point3& p : mesh.vVertices) {
+    for (const Point3& p : mesh.vertices) {
         file.write("v ");
         writePosition(file, p, options.bDouble);
         if (bColor) writeColor(file, p);
         file.write('\n');
     }
-    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) writeTriple(file, "f", &mesh.vTriples[i], 1);
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) writeTriple(file, "f", &mesh.indices[i], 1);
     finish(file);
 }
 
-void writeOff(const FlatMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
     AtomicFile file(path);
     const bool bColor = mesh.hasColor();
     file.write(bColor ? "COFF\n" : "OFF\n");
     writeComments(file, options);
-    file.write(std::to_string(mesh.vVertices.size()) + " " + std::to_string(mesh.numTriangles()) + " 0\n");
-    for (const Point3& p : mesh.vVertices) {
+    file.write(std::to_string(mesh.vertices.size()) + " " + std::to_string(mesh.numTriangles()) + " 0\n");
+    for (const Point3& p : mesh.vertices) {
         writePosition(file, p, options.bDouble);
         if (bColor) {
             writeColor(file, p);
@@ -131,22 +131,22 @@ void writeOff(const FlatMesh& mesh, const std::string& path, const WriteMeshOpti
         }
         file.write('\n');
     }
-    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) writeTriple(file, "3", &mesh.vTriples[i], 0);
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) writeTriple(file, "3", &mesh.indices[i], 0);
     finish(file);
 }
 
 // 80 bytes of text, the count, then 50 bytes a triangle: normal, corners, no attributes.
-void writeBinaryStl(const FlatMesh& mesh, const std::string& path) {
+void writeBinaryStl(const TriangleMesh& mesh, const std::string& path) {
     if (mesh.numTriangles() > 0xffffffffu) throw MeshFileError("binary STL holds at most 2^32 - 1 triangles");
     AtomicFile file(path);
     // Readers take a file that starts with "solid" for text.
     std::array<char, 80> title{"ZEF, binary STL"};
     file.writeRaw(title);
     file.writeRaw(static_cast<std::uint32_t>(mesh.numTriangles()));
-    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3) {
-        const Point3& a = mesh.vVertices[mesh.vTriples[i]];
-        const Point3& b = mesh.vVertices[mesh.vTriples[i + 1]];
-        const Point3& c = mesh.vVertices[mesh.vTriples[i + 2]];
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+        const Point3& a = mesh.vertices[mesh.indices[i]];
+        const Point3& b = mesh.vertices[mesh.indices[i + 1]];
+        const Point3& c = mesh.vertices[mesh.indices[i + 2]];
         bool bIgnored = false;
         const Vector3 n = triNormal(&a, &b, &c, bIgnored);
         std::array<float, 12> record{narrow(n.vx), narrow(n.vy), narrow(n.vz)};
@@ -159,7 +159,7 @@ void writeBinaryStl(const FlatMesh& mesh, const std::string& path) {
     finish(file);
 }
 
-void writeMeshFile(const std::string& path, FlatMesh mesh, const WriteMeshOptions& options) {
+void writeMeshFile(const std::string& path, TriangleMesh mesh, const WriteMeshOptions& options) {
     prepare(mesh, options.offset);
     const std::string ending = endingOf(path);
     if (ending == ".ply") return writePlyWithOptions(mesh, path, options);

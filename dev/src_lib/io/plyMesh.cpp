@@ -2,7 +2,7 @@
 
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 #include "frame/tools.h"
 
 namespace QUOR_ZEF::PLY {
@@ -28,32 +28,31 @@ std::vector<std::uint8_t> collectColors(const std::vector<Point3>& vVertices) {
 
 }  // namespace
 
-void writePlyMesh(const FlatMesh& mesh, const std::string& name, const MeshLayout& layout) {
+void writePlyMesh(const TriangleMesh& mesh, const std::string& name, const MeshLayout& layout) {
     AtomicFile file(name);
     if (!file.isGood()) throw PlyError("failed to write " + name);
     std::vector<float> vFloats;
     std::vector<double> vDoubles;
     if (layout.bDouble) {
-        vDoubles = collectCoordinates<double>(mesh.vVertices, [](double coord) { return coord; });
+        vDoubles = collectCoordinates<double>(mesh.vertices, [](double coord) { return coord; });
     } else {
-        vFloats = collectCoordinates<float>(mesh.vVertices, narrow);
+        vFloats = collectCoordinates<float>(mesh.vertices, narrow);
     }
     std::vector<std::uint8_t> vRGBA;
-    if (layout.bColor) vRGBA = collectColors(mesh.vVertices);
+    if (layout.bColor) vRGBA = collectColors(mesh.vertices);
 
     PlyFile ply;
     for (const std::string& comment : layout.vComments) ply.addComment(comment);
-    const std::size_t num = mesh.vVertices.size();
+    const std::size_t num = mesh.vertices.size();
     const void* pXYZ = layout.bDouble ? static_cast<const void*>(vDoubles.data()) : vFloats.data();
     ply.addProperties("vertex", {"x", "y", "z"}, layout.bDouble ? Type::DOUBLE : Type::FLOAT, num, pXYZ);
     if (layout.bColor) ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, Type::UCHAR, num, vRGBA.data());
-    ply.addProperties("face", {"vertex_indices"}, Type::UINT, mesh.numTriangles(), mesh.vTriples.data(), Type::UCHAR,
-                      3);
+    ply.addProperties("face", {"vertex_indices"}, Type::UINT, mesh.numTriangles(), mesh.indices.data(), Type::UCHAR, 3);
     ply.write(file, layout.format, layout.digits);
     if (!file.commit()) throw PlyError("failed to write " + name + ", " + file.getError());
 }
 
-bool writePly(const FlatMesh& mesh, const std::string& name, bool bAscii) {
+bool writePly(const TriangleMesh& mesh, const std::string& name, bool bAscii) {
     try {
         MeshLayout layout;
         layout.format = bAscii ? Format::ASCII : Format::LITTLE_ENDIAN_BINARY;

@@ -7,14 +7,14 @@
 
 namespace QUOR_ZEF {
 
-struct FlatMesh;
+struct TriangleMesh;
 
 namespace PLY {
 
 // The triangles as text or as little-endian binary, coordinates narrowed to float,
 // with four bytes of colour for each vertex, whether it has a colour or not. False
 // with a message if the file cannot be written.
-bool writePly(const FlatMesh& mesh, const std::string& name, bool bAscii);
+bool writePly(const TriangleMesh& mesh, const std::string& name, bool bAscii);
 
 // What writePlyMesh writes beside the triangles.
 struct MeshLayout {
@@ -25,7 +25,7 @@ struct MeshLayout {
     std::vector<std::string> vComments;
 };
 // Throws a PlyError if the file cannot be written.
-void writePlyMesh(const FlatMesh& mesh, const std::string& name, const MeshLayout& layout);
+void writePlyMesh(const TriangleMesh& mesh, const std::string& name, const MeshLayout& layout);
 
 }  // namespace PLY
 }  // namespace QUOR_ZEF

@@ -41,13 +41,13 @@ private:
     std::size_t mask;
 };
 
-void mergeEqualPositions(FlatMesh& mesh) {
-    const std::vector<Point3> vAll = std::move(mesh.vVertices);
-    mesh.vVertices.clear();
+void mergeEqualPositions(TriangleMesh& mesh) {
+    const std::vector<Point3> vAll = std::move(mesh.vertices);
+    mesh.vertices.clear();
     PositionNumbers numbers(vAll.size());
     std::vector<std::uint32_t> vNumber(vAll.size());
-    for (std::size_t i = 0; i < vAll.size(); ++i) vNumber[i] = numbers.numberOf(vAll[i], mesh.vVertices);
-    for (std::uint32_t& index : mesh.vTriples) index = vNumber[index];
+    for (std::size_t i = 0; i < vAll.size(); ++i) vNumber[i] = numbers.numberOf(vAll[i], mesh.vertices);
+    for (std::uint32_t& index : mesh.indices) index = vNumber[index];
 }
 
 void takeTriples(const CloudFile& cloud, std::vector<std::uint32_t>& vTriples) {
@@ -65,12 +65,12 @@ bool isFinite(const Point3& p) {
     return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
 }
 
-bool findFault(const CloudFile& cloud, const FlatMesh& mesh, std::string& error) {
-    if (mesh.vTriples.empty()) error = "no triangles, but " + std::to_string(cloud.vPoints.size()) + " points";
+bool findFault(const CloudFile& cloud, const TriangleMesh& mesh, std::string& error) {
+    if (mesh.indices.empty()) error = "no triangles, but " + std::to_string(cloud.vPoints.size()) + " points";
     if (cloud.vPoints.size() >= none) error = "too many vertices; cut the mesh into parts";
-    for (std::size_t i = 0; i < mesh.vTriples.size() && error.empty(); ++i)
-        if (!isFinite(cloud.vPoints[mesh.vTriples[i]]))
-            error = "vertex " + std::to_string(mesh.vTriples[i] + 1) + " of triangle " + std::to_string(i / 3 + 1) +
+    for (std::size_t i = 0; i < mesh.indices.size() && error.empty(); ++i)
+        if (!isFinite(cloud.vPoints[mesh.indices[i]]))
+            error = "vertex " + std::to_string(mesh.indices[i] + 1) + " of triangle " + std::to_string(i / 3 + 1) +
                     " has no finite position";
     return !error.empty();
 }
@@ -81,7 +81,7 @@ bool isMeshEnding(const std::string& ending) {
 
 }  // namespace
 
-bool readMeshFile(const std::string& path, const ReadMeshOptions& options, FlatMesh& mesh, std::string& error) {
+bool readMeshFile(const std::string& path, const ReadMeshOptions& options, TriangleMesh& mesh, std::string& error) {
     const std::string ending = endingOf(path);
     if (!isMeshEnding(ending)) {
         error = path + ": unknown ending \"" + ending + "\"; known are .ply .stl .obj .off";
@@ -92,14 +92,14 @@ bool readMeshFile(const std::string& path, const ReadMeshOptions& options, FlatM
         error = cloud.error;
         return false;
     }
-    mesh = FlatMesh();
-    takeTriples(cloud, mesh.vTriples);
+    mesh = TriangleMesh();
+    takeTriples(cloud, mesh.indices);
     std::string fault;
     if (findFault(cloud, mesh, fault)) {
         error = path + ": " + fault;
         return false;
     }
-    mesh.vVertices = std::move(cloud.vPoints);
+    mesh.vertices = std::move(cloud.vPoints);
     if (cloud.kind == CloudFile::Kind::CORNERS || options.bMergeEqual) mergeEqualPositions(mesh);
     return true;
 }

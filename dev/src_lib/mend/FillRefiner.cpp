@@ -67,7 +67,7 @@ bool FillRefiner::refine(std::span<const std::uint32_t> vCandidates, double maxD
 }
 
 double FillRefiner::distance(std::uint32_t vertex, const Triangle& t) const {
-    return distanceToTriangle(mesh.vVertices[vertex], mesh.vVertices[t[0]], mesh.vVertices[t[1]], mesh.vVertices[t[2]]);
+    return distanceToTriangle(mesh.vertices[vertex], mesh.vertices[t[0]], mesh.vertices[t[1]], mesh.vertices[t[2]]);
 }
 
 void FillRefiner::lookAtAll(Candidate& candidate) const {
@@ -143,7 +143,7 @@ bool FillRefiner::turnEdge(std::size_t triangle, std::uint32_t v) {
 
 // Of the triangles (a, b, c) and (a, c, d): the worse shape, less the more they bend.
 double FillRefiner::quality(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d) const {
-    const Point3 &pA = mesh.vVertices[a], &pB = mesh.vVertices[b], &pC = mesh.vVertices[c], &pD = mesh.vVertices[d];
+    const Point3 &pA = mesh.vertices[a], &pB = mesh.vertices[b], &pC = mesh.vertices[c], &pD = mesh.vertices[d];
     const Vector3 first = cross(pB - pA, pC - pA), second = cross(pC - pA, pD - pA);
     const double lengths = first.length() * second.length();
     const double bend = lengths > 0.0 ? 1.0 - first * second / lengths : 2.0;

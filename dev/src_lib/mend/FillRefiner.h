@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
@@ -18,7 +18,7 @@ public:
     using Triangle = std::array<std::uint32_t, 3>;
 
     // The mesh is only asked for positions, and borrowed.
-    explicit FillRefiner(const FlatMesh& mesh_) : mesh(mesh_) {}
+    explicit FillRefiner(const TriangleMesh& mesh_) : mesh(mesh_) {}
 
     // vFilling: corners, three a triangle, without the candidates; replaced by a finer
     // filling, oriented alike, so that no candidate is farther off than maxDistance.
@@ -32,7 +32,7 @@ private:
         double distance;
         std::size_t triangle;
     };
-    const FlatMesh& mesh;
+    const TriangleMesh& mesh;
     std::vector<Triangle> vTriangles;
     std::vector<Candidate> vLeft;
     std::vector<std::size_t> vChanged;  // triangles

@@ -66,16 +66,16 @@ void LoopFiller::solve(std::size_t i, std::size_t k) {
 double LoopFiller::crossingCost() const {
     double length = 0.0;
     for (std::size_t i = 0; i < vLoop.size(); ++i)
-        length += (mesh.vVertices[vLoop[i]] - mesh.vVertices[vLoop[(i + 1) % vLoop.size()]]).length();
+        length += (mesh.vertices[vLoop[i]] - mesh.vertices[vLoop[(i + 1) % vLoop.size()]]).length();
     return length * length * static_cast<double>(vLoop.size());
 }
 
 double LoopFiller::costOf(std::size_t i, std::size_t j, std::size_t k) const {
     const std::uint32_t a = vLoop[i], b = vLoop[j], c = vLoop[k];
     for (const EdgeSide& entry : vThere[at(i, j)].sides)
-        if (mesh.vTriples[previousSide(entry.side)] == c && !vDead[entry.side / 3]) return impossible;
+        if (mesh.indices[previousSide(entry.side)] == c && !vDead[entry.side / 3]) return impossible;
     if (vMet[i] && vMet[j] && vMet[k] && sMade.count(sorted(a, b, c)) != 0) return impossible;
-    return getTriangleArea(mesh.vVertices[a], mesh.vVertices[b], mesh.vVertices[c]);
+    return getTriangleArea(mesh.vertices[a], mesh.vertices[b], mesh.vertices[c]);
 }
 
 void LoopFiller::add(std::size_t i, std::size_t k, std::vector<std::uint32_t>& vNew) {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "flat/EdgeTable.h"
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
@@ -19,7 +19,7 @@ class LoopFiller {
 public:
     static constexpr std::size_t maxLoop = 256;  // vertices
 
-    LoopFiller(const FlatMesh& mesh_, const EdgeTable& edges_, const std::vector<bool>& vDead_)
+    LoopFiller(const TriangleMesh& mesh_, const EdgeTable& edges_, const std::vector<bool>& vDead_)
         : mesh(mesh_), edges(edges_), vDead(vDead_) {}
 
     // Appends the corners of the triangles, which run along the loop; false, with
@@ -27,7 +27,7 @@ public:
     bool fill(const std::vector<std::uint32_t>& vLoop_, std::vector<std::uint32_t>& vNew);
 
 private:
-    const FlatMesh& mesh;
+    const TriangleMesh& mesh;
     const EdgeTable& edges;
     const std::vector<bool>& vDead;
     std::vector<std::uint32_t> vLoop;

@@ -32,16 +32,16 @@ constexpr std::uint32_t looseFactor = 10;      // and how much larger the rest m
 
 class ManifoldMaker {
 public:
-    ManifoldMaker(FlatMesh& mesh_, const ManifoldOptions& options_, ManifoldReport& report_)
+    ManifoldMaker(TriangleMesh& mesh_, const ManifoldOptions& options_, ManifoldReport& report_)
         : mesh(mesh_),
           options(options_),
           report(report_),
           vDead(mesh_.numTriangles()),
-          edges(mesh_.vTriples, mesh_.vVertices.size()) {}
+          edges(mesh_.indices, mesh_.vertices.size()) {}
 
     void run() {
         removeDuplicates();
-        pPatches = std::make_unique<Patches>(mesh.vTriples, vDead, edges);
+        pPatches = std::make_unique<Patches>(mesh.indices, vDead, edges);
         mendPatches(options.exactVertices);
         if (options.exactVertices && !findDefects().empty()) {
             follow({});  // apart again
@@ -55,7 +55,7 @@ public:
     }
 
 private:
-    FlatMesh& mesh;
+    TriangleMesh& mesh;
     const ManifoldOptions options;
     ManifoldReport& report;
     // Triangles keep their numbers to the end; these three are as they are now.
@@ -73,7 +73,7 @@ private:
     void follow(const std::vector<std::uint32_t>& vKilled) { pPatches->follow(vKilled, followInTable(vKilled)); }
 
     void removeDuplicates() {
-        const std::vector<std::uint32_t> vDuplicates = findDuplicates(mesh.vTriples, edges);
+        const std::vector<std::uint32_t> vDuplicates = findDuplicates(mesh.indices, edges);
         report.numRemovedDuplicates = vDuplicates.size();
         if (!vDuplicates.empty()) followInTable(vDuplicates);
     }
@@ -89,7 +89,7 @@ private:
 
     void removeSheets(bool bSparing) {
         if (pPatches->vMany.empty()) return;
-        const SpuriousSheets sheets = findSpuriousSheets(mesh.vTriples, edges, *pPatches, bSparing);
+        const SpuriousSheets sheets = findSpuriousSheets(mesh.indices, edges, *pPatches, bSparing);
         report.numRemovedSheets += sheets.numSheets;
         report.numRemovedSheetTriangles += sheets.vTriangles.size();
         if (sheets.numSheets > 0) follow(sheets.vTriangles);
@@ -121,11 +121,11 @@ private:
             (sides.size() == 1 ? vBorders : vDefects).push_back(ends);
         }
         if (vDefects.empty() || vBorders.empty()) return vDefects;
-        DisjointSets sets(mesh.vVertices.size());
+        DisjointSets sets(mesh.vertices.size());
         for (const VertexPair& ends : vDefects) sets.join(ends.first, ends.second);
         for (const VertexPair& ends : vBorders) sets.join(ends.first, ends.second);
-        std::vector<std::uint32_t> vNumBorders(mesh.vVertices.size());
-        std::vector<bool> vFaulty(mesh.vVertices.size());
+        std::vector<std::uint32_t> vNumBorders(mesh.vertices.size());
+        std::vector<bool> vFaulty(mesh.vertices.size());
         for (const VertexPair& ends : vBorders) ++vNumBorders[sets.find(ends.first)];
         for (const VertexPair& ends : vDefects) vFaulty[sets.find(ends.first)] = true;
         for (const VertexPair& ends : vBorders) {
@@ -169,14 +169,14 @@ private:
         const auto pieceOf = [&](std::uint32_t t) { return pieces.find(patches.vPatch[t]); };
         const auto forEachCorner = [&](const std::vector<std::uint32_t>& vTriangles, auto&& f) {
             for (const std::uint32_t t : vTriangles)
-                for (std::uint32_t corner = 3 * t; corner < 3 * t + 3; ++corner) f(pieceOf(t), mesh.vTriples[corner]);
+                for (std::uint32_t corner = 3 * t; corner < 3 * t + 3; ++corner) f(pieceOf(t), mesh.indices[corner]);
         };
         const std::vector<std::uint32_t> vSmall = trianglesOfSmall(pieces, vSize);
         if (vSmall.empty()) return;
-        std::vector<bool> vMarked(mesh.vVertices.size());
+        std::vector<bool> vMarked(mesh.vertices.size());
         forEachCorner(vSmall, [&](std::uint32_t, std::uint32_t vertex) { vMarked[vertex] = true; });
-        std::vector<std::uint32_t> vLargest(mesh.vVertices.size());  // at each of these vertices
-        forEachCorner(trianglesAt(mesh.vTriples, vDead, vMarked), [&](std::uint32_t piece, std::uint32_t vertex) {
+        std::vector<std::uint32_t> vLargest(mesh.vertices.size());  // at each of these vertices
+        forEachCorner(trianglesAt(mesh.indices, vDead, vMarked), [&](std::uint32_t piece, std::uint32_t vertex) {
             vLargest[vertex] = std::max(vLargest[vertex], vSize[piece]);
         });
         std::vector<bool> vLoose(vSize.size());  // by piece
@@ -204,7 +204,7 @@ private:
 
     // The corners that belong to one vertex afterwards, at the marked vertices.
     CornerSets joinCorners(const std::vector<bool>& vMarked) const {
-        return CornerSets(mesh.vTriples, *pPatches, trianglesAt(mesh.vTriples, vDead, vMarked), vMarked);
+        return CornerSets(mesh.indices, *pPatches, trianglesAt(mesh.indices, vDead, vMarked), vMarked);
     }
 
     // A vertex can meet one edge twice on the way around: then more than two
@@ -213,14 +213,14 @@ private:
     void cutCrowdedEdges() {
         Patches& patches = *pPatches;
         if (patches.vMany.empty()) return;
-        std::vector<bool> vAtMany(mesh.vVertices.size());
+        std::vector<bool> vAtMany(mesh.vertices.size());
         for (const auto& [low, high] : patches.vMany) vAtMany[low] = vAtMany[high] = true;
         CornerSets corners = joinCorners(vAtMany);
         std::vector<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>> vHere;  // corners, side
         for (const VertexPair& ends : patches.vMany) {
             vHere.clear();
             for (const EdgeSide& entry : edges.at(ends).sides) {
-                const std::uint32_t atA = cornerAt(mesh.vTriples, entry.side, ends.first);
+                const std::uint32_t atA = cornerAt(mesh.indices, entry.side, ends.first);
                 const std::uint32_t atB = atA == entry.side ? nextSide(entry.side) : entry.side;
                 vHere.emplace_back(corners.find(atA), corners.find(atB), entry.side);
             }
@@ -238,27 +238,27 @@ private:
     // Each set of corners becomes a vertex; the first set of a vertex keeps it.
     void splitVertices() {
         CornerSets corners = joinCorners(findSplitVertices());
-        const std::size_t numBefore = mesh.vVertices.size();
+        const std::size_t numBefore = mesh.vertices.size();
         std::vector<std::uint8_t> vNumSets(numBefore);                // 2 for more
         std::vector<std::pair<std::uint32_t, std::uint32_t>> vMoved;  // first corner of a set, its vertex
         std::vector<std::pair<std::uint32_t, std::uint32_t>> vNewVertex;
         for (const std::uint32_t corner : corners.corners()) {
-            const std::uint32_t root = corners.find(corner), vertex = mesh.vTriples[corner];
+            const std::uint32_t root = corners.find(corner), vertex = mesh.indices[corner];
             if (root != corner) {
                 const auto moved = std::lower_bound(vMoved.begin(), vMoved.end(), std::pair(root, 0u));
                 if (moved != vMoved.end() && moved->first == root) vNewVertex.emplace_back(corner, moved->second);
                 continue;
             }
             if (vNumSets[vertex] > 0) {
-                vMoved.emplace_back(corner, static_cast<std::uint32_t>(mesh.vVertices.size()));
+                vMoved.emplace_back(corner, static_cast<std::uint32_t>(mesh.vertices.size()));
                 vNewVertex.push_back(vMoved.back());
-                mesh.vVertices.push_back(Point3(mesh.vVertices[vertex]));
+                mesh.vertices.push_back(Point3(mesh.vertices[vertex]));
                 if (vNumSets[vertex] == 1) ++report.numSplitVertices;
             }
             vNumSets[vertex] = static_cast<std::uint8_t>(std::min(vNumSets[vertex] + 1, 2));
         }
-        report.numAddedVertices = mesh.vVertices.size() - numBefore;
-        for (const auto& [corner, vertex] : vNewVertex) mesh.vTriples[corner] = vertex;
+        report.numAddedVertices = mesh.vertices.size() - numBefore;
+        for (const auto& [corner, vertex] : vNewVertex) mesh.indices[corner] = vertex;
     }
 
     // Those whose triangles do not all hang together.
@@ -266,10 +266,10 @@ private:
         struct Fan {
             std::uint32_t first = 0, num = 0;  // corners
         };
-        std::vector<Fan> vFans(mesh.vVertices.size());
-        for (std::uint32_t corner = 0; corner < mesh.vTriples.size(); ++corner) {
+        std::vector<Fan> vFans(mesh.vertices.size());
+        for (std::uint32_t corner = 0; corner < mesh.indices.size(); ++corner) {
             if (vDead[corner / 3]) continue;
-            Fan& fan = vFans[mesh.vTriples[corner]];
+            Fan& fan = vFans[mesh.indices[corner]];
             if (fan.num++ == 0) fan.first = corner;
         }
         constexpr std::size_t minChunk = 10'000;
@@ -280,7 +280,7 @@ private:
                     if (vFans[v].num > 1 && numJoinedTo(vFans[v].first) != vFans[v].num) vHere.push_back(v);
                 return vHere;
             });
-        std::vector<bool> vSplit(mesh.vVertices.size());
+        std::vector<bool> vSplit(mesh.vertices.size());
         for (const std::vector<std::size_t>& vHere : vChunks)
             for (const std::size_t v : vHere) vSplit[v] = true;
         return vSplit;
@@ -291,7 +291,7 @@ private:
         for (const std::uint32_t start : {first, previousSide(first)}) {
             std::uint32_t other = pPatches->vPartner[start];
             while (other != none) {
-                const std::uint32_t corner = cornerAt(mesh.vTriples, other, mesh.vTriples[first]);
+                const std::uint32_t corner = cornerAt(mesh.indices, other, mesh.indices[first]);
                 if (corner == first) return num;  // all around
                 ++num;
                 other = pPatches->vPartner[other == corner ? previousSide(corner) : corner];
@@ -309,10 +309,10 @@ private:
         report.numClosedComponents = faceOutward(mesh, components, vFlip);
         for (std::size_t t = 0; t < vFlip.size(); ++t) {
             if (!vFlip[t] || vDead[t]) continue;
-            std::swap(mesh.vTriples[3 * t], mesh.vTriples[3 * t + 1]);
+            std::swap(mesh.indices[3 * t], mesh.indices[3 * t + 1]);
             ++report.numReversedTriangles;
         }
-        removeTriangles(mesh.vTriples, vDead);
+        removeTriangles(mesh.indices, vDead);
     }
 
     // Two sides that were cut apart can still share both vertices, and so an edge.
@@ -343,9 +343,9 @@ private:
     // Ends, side, in order.
     std::vector<std::pair<VertexPair, std::uint32_t>> sidesAlone() const {
         std::vector<std::pair<VertexPair, std::uint32_t>> vAlone;
-        for (std::uint32_t side = 0; side < mesh.vTriples.size(); ++side) {
+        for (std::uint32_t side = 0; side < mesh.indices.size(); ++side) {
             if (pPatches->vPartner[side] != none || vDead[side / 3]) continue;
-            vAlone.emplace_back(std::minmax(mesh.vTriples[side], mesh.vTriples[nextSide(side)]), side);
+            vAlone.emplace_back(std::minmax(mesh.indices[side], mesh.indices[nextSide(side)]), side);
         }
         std::sort(vAlone.begin(), vAlone.end());
         return vAlone;
@@ -354,7 +354,7 @@ private:
 
 }  // namespace
 
-void makeManifold(FlatMesh& mesh, const ManifoldOptions& options, ManifoldReport& report) {
+void makeManifold(TriangleMesh& mesh, const ManifoldOptions& options, ManifoldReport& report) {
     report = ManifoldReport();
     ManifoldMaker(mesh, options, report).run();
 }

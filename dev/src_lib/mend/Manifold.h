@@ -1,6 +1,6 @@
 #pragma once
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 #include "zef/meshCheck.h"
 
 namespace QUOR_ZEF {
@@ -8,6 +8,6 @@ namespace QUOR_ZEF {
 // The work of makeManifold(). No triangle may repeat a vertex. Vertices keep their
 // numbers, those of no triangle too; copies are appended. Triangles keep their
 // order and their corners, apart from the direction and from copies.
-void makeManifold(FlatMesh& mesh, const ManifoldOptions& options, ManifoldReport& report);
+void makeManifold(TriangleMesh& mesh, const ManifoldOptions& options, ManifoldReport& report);
 
 }  // namespace QUOR_ZEF

@@ -18,7 +18,7 @@ constexpr std::uint32_t none = Patches::none;
 // Side 2 p of patch p is the one that its normals point to, 2 p + 1 the other.
 class Chambers {
 public:
-    Chambers(const FlatMesh& mesh_, const EdgeTable& edges_, Patches& patches_)
+    Chambers(const TriangleMesh& mesh_, const EdgeTable& edges_, Patches& patches_)
         : mesh(mesh_),
           edges(edges_),
           patches(patches_),
@@ -34,7 +34,7 @@ public:
     }
 
 private:
-    const FlatMesh& mesh;
+    const TriangleMesh& mesh;
     const EdgeTable& edges;
     Patches& patches;
     DisjointSets sets;                                            // of sides of patches
@@ -79,15 +79,15 @@ private:
         };
         forEachTriangle([&](std::uint32_t t, std::uint32_t whole) {
             for (std::uint32_t corner = 3 * t; corner < 3 * t + 3; ++corner)
-                vSum[whole] += mesh.vVertices[mesh.vTriples[corner]] - Point3(0, 0, 0);
+                vSum[whole] += mesh.vertices[mesh.indices[corner]] - Point3(0, 0, 0);
             vNum[whole] += 3.0;
         });
         vVolume.resize(2 * patches.vSize.size());
         forEachTriangle([&](std::uint32_t t, std::uint32_t whole) {
             const Point3 middle = Point3(0, 0, 0) + vSum[whole] * (1.0 / vNum[whole]);
-            const Vector3 a = mesh.vVertices[mesh.vTriples[3 * t]] - middle;
-            const Vector3 b = mesh.vVertices[mesh.vTriples[3 * t + 1]] - middle;
-            const Vector3 c = mesh.vVertices[mesh.vTriples[3 * t + 2]] - middle;
+            const Vector3 a = mesh.vertices[mesh.indices[3 * t]] - middle;
+            const Vector3 b = mesh.vertices[mesh.indices[3 * t + 1]] - middle;
+            const Vector3 c = mesh.vertices[mesh.indices[3 * t + 2]] - middle;
             const double volume = (patches.isFlipped(t) ? -1.0 : 1.0) * (a * cross(b, c));
             vVolume[sets.find(2 * patches.vPatch[t])] -= volume;
             vVolume[sets.find(2 * patches.vPatch[t] + 1)] += volume;
@@ -143,7 +143,7 @@ private:
 
 }  // namespace
 
-void orientByChambers(const FlatMesh& mesh, const EdgeTable& edges, Patches& patches) {
+void orientByChambers(const TriangleMesh& mesh, const EdgeTable& edges, Patches& patches) {
     if (!patches.vMany.empty()) Chambers(mesh, edges, patches).orient();
 }
 

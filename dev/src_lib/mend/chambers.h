@@ -1,6 +1,6 @@
 #pragma once
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 #include "mend/Patches.h"
 
 namespace QUOR_ZEF {
@@ -15,6 +15,6 @@ namespace QUOR_ZEF {
 // outward, and of crossing ones both what they cover together and what they share.
 // A patch with one chamber on both sides stays as it is.
 // O(n log n).
-void orientByChambers(const FlatMesh& mesh, const EdgeTable& edges, Patches& patches);
+void orientByChambers(const TriangleMesh& mesh, const EdgeTable& edges, Patches& patches);
 
 }  // namespace QUOR_ZEF

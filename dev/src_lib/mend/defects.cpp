@@ -21,13 +21,13 @@ constexpr double maxStray = 5.0;        // and between the first filling and it
 
 class DefectRenewer {
 public:
-    DefectRenewer(FlatMesh& mesh_, const std::vector<bool>& vGone_, const EdgeTable& edges_)
+    DefectRenewer(TriangleMesh& mesh_, const std::vector<bool>& vGone_, const EdgeTable& edges_)
         : mesh(mesh_),
           vGone(vGone_),
           edges(edges_),
-          vMarked(mesh_.vVertices.size()),
+          vMarked(mesh_.vertices.size()),
           vDead(vGone_),
-          places(mesh_.vVertices.size()) {}
+          places(mesh_.vertices.size()) {}
 
     RenewedDefects renew(const std::vector<VertexPair>& vDefectEdges, int numRings) {
         for (const auto& [a, b] : vDefectEdges) vMarked[a] = vMarked[b] = true;
@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    FlatMesh& mesh;
+    TriangleMesh& mesh;
     const std::vector<bool>& vGone;  // triangles of the mesh that are none any more
     const EdgeTable& edges;
     std::vector<bool> vMarked;                                      // vertices whose triangles go
@@ -59,15 +59,15 @@ private:
     std::vector<std::uint32_t> vNew;
     RenewedDefects renewed;
 
-    std::span<const std::uint32_t> cornersOf(std::size_t t) const { return {mesh.vTriples.data() + 3 * t, 3}; }
+    std::span<const std::uint32_t> cornersOf(std::size_t t) const { return {mesh.indices.data() + 3 * t, 3}; }
 
     void grow() {
-        for (const std::uint32_t t : trianglesAt(mesh.vTriples, vGone, vMarked))
+        for (const std::uint32_t t : trianglesAt(mesh.indices, vGone, vMarked))
             for (const std::uint32_t vertex : cornersOf(t)) vMarked[vertex] = true;
     }
 
     void gatherPlaces() {
-        for (const std::uint32_t t : trianglesAt(mesh.vTriples, vGone, vMarked)) {
+        for (const std::uint32_t t : trianglesAt(mesh.indices, vGone, vMarked)) {
             std::uint32_t first = none;
             for (const std::uint32_t vertex : cornersOf(t)) {
                 if (!vMarked[vertex]) continue;
@@ -98,7 +98,7 @@ private:
     void gatherEdges() {
         for (const auto& [place, t] : vPlaced)
             for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side)
-                vEdges.push_back(std::minmax(mesh.vTriples[side], mesh.vTriples[nextSide(side)]));
+                vEdges.push_back(std::minmax(mesh.indices[side], mesh.indices[nextSide(side)]));
         std::sort(vEdges.begin(), vEdges.end());
         vEdges.erase(std::unique(vEdges.begin(), vEdges.end()), vEdges.end());
     }
@@ -128,7 +128,7 @@ private:
             if (edgeOf(side).size() == 1) return true;
         return false;
     }
-    Edge edgeOf(std::uint32_t side) const { return edges.at(mesh.vTriples[side], mesh.vTriples[nextSide(side)]); }
+    Edge edgeOf(std::uint32_t side) const { return edges.at(mesh.indices[side], mesh.indices[nextSide(side)]); }
     // Live triangles across the edges of one.
     template <class F>
     void forEachNeighbour(std::uint32_t t, F&& f) const {
@@ -186,7 +186,7 @@ private:
         for (const auto& [place, t] : vTriangles) {
             const auto corners = cornersOf(t);
             for (std::size_t i = 0; i < 3; ++i) {
-                length += (mesh.vVertices[corners[i]] - mesh.vVertices[corners[(i + 1) % 3]]).length();
+                length += (mesh.vertices[corners[i]] - mesh.vertices[corners[(i + 1) % 3]]).length();
                 if (vMarked[corners[i]]) vInner.push_back(corners[i]);
             }
         }
@@ -205,11 +205,11 @@ private:
                    double allowed) const {
         const auto isNear = [&](const Point3& p) {
             return std::any_of(vInner.begin(), vInner.end(),
-                               [&](std::uint32_t v) { return (mesh.vVertices[v] - p).length() <= allowed; });
+                               [&](std::uint32_t v) { return (mesh.vertices[v] - p).length() <= allowed; });
         };
         for (std::size_t i = 0; i < vTriples.size(); i += 3) {
-            const Point3 &a = mesh.vVertices[vTriples[i]], &b = mesh.vVertices[vTriples[i + 1]],
-                         &c = mesh.vVertices[vTriples[i + 2]];
+            const Point3 &a = mesh.vertices[vTriples[i]], &b = mesh.vertices[vTriples[i + 1]],
+                         &c = mesh.vertices[vTriples[i + 2]];
             if (!isNear(a + ((b - a) * (1.0 / 3.0)) + ((c - a) * (1.0 / 3.0)))) return false;
         }
         return true;
@@ -222,14 +222,14 @@ private:
 
     void finish() {
         if (renewed.numPlaces == 0) return;
-        mesh.vTriples.insert(mesh.vTriples.end(), vNew.begin(), vNew.end());
+        mesh.indices.insert(mesh.indices.end(), vNew.begin(), vNew.end());
         renewed.numAdded = vNew.size() / 3;
     }
 };
 
 }  // namespace
 
-RenewedDefects renewDefects(FlatMesh& mesh, const std::vector<bool>& vDead, const EdgeTable& edges,
+RenewedDefects renewDefects(TriangleMesh& mesh, const std::vector<bool>& vDead, const EdgeTable& edges,
                             const std::vector<VertexPair>& vDefectEdges, int numRings) {
     return DefectRenewer(mesh, vDead, edges).renew(vDefectEdges, numRings);
 }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "flat/EdgeTable.h"
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
@@ -21,7 +21,7 @@ struct RenewedDefects {
 // no edge is left with an odd number of triangles. What is new stands at the end;
 // what is to go is still there. vDead: triangles of the mesh that are none any more.
 // O(n), and O(places) fillings.
-RenewedDefects renewDefects(FlatMesh& mesh, const std::vector<bool>& vDead, const EdgeTable& edges,
+RenewedDefects renewDefects(TriangleMesh& mesh, const std::vector<bool>& vDead, const EdgeTable& edges,
                             const std::vector<VertexPair>& vDefectEdges, int numRings);
 
 }  // namespace QUOR_ZEF

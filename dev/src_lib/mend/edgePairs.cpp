@@ -22,7 +22,7 @@ struct Candidate {
 
 class PairMaker {
 public:
-    PairMaker(const FlatMesh& mesh_, Patches& patches_) : mesh(mesh_), patches(patches_), joiner(patches_.vSize) {}
+    PairMaker(const TriangleMesh& mesh_, Patches& patches_) : mesh(mesh_), patches(patches_), joiner(patches_.vSize) {}
 
     void addEdge(const Edge& edge) {
         sortByAngle(mesh, patches, edge, vTurns);
@@ -44,7 +44,7 @@ public:
     }
 
 private:
-    const FlatMesh& mesh;
+    const TriangleMesh& mesh;
     Patches& patches;
     PatchJoiner joiner;
     std::vector<EdgeTurn> vTurns;
@@ -83,7 +83,7 @@ private:
 
 }  // namespace
 
-void joinPairs(const FlatMesh& mesh, const EdgeTable& edges, Patches& patches) {
+void joinPairs(const TriangleMesh& mesh, const EdgeTable& edges, Patches& patches) {
     if (patches.vMany.empty()) return;
     PairMaker maker(mesh, patches);
     for (const VertexPair& ends : patches.vMany) maker.addEdge(edges.at(ends));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 #include "mend/Patches.h"
 
 namespace QUOR_ZEF {
@@ -13,6 +13,6 @@ namespace QUOR_ZEF {
 // the whole mesh are joined first, since a pair can bind how two patches are turned
 // against each other; the flips of patches change for that.
 // O(n log n) in the sides at such edges, O(n) otherwise.
-void joinPairs(const FlatMesh& mesh, const EdgeTable& edges, Patches& patches);
+void joinPairs(const TriangleMesh& mesh, const EdgeTable& edges, Patches& patches);
 
 }  // namespace QUOR_ZEF

@@ -8,14 +8,14 @@
 
 namespace QUOR_ZEF {
 
-void sortByAngle(const FlatMesh& mesh, const Patches& patches, const Edge& edge, std::vector<EdgeTurn>& vTurns) {
+void sortByAngle(const TriangleMesh& mesh, const Patches& patches, const Edge& edge, std::vector<EdgeTurn>& vTurns) {
     const auto [a, b] = edge.ends();
-    const Point3& origin = mesh.vVertices[a];
-    const Vector3 axis = normalize(mesh.vVertices[b] - origin);
+    const Point3& origin = mesh.vertices[a];
+    const Vector3 axis = normalize(mesh.vertices[b] - origin);
     Vector3 xAxis, yAxis;
     vTurns.clear();
     for (const auto& [high, side] : edge.sides) {
-        const Vector3 arm = mesh.vVertices[mesh.vTriples[previousSide(side)]] - origin;
+        const Vector3 arm = mesh.vertices[mesh.indices[previousSide(side)]] - origin;
         if (xAxis.isDegenerate()) {
             Vector3 upright = arm;
             upright -= axis * (arm * axis);
@@ -23,7 +23,7 @@ void sortByAngle(const FlatMesh& mesh, const Patches& patches, const Edge& edge,
             yAxis = cross(axis, xAxis);
         }
         const double angle = std::atan2(arm * yAxis, arm * xAxis);
-        const bool bForward = (mesh.vTriples[side] == a) != patches.isFlipped(side / 3);
+        const bool bForward = (mesh.indices[side] == a) != patches.isFlipped(side / 3);
         vTurns.push_back({std::isnan(angle) ? 0.0 : angle, side, bForward});
     }
     std::sort(vTurns.begin(), vTurns.end(), [](const EdgeTurn& s, const EdgeTurn& t) {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 #include "mend/Patches.h"
 
 namespace QUOR_ZEF {
@@ -17,6 +17,6 @@ struct EdgeTurn {
 
 // The triangles of one edge by angle. Edges without length, and triangles without
 // area there, stand in the order of sides.
-void sortByAngle(const FlatMesh& mesh, const Patches& patches, const Edge& edge, std::vector<EdgeTurn>& vTurns);
+void sortByAngle(const TriangleMesh& mesh, const Patches& patches, const Edge& edge, std::vector<EdgeTurn>& vTurns);
 
 }  // namespace QUOR_ZEF

@@ -25,7 +25,7 @@ constexpr std::uint32_t none = Patches::none;
 
 class OddLoops {
 public:
-    OddLoops(FlatMesh& mesh_, const EdgeTable& edges_, const Patches& patches_, bool bFillHoles)
+    OddLoops(TriangleMesh& mesh_, const EdgeTable& edges_, const Patches& patches_, bool bFillHoles)
         : mesh(mesh_), edges(edges_), patches(patches_), bHoles(bFillHoles) {}
 
     std::size_t close() {
@@ -49,12 +49,12 @@ public:
             loops.useUp();
             ++numClosed;
         }
-        mesh.vTriples.insert(mesh.vTriples.end(), vNew.begin(), vNew.end());
+        mesh.indices.insert(mesh.indices.end(), vNew.begin(), vNew.end());
         return numClosed;
     }
 
 private:
-    FlatMesh& mesh;
+    TriangleMesh& mesh;
     const EdgeTable& edges;
     const Patches& patches;
     const bool bHoles;
@@ -72,8 +72,8 @@ private:
     }
 
     void findBodies() {
-        DisjointSets loops(mesh.vVertices.size());
-        std::vector<std::uint32_t> vLength(mesh.vVertices.size());
+        DisjointSets loops(mesh.vertices.size());
+        std::vector<std::uint32_t> vLength(mesh.vertices.size());
         const auto forEachBorder = [&](auto&& f) {
             for (std::size_t i = 0; i < vEnds.size(); ++i)
                 if (vBorderSide[i] != none) f(i);
@@ -106,7 +106,7 @@ private:
             const std::uint32_t patch = patches.patchAt(side);
             if (patches.vSize[patch] >= patchFactor * n) ++numLarge;
             if (!vBody[patch]) maxBorder = maxHole;
-            vAlong.emplace_back(patch, (mesh.vTriples[side] == loops.vLoop[i]) != patches.isFlipped(side / 3));
+            vAlong.emplace_back(patch, (mesh.indices[side] == loops.vLoop[i]) != patches.isFlipped(side / 3));
         }
         if (vAlong.empty()) return n <= maxLoop;
         if (!bHoles && vAlong.size() == n) return false;
@@ -130,7 +130,7 @@ private:
                     continue;
                 // The new triangles run along the loop; the old one there should run against it.
                 const double angle = getAngleDeg(normalOf(corner[0], corner[1], corner[2]), normalAt(side));
-                sum += mesh.vTriples[side] == a ? 180.0 - angle : angle;
+                sum += mesh.indices[side] == a ? 180.0 - angle : angle;
                 break;
             }
         }
@@ -138,17 +138,17 @@ private:
     }
     Vector3 normalOf(std::uint32_t a, std::uint32_t b, std::uint32_t c) const {
         bool bOK = false;
-        return triNormal(&mesh.vVertices[a], &mesh.vVertices[b], &mesh.vVertices[c], bOK);
+        return triNormal(&mesh.vertices[a], &mesh.vertices[b], &mesh.vertices[c], bOK);
     }
     Vector3 normalAt(std::uint32_t side) const {
-        const std::uint32_t* corners = mesh.vTriples.data() + side / 3 * 3;
+        const std::uint32_t* corners = mesh.indices.data() + side / 3 * 3;
         return normalOf(corners[0], corners[1], corners[2]);
     }
 };
 
 }  // namespace
 
-std::size_t closeOddLoops(FlatMesh& mesh, const EdgeTable& edges, const Patches& patches, bool bHoles) {
+std::size_t closeOddLoops(TriangleMesh& mesh, const EdgeTable& edges, const Patches& patches, bool bHoles) {
     return OddLoops(mesh, edges, patches, bHoles).close();
 }
 

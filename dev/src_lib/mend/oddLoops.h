@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 #include "mend/Patches.h"
 
 namespace QUOR_ZEF {
@@ -15,6 +15,6 @@ namespace QUOR_ZEF {
 // without bHoles. No
 // triangle is made twice. Returns the number of loops closed.
 // O(n), and O(40^3) a loop.
-std::size_t closeOddLoops(FlatMesh& mesh, const EdgeTable& edges, const Patches& patches, bool bHoles);
+std::size_t closeOddLoops(TriangleMesh& mesh, const EdgeTable& edges, const Patches& patches, bool bHoles);
 
 }  // namespace QUOR_ZEF

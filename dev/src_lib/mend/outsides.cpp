@@ -27,7 +27,7 @@ struct Sums {
 
 class OutsideFinder {
 public:
-    OutsideFinder(const FlatMesh& mesh_, const MeshComponents& components_, std::vector<std::uint8_t>& vFlip_)
+    OutsideFinder(const TriangleMesh& mesh_, const MeshComponents& components_, std::vector<std::uint8_t>& vFlip_)
         : mesh(mesh_),
           vNumber(components_.vNumber),
           vBorder(components_.vBorder),
@@ -46,18 +46,18 @@ public:
     }
 
 private:
-    const FlatMesh& mesh;
+    const TriangleMesh& mesh;
     const std::vector<std::uint32_t>& vNumber;
     const std::vector<std::uint32_t>& vBorder;
     std::vector<std::uint8_t>& vFlip;
     std::vector<Sums> vSums;  // by number, as the next
     std::vector<bool> vOpen;
 
-    const Point3& at(std::uint32_t corner) const { return mesh.vVertices[mesh.vTriples[corner]]; }
+    const Point3& at(std::uint32_t corner) const { return mesh.vertices[mesh.indices[corner]]; }
     bool isTriangle(std::uint32_t t) const { return vNumber[t] < vSums.size(); }
 
     void sumMiddles() {
-        for (std::uint32_t corner = 0; corner < mesh.vTriples.size(); ++corner) {
+        for (std::uint32_t corner = 0; corner < mesh.indices.size(); ++corner) {
             if (!isTriangle(corner / 3)) continue;
             Sums& sums = vSums[vNumber[corner / 3]];
             sums.middle += at(corner) - zero;
@@ -81,12 +81,12 @@ private:
 
     // A cap is a fan of triangles around the middle of a border.
     void sumCaps() {
-        DisjointSets loops(mesh.vVertices.size());
+        DisjointSets loops(mesh.vertices.size());
         std::vector<Sums> vLoops;
-        std::vector<std::uint32_t> vLoop(mesh.vVertices.size());
-        for (const std::uint32_t side : vBorder) loops.join(mesh.vTriples[side], mesh.vTriples[nextSide(side)]);
+        std::vector<std::uint32_t> vLoop(mesh.vertices.size());
+        for (const std::uint32_t side : vBorder) loops.join(mesh.indices[side], mesh.indices[nextSide(side)]);
         for (const std::uint32_t side : vBorder) {
-            const std::uint32_t root = loops.find(mesh.vTriples[side]);
+            const std::uint32_t root = loops.find(mesh.indices[side]);
             if (vLoop[root] == 0) {
                 vLoops.emplace_back();
                 vLoop[root] = static_cast<std::uint32_t>(vLoops.size());
@@ -97,7 +97,7 @@ private:
             loop.numCorners += 2.0;
         }
         for (const std::uint32_t side : vBorder) {
-            const Sums& loop = vLoops[vLoop[loops.find(mesh.vTriples[side])] - 1];
+            const Sums& loop = vLoops[vLoop[loops.find(mesh.indices[side])] - 1];
             Sums& sums = vSums[vNumber[side / 3]];
             const Point3 middle = zero + loop.middle * (1.0 / loop.numCorners);
             const double sign = vFlip[side / 3] ? -1.0 : 1.0;
@@ -117,7 +117,7 @@ private:
 
 }  // namespace
 
-std::size_t faceOutward(const FlatMesh& mesh, const MeshComponents& components, std::vector<std::uint8_t>& vFlip) {
+std::size_t faceOutward(const TriangleMesh& mesh, const MeshComponents& components, std::vector<std::uint8_t>& vFlip) {
     return OutsideFinder(mesh, components, vFlip).face();
 }
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 #include "flat/triangleSides.h"
 
 namespace QUOR_ZEF {
@@ -24,6 +24,6 @@ struct MeshComponents {
 // too, if caps over them, from the middles of their borders, have less than 0.3 of
 // its area. A sheet faces up the axis that it leans to most; one that leans to none
 // keeps the direction that most of its triangles have. O(n).
-std::size_t faceOutward(const FlatMesh& mesh, const MeshComponents& components, std::vector<std::uint8_t>& vFlip);
+std::size_t faceOutward(const TriangleMesh& mesh, const MeshComponents& components, std::vector<std::uint8_t>& vFlip);
 
 }  // namespace QUOR_ZEF

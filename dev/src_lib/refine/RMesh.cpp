@@ -16,11 +16,11 @@ void RMesh::startVertices() {
 }
 
 RMesh::RMesh(CMesh* pCM) : RMesh(pCM->getCellSize()) {
-    FlatMesh flat = flatten(*pCM);
-    vVertices = std::move(flat.vVertices);
+    TriangleMesh flat = flatten(*pCM);
+    vVertices = std::move(flat.vertices);
     startVertices();
-    for (std::size_t i = 0; i < flat.vTriples.size(); i += 3)
-        createT(&vVertices[flat.vTriples[i]], &vVertices[flat.vTriples[i + 1]], &vVertices[flat.vTriples[i + 2]]);
+    for (std::size_t i = 0; i < flat.indices.size(); i += 3)
+        createT(&vVertices[flat.indices[i]], &vVertices[flat.indices[i + 1]], &vVertices[flat.indices[i + 2]]);
 }
 
 RMesh::RMesh(std::vector<Point3> vVertices_, const std::vector<std::uint32_t>& vTriples, double cellSize_)

@@ -48,33 +48,33 @@ private:
 
 }  // namespace
 
-FlatMesh flatten(CMesh& mesh) {
+TriangleMesh flatten(CMesh& mesh) {
     const CellMap& cells = *mesh.getCCDBundleMap();
     std::vector<CTriangle*> vCT;
     mesh.getAllTriangles(vCT);
     checkMeshSize(cells.size(), vCT.size());
-    FlatMesh flat;
-    std::vector<Point3>& vPointVertex = flat.vVertices;
+    TriangleMesh flat;
+    std::vector<Point3>& vPointVertex = flat.vertices;
     const CellVertices vCCDVertex(cells, vPointVertex);
     ASSEX(vCCDVertex.size()==vPointVertex.size());
-    flat.vTriples.reserve(3 * vCT.size());
+    flat.indices.reserve(3 * vCT.size());
     for (const CTriangle* pCT : vCT) {
         const std::uint32_t it0 = vCCDVertex.find(pCT->getCorner(0));
         const std::uint32_t it1 = vCCDVertex.find(pCT->getCorner(1));
         const std::uint32_t it2 = vCCDVertex.find(pCT->getCorner(2));
         ASSEX(it0!=vCCDVertex.end() && it1!=vCCDVertex.end() && it2!=vCCDVertex.end());
-        flat.vTriples.insert(flat.vTriples.end(), {it0, it1, it2});
+        flat.indices.insert(flat.indices.end(), {it0, it1, it2});
     }
     return flat;
 }
 
-FlatMesh flatten(const RMesh& mesh, VertexOrder order) {
-    FlatMesh flat;
+TriangleMesh flatten(const RMesh& mesh, VertexOrder order) {
+    TriangleMesh flat;
     std::vector<std::uint32_t> vIndex(mesh.getNumVertices(), none);
     if (order == VertexOrder::MESH)
         for (std::uint32_t i = 0; i < mesh.getNumVertices(); ++i)
-            if (!mesh.getFan(mesh.getVertex(i)).empty()) vIndex[i] = append(flat.vVertices, *mesh.getVertex(i));
-    flat.vTriples.reserve(3 * mesh.getNumLiveTriangles());
+            if (!mesh.getFan(mesh.getVertex(i)).empty()) vIndex[i] = append(flat.vertices, *mesh.getVertex(i));
+    flat.indices.reserve(3 * mesh.getNumLiveTriangles());
     std::vector<RTriangle*> vT;
     mesh.getLiveTriangles(vT);
     for (const RTriangle* pRT : vT) {
@@ -82,8 +82,8 @@ FlatMesh flatten(const RMesh& mesh, VertexOrder order) {
         for (int ici = 0; ici < 3; ++ici) {
             const Point3* p = pRT->getCorner(ici);
             std::uint32_t& index = vIndex[mesh.getVertexNumber(p)];
-            if (index == none) index = append(flat.vVertices, *p);
-            flat.vTriples.push_back(index);
+            if (index == none) index = append(flat.vertices, *p);
+            flat.indices.push_back(index);
         }
     }
     return flat;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
@@ -10,9 +10,9 @@ class RMesh;
 // The triangles of a mesh of cells, with all cells that have a Bundle as vertices, in
 // order of code, with colour. A triangle with a cell without Bundle fails an ASSEX,
 // as does a NaN coordinate. Too many triangles: see checkMeshSize(). O(n).
-FlatMesh flatten(CMesh& mesh);
+TriangleMesh flatten(CMesh& mesh);
 
 // A copy of the live part. O(n).
-FlatMesh flatten(const RMesh& mesh, VertexOrder order);
+TriangleMesh flatten(const RMesh& mesh, VertexOrder order);
 
 }  // namespace QUOR_ZEF

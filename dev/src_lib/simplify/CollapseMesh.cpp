@@ -36,7 +36,7 @@ bool isDistorted(const Vector3& a, const Vector3& b, const Vector3& from, const 
 
 CollapseMesh::CollapseMesh(const FanSurface& surface)
     : vPos(surface.vPos),
-      vTriples(surface.vTriples),
+      vTriples(surface.indices),
       vFanStart(surface.vStart.begin(), surface.vStart.end()),
       vFanSize(vPos.size()),
       vFans(surface.vFans),
@@ -60,7 +60,7 @@ CollapseMesh::Kind CollapseMesh::kindOf(const FanSurface& surface, std::uint32_t
     std::vector<std::pair<std::uint32_t, std::uint32_t>> vSides;  // opposite of the vertex
     std::vector<std::uint32_t> vEnds;
     for (const std::uint32_t triangle : surface.fan(vertex)) {
-        const std::uint32_t* const k = &surface.vTriples[3 * std::size_t{triangle}];
+        const std::uint32_t* const k = &surface.indices[3 * std::size_t{triangle}];
         const int ici = k[0] == vertex ? 0 : k[1] == vertex ? 1 : 2;
         vSides.emplace_back(k[(ici + 1) % 3], k[(ici + 2) % 3]);
         vEnds.insert(vEnds.end(), {vSides.back().first, vSides.back().second});

@@ -56,25 +56,25 @@ void findFoot(const Vector3& p, const Vector3& a, const Vector3& b, const Vector
     takeSegment(p, c, a, 2, 0, foot);
 }
 
-FanSurface::FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> vTriples_)
-    : vPos(std::move(vPos_)), vTriples(std::move(vTriples_)), vStart(vPos.size() + 1), vFans(vTriples.size()) {
-    for (const std::uint32_t vertex : vTriples) ++vStart[vertex];
+FanSurface::FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> indices_)
+    : vPos(std::move(vPos_)), indices(std::move(indices_)), vStart(vPos.size() + 1), vFans(indices.size()) {
+    for (const std::uint32_t vertex : indices) ++vStart[vertex];
     for (std::size_t i = 1; i < vStart.size(); ++i) vStart[i] += vStart[i - 1];
-    for (std::size_t i = vTriples.size(); i-- > 0;) vFans[--vStart[vTriples[i]]] = static_cast<std::uint32_t>(i / 3);
+    for (std::size_t i = indices.size(); i-- > 0;) vFans[--vStart[indices[i]]] = static_cast<std::uint32_t>(i / 3);
 }
 
 bool FanSurface::isFirstAtSide(std::uint32_t triangle, std::uint32_t i) const {
-    const std::uint32_t a = vTriples[3 * triangle + i], b = vTriples[3 * triangle + (i + 1) % 3];
+    const std::uint32_t a = indices[3 * triangle + i], b = indices[3 * triangle + (i + 1) % 3];
     const auto view = fan(a);
     return *std::find_if(view.begin(), view.end(), [&](std::uint32_t other) {
-        const std::uint32_t* const k = &vTriples[3 * std::size_t{other}];
+        const std::uint32_t* const k = &indices[3 * std::size_t{other}];
         return k[0] == b || k[1] == b || k[2] == b;
     }) == triangle;
 }
 
 std::uint32_t FanSurface::nearestCorner(const Foot& foot) const {
     const auto heaviest = std::max_element(foot.weights.begin(), foot.weights.end()) - foot.weights.begin();
-    return vTriples[3 * std::size_t{foot.triangle} + static_cast<std::size_t>(heaviest)];
+    return indices[3 * std::size_t{foot.triangle} + static_cast<std::size_t>(heaviest)];
 }
 
 Foot FanSurface::walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnough) const {
@@ -97,7 +97,7 @@ Foot FanSurface::walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnoug
         std::uint32_t next = vertex;
         double highest = 0.0;
         for (std::uint32_t i = 0; i < 3; ++i) {
-            const std::uint32_t other = vTriples[3 * best.triangle + i];
+            const std::uint32_t other = indices[3 * best.triangle + i];
             if (other == vertex || !(w[i] > highest)) continue;
             highest = w[i];
             next = other;

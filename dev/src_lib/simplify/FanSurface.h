@@ -31,19 +31,19 @@ void findFoot(const Vector3& p, const Vector3& a, const Vector3& b, const Vector
 // Triangles with the fans around their vertices, in plain arrays.
 class FanSurface {
 public:
-    std::vector<Vector3> vPos;            // by vertex
-    std::vector<std::uint32_t> vTriples;  // three vertices a triangle
-    std::vector<std::uint32_t> vStart;    // by vertex, and one more: where its fan starts in vFans
-    std::vector<std::uint32_t> vFans;     // triangles, ascending within a fan
+    std::vector<Vector3> vPos;           // by vertex
+    std::vector<std::uint32_t> indices;  // three vertices a triangle
+    std::vector<std::uint32_t> vStart;   // by vertex, and one more: where its fan starts in vFans
+    std::vector<std::uint32_t> vFans;    // triangles, ascending within a fan
 
     // Indices out of range are the caller's fault. O(n).
-    FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> vTriples_);
+    FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> indices_);
 
-    std::uint32_t numTriangles() const { return static_cast<std::uint32_t>(vTriples.size() / 3); }
+    std::uint32_t numTriangles() const { return static_cast<std::uint32_t>(indices.size() / 3); }
     std::span<const std::uint32_t> fan(std::uint32_t vertex) const {
         return {vFans.data() + vStart[vertex], vFans.data() + vStart[vertex + 1]};
     }
-    const Vector3& corner(std::uint32_t triangle, std::uint32_t i) const { return vPos[vTriples[3 * triangle + i]]; }
+    const Vector3& corner(std::uint32_t triangle, std::uint32_t i) const { return vPos[indices[3 * triangle + i]]; }
     // Of the triangles at the edge from corner i to the next one, the lowest is this one.
     bool isFirstAtSide(std::uint32_t triangle, std::uint32_t i) const;
 

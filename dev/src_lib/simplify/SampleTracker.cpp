@@ -29,7 +29,7 @@ SampleTracker::SampleTracker(const FanSurface& source_, const CollapseMesh& mesh
     if (maxDistance > gridWidth) return;
     for (std::uint32_t triangle = 0; triangle < source.numTriangles(); ++triangle) {
         const Vector3 &a = source.corner(triangle, 0), &b = source.corner(triangle, 1), &c = source.corner(triangle, 2);
-        const std::uint32_t* const k = &source.vTriples[3 * std::size_t{triangle}];
+        const std::uint32_t* const k = &source.indices[3 * std::size_t{triangle}];
         addPoint(weightedMean(a, b, c, 1.0 / 3.0, 1.0 / 3.0, 1.0 / 3.0), k[0], triangle);
         if (source.isFirstAtSide(triangle, 0)) addPoint(weightedMean(a, b, c, 0.5, 0.5, 0.0), k[0], triangle);
         if (source.isFirstAtSide(triangle, 1)) addPoint(weightedMean(a, b, c, 0.0, 0.5, 0.5), k[1], triangle);

@@ -27,7 +27,7 @@ SurfaceDistance::SurfaceDistance(const FanSurface& from_, const FanSurface& to_,
 template <class F>
 void SurfaceDistance::forEachPoint(std::uint32_t triangle, F&& f) const {
     const Vector3 &a = from.corner(triangle, 0), &b = from.corner(triangle, 1), &c = from.corner(triangle, 2);
-    const std::uint32_t* const k = &from.vTriples[3 * std::size_t{triangle}];
+    const std::uint32_t* const k = &from.indices[3 * std::size_t{triangle}];
     bool bFirstAt[3], bFirstAtSide[3];
     for (std::uint32_t i = 0; i < 3; ++i) {
         bFirstAt[i] = from.fan(k[i]).front() == triangle;

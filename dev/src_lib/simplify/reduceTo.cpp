@@ -65,24 +65,24 @@ Vector3 positionOf(const Point3& p) {
     return {p.px, p.py, p.pz};
 }
 
-FanSurface surfaceOf(const FlatMesh& mesh) {
+FanSurface surfaceOf(const TriangleMesh& mesh) {
     std::vector<Vector3> vPos;
-    vPos.reserve(mesh.vVertices.size());
-    for (const Point3& p : mesh.vVertices) vPos.push_back(positionOf(p));
-    return {std::move(vPos), mesh.vTriples};
+    vPos.reserve(mesh.vertices.size());
+    for (const Point3& p : mesh.vertices) vPos.push_back(positionOf(p));
+    return {std::move(vPos), mesh.indices};
 }
 
-double averageEdge(const FlatMesh& mesh) {
+double averageEdge(const TriangleMesh& mesh) {
     double sum = 0.0;
-    for (std::size_t i = 0; i < mesh.vTriples.size(); i += 3)
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3)
         for (std::size_t k = 0; k < 3; ++k)
-            sum += (mesh.vVertices[mesh.vTriples[i + k]] - mesh.vVertices[mesh.vTriples[i + (k + 1) % 3]]).length();
-    return sum / static_cast<double>(mesh.vTriples.size());
+            sum += (mesh.vertices[mesh.indices[i + k]] - mesh.vertices[mesh.indices[i + (k + 1) % 3]]).length();
+    return sum / static_cast<double>(mesh.indices.size());
 }
 
-VertexColors colorsOf(const FlatMesh& mesh) {
+VertexColors colorsOf(const TriangleMesh& mesh) {
     VertexColors colors;
-    for (const Point3& p : mesh.vVertices) {
+    for (const Point3& p : mesh.vertices) {
         colors.vChannels.push_back({double(p.r), double(p.g), double(p.b), double(p.a)});
         colors.vHas.push_back(p.hasColor());
     }
@@ -96,7 +96,7 @@ std::uint8_t byteOf(double channel) {
 class QuadricReduction {
 public:
     // edge_: average length. vShares: by vertex, of maxError.
-    QuadricReduction(const FlatMesh& flat_, const ReduceOptions& options_, double edge_,
+    QuadricReduction(const TriangleMesh& flat_, const ReduceOptions& options_, double edge_,
                      const std::vector<float>& vShares)
         : flat(flat_),
           options(options_),
@@ -142,25 +142,25 @@ public:
 
     // What is left. Vertices and triangles stay in order; a vertex that has not
     // moved stays bit for bit.
-    FlatMesh takeMesh() {
-        FlatMesh result;
+    TriangleMesh takeMesh() {
+        TriangleMesh result;
         vNewIndex.assign(source.vPos.size(), none);
         for (const std::uint32_t vertex : mesh.getTriples())
             if (vertex != none) vNewIndex[vertex] = 0;
         for (std::uint32_t i = 0; i < vNewIndex.size(); ++i) {
             if (vNewIndex[i] == none) continue;
-            vNewIndex[i] = static_cast<std::uint32_t>(result.vVertices.size());
+            vNewIndex[i] = static_cast<std::uint32_t>(result.vertices.size());
             vOldIndex.push_back(i);
-            result.vVertices.push_back(pointAt(i));
+            result.vertices.push_back(pointAt(i));
         }
         for (const std::uint32_t vertex : mesh.getTriples())
-            if (vertex != none) result.vTriples.push_back(vNewIndex[vertex]);
+            if (vertex != none) result.indices.push_back(vNewIndex[vertex]);
         return result;
     }
 
     // After takeMesh(): the error, or, if that is beyond the limit, what to do about
     // it at the next attempt.
-    double measure(const FlatMesh& result, std::vector<float>& vShares) const {
+    double measure(const TriangleMesh& result, std::vector<float>& vShares) const {
         Progress* pMeasuring = getProgress()->getChildProgressSetTodo("RM_rtmeas", 2);
         const FanSurface reduced = surfaceOf(result);
         const SurfaceDistance forth(source, reduced, findHeirs(), edge);
@@ -219,7 +219,7 @@ private:
         if (!hasColor()) return;
         std::array<Channels, 3> lengths;
         for (std::size_t i = 0; i < 3; ++i) {
-            const std::uint32_t corner = source.vTriples[3 * std::size_t{triangle} + i];
+            const std::uint32_t corner = source.indices[3 * std::size_t{triangle} + i];
             if (!colors.vHas[corner]) return;
             for (std::size_t k = 0; k < 4; ++k) lengths[i][k] = colors.vChannels[corner][k] * lengthPerStep;
         }
@@ -229,7 +229,7 @@ private:
     // Planes through the border edges at the vertex, upright on their triangles.
     void addBorder(std::uint32_t vertex) {
         for (const std::uint32_t triangle : source.fan(vertex)) {
-            const std::uint32_t* const k = &source.vTriples[3 * std::size_t{triangle}];
+            const std::uint32_t* const k = &source.indices[3 * std::size_t{triangle}];
             const std::size_t ici = k[0] == vertex ? 0 : k[1] == vertex ? 1 : 2;
             const std::uint32_t next = k[(ici + 1) % 3], previous = k[(ici + 2) % 3];
             const Vector3 a = local(source.vPos[vertex]), toNext = difference(local(source.vPos[next]), a),
@@ -250,7 +250,7 @@ private:
     bool isBorderEdge(std::uint32_t vertex, std::uint32_t other) const {
         const auto fan = source.fan(vertex);
         return std::count_if(fan.begin(), fan.end(), [&](std::uint32_t triangle) {
-                   const std::uint32_t* const k = &source.vTriples[3 * std::size_t{triangle}];
+                   const std::uint32_t* const k = &source.indices[3 * std::size_t{triangle}];
                    return k[0] == other || k[1] == other || k[2] == other;
                }) == 1;
     }
@@ -305,7 +305,7 @@ private:
                 vOther.clear();
                 for (const std::uint32_t triangle : source.fan(u))
                     for (std::size_t k = 0; k < 3; ++k)
-                        if (const std::uint32_t v = source.vTriples[3 * std::size_t{triangle} + k]; v > u)
+                        if (const std::uint32_t v = source.indices[3 * std::size_t{triangle} + k]; v > u)
                             vOther.push_back(v);
                 std::sort(vOther.begin(), vOther.end());
                 vOther.erase(std::unique(vOther.begin(), vOther.end()), vOther.end());
@@ -395,7 +395,7 @@ private:
     // --- result ---
 
     Point3 pointAt(std::uint32_t vertex) const {
-        Point3 point = flat.vVertices[vertex];
+        Point3 point = flat.vertices[vertex];
         if (mesh.getVersion(vertex) == 0) return point;
         const Vector3& p = mesh.vPos[vertex];
         point.set(p.vx, p.vy, p.vz);
@@ -420,13 +420,13 @@ private:
     void tighten(std::vector<std::uint32_t>& vTriangles, std::vector<float>& vShares) const {
         std::vector<std::uint32_t> vTight;
         for (const std::uint32_t triangle : vTriangles)
-            for (std::size_t i = 0; i < 3; ++i) vTight.push_back(source.vTriples[3 * std::size_t{triangle} + i]);
+            for (std::size_t i = 0; i < 3; ++i) vTight.push_back(source.indices[3 * std::size_t{triangle} + i]);
         std::sort(vTight.begin(), vTight.end());
         vTight.erase(std::unique(vTight.begin(), vTight.end()), vTight.end());
         for (const std::uint32_t vertex : vTight) vShares[vertex] *= shareStep;
     }
 
-    const FlatMesh& flat;
+    const TriangleMesh& flat;
     const ReduceOptions& options;
     const FanSurface source;  // the mesh as it was
     CollapseMesh mesh;
@@ -443,19 +443,19 @@ private:
 
 }  // namespace
 
-double reduceTo(FlatMesh& mesh, const ReduceOptions& options) {
+double reduceTo(TriangleMesh& mesh, const ReduceOptions& options) {
     ASSEX(options.maxError>=0.0);
     ASSEX(options.targetTriangles>0 || std::isfinite(options.maxError));
     ASSEX(options.maxColorStep>0.0);
     const double edge = averageEdge(mesh);
     if (!(edge > 0.0) || !std::isfinite(edge)) return 0.0;
-    std::vector<float> vShares(mesh.vVertices.size(), 1.0f);
+    std::vector<float> vShares(mesh.vertices.size(), 1.0f);
     for (int attempt = 0; attempt < maxAttempts; ++attempt) {
         if (attempt >= numLocalAttempts)
             for (float& share : vShares) share *= shareStep;
         QuadricReduction reduction(mesh, options, edge, vShares);
         if (!reduction.run()) return 0.0;
-        FlatMesh result = reduction.takeMesh();
+        TriangleMesh result = reduction.takeMesh();
         const double error = reduction.measure(result, vShares);
         if (!(error <= options.maxError)) continue;
         mesh = std::move(result);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
@@ -10,6 +10,6 @@ struct ReduceOptions;
 // reached. Progress children "RM_rtscore", "RM_rtloop", "RM_rtmeas".
 // Scores and measures on all threads, collapses on one. About 350 bytes a triangle,
 // 150 more where there are colours.
-double reduceTo(FlatMesh& mesh, const ReduceOptions& options);
+double reduceTo(TriangleMesh& mesh, const ReduceOptions& options);
 
 }  // namespace QUOR_ZEF

@@ -4,26 +4,16 @@
 #include <cstdint>
 #include <vector>
 
-#include "zef/Point3.h"
+#include "zef/TriangleMesh.h"
 
 namespace QUOR_ZEF {
-
-// The live part of a mesh as plain arrays: vertices in use, and three indices into
-// them for each triangle, in the order of triangles.
-struct FlatMesh {
-    std::vector<Point3> vVertices;
-    std::vector<std::uint32_t> vTriples;
-
-    std::size_t numTriangles() const { return vTriples.size() / 3; }
-    bool hasColor() const;
-};
 
 // MESH: vertices in the order of the mesh. FIRST_USE: as the corners of the
 // triangles bring them, which is the order of the files.
 enum class VertexOrder : std::uint8_t { MESH, FIRST_USE };
 
 // Leaves out the vertices of no triangle. O(n).
-void renumberVertices(FlatMesh& mesh, VertexOrder order);
+void renumberVertices(TriangleMesh& mesh, VertexOrder order);
 
 // Vertices have 31-bit numbers, edges and triangles 32-bit ones. Shows an error
 // and throws a ZefBugException for a mesh that these do not cover.

@@ -1,4 +1,4 @@
-#include "flat/FlatMesh.h"
+#include "flat/arrays.h"
 
 #include <algorithm>
 #include <string>
@@ -14,23 +14,23 @@ constexpr std::uint32_t none = 0xffffffffu;
 
 }  // namespace
 
-void renumberVertices(FlatMesh& mesh, VertexOrder order) {
-    std::vector<std::uint32_t> vIndex(mesh.vVertices.size(), none);
+void renumberVertices(TriangleMesh& mesh, VertexOrder order) {
+    std::vector<std::uint32_t> vIndex(mesh.vertices.size(), none);
     std::uint32_t num = 0;
     if (order == VertexOrder::MESH) {
-        for (const std::uint32_t vertex : mesh.vTriples) vIndex[vertex] = 0;
+        for (const std::uint32_t vertex : mesh.indices) vIndex[vertex] = 0;
         for (std::uint32_t& index : vIndex)
             if (index != none) index = num++;
     } else {
-        for (const std::uint32_t vertex : mesh.vTriples)
+        for (const std::uint32_t vertex : mesh.indices)
             if (vIndex[vertex] == none) vIndex[vertex] = num++;
     }
-    for (std::uint32_t& vertex : mesh.vTriples) vertex = vIndex[vertex];
+    for (std::uint32_t& vertex : mesh.indices) vertex = vIndex[vertex];
     if (order == VertexOrder::MESH && num == vIndex.size()) return;
     std::vector<Point3> vVertices(num);
     for (std::size_t i = 0; i < vIndex.size(); ++i)
-        if (vIndex[i] != none) vVertices[vIndex[i]] = mesh.vVertices[i];
-    mesh.vVertices = std::move(vVertices);
+        if (vIndex[i] != none) vVertices[vIndex[i]] = mesh.vertices[i];
+    mesh.vertices = std::move(vVertices);
 }
 
 void checkMeshSize(std::size_t numVertices, std::size_t numTriangles) {
@@ -44,8 +44,8 @@ void checkMeshSize(std::size_t numVertices, std::size_t numTriangles) {
     throwBug();
 }
 
-bool FlatMesh::hasColor() const {
-    return std::any_of(vVertices.begin(), vVertices.end(), [](const Point3& p) { return p.hasColor(); });
+bool TriangleMesh::hasColor() const {
+    return std::any_of(vertices.begin(), vertices.end(), [](const Point3& p) { return p.hasColor(); });
 }
 
 }  // namespace QUOR_ZEF
