@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "frame/Progress.h"
-#include "stageWords.h"
+#include "frame/stageWords.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ std::string barText(double value) {
 // The library's running stage, or the run itself between stages.
 std::string runningName(const std::string& run) {
     const auto* pStage = zef::getStageTimes().getRunning();
-    return pStage ? stageWords(pStage->name) : run;
+    return pStage ? std::string(zef::stageWords(pStage->name)) : run;
 }
 
 }  // namespace

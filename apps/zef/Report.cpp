@@ -6,7 +6,7 @@
 #include <iostream>
 
 #include "frame/Progress.h"
-#include "stageWords.h"
+#include "frame/stageWords.h"
 
 using Json = nlohmann::ordered_json;
 
@@ -82,7 +82,7 @@ void Report::addStages() {
     for (const zef::StageTimes::Stage& stage : zef::getStageTimes().vStages) {
         const double seconds = static_cast<double>(stage.nanoseconds) * 1e-9;
         stages[stage.name] = seconds;
-        vLines.push_back({std::string(2, ' ') + stageWords(stage.name), secondsText(seconds)});
+        vLines.push_back({std::string(2, ' ') + std::string(zef::stageWords(stage.name)), secondsText(seconds)});
     }
     object["stages"] = std::move(stages);
 }

@@ -84,6 +84,7 @@ std::string includedBy(std::string line) {
 
 bool mayKnowThreads(const std::string& file, const std::string& header) {
     if (folderOf(file) == "parallel" || startsWith(file, "frame/Progress.")) return true;
+    if (startsWith(file, "frame/Run.")) return header == "mutex";
     return file == "frame/License.cpp" && header == "mutex";
 }
 

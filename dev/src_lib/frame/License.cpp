@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "frame/License.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 
 namespace QUOR_ZEF {
@@ -101,9 +102,13 @@ void passLicenseGate(const char* gate, uint64 numPoints) {
     }
     // The policy runs without the lock, so that it may ask for the state itself.
     if (bGranted && (!policy || policy({gate, numPoints}))) return;
-    std::cout << std::string("\nERROR: the license does not allow ") + gate + " with " + std::to_string(numPoints) +
-                     " points\n"
-              << std::flush;
+    const std::string text =
+        std::string("the license does not allow ") + gate + " with " + std::to_string(numPoints) + " points";
+    if (Run* const pRun = getRun()) {
+        pRun->setError(text);
+    } else {
+        std::cout << "\nERROR: " + text + "\n" << std::flush;
+    }
     throwLicense();
 }
 

@@ -5,7 +5,9 @@
 #include <cmath>
 #include <memory>
 #include <thread>
+#include <utility>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 
 namespace QUOR_ZEF {
@@ -52,6 +54,7 @@ Progress* Progress::getChildProgressSetTodo(const std::string& childName, uint64
     Progress* pChild = q_it->second;
     const std::lock_guard lockChild(pChild->mutex);
     getStageTimes().enter(childName);
+    if (Run* const pRun = getRun()) pRun->enterStage(childName);
     if (pChild->done == 0) {
         pChild->setTodo(childTodo);
         return pChild;
@@ -174,6 +177,8 @@ StageTimes& getStageTimes() {
 
 namespace {
 
+thread_local Progress* pGivenRoot = nullptr;
+
 // The id of an ended thread may come back: its root then begins anew, without
 // the subscriber, which may be gone.
 Progress* rootOfNewThread() {
@@ -195,8 +200,13 @@ Progress* rootOfNewThread() {
 }  // namespace
 
 Progress* getProgress() {
+    if (pGivenRoot) return pGivenRoot;
     thread_local Progress* const pRoot = rootOfNewThread();
     return pRoot;
+}
+
+Progress* exchangeProgressRoot(Progress* pRoot) {
+    return std::exchange(pGivenRoot, pRoot);
 }
 
 void subscribe(ProgressBase* pSubscriber) {

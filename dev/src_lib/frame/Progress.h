@@ -97,6 +97,9 @@ StageTimes& getStageTimes();
 // The calling thread's root; made on first use, never freed. Only the first call
 // of a thread locks.
 Progress* getProgress();
+// Puts a root of the caller's in its place, until the next exchange. Returns the one
+// that was given before, null for the thread's own.
+Progress* exchangeProgressRoot(Progress* pRoot);
 
 using ProgressPlan = std::initializer_list<std::pair<const char*, double>>;
 

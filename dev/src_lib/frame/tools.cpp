@@ -5,6 +5,8 @@
 #include <cstring>
 #include <iostream>
 
+#include "frame/Run.h"
+
 namespace QUOR_ZEF {
 
 const char* ZefBugException::what() const noexcept {
@@ -28,21 +30,41 @@ const char* fileName(const char* path) {
     return slash ? slash + 1 : path;
 }
 
+// The text in a condition such as n>0 && "give a number".
+std::string textInside(const std::string& condition) {
+    const std::size_t begin = condition.find('"'), end = condition.rfind('"');
+    return begin == end ? "" : condition.substr(begin + 1, end - begin - 1);
+}
+
 }  // namespace
 
 void assexFailed(const char* file, int line, const char* function, const char* condition) {
-    std::cout << std::string("      ") + fileName(file) + ":" + std::to_string(line) + "\n      " + function
-              << std::flush;
-    showError("ASSEX", std::string("Condition [ ") + condition + " failed ]");
+    const std::string place = std::string(fileName(file)) + ":" + std::to_string(line);
+    const std::string failed = std::string("Condition [ ") + condition + " failed ]";
+    if (getRun()) {
+        BugReport report;
+        report.text = place + ": " + failed;
+        report.cure = textInside(condition);
+        throw report;
+    }
+    std::cout << "      " + place + "\n      " + function << std::flush;
+    showError("ASSEX", failed);
     throwBug();
 }
 
 void showError(const std::string& place, const std::string& text) {
+    if (Run* const pRun = getRun()) return pRun->setError(text);
     showMessage(place, ", ERROR: ", text);
 }
 
 void showWarning(const std::string& place, const std::string& text) {
+    if (Run* const pRun = getRun()) return pRun->message(Severity::WARNING, text);
     showMessage(place, ", WARNING: ", text);
+}
+
+void showDetail(const std::string& line) {
+    if (Run* const pRun = getRun()) return pRun->message(Severity::DETAIL, line);
+    std::cout << line << std::endl;
 }
 
 std::string where(const char* function, int line) {
@@ -62,6 +84,11 @@ void hardStop(int status) {
 }
 
 void throwBug() {
+    if (Run* const pRun = getRun()) {
+        BugReport report;
+        report.text = pRun->getError();
+        throw report;
+    }
     throw ZefBugException();
 }
 

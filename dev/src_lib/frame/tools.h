@@ -20,10 +20,20 @@ namespace QUOR_ZEF {
 // What ASSEX calls when its condition is false.
 [[noreturn]] void assexFailed(const char* file, int line, const char* function, const char* condition);
 
+// What ASSEX and throwBug() throw in a call with surroundings of its own (see Run),
+// where nothing goes to standard output.
+struct BugReport : public ZefBugException {
+    std::string text;  // place and condition, or what showError() said last
+    std::string cure;  // of a condition with a text for the caller, that text; else empty
+};
+
 // One message each on standard output; the run goes on. place: who speaks,
-// as a rule where(...).
+// as a rule where(...). In a call with surroundings of its own, a warning goes to their
+// sink, and an error becomes the text of the exception that ends the call.
 void showError(const std::string& place, const std::string& text);
 void showWarning(const std::string& place, const std::string& text);
+// A line for developers, in the same way.
+void showDetail(const std::string& line);
 
 // " ** function:line ** ", the title of messages from ordinary code:
 // where(__PRETTY_FUNCTION__, __LINE__).

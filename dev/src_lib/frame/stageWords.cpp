@@ -1,14 +1,15 @@
-#include "stageWords.h"
+#include "frame/stageWords.h"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
 
+namespace QUOR_ZEF {
+
 namespace {
 
 struct Words {
-    std::string_view name;
-    const char* words;
+    std::string_view tag, words;
 };
 
 constexpr std::array stages = {
@@ -47,8 +48,9 @@ constexpr std::array stages = {
 
 }  // namespace
 
-std::string stageWords(const std::string& stageName) {
-    const auto words_it =
-        std::find_if(stages.begin(), stages.end(), [&](const Words& stage) { return stage.name == stageName; });
-    return words_it == stages.end() ? stageName : words_it->words;
+std::string_view stageWords(std::string_view tag) {
+    const auto it = std::find_if(stages.begin(), stages.end(), [&](const Words& stage) { return stage.tag == tag; });
+    return it == stages.end() ? tag : it->words;
 }
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,75 @@
+#include "frame/Run.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "frame/Progress.h"
+#include "frame/stageWords.h"
+#include "zef/errors.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+thread_local Run* pCurrent = nullptr;
+
+}  // namespace
+
+Run::~Run() = default;
+
+void Run::message(Severity severity, std::string_view text) {
+    if (!context.message) return;
+    const std::lock_guard lock(mutex);
+    context.message(severity, text);
+}
+
+void Run::setError(const std::string& text) {
+    const std::lock_guard lock(mutex);
+    error = text;
+}
+
+std::string Run::getError() {
+    const std::lock_guard lock(mutex);
+    return error;
+}
+
+void Run::enterStage(const std::string& tag) {
+    if (tag == stageTag) return;
+    stageTag = tag;
+    report();
+}
+
+void Run::update(const std::string& /*name*/, double value) {
+    reached = std::clamp(value, reached, 1.0);
+    report();
+}
+
+void Run::report() {
+    if (!context.progress) return;
+    if (!context.progress({stageWords(stageTag), stageTag, reached})) throw CancelledError("cancelled");
+}
+
+Run* getRun() {
+    return pCurrent;
+}
+
+RunScope::RunScope(Run& run) : pBefore(pCurrent) {
+    auto pRoot = std::make_unique<Progress>("empty", 1.0, nullptr);
+    pRoot->pSubscriber = &run;
+    pRootBefore = exchangeProgressRoot(pRoot.release());
+    pCurrent = &run;
+}
+
+RunScope::~RunScope() {
+    pCurrent = pBefore;
+    delete exchangeProgressRoot(pRootBefore);
+}
+
+WorkerScope::WorkerScope(Run* pRun) : pBefore(std::exchange(pCurrent, pRun)) {}
+
+WorkerScope::~WorkerScope() {
+    pCurrent = pBefore;
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "zef/Context.h"
+#include "zef/ProgressBase.h"
+
+namespace QUOR_ZEF {
+
+class Progress;
+
+// The state of one call that has surroundings of its own: threads, progress, messages,
+// and what else would otherwise be the process's. A thread that works for the call finds
+// it by getRun(); the loops hand it on to the workers.
+//
+// Threads without a Run are those of entries that talk on standard output and share the
+// process's state: whoever asks getRun() does that where it is null.
+class Run : private ProgressBase {
+public:
+    // context: borrowed.
+    explicit Run(const Context& context_) : context(context_) {}
+    ~Run() override;
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    unsigned numThreads() const { return context.threads; }  // 0: all
+    // Hands the line to the sink, if there is one. From any thread.
+    void message(Severity severity, std::string_view text);
+    // What went wrong, for the exception that is about to end the call. From any thread.
+    void setError(const std::string& text);
+    std::string getError();
+    // A stage begins, on the calling thread.
+    void enterStage(const std::string& tag);
+
+    // The least area on which a plane is fitted: that of the first cloud of the call.
+    std::optional<double> minArea;
+
+private:
+    friend class RunScope;
+
+    const Context& context;
+    std::mutex mutex;  // of the sink and of error
+    std::string error;
+    std::string stageTag;
+    double reached = 0.0;
+
+    void update(const std::string& name, double value) override;
+    void report();
+};
+
+// That of the calling thread; null if it has none.
+Run* getRun();
+
+// Makes a Run the calling thread's for the life of this, with a progress root of its own.
+class RunScope {
+public:
+    explicit RunScope(Run& run);
+    ~RunScope();
+    RunScope(const RunScope&) = delete;
+    RunScope& operator=(const RunScope&) = delete;
+
+private:
+    Run* pBefore;
+    Progress* pRootBefore;
+};
+
+// Lets a worker belong to a Run while it does a job of it. pRun: null for none.
+class WorkerScope {
+public:
+    explicit WorkerScope(Run* pRun);
+    ~WorkerScope();
+    WorkerScope(const WorkerScope&) = delete;
+    WorkerScope& operator=(const WorkerScope&) = delete;
+
+private:
+    Run* pBefore;
+};
+
+}  // namespace QUOR_ZEF
