@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
+#include <set>
 
-#include "support/blockModel.h"
 #include "support/capture.h"
-#include "support/voxels.h"
+#include "support/drawnCells.h"
 
 using namespace QUOR_ZEF;
 using zef_test::failsWith;
@@ -16,18 +14,35 @@ namespace {
 
 using Codes = std::vector<uint64>;
 
+std::vector<Codes> floodedComponents(std::set<uint64> sCells) {
+    std::vector<Codes> vComponents;
+    while (!sCells.empty()) {
+        Codes v{*sCells.begin()};
+        sCells.erase(sCells.begin());
+        for (std::size_t k = 0; k < v.size(); ++k) {
+            for (const uint64 step : zef_test::voxelBox(0, 0, 0, 2, 2, 2)) {
+                const uint64 next = v[k] + step - packRCD(1, 1, 1);
+                if (sCells.erase(next)) v.push_back(next);
+            }
+        }
+        std::sort(v.begin(), v.end());
+        vComponents.push_back(v);
+    }
+    return vComponents;
+}
+
 TEST(codeSets, componentsAreThoseOfAFlood) {
-    std::mt19937 random(1);
-    std::vector<std::vector<uint64>> vComponents(3);
-    for (int k = 0; k < 60; ++k) {
-        Codes v = zef_test::randomCells(random, 1020, 12, 0.005 * k);
-        const std::set<uint64> s(v.begin(), v.end());
-        const auto vExpected = zef_test::SlowDecider().components(s);
+    std::vector<Codes> vComponents(3);
+    for (unsigned k = 0; k < 60; ++k) {
+        zef_test::Draws draws(k);
+        Codes v = zef_test::voxelBox(1020, 1020, 1020, 1031, 1031, 1031);
+        std::erase_if(v, [&](uint64) { return draws.below(200) >= k; });
+        const auto vExpected = floodedComponents({v.begin(), v.end()});
         createCC_RCD(v, vComponents);
         ASSERT_EQ(vComponents, vExpected);
         // In any order, with some cells twice.
         v.insert(v.end(), v.begin(), v.begin() + static_cast<std::ptrdiff_t>(v.size() / 3));
-        std::shuffle(v.begin(), v.end(), random);
+        draws.shuffle(v);
         createCC_RCD(v, vComponents);
         ASSERT_EQ(vComponents, vExpected);
     }
