@@ -27,14 +27,15 @@ private:
     std::mt19937 random;
 };
 
-// Strewn cells, noisy sheets, walls with holes and balls, in turn, sorted; all inside 50 to 79.
-inline std::vector<uint64> drawnCells(unsigned k) {
+// Strewn cells, noisy sheets, walls with holes and balls, in turn, sorted; from 50 on. Sheets and
+// walls have this extent.
+inline std::vector<uint64> drawnCells(unsigned k, unsigned extentX = 16, unsigned extentY = 14) {
     Draws draws(k);
     std::vector<uint64> v;
     const auto add = [&](unsigned x, unsigned y, unsigned z) { v.push_back(packRCD(50 + x, 50 + y, 50 + z)); };
     const unsigned missing = k / 4 % 3 * 40;  // of 1000
-    for (unsigned x = 0; x < 16; ++x) {
-        for (unsigned y = 0; y < 14; ++y) {
+    for (unsigned x = 0; x < extentX; ++x) {
+        for (unsigned y = 0; y < extentY; ++y) {
             const unsigned height = 4 + draws.below(2 + k / 8 % 2) + draws.below(2);
             for (unsigned z = 0; z < 14; ++z) {
                 const int dx = 2 * int(x) - 15, dy = 2 * int(y) - 13, dz = 2 * int(z) - 13;
