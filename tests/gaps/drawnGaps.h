@@ -23,13 +23,13 @@ struct Scene {
         const QUOR_ZEF::Point3 p(x, y, z);
         mSamples.emplace(calc.getRCD(p), p);
     }
-    // bThin: one cell thick, as a cloud hands them over.
-    void finish(bool bThin = true) {
+    // Thinned, as a cloud hands them over.
+    void finish() {
         vSamples.assign(mSamples.begin(), mSamples.end());
         Codes vKept, vDoomed;
         vCells = QUOR_ZEF::codesOf(vSamples);
         QUOR_ZEF::RemoveDecider_RCD decider(&vCells, &calc);
-        if (bThin) decider.pruneLayered(vSamples, vCells, vKept, vDoomed, false, true, 1);
+        decider.pruneLayered(vSamples, vCells, vKept, vDoomed, false, true, 1);
         decider.classify(vArea, vBorder);
         QUOR_ZEF::keepListed(vDoomed, vSamples, false);
         vCells = QUOR_ZEF::codesOf(vSamples);
@@ -39,26 +39,6 @@ struct Scene {
 private:
     std::map<uint64, QUOR_ZEF::Point3> mSamples;
 };
-
-// A flat sheet of 31 x 31 cells across an axis with a hole of 5 x 5 in its middle;
-// samples at this place inside the cells.
-inline void addSheetWithHole(Scene& scene, int axis, double place) {
-    for (int i = 0; i < 31; ++i) {
-        for (int j = 0; j < 31; ++j) {
-            if (13 <= i && i < 18 && 13 <= j && j < 18) continue;
-            const double a = 200 + i + place, b = 200 + j + place, c = 200 + place;
-            scene.add(axis == 0   ? c
-                      : axis == 1 ? b
-                                  : a,
-                      axis == 0   ? a
-                      : axis == 1 ? c
-                                  : b,
-                      axis == 2 ? c
-                      : axis    ? a
-                                : b);
-        }
-    }
-}
 
 // Holes, cracks, sheets face to face, walls at right angles, strewn plates and half balls, in turn.
 inline void addDrawnGaps(Scene& scene, unsigned k) {

@@ -134,65 +134,50 @@ TEST(TriNormal, followsTheRightHandAndRefusesFlatTriangles) {
     }
 }
 
-class EstimatedNormal : public testing::Test {
-protected:
-    // Points of the plane through shift with this normal, in a disc of this radius.
-    static std::vector<Point3> disc(const Vector3& normal, const Vector3& shift, double radius) {
-        const Vector3 side = normalize(cross(normal, std::abs(normal.vx) < 0.9 ? Vector3(1, 0, 0) : Vector3(0, 1, 0)));
-        const Vector3 up = cross(normal, side);
-        Rand15 rand15(11);
-        std::vector<Point3> vPoints;
-        for (int i = 0; i < 40; ++i) {
-            const double u = rand15.next() / 32767.0 - 0.5, v = rand15.next() / 32767.0 - 0.5;
-            vPoints.push_back(Point3() + shift + side * (u * radius) + up * (v * radius));
-        }
-        return vPoints;
-    }
-    bool estimate(std::vector<Point3>& vPoints) {
-        std::vector<Point3*> vpPoints;
-        for (Point3& p : vPoints) vpPoints.push_back(&p);
-        return estimateNNV(vpPoints, normal, centroid);
-    }
-    Vector3 normal{7, 7, 7};
-    Point3 centroid{7, 7, 7};
-};
+namespace {
 
-TEST_F(EstimatedNormal, isThatOfThePlaneAlongEveryAxisAndSlope) {
+bool estimate(std::vector<Point3> vPoints, Vector3& normal, Point3& centroid) {
+    std::vector<Point3*> vpPoints;
+    for (Point3& p : vPoints) vpPoints.push_back(&p);
+    return estimateNNV(vpPoints, normal, centroid);
+}
+
+}  // namespace
+
+TEST(EstimatedNormal, isThatOfThePlaneAlongEveryAxisAndSlopeInEveryUnit) {
     Rand15 rand15(3);
-    for (int i = 0; i < 200; ++i) {
-        Vector3 truth = i < 3 ? Vector3(i == 0, i == 1, i == 2)
-                              : Vector3(rand15.next() - 16000.0, rand15.next() - 16000.0, rand15.next() - 16000.0);
-        truth = normalize(truth);
-        auto vPoints = disc(truth, Vector3(100, -50, 20), 3.0);
-        ASSERT_TRUE(estimate(vPoints));
+    const auto draw = [&] { return rand15.next() / 16384.0 - 1.0; };
+    for (int i = 0; i < 100; ++i) {
+        const double x = draw(), y = draw(), z = draw();
+        const Vector3 truth = i < 3 ? Vector3(i == 0, i == 1, i == 2) : normalize(Vector3(x, y, z));
+        const Vector3 side = normalize(cross(truth, std::abs(truth.vx) < 0.9 ? Vector3(1, 0, 0) : Vector3(0, 1, 0)));
+        std::vector<Point3> vPoints, vScaled;
+        const double f = std::ldexp(1.0, 6 * i - 300);
+        for (int n = 0; n < 40; ++n) {
+            const double u = draw(), v = draw();
+            vPoints.push_back(Point3() + side * u + cross(truth, side) * v);
+            const Point3& p = vPoints.back();
+            vScaled.emplace_back(p.px * f, p.py * f, p.pz * f);
+        }
+        Vector3 normal, scaled;
+        Point3 centroid;
+        ASSERT_TRUE(estimate(vPoints, normal, centroid) && estimate(vScaled, scaled, centroid));
         EXPECT_NEAR(std::abs(normal * truth), 1.0, 1e-10);
         EXPECT_NEAR(normal.length(), 1.0, 1e-14);
+        EXPECT_EQ(partsOf(normal), partsOf(scaled)) << i;
     }
 }
 
-TEST_F(EstimatedNormal, doesNotDependOnTheUnit) {
-    const Vector3 truth = normalize(Vector3(1, 2, -3));
-    auto vPoints = disc(truth, Vector3(), 1.0);
-    ASSERT_TRUE(estimate(vPoints));
-    const Vector3 atOne = normal;
-    for (const int exponent : {-300, -100, 20, 100, 300}) {
-        auto vScaled = vPoints;
-        const double f = std::ldexp(1.0, exponent);
-        for (Point3& p : vScaled) p.set(p.px * f, p.py * f, p.pz * f);
-        ASSERT_TRUE(estimate(vScaled)) << exponent;
-        EXPECT_EQ(partsOf(normal), partsOf(atOne)) << exponent;
-    }
-}
-
-TEST_F(EstimatedNormal, isRefusedWithoutAPlaneAndBringsTheCentroid) {
+TEST(EstimatedNormal, isRefusedWithoutAPlaneAndBringsTheCentroid) {
     const Point3 o, x(1, 0, 0);
-    for (std::vector<Point3> vPoints :
+    Vector3 normal{7, 7, 7};
+    Point3 centroid;
+    for (const std::vector<Point3>& vPoints :
          {std::vector{o, x}, {o, x, Point3(2, 0, 0)}, {x, x, x, x}, {o, x, Point3(0, notANumber, 0)}}) {
-        EXPECT_FALSE(estimate(vPoints));
+        EXPECT_FALSE(estimate(vPoints, normal, centroid));
         EXPECT_EQ(partsOf(normal), partsOf(Vector3(7, 7, 7)));
     }
-    std::vector<Point3> vSquare = {{0, 0, 1, 9, 9, 9, 9}, {4, 0, 1}, {0, 8, 1}, {4, 8, 1}};
-    ASSERT_TRUE(estimate(vSquare));
+    ASSERT_TRUE(estimate({{0, 0, 1, 9, 9, 9, 9}, {4, 0, 1}, {0, 8, 1}, {4, 8, 1}}, normal, centroid));
     EXPECT_EQ(centroid, Point3(2, 4, 1));
     EXPECT_FALSE(centroid.hasColor());
 }

@@ -37,22 +37,12 @@ TEST(cellTopology, answersAreTheRecordedOnes) {
 }
 
 TEST(cellTopology, cellsInKnownPlaces) {
-    constexpr std::uint32_t alone = blockCentreBit;
-    EXPECT_TRUE(isBorderBlock(alone) && !isCriticalBlock(alone));
-    EXPECT_FALSE(isBorderBlock(blockAll)) << "six face neighbours";
-    EXPECT_FALSE(mayGoBlock(blockAll, noRimMissing)) << "nothing exposed";
-    constexpr std::uint32_t sheet = 0x1ffu << 9;  // in x and y
-    EXPECT_TRUE(isCriticalBlock(sheet));
-    EXPECT_EQ(oppStateOfBlock(sheet, 4), OS_SEPARATED);
-    constexpr std::uint32_t rim = 0xdbu << 9;  // without the column at +x
-    EXPECT_TRUE(isBorderBlock(rim) && !isCriticalBlock(rim));
-    EXPECT_EQ(oppStateOfBlock(rim, 5), OS_CONNECTED);
-    EXPECT_EQ(oppStateOfBlock(rim, 1), OS_SOLID);
-    EXPECT_FALSE(isRimBlock(rim | rim >> 9, thickRimMissing)) << "15 missing cells";
-    constexpr std::uint32_t tapered = rim | 0x49u;  // below, only the column at -x
-    EXPECT_TRUE(isRimBlock(tapered, thickRimMissing) && !isRimBlock(tapered, borderMissing));
+    constexpr std::uint32_t alone = blockCentreBit, sheet = 0x1ffu << 9;  // in x and y
+    constexpr std::uint32_t rim = 0xdbu << 9;                             // without the column at +x
+    EXPECT_TRUE(isBorderBlock(alone) && isBorderBlock(rim) && !isBorderBlock(blockAll));
+    EXPECT_TRUE(isCriticalBlock(sheet) && !isCriticalBlock(alone) && !isCriticalBlock(rim));
+    EXPECT_TRUE(oppStateOfBlock(sheet, 4) == OS_SEPARATED && oppStateOfBlock(rim, 5) == OS_CONNECTED);
     constexpr std::uint32_t pinhole = sheet & ~blockCentreBit;
     EXPECT_TRUE(isPinholeBlock(pinhole) && isPinholeBlock(pinhole | 1u << 18));
-    EXPECT_FALSE(isPinholeBlock(pinhole & ~(1u << 12))) << "open to the side";
-    EXPECT_FALSE(isPinholeBlock(pinhole | 0xbu << 18)) << "clutter";
+    EXPECT_FALSE(isPinholeBlock(pinhole & ~(1u << 12)) || isPinholeBlock(pinhole | 0xbu << 18));
 }

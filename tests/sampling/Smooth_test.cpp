@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "frame/Progress.h"
+#include "sampling/surroundedCells.h"
 #include "support/capture.h"
 #include "support/digest.h"
 #include "support/drawnCells.h"
@@ -56,11 +57,8 @@ std::vector<Point3> drawnPoints(unsigned k) {
 
 void addNodes(const Smooth& smooth, Digest& digest) {
     for (const SNode& node : smooth.vNodes) {
-        digest.add(node.rcd);
-        digest.add(node.smoothedPoint);
-        digest.add(node.id);
-        digest.add(node.numInputPoints);
-        digest.add(node.bKeepPosition + 2 * node.bHasPlane + 4 * node.isTrusted());
+        digest.add(node.rcd, node.smoothedPoint, node.id, node.numInputPoints,
+                   node.bKeepPosition + 2 * node.bHasPlane + 4 * node.isTrusted());
         const LinkedNodes links = smooth.getLinkedNodes(node);
         for (std::size_t i = 0; i < links.size(); ++i) digest.add(links[i]->id);
         if (!node.bHasPlane) continue;
@@ -78,13 +76,14 @@ std::size_t numWithPlane(const Smooth& smooth) {
 }  // namespace
 
 TEST(Smooth, everyStageIsTheRecordedOne) {
-    Digests vFound;
-    for (unsigned k = 0; k < 16; ++k) {
+    const Digests vRecorded = {4161297722, 1742420734, 910953932,  248634547,  2412573308, 20455099,
+                               3631930548, 3568251644, 247523355,  1816862919, 2025608588, 841078108,
+                               2463976141, 2380154585, 1819981021, 3522174130};
+    expectRecorded(vRecorded, [&](unsigned k, Digest& digest) {
         resetMinArea();
         Stages stages(drawnPoints(k)), whole(drawnPoints(k));
         Smooth& smooth = stages.smooth;
         smooth.mergeCellPoints();
-        Digest digest;
         digest.add(stages.vPoints);
         smooth.addBridgePoints();
         digest.add(stages.vPoints);
@@ -95,25 +94,8 @@ TEST(Smooth, everyStageIsTheRecordedOne) {
         whole.run(k / 4 % 2);
         addNodes(whole.smooth, digest);
         digest.add(whole.vPoints);
-        vFound.push_back(digest.get());
-    }
+    });
     resetMinArea();
-    EXPECT_EQ(vFound,
-              (Digests{4161297722, 1742420734, 910953932, 248634547, 2412573308, 20455099, 3631930548, 3568251644,
-                       247523355, 1816862919, 2025608588, 841078108, 2463976141, 2380154585, 1819981021, 3522174130}));
-}
-
-TEST(Smooth, findsTheNormalOfATiltedPlane) {
-    std::vector<Point3> vPoints = drawnPoints(3);
-    for (Point3& p : vPoints) p.pz = 0.3 * p.px + 0.2 * p.py;
-    Stages tilted(vPoints);
-    tilted.run(false);
-    const Vector3 normal = normalize(Vector3(-0.3, -0.2, 1.0));
-    for (const SNode& node : tilted.smooth.vNodes) {
-        ASSERT_TRUE(node.bHasPlane);
-        EXPECT_NEAR(std::fabs(node.getNNV() * normal), 1.0, 1e-9);
-        EXPECT_FALSE(node.bKeepPosition);
-    }
 }
 
 TEST(Smooth, aLonePairHasNoPlane) {
@@ -149,4 +131,19 @@ TEST(Smooth, misuseFailsUnderItsCondition) {
     SNode node;
     EXPECT_TRUE(failsWith("bHasPlane", [&] { node.getNNV(); }));
     EXPECT_TRUE(failsWith("bHasPlane", [&] { node.projection(Point3()); }));
+}
+
+TEST(SurroundedCells, areTheRecordedOnes) {
+    EXPECT_TRUE(getSurroundedCells({}).empty());
+    EXPECT_TRUE(getSurroundedCells({packCCD(5, 5, 5)}).empty());
+    const Digests vRecorded = {1705193697, 3817626658, 3656194830, 2124803502, 4197979777, 3278574411,
+                               2260656062, 2594224759, 3410079902, 4261726937, 891310511,  1194168322};
+    expectRecorded(vRecorded, [&](unsigned k, Digest& digest) {
+        std::vector<uint64> vCells;
+        for (const uint64 rcd : drawnCells(k)) vCells.push_back(unitGrid().rcdToCcd(rcd));
+        std::sort(vCells.begin(), vCells.end());
+        const std::vector<uint64> vSurrounded = getSurroundedCells(vCells);
+        EXPECT_FALSE(vSurrounded.empty());
+        digest.add(vSurrounded);
+    });
 }
