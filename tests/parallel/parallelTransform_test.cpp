@@ -107,20 +107,3 @@ TEST(Loops, aFailureInAJobIsLostAndTheNextLoopIsWhole) {
     parallelTransform(firstInts(100), vOut, [](int i) { return i; });
     EXPECT_EQ(vOut, firstInts(100));
 }
-
-TEST(Loops, severalThreadsMayRunLoopsAtOnce) {
-    const ThreadCount count(3);
-    const auto sumOften = [](int factor, long long& sum) {
-        for (int round = 0; round < 50; ++round) {
-            std::vector<int> vOut;
-            parallelTransform(firstInts(500), vOut, [factor](int i) { return factor * i; });
-            sum += std::accumulate(vOut.begin(), vOut.end(), 0LL);
-        }
-    };
-    long long sumA = 0, sumB = 0;
-    std::thread other([&] { sumOften(2, sumB); });
-    sumOften(1, sumA);
-    other.join();
-    EXPECT_EQ(sumA, 50LL * 499 * 500 / 2);
-    EXPECT_EQ(sumB, 2 * sumA);
-}
