@@ -6,6 +6,7 @@
 #include <concepts>
 #include <cstdint>
 #include <ranges>
+#include <span>
 #include <type_traits>
 #include <vector>
 
@@ -26,6 +27,7 @@ public:
         (addOne(values), ...);
     }
     std::uint32_t get() const { return static_cast<std::uint32_t>(hash ^ (hash >> 32)); }
+    std::uint64_t getLong() const { return hash; }
 
 private:
     template <class T>
@@ -49,6 +51,13 @@ private:
     }
     std::uint64_t hash = 0xcbf29ce484222325;
 };
+
+// Of the values in their order.
+inline std::uint64_t digest(std::span<const std::uint64_t> values) {
+    Digest all;
+    for (const std::uint64_t value : values) all.add(value);
+    return all.getLong();
+}
 
 // fn(k, digest) adds the results of case k, from 0 on, to the digest.
 template <class Fn>
