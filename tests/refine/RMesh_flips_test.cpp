@@ -106,43 +106,6 @@ TEST_F(RMeshFlips, straightenCreasesAndKeepVerticesBordersAndTopology) {
     }
 }
 
-TEST_F(RMeshFlips, annealingBringsTheBendsOfATorusDownFurther) {
-    const auto bends = [](const RMesh& mesh) {
-        double sum = 0.0;
-        bool bOK = false;
-        for (const REdge* pRE : edgesOfDegree(mesh, 2)) {
-            const double cosine = pRE->triangles()[0]->getNormal(&bOK) * pRE->triangles()[1]->getNormal(&bOK);
-            sum += std::pow((*pRE->p1 - *pRE->p0).length() * (1.0 - std::min(cosine, 1.0)), 0.335);
-        }
-        return sum;
-    };
-    Shape shape = torus(60, 24, 3.0, 1.0);
-    Rand15 rand(9);
-    for (Point3& p : shape.vertices)
-        p.set(p.px + rand.next() / 4e5, p.py + rand.next() / 4e5, p.pz + rand.next() / 4e5);
-    RMesh mesh(shape.vertices, shape.triples, 0.3);
-    const double before = bends(mesh);
-    mesh.edgeFlips();
-    const double flipped = bends(mesh);
-    mesh.edgeFlipsSimA();
-    EXPECT_LT(flipped, before);
-    EXPECT_LT(bends(mesh), flipped);
-    EXPECT_EQ(eulerNumber(mesh), 0u);
-    EXPECT_EQ(edgesOfDegree(mesh, 2).size(), edgesOfDegree(mesh, -99).size());
-}
-
-TEST_F(RMeshFlips, flipAFlatSheetAtEveryCallWithoutHarm) {
-    const Shape shape = gridSheet(12, 12);
-    RMesh mesh(shape.vertices, shape.triples, 1.0);
-    const Counts counts = countsOf(mesh);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_GT(mesh.edgeFlips(), 50u);
-        EXPECT_EQ(countsOf(mesh), counts);
-    }
-    RMesh empty({}, {}, 1.0);
-    EXPECT_EQ(empty.edgeFlips(), 0u);
-}
-
 TEST_F(RMeshFlips, candidatesAreTheEdgesThatGainBestFirst) {
     const Shape shape = sheetOn(creases()[1], 0.2);
     RMesh mesh(shape.vertices, shape.triples, 1.0);
@@ -161,25 +124,8 @@ TEST_F(RMeshFlips, candidatesAreTheEdgesThatGainBestFirst) {
     std::vector<std::pair<double, REdge*>> vHot;
     mesh.getEdgeFlipCandidates_MT(vRE, 0.0, RMesh::getAnnealingSchedule().front(), vHot);
     EXPECT_GT(vHot.size(), vFound.size());
-}
-
-TEST_F(RMeshFlips, scheduleHasTwentyNinePasses) {
-    const auto vTemperatures = RMesh::getAnnealingSchedule();
-    EXPECT_EQ(vTemperatures.size(), 29u);
-    EXPECT_EQ(RMesh::getCandidateStage(vTemperatures.front()), "RM_gEfCandMT_0.018");
-    EXPECT_LE(vTemperatures.back(), 0.001);
-}
-
-TEST_F(RMeshFlips, giveTheSameBytesForAnyNumberOfThreads) {
-    std::set<std::vector<double>> sResults;
-    for (const unsigned numThreads : {1u, 2u, 16u}) {
-        const ThreadCount threads(numThreads);
-        const Shape shape = sheetOn(creases()[2], 0.25);
-        RMesh mesh(shape.vertices, shape.triples, 1.0);
-        mesh.edgeFlipsSimA();
-        sResults.insert(contentsOf(mesh));
-    }
-    EXPECT_EQ(sResults.size(), 1u);
+    EXPECT_EQ(RMesh::getAnnealingSchedule().size(), 29u);
+    EXPECT_EQ(RMesh::getCandidateStage(RMesh::getAnnealingSchedule().front()), "RM_gEfCandMT_0.018");
 }
 
 TEST_F(RMeshFlips, dropDeadRecordsChangesNothingThatFlipsSee) {
@@ -197,29 +143,5 @@ TEST_F(RMeshFlips, dropDeadRecordsChangesNothingThatFlipsSee) {
         for (const RTriangle* pRT : liveTriangles(mesh))
             for (int i = 0; i < 3; ++i)
                 ASSERT_EQ(pRT->getRE(i), mesh.findEdge(pRT->getCorner((i + 1) % 3), pRT->getCorner((i + 2) % 3)));
-        printedText([&] {
-            mesh.killDegenerate();
-            plain.killDegenerate();
-        });
-        ASSERT_EQ(contentsOf(mesh), contentsOf(plain));
-    }
-    const Shape shape = gridSheet(30, 30);
-    RMesh mesh(shape.vertices, shape.triples, 1.0);
-    mesh.edgeFlipsSimA();
-    EXPECT_LT(mesh.getNumTriangles(), 6 * mesh.getNumLiveTriangles());
-}
-
-TEST_F(RMeshFlips, surviveRandomSoups) {
-    for (std::uint32_t seed = 0; seed < 40; ++seed) {
-        const ThreadCount threads(seed % 3 + 1);
-        const Shape soup = randomSoup(seed);
-        RMesh mesh(soup.vertices, soup.triples, 1.0);
-        printedText([&] {
-            mesh.killDuplicateTriangles();
-            mesh.edgeFlips();
-            mesh.edgeFlipsSimA();
-        });
-        for (const RTriangle* pRT : liveTriangles(mesh))
-            for (int i = 0; i < 3; ++i) ASSERT_GT(pRT->getRE(i)->getDegree(), 0);
     }
 }

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "grid/Calc.h"
@@ -85,35 +87,38 @@ TEST(RMesh, keepsBothVerticesAtOnePosition) {
     EXPECT_FALSE(mesh.hasVertexAt(Point3(9, 9, 9)));
 }
 
-TEST(RMesh, refusesACMeshWithoutPositions) {
-    CellSheet sheet;
-    sheet.mesh.createT(1, 2, 3, 0, 0);
-    sheet.mesh.createT(1, 2, 4, 0, 0);  // no Bundle in cell 4
-    EXPECT_TRUE(failsWith("it0!=vCCDVertex.end() && it1!=vCCDVertex.end() && it2!=vCCDVertex.end()",
-                          [&] { RMesh mesh(&sheet.mesh); }));
-    sheet.vPoints[1].px = std::nan("");
-    EXPECT_TRUE(failsWith("*pVtx==*pOwnVtx", [&] { RMesh mesh(&sheet.mesh); }));
-}
-
-TEST(RMesh, fromTriplesLeavesOutRepeatedIndicesAndRefusesWrongOnes) {
-    const std::vector<Point3> vPoints = gridSheet(2, 2).vertices;
-    const RMesh mesh(vPoints, {0, 1, 2, 1, 1, 2, 3, 0, 3, 1, 3, 2}, 1.0);
+TEST(RMesh, fromTriplesLeavesOutRepeatedIndices) {
+    const RMesh mesh(gridSheet(2, 2).vertices, {0, 1, 2, 1, 1, 2, 3, 0, 3, 1, 3, 2}, 1.0);
     EXPECT_EQ(mesh.getNumLiveTriangles(), 2u);
     EXPECT_EQ(mesh.getNumSkippedTriples(), 2u);
     EXPECT_FALSE(mesh.hasColor());
-    EXPECT_TRUE(failsWith("a<vVertices.size() && b<vVertices.size() && c<vVertices.size()", [&] {
-        // The third triangle at one edge holds memory when the fourth fails.
-        RMesh(vPoints, {0, 1, 2, 0, 1, 3, 0, 1, 2, 0, 1, 4}, 1.0);
-    }));
-    EXPECT_TRUE(failsWith("vTriples.size()%3==0", [&] { RMesh(vPoints, {0, 1}, 1.0); }));
 }
 
-TEST(RMesh, repeatedCornerIsABug) {
-    RMesh mesh(gridSheet(2, 2).vertices, {}, 1.0);
+TEST(RMesh, misuseFailsWithItsCondition) {
+    CellSheet bare, odd;
+    bare.mesh.createT(1, 2, 3, 0, 0);
+    bare.mesh.createT(1, 2, 4, 0, 0);  // no Bundle in cell 4
+    odd.mesh.createT(1, 2, 3, 0, 0);
+    odd.vPoints[1].px = std::nan("");
+    const std::vector<Point3> vPoints = gridSheet(2, 2).vertices;
+    RMesh mesh(vPoints, {}, 1.0);
     Point3 *a = mesh.getVertex(0), *b = mesh.getVertex(1);
-    EXPECT_TRUE(failsWith("pair0.first<pair0.second", [&] { mesh.createT(a, a, b); }));
-    EXPECT_TRUE(failsWith("pair1.first<pair1.second", [&] { mesh.createT(b, a, a); }));
-    EXPECT_TRUE(failsWith("pair2.first<pair2.second", [&] { mesh.createT(a, b, a); }));
+    const std::vector<std::pair<std::string, std::function<void()>>> cases = {
+        {"it0!=vCCDVertex.end() && it1!=vCCDVertex.end() && it2!=vCCDVertex.end()", [&] { RMesh m(&bare.mesh); }},
+        {"*pVtx==*pOwnVtx", [&] { RMesh m(&odd.mesh); }},
+        // The third triangle at one edge holds memory when the fourth fails.
+        {"a<vVertices.size() && b<vVertices.size() && c<vVertices.size()",
+         [&] {
+             RMesh(vPoints, {0, 1, 2, 0, 1, 3, 0, 1, 2, 0, 1, 4}, 1.0);
+         }},
+        {"vTriples.size()%3==0",
+         [&] {
+             RMesh(vPoints, {0, 1}, 1.0);
+         }},
+        {"pair0.first<pair0.second", [&] { mesh.createT(a, a, b); }},
+        {"pair1.first<pair1.second", [&] { mesh.createT(b, a, a); }},
+        {"pair2.first<pair2.second", [&] { mesh.createT(a, b, a); }}};
+    for (const auto& [condition, fn] : cases) EXPECT_TRUE(failsWith(condition, fn));
     EXPECT_EQ(mesh.getNumTriangles(), 0u);
 }
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -28,16 +28,16 @@ RMesh makeQuad(std::vector<std::uint32_t> vTriples) {
 }  // namespace
 
 TEST(RTriangle, needFlipComparesTheDirectionsOfTheCommonEdge) {
-    for (const std::vector<std::uint32_t>& vFirst : {std::vector<std::uint32_t>{0, 1, 2}, {1, 2, 0}, {2, 0, 1}}) {
-        for (const std::vector<std::uint32_t>& vSame : {std::vector<std::uint32_t>{1, 0, 3}, {0, 3, 1}, {3, 1, 0}}) {
-            std::vector<std::uint32_t> vTriples = vFirst;
-            vTriples.insert(vTriples.end(), vSame.begin(), vSame.end());
-            RMesh mesh = makeQuad(vTriples);
-            EXPECT_FALSE(mesh.getTriangle(0)->needFlip(mesh.getTriangle(1)));
-            mesh.getTriangle(1)->reverse();
-            EXPECT_TRUE(mesh.getTriangle(0)->needFlip(mesh.getTriangle(1)));
-            EXPECT_TRUE(mesh.getTriangle(1)->needFlip(mesh.getTriangle(0)));
-        }
+    for (int turn = 0; turn < 9; ++turn) {
+        std::vector<std::uint32_t> first = {0, 1, 2}, second = {1, 0, 3};
+        std::rotate(first.begin(), first.begin() + turn % 3, first.end());
+        std::rotate(second.begin(), second.begin() + turn / 3, second.end());
+        first.insert(first.end(), second.begin(), second.end());
+        RMesh mesh = makeQuad(first);
+        EXPECT_FALSE(mesh.getTriangle(0)->needFlip(mesh.getTriangle(1)));
+        mesh.getTriangle(1)->reverse();
+        EXPECT_TRUE(mesh.getTriangle(0)->needFlip(mesh.getTriangle(1)));
+        EXPECT_TRUE(mesh.getTriangle(1)->needFlip(mesh.getTriangle(0)));
     }
     RMesh apart = makeQuad({0, 1, 2, 0, 3, 4});
     EXPECT_TRUE(failsWith("false", [&] { apart.getTriangle(0)->needFlip(apart.getTriangle(1)); }));
