@@ -125,15 +125,6 @@ TEST(Top, aTriangleWithOneBorderBetweenTwoFansIsKilled) {
     EXPECT_EQ(vBorder, m.edgesOfDegree(1));
 }
 
-TEST(Top, integrateCCDKillsIsolatedTrianglesAndKeepsConnectedOnes) {
-    TopMesh m(4);
-    m.tri({0, 0, 3}, {1, 0, 3}, {0, 1, 3});
-    m.quad(a, p, b, q);
-    std::vector<CEdge*> vBorder = m.edgesOfDegree(1);
-    for (CEdge* pCE : vBorder) m.top.integrateCCD(pCE);
-    EXPECT_EQ(m.cornersNow(), m.cornersOf({{a, p, b}, {a, b, q}}));
-}
-
 //   A flap (0 1 4) on the edge of two triangles (0 1 2), (0 1 3): its tip 4 is put
 //   into both, which become four.
 TEST(Top, integrateCCDPutsTheTipOfAFlapIntoTheFan) {
@@ -290,21 +281,6 @@ TEST(Top, sizeAndThicknessOfAClosedBodyDecideWhetherItIsThin) {
     EXPECT_TRUE(Bipyramid(75, 0.0).isThin());  // without area
 }
 
-// Over the triangle r0 r1 r2 two tents: of the pairs (flat, lower tent) and (lower,
-// upper) the flat wall goes, as the smaller, and then the upper tent.
-TEST(Top, ofUnequalTwinsTheSmallerGoes) {
-    TopMesh m(4);
-    const Cell r0{0, 0, 0}, r1{3, 0, 0}, r2{0, 3, 0}, low{1, 1, 1}, high{1, 1, 2};
-    m.tri(r0, r1, r2);
-    for (const Cell& tip : {low, high}) {
-        m.tri(r0, r1, tip);
-        m.tri(r1, r2, tip);
-        m.tri(r2, r0, tip);
-    }
-    EXPECT_TRUE(m.top.processPatches(true));
-    EXPECT_EQ(m.cornersNow(), m.cornersOf({{r0, r1, low}, {r1, r2, low}, {r2, r0, low}}));
-}
-
 TEST(Top, closedBodiesOfUpToSixTrianglesAreNoise) {
     TopMesh m(6);
     m.tri(a, q, p);
@@ -374,33 +350,6 @@ TEST(Top, cbsCompleteFillsABlockAndCollapsesTheAddedCells) {
     EXPECT_EQ(m.pVoro->getCells().size(), 6u);
 }
 
-TEST(Top, orientationGoesAcrossManifoldEdgesAndEndsOnAMoebiusStrip) {
-    TopMesh m(6);
-    m.box({0, 0, 0}, {3, 3, 3});
-    std::vector<CTriangle*> vT = m.triangles();
-    for (std::size_t i = 0; i < vT.size(); i += 3) vT[i]->flip();
-    std::vector<CPatch*> vPatches;
-    m.top.createPatchesOrient(vT, vPatches);
-    ASSERT_EQ(vPatches.size(), 1u);
-    EXPECT_EQ(vPatches[0]->getSize(), vT.size());
-    for (const CEdge* pCE : m.edgesOfDegree(2)) EXPECT_FALSE(pCE->triangles()[0]->needFlip(pCE->triangles()[1]));
-    EXPECT_TRUE(failsWith("vPatches.empty()", [&] { m.top.createPatchesOrient(vT, vPatches); }));
-    delete vPatches[0];
-
-    TopMesh strip(4);
-    const Cell top[5] = {{0, 0, 1}, {2, 0, 1}, {3, 2, 1}, {1, 3, 1}, {0, 2, 1}};
-    const Cell low[5] = {{0, 0, 0}, {2, 0, 0}, {3, 2, 0}, {1, 3, 0}, {0, 2, 0}};
-    for (int i = 0; i < 4; ++i) strip.quad(low[i], low[i + 1], top[i + 1], top[i]);
-    strip.quad(low[4], top[0], low[0], top[4]);
-    vT = strip.triangles();
-    vPatches.clear();
-    strip.top.createPatchesOrient(vT, vPatches);
-    int numConflicts = 0;
-    for (const CEdge* pCE : strip.edgesOfDegree(2)) numConflicts += pCE->triangles()[0]->needFlip(pCE->triangles()[1]);
-    EXPECT_EQ(numConflicts, 1);
-    delete vPatches[0];
-}
-
 namespace {
 
 //   0 ------- 1    The edge (0,1) of a tetrahedron 0 1 2 3 (not drawn), with parts of a
@@ -442,20 +391,6 @@ TEST(Top, anEvilEdgeLosesTheCurtainAndWhatDangles) {
     c.expectLeft({c.T, c.N, c.M, c.n, c.m}, {c.n, c.m});
     // With N gone, (4,5) is an edge of three with a border at 5, and loses n.
     c.expectLeft({c.T, c.N, c.M, c.n, c.m, c.body2}, {c.m, c.body2});
-}
-
-TEST(Top, deleteAroundEvilDeg3TakesTheTrianglesAtSingleBorderEdges) {
-    Curtain c;
-    c.hang(join({c.T, c.N, c.M, c.n, c.m, c.body2}));
-    CEdge* pEvil = c.edge(c.v0, c.v1);
-    std::vector<CEdge*> vOut;
-    EXPECT_TRUE(c.top.deleteAroundEvilDeg3(pEvil, vOut));
-    c.expect(join({c.T, c.n, c.m, c.body2}));
-    EXPECT_EQ(vOut, std::vector<CEdge*>{c.edge(c.v4, c.v5)});
-    EXPECT_TRUE(c.top.deleteAroundEvilDeg3(pEvil, vOut));
-    c.expect(join({c.n, c.m, c.body2}));
-    EXPECT_FALSE(c.top.deleteAroundEvilDeg3(pEvil, vOut));
-    EXPECT_EQ(vOut.size(), 1u);
 }
 
 //       2        Three triangles around 0, and a fin (0 1 4) on the spoke (0,1): its border

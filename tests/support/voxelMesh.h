@@ -47,8 +47,11 @@ struct VoxelMesh {
         std::sort(vCCD.begin(), vCCD.end());
         calc.getCellCenters(vCCD, vPoints);
         std::mt19937 random(7);
-        std::uniform_real_distribution<double> move(-jitter, jitter);
-        for (Point3& p : vPoints) p.set(p.px + move(random), p.py + move(random), p.pz + move(random));
+        const auto move = [&] { return jitter * (static_cast<double>(random()) / 2147483648.0 - 1.0); };
+        for (Point3& p : vPoints) {
+            const double dx = move(), dy = move(), dz = move();
+            p.set(p.px + dx, p.py + dy, p.pz + dz);
+        }
         for (std::size_t i = 0; i < vCCD.size(); ++i) vBundles.push_back({&vPoints[i], vCCD[i]});
         std::vector<Bundle*> vPointers;
         for (Bundle& bundle : vBundles) vPointers.push_back(&bundle);
