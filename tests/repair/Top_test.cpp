@@ -350,6 +350,20 @@ TEST(Top, cbsCompleteFillsABlockAndCollapsesTheAddedCells) {
     EXPECT_EQ(m.pVoro->getCells().size(), 6u);
 }
 
+TEST(Top, orientationTakesEachTriangleOnce) {
+    TopMesh m(6);
+    m.box({0, 0, 0}, {3, 3, 3});
+    std::vector<CTriangle*> vT = m.triangles();
+    for (std::size_t i = 0; i < vT.size(); i += 3) vT[i]->flip();
+    std::vector<CPatch*> vPatches;
+    m.top.createPatchesOrient(vT, vPatches);
+    ASSERT_EQ(vPatches.size(), 1u);
+    EXPECT_EQ(vPatches[0]->getSize(), vT.size());
+    for (const CEdge* pCE : m.edgesOfDegree(2)) EXPECT_FALSE(pCE->triangles()[0]->needFlip(pCE->triangles()[1]));
+    EXPECT_TRUE(failsWith("vPatches.empty()", [&] { m.top.createPatchesOrient(vT, vPatches); }));
+    delete vPatches[0];
+}
+
 namespace {
 
 //   0 ------- 1    The edge (0,1) of a tetrahedron 0 1 2 3 (not drawn), with parts of a

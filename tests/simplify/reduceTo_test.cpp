@@ -14,7 +14,6 @@
 #include "simplify/FanSurface.h"
 #include "simplify/TriangleTree.h"
 #include "support/meshQueries.h"
-#include "support/threads.h"
 #include "zef/exceptions.h"
 #include "zef/meshOperations.h"
 
@@ -249,21 +248,6 @@ TEST_F(ReduceTo, makesNothingNonManifoldOfRandomSoups) {
         ASSERT_LE(after.numNonManifoldEdges, before.numNonManifoldEdges) << seed;
         ASSERT_LE(after.numNonManifoldVertices, before.numNonManifoldVertices) << seed;
         ASSERT_EQ(after.numComponents, before.numComponents) << seed;
-    }
-}
-
-TEST_F(ReduceTo, givesTheSameBytesForAnyNumberOfThreads) {
-    for (const ReduceOptions& options : {target(300), within(0.2)}) {
-        std::set<std::vector<double>> sResults;
-        std::set<double> sErrors;
-        for (const unsigned numThreads : {1u, 2u, 16u}) {
-            const ThreadCount threads(numThreads);
-            TriangleMesh mesh = flatOf(waves(50, 2.0));
-            sErrors.insert(reduceTo(mesh, options));
-            sResults.insert(bytesOf(mesh));
-        }
-        EXPECT_EQ(sResults.size(), 1u);
-        EXPECT_EQ(sErrors.size(), 1u);
     }
 }
 
