@@ -70,7 +70,8 @@ function(zef_add_folder name)
   set_property(GLOBAL APPEND PROPERTY ZEF_LIBRARIES ${ARG_LIBRARIES})
 endfunction()
 
-# One test program per folder of tests/: test_<name>, run by ctest as <name>.
+# One test program per folder of tests/: test_<name>. Each case of it is a test of ctest,
+# <name>.<suite>.<case>, found when ctest starts.
 #   zef_add_test(grid SOURCES Calc_test.cpp USES grid [LABELS parallel])
 # The label "parallel" also runs it under the thread sanitizer.
 function(zef_add_test name)
@@ -79,8 +80,13 @@ function(zef_add_test name)
   target_include_directories(test_${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   list(TRANSFORM ARG_USES PREPEND zef_)
   target_link_libraries(test_${name} PRIVATE ${ARG_USES} ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main)
-  add_test(NAME ${name} COMMAND test_${name})
-  set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 900)
+  set(properties TIMEOUT 900)
+  if(ARG_LABELS)
+    list(APPEND properties LABELS "${ARG_LABELS}")
+  endif()
+  # Not after the build: sanitizers may need ctest's surroundings to start at all.
+  gtest_discover_tests(test_${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+    PROPERTIES ${properties})
   if("parallel" IN_LIST ARG_LABELS)
     add_dependencies(parallel_tests test_${name})
   endif()
