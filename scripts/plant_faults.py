@@ -24,9 +24,10 @@ them. A fault that does not compile, or after which every program is the same by
 replaced by the next of its folder.
 
 For each fault the test program of its own folder is built and run first, then the others from the
-quickest to the slowest, until one fails, crashes or takes more than the time limit: then the
-fault was noticed. Programs that the fault leaves as they are do not run. Beside the programs,
-`--slow` runs the scripts `install`, `same_bytes` and `gltf` of ctest.
+quickest to the slowest, until one fails, crashes or takes far more processor time than usual, or
+more seconds than the limit (raise it on a busy machine): then the fault was noticed. Programs
+that the fault leaves as they are do not run. Beside the programs, `--slow` runs the scripts
+`install`, `same_bytes` and `gltf` of ctest.
 
 A fault that nothing notices is a gap of the tests, or changes no result: look at it.
 The file of --list holds for each fault the file's name without folder, the old line, which
@@ -44,7 +45,6 @@ import resource
 import signal
 import subprocess
 import sys
-import time
 from collections import namedtuple
 from pathlib import Path
 
@@ -256,13 +256,13 @@ class Tests:
                       if p.is_file() and os.access(p, os.X_OK) and b"\x7fELF" == p.read_bytes()[:4]]
         self.slow = slow_tests if slow else ()
         self.prints = {p: self.print_of(p) for p in self.programs}
-        self.seconds = {}
+        self.seconds = {}  # of the processor
         for program in self.programs:
-            begin = time.time()
-            failure = self.run_program(program, limit)
+            begin = processor_seconds()
+            failure = self.run_program(program, 600)
             if failure:
                 sys.exit(f"{program.name} fails without any fault: {failure}")
-            self.seconds[program] = time.time() - begin
+            self.seconds[program] = processor_seconds() - begin
         self.programs.sort(key=self.seconds.get)
 
     def compile(self, target):
@@ -280,10 +280,10 @@ class Tests:
                 digest.update(tool.read_bytes())
         return digest.digest()
 
-    def run_program(self, program, limit):
-        """What failed, or None."""
+    def run_program(self, program, seconds):
+        """What failed, or None; seconds: of the processor that it may take."""
         command = [program, "--gtest_fail_fast", "--gtest_color=no"]
-        failure, output = run_limited(command, program.parent, limit)
+        failure, output = run_limited(command, program.parent, self.limit, seconds)
         if failure:
             cases = re.findall(r"^\[  FAILED  \] (\S+?)[,\s]", output, re.M)
             running = re.findall(r"^\[ RUN      \] (\S+)", output, re.M)
@@ -299,24 +299,31 @@ class Tests:
             if self.print_of(program) == self.prints[program]:
                 continue
             changed = True
-            failure = self.run_program(program, min(self.limit, 20 + 10 * self.seconds[program]))
+            failure = self.run_program(program, 10 + 10 * self.seconds[program])
             if failure:
                 return f"{program.name} {failure}", True
         if self.slow and changed:
             self.compile("all")
             for test in self.slow:
                 command = ["ctest", "--test-dir", self.build, "-R", f"^{test}$", "--timeout", "600"]
-                failure, _ = run_limited(command, self.build, 900, limited_memory=False)
+                failure, _ = run_limited(command, self.build, 900)
                 if failure:
                     return test, True
         return None, changed
 
 
-def run_limited(command, folder, limit, limited_memory=True):
-    """(why it failed or None, what it printed); kills all that it started."""
+def processor_seconds():
+    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return usage.ru_utime + usage.ru_stime
+
+
+def run_limited(command, folder, limit, seconds=None):
+    """(why it failed or None, what it printed); kills all that it started. With seconds of the
+    processor, its memory and files are limited as well."""
     def set_limits():
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-        if limited_memory:
+        if seconds:
+            resource.setrlimit(resource.RLIMIT_CPU, (int(seconds) + 1, int(seconds) + 6))
             resource.setrlimit(resource.RLIMIT_AS, (max_memory, max_memory))
             resource.setrlimit(resource.RLIMIT_FSIZE, (max_file, max_file))
 
@@ -334,6 +341,8 @@ def run_limited(command, folder, limit, limited_memory=True):
             pass
         process.wait()
     code = process.returncode
+    if code == -signal.SIGXCPU:
+        return f"after {seconds:.0f} s of the processor", output
     return (None if code == 0 else f"signal {-code}" if code < 0 else f"status {code}"), output
 
 
