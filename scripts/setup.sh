@@ -9,6 +9,8 @@ packages=(
     g++                 # the compiler of the release build
     clang               # second compiler, and the thread sanitizer's
     libclang-rt-14-dev  # sanitizer run times of clang
+    clang-format        # both hold the sources to the repository's style
+    clang-tidy
     cmake               # build system
     ninja-build         # runs the builds
     pkg-config          # finds Highway; the install test uses it as well

@@ -1,24 +1,29 @@
 #!/usr/bin/env bash
 # Builds and runs all tests, after installing what is missing.
 #
-#   scripts/test.sh [release] [asan] [tsan]    all three without an argument
+#   scripts/test.sh [style] [release] [clang] [asan] [tsan]    all without an argument
 #
+#   style    the format of all sources, and clang-tidy on those that changed
 #   release  every test, as shipped, warnings are errors
+#   clang    the tool and the tests of whole runs, built by clang as shipped
 #   asan     every test under the address and undefined behaviour sanitizers
 #   tsan     what runs on threads, built with clang, under the thread sanitizer
 #
+# clang builds no more than that because all parts together shall take less than
+# 25 minutes on two cores without a compiler cache; its warnings about the tests
+# show in tsan as well. `cmake --build build/clang` builds the rest.
 # ZEF_TEST_DATA may name a folder of scans for the tests that want real ones.
-# The last line counts test programs: "N passed, M failed".
+# The last line counts test cases, and the two of style: "N passed, M failed".
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 parts=("$@")
-((${#parts[@]})) || parts=(release asan tsan)
+((${#parts[@]})) || parts=(style release clang asan tsan)
 for part in "${parts[@]}"; do
     case $part in
-        release | asan | tsan) ;;
+        style | release | clang | asan | tsan) ;;
         *)
-            echo "usage: scripts/test.sh [release] [asan] [tsan]" >&2
+            echo "usage: scripts/test.sh [style] [release] [clang] [asan] [tsan]" >&2
             exit 2
             ;;
     esac
@@ -65,6 +70,22 @@ count() {
     num_passed=$((num_passed + total - failed))
 }
 
+run_style() {
+    local check start=$SECONDS
+    echo "test: style"
+    # clang-tidy reads how the release is compiled.
+    cmake --preset release -DZEF_WERROR=ON >/dev/null || true
+    for check in format tidy; do
+        if ./scripts/check_style.sh "$check"; then
+            num_passed=$((num_passed + 1))
+        else
+            echo "test: style: $check failed" >&2
+            num_failed=$((num_failed + 1))
+        fi
+    done
+    echo "test: style done after $((SECONDS - start)) s"
+}
+
 run_part() {
     local part=$1 start=$SECONDS log=build/$1/ctest.log
     echo "test: $part"
@@ -84,7 +105,7 @@ run_part() {
 }
 
 for part in "${parts[@]}"; do
-    run_part "$part"
+    if [[ $part == style ]]; then run_style; else run_part "$part"; fi
 done
 
 ((${#broken[@]})) && echo "test: broken: ${broken[*]}"
