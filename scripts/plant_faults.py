@@ -51,12 +51,12 @@ from pathlib import Path
 Site = namedtuple("Site", "path number old new kind")  # number: of the line, from 0
 
 # Whole statements with one of these are left alone: they choose chunk sizes, numbers of threads,
-# memory held ready, shares of the progress and how often it is told, or are asserted and so
-# checked already.
+# memory held ready, shares of the progress and how often it is told, set limits that only files
+# of gigabytes reach, or are asserted and so checked already.
 speed_words = re.compile(
     r"min\w*Chunk|minBlocks|[cC]hunkSize|\w*[rR]eserve|shrink_to_fit|parallelSize|\w*[cC]apacity|growth\b"
     r"|[nN]umThreads|[nN]otif\w*|\w*Progress|runPlanned|[tT]icks?\b|[tT]odo\b|__builtin|prefetch|hugePage|maxLeaf|fanOut"
-    r"|ASSEX|static_assert|\bassert\b")
+    r"|maxVertices|maxTriangles|[mM]emoryLimit|ASSEX|static_assert|\bassert\b")
 message_words = re.compile(r"\bthrow\b|\bshow[A-Z]\w*\(|std::c(out|err)\b|\bwhat\(|Exception\(")
 slow_tests = ("install", "same_bytes", "gltf")
 max_memory = 8 << 30  # bytes of address space that a faulty program may take
