@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <new>
 #include <numeric>
 #include <stdexcept>
 #include <vector>
@@ -103,6 +104,42 @@ TEST(TaskPool, resizeKeepsWorkingThroughTheQueue) {
     for (auto& future : vFutures) future.get();
     EXPECT_EQ(numRun, 240);
     EXPECT_EQ(numStrange, 0) << "a job gets the index of its worker";
+}
+
+TEST(TaskPool, worksWithTheThreadsThatItGets) {
+    static std::atomic<int> numLeft = 0;
+    const auto start = [](std::function<void()> work) {
+        if (--numLeft < 0) throw std::bad_alloc();
+        return std::thread(std::move(work));
+    };
+    for (const int num : {0, 2}) {
+        numLeft = num;
+        TaskPool pool(4, start);
+        EXPECT_EQ(pool.vThreads.size(), num);
+        std::atomic<int> numRun = 0;
+        for (int i = 0; i < 10; ++i) pool.push([&](int) { ++numRun; });
+        pool.stop(true);
+        EXPECT_EQ(numRun, 10);
+    }
+}
+
+TEST(TaskPool, growsAndShrinksFromSeveralThreads) {
+    TaskPool pool(1);
+    std::atomic<int> numRun = 0;
+    const auto work = [&](int most) {
+        for (int i = 0; i < 30; ++i) {
+            pool.grow(i % most);
+            pool.push([&](int) { ++numRun; });
+            if (i % 10 == 9) pool.resize(2);
+        }
+    };
+    std::thread other([&] { work(9); });
+    work(5);
+    other.join();
+    pool.grow(100'000);
+    EXPECT_EQ(pool.vThreads.size(), TaskPool::maxWorkers);
+    pool.stop(true);
+    EXPECT_EQ(numRun, 60);
 }
 
 TEST(TaskPool, setNumThreadsSizesThePoolOfTheProcess) {

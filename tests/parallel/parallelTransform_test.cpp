@@ -2,12 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <functional>
 #include <numeric>
-#include <stdexcept>
+#include <system_error>
 #include <thread>
 
-#include "frame/tools.h"
+#include "frame/Run.h"
+#include "parallel/TaskPool.h"
+#include "parallel/sortMT.h"
 #include "support/threads.h"
 
 using namespace QUOR_ZEF;
@@ -92,18 +97,118 @@ TEST_P(Loops, oneElementOrOneChunkStaysOnTheCaller) {
     parallelChunks(99, 50, [&](std::size_t, std::size_t) { EXPECT_EQ(std::this_thread::get_id(), caller); });
 }
 
-TEST(Loops, aFailureInAJobIsLostAndTheNextLoopIsWhole) {
-    const ThreadCount count(4);
-    testing::internal::CaptureStdout();
-    std::vector<int> vOut;
-    parallelTransform(firstInts(100), vOut, [](int i) {
-        ASSEX(i!=42);
+// Elements 37, 64 and 900 throw themselves, the first of them late.
+TEST_P(Loops, theFirstElementThatThrowsIsThrownAndTheNextLoopIsWhole) {
+    const std::vector<int> vIn = firstInts(1001);
+    std::vector<std::atomic<bool>> vSeen(vIn.size());
+    std::atomic<bool> bOtherThrew;
+    const auto visit = [&](int i) {
+        vSeen[static_cast<std::size_t>(i)] = true;
+        for (int turn = 0; i == 37 && turn < 1000 && !bOtherThrew; ++turn) std::this_thread::yield();
+        bOtherThrew = bOtherThrew || i == 64 || i == 900;
+        if (i == 37 || i == 64 || i == 900) throw i;
         return i;
-    });
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("i!=42"), std::string::npos);
-    EXPECT_EQ(vOut.size(), 100U);
-    EXPECT_EQ(vOut[99], 99);
-    vOut.clear();
-    parallelTransform(firstInts(100), vOut, [](int i) { return i; });
-    EXPECT_EQ(vOut, firstInts(100));
+    };
+    const auto visitAll = [&](std::size_t b, std::size_t e) {
+        for (; b < e; ++b) visit(static_cast<int>(b));
+        return 'x';
+    };
+    std::vector<int> vOut;
+    const std::pair<const char*, std::function<void()>> loops[] = {
+        {"transform", [&] { parallelTransform(vIn, vOut, visit); }},
+        {"transform_N", [&] { parallelTransform_N(vIn, vOut, 1, [&](int i, auto out) { *out = visit(i); }); }},
+        {"forEach", [&] { parallelForEach(vIn, visit); }},
+        {"chunks", [&] { parallelChunks(vIn.size(), 10, visitAll); }},
+        {"results", [&] { parallelChunkResults<char>(vIn.size(), 10, visitAll); }},
+    };
+    for (const auto& [name, loop] : loops) {
+        for (auto& bSeen : vSeen) bSeen = false;
+        bOtherThrew = false;
+        try {
+            loop();
+            ADD_FAILURE() << name;
+        } catch (const int i) {
+            EXPECT_EQ(i, 37) << name;
+        }
+        EXPECT_TRUE(std::all_of(vSeen.begin(), vSeen.begin() + 38, [](const auto& bSeen) { return bSeen.load(); }));
+        vOut.clear();
+        parallelTransform(vIn, vOut, [](int i) { return i; });
+        EXPECT_EQ(vOut, vIn) << name;
+    }
+}
+
+TEST_P(Loops, loopsAndSortsInsideLoopsAndJobsWork) {
+    const auto sumOf = [](int i) {
+        std::vector<int> vOut;
+        parallelTransform(firstInts(300), vOut, [i](int k) { return (k * 7 + i) % 300; });
+        sortMT(vOut.begin(), vOut.end());
+        EXPECT_EQ(vOut, firstInts(300));
+        return i;
+    };
+    std::vector<int> vOut;
+    parallelTransform(firstInts(40), vOut, sumOf);
+    EXPECT_EQ(vOut, firstInts(40));
+    std::vector<std::future<void>> vJobs;  // as many as keep all workers busy
+    for (int i = 0; i < 40; ++i) vJobs.push_back(getTaskPool().push([&](int) { sumOf(1); }));
+    for (auto& job : vJobs) job.get();
+}
+
+// The calling thread belongs to a Run of this many threads.
+struct RunOf {
+    explicit RunOf(unsigned numThreads) : context{numThreads, {}, {}} {}
+    Context context;
+    Run run{context};
+    RunScope scope{run};
+};
+
+// Of a loop that runs for it: the most threads at the same time, and how often a thread belonged to another Run.
+struct Census {
+    std::atomic<int> numInside = 0, most = 0, numStrange = 0;
+
+    void loop(const Run* pRun) {
+        parallelForEach(firstInts(64), [&](int) {
+            const int now = ++numInside;
+            for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) continue;
+            numStrange += getRun() != pRun;
+            std::this_thread::yield();
+            --numInside;
+        });
+    }
+};
+
+TEST(LoopsOfRuns, eachUsesItsOwnNumberOfThreads) {
+    const ThreadCount count(2);
+    const auto work = [](unsigned numThreads) {
+        RunOf here(numThreads);
+        EXPECT_EQ(getNumThreads(), numThreads);
+        Census census;
+        for (int round = 0; round < 50; ++round) census.loop(&here.run);
+        EXPECT_LE(census.most, static_cast<int>(numThreads));
+        EXPECT_EQ(census.numStrange, 0);
+    };
+    std::thread other([&] { work(7); });
+    work(3);
+    other.join();
+    EXPECT_GE(getTaskPool().numWorkers, 6);
+    Census withoutRun;
+    withoutRun.loop(nullptr);
+    EXPECT_LE(withoutRun.most, 2);
+    EXPECT_EQ(withoutRun.numStrange, 0);
+    const RunOf greedy(4'000'000'000);
+    EXPECT_EQ(getNumThreads(), TaskPool::maxWorkers);
+}
+
+TEST(LoopsOfRuns, goOnWithoutTheThreadsThatCannotBeStarted) {
+    TaskPool& pool = getTaskPool();
+    const ThreadCount count(1);
+    const auto start = pool.startThread.exchange(
+        [](std::function<void()>) -> std::thread { throw std::system_error(EAGAIN, std::generic_category()); });
+    RunOf here(8);
+    Census census;
+    census.loop(&here.run);
+    EXPECT_EQ(pool.numWorkers, 1);
+    EXPECT_LE(census.most, 2);
+    pool.startThread = start;
+    census.loop(&here.run);
+    EXPECT_EQ(pool.numWorkers, 7);
 }

@@ -145,6 +145,14 @@ TEST_P(Sorts, stableOrdersEqualKeysByIndex) {
     }
 }
 
+TEST_P(Sorts, aComparatorThatThrowsLeavesTheSort) {
+    Words v = makeKeys("random", 3000);
+    const auto throwing = [](uint64 a, uint64 b) { return a < 1'000'000'000'000'000'000 ? throw 7 : a < b; };
+    EXPECT_THROW(sortMT(v.begin(), v.end(), throwing), int);
+    sortMT(v.begin(), v.end());
+    EXPECT_TRUE(std::is_sorted(v.begin(), v.end()));
+}
+
 TEST(SortsLarge, wordsAndRecordsOfAllShapes) {
     const ThreadCount count(2);
     for (const char* shape : shapes) {

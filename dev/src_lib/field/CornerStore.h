@@ -66,8 +66,8 @@ public:
     // those with a free slot, |val| below limit and val not 0, for which isInBox(rcc) holds,
     // at most maxSteps steps over Corners from where the sign changes, unless that is anywhere:
     // at active ones beside an active one of the other sign, at border ones beside a val of 0.
-    // By rising code; the new ones are the last of vCorners. Parallel, so not for use
-    // inside a job of the pool. Between calls, with the same limit, only active corners may change.
+    // By rising code; the new ones are the last of vCorners. Parallel.
+    // Between calls, with the same limit, only active corners may change.
     template <class IsInBox>
     void createGrowthFront(float limit, int maxSteps, const IsInBox& isInBox);
 

@@ -51,7 +51,7 @@ public:
     std::uint32_t neighbour(uint64 rcd, int dir, int edge) const;
     std::uint32_t neighbour(const Facet& f, int edge) const { return neighbour(f.rcd, f.dir, edge); }
     // The numbers of all facets' neighbours by edge, in facet order: 16 bytes a
-    // facet. vCells: the cells of construction. Parallel, so not for pool jobs.
+    // facet. vCells: the cells of construction. Parallel.
     std::vector<std::array<std::uint32_t, 4>> getNeighbours(std::span<const uint64> vCells) const;
 
     // fn(cell) for the listed ones of the 26 cells around a cell, ascending by

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 
+#include "frame/FirstValue.h"
 #include "zef/Context.h"
 #include "zef/ProgressBase.h"
 
@@ -36,7 +36,7 @@ public:
     void enterStage(const std::string& tag);
 
     // The least area on which a plane is fitted: that of the first cloud of the call.
-    std::optional<double> minArea;
+    FirstValue minArea;
 
 private:
     friend class RunScope;

@@ -31,8 +31,7 @@ private:
 // then it is asked. Items lie in Hilbert order under a tree of boxes, eight
 // items or boxes in each, all in flat arrays.
 //
-// Threads: build() uses the task pool, so it is not for pool jobs; any number of
-// threads may ask one built search.
+// Threads: build() uses the task pool; any number of threads may ask one built search.
 // Cost: build O(n log n), about 43 bytes an item and as much again while it runs; a query O(log n + hits) on surfaces.
 class GSS_HC3 {
 public:

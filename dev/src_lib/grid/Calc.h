@@ -193,7 +193,7 @@ public:
     // Appends the pairs (RCC, RCD) in the same order.
     void getCornerPairs_RCD(const std::vector<uint64>& vRCD, std::vector<std::pair<uint64, uint64>>& vOut) const;
     // Appends the face neighbours of each cell, in the order x-1, x+1, y-1, y+1,
-    // z-1, z+1. bUnique as above. Parallel, so not for use inside a job of the pool.
+    // z-1, z+1. bUnique as above. Parallel.
     void getNeigs6_RCD(const std::vector<uint64>& vRCD, std::vector<uint64>& vOut, bool bUnique) const;
 
     // Appends the RCD of the four cubes around the edge between two corners that

@@ -1,12 +1,14 @@
 #include "parallel/TaskPool.h"
 
 #include <algorithm>
+#include <new>
+#include <system_error>
 
 #include "parallel/concurrency.h"
 
 namespace QUOR_ZEF {
 
-TaskPool::TaskPool(int numThreads) {
+TaskPool::TaskPool(int numThreads, StartThread start) : startThread(start) {
     resize(numThreads);
 }
 
@@ -14,27 +16,61 @@ TaskPool::~TaskPool() {
     stop(true);
 }
 
+std::thread TaskPool::startPlainThread(std::function<void()> work) {
+    return std::thread(std::move(work));
+}
+
 void TaskPool::resize(int numThreads) {
-    if (isStopped()) return;
-    const std::size_t wanted = static_cast<std::size_t>(std::max(numThreads, 1));
-    while (vThreads.size() < wanted) startWorker(static_cast<int>(vThreads.size()));
-    if (vThreads.size() == wanted) return;
+    const std::size_t wanted = static_cast<std::size_t>(std::clamp(numThreads, 1, maxWorkers));
+    std::vector<std::unique_ptr<std::thread>> vEnding;
     {
-        const std::lock_guard lock(mutex);
-        for (std::size_t i = wanted; i < vFlags.size(); ++i) *vFlags[i] = true;
+        const std::lock_guard lockSize(sizeMutex);
+        if (isStopped()) return;
+        startWorkers(static_cast<int>(wanted));
+        if (vThreads.size() <= wanted) return;
+        vEnding.reserve(vThreads.size() - wanted);
+        {
+            const std::lock_guard lock(mutex);
+            for (std::size_t i = wanted; i < vFlags.size(); ++i) *vFlags[i] = true;
+        }
+        std::move(vThreads.begin() + static_cast<std::ptrdiff_t>(wanted), vThreads.end(), std::back_inserter(vEnding));
+        vThreads.resize(wanted);
+        vFlags.resize(wanted);
+        numWorkers = static_cast<int>(wanted);
     }
     cv.notify_all();
-    // Joined, not detached: a worker that lives on could outlive the pool.
-    for (std::size_t i = wanted; i < vThreads.size(); ++i) vThreads[i]->join();
-    vThreads.resize(wanted);
-    vFlags.resize(wanted);
+    // Joined, not detached: a worker that lives on could outlive the pool. Without the
+    // lock: what it still runs may want more workers.
+    for (const auto& pThread : vEnding) pThread->join();
+}
+
+void TaskPool::grow(int numThreads) {
+    const int wanted = std::min(numThreads, maxWorkers);
+    if (numWorkers >= wanted) return;
+    const std::lock_guard lockSize(sizeMutex);
+    if (!isStopped()) startWorkers(wanted);
+}
+
+// Up to this number, as far as the system lends threads. sizeMutex is held.
+void TaskPool::startWorkers(int numThreads) {
+    try {
+        while (numWorkers < numThreads) startWorker(numWorkers);
+    } catch (const std::system_error&) {
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 void TaskPool::startWorker(int i) {
     auto pFlag = std::make_shared<std::atomic<bool>>(false);
+    auto pThread = std::make_unique<std::thread>();
+    // Once the thread runs, nothing may fail until it has its place.
+    vThreads.reserve(vThreads.size() + 1);
+    vFlags.reserve(vFlags.size() + 1);
     // The thread owns copies of its arguments from its construction on.
-    vThreads.push_back(std::make_unique<std::thread>([this, i, pFlag] { work(i, pFlag); }));
+    *pThread = startThread.load()([this, i, pFlag] { work(i, pFlag); });
+    vThreads.push_back(std::move(pThread));
     vFlags.push_back(std::move(pFlag));
+    ++numWorkers;
 }
 
 void TaskPool::work(int i, const std::shared_ptr<std::atomic<bool>>& pFlag) {
@@ -60,7 +96,7 @@ bool TaskPool::nextJob(Job& job, const std::atomic<bool>& bEnd) {
 
 std::future<void> TaskPool::enqueue(Job job) {
     std::future<void> future = job.get_future();
-    if (std::unique_lock lock(mutex); !isStopped()) {
+    if (std::unique_lock lock(mutex); !isStopped() && numWorkers > 0) {
         queue.push_back(std::move(job));
         lock.unlock();
         cv.notify_one();
@@ -72,7 +108,9 @@ std::future<void> TaskPool::enqueue(Job job) {
 
 void TaskPool::stop(bool bWait) {
     std::deque<Job> vDropped;
+    std::vector<std::unique_ptr<std::thread>> vEnding;
     {
+        const std::lock_guard lockSize(sizeMutex);
         const std::lock_guard lock(mutex);
         if (bStop || (bWait && bDone)) return;
         (bWait ? bDone : bStop) = true;
@@ -80,13 +118,14 @@ void TaskPool::stop(bool bWait) {
             for (const auto& pFlag : vFlags) *pFlag = true;
             vDropped.swap(queue);
         }
+        vEnding.swap(vThreads);
+        vFlags.clear();
+        numWorkers = 0;
     }
     // Freed before the joins: a running job may wait for whoever waits for these.
     vDropped.clear();
     cv.notify_all();
-    for (const auto& pThread : vThreads) pThread->join();
-    vThreads.clear();
-    vFlags.clear();
+    for (const auto& pThread : vEnding) pThread->join();
 }
 
 TaskPool& getTaskPool() {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <thread>
 
+#include "frame/Run.h"
 #include "parallel/TaskPool.h"
 #include "zef/threads.h"
 
@@ -16,8 +17,10 @@ std::atomic<unsigned> givenNumThreads = 0;  // 0: as many as the machine has
 }  // namespace
 
 unsigned getNumThreads() {
-    const unsigned given = givenNumThreads;
-    return given != 0 ? given : std::thread::hardware_concurrency();
+    const Run* const pRun = getRun();
+    unsigned given = pRun ? pRun->numThreads() : 0;
+    if (given == 0) given = givenNumThreads;
+    return given != 0 ? std::min<unsigned>(given, TaskPool::maxWorkers) : std::thread::hardware_concurrency();
 }
 
 void setNumThreads(unsigned numThreads) {

@@ -2,8 +2,10 @@
 
 namespace QUOR_ZEF {
 
-// How many threads the loops and sorts reckon with: the machine's hardware
-// threads, read anew at each call, or what setNumThreads() gave. 0 if unknown.
+// How many threads the loops and sorts of the calling thread reckon with: what its Run
+// wants, or else what setNumThreads() gave, either of them at most
+// TaskPool::maxWorkers; or else the machine's hardware threads, read anew at each
+// call, 0 if unknown.
 unsigned getNumThreads();
 
 }  // namespace QUOR_ZEF

@@ -2,21 +2,22 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
-#include <future>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-#include "parallel/TaskPool.h"
 #include "parallel/concurrency.h"
 
-// Loops over chunks on the task pool. All of them return when every element is
-// done. Below 2 elements, or with fewer than 2 threads, they run on the calling
-// thread. fn is called from several threads at once, so it may write only what
-// belongs to its own element or chunk; it must not start another loop or sort.
-// Nothing may be left to fail in fn: what it throws on a worker is lost, and the
-// rest of its chunk stays undone. A call costs some 20 microseconds beyond its work.
+// Loops over chunks, by the calling thread and as many workers of the task pool as
+// are idle. All of them return when every element is done. Below 2 elements, or with
+// fewer than 2 threads, they run on the calling thread alone. fn is called from several
+// threads at once, so it may write only what belongs to its own element or chunk. A loop
+// or sort that fn starts runs on the thread that starts it. A call costs some 20
+// microseconds beyond its work.
+//
+// When fn throws, the elements before that one are still done, those behind it may be
+// left out; the exception of the first element that throws leaves the loop after all
+// threads have left fn. The workers belong to the Run of the calling thread meanwhile.
 
 namespace QUOR_ZEF {
 
@@ -56,25 +57,31 @@ struct ForEachTask {
     }
 };
 
-// Waits for its jobs, even when an exception passes: they refer to the caller's tasks.
-struct JobWaiter {
-    std::vector<std::future<void>> vFutures;
+// The worker index of a calling thread.
+inline constexpr int callingThread = -1;
 
-    ~JobWaiter() {
-        for (std::future<void>& future : vFutures) future.wait();
-    }
-};
+// runTask(pTasks, i, worker) for all i below numTasks, handed out in ascending order to
+// the calling thread and up to getNumThreads() - 1 workers. The exception of the lowest
+// i that throws is thrown here, once, when nobody works on a task any more; tasks above
+// it may be left out, those below it run. Fails in no other way: without memory or
+// threads the calling thread does it all.
+void shareTasks(std::size_t numTasks, void* pTasks, void (*runTask)(void* pTasks, std::size_t i, int worker));
 
-// Queues the tasks in order, each by reference, and waits for them all.
-template <class Task>
-void runTasks(std::vector<Task>& vTasks) {
-    TaskPool& pool = getTaskPool();
-    JobWaiter waiter;
-    waiter.vFutures.reserve(vTasks.size());
-    for (Task& task : vTasks) waiter.vFutures.push_back(pool.push(std::ref(task)));
+// runTask(i, worker) for all i below numTasks; see there.
+template <class RunTask>
+void shareTasks(std::size_t numTasks, RunTask runTask) {
+    shareTasks(numTasks, &runTask,
+               [](void* pRunTask, std::size_t i, int worker) { (*static_cast<RunTask*>(pRunTask))(i, worker); });
 }
 
-// The threads for a loop over n elements: 1 if it is to run on the calling thread.
+// Runs the tasks, which take the worker index; see there.
+template <class Task>
+void runTasks(std::vector<Task>& vTasks) {
+    shareTasks(vTasks.size(), [&](std::size_t i, int worker) { vTasks[i](worker); });
+}
+
+// The threads for a loop over n elements: 1 if it is to run on the calling thread, as
+// inside a task that is shared already.
 unsigned getLoopThreads(std::size_t n);
 
 // Appends fn(element) for every element of vIn, in that order. fn takes a
@@ -117,11 +124,7 @@ void parallelTransform_N(const std::vector<In>& vIn, std::vector<Out>& vOut, int
         vTasks.push_back({vIn.begin() + std::ptrdiff_t(i), vIn.begin() + std::ptrdiff_t(end),
                           vOut.begin() + std::ptrdiff_t(oldSize + i * width), fn, n});
     }
-    if (numThreads >= 2) {
-        runTasks(vTasks);
-    } else if (!vTasks.empty()) {
-        vTasks.front()(0);
-    }
+    runTasks(vTasks);
 }
 
 // fn(element) for every element; fn takes a const T&.
@@ -146,24 +149,18 @@ void parallelForEach(const std::vector<T>& vIn, const Fn& fn) {
 // Just n if n is 0. The cuts depend on the thread count.
 std::vector<std::size_t> getChunkBounds(std::size_t n, std::size_t minChunk);
 
+// fn(begin, end) for each chunk between neighbours of vBounds. Throws only what fn throws.
+template <class Fn>
+void parallelChunks(const std::vector<std::size_t>& vBounds, const Fn& fn) {
+    shareTasks(vBounds.size() - 1, [&](std::size_t i, int /*worker*/) { fn(vBounds[i], vBounds[i + 1]); });
+}
+
 // fn(begin, end) for index ranges that tile 0..n, each of at least minChunk
 // indices; a single chunk runs on the calling thread. Not called if n is 0.
 // Results must not depend on where the cuts fall.
 template <class Fn>
 void parallelChunks(std::size_t n, std::size_t minChunk, const Fn& fn) {
-    struct ChunkTask {
-        std::size_t begin, end;
-        const Fn& fn;
-        void operator()(int /*worker*/) const { fn(begin, end); }
-    };
-    const std::vector<std::size_t> vBounds = getChunkBounds(n, minChunk);
-    std::vector<ChunkTask> vTasks;
-    for (std::size_t i = 0; i + 1 < vBounds.size(); ++i) vTasks.push_back({vBounds[i], vBounds[i + 1], fn});
-    if (vTasks.size() > 1) {
-        runTasks(vTasks);
-    } else if (!vTasks.empty()) {
-        vTasks.front()(0);
-    }
+    parallelChunks(getChunkBounds(n, minChunk), fn);
 }
 
 // Like parallelChunks, with what fn(begin, end) returns, ordered by begin.
@@ -171,21 +168,9 @@ void parallelChunks(std::size_t n, std::size_t minChunk, const Fn& fn) {
 template <class R, class Fn>
 std::vector<R> parallelChunkResults(std::size_t n, std::size_t minChunk, const Fn& fn) {
     static_assert(!std::is_same_v<R, bool>, "bits of one byte cannot be written by several threads");
-    struct ResultTask {
-        std::size_t begin, end;
-        R* pResult;
-        const Fn& fn;
-        void operator()(int /*worker*/) const { *pResult = fn(begin, end); }
-    };
     const std::vector<std::size_t> vBounds = getChunkBounds(n, minChunk);
     std::vector<R> vResults(vBounds.size() - 1);
-    std::vector<ResultTask> vTasks;
-    for (std::size_t i = 0; i < vResults.size(); ++i) vTasks.push_back({vBounds[i], vBounds[i + 1], &vResults[i], fn});
-    if (vTasks.size() > 1) {
-        runTasks(vTasks);
-    } else if (!vTasks.empty()) {
-        vTasks.front()(0);
-    }
+    shareTasks(vResults.size(), [&](std::size_t i, int /*worker*/) { vResults[i] = fn(vBounds[i], vBounds[i + 1]); });
     return vResults;
 }
 

@@ -19,8 +19,9 @@
 #include "parallel/wordSort.h"
 #include "store/ScratchArray.h"
 
-// The sorts of all large vectors. They use the task pool, so they must not be
-// called from inside a pool job. Iterators are those of std::vector, or pointers.
+// The sorts of all large vectors, on the threads that the loops use; from inside a loop,
+// on the calling one. Iterators are those of std::vector, or pointers. comp must not
+// throw; where memory is missing, the range holds the same elements in any order.
 
 namespace QUOR_ZEF {
 
@@ -250,21 +251,22 @@ void sortMT(Iterator first, Iterator last, const Comp& comp) {
 namespace detail {
 
 // Moves the element that each packed word names to the word's place, by way of
-// a second array. T's moves must not throw.
+// a second array. T's moves must not throw. Once the first element is moved, nothing
+// fails any more.
 template <class Iterator>
 void permute(Iterator first, const ScratchArray<uint64>& vPacked, uint64 indexMask) {
     using T = std::iter_value_t<Iterator>;
     static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
     constexpr std::size_t minChunk = 5'000;
-    const std::size_t n = vPacked.size();
-    const ScratchArray<T> buffer(n);
+    const std::vector<std::size_t> vBounds = getChunkBounds(vPacked.size(), minChunk);
+    const ScratchArray<T> buffer(vPacked.size());
     T* const pBuffer = buffer.data();
-    parallelChunks(n, minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vBounds, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             std::construct_at(pBuffer + i, std::move(first[static_cast<std::ptrdiff_t>(vPacked[i] & indexMask)]));
         }
     });
-    parallelChunks(n, minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vBounds, [&](std::size_t begin, std::size_t end) {
         std::move(pBuffer + begin, pBuffer + end, first + static_cast<std::ptrdiff_t>(begin));
         std::destroy(pBuffer + begin, pBuffer + end);
     });

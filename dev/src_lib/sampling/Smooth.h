@@ -84,8 +84,8 @@ private:
     void markCreases();
 };
 
-// Forgets the least area of a fan, which the first run of a process settles for
-// all later ones.
+// Forgets the least area of a fan, which the first cloud of a Run settles for all later
+// ones, or without a Run the first one of the process.
 void resetMinArea();
 
 }  // namespace QUOR_ZEF

@@ -1,9 +1,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "frame/FirstValue.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
-#include "parallel/FirstValue.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 #include "sampling/ColumnCursors.h"
@@ -15,7 +16,13 @@ namespace {
 
 constexpr std::size_t minChunk = 4096;
 
-FirstValue minArea;  // squared world units: what the fan of a fit must reach
+// Squared world units: what the fan of a fit must reach. All nodes of a Smooth offer
+// the same, so it does not matter which is first.
+FirstValue& getMinArea() {
+    static FirstValue ofProcess;
+    Run* const pRun = getRun();
+    return pRun ? pRun->minArea : ofProcess;
+}
 
 // Half the length of the cross product, like getTriangleArea, of which it is the
 // inline form.
@@ -70,7 +77,7 @@ Vector3 sumOfNormals(const std::vector<Vector3>& vNormals) {
 }  // namespace
 
 void resetMinArea() {
-    minArea.reset();
+    getMinArea().reset();
 }
 
 bool Smooth::estimateNNVatCentroid(SNode* pSN, const LinkedNodes& vLinkedNodes) const {
@@ -87,7 +94,7 @@ bool Smooth::estimateNNVatCentroid(SNode* pSN, const LinkedNodes& vLinkedNodes) 
         ASSEX(fabs(area-getArea( &pSN->smoothedPoint, &vLinkedNodes[0]->smoothedPoint, &vLinkedNodes[i]->smoothedPoint ))<1e-10);
         fan += area;
     }
-    if (fan < minArea.offer((spacing / 5.0) * (spacing / 5.0))) return false;
+    if (fan < getMinArea().offer((spacing / 5.0) * (spacing / 5.0))) return false;
     Vector3 normal;
     if (!sums.getNormal(normal)) return false;
     pSN->plane = Plane(c, normal);
