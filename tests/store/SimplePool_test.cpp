@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <set>
+#include <string>
 
 using namespace QUOR_ZEF;
 
@@ -54,14 +56,28 @@ TEST(SimplePool, negativeNextSizeHalvesThenDoublesUpToTheCap) {
     EXPECT_EQ(single.vBlockSizes, (std::vector<int>{1, 1, 2}));
 }
 
-TEST(SimplePoolDeathTest, aSecondInitEndsTheProcessWithAMessage) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto initTwice = [] {
-        std::cout.rdbuf(std::cerr.rdbuf());
-        SimplePool<Record> pool;
-        pool.init(1, 1);
-        pool.init(1, 1);
+TEST(SimplePool, aSecondInitFailsAndLeavesThePoolAsItWas) {
+    SimplePool<Record> pool;
+    pool.init(1, 1);
+    Record* const pFirst = pool.alloc();
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(pool.init(5, 5), ZefBugException);
+    const std::string text = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(text.find("SimplePool::init(..), ERROR: This pool is already initialized\n"), 0u) << text;
+    EXPECT_NE(pool.alloc(), pFirst);
+    EXPECT_EQ(pool.vBlockSizes, (std::vector<int>{1, 1}));
+}
+
+TEST(SimplePool, noMemoryThrowsAndLeavesThePoolAsItWas) {
+    struct Huge {
+        char bytes[std::size_t{1} << 40];
     };
-    EXPECT_EXIT(initTwice(), testing::ExitedWithCode(1),
-                "SimplePool::init\\(\\.\\.\\), ERROR: This pool is already initialized\n");
+    SimplePool<Huge> pool;
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(pool.init(1'000'000'000, 1), std::bad_alloc);
+    pool.init(0, 1'000'000'000);
+    for (int i = 0; i < 3; ++i) EXPECT_THROW(pool.alloc(), std::bad_alloc);
+    const std::string line = "SimplePool::alloc(..), ERROR: Out of memory, sorry\n";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), line + line + line + line);
+    EXPECT_EQ(pool.index, -1);
 }

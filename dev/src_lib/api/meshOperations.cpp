@@ -70,7 +70,9 @@ double reduceTo(std::shared_ptr<Mesh> pMesh, const ReduceOptions& options) {
         TriangleMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
         error = reduceTo(flat, options);
         const double cellSize = pMesh->getBody().getCellSize();
-        pMesh->replaceRMesh(new RMesh(std::move(flat.vertices), flat.indices, cellSize));
+        auto pRMesh = std::make_unique<RMesh>(std::move(flat.vertices), flat.indices, cellSize);
+        pMesh->replaceRMesh(pRMesh.get());
+        (void)pRMesh.release();
     });
     return error;
 }

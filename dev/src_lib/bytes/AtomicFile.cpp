@@ -30,17 +30,19 @@ std::string linkOf(int descriptor) {
 }
 
 std::string resolved(const std::string& name) {
-    char* pPath = ::realpath(name.c_str(), nullptr);
-    if (!pPath) return name;
-    std::string path(pPath);
-    std::free(pPath);
-    return path;
+    const std::unique_ptr<char, void (*)(void*)> pPath(::realpath(name.c_str(), nullptr), std::free);
+    return pPath ? std::string(pPath.get()) : name;
 }
 
 }  // namespace
 
 AtomicFile::AtomicFile(const std::string& name) : pBuffer(std::make_unique_for_overwrite<char[]>(bufferSize)) {
-    open(name);
+    try {
+        open(name);
+    } catch (...) {
+        closeAndRemove();
+        throw;
+    }
 }
 
 AtomicFile::~AtomicFile() {
@@ -94,9 +96,9 @@ void AtomicFile::makeName(Make make) {
     for (int i = 0; i < 1000; ++i) {
         temporaryName = stem + std::to_string(i) + ".tmp";
         if (make()) return;
-        if (errno != EEXIST) break;
+        temporaryName.clear();  // it is not ours to remove
+        if (errno != EEXIST) return;
     }
-    temporaryName.clear();
 }
 
 void AtomicFile::giveName() {

@@ -19,6 +19,14 @@ namespace {
 constexpr std::size_t hugePage = std::size_t{2} << 20;
 constexpr std::size_t readBlock = std::size_t{1} << 30;  // a single read gives no more than 2 GiB
 
+// Closes the file, also when an exception passes.
+struct Descriptor {
+    int number;
+    ~Descriptor() {
+        if (number >= 0) ::close(number);
+    }
+};
+
 std::size_t roundUp(std::size_t num, std::size_t step) {
     return (num + step - 1) / step * step;
 }
@@ -26,14 +34,12 @@ std::size_t roundUp(std::size_t num, std::size_t step) {
 }  // namespace
 
 bool FileBytes::load(const std::string& name) {
-    const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return fail(errno);
+    const Descriptor file{::open(name.c_str(), O_RDONLY | O_CLOEXEC)};
+    if (file.number < 0) return fail(errno);
     struct ::stat info {};
-    bool bGood = ::fstat(descriptor, &info) == 0 || fail(errno);
-    if (bGood && S_ISDIR(info.st_mode)) bGood = fail(EISDIR);
-    if (bGood) bGood = readAll(descriptor, S_ISREG(info.st_mode) ? static_cast<std::size_t>(info.st_size) : 0);
-    ::close(descriptor);
-    return bGood;
+    if (::fstat(file.number, &info) != 0) return fail(errno);
+    if (S_ISDIR(info.st_mode)) return fail(EISDIR);
+    return readAll(file.number, S_ISREG(info.st_mode) ? static_cast<std::size_t>(info.st_size) : 0);
 }
 
 // One byte more than expected is asked for, so that the end is seen without
@@ -55,7 +61,8 @@ bool FileBytes::readAll(int descriptor, std::size_t expected) {
 bool FileBytes::grow(std::size_t newCapacity) {
     const bool bHuge = newCapacity >= hugePage;
     const std::size_t rounded = roundUp(newCapacity, bHuge ? hugePage : 64);
-    std::unique_ptr<char, Free> pNew(static_cast<char*>(std::aligned_alloc(bHuge ? hugePage : 64, rounded)));
+    const auto alignment = static_cast<std::align_val_t>(bHuge ? hugePage : 64);
+    std::unique_ptr<char, Free> pNew(static_cast<char*>(::operator new(rounded, alignment, std::nothrow)), {alignment});
     if (!pNew) return fail(ENOMEM);
     if (bHuge) adviseHugePages(pNew.get(), rounded);
     if (size > 0) std::memcpy(pNew.get(), pData.get(), size);

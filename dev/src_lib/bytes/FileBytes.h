@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,7 +25,8 @@ public:
 
 private:
     struct Free {
-        void operator()(char* p) const { std::free(p); }
+        std::align_val_t alignment;  // of the memory
+        void operator()(char* p) const { ::operator delete(p, alignment); }
     };
     std::unique_ptr<char, Free> pData;
     std::size_t size = 0;

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 #include <numeric>
 
 #include "field/Component.h"
@@ -129,7 +128,7 @@ void Component::cc_labelSides() {
     std::sort(vCountGroup.rbegin(), vCountGroup.rend());
 
     if (vCountGroup.size() < 2) {
-        std::cout << "vCountGroup.size()=" << vCountGroup.size() << ", numRCD=" << vCellRCD.size() << std::endl;
+        showDetail("vCountGroup.size()=", vCountGroup.size(), ", numRCD=", vCellRCD.size());
         for (Facet& f : vVisibleFacets) f.component = -1;
     } else {
         cc_colorizeRest(vCountGroup[0].second, vCountGroup[1].second);

@@ -2,7 +2,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <iostream>
 
 #include "field/Component.h"
 #include "frame/tools.h"
@@ -71,7 +70,7 @@ void assignDistance(Corner* pCorner, float distance, double sign) {
             pCorner->val = static_cast<float>(sign) * (distance == 0.0F ? smallestVal : distance);
             return;
         default:
-            std::cout << "Bug, state=" << static_cast<int>(pCorner->getState()) << std::endl;
+            showDetail("Bug, state=", static_cast<int>(pCorner->getState()));
             ASSEX(false);
     }
 }

@@ -4,7 +4,6 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <iostream>
 #include <memory>
 #include <utility>
 
@@ -347,7 +346,7 @@ void CornerSmoother::smooth(CornerStore& store, int numPasses) {
         const Trace trace = pass == numPasses ? sweep<true>() : sweep<false>();
         if (trace.bFound && !first.bFound) first = trace;
     }
-    if (first.bFound) std::cout << "newWeight=" << first.weight << ", newVal=" << first.val << std::endl;
+    if (first.bFound) showDetail("newWeight=", first.weight, ", newVal=", first.val);
 }
 
 }  // namespace QUOR_ZEF

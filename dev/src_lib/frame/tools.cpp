@@ -1,9 +1,11 @@
 #include "frame/tools.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <string_view>
 
 #include "frame/Run.h"
 
@@ -63,7 +65,11 @@ void showWarning(const std::string& place, const std::string& text) {
 }
 
 void showDetail(const std::string& line) {
-    if (Run* const pRun = getRun()) return pRun->message(Severity::DETAIL, line);
+    if (Run* const pRun = getRun()) {
+        // Blank lines before it are for terminals.
+        return pRun->message(Severity::DETAIL,
+                             std::string_view(line).substr(std::min(line.find_first_not_of('\n'), line.size())));
+    }
     std::cout << line << std::endl;
 }
 
@@ -73,14 +79,9 @@ std::string where(const char* function, int line) {
 
 void deliberateExit(const std::string& place) {
     std::cout << "\n\ndeliberateExit(" + place + ")\n" << std::endl;
-    hardStop(0);
-}
-
-void hardStop(int status) {
-    std::cout.flush();
     std::cerr.flush();
     std::fflush(nullptr);
-    std::_Exit(status);
+    std::_Exit(0);
 }
 
 void throwBug() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sstream>
 #include <string>
 
 #include "frame/types.h"
@@ -34,6 +35,13 @@ void showError(const std::string& place, const std::string& text);
 void showWarning(const std::string& place, const std::string& text);
 // A line for developers, in the same way.
 void showDetail(const std::string& line);
+// Of more than one part, each as a stream writes it.
+template <class... Parts>
+requires(sizeof...(Parts) > 1) void showDetail(const Parts&... parts) {
+    std::ostringstream line;
+    (line << ... << parts);
+    showDetail(line.str());
+}
 
 // " ** function:line ** ", the title of messages from ordinary code:
 // where(__PRETTY_FUNCTION__, __LINE__).
@@ -42,9 +50,6 @@ std::string where(const char* function, int line);
 // Writes a line, flushes and ends the process with status 0, without running
 // destructors: it may be reached on a worker of the pool, which cannot wait for itself.
 [[noreturn]] void deliberateExit(const std::string& place);
-
-// Flushes and ends the process at once with this status; see deliberateExit.
-[[noreturn]] void hardStop(int status);
 
 [[noreturn]] void throwBug();
 [[noreturn]] void throwLicense();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 #include <map>
 #include <queue>
 
@@ -110,9 +109,9 @@ Filler::Filler(int givenGrowSteps, std::vector<uint64>& vBorderRCD, const std::v
     sortUniqueMT(*pvGlobalBorderRCD);
     sortUniqueMT(vGlobalAreaRCD);
     if (vGlobalAreaRCD.size() + vGlobalBorderRCD.size() != vGlobalRCDPoint.size()) {
-        std::cout << "vGlobalAreaRCD.size()=" << vGlobalAreaRCD.size() << std::endl;
-        std::cout << "vGlobalBorderRCD.size()=" << vGlobalBorderRCD.size() << std::endl;
-        std::cout << "vGlobalRCDPoint.size()=" << vGlobalRCDPoint.size() << std::endl;
+        showDetail("vGlobalAreaRCD.size()=", vGlobalAreaRCD.size());
+        showDetail("vGlobalBorderRCD.size()=", vGlobalBorderRCD.size());
+        showDetail("vGlobalRCDPoint.size()=", vGlobalRCDPoint.size());
     }
     ASSEX(vGlobalAreaRCD.size()+vGlobalBorderRCD.size()==vGlobalRCDPoint.size());
 }

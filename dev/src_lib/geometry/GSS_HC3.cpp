@@ -4,7 +4,6 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <iostream>
 #include <limits>
 
 #include "frame/tools.h"
@@ -72,10 +71,9 @@ double cellsPerUnit(double halfExtent, int numLevels) {
 
 HilbertIndex::HilbertIndex(const Point3& lower, const Point3& upper, int bitLength)
     : numLevels(bitLength / 3), halfLower(lower.px * 0.5, lower.py * 0.5, lower.pz * 0.5) {
-    if (bitLength <= 0 || bitLength % 3 != 0 || bitLength > 32) {
-        std::cout << "GSS_HC3::GSS_HC3(..): invalid bitlength" << std::endl;
-        hardStop(1);
-    }
+    const bool bValidBitLength = bitLength > 0 && bitLength % 3 == 0 && bitLength <= 32;
+    if (!bValidBitLength) showDetail("GSS_HC3::GSS_HC3(..): invalid bitlength");
+    ASSEX(bValidBitLength);
     numPerUnit = Vector3(cellsPerUnit(upper.px * 0.5 - halfLower.px, numLevels),
                          cellsPerUnit(upper.py * 0.5 - halfLower.py, numLevels),
                          cellsPerUnit(upper.pz * 0.5 - halfLower.pz, numLevels));

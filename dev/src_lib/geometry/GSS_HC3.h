@@ -14,7 +14,7 @@ namespace QUOR_ZEF {
 class HilbertIndex {
 public:
     // bitLength: three bits for each halving of the box; a multiple of 3, at
-    // most 32. Another length ends the process with status 1.
+    // most 32. Another length fails an ASSEX after a line.
     // lower, upper: finite; a box may be flat.
     HilbertIndex(const Point3& lower, const Point3& upper, int bitLength);
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <iostream>
 
 #include "frame/License.h"
 #include "parallel/parallelTransform.h"
@@ -104,8 +103,8 @@ bool Calc::manipOneAxis(uint64& code, bool bIncrease, uint64 axTribit) const {
         code = bIncrease ? stepUp(code, mask) : stepDown(code, mask);
         return true;
     }
-    std::cout << "ERROR, out of range, bIncrease=" << bIncrease << ", axTribit=" << axTribit << std::endl;
-    std::cout << "this is " << this << ", numLevels=" << numLevels << std::endl;
+    showDetail("ERROR, out of range, bIncrease=", bIncrease, ", axTribit=", axTribit);
+    showDetail("this is ", this, ", numLevels=", numLevels);
     showWarning(where(__PRETTY_FUNCTION__, __LINE__), "End not found");
     code = ~uint64{0};
     return false;

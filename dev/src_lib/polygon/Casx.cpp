@@ -1,7 +1,6 @@
 #include "polygon/Casx.h"
 
 #include <bit>
-#include <iostream>
 
 #include "bytes/Visualizer3.h"
 #include "frame/tools.h"
@@ -37,7 +36,7 @@ bool shareBlockEdge(int cell0, int cell1) {
 }  // namespace
 
 Casx::Casx(TriMode triMode, bool bExperimental) : mode(triMode) {
-    if (bExperimental) std::cout << "Casx::Casx, bExperimental=true - using base cases" << std::endl;
+    if (bExperimental) showDetail("Casx::Casx, bExperimental=true - using base cases");
     rows = bExperimental ? casx::expandBaseCases(mode) : casx::getRows(mode);
 }
 
@@ -60,7 +59,7 @@ void Casx::getTriangles(int config, const uint64 codes[8], std::vector<uint64>& 
             vTriCCD.push_back(codes[std::countr_zero(cells)]);
         }
     }
-    if (vTriCCD.size() % 3 != 0) std::cout << "Uh, config=" << config << std::endl;
+    if (vTriCCD.size() % 3 != 0) showDetail("Uh, config=", config);
     ASSEX(vTriCCD.size()%3==0);
 }
 
@@ -91,7 +90,7 @@ void setColorOf(TriUse tu, Point3& p) {
 
 void Casx::showConfig(int config, Visualizer3* pVisualizer, const std::string& label, uint64 vcd) const {
     constexpr double cubePart = 0.2;  // of a cell, on each side of its centre
-    std::cout << "showConfig " << config << " " << label << std::endl;
+    showDetail("showConfig ", config, " ", label);
     const Calc display(0, 0, 0, 1000, 1000, 1000, 12);
     uint64 codes[8] = {};
     codes[5] = vcd;

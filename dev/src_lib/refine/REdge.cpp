@@ -1,6 +1,5 @@
 #include "refine/REdge.h"
 
-#include <iostream>
 #include <utility>
 
 #include "frame/tools.h"
@@ -51,7 +50,7 @@ RTriangle* REdge::getOtherTriangle(const RTriangle* pRT) const {
 
 void REdge::checkOut(RTriangle* pRT) {
     if (vTriangles.remove(pRT)) return;
-    std::cout << "REdge::checkOut, triangle live state: " << pRT->isAlive() << std::endl;
+    showDetail("REdge::checkOut, triangle live state: ", pRT->isAlive());
     ASSEX(false);
 }
 
@@ -59,9 +58,10 @@ namespace {
 
 void checkOpposite(const Point3* v0, const Point3* v1) {
     if (v0 != v1) return;
-    std::cout << "-----------------------------\nREdge::flipEdge(), BUG:" << std::endl;
+    showDetail("-----------------------------");
+    showDetail("REdge::flipEdge(), BUG:");
     for (const auto& [name, v] : {std::pair("v0=", v0), std::pair("v1=", v1)})
-        std::cout << name << v->px << " " << v->py << " " << v->pz << std::endl;
+        showDetail(name, v->px, " ", v->py, " ", v->pz);
     ASSEX(false);
 }
 

@@ -78,6 +78,7 @@ REdge* RMesh::makeEdge(Point3* a, Point3* b) {
 }
 
 void RMesh::checkIn(REdge* pRE, RTriangle* pRT) {
+    roomForOne(vManyEdges);
     if (pRE->checkIn(pRT)) vManyEdges.push_back(pRE);
 }
 
@@ -133,7 +134,7 @@ void RMesh::getAllEdges(std::vector<REdge*>& vRE) const {
 
 void RMesh::getDegN(int n, std::vector<REdge*>& vRE) const {
     if (n < 0 && n != -1 && n != -99) {
-        std::cout << "deg=" << n << std::endl;
+        showDetail("deg=", n);
         ASSEX(false);
     }
     std::vector<Adjacency::Link> vTaken;

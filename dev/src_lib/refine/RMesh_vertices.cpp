@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <iostream>
 
 #include "frame/tools.h"
 #include "refine/RMesh.h"
@@ -61,10 +60,10 @@ bool RMesh::relaxVertex(Point3* pVtx) {
         const RTriangle* pRT = triangles[number];
         worst = std::max(worst, pRT->getCornerMoveAngle(pRT->getICI(pVtx), &target, false));
     }
-    std::cout << "devAngle would be " << worst << std::endl;
+    showDetail("devAngle would be ", worst);
     if (worst > maxRelaxTurn) return false;
     if (target == *pVtx) return true;
-    std::cout << "updateVertex" << std::endl;
+    showDetail("updateVertex");
     updateVertex(pVtx, target);
     return true;
 }

@@ -1,4 +1,3 @@
-#include <iostream>
 
 #include "frame/tools.h"
 #include "grid/Calc.h"
@@ -64,7 +63,7 @@ void Top::unifyDiagonal(const CEdge* pCE) {
 void Top::removeIfFlat(CTriangle* pT) {
     if (!pT->isAlive() || !pT->isDegenerate(pMesh)) return;
     CEdge* pCE = pT->getCEdge(2);
-    if (pCE->getDegree() < 2) std::cout << "\n pCE->getDegree()=" << pCE->getDegree() << std::endl;
+    if (pCE->getDegree() < 2) showDetail("\n pCE->getDegree()=", pCE->getDegree());
     std::vector<CTriangle*> vNew;
     if (!pCE->trySplitNeigsKillT(pMesh, pT, 2, vNew) && !moveACorner(pT, 2))
         showWarning(where(__PRETTY_FUNCTION__, __LINE__), "trySplitNeigsKillT() and laplacianForOne() did not succeed");

@@ -1,7 +1,5 @@
 #include "sampling/Tri.h"
 
-#include <iostream>
-
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 
@@ -9,8 +7,8 @@ namespace QUOR_ZEF {
 
 namespace {
 
-std::ostream& operator<<(std::ostream& out, const Vector3& v) {
-    return out << v.vx << " " << v.vy << " " << v.vz;
+void showVector(const char* name, const Vector3& v) {
+    showDetail(name, v.vx, " ", v.vy, " ", v.vz);
 }
 
 }  // namespace
@@ -36,9 +34,9 @@ void Tri::computeNormal() {
     bool bOK = false;
     normal = triNormal(pVtx0, pVtx1, pVtx2, bOK);
     if (!bOK) {
-        std::cout << "uh, degenerate Tri" << std::endl;
-        std::cout << "vec01=" << *pVtx1 - *pVtx0 << std::endl;
-        std::cout << "vec12=" << *pVtx2 - *pVtx1 << std::endl;
+        showDetail("uh, degenerate Tri");
+        showVector("vec01=", *pVtx1 - *pVtx0);
+        showVector("vec12=", *pVtx2 - *pVtx1);
     }
     ASSEX(bOK);
 }

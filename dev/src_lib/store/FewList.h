@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 namespace QUOR_ZEF {
 
@@ -26,7 +27,8 @@ public:
     // Valid until the next change.
     std::span<T* const> view() const { return {bMany ? many.ppT : aFew, num}; }
 
-    // True when the list takes memory from now on, so that its destructor must run.
+    // True when the list takes memory from now on, so that its destructor must run. Who
+    // keeps such lists makes the room to do so before: roomForOne().
     bool push(T* pT) {
         const std::size_t capacity = bMany ? many.capacity : maxFew;
         const bool bStarts = num == capacity && !bMany;
@@ -69,5 +71,11 @@ private:
     std::uint32_t num : 31 = 0;
     std::uint32_t bMany : 1 = 0;
 };
+
+// The next push_back to v takes no memory.
+template <class T>
+void roomForOne(std::vector<T>& v) {
+    if (v.size() == v.capacity()) v.reserve(2 * v.size() + 8);
+}
 
 }  // namespace QUOR_ZEF

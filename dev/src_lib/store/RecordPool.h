@@ -26,8 +26,8 @@ public:
     }
     // Adds places for this many records, to be made in any order, also side by side.
     void grow(std::uint32_t numMore) {
+        while (vChunks.size() << chunkBits < std::size_t{numRecords} + numMore) addChunk();
         numRecords += numMore;
-        while (vChunks.size() << chunkBits < numRecords) addChunk();
     }
     template <class... Args>
     T* makeAt(std::size_t number, Args&&... args) {

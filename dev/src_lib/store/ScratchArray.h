@@ -8,14 +8,15 @@ namespace QUOR_ZEF {
 // many megabytes, faulting in small pages would cost more than the work on them.
 // Aligned for every type; contents undefined; no memory throws std::bad_alloc.
 void* allocateScratch(std::size_t numBytes);
-void freeScratch(void* pMemory);
+// numBytes: what was asked for.
+void freeScratch(void* pMemory, std::size_t numBytes);
 
 // size() places for T, raw memory: whoever constructs records there destroys them.
 template <class T>
 class ScratchArray {
 public:
     explicit ScratchArray(std::size_t n) : pData(static_cast<T*>(allocateScratch(n * sizeof(T)))), numPlaces(n) {}
-    ~ScratchArray() { freeScratch(pData); }
+    ~ScratchArray() { freeScratch(pData, numPlaces * sizeof(T)); }
     ScratchArray(const ScratchArray&) = delete;
     ScratchArray& operator=(const ScratchArray&) = delete;
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
-#include <iostream>
+#include <new>
 #include <vector>
 
 #include "frame/tools.h"
+#include "store/ScratchArray.h"
 
 namespace QUOR_ZEF {
 
@@ -35,18 +35,16 @@ public:
     SimplePool(const SimplePool&) = delete;
     SimplePool& operator=(const SimplePool&) = delete;
     ~SimplePool() {
-        for (T* pBlock : vBlocks) std::free(pBlock);
+        for (std::size_t i = 0; i < vBlocks.size(); ++i) freeScratch(vBlocks[i], numBytesOf(vBlockSizes[i]));
     }
 
     // To be called once, before the first alloc(): sizes in elements. A first size
     // of 0 is fine. A negative next size makes the second block half as large as
     // the first, and each later one double its predecessor, up to 100 MB.
-    // A second call, or no memory, writes a line and ends the process with status 1.
+    // A second call fails an ASSEX after a line. No memory: see alloc().
     void init(int firstSize, int nextSize) {
-        if (bInitialized) {
-            std::cout << "SimplePool::init(..), ERROR: This pool is already initialized" << std::endl;
-            hardStop(1);
-        }
+        if (bInitialized) showDetail("SimplePool::init(..), ERROR: This pool is already initialized");
+        ASSEX(!bInitialized);
         maxBlockSize = static_cast<int>(maxBlockBytes / sizeof(T));
         firstBlockSize = firstSize;
         nextBlockSize = nextSize;
@@ -55,7 +53,7 @@ public:
     }
 
     // The place of the next record: an increment and a compare as a rule.
-    // No memory writes a line and ends the process with status 1.
+    // No memory writes a line and throws std::bad_alloc; the pool is as it was.
     T* alloc() {
         if (++index >= capacity) [[unlikely]]
             startNextBlock();
@@ -66,6 +64,7 @@ private:
     static constexpr std::size_t maxBlockBytes = 100'000'000;
 
     void startNextBlock() {
+        --index;  // until there is a place
         ASSEX(bInitialized);
         addBlock(nextBlockSize == 0 ? 1 : nextBlockSize);
         ++index;
@@ -78,17 +77,24 @@ private:
         return s > maxBlockSize / 2 ? maxBlockSize : 2 * s;
     }
 
+    static std::size_t numBytesOf(int n) { return static_cast<std::size_t>(n) * sizeof(T); }
+
+    static T* allocateBlock(int n) {
+        try {
+            return static_cast<T*>(allocateScratch(numBytesOf(n)));
+        } catch (const std::bad_alloc&) {
+            showDetail("SimplePool::alloc(..), ERROR: Out of memory, sorry");
+            throw;
+        }
+    }
+
     void addBlock(int n) {
         if (n < 0) n = std::max(std::min(deriveBlockSize(), maxBlockSize), 1);
+        vBlocks.reserve(vBlocks.size() + 1);
+        vBlockSizes.reserve(vBlockSizes.size() + 1);
+        pCurrent = allocateBlock(n);
+        vBlocks.push_back(pCurrent);
         vBlockSizes.push_back(n);
-        T* const pBlock =
-            static_cast<T*>(std::malloc(std::max<std::size_t>(static_cast<std::size_t>(n) * sizeof(T), 1)));
-        if (!pBlock) {
-            std::cout << "SimplePool::alloc(..), ERROR: Out of memory, sorry" << std::endl;
-            hardStop(1);
-        }
-        vBlocks.push_back(pBlock);
-        pCurrent = pBlock;
         capacity = n;
         index = -1;
     }

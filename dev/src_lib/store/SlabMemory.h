@@ -17,7 +17,7 @@ class SlabMemory {
 public:
     SlabMemory() = default;
     ~SlabMemory() {
-        for (void* pSlab : vSlabs) freeScratch(pSlab);
+        for (const Slab& slab : vSlabs) freeScratch(slab.pMemory, slab.numBytes);
     }
     SlabMemory(const SlabMemory&) = delete;
     SlabMemory& operator=(const SlabMemory&) = delete;
@@ -37,16 +37,21 @@ private:
     static constexpr std::size_t minSlabBytes = std::size_t{256} << 10;
     static constexpr std::size_t maxSlabBytes = std::size_t{32} << 20;
 
+    struct Slab {
+        void* pMemory;
+        std::size_t numBytes;
+    };
+
     void addSlab(std::size_t minBytes) {
         const std::size_t numBytes = std::max(minBytes, nextSlabBytes);
         vSlabs.reserve(vSlabs.size() + 1);
         pNext = static_cast<std::byte*>(allocateScratch(numBytes));
-        vSlabs.push_back(pNext);
+        vSlabs.push_back({pNext, numBytes});
         numLeft = numBytes;
         nextSlabBytes = std::min(2 * nextSlabBytes, maxSlabBytes);
     }
 
-    std::vector<void*> vSlabs;
+    std::vector<Slab> vSlabs;
     std::byte* pNext = nullptr;
     std::size_t numLeft = 0;
     std::size_t nextSlabBytes = minSlabBytes;

@@ -1,7 +1,6 @@
 #include "topology/CEdge.h"
 
 #include <algorithm>
-#include <iostream>
 
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
@@ -51,7 +50,7 @@ void CEdge::getTriangles(std::vector<CTriangle*>& vOut) const {
 uint64 CEdge::getOtherVCD(uint64 v) const {
     if (v == v0) return v1;
     if (v == v1) return v0;
-    std::cout << "getOtherVCD bug, CEdge " << v0 << " - " << v1 << ", degree=" << getDegree() << std::endl;
+    showDetail("getOtherVCD bug, CEdge ", v0, " - ", v1, ", degree=", getDegree());
     ASSEX(false);
     return 0;
 }
@@ -92,8 +91,8 @@ CTriangle* CEdge::getOtherTriangle(const CTriangle* pT) const {
 
 void CEdge::checkOut(CTriangle* pT) {
     if (vT.remove(pT)) return;
-    std::cout << "CEdge::checkOut, triangle live state: " << pT->isAlive() << " " << pT->getCorner(0) << " "
-              << pT->getCorner(1) << " " << pT->getCorner(2) << std::endl;
+    showDetail("CEdge::checkOut, triangle live state: ", pT->isAlive(), " ", pT->getCorner(0), " ", pT->getCorner(1),
+               " ", pT->getCorner(2));
     ASSEX(false);
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 #include <tuple>
 #include <utility>
 
@@ -51,8 +50,10 @@ CTriangle* CMesh::createT(uint64 v0, uint64 v1, uint64 v2, uint64 vcd, int confi
     pT->pCE[0] = makeEdge(n0, v0, n1, v1);
     pT->pCE[1] = makeEdge(n1, v1, n2, v2);
     pT->pCE[2] = makeEdge(n0, v0, n2, v2);
-    for (CEdge* pCE : pT->pCE)
+    for (CEdge* pCE : pT->pCE) {
+        roomForOne(vManyEdges);
         if (pCE->checkIn(pT)) vManyEdges.push_back(pCE);
+    }
     return pT;
 }
 
@@ -138,7 +139,7 @@ void CMesh::getAllEdges(std::vector<CEdge*>& vEdges) const {
 
 void CMesh::getDegN(int deg, std::vector<CEdge*>& vEdges) const {
     if (deg <= 0 && deg != -1 && deg != -5 && deg != -99) {
-        std::cout << " ** deg=" << deg << std::endl;
+        showDetail(" ** deg=", deg);
         ASSEX(false);
     }
     const auto isWanted = [deg](const CEdge* pCE) {

@@ -122,6 +122,24 @@ private:
     std::vector<Key> vKeys;
 };
 
+// Edges with memory of their own, by the page that made them; destroyed here unless
+// they are handed on.
+struct ManyEdges {
+    std::vector<std::vector<CEdge*>> vOfPage;
+
+    ~ManyEdges() {
+        for (const auto& vEdges : vOfPage)
+            for (CEdge* pCE : vEdges) pCE->~CEdge();
+    }
+    void handTo(std::vector<CEdge*>& vEdges) {
+        std::size_t num = vEdges.size();
+        for (const auto& vHere : vOfPage) num += vHere.size();
+        vEdges.reserve(num);
+        for (const auto& vHere : vOfPage) vEdges.insert(vEdges.end(), vHere.begin(), vHere.end());
+        vOfPage.clear();
+    }
+};
+
 }  // namespace
 
 // What createT() looks up follows from all triangles together: the fans from
@@ -148,7 +166,8 @@ void CMesh::fillEdges(const Vertices* pVertices) {
     vOrder.reserve(triangles.size());
     bUnique = true;
     std::vector<EdgePage> vPages(std::min(pagesAtOnce, (vVertices.size() + pageSize - 1) / pageSize));
-    std::vector<std::vector<CEdge*>> vMany(vPages.size());
+    ManyEdges many;
+    many.vOfPage.resize(vPages.size());
     std::vector<std::uint32_t> vFirst(vPages.size());
     for (std::size_t done = 0; done < vVertices.size(); done += vPages.size() * pageSize) {
         const std::span<const std::uint32_t> rest = std::span(vVertices).subspan(done);
@@ -174,9 +193,9 @@ void CMesh::fillEdges(const Vertices* pVertices) {
             bUnique = bUnique && vPages[i].bUnique;
         }
         edges.grow(num - edges.size());
-        forPages([&](std::size_t i) { makeEdges(vPages[i], vFirst[i], vMany[i]); });
+        forPages([&](std::size_t i) { makeEdges(vPages[i], vFirst[i], many.vOfPage[i]); });
     }
-    for (const auto& vHere : vMany) vManyEdges.insert(vManyEdges.end(), vHere.begin(), vHere.end());
+    many.handTo(vManyEdges);
     numOrdered = triangles.size();
 }
 
@@ -195,6 +214,7 @@ void CMesh::makeEdges(const Page& page, std::uint32_t edge, std::vector<CEdge*>&
             }
             CEdge* pCE = edges[here];
             CTriangle* pT = triangles[pSide->number];
+            roomForOne(vMany);
             if (pCE->checkIn(pT)) vMany.push_back(pCE);
             pT->pCE[pSide->slot] = pCE;
         }

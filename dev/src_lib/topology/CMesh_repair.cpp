@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <iostream>
+#include <sstream>
 #include <tuple>
 
 #include "frame/tools.h"
@@ -37,6 +37,14 @@ struct Key {
 
 constexpr std::size_t minChunk = 4096;  // vertices a thread
 
+void showUnsplit(const CTriangle& t) {
+    std::ostringstream text;
+    text << "\n Not able to split: " << t;
+    std::string line = text.str();
+    line.pop_back();  // the line end
+    showDetail(line);
+}
+
 }  // namespace
 
 bool CMesh::canCollapse(uint64 src, uint64 trg) const {
@@ -73,7 +81,7 @@ bool CMesh::movesTooFar(uint64 vcd, const Point3& target) const {
         const CTriangle* pT = triangles[number];
         const double angle = deviationAngle(this, pT, pT->getICI(vcd), target);
         if (!(angle > maxTurn)) continue;
-        std::cout << "devAngle would be " << angle << std::endl;
+        showDetail("devAngle would be ", angle);
         return true;
     }
     return false;
@@ -148,7 +156,7 @@ void CMesh::splitDegenerateTriangles() {
         if (!pT->isAlive() || !pT->isDegenerate(this)) continue;
         const int ici = pT->getLargestEdgeICI(this);
         if (pT->getCEdge(ici)->trySplitNeigsKillT(this, pT, ici, vWork)) continue;
-        std::cout << "\n Not able to split: " << *pT;
+        showUnsplit(*pT);
         for (int i = 0; i < 3; ++i)
             if (laplacianForOne(pT->getCorner((ici + i) % 3))) break;
     }
