@@ -1,2 +1,2 @@
 zef_add_bench(refine SOURCES refine/RMesh_bench.cpp USES refine)
-zef_add_bench(refine_operations SOURCES refine/operations_bench.cpp USES refine simplify)
+zef_add_bench(refine_operations SOURCES refine/operations_bench.cpp USES refine simplify smooth)

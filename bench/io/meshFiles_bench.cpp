@@ -82,9 +82,9 @@ void readMesh(benchmark::State& state, const std::string& ending, bool bText) {
     options.bText = bText;
     writeMeshFile(path, sheet(), options);
     for (auto _ : state) {
-        TriangleMesh mesh;
+        MeshFile file;
         std::string error;
-        if (!readMeshFile(path, {}, mesh, error)) return state.SkipWithError(error.c_str());
+        if (!readMeshFile(path, {}, file, error)) return state.SkipWithError(error.c_str());
     }
     countFile(state, path);
 }

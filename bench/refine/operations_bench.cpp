@@ -15,6 +15,7 @@
 #include "refine/RMesh.h"
 #include "refine/flatten.h"
 #include "simplify/reduceTo.h"
+#include "smooth/smoothing.h"
 #include "zef/meshOperations.h"
 
 using namespace QUOR_ZEF;
@@ -96,7 +97,8 @@ void smooth(benchmark::State& state) {
     onMesh(state, [&](RMesh& mesh) {
         SmoothingOptions options;
         options.numSteps = static_cast<int>(state.range(0));
-        mesh.laplacianSmoothing(options);
+        TriangleMesh flat = flatten(mesh, VertexOrder::MESH);
+        laplacianSmoothing(flat, options);
     });
 }
 

@@ -76,6 +76,7 @@ public:
     // For the library's own entries: what holds that inside, or makes it when it is
     // asked for.
     explicit Mesh(std::unique_ptr<MeshBody> pBody_);
+    MeshBody& getBody() { return *pBody; }
     const MeshBody& getBody() const { return *pBody; }
     void replaceBody(std::unique_ptr<MeshBody> pOther);
 

@@ -4,12 +4,15 @@
 
 #include <type_traits>
 
+#include "api/MeshBody.h"
 #include "refine/RMesh.h"
 #include "support/capture.h"
+#include "support/meshQueries.h"
 #include "support/shapes.h"
 #include "support/tempFolder.h"
 #include "zef/meshCheck.h"
 #include "zef/meshFiles.h"
+#include "zef/meshOperations.h"
 
 using namespace QUOR_ZEF;
 using zef_test::TempFolder;
@@ -43,6 +46,33 @@ TEST(Mesh, listsAgreeAndReplaceWhatWasThere) {
     ASSERT_EQ(vCorners.size(), 18u);
     for (std::size_t i = 0; i < vIndices.size(); ++i)
         EXPECT_EQ(vVertices.at(static_cast<std::size_t>(vIndices[i])), vCorners[i]);
+}
+
+TEST(Mesh, answersAlikeFromArraysAndFromItsInside) {
+    for (std::uint32_t seed = 0; seed < 30; ++seed) {
+        zef_test::Shape shape = seed < 5 ? zef_test::moebiusStrip(20 + seed) : zef_test::randomSoup(seed);
+        const RMesh clean(shape.vertices, shape.triples, 1.0);
+        shape.triples = zef_test::cornerNumbers(clean);  // none repeats a vertex
+        for (std::size_t i = 0; i < 20; i += 3) shape.vertices[i].setColor(std::uint8_t(9 * i), 40, 50, 60);
+        const auto pArrays =
+            std::make_shared<Mesh>(std::make_unique<MeshBody>(TriangleMesh{shape.vertices, shape.triples}, 1.0));
+        const auto pInside = makeMesh(shape);
+        EXPECT_EQ(pArrays->getAverageEdgeLength(), pInside->getAverageEdgeLength());
+        std::vector<std::string> vFiles;
+        for (const auto& pMesh : {pArrays, pInside}) {
+            laplacianSmoothing(pMesh, 3);
+            pMesh->colorizeFilledHoles();
+            pMesh->contrastSpread(0.1, 0.1);
+            std::vector<Point3*> vVertices;
+            std::vector<int> vIndices;
+            pMesh->getVertexIndexData(vVertices, vIndices);
+            std::string& file = vFiles.emplace_back();
+            for (const Point3* p : vVertices)
+                file.append(reinterpret_cast<const char*>(&p->px), 24).append(p->getColorString());
+            for (const int index : vIndices) file += std::to_string(index) + " ";
+        }
+        ASSERT_EQ(vFiles[0], vFiles[1]) << seed;
+    }
 }
 
 TEST(Mesh, completesAndStretchesColours) {

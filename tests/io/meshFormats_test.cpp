@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "bytes/FileBytes.h"
@@ -120,9 +121,10 @@ TEST(MeshWriters, comeBackThroughTheReader) {
             WriteMeshOptions options;
             options.bText = bText;
             writeMeshFile(folder.name("a" + ending), flat, options);
-            TriangleMesh back;
+            MeshFile file;
             std::string error;
-            ASSERT_TRUE(readMeshFile(folder.name("a" + ending), {}, back, error)) << error;
+            ASSERT_TRUE(readMeshFile(folder.name("a" + ending), {}, file, error)) << error;
+            const TriangleMesh& back = file.mesh;
             ASSERT_EQ(back.numTriangles(), flat.numTriangles()) << ending;
             ASSERT_EQ(back.vertices.size(), flat.vertices.size()) << ending;
             for (std::size_t i = 0; i < flat.indices.size(); ++i) {
@@ -145,11 +147,11 @@ TEST(MeshWriters, keepDoublesAndSubtractTheOffset) {
         WriteMeshOptions options;
         options.bDouble = true;
         options.vComments = {"two\nlines"};
-        TriangleMesh back;
+        MeshFile file;
         std::string error;
         writeMeshFile(folder.name("a" + ending), flat, options);
-        ASSERT_TRUE(readMeshFile(folder.name("a" + ending), {}, back, error)) << error;
-        EXPECT_EQ(back.vertices, flat.vertices) << ending;
+        ASSERT_TRUE(readMeshFile(folder.name("a" + ending), {}, file, error)) << error;
+        EXPECT_EQ(file.mesh.vertices, flat.vertices) << ending;
 
         options.bDouble = false;
         options.offset = {4e6, 0, -0.5};
@@ -208,33 +210,40 @@ TEST(writeGlb, describesWhatItsBufferHolds) {
     EXPECT_FALSE(json::parse(folder.get("none.glb").substr(20)).contains("meshes"));
 }
 
-TEST(readMeshFile, mergesPositionsWhereFilesHaveNoVertices) {
+TEST(readMeshFile, mergesPositionsAndLeavesOutWhatRepeatsOne) {
     const TempFolder folder;
     const std::string facet = "facet normal 0 0 0\nouter loop\n";
     const std::string end = "endloop\nendfacet\n";
     const std::string stl = "solid a\n" + facet + "vertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n" + end + facet +
                             "vertex -0.0 0 0\nvertex 0 1 0\nvertex 0 0 1\n" + end + "endsolid\n";
-    TriangleMesh mesh;
+    MeshFile file;
+    const TriangleMesh& mesh = file.mesh;
     std::string error;
-    ASSERT_TRUE(readMeshFile(folder.put("a.stl", stl), {}, mesh, error)) << error;
+    ASSERT_TRUE(readMeshFile(folder.put("a.stl", stl), {}, file, error)) << error;
     EXPECT_EQ(mesh.vertices.size(), 4u);
     EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 3}));
 
     const std::string off = "OFF\n4 2 0\n0 0 0\n1 0 0\n0 1 0\n0 0 0\n3 0 1 2\n3 3 2 1\n";
-    ASSERT_TRUE(readMeshFile(folder.put("a.off", off), {}, mesh, error)) << error;
+    ASSERT_TRUE(readMeshFile(folder.put("a.off", off), {}, file, error)) << error;
     EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 3, 2, 1}));
     ReadMeshOptions merging;
     merging.bMergeEqual = true;
-    ASSERT_TRUE(readMeshFile(folder.name("a.off"), merging, mesh, error)) << error;
+    ASSERT_TRUE(readMeshFile(folder.name("a.off"), merging, file, error)) << error;
     EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 1}));
+
+    const std::string pinched = "OFF\n4 2 0\n0 0 0\n2 0 0\n0 0 0\n0 1 0\n3 0 1 2\n3 0 1 3\n";
+    ASSERT_TRUE(readMeshFile(folder.put("a.off", pinched), merging, file, error)) << error;
+    EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2}));
+    EXPECT_EQ(file.numSkipped, 1u);
+    EXPECT_DOUBLE_EQ(file.meanSideLength, (7.0 + std::sqrt(5.0)) / 6.0);
 }
 
 TEST(readMeshFile, refusesWhatIsNoMesh) {
     const TempFolder folder;
     const auto errorOf = [&](const std::string& name, const std::string& text) {
-        TriangleMesh mesh;
+        MeshFile file;
         std::string error;
-        EXPECT_FALSE(readMeshFile(folder.put(name, text), {}, mesh, error));
+        EXPECT_FALSE(readMeshFile(folder.put(name, text), {}, file, error));
         return error;
     };
     const auto has = [](const std::string& text, const char* part) { return text.find(part) != std::string::npos; };

@@ -153,11 +153,11 @@ int checkFilesBelow(const fs::path& root) {
 
 TEST(Includes, ofTheLibraryPointDownwards) {
     const fs::path root = fs::path(ZEF_SOURCE_DIR) / "dev" / "src_lib";
-    EXPECT_EQ(layers.size(), 20u);
     for (const auto& entry : fs::directory_iterator(root)) {
         if (!entry.is_directory()) continue;
         EXPECT_EQ(layers.count(entry.path().filename().string()), 1u) << entry.path();
     }
+    for (const auto& [folder, layer] : layers) EXPECT_TRUE(fs::is_directory(root / folder)) << folder;
     EXPECT_GT(checkFilesBelow(root), 20);
 }
 

@@ -1,12 +1,13 @@
 #include <algorithm>
 #include <array>
 
+#include "api/MeshBody.h"
+#include "api/writeHoles.h"
 #include "commands/commands.h"
 #include "failures.h"
 #include "measure.h"
 #include "meshes.h"
 #include "outputs.h"
-#include "refine/RMesh.h"
 #include "zef/Mesh.h"
 #include "zef/meshCheck.h"
 
@@ -66,7 +67,7 @@ void reportLoops(Report& report, std::vector<zef::MeshBorderLoop> vLoops) {
 
 void writeList(const Options& options, CommandRun& commandRun, const zef::Mesh& mesh) {
     commandRun.stepWriting(options.list.path);
-    if (mesh.getRMesh()->writeHoles(options.list.path)) return;
+    if (zef::writeHoles(mesh.getBody().flatten(zef::VertexOrder::MESH), options.list.path)) return;
     throw Failure(options.list.path + ": the list could not be written");
 }
 

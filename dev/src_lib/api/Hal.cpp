@@ -7,7 +7,6 @@
 #include "frame/Progress.h"
 #include "frame/tools.h"
 #include "polygon/Voro.h"
-#include "refine/RMesh.h"
 #include "refine/flatten.h"
 #include "repair/Top.h"
 #include "topology/CMesh.h"
@@ -63,7 +62,7 @@ std::shared_ptr<Mesh> Hal::polygonise(Repair repair) {
     auto pBody = std::make_unique<MeshBody>(flatten(*pCMesh), pCMesh->getCellSize());
     // The triangles are all that is needed, and what follows wants memory.
     pCMesh.reset();
-    pBody->get()->finishMesh();
+    pBody->finish();
     return std::make_shared<Mesh>(std::move(pBody));
 }
 

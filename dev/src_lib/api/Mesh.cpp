@@ -9,6 +9,7 @@
 #include "io/STL.h"
 #include "io/plyMesh.h"
 #include "refine/RMesh.h"
+#include "smooth/colors.h"
 
 namespace QUOR_ZEF {
 
@@ -21,22 +22,6 @@ void checkIndexRange(std::size_t numVertices) {
               std::to_string(numVertices) + " vertices are more than an int can number");
     throwBug();
 }
-
-// The position of each vertex in vVertices, by its number in the mesh; -1 elsewhere.
-class VertexToIndex {
-public:
-    VertexToIndex(const RMesh& mesh_, const std::vector<Point3*>& vVertices)
-        : mesh(mesh_), vIndex(mesh.getNumVertices(), -1) {
-        int index = 0;
-        for (const Point3* p : vVertices) vIndex[mesh.getVertexNumber(p)] = index++;
-    }
-    int find(const Point3* p) const { return vIndex[mesh.getVertexNumber(p)]; }
-    int end() const { return -1; }
-
-private:
-    const RMesh& mesh;
-    std::vector<int> vIndex;
-};
 
 }  // namespace
 
@@ -63,15 +48,15 @@ void Mesh::replaceBody(std::unique_ptr<MeshBody> pOther) {
 }
 
 void Mesh::colorizeFilledHoles() {
-    if (pBody->hasColor()) getRMesh()->colorizeFilledHoles();
+    if (pBody->hasColor()) pBody->changeVertices(fillColors);
 }
 
 void Mesh::contrastSpread(double lowFraction, double highFraction) {
-    getRMesh()->contrastSpread(lowFraction, highFraction);
+    pBody->changeVertices([&](TriangleMesh& mesh) { stretchContrast(mesh, lowFraction, highFraction); });
 }
 
 double Mesh::getAverageEdgeLength() const {
-    return getRMesh()->getAvgEdgeLength();
+    return pBody->averageEdgeLength();
 }
 
 std::size_t Mesh::getNumT() const {
@@ -79,32 +64,24 @@ std::size_t Mesh::getNumT() const {
 }
 
 std::size_t Mesh::getNumSkippedT() const {
-    return getRMesh()->getNumSkippedTriples();
+    return pBody->getNumSkipped();
 }
 
 void Mesh::getPoints(std::vector<Point3*>& vPoints) const {
     vPoints.clear();
-    getRMesh()->getPoints(vPoints);
+    pBody->getPoints(vPoints);
 }
 
 void Mesh::getTriangles(std::vector<Point3*>& vCorners) const {
     vCorners.clear();
-    getRMesh()->getCorners(vCorners);
+    pBody->getCorners(vCorners);
 }
 
 void Mesh::getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const {
     getPoints(vVertices);
     checkIndexRange(vVertices.size());
-    const VertexToIndex mVertexToIndex(*getRMesh(), vVertices);
-    std::vector<Point3*> vCorners;
-    getRMesh()->getCorners(vCorners);
-    vIndices.clear();
-    vIndices.reserve(vCorners.size());
-    for (const Point3* p : vCorners) {
-        const int q_it = mVertexToIndex.find(p);
-        ASSEX(q_it!=mVertexToIndex.end());
-        vIndices.push_back(q_it);
-    }
+    const TriangleMesh arrays = pBody->flatten(VertexOrder::MESH);
+    vIndices.assign(arrays.indices.begin(), arrays.indices.end());
 }
 
 void Mesh::printStatistics(const std::string& name) const {
@@ -126,7 +103,7 @@ bool Mesh::writeStl_ASCII(const std::string& name) const {
 
 bool Mesh::writeGeomview_ASCII(const std::string& name) const {
     std::vector<Point3*> vCorners;
-    getRMesh()->getCorners(vCorners);
+    pBody->getCorners(vCorners);
     Visualizer3 visualizer;
     visualizer.addTriangles(vCorners);
     return visualizer.write(name);

@@ -1,23 +1,27 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
+#include <vector>
 
 #include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
 class RMesh;
+struct SmoothingOptions;
 
 // What a Mesh holds: plain triangles as long as these will do, and the RMesh made of
 // them from the first call of get() on. Which of the two it is never shows in a
-// result. One thread at a time.
+// result, and points handed out stay where they are. One thread at a time.
 class MeshBody {
 public:
     // Takes ownership; never null.
     explicit MeshBody(RMesh* pRMesh_);
-    // No triangle may repeat a vertex. cellSize: as for the RMesh.
-    MeshBody(TriangleMesh flat_, double cellSize_);
+    // No triangle may repeat a vertex. cellSize_: as for the RMesh. numSkipped_: see
+    // Mesh::getNumSkippedT(). Too many triangles: see checkMeshSize().
+    MeshBody(TriangleMesh flat_, double cellSize_, std::size_t numSkipped_ = 0);
     ~MeshBody();
     MeshBody(const MeshBody&) = delete;
     MeshBody& operator=(const MeshBody&) = delete;
@@ -26,15 +30,29 @@ public:
     RMesh* get();
     std::size_t numTriangles() const;
     std::size_t numVertices() const;  // those of no triangle too
+    std::size_t getNumSkipped() const { return numSkipped; }
     double getCellSize() const;
     bool hasColor() const;
+    double averageEdgeLength() const;  // -1 without triangles
+    // The vertices of triangles in order, and three corners a triangle. Appended.
+    void getPoints(std::vector<Point3*>& vPoints);
+    void getCorners(std::vector<Point3*>& vCorners);
     TriangleMesh flatten(VertexOrder order) const;
+
+    // What every new mesh goes through, see RMesh::finishMesh(): no RMesh is made for
+    // triangles that stay as they are. Progress children "RM_cpo" and "RM_kdeg".
+    void finish();
+    void smooth(const SmoothingOptions& options);
+    // Calls change with the mesh, vertices of no triangle included. It may change
+    // positions and colours, nothing else.
+    void changeVertices(const std::function<void(TriangleMesh&)>& change);
 
 private:
     std::unique_ptr<RMesh> pRMesh;
     // While there is none:
     TriangleMesh flat;
     double cellSize = 0.0;
+    std::size_t numSkipped = 0;
 };
 
 }  // namespace QUOR_ZEF

@@ -1,28 +1,17 @@
 #include "zef/meshFiles.h"
 
 #include <iostream>
+#include <utility>
 
 #include "api/MeshBody.h"
 #include "frame/tools.h"
 #include "io/meshFormats.h"
-#include "refine/RMesh.h"
 #include "zef/Mesh.h"
 #include "zef/pointFiles.h"
 
 namespace QUOR_ZEF {
 
 namespace {
-
-// The mean length of the edges, each counted as often as triangles have it; 1 if
-// there is none.
-double meanEdgeLength(const TriangleMesh& mesh) {
-    double sum = 0.0;
-    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
-        const std::size_t next = i % 3 == 2 ? i - 2 : i + 1;
-        sum += (mesh.vertices[mesh.indices[next]] - mesh.vertices[mesh.indices[i]]).length();
-    }
-    return sum > 0.0 ? sum / static_cast<double>(mesh.indices.size()) : 1.0;
-}
 
 bool writeByType(const std::string& name, const Mesh& mesh, bool bFlag) {
     switch (getFileType(name)) {
@@ -68,17 +57,14 @@ std::shared_ptr<Mesh> readMesh(const std::string& path) {
 }
 
 std::shared_ptr<Mesh> readMesh(const std::string& path, const ReadMeshOptions& options) {
-    TriangleMesh flat;
+    MeshFile file;
     std::string error;
-    if (!readMeshFile(path, options, flat, error)) {
+    if (!readMeshFile(path, options, file, error)) {
         showError(where(__PRETTY_FUNCTION__, __LINE__), error);
         return nullptr;
     }
-    const double cellSize = meanEdgeLength(flat);
-    auto pRMesh = std::make_unique<RMesh>(std::move(flat.vertices), flat.indices, cellSize);
-    auto pMesh = std::make_shared<Mesh>(pRMesh.get());
-    (void)pRMesh.release();
-    return pMesh;
+    return std::make_shared<Mesh>(
+        std::make_unique<MeshBody>(std::move(file.mesh), file.meanSideLength, file.numSkipped));
 }
 
 }  // namespace QUOR_ZEF

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "api/MeshBody.h"
+#include "api/writeHoles.h"
 #include "frame/License.h"
 #include "frame/Progress.h"
 #include "refine/RMesh.h"
@@ -70,15 +71,13 @@ double reduceTo(std::shared_ptr<Mesh> pMesh, const ReduceOptions& options) {
         TriangleMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
         error = reduceTo(flat, options);
         const double cellSize = pMesh->getBody().getCellSize();
-        auto pRMesh = std::make_unique<RMesh>(std::move(flat.vertices), flat.indices, cellSize);
-        pMesh->replaceRMesh(pRMesh.get());
-        (void)pRMesh.release();
+        pMesh->replaceBody(std::make_unique<MeshBody>(std::move(flat), cellSize));
     });
     return error;
 }
 
 void findHoles(std::shared_ptr<Mesh> pMesh) {
-    pMesh->getRMesh()->writeHoles("holes.list");
+    writeHoles(pMesh->getBody().flatten(VertexOrder::MESH), "holes.list");
 }
 
 void laplacianSmoothing(std::shared_ptr<Mesh> pMesh, int numSteps) {
@@ -89,7 +88,7 @@ void laplacianSmoothing(std::shared_ptr<Mesh> pMesh, int numSteps) {
 
 void laplacianSmoothing(std::shared_ptr<Mesh> pMesh, const SmoothingOptions& options) {
     passGate("laplacianSmoothing", *pMesh);
-    runPlanned("Smoothing", {{"RM_smooth", 1.0}}, [&] { pMesh->getRMesh()->laplacianSmoothing(options); });
+    runPlanned("Smoothing", {{"RM_smooth", 1.0}}, [&] { pMesh->getBody().smooth(options); });
 }
 
 }  // namespace QUOR_ZEF

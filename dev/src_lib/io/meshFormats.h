@@ -26,8 +26,15 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteMesh
 // The comments of a file: the offset, if there is one, then those of the options.
 std::vector<std::string> commentsOf(const WriteMeshOptions& options);
 
-// A mesh from the file, positions merged as told, for an RMesh to leave out what
-// repeats an index. False with the fault in words.
-bool readMeshFile(const std::string& path, const ReadMeshOptions& options, TriangleMesh& mesh, std::string& error);
+// What readMeshFile() has read.
+struct MeshFile {
+    TriangleMesh mesh;
+    std::size_t numSkipped = 0;   // triangles left out since they repeat a vertex
+    double meanSideLength = 1.0;  // of all triangles, these included; 1 if that is 0
+};
+
+// A mesh from the file, positions merged as told. False with the fault in words. Too
+// many triangles: see checkMeshSize().
+bool readMeshFile(const std::string& path, const ReadMeshOptions& options, MeshFile& file, std::string& error);
 
 }  // namespace QUOR_ZEF

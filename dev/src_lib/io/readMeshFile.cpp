@@ -2,6 +2,7 @@
 #include <cmath>
 #include <utility>
 
+#include "flat/triangleSides.h"
 #include "io/loadCloud.h"
 #include "io/meshFormats.h"
 
@@ -75,13 +76,35 @@ bool findFault(const CloudFile& cloud, const TriangleMesh& mesh, std::string& er
     return !error.empty();
 }
 
+double meanSideLength(const TriangleMesh& mesh) {
+    double sum = 0.0;
+    for (std::uint32_t side = 0; side < mesh.indices.size(); ++side)
+        sum += (mesh.vertices[mesh.indices[nextSide(side)]] - mesh.vertices[mesh.indices[side]]).length();
+    return sum > 0.0 ? sum / static_cast<double>(mesh.indices.size()) : 1.0;
+}
+
+// Takes out the triangles that repeat a vertex; their number.
+std::size_t dropRepeats(std::vector<std::uint32_t>& vTriples) {
+    std::size_t to = 0;
+    for (std::size_t i = 0; i < vTriples.size(); i += 3) {
+        const std::uint32_t a = vTriples[i], b = vTriples[i + 1], c = vTriples[i + 2];
+        if (a == b || b == c || c == a) continue;
+        vTriples[to++] = a;
+        vTriples[to++] = b;
+        vTriples[to++] = c;
+    }
+    const std::size_t numDropped = (vTriples.size() - to) / 3;
+    vTriples.resize(to);
+    return numDropped;
+}
+
 bool isMeshEnding(const std::string& ending) {
     return ending == ".ply" || ending == ".stl" || ending == ".obj" || ending == ".off";
 }
 
 }  // namespace
 
-bool readMeshFile(const std::string& path, const ReadMeshOptions& options, TriangleMesh& mesh, std::string& error) {
+bool readMeshFile(const std::string& path, const ReadMeshOptions& options, MeshFile& file, std::string& error) {
     const std::string ending = endingOf(path);
     if (!isMeshEnding(ending)) {
         error = path + ": unknown ending \"" + ending + "\"; known are .ply .stl .obj .off";
@@ -92,7 +115,8 @@ bool readMeshFile(const std::string& path, const ReadMeshOptions& options, Trian
         error = cloud.error;
         return false;
     }
-    mesh = TriangleMesh();
+    file = MeshFile();
+    TriangleMesh& mesh = file.mesh;
     takeTriples(cloud, mesh.indices);
     std::string fault;
     if (findFault(cloud, mesh, fault)) {
@@ -101,6 +125,9 @@ bool readMeshFile(const std::string& path, const ReadMeshOptions& options, Trian
     }
     mesh.vertices = std::move(cloud.vPoints);
     if (cloud.kind == CloudFile::Kind::CORNERS || options.bMergeEqual) mergeEqualPositions(mesh);
+    checkMeshSize(mesh.vertices.size(), mesh.numTriangles());
+    file.meanSideLength = meanSideLength(mesh);
+    file.numSkipped = dropRepeats(mesh.indices);
     return true;
 }
 

@@ -21,7 +21,6 @@ namespace QUOR_ZEF {
 
 class CMesh;
 class Progress;
-struct SmoothingOptions;
 
 // The mesh behind every result: vertices with positions, edges and triangles
 // that point at each other. An edge may have any number of triangles.
@@ -116,14 +115,15 @@ public:
     // --- RMesh_vertices.cpp: positions ---
 
     // Whether any vertex, in use or not, has this position. The first call, and
-    // the first after forgetPositions(), takes O(vertices).
+    // the first after setVertices(), takes O(vertices).
     bool hasVertexAt(const Point3& p) const;
     // Moves a vertex; it keeps its colour, its triangles forget their normals. The
     // position that it has, or one that is taken, fails an ASSEX.
     void updateVertex(Point3* pVtx, const Point3& newPoint);
-    // For whoever has written many positions directly: has hasVertexAt() read them
-    // again. The normals of the triangles are the caller's.
-    void forgetPositions() { vertexMap.clear(); }
+    // Replaces colours and positions: one point for each vertex, in order. Where any
+    // position changes, triangles forget their normals, and hasVertexAt() reads all
+    // of them again. O(n).
+    void setVertices(const std::vector<Point3>& vNew);
     // Moves a vertex towards the middle of its neighbours, by 0.1 cells or a little
     // more, to a position that is free. False, and no change, without neighbours,
     // if a triangle would turn by more than 170 degrees, or if no free position is
@@ -199,29 +199,6 @@ public:
     // triangle that stays has an area now. May run on several threads.
     double getCollapseCost(const REdge* pRE, int dir, double maxSq, double maxDevRad) const;
 
-    // --- RMesh_smooth.cpp ---
-
-    // See laplacianSmoothing() in zef/meshOperations.h. Progress child "RM_smooth".
-    // Parallel; about 110 bytes a vertex and 12 a triangle while it runs.
-    void laplacianSmoothing(const SmoothingOptions& options);
-
-    // --- RMesh_color.cpp ---
-
-    // Gives vertices without colour the mean colour of their coloured neighbours,
-    // ring by ring from those that have one. A component without any stays without.
-    void colorizeFilledHoles();
-    // Stretches the contrast of the coloured vertices, all channels alike: clips
-    // these fractions of the channels of all vertices, dark and bright, unless the
-    // colours span 20 steps or fewer; the rest then spans 0 to 255. Alpha stays. One
-    // single value stays as it is.
-    void contrastSpread(double lowFraction, double highFraction);
-
-    // --- RMesh_holes.cpp ---
-
-    // Writes the border edges as a Geomview LIST. A warning and false if the file
-    // cannot be written.
-    bool writeHoles(const std::string& name) const;
-
     // --- RMesh_records.cpp ---
 
     // Gives the places of dead triangles and edges free. The others keep their order,
@@ -241,7 +218,6 @@ public:
 
 private:
     class Reduction;
-    class Smoothing;
 
     // Without vertices. The other constructors start here, so that the destructor
     // runs for one that fails half way.
@@ -275,9 +251,6 @@ private:
                                        std::vector<std::pair<double, REdge*>>& vImpRE);
     std::size_t flipBestFirst(const std::vector<std::pair<double, REdge*>>& vImpRE, Progress* pProgress);
     void anneal(double temperature);
-
-    void getColoredNeighbours(const Point3* pVtx, std::vector<const Point3*>& vNeig) const;
-    std::vector<Point3*> colorizeRim(const std::vector<Point3*>& vWork);
 
     std::vector<Point3> vVertices;   // never resized after the constructor
     Point3* pFirstVertex = nullptr;  // of vVertices

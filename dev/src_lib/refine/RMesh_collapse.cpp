@@ -3,24 +3,16 @@
 
 #include "frame/Progress.h"
 #include "frame/tools.h"
-#include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 #include "refine/RMesh.h"
+#include "refine/triangleAngles.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
-// Degrees at corner 0 within which a triangle is left alone. Not the test of
-// flips, which takes an angle that is no number for sound.
-constexpr double minSoundAngle = 0.01, maxSoundAngle = 179.99;
-
 bool isSound(const RTriangle* pRT) {
-    const Vector3 e1 = *pRT->getCorner(1) - *pRT->getCorner(0);
-    const Vector3 e2 = *pRT->getCorner(2) - *pRT->getCorner(0);
-    if (e1.isDegenerate() || e2.isDegenerate()) return false;
-    const double angle = getAngleDeg(normalize(e1), normalize(e2));
-    return angle >= minSoundAngle && angle <= maxSoundAngle;
+    return hasSoundCorner(*pRT->getCorner(0), *pRT->getCorner(1), *pRT->getCorner(2));
 }
 
 // The numbers below num for which test(number), ascending; on all threads.

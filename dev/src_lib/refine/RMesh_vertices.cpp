@@ -30,6 +30,15 @@ void RMesh::updateVertex(Point3* pVtx, const Point3& newPoint) {
     for (const std::uint32_t number : getFan(pVtx)) triangles[number]->resetNormal();
 }
 
+void RMesh::setVertices(const std::vector<Point3>& vNew) {
+    ASSEX(vNew.size() == vVertices.size());
+    const bool bMoved = vNew != vVertices;  // colours play no part
+    std::copy(vNew.begin(), vNew.end(), vVertices.begin());
+    if (!bMoved) return;
+    vertexMap.clear();
+    forEachTriangle([](RTriangle* pRT) { pRT->resetNormal(); });
+}
+
 // From the middle of the neighbours on, each try goes on from the one before.
 bool RMesh::findFreeTarget(const Point3* pVtx, Point3& target) {
     std::vector<REdge*> vIncRE;

@@ -6,6 +6,12 @@
 
 namespace QUOR_ZEF {
 
+namespace {
+
+constexpr double minSoundAngle = 0.01, maxSoundAngle = 179.99;  // degrees
+
+}  // namespace
+
 double cosWorstAngle(const Point3& a, const Point3& b, const Point3& c) {
     const Vector3 ab = normalize(b - a), ac = normalize(c - a), bc = normalize(c - b);
     if (!ab.isNV() || !ac.isNV() || !bc.isNV()) return noCosine;
@@ -19,7 +25,14 @@ bool isAngleDegenerate(const Point3& a, const Point3& b, const Point3& c) {
     const Vector3 ab = b - a, ac = c - a;
     if (ab.isDegenerate() || ac.isDegenerate()) return true;
     const double angle = getAngleDeg(normalize(ab), normalize(ac));
-    return angle < 0.01 || angle > 179.99;
+    return angle < minSoundAngle || angle > maxSoundAngle;
+}
+
+bool hasSoundCorner(const Point3& a, const Point3& b, const Point3& c) {
+    const Vector3 ab = b - a, ac = c - a;
+    if (ab.isDegenerate() || ac.isDegenerate()) return false;
+    const double angle = getAngleDeg(normalize(ab), normalize(ac));
+    return angle >= minSoundAngle && angle <= maxSoundAngle;
 }
 
 }  // namespace QUOR_ZEF

@@ -15,4 +15,8 @@ double cosWorstAngle(const Point3& a, const Point3& b, const Point3& c);
 // 179.99 degrees. An angle that is no number counts as sound.
 bool isAngleDegenerate(const Point3& a, const Point3& b, const Point3& c);
 
+// The test of meshes that are finished: the same for the angles, but an angle that
+// is no number counts as bad.
+bool hasSoundCorner(const Point3& a, const Point3& b, const Point3& c);
+
 }  // namespace QUOR_ZEF

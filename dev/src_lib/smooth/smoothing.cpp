@@ -1,13 +1,17 @@
+#include "smooth/smoothing.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <span>
 #include <tuple>
 
+#include "flat/EdgeTable.h"
 #include "frame/Progress.h"
 #include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
-#include "refine/RMesh.h"
+#include "zef/Vector3.h"
 #include "zef/meshOperations.h"
 
 namespace QUOR_ZEF {
@@ -49,21 +53,14 @@ std::vector<uint64> repeatsIn(std::vector<uint64>& v) {
     return vRepeats;
 }
 
-}  // namespace
-
 // All that lives during one smoothing. Positions are vectors from the origin, by
-// vertex number; the mesh gets them at the end.
-class RMesh::Smoothing {
+// vertex; the mesh gets them at the end.
+class Smoothing {
 public:
-    explicit Smoothing(RMesh& mesh_) : mesh(mesh_) {
-        for (const Point3& p : mesh.vVertices) vPos.emplace_back(p.px, p.py, p.pz);
+    Smoothing(TriangleMesh& mesh_, const SmoothingLinks& links_) : mesh(mesh_), links(links_) {
+        vPos.reserve(mesh.vertices.size());
+        for (const Point3& p : mesh.vertices) vPos.emplace_back(p.px, p.py, p.pz);
         vNew.resize(vPos.size());
-        vCorners.resize(std::size_t{3} * mesh.getNumTriangles());
-        mesh.forEachTriangle([&](const RTriangle* pRT) {
-            for (std::size_t i = 0; i < 3; ++i)
-                vCorners[3 * std::size_t{pRT->getNumber()} + i] =
-                    mesh.getVertexNumber(pRT->getCorner(static_cast<int>(i)));
-        });
         findKinds();
         collectNeighbours();
     }
@@ -80,10 +77,8 @@ public:
 
     void writeBack() {
         parallelChunks(vPos.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            for (std::size_t i = begin; i < end; ++i) mesh.vVertices[i].set(vPos[i].vx, vPos[i].vy, vPos[i].vz);
+            for (std::size_t i = begin; i < end; ++i) mesh.vertices[i].set(vPos[i].vx, vPos[i].vy, vPos[i].vz);
         });
-        mesh.forgetPositions();
-        mesh.forEachTriangle([](RTriangle* pRT) { pRT->resetNormal(); });
     }
 
 private:
@@ -91,25 +86,20 @@ private:
 
     void findKinds() {
         vKind.resize(vPos.size(), INNER);
-        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i) {
-            const REdge* pRE = mesh.getEdge(i);
-            const int degree = pRE->getDegree();
-            if (degree == 0 || degree == 2) continue;
-            for (const Point3* p : {pRE->p0, pRE->p1}) {
-                Kind& kind = vKind[mesh.getVertexNumber(p)];
-                kind = degree == 1 ? std::max(kind, BORDER) : FIXED;
+        for (const SmoothingLinks::Edge& edge : links.vEdges) {
+            if (edge.numTriangles == 2) continue;
+            for (const std::uint32_t vertex : {edge.low, edge.high}) {
+                Kind& kind = vKind[vertex];
+                kind = edge.numTriangles == 1 ? std::max(kind, BORDER) : FIXED;
             }
         }
     }
 
-    // Calls f(vertex, neighbour) for each neighbour that counts, by edge number.
+    // Calls f(vertex, neighbour) for each neighbour that counts, in the order of edges.
     template <class F>
     void forEachNeighbour(F&& f) const {
-        for (std::uint32_t i = 0; i < mesh.getNumEdges(); ++i) {
-            const REdge* pRE = mesh.getEdge(i);
-            if (!pRE->isAlive()) continue;
-            const std::uint32_t a = mesh.getVertexNumber(pRE->p0), b = mesh.getVertexNumber(pRE->p1);
-            const bool bBorder = pRE->getDegree() == 1;
+        for (const auto& [a, b, numTriangles] : links.vEdges) {
+            const bool bBorder = numTriangles == 1;
             if (vKind[a] == INNER || (vKind[a] == BORDER && bBorder)) f(a, b);
             if (vKind[b] == INNER || (vKind[b] == BORDER && bBorder)) f(b, a);
         }
@@ -207,7 +197,7 @@ private:
     }
 
     Vector3 normalOf(const std::vector<Vector3>& v, std::size_t triangle) const {
-        const std::uint32_t* const k = &vCorners[3 * triangle];
+        const std::uint32_t* const k = &mesh.indices[3 * triangle];
         return cross(difference(v[k[1]], v[k[0]]), difference(v[k[2]], v[k[0]]));
     }
 
@@ -229,36 +219,56 @@ private:
             return vFound;
         };
         std::vector<std::size_t> vStack;
-        for (const auto& vFound :
-             parallelChunkResults<std::vector<std::size_t>>(mesh.getNumTriangles(), minChunk, find))
+        for (const auto& vFound : parallelChunkResults<std::vector<std::size_t>>(mesh.numTriangles(), minChunk, find))
             vStack.insert(vStack.end(), vFound.begin(), vFound.end());
         while (!vStack.empty()) {
             const std::size_t triangle = vStack.back();
             vStack.pop_back();
             if (!turnsOver(triangle)) continue;
             for (std::size_t i = 0; i < 3; ++i) {
-                const std::uint32_t vertex = vCorners[3 * triangle + i];
+                const std::uint32_t vertex = mesh.indices[3 * triangle + i];
                 if (!moves(vertex)) continue;
                 vNew[vertex] = vPos[vertex];
-                for (const std::uint32_t number : mesh.getFan(mesh.getVertex(vertex))) vStack.push_back(number);
+                for (const std::uint32_t neighbour : links.fans[vertex]) vStack.push_back(neighbour);
             }
         }
     }
 
-    RMesh& mesh;
-    std::vector<Vector3> vPos, vNew;         // by vertex number
+    TriangleMesh& mesh;
+    const SmoothingLinks& links;
+    std::vector<Vector3> vPos, vNew;         // by vertex
     std::vector<Kind> vKind;                 // likewise
     std::vector<std::size_t> vStart;         // likewise: where its neighbours stand in vNeighbours, and the end
-    std::vector<std::uint32_t> vNeighbours;  // vertex numbers
-    std::vector<std::uint32_t> vCorners;     // three vertex numbers by triangle number; dead ones have no area
+    std::vector<std::uint32_t> vNeighbours;  // vertices
     std::vector<uint64> vHashes;             // of refuseTaken, kept for its memory
 };
 
-void RMesh::laplacianSmoothing(const SmoothingOptions& options) {
+}  // namespace
+
+SmoothingLinks linksOf(const TriangleMesh& mesh) {
+    constexpr std::uint8_t many = 3;
+    std::vector<std::uint8_t> vNum(mesh.indices.size());  // of triangles at the edge, by the side that brings it
+    std::size_t num = 0;
+    EdgeTable(mesh.indices, mesh.vertices.size()).forEachEdge([&](const Edge& edge) {
+        vNum[edge[0]] = static_cast<std::uint8_t>(std::min<std::size_t>(edge.size(), many));
+        ++num;
+    });
+    SmoothingLinks links;
+    links.vEdges.reserve(num);
+    for (std::uint32_t side = 0; side < vNum.size(); ++side) {
+        if (vNum[side] == 0) continue;
+        const auto [low, high] = std::minmax(mesh.indices[side], mesh.indices[nextSide(side)]);
+        links.vEdges.push_back({low, high, vNum[side]});
+    }
+    links.fans = VertexFans(mesh.indices, mesh.vertices.size());
+    return links;
+}
+
+void laplacianSmoothing(TriangleMesh& mesh, const SmoothingLinks& links, const SmoothingOptions& options) {
     const int numSteps = std::max(options.numSteps, 0);
     Progress* pProgress = getProgress()->getChildProgressSetTodo("RM_smooth", static_cast<uint64>(numSteps));
     if (numSteps > 0) {
-        Smoothing smoothing(*this);
+        Smoothing smoothing(mesh, links);
         for (int i = 0; i < numSteps; ++i) {
             smoothing.step(options.lambda);
             if (options.bKeepVolume) smoothing.step(options.mu);
@@ -267,6 +277,10 @@ void RMesh::laplacianSmoothing(const SmoothingOptions& options) {
         smoothing.writeBack();
     }
     pProgress->finish(true);
+}
+
+void laplacianSmoothing(TriangleMesh& mesh, const SmoothingOptions& options) {
+    laplacianSmoothing(mesh, linksOf(mesh), options);
 }
 
 }  // namespace QUOR_ZEF
