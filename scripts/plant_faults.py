@@ -36,6 +36,7 @@ exists is told and left out.
 """
 
 import argparse
+import contextlib
 import hashlib
 import json
 import os
@@ -223,21 +224,18 @@ def from_entry(entry, root):
 
 # ---------------------------------------------------------------- building and running
 
-class Fault:
-    """Plants a fault as long as it is open."""
-
-    def __init__(self, site):
-        self.site = site
-
-    def __enter__(self):
-        self.text = self.site.path.read_text()
-        lines = self.text.split("\n")
-        assert lines[self.site.number] == self.site.old
-        lines[self.site.number] = self.site.new
-        self.site.path.write_text("\n".join(lines))
-
-    def __exit__(self, *ignored):
-        self.site.path.write_text(self.text)  # newer than what was built with the fault
+@contextlib.contextmanager
+def fault(site):
+    """Plants it as long as it is open."""
+    text = site.path.read_text()
+    lines = text.split("\n")
+    assert lines[site.number] == site.old
+    lines[site.number] = site.new
+    try:
+        site.path.write_text("\n".join(lines))
+        yield
+    finally:
+        site.path.write_text(text)  # newer than what was built with the fault
 
 
 class Broken(Exception):
@@ -385,7 +383,7 @@ def print_totals(rows, root):
 def planted(tests, site, root):
     """(whether it counts, answer or None); prints its row."""
     try:
-        with Fault(site):
+        with fault(site):
             answer, changed = tests.first_failure(folder_of(site, root))
     except Broken:
         print_row(site, root, "(does not compile)")

@@ -5,22 +5,28 @@
 
 #include "Interrupt.h"
 #include "failures.h"
-#include "frame/Progress.h"
-#include "zef/exceptions.h"
-#include "zef/threads.h"
 
 CommandRun::CommandRun(const TalkOptions& talk)
-    : bQuiet(talk.bQuiet), bar(std::cerr, !talk.bQuiet && isErrorATerminal()), output(bar, talk.bQuiet) {
-    if (talk.numThreads != 0) zef::setNumThreads(talk.numThreads);
-    zef::getStageTimes().clear();
-    zef::subscribe(&bar);
+    : bQuiet(talk.bQuiet), bVerbose(talk.bVerbose), bar(std::cerr, !talk.bQuiet && isErrorATerminal()) {
+    context.threads = talk.numThreads;
+    context.progress = [this](const zef::ProgressStep& progress) {
+        show(progress);
+        return true;  // an interrupt ends the process at once
+    };
+    context.message = [this](zef::Severity severity, std::string_view text) {
+        if (severity == zef::Severity::WARNING) return warn(std::string(text));
+        if (bVerbose) say(std::string(text));
+    };
 }
 
-CommandRun::~CommandRun() {
-    zef::unsubscribe();
+void CommandRun::show(const zef::ProgressStep& progress) {
+    if (!progress.tag.empty()) stages.enter(progress.tag, progress.stage);
+    const std::lock_guard lock(screenMutex);
+    bar.update(progress.stage, progress.share);
 }
 
 void CommandRun::step(const std::string& name) {
+    stages.stop();
     bar.step(name);
 }
 
@@ -30,21 +36,26 @@ void CommandRun::stepWriting(const std::string& path) {
 }
 
 void CommandRun::lap(const std::string& key, const std::string& label) {
+    stages.stop();
     vLaps.push_back({key, label, watch.lap()});
 }
 
 void CommandRun::reportLaps() {
     for (const Lap& lap : vLaps) {
-        if (&lap == &vLaps.back()) report.addStages();
+        if (&lap == &vLaps.back()) report.addStages(stages.vStages);
         report.addSeconds(lap.key, lap.label, lap.seconds);
     }
     report.addBytes("peak_bytes", "peak memory", peakBytes());
 }
 
 void CommandRun::warn(const std::string& text) {
-    if (bQuiet) return;
+    if (!bQuiet) say("zef: warning: " + text);
+}
+
+void CommandRun::say(const std::string& line) {
+    const std::lock_guard lock(screenMutex);
     bar.hide();
-    std::cerr << "zef: warning: " + text + "\n" << std::flush;
+    std::cerr << line + "\n" << std::flush;
 }
 
 namespace {
@@ -59,8 +70,6 @@ Ending endingOf(CommandRun& commandRun, const std::function<int(CommandRun&)>& c
         return {command(commandRun), ""};
     } catch (const UsageFailure& failure) {
         return {EXIT_USAGE, failure.what()};
-    } catch (const zef::ZefBugException& bug) {
-        return {EXIT_COULD_NOT, commandRun.getFailure().empty() ? bug.what() : commandRun.getFailure()};
     } catch (const std::bad_alloc&) {
         return {EXIT_COULD_NOT, "not enough memory"};
     } catch (const std::exception& failure) {

@@ -1,25 +1,28 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
-#include "LibraryOutput.h"
 #include "ProgressBar.h"
-#include "Report.h"
 #include "options.h"
-#include "resources.h"
+#include "reports/Report.h"
+#include "reports/StageClock.h"
+#include "reports/resources.h"
+#include "zef/Context.h"
 
 // The surroundings of one command: who hears of progress, where messages go,
 // and the report that is printed when the command is through.
 class CommandRun {
 public:
     explicit CommandRun(const TalkOptions& talk);
-    ~CommandRun();
     CommandRun(const CommandRun&) = delete;
     CommandRun& operator=(const CommandRun&) = delete;
 
     Report report;
+    // For every call of the library.
+    const zef::Context& getContext() const { return context; }
 
     // Ends a stretch of the command that the report names, with the seconds since
     // the last one or since skipped().
@@ -28,24 +31,27 @@ public:
     // The laps, with the library's stages before the last one, and the peak memory.
     void reportLaps();
 
-    // Names what goes on outside of the library's runs.
+    // Names what goes on from here, and is shown until the library names a stage.
     void step(const std::string& name);
     // The last step of a command: from here on it cannot be cancelled.
     void stepWriting(const std::string& path);
     void warn(const std::string& text);
-    // Why the library refused, for people.
-    const std::string& getFailure() const { return output.getFailure(); }
 
 private:
     struct Lap {
         std::string key, label;
         double seconds;
     };
-    bool bQuiet;
+    bool bQuiet, bVerbose;
     Stopwatch watch;
     std::vector<Lap> vLaps;
+    StageClock stages;
+    std::mutex screenMutex;  // the library's messages come from any of its threads
     ProgressBar bar;
-    LibraryOutput output;
+    zef::Context context;
+
+    void show(const zef::ProgressStep& progress);
+    void say(const std::string& line);
 };
 
 // Runs a command and prints its report, or says on standard error why there is

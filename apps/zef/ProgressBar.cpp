@@ -2,11 +2,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
-
-#include "frame/Progress.h"
-#include "frame/stageWords.h"
 
 namespace {
 
@@ -29,12 +25,6 @@ std::string barText(double value) {
     return std::string(1, '[').append(numFull, '#').append(width - numFull, '.').append(percent);
 }
 
-// The library's running stage, or the run itself between stages.
-std::string runningName(const std::string& run) {
-    const auto* pStage = zef::getStageTimes().getRunning();
-    return pStage ? std::string(zef::stageWords(pStage->name)) : run;
-}
-
 }  // namespace
 
 ProgressBar::ProgressBar(std::ostream& stream, bool bDrawn) : out(stream), bDraw(bDrawn) {}
@@ -44,24 +34,19 @@ ProgressBar::~ProgressBar() {
 }
 
 void ProgressBar::step(const std::string& name) {
-    run.clear();
+    stepName = name;
     draw(name, "");
 }
 
-void ProgressBar::update(const std::string& newRun, double value) {
-    if (run != newRun) {
-        run = newRun;
-        reached = 0.0;
-    }
-    reached = std::clamp(value, reached, 1.0);
+void ProgressBar::update(std::string_view stage, double share) {
     if (bShown && Clock::now() - lastDrawn < redrawEvery) return;
-    draw(runningName(run), barText(reached));
+    draw(stage.empty() ? stepName : stage, barText(share));
 }
 
-void ProgressBar::draw(const std::string& name, const std::string& percent) {
+void ProgressBar::draw(std::string_view name, const std::string& percent) {
     if (!bDraw) return;
     lastDrawn = Clock::now();
-    std::string label = name.substr(0, nameWidth);
+    std::string label(name.substr(0, nameWidth));
     label.resize(nameWidth, ' ');
     out << "\r" + label + percent + "  " + elapsedText(lastDrawn - start) + "\033[K" << std::flush;
     bShown = true;

@@ -3,20 +3,19 @@
 #include <chrono>
 #include <ostream>
 #include <string>
+#include <string_view>
 
-#include "zef/ProgressBase.h"
-
-// One line that shows the step, how much of it is done and the time so far. It
-// never falls within a step.
-class ProgressBar : public zef::ProgressBase {
+// One line that shows the step, how much of it is done and the time so far.
+class ProgressBar {
 public:
     // out is borrowed. Nothing is drawn unless bDraw.
     ProgressBar(std::ostream& out, bool bDraw);
-    ~ProgressBar() override;
+    ~ProgressBar();
 
     // A step without a measure of its own, such as reading a file.
     void step(const std::string& name);
-    void update(const std::string& run, double value) override;
+    // How far the step is, 0 to 1. stage: what to call it; the step's own name if empty.
+    void update(std::string_view stage, double share);
     // Takes the line away, for other output; the next update draws it again.
     void hide();
 
@@ -26,12 +25,11 @@ private:
     std::ostream& out;
     bool bDraw;
     bool bShown = false;
-    std::string run;       // the library's run that the values belong to
-    double reached = 0.0;  // the highest value of the run
+    std::string stepName;
     Clock::time_point start = Clock::now();
     Clock::time_point lastDrawn{};
 
-    void draw(const std::string& name, const std::string& percent);
+    void draw(std::string_view name, const std::string& percent);
 };
 
 // Whether a bar on standard error would be seen.

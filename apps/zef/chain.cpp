@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "numbers.h"
-#include "zef/Mesh.h"
 #include "zef/meshCheck.h"
+#include "zef/refinement.h"
 
 namespace {
 
@@ -24,13 +24,13 @@ std::string checkTarget(const std::string& text) {
     return parseTarget(text, 1.0) > 0.0 ? "" : text + " is no number of triangles, and no share such as 10%";
 }
 
-void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, const std::shared_ptr<zef::Mesh>& pMesh) {
+void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, zef::TriangleMesh& mesh) {
     commandRun.step("reducing");
     zef::ReduceOptions options;
-    const double numTriangles = static_cast<double>(pMesh->getNumT());
+    const double numTriangles = static_cast<double>(mesh.numTriangles());
     options.targetTriangles = static_cast<std::size_t>(parseTarget(goal.target, numTriangles));
     if (goal.error > 0.0) options.maxError = goal.error;
-    const double reached = zef::reduceTo(pMesh, options);
+    const double reached = zef::simplify(mesh, options, commandRun.getContext());
     commandRun.report.addNumber("error", "error reached", reached);
 }
 
@@ -49,24 +49,25 @@ void addChainOptions(CLI::App& command, Chain& chain) {
         ->check(CLI::PositiveNumber);
 }
 
-void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, const std::shared_ptr<zef::Mesh>& pMesh) {
+void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, zef::TriangleMesh& mesh) {
     if (chain.numSmoothSteps > 0) {
         commandRun.step("smoothing");
         zef::SmoothingOptions options;
-        options.numSteps = chain.numSmoothSteps;
-        options.bKeepVolume = true;
-        zef::laplacianSmoothing(pMesh, options);
+        options.steps = chain.numSmoothSteps;
+        options.keepVolume = true;
+        zef::smooth(mesh, options, commandRun.getContext());
     }
     if (chain.bFlip) {
         commandRun.step("flipping");
-        zef::edgeFlips(pMesh);
-        if (bMend) mendMesh(pMesh);
+        zef::flipEdges(mesh, commandRun.getContext());
+        if (bMend) mendMesh(commandRun, mesh);
     }
-    if (chain.goal.isGiven()) reduceMesh(commandRun, chain.goal, pMesh);
+    if (chain.goal.isGiven()) reduceMesh(commandRun, chain.goal, mesh);
 }
 
-void mendMesh(const std::shared_ptr<zef::Mesh>& pMesh) {
-    if (zef::checkMesh(*pMesh).bManifold) return;
-    zef::ManifoldReport ignored;
-    zef::makeManifold(pMesh, {.fillHoles = false}, ignored);
+void mendMesh(CommandRun& commandRun, zef::TriangleMesh& mesh) {
+    if (zef::check(mesh, commandRun.getContext()).manifold) return;
+    zef::ManifoldOptions options;
+    options.fillHoles = false;
+    zef::mend(mesh, options, commandRun.getContext());
 }

@@ -1,16 +1,10 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <cstddef>
-#include <memory>
 #include <string>
 
 #include "CommandRun.h"
-#include "zef/meshOperations.h"
-
-namespace QUOR_ZEF {
-class Mesh;
-}
+#include "zef/TriangleMesh.h"
 
 // How far a mesh is to be reduced.
 struct ReduceGoal {
@@ -23,8 +17,8 @@ struct ReduceGoal {
 // Empty if the text is a target, else what is wrong.
 std::string checkTarget(const std::string& text);
 
-// Reduces by reduceTo() and reports the error reached.
-void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, const std::shared_ptr<zef::Mesh>& pMesh);
+// Reduces by zef::simplify() and reports the error reached.
+void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, zef::TriangleMesh& mesh);
 
 // What a command does to the mesh that it has made, in this order: smoothing takes
 // the noise away, so that flips find the creases, and reduction spends triangles on
@@ -40,7 +34,7 @@ struct Chain {
 void addChainOptions(CLI::App& command, Chain& chain);
 
 // bMend: what flips and their clean-up leave non-manifold is cut apart.
-void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, const std::shared_ptr<zef::Mesh>& pMesh);
+void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, zef::TriangleMesh& mesh);
 
-// Makes the mesh manifold if it is not.
-void mendMesh(const std::shared_ptr<zef::Mesh>& pMesh);
+// Makes the mesh manifold if it is not; holes stay.
+void mendMesh(CommandRun& commandRun, zef::TriangleMesh& mesh);

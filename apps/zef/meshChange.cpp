@@ -1,9 +1,9 @@
 #include "meshChange.h"
 
 #include "failures.h"
-#include "measure.h"
-#include "meshes.h"
-#include "zef/Mesh.h"
+#include "files/meshes.h"
+#include "reports/measure.h"
+#include "zef/refinement.h"
 
 void addMeshChange(CLI::App& command, MeshChange& files) {
     command.add_option("IN", files.path, "A file of triangles")->required();
@@ -12,19 +12,18 @@ void addMeshChange(CLI::App& command, MeshChange& files) {
 }
 
 int changeMesh(const MeshChange& files, CommandRun& commandRun, const std::string& step,
-               const std::function<void(const std::shared_ptr<zef::Mesh>&)>& change) {
+               const std::function<void(zef::TriangleMesh&)>& change) {
     checkMeshOutput(files.output, {files.path});
-    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(commandRun, files.path);
-    commandRun.report.addCount("input_triangles", "triangles read", pMesh->getNumT());
+    zef::TriangleMesh mesh = readMeshFile(commandRun, files.path);
+    commandRun.report.addCount("input_triangles", "triangles read", mesh.numTriangles());
     commandRun.lap("seconds_read", "read");
 
     commandRun.step(step);
-    change(pMesh);
-    if (pMesh->getNumT() == 0) throw Failure(files.path + ": no triangle is left");
+    change(mesh);
+    if (mesh.numTriangles() == 0) throw Failure(files.path + ": no triangle is left");
     commandRun.lap("seconds_change", step);
 
-    std::vector<zef::Point3*> vVertices;
-    pMesh->getPoints(vVertices);
-    deliverMesh(commandRun, files.output, measureBox(vVertices), pMesh->getAverageEdgeLength(), pMesh);
+    const double detail = files.output.bDouble ? 0.0 : zef::averageEdgeLength(mesh, commandRun.getContext());
+    deliverMesh(commandRun, files.output, measureBox(mesh), detail, mesh);
     return EXIT_DONE;
 }

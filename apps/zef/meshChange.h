@@ -1,15 +1,11 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "CommandRun.h"
 #include "options.h"
-
-namespace QUOR_ZEF {
-class Mesh;
-}
+#include "zef/TriangleMesh.h"
 
 // What all commands share that change a mesh of a file and write it.
 struct MeshChange {
@@ -23,4 +19,4 @@ void addMeshChange(CLI::App& command, MeshChange& files);
 // Reads the mesh, lets change work on it under the name of the step, reports what
 // came out and writes it. Throws Failure if a file fails or no triangle is left.
 int changeMesh(const MeshChange& files, CommandRun& commandRun, const std::string& step,
-               const std::function<void(const std::shared_ptr<zef::Mesh>&)>& change);
+               const std::function<void(zef::TriangleMesh&)>& change);

@@ -3,11 +3,12 @@
 #include <charconv>
 #include <cmath>
 
-#include "bytes/textNumbers.h"
-
 bool parseNumber(std::string_view text, double& value) {
+    // from_chars knows no plus sign.
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
     const char* const pEnd = text.data() + text.size();
-    return QUOR_ZEF::parseAnyNumber(text.data(), pEnd, value) == pEnd && !text.empty() && std::isfinite(value);
+    const auto [pStop, error] = std::from_chars(text.data(), pEnd, value);
+    return error == std::errc() && pStop == pEnd && std::isfinite(value);
 }
 
 std::string checkNumber(const std::string& text) {

@@ -16,6 +16,7 @@ std::string checkShift(const std::string& text) {
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk) {
     command.add_flag("-q,--quiet", talk.bQuiet, "No progress bar and no messages but errors");
+    command.add_flag("--verbose", talk.bVerbose, "Also what only developers of the library understand");
     command.add_flag("--json", talk.bJson, "The report as one JSON object, on the last line of standard output");
     command
         .add_option("--threads", talk.numThreads,

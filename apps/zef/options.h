@@ -9,6 +9,7 @@
 
 struct TalkOptions {
     bool bQuiet = false;
+    bool bVerbose = false;
     bool bJson = false;
     unsigned numThreads = 0;  // 0: as many as the machine has
 };

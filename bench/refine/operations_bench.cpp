@@ -16,7 +16,7 @@
 #include "refine/flatten.h"
 #include "simplify/reduceTo.h"
 #include "smooth/smoothing.h"
-#include "zef/meshOperations.h"
+#include "zef/refinement.h"
 
 using namespace QUOR_ZEF;
 
@@ -96,7 +96,7 @@ void reduceToTarget(benchmark::State& state) {
 void smooth(benchmark::State& state) {
     onMesh(state, [&](RMesh& mesh) {
         SmoothingOptions options;
-        options.numSteps = static_cast<int>(state.range(0));
+        options.steps = static_cast<int>(state.range(0));
         TriangleMesh flat = flatten(mesh, VertexOrder::MESH);
         laplacianSmoothing(flat, options);
     });

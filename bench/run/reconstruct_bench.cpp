@@ -7,23 +7,47 @@
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
+#include <chrono>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "cloud/Cloud.h"
 #include "cloud/bumpyScan.h"
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "grid/Calc.h"
-#include "zef/Mesh.h"
-#include "zef/zef_api_functions.h"
+#include "zef/reconstruction.h"
 
 using namespace QUOR_ZEF;
 
 namespace {
 
-void report(benchmark::State& state) {
-    for (const StageTimes::Stage& stage : getStageTimes().vStages) {
-        state.counters[stage.name] = static_cast<double>(stage.nanoseconds) * 1e-9;
+using Clock = std::chrono::steady_clock;
+
+// The seconds of each stage of a call, from when the stages change.
+class StageClock {
+public:
+    std::map<std::string, double> mSeconds;  // by tag
+    Context context;
+
+    StageClock() {
+        context.progress = [this](const ProgressStep& step) {
+            const Clock::time_point now = Clock::now();
+            if (!tag.empty()) mSeconds[tag] += std::chrono::duration<double>(now - last).count();
+            tag = step.tag;
+            last = now;
+            return true;
+        };
     }
+
+private:
+    std::string tag;
+    Clock::time_point last;
+};
+
+void report(benchmark::State& state, const StageClock& clock) {
+    for (const auto& [tag, seconds] : clock.mSeconds) state.counters[tag] = seconds;
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     state.counters["bytesPerPoint"] =
@@ -34,30 +58,35 @@ void report(benchmark::State& state) {
 // Spacing, grid, sampling and thinning; no filling.
 void cells(benchmark::State& state) {
     const std::vector<Point3> vPoints = makeBumpyScan(static_cast<std::size_t>(state.range(0)));
+    StageClock clock;
     for (auto _ : state) {
-        getStageTimes().clear();
+        clock.mSeconds.clear();
+        Run run(clock.context);
+        const RunScope scope(run);
         planProgress("bench", {{"CL_eres", 1.0}, {"SM_run", 1.0}, {"CL_creb", 1.0}});
         Cloud cloud("bench", -1.0, 1.0, false, 0);
         cloud.setPoints(vPoints);
         cloud.prepareScanPoints(false, nullptr);
-        getProgress()->finish(false);
+        getProgress()->finish(true);
         state.counters["cells"] = static_cast<double>(cloud.vBundles.size());
     }
-    report(state);
+    report(state, clock);
 }
 
 // The arguments behind the number of points: growth steps.
 void mesh(benchmark::State& state) {
-    std::vector<Point3> vPoints = makeBumpyScan(static_cast<std::size_t>(state.range(0)));
+    const std::vector<Point3> vPoints = makeBumpyScan(static_cast<std::size_t>(state.range(0)));
     ReconstructOptions options;
     options.factor = 1.0;
     options.growSteps = static_cast<int>(state.range(1));
+    options.mend = false;
+    StageClock clock;
     for (auto _ : state) {
-        getStageTimes().clear();
-        const auto pMesh = reconstruct(vPoints, options);
-        state.counters["triangles"] = static_cast<double>(pMesh->getNumT());
+        clock.mSeconds.clear();
+        const TriangleMesh made = reconstruct(vPoints, options, clock.context).mesh;
+        state.counters["triangles"] = static_cast<double>(made.numTriangles());
     }
-    report(state);
+    report(state, clock);
 }
 
 void sizes(benchmark::internal::Benchmark* pBenchmark) {

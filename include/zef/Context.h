@@ -29,12 +29,13 @@ struct Context {
     // How many threads may work at the same time, the calling one included; 0: all that
     // the machine has. No result depends on it.
     unsigned threads = 0;
-    // Called on the calling thread, when a stage begins and then up to about 200 times;
-    // false cancels the call, which then throws a CancelledError.
-    std::function<bool(const ProgressStep&)> progress;
+    // Called on the calling thread, when a stage begins, then up to about 200 times, and
+    // every 50 milliseconds or so while a stage stands still; false cancels the call, which
+    // then throws a CancelledError.
+    std::function<bool(const ProgressStep&)> progress = {};
     // A line without an end. Called on any of the call's threads, by one at a time.
     // Without it the library is silent.
-    std::function<void(Severity, std::string_view)> message;
+    std::function<void(Severity, std::string_view)> message = {};
 };
 
 }  // namespace QUOR_ZEF

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "zef/Point3.h"
+#include "zef/TriangleMesh.h"
 #include "zef/export.h"
 
 namespace QUOR_ZEF {
@@ -27,13 +28,16 @@ public:
     Mesh(const Mesh&) = delete;
     Mesh& operator=(const Mesh&) = delete;
 
+    // From plain arrays, which are moved in, and back: the vertices of triangles in the
+    // mesh's order. fromTriangles() throws an ArgumentError for a number of indices that
+    // three does not divide and for an index that means no vertex, and leaves out
+    // triangles that repeat one.
+    static std::shared_ptr<Mesh> fromTriangles(TriangleMesh triangles);
+    TriangleMesh toTriangles() const;
+
     // Of all edges, in world units; -1 for a mesh without triangles.
     double getAverageEdgeLength() const;
     std::size_t getNumT() const;
-    // Triangles that were left out when the mesh was read since a vertex came
-    // twice among their corners.
-    std::size_t getNumSkippedT() const;
-
     // The vertices of triangles, in the mesh's order. Clears vPoints first. O(n).
     void getPoints(std::vector<Point3*>& vPoints) const;
     // Three corners of each triangle. Clears vCorners first. O(n).
@@ -78,6 +82,8 @@ public:
     explicit Mesh(std::unique_ptr<MeshBody> pBody_);
     MeshBody& getBody() { return *pBody; }
     const MeshBody& getBody() const { return *pBody; }
+    // For the library's own entries: toTriangles() without a copy; leaves no mesh behind.
+    TriangleMesh releaseTriangles();
     void replaceBody(std::unique_ptr<MeshBody> pOther);
 
 private:

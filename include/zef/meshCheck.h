@@ -2,15 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
+#include "zef/Context.h"
 #include "zef/Point3.h"
+#include "zef/TriangleMesh.h"
+#include "zef/errors.h"
 #include "zef/export.h"
 
 namespace QUOR_ZEF {
-
-class Mesh;
 
 // Words used here. Edge: two vertices with triangles at both. Border edge: one
 // triangle. Non-manifold edge: more than two. Fan: triangles at a vertex that hang
@@ -24,9 +24,9 @@ struct MeshComponent {
     std::size_t numEdges = 0;
     std::size_t numBorderEdges = 0;
     std::size_t numBorderLoops = 0;
-    bool bClosed = false;     // no border edge
-    bool bManifold = false;   // no non-manifold edge
-    bool bOriented = false;   // no orientation conflict
+    bool closed = false;      // no border edge
+    bool manifold = false;    // no non-manifold edge
+    bool oriented = false;    // no orientation conflict
     std::int64_t euler = 0;   // vertices - edges + triangles
     std::int64_t genus = -1;  // handles; -1 unless manifold and oriented
     double area = 0.0;
@@ -53,17 +53,18 @@ struct MeshReport {
     std::size_t numDegenerateTriangles = 0;   // area exactly 0, or no number
     std::size_t numDuplicateTriangles = 0;    // on the vertices of an earlier one
     std::int64_t euler = 0;                   // vertices - edges + triangles
-    bool bClosed = false;                     // has triangles, and no border edge
-    bool bManifold = false;                   // no non-manifold edge or vertex
-    bool bOriented = false;                   // no orientation conflict
+    bool closed = false;                      // has triangles, and no border edge
+    bool manifold = false;                    // no non-manifold edge or vertex
+    bool oriented = false;                    // no orientation conflict
     double area = 0.0;
-    double volume = 0.0;                     // sum over the components
-    std::vector<MeshComponent> vComponents;  // in order of their first triangles
-    std::vector<MeshBorderLoop> vBorderLoops;
+    double volume = 0.0;                    // sum over the components
+    std::vector<MeshComponent> components;  // in order of their first triangles
+    std::vector<MeshBorderLoop> borderLoops;
 };
 
-// Counts only, changes nothing. O(n log n), about 90 bytes a triangle meanwhile.
-ZEF_API MeshReport checkMesh(const Mesh& mesh);
+// Counts only. Coordinates need not be finite; a triangle that repeats a vertex is an
+// ArgumentError. O(n log n), about 90 bytes a triangle meanwhile.
+ZEF_API MeshReport check(const TriangleMesh& mesh, const Context& context = {});
 
 // Pairs of triangles with a common point that is of no common corner or edge, each
 // pair once: they cross, touch, or overlap in a plane. Corners at equal places are
@@ -73,9 +74,9 @@ ZEF_API MeshReport checkMesh(const Mesh& mesh);
 // Changes nothing. O(n log n) where triangles are of like sizes, on all threads;
 // few large ones among many small ones take longer. Up to 400 bytes a triangle
 // meanwhile, mostly half of it.
-ZEF_API std::size_t countSelfIntersections(const Mesh& mesh);
+ZEF_API std::size_t countSelfIntersections(const TriangleMesh& mesh, const Context& context = {});
 
-// What makeManifold() found and did.
+// What mend() found and did.
 struct ManifoldReport {
     std::size_t numRemovedDuplicates = 0;      // triangles on the vertices of an earlier one
     std::size_t numRemovedSheets = 0;          // spurious small sheets,
@@ -95,12 +96,12 @@ struct ManifoldReport {
 };
 
 struct ManifoldOptions {
-    bool fillHoles = true;       // small ones, see makeManifold(); false: holes of the input stay open
+    bool fillHoles = true;       // small ones, see mend(); false: holes of the input stay open
     bool exactVertices = false;  // the vertices lie on the surface, as those of melt() do
 };
 
 // Makes every edge and vertex manifold and every component consistently oriented:
-// afterwards checkMesh() finds no non-manifold edge or vertex, no orientation
+// afterwards check() finds no non-manifold edge or vertex, no orientation
 // conflict and no duplicate.
 //
 // Triangles on the same vertices as an earlier one go. So do small sheets on large
@@ -122,10 +123,8 @@ struct ManifoldOptions {
 // beside them; sheets face up the axis that they lean to most.
 // The same mesh always gives the same result.
 //
-// Points that the mesh has handed out become invalid. Null fails an ASSEX.
-// O(n log n); uses the task pool.
-ZEF_API void makeManifold(std::shared_ptr<Mesh> pMesh, const ManifoldOptions& options, ManifoldReport& report);
-// With the defaults.
-ZEF_API void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report);
+// Throws an ArgumentError, with the mesh unchanged, for a triangle that repeats a vertex
+// and for a position of one that is not finite. O(n log n).
+ZEF_API ManifoldReport mend(TriangleMesh& mesh, const ManifoldOptions& options = {}, const Context& context = {});
 
 }  // namespace QUOR_ZEF

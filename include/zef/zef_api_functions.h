@@ -1,18 +1,19 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "zef/Mesh.h"
 #include "zef/Point3.h"
 #include "zef/export.h"
-#include "zef/meshCheck.h"
-#include "zef/meshFiles.h"
 
 namespace QUOR_ZEF {
 
 // ---- from points to a mesh
+//
+// The older entries; see reconstruction.h for the newer ones, which take their
+// surroundings with them and throw what went wrong. These share the process's threads,
+// talk on standard output, and follow the calling thread's progress subscriber.
 //
 // Synchronous: a call runs on the caller's thread, borrows the library's workers
 // for its parallel stretches, and returns a mesh, or null with a message when
@@ -26,38 +27,11 @@ namespace QUOR_ZEF {
 // a progress subscriber throws to cancel.
 // Cost: O(n log n); about 3 microseconds and 1 kB a point.
 
-struct ReconstructOptions {
-    // Distance of the mesh vertices, in the cloud's unit of length; 0 or below: the
-    // spacing of the points is measured and multiplied by the factor.
-    double spacing = 0.0;
-    double factor = 1.0;
-    // One more pass of smoothing before vertices are made; for noisy scans.
-    bool smooth = false;
-    // How far gaps are closed, in steps of about half a vertex distance from each
-    // side; 0 leaves every gap open.
-    int growSteps = 20;
-    // Whether surface that closing gaps made beyond the rim of an open sheet is taken
-    // back, so that true borders stay where the points end. Holes close, and so do cracks
-    // between pieces that go on from one to the other; sheets face to face are not joined.
-    bool keepBorders = true;
-};
-
-// What a run found out.
-struct ReconstructInfo {
-    std::uint64_t numPoints = 0;    // finite points of the input
-    double measuredSpacing = -1.0;  // -1 if the spacing was given
-    double usedSpacing = -1.0;      // edge of a grid cell
-    std::uint64_t numCells = 0;     // vertices before repair
-};
-
-ZEF_API std::shared_ptr<Mesh> reconstruct(std::vector<Point3>& vPoints, const ReconstructOptions& options);
-// pInfo: filled in before the call returns; may be null.
-ZEF_API std::shared_ptr<Mesh> reconstruct(std::vector<Point3>& vPoints, const ReconstructOptions& options,
-                                          ReconstructInfo* pInfo);
-
-// The same with the spacing itself, or with a factor on the measured one (1 to 1.5
-// suits most scans). bSmooth and numGrowSteps as in ReconstructOptions; surface
-// that filling adds beyond open rims stays.
+// With the spacing itself, in the cloud's unit of length, or with a factor on the
+// measured one (1 to 1.5 suits most scans). bSmooth: one more pass of smoothing, for
+// noisy scans. numGrowSteps: how far gaps are closed, in steps of about half a vertex
+// distance from each side; 0 or fewer leave every gap open. Surface that filling adds
+// beyond open rims stays.
 ZEF_API std::shared_ptr<Mesh> reconstruct_abs(std::vector<Point3>& vPoints, bool bSmooth, double absSpacing,
                                               int numGrowSteps);
 ZEF_API std::shared_ptr<Mesh> reconstruct_auto(std::vector<Point3>& vPoints, bool bSmooth, double spacingFactor,

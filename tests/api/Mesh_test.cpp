@@ -10,7 +10,6 @@
 #include "support/meshQueries.h"
 #include "support/shapes.h"
 #include "support/tempFolder.h"
-#include "zef/meshCheck.h"
 #include "zef/meshFiles.h"
 #include "zef/meshOperations.h"
 
@@ -115,54 +114,4 @@ TEST(writeMesh_auto, choosesByTheEnding) {
     EXPECT_TRUE(isText(folder.get("a.other")));
     EXPECT_NE(zef_test::printedText([&] { EXPECT_FALSE(writeMesh_auto("a", pMesh, true)); }).find("writing a failed"),
               std::string::npos);
-}
-
-TEST(MeshFiles, goThroughWriteAndRead) {
-    const TempFolder folder;
-    const auto pMesh = makeMesh(zef_test::torus(20, 10, 3.0, 1.0));
-    for (const char* name : {"a.ply", "a.stl", "a.obj", "a.off"}) {
-        ASSERT_TRUE(writeMesh(folder.name(name), pMesh)) << name;
-        const auto pBack = readMesh(folder.name(name));
-        ASSERT_TRUE(pBack) << name;
-        const MeshReport report = checkMesh(*pBack);
-        EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented) << name;
-        EXPECT_EQ(report.vComponents.at(0).genus, 1) << name;
-        EXPECT_NEAR(pBack->getAverageEdgeLength(), pMesh->getAverageEdgeLength(), 1e-6);
-    }
-    EXPECT_NE(zef_test::printedText([&] { EXPECT_FALSE(writeMesh("/none/a.ply", pMesh)); }).find("/none/a.ply"),
-              std::string::npos);
-    EXPECT_NE(zef_test::printedText([&] { EXPECT_FALSE(readMesh("/none/a.ply")); }).find("/none/a.ply"),
-              std::string::npos);
-}
-
-TEST(readMesh, countsTrianglesThatRepeatAVertex) {
-    const TempFolder folder;
-    const auto pMesh = readMesh(folder.put("a.off", "OFF\n3 3 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 1\n3 0 1 2\n3 2 2 2\n"));
-    ASSERT_TRUE(pMesh);
-    EXPECT_EQ(pMesh->getNumT(), 1u);
-    EXPECT_EQ(pMesh->getNumSkippedT(), 2u);
-}
-
-TEST(makeManifold, worksOnTheMeshInPlace) {
-    zef_test::Shape shape = zef_test::gridSheet(3, 3);
-    shape.vertices.emplace_back(1, 1, 1);
-    shape.vertices.emplace_back(1, 2, 1);
-    shape.triples.insert(shape.triples.end(), {4, 9, 10});
-    const auto pMesh = makeMesh(shape);
-    EXPECT_EQ(checkMesh(*pMesh).numNonManifoldVertices, 1u);
-    ManifoldReport report;
-    makeManifold(pMesh, report);
-    EXPECT_EQ(report.numAddedVertices, 1u);
-    const MeshReport check = checkMesh(*pMesh);
-    EXPECT_TRUE(check.bManifold && check.bOriented);
-    EXPECT_EQ(check.numVertices, 12u);
-    // The inside is made when it is asked for, and that shows nowhere.
-    const TempFolder folder;
-    EXPECT_EQ(pMesh->getNumT(), 9u);
-    EXPECT_TRUE(writeMesh(folder.name("before.obj"), pMesh));
-    EXPECT_EQ(pMesh->getRMesh()->cellSize, 1.0);
-    EXPECT_EQ(pMesh->getNumT(), 9u);
-    EXPECT_TRUE(writeMesh(folder.name("after.obj"), pMesh));
-    EXPECT_EQ(folder.get("before.obj"), folder.get("after.obj"));
-    EXPECT_EQ(checkMesh(*pMesh).numVertices, 12u);
 }

@@ -14,7 +14,6 @@
 #include "support/tempFolder.h"
 #include "zef/License.h"
 #include "zef/Mesh.h"
-#include "zef/ProgressBase.h"
 
 using namespace QUOR_ZEF;
 using namespace zef_test;
@@ -25,46 +24,7 @@ std::shared_ptr<Mesh> meshOf(const Shape& shape) {
     return std::make_shared<Mesh>(new RMesh(shape.vertices, shape.triples, 0.3));
 }
 
-struct LastValue : ProgressBase {
-    std::string name;
-    double value = -1.0;
-    void update(const std::string& newName, double newValue) override {
-        name = newName;
-        value = newValue;
-    }
-};
-
 }  // namespace
-
-TEST(meshOperations, eachRunsAloneAndReportsUntilItIsDone) {
-    const std::shared_ptr<Mesh> pMesh = meshOf(torus(30, 20, 3.0, 1.0));
-    LastValue last;
-    subscribe(&last);
-    const auto expectDone = [&](const std::string& name) {
-        EXPECT_EQ(last.name, name);
-        EXPECT_DOUBLE_EQ(last.value, 1.0);
-        EXPECT_EQ(getProgress()->name, "empty");
-        last = LastValue();
-    };
-    edgeFlips(pMesh);
-    expectDone("EdgeFlips");
-    edgeFlipsSimA(pMesh);
-    expectDone("EdgeFlipsS");
-    laplacianSmoothing(pMesh, 2);
-    expectDone("Smoothing");
-    EXPECT_EQ(pMesh->getNumT(), 1200u);
-    const int numRemoved = reduce(pMesh, 10.0, 20.0);
-    expectDone("Reduce");
-    EXPECT_GT(numRemoved, 100);
-    EXPECT_LE(pMesh->getNumT(), 1200u - std::size_t(numRemoved));
-    ReduceOptions options;
-    options.targetTriangles = 300;
-    const std::shared_ptr<Mesh> pRing = meshOf(torus(30, 20, 3.0, 1.0));
-    EXPECT_GT(reduceTo(pRing, options), 0.0);
-    expectDone("ReduceTo");
-    EXPECT_EQ(pRing->getNumT(), 300u);
-    unsubscribe();
-}
 
 TEST(meshOperations, reduceTakesTheLengthUnsquared) {
     EXPECT_EQ(reduce(meshOf(gridSheet(9, 9, 3.0)), 2.9, 1.0), 0);
@@ -82,7 +42,6 @@ TEST(meshOperations, allButFindHolesAskTheGate) {
     failureText<ZefLicenseException>([&] { edgeFlips(pMesh); });
     failureText<ZefLicenseException>([&] { edgeFlipsSimA(pMesh); });
     failureText<ZefLicenseException>([&] { reduce(pMesh, 1.0, 1.0); });
-    failureText<ZefLicenseException>([&] { reduceTo(pMesh, ReduceOptions()); });
     failureText<ZefLicenseException>([&] { laplacianSmoothing(pMesh, 1); });
     const TempFolder folder;
     const auto before = std::filesystem::current_path();
@@ -90,8 +49,7 @@ TEST(meshOperations, allButFindHolesAskTheGate) {
     findHoles(pMesh);
     std::filesystem::current_path(before);
     setLicensePolicy({});
-    EXPECT_EQ(vGates,
-              (std::vector<std::string>{"edgeFlips", "edgeFlipsSimA", "reduce", "reduceTo", "laplacianSmoothing"}));
+    EXPECT_EQ(vGates, (std::vector<std::string>{"edgeFlips", "edgeFlipsSimA", "reduce", "laplacianSmoothing"}));
     EXPECT_NE(folder.get("holes.list").find("14 28 1"), std::string::npos);
     EXPECT_EQ(getProgress()->name, "empty");
 }

@@ -5,7 +5,6 @@
 #include "cloud/CloudMgr.h"
 #include "grid/Calc.h"
 #include "support/capture.h"
-#include "support/digest.h"
 #include "support/samplingPlan.h"
 #include "support/shapes.h"
 
@@ -47,21 +46,6 @@ TEST(CloudMelt, equalPositionsAreOneCornerWhateverTheSignOfZero) {
     vCorners[1].pz = std::nextafter(8.0, 9.0);
     input(apart, vCorners, 0.7, 361.0);
     EXPECT_FALSE(apart.getClouds().front()->vBorderEdges.empty());
-}
-
-TEST(CloudMelt, makesOneBundlePerSampleInACellOfItsOwn) {
-    CloudMgr cloudMgr;
-    input(cloudMgr, soupOf(icosphere(3, 10.0)), 0.5, 45.0);
-    const Cloud& cloud = *cloudMgr.getClouds().front();
-    ASSERT_EQ(cloud.vBundles.size(), cloud.vPoints.size());
-    Digest digest;
-    for (std::size_t i = 0; i < cloud.vBundles.size(); ++i) {
-        const Bundle& bundle = *cloud.vBundles[i];
-        EXPECT_EQ(bundle.pPoint, &cloud.vPoints[i]);
-        EXPECT_EQ(bundle.ccd, cloud.getCalc()->getCCD(*bundle.pPoint));
-        digest.add(bundle.ccd);
-    }
-    EXPECT_EQ(digest.get(), 1970575270u);
 }
 
 TEST(CloudMelt, saysWhatIsWrongWithItsInput) {

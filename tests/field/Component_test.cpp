@@ -93,26 +93,3 @@ TEST(Component, flipSwapsSidesAndTurnsEachScoreOnce) {
     EXPECT_EQ(a.count(1, 4), 225u);
     EXPECT_EQ(a.count(-1), 60u);
 }
-
-TEST(Component, mergedTakesTheListsAndLabelsOfItsGroup) {
-    // Given in the order of neither their codes nor their sizes.
-    Piece a(voxelBox(50, 50, 60, 64, 64, 60)), b(voxelBox(50, 50, 50, 64, 64, 50)), c(voxelBox(50, 50, 70, 60, 60, 70));
-    b.pComponent->flipSides();
-    std::vector<Facet> vExpected;
-    for (const Piece* p : {&b, &a, &c}) {
-        const std::vector<Facet>& v = p->pComponent->vVisibleFacets;
-        vExpected.insert(vExpected.end(), v.begin(), v.end());
-    }
-    std::sort(vExpected.begin(), vExpected.end());
-    const Component merged({a.pComponent.get(), b.pComponent.get(), c.pComponent.get()}, 20, &a.vSamples, &a.calc);
-    EXPECT_EQ(merged.vCellRCD, unionOf(unionOf(a.vCells, b.vCells), c.vCells));
-    EXPECT_EQ(merged.vBorderRCD, unionOf(unionOf(a.vBorder, b.vBorder), c.vBorder));
-    EXPECT_EQ(merged.vAreaRCD, difference(merged.vCellRCD, merged.vBorderRCD));
-    EXPECT_TRUE(merged.bOriented && merged.numGrowSteps == 20 && merged.maxBorderVal == 0.5F);
-    ASSERT_EQ(merged.vVisibleFacets, vExpected);
-    for (std::uint32_t i = 0; i < vExpected.size(); ++i) {
-        const Facet& f = merged.vVisibleFacets[i];
-        ASSERT_EQ(f.component, vExpected[i].component);
-        ASSERT_EQ(merged.facetIndex.find(f.rcd, f.dir), i);
-    }
-}

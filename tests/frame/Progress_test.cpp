@@ -166,23 +166,6 @@ TEST_F(ProgressTree, operationPlansAnewUnlessItRunsInsideAPlanOfAnother) {
     EXPECT_EQ(pRoot->name, "Reconstruct");
 }
 
-// A stage ends where the next begins, the last one with the run.
-TEST_F(ProgressTree, stagesAreTimedOneAfterTheOther) {
-    StageTimes& times = getStageTimes();
-    times.clear();
-    planProgress("Run", {{"a", 1.0}, {"b", 1.0}});
-    for (const char* stage : {"b", "a", "b"}) {
-        pRoot->getChildProgressSetTodo(stage, 1);
-        EXPECT_EQ(times.getRunning()->name, stage);
-    }
-    pRoot->reset();
-    EXPECT_EQ(times.getRunning(), nullptr);
-    ASSERT_EQ(times.vStages.size(), 2u);
-    EXPECT_EQ(times.vStages[0].name, "b");
-    EXPECT_GE(times.vStages[0].nanoseconds, 0);
-    std::thread([] { EXPECT_TRUE(getStageTimes().vStages.empty()); }).join();
-}
-
 TEST_F(ProgressTree, everyThreadHasARootOfItsOwn) {
     Recorder mine, theirs;
     subscribe(&mine);

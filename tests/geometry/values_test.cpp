@@ -43,19 +43,6 @@ TEST(Point3, lessReadsAllCoordinatesButGreaterNeverReadsZ) {
     EXPECT_TRUE(odd != odd);
 }
 
-TEST(Point3, arithmeticAndSetKeepColourApart) {
-    const Point3 p(1, 2, 3, 10, 20, 30, 40);
-    for (const Point3& moved : {p + Vector3(1, 0, 0), p - Vector3(-1, 0, 0)}) {
-        EXPECT_EQ(moved, Point3(2, 2, 3));
-        EXPECT_FALSE(moved.hasColor());
-    }
-    EXPECT_EQ(partsOf(p - Point3(3, 2, 1)), (std::vector<double>{-2, 0, 2}));
-    Point3 target(0, 0, 0, 1, 2, 3, 4);
-    target.set(p);
-    EXPECT_EQ(target, p);
-    EXPECT_EQ(colourOf(target), (std::vector<int>{1, 2, 3, 4, 1}));
-}
-
 TEST(Point3, colourOfTwoIsTheirRoundedMeanOrThatOfTheFirst) {
     const Point3 p(0, 0, 0, 10, 255, 0, 7), q(0, 0, 0, 11, 255, 1, 9), plain;
     const auto mix = [](const Point3& first, const Point3& second) {
@@ -77,6 +64,8 @@ TEST(Point3, colourOfTwoIsTheirRoundedMeanOrThatOfTheFirst) {
 TEST(Vector3, componentsTiesAndTolerances) {
     EXPECT_EQ(Vector3(1, -1, 1).getMaxAbsIndex(), 0);
     EXPECT_EQ(Vector3(0, 1, 1).getMaxAbsIndex(), 1);
+    EXPECT_EQ(Vector3(1, 2, 0).getMaxAbsIndex(), 1);
+    EXPECT_EQ(Vector3(2, 0, -3).getMaxAbsIndex(), 2);
     EXPECT_EQ(Vector3(-3, -2, -1).getMaxComponent(), -1);
     EXPECT_EQ(Vector3(-3, 1, 2).getMaxAbsComponent(), 3);
     testing::internal::CaptureStderr();

@@ -10,6 +10,7 @@
 #include "support/capture.h"
 #include "support/digest.h"
 #include "support/drawnCells.h"
+#include "support/tempFolder.h"
 
 using namespace QUOR_ZEF;
 using namespace zef_test;
@@ -124,7 +125,7 @@ TEST(Calc, misuseFailsUnderItsCondition) {
         {"result_xor", [&] { calc.getNeigType(7, 7); }},
         {"val<256", [] { Calc::getNumSet8(256); }}};
     for (const auto& [condition, misuse] : aCases) EXPECT_TRUE(failsWith(condition, misuse));
-    EXPECT_EQ(Calc::getNumSet8(0xb7), 6);
+    for (unsigned i = 0; i < 256; ++i) EXPECT_EQ(Calc::getNumSet8(static_cast<int>(i)), std::popcount(i));
 }
 
 TEST(Calc, stepsMoveOneAxisAndStopAtTheEnds) {
@@ -224,4 +225,13 @@ TEST(Calc, adaptedPointsMoveJustFarEnoughAndLoseTheirColour) {
     EXPECT_EQ(adapted({5.5, 6.5, 6.9995}), Point3(5.5, 6.5, 6.9995 + 0.5005 / 512));
     EXPECT_EQ(adapted({1e300, -1e300, 5}), Point3(5.5, 6.5, 7.5));
     EXPECT_EQ(adapted({std::nan(""), 1, 2}), Point3(5.5, 6.5, 7.5));
+}
+
+TEST(Calc, cellsAreWrittenAsCubesOrMissedWithAWarning) {
+    const TempFolder folder;
+    const Calc calc(0.0, 0.0, 0.0, 8.0, 8.0, 8.0, 3);
+    calc.writeCb(calc.getCCD({2.5, 3.5, 4.5}), folder.name("a.list"));
+    EXPECT_NE(folder.get("a.list").find("{ OFF\n8 6 0\n2 3 4\n"), std::string::npos);
+    const std::string text = printedText([&] { calc.writeCbs({0, 1}, folder.name("none/a.list")); });
+    EXPECT_NE(text.find("file not written"), std::string::npos);
 }

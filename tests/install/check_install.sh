@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # check_install.sh CMAKE GENERATOR BUILD WORK COMPILER SANITIZERS
-# Installs BUILD below WORK, then builds and runs the consumer against that. Each
+# Installs BUILD below WORK, then builds and runs the consumer and the examples against that. Each
 # installed header must compile alone, and zef.h must include it.
 # A library built with sanitizers needs consumers that link their run times.
 set -euo pipefail
 
 cmake=$1 generator=$2 build=$3 work=$4 compiler=$5 sanitizers=$6
 consumer=$(realpath "$(dirname "${BASH_SOURCE[0]}")")/consumer
+examples=$consumer/../../../examples
 readme=$consumer/../../../README.md
 prefix=$work/moved
 flags=()
@@ -20,7 +21,7 @@ expect() {
 }
 
 # Moved after the installation, as packages are: no file may hold the first place.
-rm -rf "$work/prefix" "$prefix" "$work/consumer" "$work/pc_shared" "$work/pc_static"
+rm -rf "$work/prefix" "$prefix" "$work/consumer" "$work/examples" "$work/pc_shared" "$work/pc_static"
 "$cmake" --install "$build" --prefix "$work/prefix" >/dev/null
 mv "$work/prefix" "$prefix"
 if grep -rIl "$work/prefix" "$prefix"; then
@@ -36,14 +37,27 @@ for header in "$headers"/*.h; do
     echo "#include <$name>" | "$compiler" -std=c++20 -fsyntax-only -I"$(dirname "$headers")" -x c++ -
 done
 
-"$cmake" -G "$generator" -S "$consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
-    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="${flags[*]}"
-"$cmake" --build "$work/consumer"
+configure() {
+    "$cmake" -G "$generator" -S "$1" -B "$2" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" \
+        -DCMAKE_CXX_FLAGS="${flags[*]}" "${@:3}"
+    "$cmake" --build "$2"
+}
+
+# zef::zef is the kind of library that BUILD_SHARED_LIBS says, as in the tree.
+needs_library() {
+    readelf -d "$work/consumer/consumer_zef" | grep -q "NEEDED.*libzef"
+}
+configure "$consumer" "$work/consumer"
 for program in zef shared static; do
     expect "$work/consumer/consumer_$program"
 done
-readelf -d "$work/consumer/consumer_zef" | grep -q "NEEDED.*libzef" ||
-    { echo "zef::zef is not the shared library" >&2; exit 1; }
+! needs_library || { echo "zef::zef is not the static library" >&2; exit 1; }
+configure "$consumer" "$work/consumer" -DBUILD_SHARED_LIBS=ON
+expect "$work/consumer/consumer_zef"
+needs_library || { echo "zef::zef is not the shared library" >&2; exit 1; }
+
+configure "$examples" "$work/examples"
+(cd "$work/examples" && ctest --output-on-failure)
 
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name zef.pc)")
 export PKG_CONFIG_PATH

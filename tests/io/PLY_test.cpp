@@ -81,72 +81,33 @@ TEST(PLY, everyTypeComesBackInEveryFormat) {
     }
 }
 
-TEST(PLY, listsMayDifferInLength) {
-    const std::string head = "element face 4\nproperty uchar flag\nproperty list uchar ushort v\n";
-    const auto row = [](std::vector<std::uint16_t> v) {
-        std::string text = bytesOf(std::uint8_t{9}, static_cast<std::uint8_t>(v.size()));
-        for (const std::uint16_t value : v) text += bytesOf(value);
-        return text;
-    };
-    for (const std::string& bytes :
-         {plyFile("ascii", head, "9 2 1 2\n9 0\n9 3 3 4\n5\n9 2 6 7"),
-          plyFile("binary_little_endian", head, row({1, 2}) + row({}) + row({3, 4, 5}) + row({6, 7}))}) {
-        PlyFile ply;
-        ply.parseHeader(bytes, HeaderRule::STRICT);
-        const auto pList = ply.requestProperties("face", {"v"}, 2);
-        ply.read();
-        EXPECT_EQ(pList->vRows, (std::vector<std::uint32_t>{2, 0, 3, 2}));
-        for (std::uint16_t i = 0; i < 7; ++i) EXPECT_EQ(loadValue<std::uint16_t>(pList->pFirst + 2 * i), i + 1);
-    }
-}
-
-TEST(PLY, propertiesOfDifferentTypesAreWidened) {
-    const std::string bytes = plyFile("binary_big_endian", "element v 1\nproperty char a\nproperty float b\n",
-                                      std::string("\xff") + std::string("\x3f\x00\x00\x00", 4));
-    PlyFile ply;
-    ply.parseHeader(bytes, HeaderRule::STRICT);
-    const auto pData = ply.requestProperties("v", {"b", "a"});
-    ply.read();
-    EXPECT_EQ(pData->type, Type::DOUBLE);
-    EXPECT_EQ(valuesOf<double>(*pData), (std::vector<double>{0.5, -1.0}));
-}
-
 TEST(PLY, tellsWhatARequestLacks) {
     const std::string bytes = plyFile("ascii", "element vertex 1\nproperty float x\nproperty float y\n", "1 2\n");
     PlyFile ply;
-    EXPECT_EQ(errorOf([&] { ply.requestProperties("vertex", {"x"}); }),
-              "header had no elements defined. malformed file?");
+    const auto errorOfRequest = [&](const std::string& element, const std::vector<std::string>& vKeys) {
+        return errorOf([&] { ply.requestProperties(element, vKeys); });
+    };
+    EXPECT_EQ(errorOfRequest("vertex", {"x"}), "header had no elements defined. malformed file?");
     ply.parseHeader(bytes, HeaderRule::LENIENT);
-    EXPECT_EQ(errorOf([&] { ply.requestProperties("", {"x"}); }), "`elementKey` argument is empty");
-    EXPECT_EQ(errorOf([&] { ply.requestProperties("vertex", {}); }), "`propertyKeys` argument is empty");
-    EXPECT_EQ(errorOf([&] { ply.requestProperties("face", {"x"}); }),
-              "the element key was not found in the header: face");
-    EXPECT_EQ(errorOf([&] {
-                  ply.requestProperties("vertex", {"x", "z", "w"});
-              }),
+    EXPECT_EQ(errorOfRequest("", {"x"}), "`elementKey` argument is empty");
+    EXPECT_EQ(errorOfRequest("vertex", {}), "`propertyKeys` argument is empty");
+    EXPECT_EQ(errorOfRequest("face", {"x"}), "the element key was not found in the header: face");
+    EXPECT_EQ(errorOfRequest("vertex", {"x", "z", "w"}),
               "the following property keys were not found in the header: z, w");
     ply.requestProperties("vertex", {"x"});
-    EXPECT_EQ(errorOf([&] {
-                  ply.requestProperties("vertex", {"y", "x"});
-              }),
-              "element-property key has already been requested: vertex x");
+    EXPECT_EQ(errorOfRequest("vertex", {"y", "x"}), "element-property key has already been requested: vertex x");
 }
 
 TEST(PLY, aLenientHeaderEndsAtAnUnknownWord) {
-    const std::string bytes =
-        "anything\r\nPLY\ncomment  kept as it is\nobj_info also\n\nelement vertex 1\nproperty float32 x\nbody "
-        "follows\n7\n";
-    PlyFile ply;
-    ply.parseHeader("PLY\n" + bytes.substr(10), HeaderRule::LENIENT);
+    const std::string lenient =
+        "comment  kept as it is\nobj_info also\n\nelement vertex 1\nproperty float32 x\nbody follows\n7\n";
     PlyFile kept;
-    const std::string lenient = bytes.substr(10);
     kept.parseHeader(lenient, HeaderRule::LENIENT);
     EXPECT_EQ(kept.getComments(), std::vector<std::string>{" kept as it is"});
     EXPECT_EQ(kept.getObjInfo(), std::vector<std::string>{"also"});
     const auto pX = kept.requestProperties("vertex", {"x"});
     kept.read();
     EXPECT_EQ(valuesOf<float>(*pX), std::vector<float>{7.f});
-    EXPECT_EQ(errorOf([&] { PlyFile().parseHeader(lenient, HeaderRule::STRICT); }), "unknown word in the header");
     EXPECT_EQ(errorOf([&] { PlyFile().parseHeader("property float x\n", HeaderRule::LENIENT); }),
               "no elements defined; file is malformed");
 }
@@ -165,16 +126,4 @@ TEST(adaptTo255, scalesAllChannelsByTheColours) {
     EXPECT_EQ(adapted({0, 0, 0, 0.5f}), (std::vector<float>{0, 0, 0, 0.5f}));
     std::vector<VtxColor> vNone;
     EXPECT_TRUE(zef_test::failsWith("!vColors.empty()", [&] { adaptTo255(vNone); }));
-}
-
-TEST(PLY, conversionsAreDefinedForEveryNumber) {
-    constexpr double infinity = std::numeric_limits<double>::infinity();
-    EXPECT_EQ(lowByte(255.9), 255);
-    EXPECT_EQ(lowByte(256.5), 0);
-    EXPECT_EQ(lowByte(-1.0), 255);
-    for (const double value : {infinity, -infinity, std::numeric_limits<double>::quiet_NaN(), 1e300, 0x1p62})
-        EXPECT_EQ(lowByte(value), 0);
-    EXPECT_EQ(narrow(1e300), std::numeric_limits<float>::infinity());
-    EXPECT_EQ(narrow(-1e300), -std::numeric_limits<float>::infinity());
-    EXPECT_EQ(narrow(0.1), 0.1f);
 }

@@ -5,14 +5,17 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <functional>
 #include <new>
 #include <random>
+#include <sstream>
 
 #include "bytes/FileBytes.h"
-#include "io/loadCloud.h"
 #include "support/capture.h"
+#include "support/digest.h"
+#include "support/loadedFile.h"
 #include "support/plyText.h"
 #include "support/tempFolder.h"
 #include "zef/pointFiles.h"
@@ -151,8 +154,8 @@ TEST(hostileFiles, brokenPlysGiveFalseAndAMessage) {
     for (const Case& broken : brokenPlys()) {
         const std::string name = folder.put("a.ply", broken.bytes);
         const std::size_t limit = memoryLimit(broken.bytes.size()) - broken.bytes.size();
-        CloudFile cloud;
-        EXPECT_LT(peakOf([&] { EXPECT_FALSE(loadCloud(name, cloud)) << broken.what; }), limit) << broken.what;
+        zef_test::LoadedFile cloud;
+        EXPECT_LT(peakOf([&] { EXPECT_FALSE(cloud.load(name)) << broken.what; }), limit) << broken.what;
         EXPECT_GT(cloud.error.size(), name.size() + 2) << broken.what;
 
         std::vector<Point3> vPoints;
@@ -167,51 +170,142 @@ TEST(hostileFiles, brokenPlysGiveFalseAndAMessage) {
     }
 }
 
-// A valid file of each kind, cut at every length and hit at random: no crash,
-// and nothing but points that are there.
-TEST(hostileFiles, damagedFilesNeverDoHarm) {
-    const TempFolder folder;
+namespace {
+
+// All that readers give back, as numbers.
+struct Results {
+    const TempFolder& folder;
+    std::vector<std::uint64_t> values;
+
+    void add(const std::vector<Point3>& vPoints) {
+        for (const Point3& p : vPoints) {
+            for (const double x : {p.px, p.py, p.pz})
+                values.push_back(x == x ? std::bit_cast<std::uint64_t>(x) : 1);  // nan has many patterns
+            values.push_back(p.hasColor() ? p.r << 24 | p.g << 16 | p.b << 8 | p.a : 0);
+        }
+    }
+    void add(std::string text) {
+        const std::string name = folder.path.string();
+        for (std::size_t at; (at = text.find(name)) != std::string::npos;) text.erase(at, name.size());
+        values.insert(values.end(), text.begin(), text.end());
+    }
+    void add(const zef_test::LoadedFile& cloud) {
+        add(cloud.points);
+        values.insert(values.end(), cloud.indices.begin(), cloud.indices.end());
+        for (const auto& texts : {cloud.comments, cloud.notes, {cloud.format, cloud.error}})
+            for (const std::string& text : texts) add(text);
+        values.insert(values.end(), {std::uint64_t(cloud.kind), cloud.hasColor, cloud.numHeaderLines, cloud.numPolygons,
+                                     cloud.numSkippedLines, cloud.numDroppedFaces, cloud.numUnusedVertices});
+    }
+};
+
+std::string coloredPly(const std::string& types, const std::string& row) {
+    std::string header = "element vertex 1\n" + xyz;
+    std::istringstream in(types);
+    for (std::string type, name; in >> type >> name;) header += "property " + type + " " + name + "\n";
+    return plyFile("ascii", header, "1 2 3 " + row + "\n");
+}
+
+// A file of each kind and of each way to tell things.
+std::vector<std::pair<std::string, std::string>> validFiles() {
     const std::string head = "element vertex 3\n" + xyz + "element face 1\nproperty list uchar int vertex_indices\n";
     const std::string body =
         bytesOf(0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f) + bytesOf(std::uint8_t{3}) + bytesOf(0, 1, 2);
+    const std::string facesFirst = "element face 1\nproperty list int uchar vertex_indices\nelement vertex 3\n" + xyz;
+    const std::string ints = "element vertex 1\nproperty int x\nproperty int y\nproperty int z\n";
+    const std::string corners = "0 0 0\n1 0 0\n1 1 0\n0 1 0\n5 5 5\n";
+    const std::string quads = "element vertex 5\n" + xyz + "element face 3\nproperty list uchar uint vertex_index\n";
     std::string stl(80, ' ');
     stl += bytesOf(1u) + std::string(50, '\1');
-    const std::vector<std::pair<std::string, std::string>> files = {
-        {"a.ply", plyFile("binary_little_endian", head, body)},
-        {"b.ply", plyFile("binary_big_endian", head, body)},
-        {"c.ply", plyFile("ascii", head, "0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n")},
-        {"d.stl", stl},
-        {"e.stl",
-         "solid a\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\nendloop\nendfacet\n"},
-        {"f.obj", "v 0 0 0 1 1 1\nv 1 0 0\nv 0 1 0\nf 1/1 2/2 -1\n"},
-        {"g.off", "COFF\n3 1 0\n0 0 0 1 1 1\n1 0 0\n0 1 0\n3 0 1 2\n"},
-        {"h.csv", "x,y,z,r,g,b\n1,2,3,4,5,6\n7,8,9,10,11,12\n"},
-        {"i.bin", bytesOf(std::int32_t{30}) + bytesOf(std::int64_t{2}) + bytesOf(1.0, 2.0, 3.0, 4.0, 5.0, 6.0)}};
+    return {{"a.ply", plyFile("binary_little_endian", head, body)},
+            {"b.ply", plyFile("binary_big_endian", head, body)},
+            {"c.ply", plyFile("ascii", "comment one\nobj_info two\n" + head, "0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n")},
+            {"d.ply", plyFile("ascii", ints, "-1 2 3\n")},
+            {"e.ply", plyFile("binary_big_endian", ints, std::string("\0\0\0\1\0\0\1\0\xff\xff\xff\xfe", 12))},
+            {"f.ply",
+             plyFile("binary_little_endian", facesFirst,
+                     bytesOf(3) + bytesOf(std::uint8_t{2}, std::uint8_t{1}, std::uint8_t{0}) + body.substr(0, 36))},
+            {"g.ply", plyFile("ascii", quads, corners + "3 2 1 0\n4 0 1 2 3\n2 0 1\n")},
+            {"h.ply", coloredPly("uchar red uchar green uchar blue int label", "10 20 30 7")},
+            {"i.ply", coloredPly("uchar red uchar green uchar blue float scalar_Intensity", "10 20 30 77.9")},
+            {"j.ply", coloredPly("uchar alpha uchar red uchar green uchar blue", "40 10 20 30")},
+            {"k.ply", coloredPly("float red float green float blue uchar alpha", "1 0.5 0.1 2")},
+            {"l.ply", coloredPly("double red double green double blue uchar alpha", "200 1.5 0 2")},
+            {"m.ply", coloredPly("int red int green int blue int alpha", "257 -1 100 5")},
+            {"n.ply", coloredPly("ushort red ushort green ushort blue", "65535 0 257")},
+            {"o.ply", coloredPly("float red float green float blue uchar alpha", "nan inf -1e30 7")},
+            {"p.ply",
+             "ply\r\nformat ascii 1.0\r\nelement vertex 1\r\nproperty float x\r\nproperty double y\r\n"
+             "property float z\r\nend_header\r\n1 0.1 3\r\n"},
+            {"d.stl", stl},
+            {"e.stl",
+             "solid a\n vertex 7 7 7\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex +1 -5 6e1 rest\n"
+             "vertex 0 .1 0\nendloop\nendfacet\nOUTER LOOP\nvertex 1 x 3\n"},
+            {"f.stl",
+             "SOLID a\nFACET NORMAL 0 0 1\nOUTER LOOP\nVERTEX 0 0 0\nVERTEX 1 0 0\nVERTEX 0 1 0.1\nENDLOOP\n"
+             "ENDFACET\nENDSOLID\n"},
+            {"f.obj",
+             "# by hand\nf 1/1/1 2//2 3/3\nv 0 0 0 1 0.5 0\nv 1 0 0 0 0 0\nv 1 1 0 0 0 0\nvn 0 0 1\n"
+             "v 0 1 0\nv 5 5 5\r\nf -5 -4 \\\n -3 -2 # quad\nf 1 2\n"},
+            {"g.off", "COFF\n3 1 0\n0 0 0 1 1 1\n1 0 0\n0 1 0\n3 0 1 2\n"},
+            {"h.off", "CNOFF 1 0 0\n1 2 3 0 0 1 10 20 30 40\n"},
+            {"i.off", "OFF # kind\n3 1 0\n\n0 0 0\n1 0 0 # second\n0 1 0\n3 0 1 2 255 0 0\n"},
+            {"h.csv", "x,y,z,r,g,b\n1,2,3,4,5,6\n7,8,9,10,11,12\n"},
+            {"i.csv", "\"id\";\"X\";\"Y\";\"Z\";\"blue\";\"green\";\"red\"\n1;10;20;30;3;2;1\n"},
+            {"j.txt", "//X Y Z Intensity\n1 2 3 4 5 6\n"},
+            {"k.pts", "2\n1 2 3 -200 9 8 7\n4 5 6 100 6 5 4\n"},
+            {"l.xyz", "1 2 3 255 0 7\n1\t2 3.5 0 0 0 rest\n\nrubbish\n4 nan 6\n+7 -8 .9e1\n"},
+            {"i.bin", bytesOf(std::int32_t{30}) + bytesOf(std::int64_t{2}) + bytesOf(1.0, 2.0, 3.0, 4.0, 5.0, 6.0)},
+            {"j.bin", bytesOf(std::int32_t{20}) + bytesOf(std::int64_t{2}) + bytesOf(1.0, 2.0, 3.0, 4.0)}};
+}
+
+}  // namespace
+
+// Each file as it is, cut at any length and hit at random: no crash, nothing but
+// points that are there, and the recorded results and texts.
+TEST(hostileFiles, damagedFilesNeverDoHarm) {
+    const TempFolder folder;
     std::mt19937 random(3);
-    testing::internal::CaptureStderr();
-    const zef_test::CaptureCout silent;
-    for (const auto& [file, whole] : files) {
-        for (int round = 0; round < 400; ++round) {
-            std::string bytes = whole.substr(0, round % 2 ? whole.size() : random() % whole.size());
-            for (auto hits = random() % 3; hits > 0 && !bytes.empty(); --hits)
-                bytes[random() % bytes.size()] = static_cast<char>(random());
-            std::string name = folder.put(file, bytes);
-            CloudFile cloud;
-            if (loadCloud(name, cloud)) {
-                for (const auto& triangle : cloud.vTriangles)
-                    for (const std::uint32_t index : triangle) ASSERT_LT(index, cloud.vPoints.size());
-            } else {
-                ASSERT_FALSE(cloud.error.empty());
+    std::vector<std::uint64_t> vDigests;
+    for (const auto& [file, whole] : validFiles()) {
+        Results results{folder, {}};
+        for (int round = 0; round < 200; ++round) {
+            std::string bytes = whole.substr(0, round % 2 == 0 ? whole.size() : random() % whole.size());
+            for (auto hits = round == 0 ? 0 : random() % 3; hits > 0 && !bytes.empty(); --hits) {
+                const std::size_t at = random() % bytes.size();
+                bytes[at] = static_cast<char>(random());
             }
+            std::string name = folder.put(file, bytes);
             std::vector<Point3> vPoints;
-            readPly(name.c_str(), false, vPoints);
-            readPoints_ASCII(name.c_str(), vPoints);
-            readPoints_BIN(name.c_str(), vPoints);
-            readSTL_ASCII(name.c_str(), vPoints);
+            testing::internal::CaptureStderr();
+            results.add(zef_test::printedText([&] {
+                zef_test::LoadedFile cloud;
+                if (cloud.load(name)) {
+                    for (const std::uint32_t index : cloud.indices) ASSERT_LT(index, cloud.points.size());
+                } else {
+                    ASSERT_FALSE(cloud.error.empty());
+                }
+                results.add(cloud);
+                for (const bool bPointsOnly : {true, false}) readPly(name.c_str(), bPointsOnly, vPoints);
+                readPoints_ASCII(name.c_str(), vPoints);
+                readPoints_BIN(name.c_str(), vPoints);
+                readSTL_ASCII(name.c_str(), vPoints);
+            }));
+            results.add(testing::internal::GetCapturedStderr());
+            results.add(vPoints);
             ASSERT_LT(vPoints.size(), memoryLimit(bytes.size()) / sizeof(Point3) + 4 * bytes.size());
         }
+        vDigests.push_back(zef_test::digest(results.values));
     }
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(
+        vDigests,
+        (std::vector<std::uint64_t>{
+            0x5084a692af19b272u, 0xd4b94a71ed4582a9u, 0x1f5ea4caf31fd7e9u, 0xa84eff4109f24fcu,  0xd9901aa79b447272u,
+            0x2d0a3e2828537db3u, 0xe7ad1f2dfb2bf80fu, 0xe2012da3212ecb5du, 0xecdd4fb6a2bb432u,  0x624ab525f9d041bau,
+            0xc6c8c538572c84ecu, 0xeb7e106b61375574u, 0x96000baba4b68f1du, 0x3c79fb2f8deb8484u, 0xb0516d1bcf49a48au,
+            0xdedd4573e49573c0u, 0x72673e19953a455du, 0x3d77ea375d28a49du, 0x9170649cfd28a1e7u, 0xcb593e792a0368a6u,
+            0x6149c3ccb664e23eu, 0x9ca7f49c87f89e6fu, 0xb72daae8dd19ea38u, 0x7fe4803db81e59f5u, 0xa5deb1de3c567a0au,
+            0x986364b544baa754u, 0xa10d90763a798c03u, 0xf0037d7f0fcd11bu,  0x3b35de8ebb898f20u, 0xacf8149edddb5dcfu}));
 }
 
 // The tersest files there are of each format cost the most memory a byte.
@@ -254,8 +348,8 @@ TEST(hostileFiles, terseFilesStayWithinTheirMemory) {
         std::string name = folder.put(file, bytes);
         const std::size_t limit = memoryLimit(bytes.size()) - bytes.size();
         EXPECT_LE(peakOf([&] {
-                      CloudFile cloud;
-                      loadCloud(name, cloud);
+                      zef_test::LoadedFile cloud;
+                      cloud.load(name);
                   }),
                   limit)
             << file;

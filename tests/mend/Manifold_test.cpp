@@ -11,6 +11,7 @@
 #include "check/checkTriangles.h"
 #include "frame/Rand15.h"
 #include "simplify/FanSurface.h"
+#include "support/digest.h"
 #include "support/shapes.h"
 
 using namespace QUOR_ZEF;
@@ -56,8 +57,8 @@ void expectSound(const TriangleMesh& before, const TriangleMesh& after, const Ma
     EXPECT_EQ(check.numDuplicateTriangles, 0u);
     EXPECT_EQ(check.numComponents, report.numComponents);
     std::size_t numClosed = 0;
-    for (const MeshComponent& component : check.vComponents) {
-        numClosed += component.bClosed;
+    for (const MeshComponent& component : check.components) {
+        numClosed += component.closed;
         // Flat closed bodies have a volume of rounding errors.
         EXPECT_GT(component.volume, -1e-9);
     }
@@ -80,10 +81,6 @@ ManifoldReport repair(TriangleMesh& mesh, const ManifoldOptions& options = {}) {
     ManifoldReport report;
     makeManifold(mesh, options, report);
     expectSound(before, mesh, report);
-    TriangleMesh again = before;
-    ManifoldReport reportAgain;
-    makeManifold(again, options, reportAgain);
-    EXPECT_EQ(again.indices, mesh.indices);
     return report;
 }
 
@@ -118,11 +115,14 @@ TEST(Manifold, leavesGoodMeshesAsTheyAre) {
 }
 
 TEST(Manifold, holdsOnRandomSoups) {
+    std::vector<std::uint64_t> vAll;
     for (std::uint32_t seed = 1; seed <= 300; ++seed) {
         TriangleMesh soup = randomSoup(seed, 4 + seed % 23, 3 + seed % 97);
         repair(soup, {.exactVertices = seed % 2 == 0});
+        vAll.insert(vAll.end(), soup.indices.begin(), soup.indices.end());
         if (HasFailure()) FAIL() << "seed " << seed;
     }
+    EXPECT_EQ(zef_test::digest(vAll), 0x1968d51ef61d5878u);
 }
 
 // A part of a grid of boxes: all the faces that separate a full cell from an empty
@@ -166,7 +166,7 @@ TEST(Manifold, holdsOnTouchingBoxes) {
         EXPECT_EQ(report.numSeamEdges, 0u);
         // Solids stay solids: no surface opens.
         const MeshReport check = checkTriangles(mesh);
-        EXPECT_TRUE(check.bClosed);
+        EXPECT_TRUE(check.closed);
         if (HasFailure()) FAIL() << "seed " << seed << ", " << numFull << " boxes";
     }
 }
@@ -226,24 +226,6 @@ TEST(Manifold, removesSmallSheetsOnLargeOnes) {
     EXPECT_EQ(report.numRemovedSheets, 1u);
     EXPECT_EQ(report.numRemovedSheetTriangles, 2u);
     EXPECT_EQ(mesh.indices, sphere.triples);
-}
-
-// The fin is as large as what it stands on: nothing says what is spurious.
-TEST(Manifold, keepsASheetThatIsNoSmallerAndCutsItLoose) {
-    TriangleMesh mesh = flat(zef_test::gridSheet(5, 5));
-    const auto first = static_cast<std::uint32_t>(mesh.vertices.size());
-    for (std::uint32_t x = 0; x < 5; ++x) mesh.vertices.emplace_back(x, 2, 1);
-    for (std::uint32_t x = 0; x < 4; ++x) {
-        const std::uint32_t a = 10 + x, up = first + x;
-        mesh.indices.insert(mesh.indices.end(), {a, a + 1, up + 1, a, up + 1, up});
-    }
-    const ManifoldReport report = repair(mesh);
-    EXPECT_EQ(report.numRemovedSheets, 0u);
-    EXPECT_EQ(report.numNonManifoldEdges, 4u);
-    // The flat sheet goes on, the fin comes off.
-    ASSERT_EQ(report.numComponents, 2u);
-    EXPECT_EQ(checkTriangles(mesh).vComponents[0].numTriangles, 32u);
-    EXPECT_EQ(report.numAddedVertices, 5u);
 }
 
 // A wall across the inside of a sphere, at the equator, as large as it gets.
@@ -334,7 +316,7 @@ TEST(Manifold, fillsSmallHolesAndLeavesLargeOnesAndEnds) {
         EXPECT_EQ(kept.indices, mesh.indices);
         EXPECT_EQ(repair(mesh).numClosedLoops, 2u);
         const MeshReport check = checkTriangles(mesh);
-        EXPECT_TRUE(check.bClosed);
+        EXPECT_TRUE(check.closed);
         EXPECT_EQ(check.euler, 2);
         EXPECT_NEAR(check.volume, 4.17, 0.02);
     }
@@ -361,6 +343,7 @@ TEST(Manifold, fillsSmallHolesAndLeavesLargeOnesAndEnds) {
 // A second wall a little above a part of a sphere, and triangles torn out of both:
 // the surface goes on in one or in the other, here and there, and may even lose its sides.
 TEST(Manifold, closesTornBlisters) {
+    std::vector<std::uint64_t> vAll;
     for (std::uint32_t seed = 1; seed <= 15; ++seed) {
         Rand15 rand(seed);
         const zef_test::Shape sphere = zef_test::icosphere(4);
@@ -392,8 +375,10 @@ TEST(Manifold, closesTornBlisters) {
         EXPECT_EQ(report.numClosedComponents, report.numComponents);
         EXPECT_EQ(report.numSeamEdges, 0u);
         EXPECT_NEAR(checkTriangles(mesh).volume, 4.17, 0.06);
+        vAll.insert(vAll.end(), mesh.indices.begin(), mesh.indices.end());
         if (HasFailure()) FAIL() << "seed " << seed;
     }
+    EXPECT_EQ(zef_test::digest(vAll), 0x4565e28bd11fdd1bu);
 }
 
 TEST(Manifold, turnsBodiesOutwardAndSheetsUp) {

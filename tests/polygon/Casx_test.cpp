@@ -85,11 +85,20 @@ TEST(Casx, aConfigIsShownWithItsCellsAndTriangles) {
     EXPECT_EQ(printedText([&] { casx.showConfig(90, &visualizer, "four", 63); }), "showConfig 90 four\n");
     ASSERT_TRUE(visualizer.write(folder.name("a.list")));
     const std::string text = folder.get("a.list"), cube = "{ OFF\n8 6 0\n";
-    int numCubes = 0;
+    std::size_t numCubes = 0;
     for (std::size_t at = text.find(cube); at != std::string::npos; at = text.find(cube, at + 1)) ++numCubes;
-    EXPECT_EQ(numCubes, 4);
+    EXPECT_EQ(numCubes, 4u);
     EXPECT_NE(text.find("{ VECT\n"), std::string::npos);
     EXPECT_NE(text.find("{ COFF\n4 4 0\n"), std::string::npos);
+    const Casx neither(static_cast<TriMode>(2), false);
+    EXPECT_TRUE(failsWith("false", [&] { neither.showConfig(90, &visualizer, "four", 63); }));
+}
+
+TEST(Casx, diagonalsAreForTrianglesOnly) {
+    int triangle = 11, pair = 12, none = 256;
+    EXPECT_FALSE(casx::samePlaneUnify(triangle, none));
+    EXPECT_NE(failureText([&] { casx::samePlaneUnify(pair, triangle); }).find("Ah, cfgA=12\n"), std::string::npos);
+    EXPECT_TRUE(failsWith("vVtxB.size()%3==0", [&] { casx::samePlaneUnify(triangle, pair); }));
 }
 
 TEST(Casx, configOfACornerSumsTheBitsOfItsCells) {

@@ -162,21 +162,3 @@ TEST(REdgeEnergy, tryFlipEdgeKeepsTheOrientationOfTheFirstTriangle) {
                                                  : std::vector<std::uint32_t>{0, 2, 1, 1, 3, 0}));
     }
 }
-
-TEST(REdgeEnergy, tryFlipEdgeLeavesWhatItMustNotFlip) {
-    RMesh border = flatQuad();
-    EXPECT_EQ(border.findEdge(border.getVertex(0), border.getVertex(2))->tryFlipEdge(&border, nullptr, nullptr),
-              nullptr);
-    EXPECT_TRUE(failsWith("pRT1==0", [&] { middleOf(border)->tryFlipEdge(&border, nullptr, border.getTriangle(1)); }));
-    std::vector<Point3> vPoints = vFlatQuad;
-    vPoints[2].set(0.0, 0.5, 0.0);  // on the other diagonal
-    RMesh flat = flatQuad(vPoints);
-    EXPECT_EQ(middleOf(flat)->tryFlipEdge(&flat, nullptr, nullptr), nullptr);
-    RMesh taken(vFlatQuad, {0, 2, 3, 1, 3, 2, 0, 1, 7}, 1.0);
-    EXPECT_EQ(middleOf(taken)->tryFlipEdge(&taken, nullptr, nullptr), nullptr);
-    EXPECT_EQ(taken.getNumLiveTriangles(), 3u);
-    RMesh twice(vFlatQuad, {0, 2, 3, 0, 3, 2}, 1.0);
-    const std::string text = failureText([&] { middleOf(twice)->tryFlipEdge(&twice, nullptr, nullptr); });
-    EXPECT_NE(text.find("REdge::flipEdge(), BUG:\nv0=0 1 0\nv1=0 1 0\n"), std::string::npos);
-    EXPECT_TRUE(failsWith("pOppCorner0!=pOppCorner1", [&] { REdgeEnergy(&twice, middleOf(twice)); }));
-}

@@ -127,21 +127,3 @@ TEST_F(RMeshFlips, candidatesAreTheEdgesThatGainBestFirst) {
     EXPECT_EQ(RMesh::getAnnealingSchedule().size(), 29u);
     EXPECT_EQ(RMesh::getCandidateStage(RMesh::getAnnealingSchedule().front()), "RM_gEfCandMT_0.018");
 }
-
-TEST_F(RMeshFlips, dropDeadRecordsChangesNothingThatFlipsSee) {
-    for (std::uint32_t seed = 0; seed < 20; ++seed) {
-        const Shape soup = seed == 0 ? gridSheet(12, 12) : randomSoup(seed);
-        RMesh mesh(soup.vertices, soup.triples, 1.0), plain(soup.vertices, soup.triples, 1.0);
-        printedText([&] {
-            mesh.edgeFlips();
-            plain.edgeFlips();
-        });
-        mesh.dropDeadRecords();
-        ASSERT_EQ(mesh.getNumTriangles(), mesh.getNumLiveTriangles());
-        ASSERT_EQ(mesh.getNumEdges(), edgesOfDegree(mesh, -99).size());
-        ASSERT_EQ(contentsOf(mesh), contentsOf(plain));
-        for (const RTriangle* pRT : liveTriangles(mesh))
-            for (int i = 0; i < 3; ++i)
-                ASSERT_EQ(pRT->getRE(i), mesh.findEdge(pRT->getCorner((i + 1) % 3), pRT->getCorner((i + 2) % 3)));
-    }
-}

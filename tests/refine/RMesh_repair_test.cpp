@@ -10,6 +10,7 @@
 #include "frame/Rand15.h"
 #include "geometry/freeFunctions.h"
 #include "refine/RMesh.h"
+#include "refine/isFinished.h"
 #include "support/capture.h"
 #include "support/meshQueries.h"
 #include "support/shapes.h"
@@ -47,24 +48,6 @@ std::size_t countOf(const std::string& text, const std::string& word) {
 
 }  // namespace
 
-TEST_F(RMeshRepair, orientPatchesTurnsEverythingLikeTheFirstTriangle) {
-    Shape shape = icosphere(3);
-    Rand15 rand;
-    for (std::size_t i = 3; i < shape.triples.size(); i += 3)
-        if (rand.next() % 2) std::swap(shape.triples[i], shape.triples[i + 1]);
-    RMesh mesh(shape.vertices, shape.triples, 0.1);
-    ASSERT_GT(numConflicts(mesh), 0u);
-    for (int i = 0; i < 2; ++i) {
-        mesh.orientPatches();
-        EXPECT_EQ(numConflicts(mesh), 0u);
-        EXPECT_EQ(numPatchesOf(mesh), 1u);
-    }
-    for (RTriangle* pRT : liveTriangles(mesh)) {
-        bool bOK = false;
-        EXPECT_GT(pRT->getNormal(&bOK) * (*pRT->getCorner(0) - Point3()), 0.0);  // the first one looks outwards
-    }
-}
-
 TEST_F(RMeshRepair, orientPatchesStopsAtNonManifoldEdgesAndLeavesOneSeamOnAOneSidedStrip) {
     RMesh mesh = makeSquare({0, 1, 2, 0, 2, 3, 0, 2, 4});
     mesh.orientPatches();
@@ -76,31 +59,6 @@ TEST_F(RMeshRepair, orientPatchesStopsAtNonManifoldEdgesAndLeavesOneSeamOnAOneSi
     strip.orientPatches();
     EXPECT_EQ(numConflicts(strip), 1u);
     EXPECT_EQ(numPatchesOf(strip), 1u);
-}
-
-TEST_F(RMeshRepair, exchangeCornerKillsAllAtTheEdgeAndMergesTheRest) {
-    // The middle goes to corner 0: its edge has three triangles, the far two move.
-    RMesh mesh = makeSquare({0, 1, 4, 0, 4, 3, 0, 4, 2, 4, 1, 2, 4, 2, 3});
-    Point3 *a = mesh.getVertex(0), *b = mesh.getVertex(1), *c = mesh.getVertex(2), *d = mesh.getVertex(3),
-           *m = mesh.getVertex(4);
-    REdge *pMoved = mesh.findEdge(m, c), *pOld = mesh.findEdge(a, c);
-    bool bOK = false;
-    mesh.getTriangle(3)->getNormal(&bOK);
-    mesh.exchangeCorner(m, a);
-    EXPECT_EQ(cornerNumbers(mesh), (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 3}));
-    EXPECT_TRUE(mesh.getTriangle(3)->normal.isDegenerate());
-    EXPECT_EQ(mesh.findEdge(m, c), nullptr);
-    EXPECT_EQ(mesh.findEdge(a, c), pOld);  // merged, so dead but listed
-    EXPECT_FALSE(pMoved->isAlive());
-    EXPECT_EQ(mesh.getEdge(pMoved->getNumber()), pMoved);
-    EXPECT_EQ(edgesOfDegree(mesh, 2), std::vector<REdge*>{pOld});
-    for (const REdge* pRE : edgesOfDegree(mesh, 0)) EXPECT_NE(pRE, pMoved);
-    EXPECT_TRUE(mesh.getFan(m).empty());
-    EXPECT_TRUE(mesh.hasVertexAt(*m));
-    // Without a common edge nothing dies; with a dead one it is a bug.
-    mesh.exchangeCorner(b, d);
-    EXPECT_EQ(mesh.getNumLiveTriangles(), 2u);
-    EXPECT_TRUE(failsWith("pKillEdge==0 || pKillEdge->isAlive()", [&] { mesh.exchangeCorner(a, m); }));
 }
 
 TEST_F(RMeshRepair, killDegenerateKeepsAClosedSphereClosed) {
@@ -119,6 +77,26 @@ TEST_F(RMeshRepair, killDegenerateKeepsAClosedSphereClosed) {
     EXPECT_EQ(eulerNumber(mesh), 2u);
     EXPECT_EQ(numConflicts(mesh), 0u);
     for (const RTriangle* pRT : liveTriangles(mesh)) EXPECT_GT(angleAtCorner0(pRT), 0.01);
+}
+
+TEST_F(RMeshRepair, isFinishedTellsWhereFinishingChangesNothing) {
+    int numFinished = 0;
+    for (std::uint32_t seed = 0; seed < 400; ++seed) {
+        const Shape soup = randomSoup(seed);
+        const std::vector<std::uint32_t> vFew(soup.triples.begin(), soup.triples.begin() + 3 + seed % 6 * 3);
+        RMesh mesh(soup.vertices, vFew, 1.0);
+        const bool bFinished = isFinished({soup.vertices, cornerNumbers(mesh)});
+        const std::vector<double> before = contentsOf(mesh);
+        mesh.finishMesh();
+        ASSERT_EQ(bFinished, contentsOf(mesh) == before) << seed;
+        numFinished += bFinished;
+    }
+    EXPECT_GT(numFinished, 100);
+    EXPECT_LT(numFinished, 350);
+    const Shape fin{{{0, 0, 0}, {2, 0, 0}, {1, 1, 0}, {1, -1, 0}, {1, 0, 1}}, {0, 1, 2, 1, 0, 3, 0, 1, 4}};
+    EXPECT_TRUE(isFinished({fin.vertices, fin.triples}));
+    EXPECT_FALSE(isFinished({fin.vertices, {0, 1, 2, 0, 1, 3}}));
+    EXPECT_FALSE(isFinished({fin.vertices, {0, 1, 2, 2, 1, 0}}));
 }
 
 TEST_F(RMeshRepair, killDegenerateEndsOnFansWithoutAnyArea) {
@@ -160,8 +138,8 @@ TEST_F(RMeshRepair, relaxVertexTakesASmallStepToAFreePlaceAndRepeatsItself) {
     std::vector<Point3> vResults;
     RMesh mesh = makeSquare(vFan);
     for (int i = 0; i < 2; ++i) {
-        mesh.getVertex(4)->set(1.0, 1.0, 0.0);  // the middle of its neighbours, so taken by itself
-        mesh.forgetPositions();
+        // To the middle of its neighbours, so taken by itself.
+        if (i > 0) mesh.updateVertex(mesh.getVertex(4), Point3(1.0, 1.0, 0.0));
         mesh.reseed();
         const std::string text = printedText([&] { EXPECT_TRUE(mesh.relaxVertex(mesh.getVertex(4))); });
         EXPECT_EQ(countOf(text, "devAngle would be "), 1u);

@@ -61,19 +61,6 @@ TEST(RMesh, takesVerticesInOrderOfCodeAndLiveTrianglesOfACMesh) {
     EXPECT_EQ(vNumbers, (std::vector<std::uint32_t>{3, 1, 0, 0, 1, 2}));
 }
 
-TEST(RMesh, numbersVerticesByCodeAlsoForCellsThatCameLater) {
-    CellSheet sheet;
-    const Point3 inserted = sheet.calc.getCellCenter(4);
-    sheet.mesh.addBundle(4, inserted.px, inserted.py, inserted.pz);
-    sheet.cells.erase(2);
-    sheet.mesh.createT(1, 4, 5, 0, 0);
-    const RMesh mesh(&sheet.mesh);
-    ASSERT_EQ(mesh.getNumVertices(), 4u);
-    EXPECT_EQ(*mesh.getVertex(1), sheet.vPoints[2]);
-    EXPECT_EQ(*mesh.getVertex(2), inserted);
-    EXPECT_EQ(mesh.getTriangle(0)->getCorner(1), mesh.getVertex(2));
-}
-
 TEST(RMesh, keepsBothVerticesAtOnePosition) {
     CellSheet sheet;
     sheet.vPoints[1] = sheet.vPoints[0];

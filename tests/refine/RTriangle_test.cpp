@@ -27,22 +27,6 @@ RMesh makeQuad(std::vector<std::uint32_t> vTriples) {
 
 }  // namespace
 
-TEST(RTriangle, needFlipComparesTheDirectionsOfTheCommonEdge) {
-    for (int turn = 0; turn < 9; ++turn) {
-        std::vector<std::uint32_t> first = {0, 1, 2}, second = {1, 0, 3};
-        std::rotate(first.begin(), first.begin() + turn % 3, first.end());
-        std::rotate(second.begin(), second.begin() + turn / 3, second.end());
-        first.insert(first.end(), second.begin(), second.end());
-        RMesh mesh = makeQuad(first);
-        EXPECT_FALSE(mesh.getTriangle(0)->needFlip(mesh.getTriangle(1)));
-        mesh.getTriangle(1)->reverse();
-        EXPECT_TRUE(mesh.getTriangle(0)->needFlip(mesh.getTriangle(1)));
-        EXPECT_TRUE(mesh.getTriangle(1)->needFlip(mesh.getTriangle(0)));
-    }
-    RMesh apart = makeQuad({0, 1, 2, 0, 3, 4});
-    EXPECT_TRUE(failsWith("false", [&] { apart.getTriangle(0)->needFlip(apart.getTriangle(1)); }));
-}
-
 TEST(RTriangle, cornerMoveAngleTellsTheTurnAndTheMissingNormals) {
     RMesh mesh = makeQuad({0, 1, 2});
     const RTriangle* pRT = mesh.getTriangle(0);

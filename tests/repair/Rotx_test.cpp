@@ -4,6 +4,7 @@
 
 #include <map>
 
+#include "repair/Top.h"
 #include "support/capture.h"
 #include "support/digest.h"
 #include "topology/TestMesh.h"

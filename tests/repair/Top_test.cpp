@@ -85,17 +85,6 @@ TEST(Top, unifyDiagonalsKeepsTheOtherDiagonalAndFillsItsGap) {
     EXPECT_EQ(m.triangles().size(), 2u);
 }
 
-TEST(Top, unifyDiagonalsLeavesAQuadWithoutCrossingAndOneAcrossTwoPlanes) {
-    TopMesh m(3);
-    m.quad(a, p, b, q);
-    m.tri({0, 0, 1}, {1, 1, 1}, {0, 1, 1});
-    m.tri({0, 0, 1}, {1, 1, 1}, {1, 0, 1});
-    m.tri(p, {0, 0, 2}, {2, 2, 2});
-    const auto before = m.cornersNow();
-    m.top.unifyDiagonals();
-    EXPECT_EQ(m.cornersNow(), before);
-}
-
 //   0 --- 2      The triangle (0 1 2) is flat: 1 lies on the line from 0 to 2.
 //    \ 1 /       It goes, and the one below is split at 1.
 //     \ /
@@ -108,21 +97,6 @@ TEST(Top, killDegenerateSplitsTheNeighbourOfAFlatTriangleOrKillsIt) {
     m.tri({0, 0, 3}, {1, 0, 3}, {2, 0, 3});  // flat, with a border along its longest edge
     m.top.killDegenerate();
     EXPECT_EQ(m.cornersNow(), m.cornersOf({{v0, v1, v3}, {v1, v2, v3}}));
-}
-
-//     .  1  .      T = (0 1 2) borders at (0,2) only, and hangs between two fans of
-//    / / T \ \     three on (0,1) and (1,2): it goes, the other borders are listed.
-//   . 0 --- 2 .
-TEST(Top, aTriangleWithOneBorderBetweenTwoFansIsKilled) {
-    TopMesh m(4);
-    const Cell v0{0, 0, 0}, v1{1, 1, 0}, v2{2, 0, 0}, l1{0, 2, 1}, l2{0, 2, 2}, r1{2, 2, 1}, r2{2, 2, 2};
-    m.tri(v0, v1, v2);
-    for (const Cell& l : {l1, l2}) m.tri(v0, v1, l);
-    for (const Cell& r : {r1, r2}) m.tri(v1, v2, r);
-    std::vector<CEdge*> vBorder;
-    m.top.getBordersKillDeg1nn(vBorder);
-    EXPECT_EQ(m.cornersNow(), m.cornersOf({{v0, v1, l1}, {v0, v1, l2}, {v1, v2, r1}, {v1, v2, r2}}));
-    EXPECT_EQ(vBorder, m.edgesOfDegree(1));
 }
 
 //   A flap (0 1 4) on the edge of two triangles (0 1 2), (0 1 3): its tip 4 is put
@@ -173,30 +147,6 @@ TEST(Top, fringesGoBySizeAndBorder) {
         m.top.killTinyBorderPatches(c.limit);
         EXPECT_EQ(m.triangles().empty(), c.bKilled) << c.hi[0] << c.hi[1];
     }
-}
-
-//    2 --- 1       A fan of six around 6, above the limit. Its fringes are a flap of two
-//   / \   / \      upright on the spoke (0,6), and two single triangles on the rim (2,3):
-//  3 --- 6 --- 0   once the first is gone, the second is a part of the surface and stays.
-//   \   / \   /
-//    4 --- 5
-TEST(Top, aFringeGoesUpToItsSeamAndTheLastOneAtARimStays) {
-    TopMesh m(5);
-    const Cell rim[6] = {{4, 2, 0}, {3, 4, 0}, {1, 4, 0}, {0, 2, 0}, {1, 0, 0}, {3, 0, 0}};
-    const Cell v6{2, 2, 0}, flap0{4, 2, 1}, flap1{2, 2, 1}, first{0, 4, 1}, second{0, 4, 2};
-    for (std::size_t i = 0; i < 6; ++i) m.tri(rim[i], rim[(i + 1) % 6], v6);
-    m.tri(rim[0], v6, flap0);
-    m.tri(v6, flap1, flap0);
-    m.tri(rim[2], rim[3], second);
-    m.tri(rim[2], rim[3], first);
-    m.top.killTinyBorderPatches(5);
-    EXPECT_EQ(m.cornersNow(), m.cornersOf({{rim[0], rim[1], v6},
-                                           {rim[1], rim[2], v6},
-                                           {rim[2], rim[3], v6},
-                                           {rim[3], rim[4], v6},
-                                           {rim[4], rim[5], v6},
-                                           {rim[5], rim[0], v6},
-                                           {rim[2], rim[3], second}}));
 }
 
 namespace {
@@ -317,39 +267,6 @@ TEST(Top, aBlisterLosesItsFloor) {
     }
 }
 
-//     001 ---- 101     Six cells of a block, by x y z: four triangles on two faces.
-//    /  |     /  |     The two missing cells, 011 and 111, come; those across, 000 and
-//   .  000 --.- 100    100, stay, as each sees one wide empty region. The added ones
-//     /        /       collapse onto neighbours, and the surface of the full block is
-//   010 ---- 110       left as that of a prism.
-TEST(Top, cbsCompleteFillsABlockAndCollapsesTheAddedCells) {
-    const auto cell = [](int n) { return packRCD(100 + (n >> 2 & 1), 100 + (n >> 1 & 1), 100 + (n & 1)); };
-    VoxelMesh m({cell(0b000), cell(0b001), cell(0b010), cell(0b100), cell(0b101), cell(0b110)}, 0.1);
-    const auto expectTriangles = [&](const std::vector<std::array<int, 3>>& vT) {
-        std::vector<VoxelMesh::Corners> vExpected;
-        for (const auto& t : vT) {
-            vExpected.push_back(
-                {m.calc.rcdToCcd(cell(t[0])), m.calc.rcdToCcd(cell(t[1])), m.calc.rcdToCcd(cell(t[2]))});
-            std::sort(vExpected.back().begin(), vExpected.back().end());
-        }
-        std::sort(vExpected.begin(), vExpected.end());
-        EXPECT_EQ(m.unorientedCorners(), vExpected);
-    };
-    expectTriangles({{0b000, 0b001, 0b101}, {0b000, 0b100, 0b101}, {0b000, 0b010, 0b110}, {0b000, 0b100, 0b110}});
-    Top(m.pMesh.get(), &m.calc).cbsComplete(m.pVoro.get());
-    expectTriangles({{0b000, 0b001, 0b010},
-                     {0b100, 0b101, 0b110},  // ends
-                     {0b000, 0b001, 0b100},
-                     {0b001, 0b100, 0b101},  // low y
-                     {0b000, 0b010, 0b100},
-                     {0b010, 0b100, 0b110},  // low z
-                     {0b001, 0b010, 0b110},
-                     {0b001, 0b101, 0b110}});  // the slope
-    EXPECT_EQ(m.pVoro->getCells().size(), 8u);
-    m.pVoro->dropCellsWithoutBundle();
-    EXPECT_EQ(m.pVoro->getCells().size(), 6u);
-}
-
 TEST(Top, orientationTakesEachTriangleOnce) {
     TopMesh m(6);
     m.box({0, 0, 0}, {3, 3, 3});
@@ -405,25 +322,6 @@ TEST(Top, anEvilEdgeLosesTheCurtainAndWhatDangles) {
     c.expectLeft({c.T, c.N, c.M, c.n, c.m}, {c.n, c.m});
     // With N gone, (4,5) is an edge of three with a border at 5, and loses n.
     c.expectLeft({c.T, c.N, c.M, c.n, c.m, c.body2}, {c.m, c.body2});
-}
-
-//       2        Three triangles around 0, and a fin (0 1 4) on the spoke (0,1): its border
-//     / | \      (0,4) is the only one at 0. All three on the spoke are loose, and the
-//    /  0  \     smallest goes. Without (0 2 3) three borders meet at 0 and at 1, and the
-//   / /   \ \    spoke is not evil.
-//  1 ------- 3
-TEST(Top, ofLooseTrianglesAtAnEvilEdgeTheSmallestGoes) {
-    const Cell v0{2, 1, 0}, v1{0, 0, 0}, v2{2, 4, 0}, v3{4, 0, 0}, low{1, 1, 1}, high{1, 1, 4};
-    for (const Cell& v4 : {low, high}) {
-        const Shape fin{{v0, v1, v4}}, below{{v0, v1, v3}}, left{{v0, v1, v2}}, right{{v0, v2, v3}};
-        TopMesh m(5), open(5);
-        m.add(join({left, right, below, fin}));
-        m.top.removeEvilDeg3();
-        EXPECT_EQ(m.cornersNow(), m.cornersOf(join({left, right, v4 == low ? below : fin})));
-        open.add(join({left, below, fin}));
-        open.top.removeEvilDeg3();
-        EXPECT_EQ(open.cornersNow(), open.cornersOf(join({left, below, fin})));
-    }
 }
 
 TEST(Top, equalVerticesComeApartAndLoseTheirColour) {

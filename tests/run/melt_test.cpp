@@ -14,14 +14,6 @@ using zef_test::soupOf;
 
 namespace {
 
-std::vector<Point3> cornersOf(const Mesh& mesh) {
-    std::vector<Point3*> vPointers;
-    mesh.getTriangles(vPointers);
-    std::vector<Point3> vCorners;
-    for (const Point3* p : vPointers) vCorners.push_back(*p);
-    return vCorners;
-}
-
 double distanceToBox(const Point3& p, double half) {
     const double m = std::max({std::abs(p.px), std::abs(p.py), std::abs(p.pz)});
     return std::abs(m - half);
@@ -36,22 +28,6 @@ std::vector<Point3> verticesOf(const Mesh& mesh) {
 }
 
 }  // namespace
-
-TEST(Melt, closedSoupComesOutAsOneClosedBody) {
-    std::vector<Point3> vTorus = soupOf(zef_test::torus(120, 60, 1.0, 0.4));
-    const std::shared_ptr<Mesh> pMesh = melt(vTorus, 0.03, 361.0);
-    ASSERT_TRUE(pMesh);
-    ManifoldReport manifold;
-    makeManifold(pMesh, manifold);
-    const MeshReport report = checkMesh(*pMesh);
-    EXPECT_EQ(report.euler, 0);
-    EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented);
-    EXPECT_NEAR(report.volume, 2 * M_PI * M_PI * 0.16, 0.02 * 3.158);
-    for (const Point3& p : verticesOf(*pMesh)) {
-        const double ring = std::sqrt(p.px * p.px + p.py * p.py) - 1.0;
-        EXPECT_NEAR(std::sqrt(ring * ring + p.pz * p.pz), 0.4, 0.03);
-    }
-}
 
 TEST(Melt, sharpEdgesOfABoxStaySharp) {
     std::vector<Point3> vBox = soupOf(zef_test::box({-1, -1, -1}, {1, 1, 1}));
@@ -76,32 +52,13 @@ TEST(Melt, overlappingBoxesComeOutAsTheirUnionAndTheirIntersection) {
     std::vector<Point3> vBoxes = soupOf(zef_test::box({-1, -1, -1}, {1, 1, 1}));
     const std::vector<Point3> vSecond = soupOf(zef_test::box({-0.2, -0.3, -0.4}, {1.8, 1.7, 1.6}));
     vBoxes.insert(vBoxes.end(), vSecond.begin(), vSecond.end());
-    const std::shared_ptr<Mesh> pMesh = melt(vBoxes, 0.0501, 45.0);
-    ASSERT_TRUE(pMesh);
-    ManifoldReport manifold;
-    makeManifold(pMesh, manifold);
-    const MeshReport report = checkMesh(*pMesh);
-    EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented);
+    const MeshReport report = check(melt(vBoxes, {.spacing = 0.0501}));
+    EXPECT_TRUE(report.closed && report.manifold && report.oriented);
     ASSERT_EQ(report.numComponents, 2u);
     const double shared = 1.2 * 1.3 * 1.4;
-    const auto [inner, outer] = std::minmax(report.vComponents[0].volume, report.vComponents[1].volume);
+    const auto [inner, outer] = std::minmax(report.components[0].volume, report.components[1].volume);
     EXPECT_NEAR(outer, 16.0 - shared, 0.01 * 16.0);
     EXPECT_NEAR(inner, shared, 0.02 * shared);
-}
-
-// Once melted, there is no further change.
-TEST(ToCloud, findsAsManyCellsOnAMeltedMeshAsOnThatMeltedAgain) {
-    std::vector<Point3> vCorners = soupOf(zef_test::icosphere(4));
-    std::vector<double> vNumCells;
-    for (int round = 0; round < 3; ++round) {
-        std::vector<Point3> vCells;
-        toCloud(vCorners, 0.06, 45.0, vCells);
-        vNumCells.push_back(static_cast<double>(vCells.size()));
-        vCorners = cornersOf(*melt(vCorners, 0.06, 45.0));
-    }
-    EXPECT_GT(vNumCells[0], 0.85 * vNumCells[1]);  // a coarse mesh shows fewer of the cells that it touches
-    EXPECT_LE(vNumCells[0], vNumCells[1]);
-    EXPECT_NEAR(vNumCells[2], vNumCells[1], 0.02 * vNumCells[1]);
 }
 
 TEST(ToCloud, appendsOneSamplePerTouchedCell) {

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <stdexcept>
 #include <utility>
 
 #include "support/capture.h"
@@ -45,11 +44,12 @@ std::vector<Point3> torus(int numRings) {
     return vPoints;
 }
 
-std::shared_ptr<Mesh> reconstructed(std::vector<Point3> vPoints, double factor, int growSteps = 0) {
+TriangleMesh reconstructed(const std::vector<Point3>& vPoints, double factor) {
     ReconstructOptions options;
     options.factor = factor;
-    options.growSteps = growSteps;
-    return reconstruct(vPoints, options);
+    options.growSteps = 0;
+    options.mend = false;
+    return reconstruct(vPoints, options).mesh;
 }
 
 // Positions and indices, to compare meshes bit for bit.
@@ -61,32 +61,15 @@ std::pair<std::vector<Point3>, std::vector<int>> contentOf(const Mesh& mesh) {
     return content;
 }
 
-struct Cancelled : std::runtime_error {
-    Cancelled() : std::runtime_error("cancelled") {}
-};
-
-// Throws at its n-th update.
-struct Canceller : ProgressBase {
-    int updatesLeft;
-    std::string lastName;
-    explicit Canceller(int n) : updatesLeft(n) {}
-    void update(const std::string& name, double value) override {
-        EXPECT_GE(value, 0.0);
-        EXPECT_LE(value, 1.0);
-        lastName = name;
-        if (--updatesLeft == 0) throw Cancelled();
-    }
-};
-
 }  // namespace
 
 TEST(Reconstruct, shapesComeOutWithTheirGenusAndBorders) {
     for (const bool bTorus : {false, true}) {
-        const MeshReport report = checkMesh(*reconstructed(bTorus ? torus(120) : sphere(30000, 0.0), 1.3));
+        const MeshReport report = check(reconstructed(bTorus ? torus(120) : sphere(30000, 0.0), 1.3));
         EXPECT_EQ(report.euler, bTorus ? 0 : 2);
-        EXPECT_TRUE(report.bClosed && report.bManifold && report.bOriented);
+        EXPECT_TRUE(report.closed && report.manifold && report.oriented);
     }
-    const MeshReport bowl = checkMesh(*reconstructed(sphere(30000, 0.0, 0.0), 1.3));
+    const MeshReport bowl = check(reconstructed(sphere(30000, 0.0, 0.0), 1.3));
     EXPECT_EQ(bowl.euler, 1);
     EXPECT_GT(bowl.numBorderEdges, 50u);
     EXPECT_LT(bowl.area, 2.0 * M_PI * 1.05);
@@ -95,24 +78,21 @@ TEST(Reconstruct, shapesComeOutWithTheirGenusAndBorders) {
 TEST(Reconstruct, verticesLieOnTheSurfaceAndKeepItsColour) {
     std::vector<Point3> vPoints = sphere(20000, 0.002);
     for (Point3& p : vPoints) p.setColor(p.pz > 0 ? 200 : 50, 100, 7, 255);
-    ReconstructInfo info;
     ReconstructOptions options;
     options.factor = 1.2;
     options.growSteps = 0;
     const std::vector<Point3> vBefore = vPoints;
-    const std::shared_ptr<Mesh> pMesh = reconstruct(vPoints, options, &info);
+    const Reconstruction made = reconstruct(vPoints, options);
     EXPECT_EQ(vPoints, vBefore);
-    EXPECT_EQ(info.numPoints, vPoints.size());
-    EXPECT_DOUBLE_EQ(info.usedSpacing, info.measuredSpacing * 1.2);
-    std::vector<Point3*> vVertices;
-    pMesh->getPoints(vVertices);
-    ASSERT_GT(vVertices.size(), 3000u);
-    for (const Point3* pVertex : vVertices) {
-        EXPECT_NEAR((*pVertex - Point3()).length(), 1.0, 0.5 * info.usedSpacing);
-        ASSERT_TRUE(pVertex->hasColor());
-        EXPECT_EQ(pVertex->g, 100);
-        if (std::abs(pVertex->pz) <= 5 * info.usedSpacing) continue;
-        EXPECT_EQ(pVertex->r, pVertex->pz > 0 ? 200 : 50);
+    EXPECT_EQ(made.numPoints, vPoints.size());
+    EXPECT_DOUBLE_EQ(made.spacing, made.measuredSpacing * 1.2);
+    ASSERT_GT(made.mesh.vertices.size(), 3000u);
+    for (const Point3& vertex : made.mesh.vertices) {
+        EXPECT_NEAR((vertex - Point3()).length(), 1.0, 0.5 * made.spacing);
+        ASSERT_TRUE(vertex.hasColor());
+        EXPECT_EQ(vertex.g, 100);
+        if (std::abs(vertex.pz) <= 5 * made.spacing) continue;
+        EXPECT_EQ(vertex.r, vertex.pz > 0 ? 200 : 50);
     }
 }
 
@@ -128,15 +108,12 @@ TEST(Reconstruct, sheetsFaceToFaceAreNotJoinedAtTheirRims) {
         }
         ReconstructOptions options;
         options.spacing = 1.0;
-        const std::shared_ptr<Mesh> pMesh = reconstruct(vPoints, options);
-        const MeshReport report = checkMesh(*pMesh);
+        options.mend = false;
+        const TriangleMesh mesh = reconstruct(vPoints, options).mesh;
+        const MeshReport report = check(mesh);
         EXPECT_EQ(report.numComponents, 2u) << distance;
         EXPECT_EQ(report.numBorderLoops, 2u) << distance;
-        std::vector<Point3*> vVertices;
-        pMesh->getPoints(vVertices);
-        for (const Point3* p : vVertices) {
-            EXPECT_LT(std::min(std::abs(p->pz), std::abs(p->pz - distance)), 1.0);
-        }
+        for (const Point3& p : mesh.vertices) EXPECT_LT(std::min(std::abs(p.pz), std::abs(p.pz - distance)), 1.0);
     }
 }
 
@@ -152,37 +129,13 @@ TEST(Reconstruct, aCrackBetweenTwoSheetsCloses) {
         }
         ReconstructOptions options;
         options.spacing = 1.0;
-        const std::shared_ptr<Mesh> pJoined = reconstruct(vPoints, options);
-        ManifoldReport mended;
-        makeManifold(pJoined, mended);
-        const MeshReport joined = checkMesh(*pJoined);
+        const MeshReport joined = check(reconstruct(vPoints, options).mesh);
         EXPECT_EQ(joined.numComponents, 1u) << width;
         EXPECT_EQ(joined.numBorderLoops, 1u) << width;
         EXPECT_NEAR(joined.area, (41.3 + width) * 41.3, 80.0) << width;
         options.growSteps = 1;
-        EXPECT_EQ(checkMesh(*reconstruct(vPoints, options)).numComponents, 2u) << width;
-    }
-}
-
-TEST(Reconstruct, aMissingCapClosesIfGapsAreFilledAndStaysOpenElse) {
-    const double spacing = 0.0257;
-    for (const double noise : {0.0, 0.005}) {
-        const std::vector<Point3> vWhole = sphere(40000, noise);
-        for (const double radius : {5.0, 10.0}) {
-            std::vector<Point3> vPoints;
-            for (const Point3& p : vWhole) {
-                if ((p - Point3(0, 0.6, 0.8)).length() > radius * spacing) vPoints.push_back(p);
-            }
-            ReconstructOptions options;
-            options.spacing = spacing;
-            const MeshReport closed = checkMesh(*reconstruct(vPoints, options));
-            EXPECT_EQ(closed.euler, 2) << radius;
-            EXPECT_TRUE(closed.bClosed && closed.bManifold) << radius;
-            options.growSteps = 0;
-            const MeshReport open = checkMesh(*reconstruct(vPoints, options));
-            EXPECT_EQ(open.euler, 1) << radius;
-            EXPECT_GT(static_cast<double>(open.numBorderEdges), 4 * radius) << radius;
-        }
+        options.mend = false;
+        EXPECT_EQ(check(reconstruct(vPoints, options).mesh).numComponents, 2u) << width;
     }
 }
 
@@ -216,28 +169,6 @@ TEST(Reconstruct, nothingToDoIsAMessageAndNoMesh) {
     EXPECT_NE(printedText([&] { pMesh = reconstruct_abs(vPoints, false, 100.0, 0); }).find("Nothing to do (bad input?"),
               std::string::npos);
     EXPECT_FALSE(pMesh);
-}
-
-TEST(Reconstruct, canBeCancelledAnywhereAndRunAgain) {
-    const std::vector<Point3> vPoints = sphere(3000, 0.01);
-    const auto expected = contentOf(*reconstructed(vPoints, 1.2));
-    int numCancelled = 0;
-    for (int n = 1;; n += 1 + n / 4) {
-        Canceller canceller(n);
-        subscribe(&canceller);
-        bool bDone = false;
-        try {
-            bDone = contentOf(*reconstructed(vPoints, 1.2)) == expected;
-        } catch (const Cancelled&) {
-            ++numCancelled;
-        }
-        unsubscribe();
-        EXPECT_EQ(canceller.lastName, "Reconstruct");
-        if (bDone) break;
-        ASSERT_LT(n, 100000);
-    }
-    EXPECT_GT(numCancelled, 10);
-    EXPECT_EQ(contentOf(*reconstructed(vPoints, 1.2)), expected);
 }
 
 TEST(Reconstruct, aRefusedLicenceThrowsAndSaysSo) {

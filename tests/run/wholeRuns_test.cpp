@@ -11,7 +11,6 @@
 
 #include "support/digest.h"
 #include "support/shapes.h"
-#include "support/threads.h"
 
 using namespace QUOR_ZEF;
 using namespace zef_test;
@@ -19,10 +18,9 @@ using namespace zef_test;
 namespace {
 
 using Values = std::vector<std::uint64_t>;
-using Result = std::shared_ptr<Mesh>;
 
 // Even samples of the unit sphere with noise, a cap cut off, half of them coloured.
-Result sphere(int numPoints, double noise, int growSteps, double maxZ = 2.0) {
+TriangleMesh sphere(const Context& context, int numPoints, double noise, int growSteps, double maxZ = 2.0) {
     std::mt19937 random(11);
     std::vector<Point3> vPoints;
     for (int i = 0; i < numPoints; ++i) {
@@ -37,67 +35,72 @@ Result sphere(int numPoints, double noise, int growSteps, double maxZ = 2.0) {
     ReconstructOptions options;
     options.factor = 1.2;
     options.growSteps = growSteps;
-    return reconstruct(vPoints, options);
+    options.mend = false;
+    return reconstruct(vPoints, options, context).mesh;
 }
 
-Result rough() {
-    return sphere(9000, 0.008, 0);
+TriangleMesh rough(const Context& context) {
+    return sphere(context, 9000, 0.008, 0);
 }
 
-Result reducedTo(std::size_t numTriangles, double maxError) {
-    const Result pMesh = rough();
+TriangleMesh simplified(const Context& context, std::size_t numTriangles, double maxError) {
+    TriangleMesh mesh = rough(context);
     ReduceOptions options;
     options.targetTriangles = numTriangles;
     if (maxError > 0.0) options.maxError = maxError;
-    reduceTo(pMesh, options);
-    return pMesh;
+    simplify(mesh, options, context);
+    return mesh;
 }
 
-Result after(const Result& pMesh, const std::function<void(const Result&)>& fn) {
-    fn(pMesh);
-    return pMesh;
+template <class Fn>
+TriangleMesh after(TriangleMesh mesh, const Fn& fn) {
+    fn(mesh);
+    return mesh;
 }
 
 }  // namespace
 
 TEST(WholeRuns, giveTheRecordedTrianglesAndTheSameBytesForAnyNumberOfThreads) {
-    const std::tuple<const char*, std::uint64_t, std::function<Result()>> vRuns[] = {
-        {"clean", 0xf39b5b4223347336u, [] { return sphere(12000, 0.0, 5); }},
-        {"noisy", 0xd654d6276abe7998u, [] { return sphere(12000, 0.01, 0); }},
-        {"filled", 0xee8f8700f5892330u, [] { return sphere(12000, 0.01, 8, 0.9); }},
-        {"bowl", 0x6b3ea624990d978bu, [] { return sphere(12000, 0.003, 3, 0.2); }},
+    using Fn = std::function<TriangleMesh(const Context&)>;
+    const std::tuple<const char*, std::uint64_t, Fn> vRuns[] = {
+        {"clean", 0xf39b5b4223347336u, [](const Context& c) { return sphere(c, 12000, 0.0, 5); }},
+        {"noisy", 0xd654d6276abe7998u, [](const Context& c) { return sphere(c, 12000, 0.01, 0); }},
+        {"filled", 0xee8f8700f5892330u, [](const Context& c) { return sphere(c, 12000, 0.01, 8, 0.9); }},
+        {"bowl", 0x6b3ea624990d978bu, [](const Context& c) { return sphere(c, 12000, 0.003, 3, 0.2); }},
         {"melted", 0x9843a4aa32cca539u,
-         [] {
+         [](const Context& c) {
              std::vector<Point3> vCorners = soupOf(torus(80, 40, 1.0, 0.4));
              const std::vector<Point3> vBox = soupOf(box({-0.31, -0.52, -0.73}, {0.9, 0.8, 0.7}));
              vCorners.insert(vCorners.end(), vBox.begin(), vBox.end());
-             return melt(vCorners, 0.0501, 45.0);
+             return melt(vCorners, {.spacing = 0.0501, .mend = false}, c);
          }},
         {"mended", 0x69a9dc7adb8f8302u,
-         [] {
-             ManifoldReport report;
-             return after(sphere(9000, 0.012, 0), [&](const Result& p) { makeManifold(p, report); });
+         [](const Context& c) {
+             return after(sphere(c, 9000, 0.012, 0), [&](TriangleMesh& mesh) { mend(mesh, {}, c); });
          }},
-        {"flipped", 0x55654880efbd1990u, [] { return after(rough(), [](const Result& p) { edgeFlips(p); }); }},
-        {"annealed", 0xb155aa7fb3d09c34u, [] { return after(rough(), [](const Result& p) { edgeFlipsSimA(p); }); }},
-        {"reduced", 0x16632abff8ba41e0u, [] { return after(rough(), [](const Result& p) { reduce(p, 0.2, 20.0); }); }},
-        {"to a number", 0x182641b615e84e7eu, [] { return reducedTo(800, 0.0); }},
-        {"to an error", 0xa0da21d4c159e6dcu, [] { return reducedTo(0, 0.02); }}};
+        {"flipped", 0x55654880efbd1990u,
+         [](const Context& c) { return after(rough(c), [&](TriangleMesh& mesh) { flipEdges(mesh, c); }); }},
+        {"annealed", 0xb155aa7fb3d09c34u,
+         [](const Context& c) { return after(rough(c), [&](TriangleMesh& mesh) { anneal(mesh, c); }); }},
+        {"reduced", 0x2f576ecedd2c73fbu,
+         [](const Context& c) {
+             return after(rough(c), [&](TriangleMesh& mesh) { reduceFlat(mesh, {0.2, 20.0}, c); });
+         }},
+        {"to a number", 0x182641b615e84e7eu, [](const Context& c) { return simplified(c, 800, 0.0); }},
+        {"to an error", 0xa0da21d4c159e6dcu, [](const Context& c) { return simplified(c, 0, 0.02); }}};
     for (const auto& [name, expected, run] : vRuns) {
         Values first;
         for (const unsigned numThreads : {1u, 2u, 5u}) {
-            const ThreadCount threads(numThreads);
-            const Result pMesh = run();
-            std::vector<Point3*> vVertices;
-            std::vector<int> vIndices;
-            pMesh->getVertexIndexData(vVertices, vIndices);
-            Values values(vIndices.begin(), vIndices.end());
+            Context context;
+            context.threads = numThreads;
+            const TriangleMesh mesh = run(context);
+            Values values(mesh.indices.begin(), mesh.indices.end());
             if (first.empty()) {
                 EXPECT_EQ(digest(values), expected) << name;
             }
-            for (const Point3* p : vVertices) {
-                for (const double x : {p->px, p->py, p->pz}) values.push_back(std::bit_cast<std::uint64_t>(x));
-                values.push_back(p->hasColor() ? p->r * 65536u + p->b : 1u);
+            for (const Point3& p : mesh.vertices) {
+                for (const double x : {p.px, p.py, p.pz}) values.push_back(std::bit_cast<std::uint64_t>(x));
+                values.push_back(p.hasColor() ? p.r * 65536u + p.b : 1u);
             }
             if (numThreads == 1) first = values;
             EXPECT_TRUE(values == first) << name << ", " << numThreads << " threads";

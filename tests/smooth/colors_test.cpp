@@ -21,7 +21,7 @@ TriangleMesh grayStrip(const std::vector<int>& vBytes) {
 
 std::vector<int> stretched(const std::vector<int>& vBytes, double low, double high) {
     TriangleMesh mesh = grayStrip(vBytes);
-    stretchContrast(mesh, low, high);
+    spreadContrast(mesh, low, high);
     std::vector<int> vResult;
     for (const Point3& p : mesh.vertices)
         if (p.hasColor()) vResult.push_back(p.g);
@@ -34,7 +34,7 @@ TEST(Colors, fillRingByRingWithMeansOfEachNeighbourOnce) {
     TriangleMesh mesh = grayStrip({100});
     mesh.vertices[6].setColor(100, 0, 9, 255);
     mesh.vertices[7].setColor(31, 0, 9, 255);
-    fillColors(mesh);
+    completeColors(mesh);
     // Vertex 1 lies beside 0 and 7, vertex 8 beside 7; the next ring sees their new colours.
     const std::vector<int> vReds = {100, 66, 49, 40, 36, 34, 100, 31, 31, 31, 31, 31};
     for (std::size_t i = 0; i < vReds.size(); ++i) EXPECT_EQ(mesh.vertices[i].r, vReds[i]) << i;

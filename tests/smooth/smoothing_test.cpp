@@ -9,7 +9,7 @@
 #include "geometry/freeFunctions.h"
 #include "smooth/smoothing.h"
 #include "support/shapes.h"
-#include "zef/meshOperations.h"
+#include "zef/refinement.h"
 
 using namespace QUOR_ZEF;
 using namespace zef_test;

@@ -36,7 +36,8 @@ inline std::vector<uint64> drawnCells(unsigned k, unsigned extentX = 16, unsigne
     const unsigned missing = k / 4 % 3 * 40;  // of 1000
     for (unsigned x = 0; x < extentX; ++x) {
         for (unsigned y = 0; y < extentY; ++y) {
-            const unsigned height = 4 + draws.below(2 + k / 8 % 2) + draws.below(2);
+            unsigned height = 4 + draws.below(2 + k / 8 % 2);
+            height += draws.below(2);
             for (unsigned z = 0; z < 14; ++z) {
                 const int dx = 2 * int(x) - 15, dy = 2 * int(y) - 13, dz = 2 * int(z) - 13;
                 const int r2 = dx * dx + dy * dy + dz * dz;

@@ -3,27 +3,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <csignal>
 #include <string>
 
-#include "support/tempFolder.h"
+#include "tool/toolRun.h"
 
 using zef_test::TempFolder;
 
 namespace {
-
-// Large enough that no moment is over before the signal comes.
-std::string sheetText() {
-    std::string text;
-    for (int y = 0; y < 400; ++y) {
-        for (int x = 0; x < 400; ++x) {
-            const double z = 0.2 * std::sin(0.015 * x) * std::cos(0.011 * y);
-            text += std::to_string(0.01 * x) + " " + std::to_string(0.01 * y) + " " + std::to_string(z) + "\n";
-        }
-    }
-    return text;
-}
 
 struct Ending {
     int status = -1;
@@ -65,7 +52,8 @@ Ending interruptAt(const std::string& mark, const std::string& in, const std::st
 TEST(ToolInterrupt, leavesTheOldFileOrWritesTheWholeNewOne) {
     const TempFolder folder;
     const std::string old = "ply\n";
-    const std::string in = folder.put("sheet.xyz", sheetText());
+    // Large enough that no moment is over before the signal comes.
+    const std::string in = folder.put("sheet.xyz", zef_test::sheetText(400, 0.01));
     for (const std::string mark : {"reading", "reconstructing", " % ", "counting", "writing"}) {
         const std::string out = folder.put("mesh.ply", old);
         const Ending ending = interruptAt(mark, in, out);

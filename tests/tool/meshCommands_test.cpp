@@ -4,43 +4,24 @@
 #include <cmath>
 #include <sstream>
 
-#include "failures.h"
-#include "io/loadCloud.h"
 #include "support/shapes.h"
 #include "tool/toolRun.h"
-#include "triangles.h"
+#include "zef/files.h"
 
+using zef_test::quoted;
 using zef_test::runTool;
 using zef_test::TempFolder;
 using zef_test::ToolRun;
 
 namespace {
 
-std::string quoted(const std::string& path) {
-    return "'" + path + "'";
-}
-
 std::string objText(const zef_test::Shape& shape) {
     std::ostringstream text;
-    for (const QUOR_ZEF::Point3& p : shape.vertices) text << "v " << p.px << " " << p.py << " " << p.pz << "\n";
+    for (const zef::Point3& p : shape.vertices) text << "v " << p.px << " " << p.py << " " << p.pz << "\n";
     for (std::size_t i = 0; i < shape.triples.size(); i += 3) {
         text << "f";
         for (std::size_t corner = 0; corner < 3; ++corner) text << " " << shape.triples[i + corner] + 1;
         text << "\n";
-    }
-    return text.str();
-}
-
-// A box from the origin as polygons, which share no vertices with each other.
-std::string boxText(double x, double y, double z) {
-    constexpr int sides[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4}, {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
-    std::ostringstream text;
-    for (const auto& side : sides) {
-        for (const int corner : side) {
-            text << "v " << (corner & 1 ? x : 0.0) << " " << (corner & 2 ? y : 0.0) << " " << (corner & 4 ? z : 0.0)
-                 << "\n";
-        }
-        text << "f -4 -3 -2 -1\n";
     }
     return text.str();
 }
@@ -57,10 +38,6 @@ struct ChangeCase {
     bool bFewer;         // triangles go
     double volumeShare;  // at least, of the volume before
 };
-
-void PrintTo(const ChangeCase& change, std::ostream* pOut) {
-    *pOut << change.name;
-}
 
 class ToolChange : public testing::TestWithParam<ChangeCase> {};
 
@@ -82,7 +59,7 @@ TEST_P(ToolChange, keepsABodyClosedAndReportsWhatCheckFinds) {
     EXPECT_EQ(after["euler"], before["euler"]);
     EXPECT_EQ(after["triangles"] < before["triangles"], change.bFewer);
     EXPECT_GE(after["volume"].get<double>(), change.volumeShare * before["volume"].get<double>());
-    EXPECT_NE(zef_test::contentOf(in), zef_test::contentOf(out));
+    EXPECT_EQ(runTool("check --json --deep " + quoted(out)).report()["self_intersections"], 0);
 }
 
 TEST_P(ToolChange, refusesWhatTheOtherCommandsRefuse) {
@@ -108,7 +85,6 @@ INSTANTIATE_TEST_SUITE_P(Commands, ToolChange,
                                          ChangeCase{"reduce", "reduce --max-turn 15", true, 0.7},
                                          ChangeCase{"reduceTarget", "reduce --target 30%", true, 0.9},
                                          ChangeCase{"reduceError", "reduce --error 0.02", true, 0.9},
-                                         ChangeCase{"reduceShort", "reduce --max-length 0.01", false, 1.0},
                                          ChangeCase{"smooth", "smooth --steps 3", false, 0.8},
                                          ChangeCase{"smoothKept", "smooth --steps 5 --keep-volume", false, 0.995},
                                          ChangeCase{"melt", "melt --spacing 0.3", true, 0.8}),
@@ -125,10 +101,8 @@ TEST(ToolReduce, reachesTargetsAndTellsTheError) {
     const nlohmann::json bound = runTool("reduce --json --error 0.01 " + in + out).report();
     EXPECT_LE(bound["error"], 0.01);
     EXPECT_LT(bound["triangles"], 1000);
-    for (const std::string wrong : {"--target 0", "--target 1.5", "--target 101%", "--target all", "--error 0",
-                                    "--error nan", "--target 10% --max-turn 5"}) {
+    for (const std::string wrong : {"--target 0", "--target 101%", "--error nan", "--target 10% --max-turn 5"})
         EXPECT_EQ(runTool("reduce " + wrong + " " + in + out).status, 2) << wrong;
-    }
 }
 
 // Around a tube of three sides, merges by turn put two rings of triangles on one edge.
@@ -145,7 +119,7 @@ TEST(ToolReduce, mendsWhatMergesByTurnLeaveNonManifold) {
 TEST(ToolReconstruct, smoothsFlipsAndReducesInOneCall) {
     const TempFolder folder;
     std::string points;
-    for (const QUOR_ZEF::Point3& p : zef_test::icosphere(4).vertices)
+    for (const zef::Point3& p : zef_test::icosphere(4).vertices)
         points += std::to_string(p.px) + " " + std::to_string(p.py) + " " + std::to_string(p.pz) + "\n";
     const std::string in = quoted(folder.put("ball.xyz", points)), out = folder.name("out.ply");
     const ToolRun run = runTool("reconstruct --json --smooth-steps 2 --flip --reduce 20% --reduce-error 0.5 " + in +
@@ -158,71 +132,32 @@ TEST(ToolReconstruct, smoothsFlipsAndReducesInOneCall) {
         EXPECT_TRUE(run.report()["stages"].contains(stage)) << stage;
 }
 
-TEST(ToolColour, fillsAndStretches) {
+TEST(ToolColour, wantsToKnowWhatToDo) {
     const TempFolder folder;
-    std::ostringstream off;
-    off << "COFF\n4 2 0\n0 0 0 100 100 100 255\n1 0 0 100 120 110 255\n1 1 0 116 120 100 255\n0 1 0 110 120 112 255\n"
-        << "3 0 1 2\n3 0 2 3\n";
-    const std::string in = quoted(folder.put("in.off", off.str())), out = folder.name("out.obj");
-    const ToolRun run = runTool("colour --json --contrast 0 0 " + in + " -o " + quoted(out));
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.report()["coloured_vertices"], 4);
-    const std::string text = folder.get("out.obj");
-    EXPECT_NE(text.find("v 0 0 0 0 0 0"), std::string::npos) << text;
-    EXPECT_NE(text.find("v 1 0 0 0 1 0.50"), std::string::npos) << text;
-    EXPECT_EQ(runTool("colour --fill " + in + " -o " + quoted(out)).status, 0);
-    EXPECT_EQ(runTool("colour " + in + " -o " + quoted(out)).status, 2);
-    EXPECT_EQ(runTool("colour --contrast 0 2 " + in + " -o " + quoted(out)).status, 2);
+    const std::string in = quoted(folder.put("in.off", "COFF\n3 1 0\n0 0 0 9 9 9 9\n1 0 0\n0 1 0 9 9 9 9\n3 0 1 2\n"));
+    const std::string command = "colour --json " + in + " -o " + quoted(folder.name("out.ply"));
+    EXPECT_EQ(runTool(command + " --fill").report()["coloured_vertices"], 3);
+    EXPECT_EQ(runTool(command).status, 2);
+    EXPECT_EQ(runTool(command + " --contrast 0 2").status, 2);
 }
 
-TEST(ToolMelt, closesABoxOfLoosePolygonsAndKeepsItsEdges) {
+TEST(ToolResample, tellsTheSpacingAndWritesPoints) {
     const TempFolder folder;
-    const std::string in = folder.put("box.obj", boxText(1.0, 0.8, 0.6)), out = folder.name("out.ply");
-    const ToolRun run = runTool("melt --json --spacing 0.05 " + quoted(in) + " -o " + quoted(out));
+    const std::string in = quoted(folder.put("ball.obj", objText(zef_test::icosphere(3)))), out = folder.name("a.ply");
+    const ToolRun run = runTool("resample --json " + in + " -o " + quoted(out));
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.report()["spacing"], 0.05);
-    const nlohmann::json check = checked(out, 0);
-    EXPECT_EQ(check["components"], 1);
-    EXPECT_NEAR(check["volume"].get<double>(), 0.48, 0.005);
+    EXPECT_DOUBLE_EQ(run.report()["spacing"], 2.0 / 200) << "the default";
+    EXPECT_EQ(run.report()["points"], zef::readPoints(out).points.size());
 }
 
-TEST(ToolResample, laysAPointInEachCellOfTheSurface) {
+TEST(ToolTriangles, refusesPoints) {
     const TempFolder folder;
-    const std::string in = folder.put("box.obj", boxText(1.0, 0.1, 0.1)), out = folder.name("cloud.ply");
-    const ToolRun run = runTool("resample --json " + quoted(in) + " -o " + quoted(out));
-    ASSERT_EQ(run.status, 0) << run.err;
-    const double spacing = run.report()["spacing"];
-    EXPECT_DOUBLE_EQ(spacing, 1.0 / 200) << "the default";
-    QUOR_ZEF::CloudFile cloud;
-    ASSERT_TRUE(QUOR_ZEF::loadCloud(out, cloud)) << cloud.error;
-    EXPECT_EQ(run.report()["points"], cloud.vPoints.size());
-    EXPECT_NEAR(static_cast<double>(cloud.vPoints.size()) * spacing * spacing, 0.42, 0.05);
-    double farthest = 0.0;  // from the surface
-    for (const QUOR_ZEF::Point3& p : cloud.vPoints) {
-        const double x = std::min(p.px, 1.0 - p.px), y = std::min(p.py, 0.1 - p.py), z = std::min(p.pz, 0.1 - p.pz);
-        farthest = std::max(farthest, std::abs(std::min({x, y, z})));
-    }
-    EXPECT_LT(farthest, 1e-6);
-    EXPECT_EQ(runTool("resample " + quoted(in) + " -o " + quoted(folder.name("out.stl"))).status, 2);
-}
-
-TEST(ToolTriangles, refusesPointsAndIncompleteTriangles) {
-    const TempFolder folder;
-    const std::string points = folder.put("points.xyz", "0 0 0\n1 0 0\n0 1 0\n");
+    const std::string in = quoted(folder.put("points.xyz", "0 0 0\n1 0 0\n0 1 0\n"));
     for (const std::string command : {"melt ", "resample "}) {
-        const ToolRun run = runTool(command + quoted(points) + " -o " + quoted(folder.name("out.ply")));
+        const ToolRun run = runTool(command + in + " -o " + quoted(folder.name("out.ply")));
         EXPECT_EQ(run.status, 1) << command;
         EXPECT_NE(run.err.find("holds points and no triangles"), std::string::npos) << run.err;
-        for (const std::string spacing : {"0", "nan"}) {
-            EXPECT_EQ(runTool(command + "--spacing " + spacing + " a.stl -o b.ply").status, 2);
-        }
     }
-    QUOR_ZEF::CloudFile soup;
-    soup.kind = QUOR_ZEF::CloudFile::Kind::CORNERS;
-    soup.vPoints.resize(6);
-    EXPECT_EQ(cornersOf(soup, "soup.stl").size(), 6u);
-    soup.vPoints.resize(7);
-    EXPECT_THROW(cornersOf(soup, "soup.stl"), Failure);
 }
 
 TEST(ToolHoles, measuresTheBorderAndListsIt) {
@@ -231,15 +166,10 @@ TEST(ToolHoles, measuresTheBorderAndListsIt) {
     const std::string list = folder.name("border.list");
     const ToolRun run = runTool("holes --json " + sheet + " --list " + quoted(list));
     ASSERT_EQ(run.status, 0) << run.err;
-    const nlohmann::json report = run.report();
-    EXPECT_EQ(report["border_loops"], 1);
-    EXPECT_EQ(report["border_edges"], report["border_length"]) << "edges of length one";
-    EXPECT_EQ(report["border_edges"], 14);
-    EXPECT_EQ(report["loops"],
+    EXPECT_EQ(run.report()["border_edges"], run.report()["border_length"]) << "edges of length one";
+    EXPECT_EQ(run.report()["loops"],
               nlohmann::json::parse(R"([{"edges": 14, "length": 14, "box_min": [0, 0, 0], "box_max": [4, 3, 0]}])"));
-    EXPECT_NE(zef_test::contentOf(list).find("LIST"), std::string::npos);
+    EXPECT_NE(zef_test::contentOf(list).find("14 28 1"), std::string::npos);
     EXPECT_EQ(runTool("holes " + sheet + " --list " + quoted(list)).status, 0) << "replaces its own kind";
     EXPECT_EQ(runTool("holes " + sheet + " --list " + sheet).status, 1);
-    const ToolRun ball = runTool("holes --json " + quoted(folder.put("b.obj", objText(zef_test::icosphere(1)))));
-    EXPECT_EQ(ball.report(), nlohmann::json::parse(R"({"border_loops": 0, "border_edges": 0, "loops": []})"));
 }

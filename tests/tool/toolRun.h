@@ -2,10 +2,12 @@
 
 #include <sys/wait.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 
 #include "support/tempFolder.h"
@@ -27,6 +29,22 @@ struct ToolRun {
 inline std::string contentOf(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// A name as one word of the shell.
+inline std::string quoted(const std::string& path) {
+    return "'" + path + "'";
+}
+
+// A slightly wavy sheet of points as lines of text, side times side of them.
+inline std::string sheetText(int side, double step, double offset = 0.0) {
+    std::ostringstream text;
+    text.precision(9);
+    for (int y = 0; y < side; ++y)
+        for (int x = 0; x < side; ++x)
+            text << offset + step * x << " " << offset + step * y << " "
+                 << 0.2 * std::sin(1.5 * step * x) * std::cos(1.1 * step * y) << "\n";
+    return text.str();
 }
 
 // Runs the built tool through the shell; arguments are quoted by the caller.

@@ -60,26 +60,6 @@ TEST(CMesh, anAddedVertexMovesToTheMiddleOfItsRingWithoutColour) {
     EXPECT_EQ(m.at(extra), Point3(5.5, 5.5, 5.5));
 }
 
-// Two neighbours with a sample are too few, so the added ones count as well;
-// with three the added one does not.
-TEST(CMesh, addedNeighboursCountOnlyBesideFewSamples) {
-    for (const int numSampled : {2, 3}) {
-        TestMesh m(5);
-        const std::vector<Cell> vRing = {
-            {4, 4, 4}, {4, 3, 4}, numSampled == 3 ? Cell{4, 3, 3} : Cell{6, 6, 5}, {6, 5, 5}};
-        makeFan(m, vRing);
-        m.at(vRing[0]) = {5.1, 5.5, 5.5};
-        m.at(vRing[1]) = {5.2, 5.5, 5.5};
-        if (numSampled == 3) m.at(vRing[2]) = {5.3, 5.5, 5.5};
-        m->addBundle(m.ccd(6, 5, 5), centre, centre, centre);
-        if (numSampled == 2) m->addBundle(m.ccd(6, 6, 5), centre, centre, centre);
-        if (numSampled == 2) m.at({6, 6, 5}) = {5.4, 5.5, 5.5};
-        m.at({6, 5, 5}) = {5.5, 5.5, 5.5};
-        m->addBundle(m.ccd(extra), centre, centre, centre);
-        EXPECT_NEAR(m.at(extra).x(), numSampled == 3 ? 5.2 : 5.3, 0.003) << numSampled;
-    }
-}
-
 TEST(CMesh, collapsingTakesTheAddedCellOutOfTheMapAndKeepsTheFan) {
     TestMesh m(5);
     makeFan(m, ring);
@@ -100,6 +80,25 @@ TEST(CMesh, collapsingTakesTheAddedCellOutOfTheMapAndKeepsTheFan) {
     m->averageAllBundles();
     m->clear();
     EXPECT_NE(m.cells.get(m.ccd(8, 8, 8)), nullptr);
+}
+
+// The draws go to the added vertices by code, also where a lower one has come later.
+TEST(CMesh, addedVerticesMoveInTheOrderOfTheirCodes) {
+    const Cell other{8, 8, 8};
+    std::vector<Point3> vFirst;
+    for (const bool bLowFirst : {true, false}) {
+        TestMesh m(5);
+        makeFan(m, ring);
+        placeRing(m, 5.6, 5.4, 5.5);
+        for (std::size_t i = 0; i < ring.size(); ++i) m.tri(other, ring[i], ring[(i + 1) % ring.size()]);
+        for (const Cell& c : {bLowFirst ? extra : other, bLowFirst ? other : extra})
+            m->addBundle(m.ccd(c), centre, centre, centre);
+        m->averageAllBundles();
+        if (bLowFirst)
+            vFirst = {m.at(extra), m.at(other)};
+        else
+            EXPECT_EQ((std::vector<Point3>{m.at(extra), m.at(other)}), vFirst);
+    }
 }
 
 // The ring vertices already have triangles on the far side of the ring edges, so

@@ -140,24 +140,6 @@ TEST(CMesh, misuseFailsWithItsText) {
     EXPECT_FALSE(m->collapseEdgeToEndpoint(m->getEdge(a, c), a, c));  // degree 0
 }
 
-TEST(CTriangle, needFlipTellsTheDirectionAlongTheCommonEdge) {
-    TestMesh m(3);
-    CTriangle* pT = m.tri({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
-    CTriangle* pNeigT = m.tri({1, 1, 0}, {0, 1, 0}, {1, 0, 0});
-    for (int turn = 0; turn < 4; ++turn) {
-        EXPECT_EQ(pT->needFlip(pNeigT), turn % 2 == 1);
-        EXPECT_EQ(pNeigT->needFlip(pT), turn % 2 == 1);
-        (turn % 3 == 0 ? pT : pNeigT)->flip();
-    }
-    EXPECT_EQ(pT->getThirdCCD(m.ccd(0, 0, 0), m.ccd(1, 0, 0)), m.ccd(0, 1, 0));
-    EXPECT_TRUE(pT->hasBorderEdge());
-    EXPECT_FALSE(pT->isAllManifold());
-    std::ostringstream text;
-    text << *pT;
-    EXPECT_NE(text.str().find("):  bAlive=true, 3 different corners\n"), std::string::npos) << text.str();
-    EXPECT_NE(text.str().find("degree 2, "), std::string::npos);
-}
-
 // Corner 2, then corner 0 win where lengths are equal.
 TEST(CTriangle, tiesOfTheLongestEdgeGoToCorner2ThenTo0) {
     TestMesh m(4);
@@ -255,23 +237,6 @@ TEST(CEdge, aFlatTriangleIsSplitIntoAllItsNeighbours) {
     EXPECT_EQ(m.edge(L, R)->getDegree(), 0);
 }
 
-TEST(CEdge, aRefusedSplitLeavesTheMeshAsItWas) {
-    TestMesh m(6);
-    const Cell L{0, 0, 0}, P{2, 1, 0}, R{4, 0, 0}, A{2, 3, 0}, low{2, 4, 0};
-    m.at(P) = {2.5, 4.0, 0.5};  // beyond A: the halves of (A, R, L) would turn over
-    CTriangle* pKill = m.tri(L, P, R);
-    m.tri(L, R, low);
-    m.at(low) = {2.5, -1.0, 0.5};
-    m.tri(A, R, L);
-    const auto vBefore = liveCorners(m);
-    std::vector<CTriangle*> vNew;
-    EXPECT_FALSE(m.edge(L, R)->trySplitNeigsKillT(m.pMesh.get(), pKill, 1, vNew));
-    m.at(A) = {1.5, 0.5, 0.5};  // no normal now
-    EXPECT_FALSE(m.edge(L, R)->trySplitNeigsKillT(m.pMesh.get(), pKill, 1, vNew));
-    EXPECT_TRUE(vNew.empty());
-    EXPECT_EQ(liveCorners(m), vBefore);
-}
-
 // Of a pair with all corners on one line, no split and no move can help.
 TEST(CMesh, degenerateTrianglesThatCannotBeSplitNeverLoopForever) {
     TestMesh m(6);
@@ -281,26 +246,4 @@ TEST(CMesh, degenerateTrianglesThatCannotBeSplitNeverLoopForever) {
     EXPECT_NE(text.find("\n Not able to split: CTriangle ("), std::string::npos);
     EXPECT_NE(text.find("devAngle would be 360"), std::string::npos);
     EXPECT_EQ(m.triangles().size(), 2u);
-}
-
-TEST(CMesh, laplacianForOneMovesATenthOfACellAtMostAndNeverFoldsATriangle) {
-    TestMesh m(4);
-    EXPECT_FALSE(m->laplacianForOne(m.ccd(1, 1, 1)));
-    m.quad({0, 0, 0}, {2, 0, 0}, {2, 2, 0}, {0, 2, 0});
-    Point3& p = m.at({0, 0, 0});
-    EXPECT_TRUE(m->laplacianForOne(m.ccd(0, 0, 0)));
-    EXPECT_NEAR((p - Point3(0.5, 0.5, 0.5)).length(), 0.1, 1e-12);
-    EXPECT_DOUBLE_EQ(p.x(), p.y());
-
-    // The apex stands just above the base, the ring's mean is below it.
-    m->clear();
-    p = {0.5, 0.5, 0.5};
-    Point3& apex = m.at({1, 1, 0});
-    apex = {1.5, 0.51, 0.5};
-    m.tri({0, 0, 0}, {3, 0, 0}, {1, 1, 0});
-    m.tri({1, 1, 0}, {3, 0, 0}, {1, 0, 0});
-    m.at({1, 0, 0}) = {1.5, -5.0, 0.5};
-    const std::string text = printedText([&] { EXPECT_FALSE(m->laplacianForOne(m.ccd(1, 1, 0))); });
-    EXPECT_NE(text.find("devAngle would be 180"), std::string::npos) << text;
-    EXPECT_EQ(apex, Point3(1.5, 0.51, 0.5));
 }

@@ -1,11 +1,12 @@
 #include "commands/commands.h"
 #include "meshChange.h"
-#include "zef/meshOperations.h"
+#include "zef/refinement.h"
 
 namespace {
 
 int runAnneal(const MeshChange& files, CommandRun& commandRun) {
-    return changeMesh(files, commandRun, "annealing", zef::edgeFlipsSimA);
+    return changeMesh(files, commandRun, "annealing",
+                      [&](zef::TriangleMesh& mesh) { zef::anneal(mesh, commandRun.getContext()); });
 }
 
 }  // namespace

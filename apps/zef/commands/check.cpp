@@ -1,10 +1,9 @@
-#include <cmath>
+#include <algorithm>
 
 #include "commands/commands.h"
 #include "failures.h"
-#include "meshes.h"
-#include "topology.h"
-#include "zef/Mesh.h"
+#include "files/meshes.h"
+#include "reports/topology.h"
 #include "zef/meshCheck.h"
 
 namespace {
@@ -19,23 +18,23 @@ struct CheckOptions {
 constexpr std::size_t numShownComponents = 10;
 
 void reportComponents(Report& report, const zef::MeshReport& topology) {
-    const std::vector<zef::MeshComponent>& vComponents = topology.vComponents;
-    for (std::size_t i = 0; i < std::min(vComponents.size(), numShownComponents); ++i) {
-        const zef::MeshComponent& component = vComponents[i];
+    const std::vector<zef::MeshComponent>& components = topology.components;
+    for (std::size_t i = 0; i < std::min(components.size(), numShownComponents); ++i) {
+        const zef::MeshComponent& component = components[i];
         const std::string genus = component.genus < 0 ? "no genus" : "genus " + std::to_string(component.genus);
         report.addText("", "  component " + std::to_string(i + 1),
                        countText(component.numTriangles) + " triangles, " + countText(component.numBorderLoops) +
                            " border loops, Euler number " + std::to_string(component.euler) + ", " + genus);
     }
-    if (vComponents.size() > numShownComponents) {
-        report.addText("", "  and further", countText(vComponents.size() - numShownComponents) + " components");
+    if (components.size() > numShownComponents) {
+        report.addText("", "  and further", countText(components.size() - numShownComponents) + " components");
     }
 }
 
 int runCheck(const CheckOptions& options, CommandRun& commandRun) {
-    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(commandRun, options.path);
+    const zef::TriangleMesh mesh = readMeshFile(commandRun, options.path);
     commandRun.step("checking");
-    const zef::MeshReport topology = zef::checkMesh(*pMesh);
+    const zef::MeshReport topology = zef::check(mesh, commandRun.getContext());
     Report& report = commandRun.report;
     reportMesh(report, topology);
     report.addCount("components", "components", topology.numComponents);
@@ -46,16 +45,17 @@ int runCheck(const CheckOptions& options, CommandRun& commandRun) {
     report.add("euler", "Euler number", topology.euler, std::to_string(topology.euler));
     report.addNumber("area", "area", topology.area);
     report.addNumber("volume", "volume", topology.volume);
-    report.addFlag("closed", "closed", topology.bClosed);
-    report.addFlag("manifold", "manifold", topology.bManifold);
-    report.addFlag("oriented", "oriented", topology.bOriented);
+    report.addFlag("closed", "closed", topology.closed);
+    report.addFlag("manifold", "manifold", topology.manifold);
+    report.addFlag("oriented", "oriented", topology.oriented);
     report.add("component_list", "", componentList(topology), "");
     reportComponents(report, topology);
     if (options.bDeep) {
         commandRun.step("looking for self-intersections");
-        report.addCount("self_intersections", "self-intersections", zef::countSelfIntersections(*pMesh));
+        report.addCount("self_intersections", "self-intersections",
+                        zef::countSelfIntersections(mesh, commandRun.getContext()));
     }
-    return topology.bClosed && topology.bManifold && topology.bOriented ? EXIT_DONE : EXIT_COULD_NOT;
+    return topology.closed && topology.manifold && topology.oriented ? EXIT_DONE : EXIT_COULD_NOT;
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include "failures.h"
 #include "meshChange.h"
 #include "numbers.h"
-#include "zef/Mesh.h"
+#include "zef/refinement.h"
 
 namespace {
 
@@ -15,19 +15,18 @@ struct Options : MeshChange {
     bool isStretched() const { return clipped.first >= 0.0; }
 };
 
-std::uint64_t countColored(const zef::Mesh& mesh) {
-    std::vector<zef::Point3*> vVertices;
-    mesh.getPoints(vVertices);
+std::uint64_t countColored(const zef::TriangleMesh& mesh) {
     return static_cast<std::uint64_t>(
-        std::count_if(vVertices.begin(), vVertices.end(), [](const zef::Point3* p) { return p->hasColor(); }));
+        std::count_if(mesh.vertices.begin(), mesh.vertices.end(), [](const zef::Point3& p) { return p.hasColor(); }));
 }
 
 int runColour(const Options& options, CommandRun& commandRun) {
     if (!options.bFill && !options.isStretched()) throw UsageFailure("say what to do: --fill, --contrast or both");
-    return changeMesh(options, commandRun, "colouring", [&](const std::shared_ptr<zef::Mesh>& pMesh) {
-        if (options.bFill) pMesh->colorizeFilledHoles();
-        if (options.isStretched()) pMesh->contrastSpread(options.clipped.first, options.clipped.second);
-        commandRun.report.addCount("coloured_vertices", "coloured vertices", countColored(*pMesh));
+    return changeMesh(options, commandRun, "colouring", [&](zef::TriangleMesh& mesh) {
+        if (options.bFill) zef::fillColors(mesh, commandRun.getContext());
+        if (options.isStretched())
+            zef::stretchContrast(mesh, options.clipped.first, options.clipped.second, commandRun.getContext());
+        commandRun.report.addCount("coloured_vertices", "coloured vertices", countColored(mesh));
     });
 }
 

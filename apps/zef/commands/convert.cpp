@@ -1,12 +1,13 @@
+#include <algorithm>
+
 #include "commands/commands.h"
 #include "failures.h"
-#include "inputs.h"
-#include "io/saveCloud.h"
-#include "measure.h"
-#include "meshes.h"
-#include "outputs.h"
-#include "zef/Mesh.h"
-#include "zef/exceptions.h"
+#include "files/inputs.h"
+#include "files/meshes.h"
+#include "files/outputs.h"
+#include "reports/measure.h"
+#include "zef/reconstruction.h"
+#include "zef/refinement.h"
 
 namespace {
 
@@ -17,48 +18,56 @@ struct ConvertOptions {
 };
 
 // Only for the warning: a cloud without a spacing has no detail to lose.
-double spacingOrZero(const std::vector<zef::Point3>& vPoints) {
+double spacingOrZero(CommandRun& commandRun, const std::vector<zef::Point3>& vPoints) {
     try {
-        return measureSpacing(vPoints);
-    } catch (const zef::ZefBugException&) {
+        return zef::measureSpacing(vPoints, commandRun.getContext());
+    } catch (const zef::Error&) {
         return 0.0;
     }
 }
 
-void convertCloud(const ConvertOptions& options, CommandRun& commandRun, std::vector<zef::Point3> vPoints) {
+void convertCloud(const ConvertOptions& options, CommandRun& commandRun, const std::vector<zef::Point3>& vPoints) {
     const std::string& path = options.output.path;
-    if (!zef::isCloudName(path)) throw Failure(path + ": that format needs triangles, and there are only points");
+    if (!zef::formatOf(path).writesPoints)
+        throw Failure(path + ": that format needs triangles, and there are only points");
     commandRun.report.addCount("points", "points", vPoints.size());
-    const double spacing = narrowsCloud(options.output) ? spacingOrZero(vPoints) : 0.0;
+    const double spacing = narrowsCloud(options.output) ? spacingOrZero(commandRun, vPoints) : 0.0;
     writeCloudFile(commandRun, options.output, spacing, vPoints);
 }
 
+// Of triangles.
+std::uint64_t countVertices(const zef::TriangleMesh& mesh) {
+    std::vector<bool> vUsed(mesh.vertices.size());
+    for (const std::uint32_t index : mesh.indices) vUsed[index] = true;
+    return static_cast<std::uint64_t>(std::count(vUsed.begin(), vUsed.end(), true));
+}
+
 void convertMesh(const ConvertOptions& options, CommandRun& commandRun) {
-    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(commandRun, options.path);
-    std::vector<zef::Point3*> vVertices;
-    pMesh->getPoints(vVertices);
-    commandRun.report.addCount("vertices", "vertices", vVertices.size());
-    commandRun.report.addCount("triangles", "triangles", pMesh->getNumT());
-    const Box box = measureBox(vVertices);
-    const Shift shift = chooseShift(commandRun, options.output, box);
-    if (narrowsMesh(options.output)) warnOfRounding(commandRun, box, shift, pMesh->getAverageEdgeLength());
-    writeMeshFile(commandRun, options.output, shift, pMesh);
+    const zef::TriangleMesh mesh = readMeshFile(commandRun, options.path);
+    commandRun.report.addCount("vertices", "vertices", countVertices(mesh));
+    commandRun.report.addCount("triangles", "triangles", mesh.numTriangles());
+    const Box box = measureBox(mesh);
+    const zef::Vector3 shift = chooseShift(commandRun, options.output, box);
+    if (!options.output.bDouble)
+        warnOfRounding(commandRun, box, shift, zef::averageEdgeLength(mesh, commandRun.getContext()));
+    writeMeshFile(commandRun, options.output, shift, mesh);
 }
 
 int runConvert(const ConvertOptions& options, CommandRun& commandRun) {
     const std::string& out = options.output.path;
-    if (!zef::isCloudName(out) && !isMeshName(out)) throw UsageFailure(out + ": no known format");
-    if (isMeshName(out)) {
+    const zef::FileFormat format = zef::formatOf(out);
+    if (!format.writesPoints && !format.writesMeshes) throw UsageFailure(out + ": no known format");
+    if (format.writesMeshes) {
         checkMeshOutput(options.output, {options.path});
     } else {
         checkOutput(options.output, {options.path});
     }
-    zef::CloudFile file = readCloud(commandRun, options.path);
-    if (file.kind != zef::CloudFile::Kind::POINTS && isMeshName(out)) {
+    zef::PointFile file = readCloud(commandRun, options.path);
+    if (file.kind != zef::PointFile::Kind::POINTS && format.writesMeshes) {
         file = {};
         convertMesh(options, commandRun);
     } else {
-        convertCloud(options, commandRun, std::move(file.vPoints));
+        convertCloud(options, commandRun, file.points);
     }
     return EXIT_DONE;
 }

@@ -1,11 +1,12 @@
 #include "commands/commands.h"
 #include "meshChange.h"
-#include "zef/meshOperations.h"
+#include "zef/refinement.h"
 
 namespace {
 
 int runFlip(const MeshChange& files, CommandRun& commandRun) {
-    return changeMesh(files, commandRun, "flipping", zef::edgeFlips);
+    return changeMesh(files, commandRun, "flipping",
+                      [&](zef::TriangleMesh& mesh) { zef::flipEdges(mesh, commandRun.getContext()); });
 }
 
 }  // namespace

@@ -1,15 +1,13 @@
 #include <algorithm>
 #include <array>
 
-#include "api/MeshBody.h"
-#include "api/writeHoles.h"
 #include "commands/commands.h"
 #include "failures.h"
-#include "measure.h"
-#include "meshes.h"
-#include "outputs.h"
-#include "zef/Mesh.h"
+#include "files/meshes.h"
+#include "files/outputs.h"
+#include "reports/measure.h"
 #include "zef/meshCheck.h"
+#include "zef/refinement.h"
 
 namespace {
 
@@ -42,10 +40,10 @@ void reportExtent(Report& report, const std::vector<zef::MeshBorderLoop>& vLoops
 std::string loopText(const zef::MeshBorderLoop& loop) {
     const zef::Point3 middle = loop.low + (loop.high - loop.low) * 0.5;
     std::string text = countText(loop.numEdges) + " edges, length " + numberText(loop.length) + ", around";
-    for (const double coord : coordsOf(middle)) text += " " + numberText(coord);
+    for (const double coord : coordsOf(middle)) text.append(" ").append(numberText(coord));
     text += ", size";
     for (const double size : {loop.high.px - loop.low.px, loop.high.py - loop.low.py, loop.high.pz - loop.low.pz})
-        text += " " + numberText(size);
+        text.append(" ").append(numberText(size));
     return text;
 }
 
@@ -65,23 +63,26 @@ void reportLoops(Report& report, std::vector<zef::MeshBorderLoop> vLoops) {
     report.add("loops", "", std::move(list), "");
 }
 
-void writeList(const Options& options, CommandRun& commandRun, const zef::Mesh& mesh) {
+void writeList(const Options& options, CommandRun& commandRun, const zef::TriangleMesh& mesh) {
+    std::vector<zef::Point3> vEnds;
+    for (const auto& edge : zef::borderEdges(mesh, commandRun.getContext())) {
+        for (const std::uint32_t vertex : edge) vEnds.push_back(mesh.vertices[vertex]);
+    }
     commandRun.stepWriting(options.list.path);
-    if (zef::writeHoles(mesh.getBody().flatten(zef::VertexOrder::MESH), options.list.path)) return;
-    throw Failure(options.list.path + ": the list could not be written");
+    zef::writeSegments(options.list.path, vEnds, commandRun.getContext());
 }
 
 int runHoles(const Options& options, CommandRun& commandRun) {
     const bool bList = !options.list.path.empty();
     if (bList) checkOutput(options.list, {options.path});
-    const std::shared_ptr<zef::Mesh> pMesh = readMeshFile(commandRun, options.path);
+    const zef::TriangleMesh mesh = readMeshFile(commandRun, options.path);
     commandRun.step("looking for holes");
-    const zef::MeshReport topology = zef::checkMesh(*pMesh);
+    const zef::MeshReport topology = zef::check(mesh, commandRun.getContext());
     commandRun.report.addCount("border_loops", "border loops", topology.numBorderLoops);
     commandRun.report.addCount("border_edges", "border edges", topology.numBorderEdges);
-    reportExtent(commandRun.report, topology.vBorderLoops);
-    reportLoops(commandRun.report, topology.vBorderLoops);
-    if (bList) writeList(options, commandRun, *pMesh);
+    reportExtent(commandRun.report, topology.borderLoops);
+    reportLoops(commandRun.report, topology.borderLoops);
+    if (bList) writeList(options, commandRun, mesh);
     return EXIT_DONE;
 }
 

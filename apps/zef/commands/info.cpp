@@ -1,11 +1,12 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "commands/commands.h"
 #include "failures.h"
-#include "inputs.h"
-#include "measure.h"
-#include "zef/exceptions.h"
+#include "files/inputs.h"
+#include "reports/measure.h"
+#include "zef/reconstruction.h"
 
 namespace {
 
@@ -25,20 +26,16 @@ struct Cost {
 constexpr Cost bytesTaken{450.0, 1.4e6};
 constexpr Cost secondsTaken{5e-6, 0.025};
 
-const char* kindWords(zef::CloudFile::Kind kind) {
+const char* kindWords(zef::PointFile::Kind kind) {
     switch (kind) {
-        case zef::CloudFile::Kind::CORNERS:
+        case zef::PointFile::Kind::CORNERS:
             return "corners of triangles";
-        case zef::CloudFile::Kind::MESH:
+        case zef::PointFile::Kind::MESH:
             return "mesh";
-        case zef::CloudFile::Kind::POINTS:
+        case zef::PointFile::Kind::POINTS:
             break;
     }
     return "points";
-}
-
-std::uint64_t countTriangles(const zef::CloudFile& file) {
-    return file.kind == zef::CloudFile::Kind::CORNERS ? file.vPoints.size() / 3 : file.vTriangles.size();
 }
 
 const char* timeClass(double seconds) {
@@ -48,27 +45,26 @@ const char* timeClass(double seconds) {
     return "more than ten minutes";
 }
 
-void reportFile(Report& report, const std::string& path, const zef::CloudFile& file) {
+void reportFile(Report& report, const std::string& path, const zef::PointFile& file) {
     report.addText("file", "file", path);
     report.addText("format", "format", file.format);
     report.addText("kind", "content", kindWords(file.kind));
-    report.addCount("points", "points", file.vPoints.size());
-    if (file.kind != zef::CloudFile::Kind::POINTS) report.addCount("triangles", "triangles", countTriangles(file));
+    report.addCount("points", "points", file.points.size());
+    if (file.kind != zef::PointFile::Kind::POINTS) report.addCount("triangles", "triangles", file.numTriangles());
     const auto numColored = static_cast<std::uint64_t>(
-        std::count_if(file.vPoints.begin(), file.vPoints.end(), [](const zef::Point3& p) { return p.hasColor(); }));
+        std::count_if(file.points.begin(), file.points.end(), [](const zef::Point3& p) { return p.hasColor(); }));
     report.addFlag("colour", "colour", numColored > 0);
     if (numColored > 0) report.addCount("coloured_points", "coloured points", numColored);
 }
 
 // A cloud without spacing is still one that can be told about.
-void reportSpacing(CommandRun& commandRun, const std::vector<zef::Point3>& vPoints) {
-    try {
-        const Spacing measured = measureCells(vPoints);
-        commandRun.report.addNumber("spacing", "spacing", measured.spacing);
-        commandRun.report.addCount("cells", "occupied cells", measured.numCells);
-    } catch (const zef::ZefBugException&) {
-        commandRun.report.add("spacing", "spacing", nullptr, "not measured: " + commandRun.getFailure());
-        commandRun.report.add("cells", "", nullptr, "");
+void reportSpacing(Report& report, const zef::PointStatistics& found) {
+    if (found.spacing > 0.0) {
+        report.addNumber("spacing", "spacing", found.spacing);
+        report.addCount("cells", "occupied cells", found.numCells);
+    } else {
+        report.add("spacing", "spacing", nullptr, "not measured: " + found.fault);
+        report.add("cells", "", nullptr, "");
     }
 }
 
@@ -79,15 +75,16 @@ void reportCost(Report& report, std::uint64_t numPoints) {
 }
 
 int runInfo(const InfoOptions& options, CommandRun& commandRun) {
-    const zef::CloudFile file = readCloud(commandRun, options.path);
+    const zef::PointFile file = readCloud(commandRun, options.path);
     commandRun.step("looking at the points");
-    const Box box = measureBox(file.vPoints);
-    reportFile(commandRun.report, options.path, file);
-    if (box.numFinite > 0) reportBox(commandRun.report, box);
-    commandRun.report.addCount("duplicates", "duplicate points", countDuplicates(file.vPoints));
-    commandRun.report.addCount("non_finite", "non-finite points", file.vPoints.size() - box.numFinite);
-    reportSpacing(commandRun, file.vPoints);
-    reportCost(commandRun.report, box.numFinite);
+    const zef::PointStatistics found = zef::measurePoints(file.points, commandRun.getContext());
+    Report& report = commandRun.report;
+    reportFile(report, options.path, file);
+    if (found.numFinite > 0) reportBox(report, measureBox(std::array{found.low, found.high}));
+    report.addCount("duplicates", "duplicate points", found.numDuplicates);
+    report.addCount("non_finite", "non-finite points", file.points.size() - found.numFinite);
+    reportSpacing(report, found);
+    reportCost(report, found.numFinite);
     return EXIT_DONE;
 }
 

@@ -1,15 +1,13 @@
 #include "commands/commands.h"
 #include "failures.h"
-#include "meshes.h"
-#include "triangles.h"
-#include "zef/Mesh.h"
-#include "zef/zef_api_functions.h"
+#include "files/meshes.h"
+#include "files/triangles.h"
 
 namespace {
 
 struct Options {
     std::string path;
-    SamplingOptions sampling;
+    zef::MeltOptions sampling;
     bool bKeepNonManifold = false;
     OutputOptions output;
     TalkOptions talk;
@@ -19,17 +17,16 @@ int runMelt(const Options& options, CommandRun& commandRun) {
     checkMeshOutput(options.output, {options.path});
     std::vector<zef::Point3> vCorners = readCorners(commandRun, options.path);
     const Box box = measureBox(vCorners);
-    const double spacing = chooseSpacing(commandRun, options.sampling, box);
+    zef::MeltOptions sampling = chooseSpacing(commandRun, options.sampling, vCorners);
+    sampling.mend = !options.bKeepNonManifold;
     commandRun.report.addCount("input_triangles", "triangles read", vCorners.size() / 3);
     commandRun.lap("seconds_read", "read");
 
     commandRun.step("melting");
-    const std::shared_ptr<zef::Mesh> pMesh = zef::melt(vCorners, spacing, options.sampling.featureAngle);
+    const zef::TriangleMesh mesh = zef::melt(vCorners, sampling, commandRun.getContext());
     vCorners = {};
-    mend(pMesh, options.bKeepNonManifold, {.exactVertices = true},
-         "no surface came out of the triangles; try a smaller --spacing");
     commandRun.lap("seconds_melt", "melt");
-    deliverMesh(commandRun, options.output, box, spacing, pMesh);
+    deliverMesh(commandRun, options.output, box, sampling.spacing, mesh);
     return EXIT_DONE;
 }
 

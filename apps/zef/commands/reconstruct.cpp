@@ -1,17 +1,14 @@
 #include "chain.h"
 #include "commands/commands.h"
 #include "failures.h"
-#include "inputs.h"
-#include "measure.h"
-#include "meshes.h"
+#include "files/inputs.h"
+#include "files/meshes.h"
 #include "numbers.h"
-#include "zef/Mesh.h"
-#include "zef/zef_api_functions.h"
+#include "reports/measure.h"
+#include "zef/reconstruction.h"
+#include "zef/refinement.h"
 
 namespace {
-
-// Fewer borders and specks on real scans than with 1.
-constexpr double defaultFactor = 1.3;
 
 struct Options {
     std::vector<std::string> vInputs;
@@ -20,19 +17,17 @@ struct Options {
     Chain chain;
     OutputOptions output;
     TalkOptions talk;
-
-    Options() { library.factor = defaultFactor; }
 };
 
-void reportCloud(Report& report, std::size_t numPoints, const zef::ReconstructInfo& info) {
+void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstruction& made) {
     report.addCount("points", "points", numPoints);
-    if (info.measuredSpacing > 0.0) {
-        report.addNumber("spacing", "spacing measured", info.measuredSpacing);
+    if (made.measuredSpacing > 0.0) {
+        report.addNumber("spacing", "spacing measured", made.measuredSpacing);
     } else {
         report.add("spacing", "", nullptr, "");
     }
-    report.addNumber("spacing_used", "distance of the vertices", info.usedSpacing);
-    report.addCount("cells", "cells", info.numCells);
+    report.addNumber("spacing_used", "distance of the vertices", made.spacing);
+    report.addCount("cells", "cells", made.numCells);
 }
 
 int runReconstruct(const Options& options, CommandRun& commandRun) {
@@ -41,21 +36,20 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     commandRun.lap("seconds_read", "read");
 
     commandRun.step("reconstructing");
-    zef::ReconstructInfo info;
-    const std::shared_ptr<zef::Mesh> pMesh = zef::reconstruct(vPoints, options.library, &info);
-    mend(pMesh, options.bKeepNonManifold, {.fillHoles = options.library.growSteps > 0},
-         "no surface came out of the points; try a larger --factor or another --spacing");
-    pMesh->colorizeFilledHoles();  // of a scan with colours
+    zef::ReconstructOptions library = options.library;
+    library.mend = !options.bKeepNonManifold;
+    zef::Reconstruction made = zef::reconstruct(vPoints, library, commandRun.getContext());
+    if (!library.mend) zef::fillColors(made.mesh, commandRun.getContext());
     commandRun.lap("seconds_reconstruct", "reconstruct");
 
-    reportCloud(commandRun.report, vPoints.size(), info);
+    reportCloud(commandRun.report, vPoints.size(), made);
     const Box box = measureBox(vPoints);
     vPoints = {};
     if (!options.chain.isEmpty()) {
-        runChain(commandRun, options.chain, !options.bKeepNonManifold, pMesh);
+        runChain(commandRun, options.chain, library.mend, made.mesh);
         commandRun.lap("seconds_refine", "refine");
     }
-    deliverMesh(commandRun, options.output, box, info.usedSpacing, pMesh);
+    deliverMesh(commandRun, options.output, box, made.spacing, made.mesh);
     return EXIT_DONE;
 }
 

@@ -2,9 +2,8 @@
 #include "commands/commands.h"
 #include "meshChange.h"
 #include "numbers.h"
-#include "zef/Mesh.h"
 #include "zef/meshCheck.h"
-#include "zef/meshOperations.h"
+#include "zef/refinement.h"
 
 namespace {
 
@@ -13,29 +12,29 @@ namespace {
 constexpr double defaultMaxLength = 4.0;  // average edge lengths
 
 struct Options : MeshChange {
-    double maxLength = 0.0;  // world units; 0: defaultMaxLength
-    double maxTurn = 5.0;    // degrees
+    zef::ReduceFlatOptions library;
     bool bKeepNonManifold = false;
     ReduceGoal goal;  // given: instead of the others
 };
 
 // Such merges can leave more than two triangles at an edge.
-void reduceByTurn(const Options& options, CommandRun& commandRun, const std::shared_ptr<zef::Mesh>& pMesh) {
-    const bool bMend = !options.bKeepNonManifold && zef::checkMesh(*pMesh).bManifold;
-    const double maxLength =
-        options.maxLength > 0.0 ? options.maxLength : defaultMaxLength * pMesh->getAverageEdgeLength();
-    commandRun.report.addNumber("max_length", "longest edge to merge", maxLength);
-    const int numRemoved = zef::reduce(pMesh, maxLength, options.maxTurn);
-    commandRun.report.addCount("removed_triangles", "triangles merged away", static_cast<std::uint64_t>(numRemoved));
-    if (bMend) mendMesh(pMesh);
+void reduceByTurn(const Options& options, CommandRun& commandRun, zef::TriangleMesh& mesh) {
+    const zef::Context& context = commandRun.getContext();
+    const bool bMend = !options.bKeepNonManifold && zef::check(mesh, context).manifold;
+    zef::ReduceFlatOptions library = options.library;
+    if (library.maxEdgeLength <= 0.0) library.maxEdgeLength = defaultMaxLength * zef::averageEdgeLength(mesh, context);
+    commandRun.report.addNumber("max_length", "longest edge to merge", library.maxEdgeLength);
+    const std::size_t numRemoved = zef::reduceFlat(mesh, library, context);
+    commandRun.report.addCount("removed_triangles", "triangles merged away", numRemoved);
+    if (bMend) mendMesh(commandRun, mesh);
 }
 
 int runReduce(const Options& options, CommandRun& commandRun) {
-    return changeMesh(options, commandRun, "reducing", [&](const std::shared_ptr<zef::Mesh>& pMesh) {
+    return changeMesh(options, commandRun, "reducing", [&](zef::TriangleMesh& mesh) {
         if (options.goal.isGiven()) {
-            reduceMesh(commandRun, options.goal, pMesh);
+            reduceMesh(commandRun, options.goal, mesh);
         } else {
-            reduceByTurn(options, commandRun, pMesh);
+            reduceByTurn(options, commandRun, mesh);
         }
     });
 }
@@ -57,13 +56,14 @@ void addReduce(Commands& commands) {
                               ->check(checkNumber)
                               ->check(CLI::PositiveNumber);
     command
-        .add_option("--max-length", pOptions->maxLength,
+        .add_option("--max-length", pOptions->library.maxEdgeLength,
                     "Without those: the longest edge that may be merged away; by default 4 average edges")
         ->check(checkNumber)
         ->check(CLI::PositiveNumber)
         ->excludes(pTarget, pError);
     command
-        .add_option("--max-turn", pOptions->maxTurn, "Without those: how far one merge may turn a triangle, in degrees")
+        .add_option("--max-turn", pOptions->library.maxDeviationDeg,
+                    "Without those: how far one merge may turn a triangle, in degrees")
         ->check(checkNumber)
         ->check(CLI::Range(0.0, 180.0))
         ->capture_default_str()

@@ -1,6 +1,6 @@
 #include "commands/commands.h"
 #include "meshChange.h"
-#include "zef/meshOperations.h"
+#include "zef/refinement.h"
 
 namespace {
 
@@ -9,9 +9,8 @@ struct Options : MeshChange {
 };
 
 int runSmooth(const Options& options, CommandRun& commandRun) {
-    return changeMesh(options, commandRun, "smoothing", [&](const std::shared_ptr<zef::Mesh>& pMesh) {
-        zef::laplacianSmoothing(pMesh, options.library);
-    });
+    return changeMesh(options, commandRun, "smoothing",
+                      [&](zef::TriangleMesh& mesh) { zef::smooth(mesh, options.library, commandRun.getContext()); });
 }
 
 }  // namespace
@@ -20,10 +19,10 @@ void addSmooth(Commands& commands) {
     auto pOptions = std::make_shared<Options>();
     CLI::App& command = *commands.app.add_subcommand("smooth", "Move vertices towards the mean of their neighbours");
     addMeshChange(command, *pOptions);
-    command.add_option("--steps", pOptions->library.numSteps, "How often")
+    command.add_option("--steps", pOptions->library.steps, "How often")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
-    command.add_flag("--keep-volume", pOptions->library.bKeepVolume,
+    command.add_flag("--keep-volume", pOptions->library.keepVolume,
                      "Follow each step by one back, so that the mesh does not shrink");
     onRun(commands, command, pOptions, runSmooth);
 }

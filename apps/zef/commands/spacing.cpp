@@ -1,8 +1,8 @@
 #include "commands/commands.h"
 #include "failures.h"
-#include "inputs.h"
-#include "measure.h"
+#include "files/inputs.h"
 #include "numbers.h"
+#include "zef/reconstruction.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ struct SpacingOptions {
 
 int runSpacing(const SpacingOptions& options, CommandRun& commandRun) {
     const std::vector<zef::Point3> vPoints = readPoints(commandRun, {options.path});
-    const double spacing = measureSpacing(vPoints);
+    const double spacing = zef::measureSpacing(vPoints, commandRun.getContext());
     commandRun.report.addCount("points", "", vPoints.size());
     commandRun.report.addNumber("spacing", "", spacing);
     commandRun.report.setAnswer(shortestText(spacing));

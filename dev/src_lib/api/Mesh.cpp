@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "api/MeshBody.h"
+#include "api/calls.h"
 #include "bytes/Visualizer3.h"
+#include "flat/arrays.h"
 #include "frame/tools.h"
 #include "io/STL.h"
 #include "io/plyMesh.h"
@@ -31,6 +33,21 @@ Mesh::Mesh(std::unique_ptr<MeshBody> pBody_) : pBody(std::move(pBody_)) {}
 
 Mesh::~Mesh() = default;
 
+std::shared_ptr<Mesh> Mesh::fromTriangles(TriangleMesh triangles) {
+    checkRange(triangles, "triangles");
+    dropRepeating(triangles.indices);
+    const double cellSize = meanSideLength(triangles);
+    return std::make_shared<Mesh>(std::make_unique<MeshBody>(std::move(triangles), cellSize));
+}
+
+TriangleMesh Mesh::toTriangles() const {
+    return pBody->flatten(VertexOrder::MESH);
+}
+
+TriangleMesh Mesh::releaseTriangles() {
+    return std::move(*pBody).take();
+}
+
 RMesh* Mesh::getRMesh() {
     return pBody->get();
 }
@@ -48,11 +65,11 @@ void Mesh::replaceBody(std::unique_ptr<MeshBody> pOther) {
 }
 
 void Mesh::colorizeFilledHoles() {
-    if (pBody->hasColor()) pBody->changeVertices(fillColors);
+    if (pBody->hasColor()) pBody->changeVertices(completeColors);
 }
 
 void Mesh::contrastSpread(double lowFraction, double highFraction) {
-    pBody->changeVertices([&](TriangleMesh& mesh) { stretchContrast(mesh, lowFraction, highFraction); });
+    pBody->changeVertices([&](TriangleMesh& mesh) { spreadContrast(mesh, lowFraction, highFraction); });
 }
 
 double Mesh::getAverageEdgeLength() const {
@@ -61,10 +78,6 @@ double Mesh::getAverageEdgeLength() const {
 
 std::size_t Mesh::getNumT() const {
     return pBody->numTriangles();
-}
-
-std::size_t Mesh::getNumSkippedT() const {
-    return pBody->getNumSkipped();
 }
 
 void Mesh::getPoints(std::vector<Point3*>& vPoints) const {

@@ -56,10 +56,9 @@ void passStage(const char* name, uint64 todo, std::size_t numTicks) {
 
 }  // namespace
 
-MeshBody::MeshBody(RMesh* pRMesh_) : pRMesh(pRMesh_), numSkipped(pRMesh->getNumSkippedTriples()) {}
+MeshBody::MeshBody(RMesh* pRMesh_) : pRMesh(pRMesh_) {}
 
-MeshBody::MeshBody(TriangleMesh flat_, double cellSize_, std::size_t numSkipped_)
-    : flat(std::move(flat_)), cellSize(cellSize_), numSkipped(numSkipped_) {
+MeshBody::MeshBody(TriangleMesh flat_, double cellSize_) : flat(std::move(flat_)), cellSize(cellSize_) {
     checkMeshSize(flat.vertices.size(), flat.numTriangles());
 }
 
@@ -91,7 +90,7 @@ bool MeshBody::hasColor() const {
 
 double MeshBody::averageEdgeLength() const {
     if (pRMesh) return pRMesh->getAvgEdgeLength();
-    return flat.indices.empty() ? -1.0 : QUOR_ZEF::averageEdgeLength(flat);
+    return flat.indices.empty() ? -1.0 : QUOR_ZEF::meanEdgeLength(flat);
 }
 
 void MeshBody::getPoints(std::vector<Point3*>& vPoints) {
@@ -114,6 +113,12 @@ TriangleMesh MeshBody::flatten(VertexOrder order) const {
     TriangleMesh copy = flat;
     renumberVertices(copy, order);
     return copy;
+}
+
+TriangleMesh MeshBody::take() && {
+    if (pRMesh) return QUOR_ZEF::flatten(*pRMesh, VertexOrder::MESH);
+    renumberVertices(flat, VertexOrder::MESH);
+    return std::move(flat);
 }
 
 void MeshBody::finish() {

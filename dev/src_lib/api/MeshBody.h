@@ -19,9 +19,9 @@ class MeshBody {
 public:
     // Takes ownership; never null.
     explicit MeshBody(RMesh* pRMesh_);
-    // No triangle may repeat a vertex. cellSize_: as for the RMesh. numSkipped_: see
-    // Mesh::getNumSkippedT(). Too many triangles: see checkMeshSize().
-    MeshBody(TriangleMesh flat_, double cellSize_, std::size_t numSkipped_ = 0);
+    // No triangle may repeat a vertex. cellSize_: as for the RMesh. Too many
+    // triangles: see checkMeshSize().
+    MeshBody(TriangleMesh flat_, double cellSize_);
     ~MeshBody();
     MeshBody(const MeshBody&) = delete;
     MeshBody& operator=(const MeshBody&) = delete;
@@ -30,7 +30,6 @@ public:
     RMesh* get();
     std::size_t numTriangles() const;
     std::size_t numVertices() const;  // those of no triangle too
-    std::size_t getNumSkipped() const { return numSkipped; }
     double getCellSize() const;
     bool hasColor() const;
     double averageEdgeLength() const;  // -1 without triangles
@@ -38,6 +37,8 @@ public:
     void getPoints(std::vector<Point3*>& vPoints);
     void getCorners(std::vector<Point3*>& vCorners);
     TriangleMesh flatten(VertexOrder order) const;
+    // The same in the order of the mesh, without a copy; leaves nothing behind.
+    TriangleMesh take() &&;
 
     // What every new mesh goes through, see RMesh::finishMesh(): no RMesh is made for
     // triangles that stay as they are. Progress children "RM_cpo" and "RM_kdeg".
@@ -52,7 +53,6 @@ private:
     // While there is none:
     TriangleMesh flat;
     double cellSize = 0.0;
-    std::size_t numSkipped = 0;
 };
 
 }  // namespace QUOR_ZEF

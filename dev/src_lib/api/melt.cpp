@@ -1,74 +1,140 @@
+#include <algorithm>
+#include <array>
+#include <limits>
 #include <memory>
 #include <vector>
 
 #include "api/Hal.h"
+#include "api/MeshBody.h"
+#include "api/calls.h"
+#include "api/plans.h"
 #include "cloud/CloudMgr.h"
 #include "frame/License.h"
-#include "frame/Progress.h"
+#include "geometry/PointSource.h"
+#include "grid/Calc.h"
+#include "mend/Manifold.h"
 #include "zef/Mesh.h"
+#include "zef/reconstruction.h"
 #include "zef/zef_api_functions.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
-// Weights are shares of the expected time; the names are those that the stages ask for.
-void planMelt() {
-    planProgress("Melt",
-                 {{"dih2e", 0.061},        {"reo", 0.013},         {"rFins", 0.002},          {"feate", 0.019},
-                  {"nfeate", 0.084},       {"ar4", 0.092},         {"oifc", 0.025},           {"mandiffe", 0.042},
-                  {"mandiffa", 0.943},     {"VO_ftx", 3.0},        {"VO_amb", 3.0},           {"TP_cbcpl", 6.0},
-                  {"TP_pps", 5.0},         {"RM_cpo", 1.09},       {"RM_kdeg", 4.0},          {"hal-part", 10.0},
-                  {"CL_eres", 3.0},        {"SM_run", 3.0},        {"CL_creb", 3.0},          {"HL_st", 3.0},
-                  {"TP_unif", 0.6},        {"TP_itr", 1.0},        {"TP_fin", 1.7},           {"efLoop", 5.0},
-                  {"RM_redborder", 0.263}, {"RM_redprioq", 0.824}, {"RM_redprocprioq", 15.0}, {"RM_gEfCandMT", 2.0}});
+void inputTriangles(CloudMgr& cloudMgr, const PointSource& corners, double absSpacing, double featureAngle) {
+    cloudMgr.inputPointsViaMemory(corners, absSpacing, -1.0, true, featureAngle, false, nullptr, -1);
 }
 
-void planToCloud() {
-    planProgress("ToCloud", {{"CL_eres", 3.0},
-                             {"dih2e", 3.0},
-                             {"reo", 3.0},
-                             {"rFins", 3.0},
-                             {"feate", 10.0},
-                             {"nfeate", 50.0},
-                             {"hal-part", 10.0},
-                             {"ar4", 100.0},
-                             {"oifc", 10.0},
-                             {"mandiffe", 10.0},
-                             {"mandiffa", 100.0}});
-}
-
-void inputTriangles(CloudMgr& cloudMgr, std::vector<Point3>& vPoints, double absSpacing, double featureAngle) {
-    cloudMgr.inputPointsViaMemory(vPoints, absSpacing, -1.0, true, featureAngle, false, nullptr, -1);
-}
-
-}  // namespace
-
-std::shared_ptr<Mesh> melt(std::vector<Point3>& vPoints, double absSpacing, double featureAngle) {
-    passLicenseGate("melt", vPoints.size());
-    planMelt();
-    passLicenseGate("license state", vPoints.size());
+std::shared_ptr<Mesh> meltCorners(const PointSource& corners, double absSpacing, double featureAngle, bool bMend) {
+    passLicenseGate("melt", corners.size());
+    planMelt(bMend);
+    passLicenseGate("license state", corners.size());
     CloudMgr cloudMgr;
-    inputTriangles(cloudMgr, vPoints, absSpacing, featureAngle);
+    inputTriangles(cloudMgr, corners, absSpacing, featureAngle);
     Hal hal(&cloudMgr);
-    std::shared_ptr<Mesh> pMesh = hal.oneMelt();
-    getProgress()->finish(true);
-    getProgress()->reset();
-    return pMesh;
+    return hal.oneMelt();
 }
 
-void toCloud(std::vector<Point3>& vPoints, double absSpacing, double featureAngle, std::vector<Point3>& vOut) {
+void sampleCorners(const PointSource& corners, double absSpacing, double featureAngle, std::vector<Point3>& vOut) {
     planToCloud();
-    passLicenseGate("license state", vPoints.size());
+    passLicenseGate("license state", corners.size());
     CloudMgr cloudMgr;
-    inputTriangles(cloudMgr, vPoints, absSpacing, featureAngle);
+    inputTriangles(cloudMgr, corners, absSpacing, featureAngle);
     Hal hal(&cloudMgr);
     std::vector<Point3*> vSamples;
     hal.toCloud(vSamples);
     vOut.reserve(vOut.size() + vSamples.size());
     for (const Point3* pSample : vSamples) vOut.push_back(*pSample);
-    getProgress()->finish(true);
-    getProgress()->reset();
+    finishProgress();
+}
+
+// The spacing that the options stand for.
+double checkOptions(std::span<const Point3> corners, const MeltOptions& options) {
+    checkSpan(corners, "corners");
+    checkOption("spacing", options.spacing, 0.0, std::numeric_limits<double>::infinity());
+    checkOption("featureAngle", options.featureAngle, 0.0, 361.0);
+    if (corners.size() % 3 != 0)
+        throw ArgumentError("corners: " + std::to_string(corners.size()) +
+                            " corners are no multiple of three; a triangle is cut short");
+    if (options.spacing > 0.0) return options.spacing;
+    const double spacing = defaultMeltSpacing(corners);
+    if (spacing > 0.0) return spacing;
+    throw NoSurfaceError("the triangles have no size to take a spacing from; give one");
+}
+
+// O(n), since a soup is taken corner by corner.
+std::vector<Point3> cornersOf(const TriangleMesh& mesh) {
+    checkIndices(mesh, "triangles");
+    std::vector<Point3> vCorners;
+    vCorners.reserve(mesh.indices.size());
+    for (const std::uint32_t index : mesh.indices) vCorners.push_back(mesh.vertices[index]);
+    return vCorners;
+}
+
+}  // namespace
+
+std::shared_ptr<Mesh> melt(std::vector<Point3>& vPoints, double absSpacing, double featureAngle) {
+    std::shared_ptr<Mesh> pMesh = meltCorners(vPoints, absSpacing, featureAngle, false);
+    finishProgress();
+    return pMesh;
+}
+
+void toCloud(std::vector<Point3>& vPoints, double absSpacing, double featureAngle, std::vector<Point3>& vOut) {
+    sampleCorners(vPoints, absSpacing, featureAngle, vOut);
+}
+
+double defaultMeltSpacing(std::span<const Point3> corners) {
+    // Some 100,000 triangles for a body that fills its box: seconds, and detail enough to judge by.
+    constexpr double cellsPerBox = 200.0;
+    constexpr double none = std::numeric_limits<double>::infinity();
+    PointSource finite(corners);
+    finite.keepFinite(3);
+    std::array<double, 3> low{none, none, none}, high{-none, -none, -none};
+    for (std::size_t i = 0; i < finite.size(); ++i) {
+        const Point3 p = finite[i];
+        const std::array<double, 3> coords{p.px, p.py, p.pz};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            low[axis] = std::min(low[axis], coords[axis]);
+            high[axis] = std::max(high[axis], coords[axis]);
+        }
+    }
+    return std::max({high[0] - low[0], high[1] - low[1], high[2] - low[2], 0.0}) / cellsPerBox;
+}
+
+TriangleMesh melt(std::span<const Point3> corners, const MeltOptions& options, const Context& context) {
+    return runCall(context, [&] {
+        const double spacing = checkOptions(corners, options);
+        const std::shared_ptr<Mesh> pMesh = meltCorners(corners, spacing, options.featureAngle, options.mend);
+        if (!pMesh || pMesh->getNumT() == 0)
+            throw NoSurfaceError("no surface came out of the triangles; try a smaller spacing");
+        TriangleMesh mesh = pMesh->releaseTriangles();
+        if (options.mend) {
+            ManifoldOptions mending;
+            mending.exactVertices = true;
+            ManifoldReport ignored;
+            makeManifold(mesh, mending, ignored);
+        }
+        finishProgress();
+        return mesh;
+    });
+}
+
+TriangleMesh melt(const TriangleMesh& triangles, const MeltOptions& options, const Context& context) {
+    return melt(cornersOf(triangles), options, context);
+}
+
+std::vector<Point3> resample(std::span<const Point3> corners, const MeltOptions& options, const Context& context) {
+    return runCall(context, [&] {
+        const double spacing = checkOptions(corners, options);
+        std::vector<Point3> vPoints;
+        sampleCorners(corners, spacing, options.featureAngle, vPoints);
+        if (vPoints.empty()) throw NoSurfaceError("no points came out of the triangles; try a smaller spacing");
+        return vPoints;
+    });
+}
+
+std::vector<Point3> resample(const TriangleMesh& triangles, const MeltOptions& options, const Context& context) {
+    return resample(cornersOf(triangles), options, context);
 }
 
 }  // namespace QUOR_ZEF

@@ -2,34 +2,44 @@
 
 #include <utility>
 
-#include "api/MeshBody.h"
+#include "api/calls.h"
+#include "api/plans.h"
 #include "check/checkTriangles.h"
 #include "check/selfIntersections.h"
-#include "frame/tools.h"
+#include "flat/arrays.h"
 #include "mend/Manifold.h"
-#include "refine/RMesh.h"
-#include "zef/Mesh.h"
 
 namespace QUOR_ZEF {
 
-MeshReport checkMesh(const Mesh& mesh) {
-    return checkTriangles(mesh.getBody().flatten(VertexOrder::MESH));
+MeshReport check(const TriangleMesh& mesh, const Context& context) {
+    checkIndices(mesh);
+    return runCall(context, [&] {
+        MeshReport report;
+        runPlanned(planOfChecking(), [&] { report = checkTriangles(mesh); });
+        return report;
+    });
 }
 
-std::size_t countSelfIntersections(const Mesh& mesh) {
-    return countIntersectingPairs(mesh.getBody().flatten(VertexOrder::MESH));
+std::size_t countSelfIntersections(const TriangleMesh& mesh, const Context& context) {
+    checkIndices(mesh);
+    return runCall(context, [&] {
+        std::size_t num = 0;
+        runPlanned(planOfIntersections(), [&] { num = countIntersectingPairs(mesh); });
+        return num;
+    });
 }
 
-void makeManifold(std::shared_ptr<Mesh> pMesh, const ManifoldOptions& options, ManifoldReport& report) {
-    ASSEX(pMesh != nullptr);
-    TriangleMesh flat = pMesh->getBody().flatten(VertexOrder::MESH);
-    makeManifold(flat, options, report);
-    checkMeshSize(flat.vertices.size(), flat.numTriangles());
-    pMesh->replaceBody(std::make_unique<MeshBody>(std::move(flat), pMesh->getBody().getCellSize()));
-}
-
-void makeManifold(std::shared_ptr<Mesh> pMesh, ManifoldReport& report) {
-    makeManifold(std::move(pMesh), ManifoldOptions(), report);
+ManifoldReport mend(TriangleMesh& mesh, const ManifoldOptions& options, const Context& context) {
+    checkMesh(mesh);
+    return runCall(context, [&] {
+        ManifoldReport report;
+        TriangleMesh mended = mesh;
+        renumberVertices(mended, VertexOrder::MESH);
+        runPlanned(planOfMaking(), [&] { makeManifold(mended, options, report); });
+        checkMeshSize(mended.vertices.size(), mended.numTriangles());
+        mesh = std::move(mended);
+        return report;
+    });
 }
 
 }  // namespace QUOR_ZEF

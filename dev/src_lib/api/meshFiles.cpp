@@ -3,9 +3,8 @@
 #include <iostream>
 #include <utility>
 
-#include "api/MeshBody.h"
+#include "api/requireMesh.h"
 #include "frame/tools.h"
-#include "io/meshFormats.h"
 #include "zef/Mesh.h"
 #include "zef/pointFiles.h"
 
@@ -31,40 +30,14 @@ bool writeByType(const std::string& name, const Mesh& mesh, bool bFlag) {
 
 }  // namespace
 
-bool writeMesh(const std::string& path, const std::shared_ptr<Mesh>& pMesh, const WriteMeshOptions& options) {
-    ASSEX(pMesh != nullptr);
-    try {
-        writeMeshFile(path, pMesh->getBody().flatten(VertexOrder::FIRST_USE), options);
-        return true;
-    } catch (const std::exception& fault) {
-        showError(where(__PRETTY_FUNCTION__, __LINE__), "writing " + path + " failed: " + fault.what());
-        return false;
-    }
-}
-
 bool writeMesh_auto(const std::string& name, std::shared_ptr<Mesh> pMesh, bool bFlag) {
-    ASSEX(pMesh != nullptr);
+    requireMesh(pMesh.get());
     try {
         return writeByType(name, *pMesh, bFlag);
     } catch (...) {
         showError(where(__PRETTY_FUNCTION__, __LINE__), "writing " + name + " failed");
         return false;
     }
-}
-
-std::shared_ptr<Mesh> readMesh(const std::string& path) {
-    return readMesh(path, ReadMeshOptions());
-}
-
-std::shared_ptr<Mesh> readMesh(const std::string& path, const ReadMeshOptions& options) {
-    MeshFile file;
-    std::string error;
-    if (!readMeshFile(path, options, file, error)) {
-        showError(where(__PRETTY_FUNCTION__, __LINE__), error);
-        return nullptr;
-    }
-    return std::make_shared<Mesh>(
-        std::make_unique<MeshBody>(std::move(file.mesh), file.meanSideLength, file.numSkipped));
 }
 
 }  // namespace QUOR_ZEF

@@ -1,70 +1,182 @@
+#include <algorithm>
+#include <limits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "api/Hal.h"
+#include "api/MeshBody.h"
+#include "api/calls.h"
+#include "api/plans.h"
 #include "cloud/CloudMgr.h"
 #include "frame/License.h"
-#include "frame/Progress.h"
+#include "geometry/PointSource.h"
 #include "grid/Calc.h"
+#include "mend/Manifold.h"
+#include "parallel/sortMT.h"
+#include "smooth/colors.h"
 #include "zef/Mesh.h"
+#include "zef/reconstruction.h"
 #include "zef/zef_api_functions.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
-void planReconstruction() {
-    planProgress("Reconstruct", {{"CL_eres", 3.0},
-                                 {"SM_run", 3.0},
-                                 {"CL_creb", 3.0},
-                                 {"HL_st", 3.0},
-                                 {"VO_ftx", 3.0},
-                                 {"VO_amb", 3.0},
-                                 {"TP_unif", 10.0},
-                                 {"TP_pps", 100.0},
-                                 {"TP_cbcpl", 100.0},
-                                 {"TP_itr", 50.0},
-                                 {"TP_fin", 30.0},
-                                 {"RM_cpo", 10.0},
-                                 {"RM_kdeg", 10.0},
-                                 {"RM_gEfCandMT", 10.0},
-                                 {"efLoop", 10.0}});
+constexpr double noFeatureAngle = 361.0;
+constexpr double unlimited = std::numeric_limits<double>::infinity();
+constexpr const char* noPoints = "there are no points with finite coordinates";
+
+// What both families of entries do; bKeepBorders is of the newer one.
+struct Job {
+    double spacing, factor;
+    bool bSmooth;
+    int numGrowSteps;
+    bool bKeepBorders;
+};
+
+std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruction* pFound) {
+    CloudMgr cloudMgr;
+    cloudMgr.bKeepBorders = job.bKeepBorders;
+    cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
+                                  job.numGrowSteps);
+    Hal hal(&cloudMgr);
+    std::shared_ptr<Mesh> pMesh = hal.reconstruct();
+    if (pFound) {
+        const Cloud& cloud = *cloudMgr.getClouds().front();
+        pFound->numPoints = cloud.numPoints;
+        pFound->measuredSpacing = cloud.getEstimatedSpacing();
+        pFound->spacing = cloud.usedSpacing;
+        pFound->numCells = hal.getNumCells();
+    }
+    return pMesh;
+}
+
+std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& job) {
+    passLicenseGate("reconstruct", vPoints.size());
+    planReconstruction({});
+    passLicenseGate("license state", vPoints.size());
+    std::shared_ptr<Mesh> pMesh = run(vPoints, job, nullptr);
+    finishProgress();
+    return pMesh;
+}
+
+void checkOptions(const ReconstructOptions& options) {
+    checkOption("spacing", options.spacing, 0.0, unlimited);
+    if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
+}
+
+Reconstruction reconstructSource(const PointSource& points, const ReconstructOptions& options, const Context& context) {
+    checkOptions(options);
+    return runCall(context, [&] {
+        passLicenseGate("reconstruct", points.size());
+        planReconstruction(options);
+        passLicenseGate("license state", points.size());
+        Reconstruction result;
+        const std::shared_ptr<Mesh> pMesh = run(
+            points, {options.spacing, options.factor, options.smooth, options.growSteps, options.keepBorders}, &result);
+        if (result.numPoints == 0) throw NoSurfaceError(noPoints);
+        if (!pMesh || pMesh->getNumT() == 0)
+            throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
+        result.mesh = pMesh->releaseTriangles();
+        if (options.mend) {
+            ManifoldOptions mending;
+            mending.fillHoles = options.growSteps > 0;
+            makeManifold(result.mesh, mending, result.mended);
+            if (result.mesh.hasColor()) completeColors(result.mesh);
+        }
+        finishProgress();
+        return result;
+    });
+}
+
+double measureSource(const PointSource& points, const Context& context) {
+    return runCall(context, [&] {
+        planProgress("measuring", {{"CL_eres", 1.0}});
+        Cloud cloud("points", -1.0, 1.0, false, -1);
+        cloud.setPoints(points);
+        if (cloud.numPoints == 0) throw NoSurfaceError(noPoints);
+        cloud.estimateResolution();
+        finishProgress();
+        return cloud.getEstimatedSpacing();
+    });
+}
+
+// The number of different codes.
+std::uint64_t countDifferent(std::vector<uint64> vCodes) {
+    sortUniqueMT(vCodes);
+    return vCodes.size();
+}
+
+bool isAtSamePlace(const Point3& a, const Point3& b) {
+    return a == b;
+}
+
+std::uint64_t countDuplicates(const PointSource& finite) {
+    std::vector<Point3> vSorted(finite.size());
+    for (std::size_t i = 0; i < vSorted.size(); ++i) vSorted[i] = finite[i];
+    sortMT(vSorted.begin(), vSorted.end(), [](const Point3& a, const Point3& b) { return a < b; });
+    const auto end = std::unique(vSorted.begin(), vSorted.end(), isAtSamePlace);
+    return static_cast<std::uint64_t>(vSorted.end() - end);
 }
 
 }  // namespace
 
-std::shared_ptr<Mesh> reconstruct(std::vector<Point3>& vPoints, const ReconstructOptions& options,
-                                  ReconstructInfo* pInfo) {
-    constexpr double noFeatureAngle = 361.0;
-    passLicenseGate("reconstruct", vPoints.size());
-    planReconstruction();
-    passLicenseGate("license state", vPoints.size());
-    CloudMgr cloudMgr;
-    cloudMgr.bKeepBorders = options.keepBorders;
-    cloudMgr.inputPointsViaMemory(vPoints, options.spacing, options.factor, false, noFeatureAngle, options.smooth,
-                                  nullptr, options.growSteps);
-    Hal hal(&cloudMgr);
-    std::shared_ptr<Mesh> pMesh = hal.reconstruct();
-    if (pInfo) {
-        const Cloud& cloud = *cloudMgr.getClouds().front();
-        *pInfo = {cloud.numPoints, cloud.getEstimatedSpacing(), cloud.usedSpacing, hal.getNumCells()};
-    }
-    getProgress()->finish(true);
-    getProgress()->reset();
-    return pMesh;
-}
-
-std::shared_ptr<Mesh> reconstruct(std::vector<Point3>& vPoints, const ReconstructOptions& options) {
-    return reconstruct(vPoints, options, nullptr);
-}
-
 std::shared_ptr<Mesh> reconstruct_abs(std::vector<Point3>& vPoints, bool bSmooth, double absSpacing, int numGrowSteps) {
-    return reconstruct(vPoints, {absSpacing, -1.0, bSmooth, numGrowSteps, false}, nullptr);
+    return runOlder(vPoints, {absSpacing, -1.0, bSmooth, numGrowSteps, false});
 }
 
 std::shared_ptr<Mesh> reconstruct_auto(std::vector<Point3>& vPoints, bool bSmooth, double spacingFactor,
                                        int numGrowSteps) {
-    return reconstruct(vPoints, {-1.0, spacingFactor, bSmooth, numGrowSteps, false}, nullptr);
+    return runOlder(vPoints, {-1.0, spacingFactor, bSmooth, numGrowSteps, false});
+}
+
+Reconstruction reconstruct(std::span<const Point3> points, const ReconstructOptions& options, const Context& context) {
+    checkSpan(points);
+    return reconstructSource(points, options, context);
+}
+
+Reconstruction reconstruct(const PointView& points, const ReconstructOptions& options, const Context& context) {
+    checkView(points);
+    return reconstructSource(points, options, context);
+}
+
+double measureSpacing(std::span<const Point3> points, const Context& context) {
+    checkSpan(points);
+    return measureSource(points, context);
+}
+
+double measureSpacing(const PointView& points, const Context& context) {
+    checkView(points);
+    return measureSource(points, context);
+}
+
+PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {
+    checkSpan(points);
+    return runCall(context, [&] {
+        planProgress("measuring", {{"CL_eres", 1.0}});
+        PointStatistics found;
+        Cloud cloud("points", -1.0, 1.0, false, -1);
+        cloud.setPoints(points);
+        found.numFinite = cloud.numPoints;
+        if (found.numFinite == 0) {
+            found.fault = noPoints;
+            return found;
+        }
+        found.numDuplicates = countDuplicates(cloud.input);
+        found.low = {cloud.bboxMin[0], cloud.bboxMin[1], cloud.bboxMin[2]};
+        found.high = {cloud.bboxMax[0], cloud.bboxMax[1], cloud.bboxMax[2]};
+        try {
+            cloud.estimateResolution();
+            cloud.createCalc();
+            found.spacing = cloud.usedSpacing;
+            found.numCells = countDifferent(cloud.getCCDs(*cloud.getCalc()));
+        } catch (const BugReport& report) {
+            found.fault = report.cure.empty() ? report.text : report.cure;
+        }
+        finishProgress();
+        return found;
+    });
 }
 
 }  // namespace QUOR_ZEF

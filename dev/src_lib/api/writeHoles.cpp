@@ -10,7 +10,7 @@ namespace QUOR_ZEF {
 
 bool writeHoles(const TriangleMesh& mesh, const std::string& name) {
     std::vector<std::pair<Point3, Point3>> vLines;
-    for (const auto& [low, high] : borderEdges(mesh)) vLines.emplace_back(mesh.vertices[low], mesh.vertices[high]);
+    for (const auto& [low, high] : findBorderEdges(mesh)) vLines.emplace_back(mesh.vertices[low], mesh.vertices[high]);
     Visualizer3 list;
     list.addEdges(vLines);
     return list.write(name);

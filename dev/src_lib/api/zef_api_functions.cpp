@@ -3,8 +3,9 @@
 #include <iostream>
 #include <string>
 
+#include "api/plans.h"
 #include "cloud/CloudMgr.h"
-#include "frame/Progress.h"
+#include "frame/Run.h"
 #include "sampling/Smooth.h"
 
 namespace QUOR_ZEF {
@@ -32,9 +33,11 @@ bool isRelease() {
 }
 
 double estimateAvgSpacing(std::vector<Point3>& vPoints) {
-    planProgress("Density Estimation", {{"CL_eres", 3.0}, {"SM_run", 3.0}, {"CL_creb", 3.0}});
+    planSpacing();
     CloudMgr cloudMgr;
-    return cloudMgr.inputPointsViaMemory(vPoints, -1.0, 1.0, false, 361.0, false, nullptr, -1);
+    const double spacing = cloudMgr.inputPointsViaMemory(vPoints, -1.0, 1.0, false, 361.0, false, nullptr, -1);
+    if (getRun()) finishProgress();
+    return spacing;
 }
 
 void resetProcessState() {

@@ -8,6 +8,7 @@
 
 #include "bytes/AtomicFile.h"
 #include "frame/tools.h"
+#include "zef/errors.h"
 
 namespace QUOR_ZEF {
 
@@ -83,10 +84,6 @@ float share(std::uint8_t channel) {
 
 void Visualizer3::addPoints(const std::vector<Point3>& vPoints, Color color) {
     if (!vPoints.empty()) vObjects.push_back({Kind::POINTS, color, vPoints, {}, 0});
-}
-
-void Visualizer3::addPoints(const std::vector<Point3*>& vPoints, Color color) {
-    addPoints(copyOf(vPoints), color);
 }
 
 void Visualizer3::addEdges(const std::vector<std::pair<Point3, Point3>>& vEdges, Color color) {
@@ -172,7 +169,7 @@ void Visualizer3::writeLines(AtomicFile& file, const Object& object) {
     file.write("\n}\n");
 }
 
-bool Visualizer3::write(const std::string& name) const {
+std::string Visualizer3::tryWrite(const std::string& name) const {
     AtomicFile file(name);
     file.write("LIST\n");
     for (const Object& object : vObjects) {
@@ -183,9 +180,18 @@ bool Visualizer3::write(const std::string& name) const {
             writePolygons(file, object);
         }
     }
-    if (file.commit()) return true;
-    showWarning("Visualizer3", name + " can't be written, " + file.getError());
-    return false;
+    return file.commit() ? "" : file.getError();
+}
+
+bool Visualizer3::write(const std::string& name) const {
+    const std::string error = tryWrite(name);
+    if (!error.empty()) showWarning("Visualizer3", name + " can't be written, " + error);
+    return error.empty();
+}
+
+void Visualizer3::save(const std::string& name) const {
+    const std::string error = tryWrite(name);
+    if (!error.empty()) throw FileError(name + ": " + error);
 }
 
 }  // namespace QUOR_ZEF

@@ -25,7 +25,6 @@ public:
 
     // Single points in one colour.
     void addPoints(const std::vector<Point3>& vPoints, Color color = defaultColor);
-    void addPoints(const std::vector<Point3*>& vPoints, Color color = defaultColor);
 
     // A line for each pair, all in one colour.
     void addEdges(const std::vector<std::pair<Point3, Point3>>& vEdges, Color color = defaultColor);
@@ -45,6 +44,8 @@ public:
     // The file appears whole or not at all. Prints a warning and gives false if
     // it cannot be written.
     bool write(const std::string& name) const;
+    // The same, but throws a FileError.
+    void save(const std::string& name) const;
 
 private:
     using Index = std::uint32_t;
@@ -58,6 +59,8 @@ private:
     };
     std::vector<Object> vObjects;
 
+    // Why it cannot be written, in the words of the system; empty if it is.
+    std::string tryWrite(const std::string& name) const;
     static void writePolygons(AtomicFile& file, const Object& object);
     static void writeLines(AtomicFile& file, const Object& object);
 };

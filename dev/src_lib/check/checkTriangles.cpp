@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "flat/EdgeTable.h"
+#include "frame/Progress.h"
 #include "geometry/freeFunctions.h"
 #include "store/DisjointSets.h"
 
@@ -24,20 +25,26 @@ public:
           vAtBadEdge(vVertices.size()) {}
 
     MeshReport check() {
+        stage.tick();
         joinAcrossEdges();
+        stage.tick();
         numberComponents();
         countEdges();
+        stage.tick();
         countVertices();
         countLoops();
+        stage.tick();
         measure();
         report.numDuplicateTriangles = findDuplicates(vTriples, edges).size();
         conclude();
+        stage.finish();
         return std::move(report);
     }
 
 private:
     const std::vector<Point3>& vVertices;
     const std::vector<std::uint32_t>& vTriples;
+    OptionalStage stage{"CK_mesh", 5};  // before the edges are found
     const EdgeTable edges;
     DisjointSets fans;                      // of corners
     DisjointSets components;                // of triangles
@@ -45,7 +52,7 @@ private:
     std::vector<bool> vAtBadEdge;           // vertices
     MeshReport report;
 
-    MeshComponent& componentOf(std::uint32_t side) { return report.vComponents[vComponent[side / 3]]; }
+    MeshComponent& componentOf(std::uint32_t side) { return report.components[vComponent[side / 3]]; }
 
     void joinAcrossEdges() {
         edges.forEachEdge([&](const Edge& edge) {
@@ -67,11 +74,11 @@ private:
         for (std::uint32_t t = 0; t < vComponent.size(); ++t) {
             const std::uint32_t root = components.find(t);
             if (root == t) {
-                vComponent[t] = static_cast<std::uint32_t>(report.vComponents.size());
-                report.vComponents.push_back({.bManifold = true, .bOriented = true});
+                vComponent[t] = static_cast<std::uint32_t>(report.components.size());
+                report.components.push_back({.manifold = true, .oriented = true});
             }
             vComponent[t] = vComponent[root];
-            ++report.vComponents[vComponent[t]].numTriangles;
+            ++report.components[vComponent[t]].numTriangles;
         }
     }
 
@@ -82,11 +89,11 @@ private:
             if (edge.size() == 1) ++component.numBorderEdges;
             if (edge.size() == 2 && vTriples[edge[0]] == vTriples[edge[1]]) {
                 ++report.numOrientationConflicts;
-                component.bOriented = false;
+                component.oriented = false;
             }
             if (edge.size() <= 2) return;
             ++report.numNonManifoldEdges;
-            component.bManifold = false;
+            component.manifold = false;
             vAtBadEdge[edge.low] = vAtBadEdge[edge.high()] = true;
         });
     }
@@ -122,12 +129,12 @@ private:
             const std::uint32_t root = loops.find(i);
             if (root == i) {
                 ++componentOf(vBorder[i]).numBorderLoops;
-                vLoop[i] = static_cast<std::uint32_t>(report.vBorderLoops.size());
-                report.vBorderLoops.push_back(
+                vLoop[i] = static_cast<std::uint32_t>(report.borderLoops.size());
+                report.borderLoops.push_back(
                     {0, 0.0, vVertices[vTriples[vBorder[i]]], vVertices[vTriples[vBorder[i]]]});
             }
             vLoop[i] = vLoop[root];
-            addToLoop(vBorder[i], report.vBorderLoops[vLoop[i]]);
+            addToLoop(vBorder[i], report.borderLoops[vLoop[i]]);
         }
     }
 
@@ -143,7 +150,7 @@ private:
 
     // Volumes are summed from a vertex of the component, since that is near.
     void measure() {
-        std::vector<const Point3*> vOrigin(report.vComponents.size());
+        std::vector<const Point3*> vOrigin(report.components.size());
         for (std::uint32_t side = 0; side < vTriples.size(); side += 3) {
             const Point3& p = vVertices[vTriples[side]];
             const Point3*& pOrigin = vOrigin[vComponent[side / 3]];
@@ -161,12 +168,12 @@ private:
     }
 
     void conclude() {
-        for (MeshComponent& c : report.vComponents) {
-            c.bClosed = c.numBorderEdges == 0;
+        for (MeshComponent& c : report.components) {
+            c.closed = c.numBorderEdges == 0;
             c.euler = static_cast<std::int64_t>(c.numVertices) - static_cast<std::int64_t>(c.numEdges) +
                       static_cast<std::int64_t>(c.numTriangles);
-            if (!c.bClosed || !c.bManifold || !c.bOriented) c.volume = 0.0;
-            if (c.bManifold && c.bOriented) c.genus = (2 - c.euler - static_cast<std::int64_t>(c.numBorderLoops)) / 2;
+            if (!c.closed || !c.manifold || !c.oriented) c.volume = 0.0;
+            if (c.manifold && c.oriented) c.genus = (2 - c.euler - static_cast<std::int64_t>(c.numBorderLoops)) / 2;
             report.numEdges += c.numEdges;
             report.numBorderEdges += c.numBorderEdges;
             report.numBorderLoops += c.numBorderLoops;
@@ -174,12 +181,12 @@ private:
             report.volume += c.volume;
         }
         report.numTriangles = vTriples.size() / 3;
-        report.numComponents = report.vComponents.size();
+        report.numComponents = report.components.size();
         report.euler = static_cast<std::int64_t>(report.numVertices) - static_cast<std::int64_t>(report.numEdges) +
                        static_cast<std::int64_t>(report.numTriangles);
-        report.bClosed = report.numTriangles > 0 && report.numBorderEdges == 0;
-        report.bManifold = report.numNonManifoldEdges == 0 && report.numNonManifoldVertices == 0;
-        report.bOriented = report.numOrientationConflicts == 0;
+        report.closed = report.numTriangles > 0 && report.numBorderEdges == 0;
+        report.manifold = report.numNonManifoldEdges == 0 && report.numNonManifoldVertices == 0;
+        report.oriented = report.numOrientationConflicts == 0;
     }
 };
 

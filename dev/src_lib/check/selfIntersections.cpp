@@ -7,8 +7,10 @@
 #include <utility>
 
 #include "check/exactSigns.h"
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "frame/types.h"
+#include "parallel/parallelGroups.h"
 #include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
@@ -78,15 +80,21 @@ class PairCounter {
 public:
     explicit PairCounter(const TriangleMesh& mesh) {
         takeCoordinates(mesh);
+        cells.tick();
         takeTriangles(mesh);
+        cells.tick();
     }
 
     std::size_t count() {
         if (vTriangles.size() < 2) return 0;
         layGrid();
+        cells.tick();
         enterTriangles();
-        const auto vCounts = parallelChunkResults<std::size_t>(
-            vEntries.size(), minChunk, [&](std::size_t begin, std::size_t end) { return countIn(begin, end); });
+        cells.finish();
+        OptionalStage pairs("SI_pairs", vEntries.size());
+        const auto vCounts = parallelGroupResults<std::size_t>(
+            vEntries.size(), minChunk, [&](std::size_t begin, std::size_t end) { return countIn(begin, end); },
+            [&](std::size_t num) { pairs.tick(num); });
         return std::accumulate(vCounts.begin(), vCounts.end(), std::size_t{0});
     }
 
@@ -97,6 +105,7 @@ private:
     };
     using Cell = std::array<uint64, 3>;
 
+    OptionalStage cells{"SI_cells", 4};
     std::vector<Coords> vCoords;      // of the vertices, the largest between 1 and 2
     std::vector<Corners> vTriangles;  // those with an area; equal places have equal corners
     Coords origin{};

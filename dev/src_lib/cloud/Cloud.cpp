@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "frame/License.h"
 #include "frame/Progress.h"
@@ -17,19 +18,6 @@
 namespace QUOR_ZEF {
 
 namespace {
-
-bool isFinite(const Point3& p) {
-    return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
-}
-
-// Appends the finite points, or those of wholly finite groups of groupSize.
-void appendFinite(const std::vector<Point3>& vIn, std::size_t groupSize, std::vector<Point3>& vOut) {
-    for (std::size_t i = 0; i < vIn.size(); i += groupSize) {
-        const auto first = vIn.begin() + static_cast<std::ptrdiff_t>(i);
-        const auto last = first + static_cast<std::ptrdiff_t>(std::min(groupSize, vIn.size() - i));
-        if (std::all_of(first, last, isFinite)) vOut.insert(vOut.end(), first, last);
-    }
-}
 
 // The highest level at which two different codes of adjacent cells in Z-order part.
 int highestDifferingLevel(uint64 code0, uint64 code1) {
@@ -75,20 +63,26 @@ Cloud::Cloud(const std::string& cloudName, double spacing, double factor, bool b
 
 Cloud::~Cloud() = default;
 
-void Cloud::setPoints(const std::vector<Point3>& vIn) {
-    vPoints.clear();
-    if (std::all_of(vIn.begin(), vIn.end(), isFinite)) {
-        vPoints = vIn;
-    } else {
-        appendFinite(vIn, bMelt ? 3 : 1, vPoints);
-        const std::size_t numSkipped = vIn.size() - vPoints.size();
+void Cloud::setPoints(PointSource points) {
+    input = std::move(points);
+    const std::size_t numSkipped = input.keepFinite(bMelt ? 3 : 1);
+    if (numSkipped > 0) {
         showWarning(where(__PRETTY_FUNCTION__, __LINE__),
                     "Skipped " + std::to_string(numSkipped) + " points with non-finite coordinates");
     }
-    numPoints = vPoints.size();
-    if (vPoints.empty()) return;
-    bboxMin = bboxMax = {vPoints[0].px, vPoints[0].py, vPoints[0].pz};
-    for (const Point3& p : vPoints) {
+    numPoints = input.size();
+    if (input.empty()) return;
+    measureBox();
+    if (!bMelt) return;
+    vPoints.resize(input.size());
+    for (std::size_t i = 0; i < vPoints.size(); ++i) vPoints[i] = input[i];
+}
+
+void Cloud::measureBox() {
+    const Point3 first = input[0];
+    bboxMin = bboxMax = {first.px, first.py, first.pz};
+    for (std::size_t i = 0; i < input.size(); ++i) {
+        const Point3 p = input[i];
         const double coords[3] = {p.px, p.py, p.pz};
         for (std::size_t axis = 0; axis < 3; ++axis) {
             bboxMin[axis] = std::min(bboxMin[axis], coords[axis]);
@@ -100,7 +94,7 @@ void Cloud::setPoints(const std::vector<Point3>& vIn) {
 void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
     passLicenseGate("prepareScanPoints", numPoints);
     ASSEX(!bMelt);
-    if (vPoints.empty()) {
+    if (input.empty()) {
         showWarning(where(__PRETTY_FUNCTION__, __LINE__), "Nothing to do for cloud " + name);
         return;
     }
@@ -111,7 +105,7 @@ void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
         createCalc();
     }
     passLicenseGate("number of points", numPoints);
-    auto pSmooth = std::make_unique<Smooth>(&vPoints, pCalc.get());
+    auto pSmooth = std::make_unique<Smooth>(std::move(input), &vPoints, pCalc.get());
     pSmooth->run(bSmooth);
     // The nodes hold all that is needed of the points.
     std::vector<Point3>().swap(vPoints);
@@ -133,8 +127,7 @@ void Cloud::estimateResolution() {
     ASSEX(side>0 && "give a spacing: the cloud's own could not be measured");
     ASSEX(std::isfinite(side) && "the box of the cloud is too large for double precision: scale the coordinates");
     const Calc fine(bboxMin[0], bboxMin[1], bboxMin[2], side, side, side, fineLevels);
-    std::vector<uint64> vCCD;
-    parallelTransform(vPoints, vCCD, [&](const Point3& p) { return fine.getCCD(p); });
+    std::vector<uint64> vCCD = getCCDs(fine);
     pProgress->tick();
     sortMT(vCCD.begin(), vCCD.end());
     pProgress->tick();
@@ -150,6 +143,15 @@ void Cloud::estimateResolution() {
     estimatedSpacing = std::sqrt(area / static_cast<double>(numPoints) * regularSpacing);
     usedSpacing = estimatedSpacing * spacingFactor;
     pProgress->finish(true);
+}
+
+std::vector<uint64> Cloud::getCCDs(const Calc& calc) const {
+    constexpr std::size_t minChunk = 10'000;
+    std::vector<uint64> vCCD(input.size());
+    parallelChunks(vCCD.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) vCCD[i] = calc.getCCD(input[i]);
+    });
+    return vCCD;
 }
 
 void Cloud::createCalc() {

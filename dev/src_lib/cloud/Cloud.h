@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "frame/types.h"
+#include "geometry/PointSource.h"
 #include "grid/Bundle.h"
 #include "store/SimplePool.h"
 #include "zef/Point3.h"
@@ -36,7 +37,8 @@ public:
     double estimatedSpacing = -1.0;  // measured, world units; -1 until measured
     double usedSpacing = -1.0;       // the grid's; -1 until settled
     std::unique_ptr<Calc> pCalc;     // null until the grid stands
-    std::vector<Point3> vPoints;     // the input copy; once the samples stand, those of triangles, or none
+    PointSource input;               // the finite points, where they lie
+    std::vector<Point3> vPoints;     // of triangles: the corners, then the samples; else none once the samples stand
     std::vector<Bundle*> vBundles;   // the result, in the pools below
     SimplePool<Bundle> bundlePool;
     SimplePool<Point3> pointPool;
@@ -51,9 +53,10 @@ public:
     Cloud(const Cloud&) = delete;
     Cloud& operator=(const Cloud&) = delete;
 
-    // Copies the finite points and measures their box. Others are left out, with
-    // one warning that counts them; of triangle corners, with their triangle.
-    void setPoints(const std::vector<Point3>& vIn);
+    // Takes the finite points and measures their box. Others are left out, with one
+    // warning that counts them; of triangle corners, with their triangle. Borrowed until
+    // the Bundles stand; corners are copied.
+    void setPoints(PointSource points);
 
     // Everything up to the Bundles. pGivenCalc: a grid to copy, or null to lay one.
     // Without points it warns and leaves everything empty.
@@ -108,7 +111,11 @@ public:
     // everything empty; a number of points that 3 does not divide fails an ASSEX.
     void preparePixelsAndFeatures(double featureAngle);
 
+    // The cells of the input on this grid, in its order.
+    std::vector<uint64> getCCDs(const Calc& calc) const;
+
 private:
+    void measureBox();
     void makeBundlesOfSamples();
     void makeBundles(const std::vector<RCDPoint>& vCells);
     void checkResolution() const;

@@ -26,12 +26,12 @@ void mergeColors(const CodedBundle* first, const CodedBundle* last) {
 
 }  // namespace
 
-double CloudMgr::inputPointsViaMemory(std::vector<Point3>& vPoints, double absSpacing, double spacingFactor, bool bMelt,
+double CloudMgr::inputPointsViaMemory(const PointSource& points, double absSpacing, double spacingFactor, bool bMelt,
                                       double featureAngle, bool bSmooth, Calc* pCalc, int numGrowSteps) {
     vClouds.push_back(std::make_unique<Cloud>("inputPointsViaMemory", absSpacing, spacingFactor, bMelt, numGrowSteps));
     Cloud& cloud = *vClouds.back();
     cloud.bKeepBorders = bKeepBorders;
-    cloud.setPoints(vPoints);
+    cloud.setPoints(points);
     if (bMelt) {
         cloud.preparePixelsAndFeatures(featureAngle);
     } else {

@@ -16,11 +16,11 @@ public:
 
     // Adds a cloud and prepares it completely. Returns its measured spacing in
     // world units, -1 if it was given or the cloud is empty.
-    // vPoints: scan points, or triangle corners if bMelt; copied, not changed.
+    // points: scan points, or triangle corners if bMelt; borrowed, not changed.
     // absSpacing, spacingFactor: world units and a multiplier; 0 or below: not given.
     // featureAngle: degrees, read only if bMelt. pCalc: a grid to copy, or null.
     // Fails an ASSEX on a spacing that is not usable.
-    double inputPointsViaMemory(std::vector<Point3>& vPoints, double absSpacing, double spacingFactor, bool bMelt,
+    double inputPointsViaMemory(const PointSource& points, double absSpacing, double spacingFactor, bool bMelt,
                                 double featureAngle, bool bSmooth, Calc* pCalc, int numGrowSteps);
 
     // The occupied cells of the first cloud, one Bundle each, ascending by ccd.

@@ -19,6 +19,8 @@
 
 namespace QUOR_ZEF {
 
+class OptionalStage;
+
 // A piece of the cell set, seen by its voxel surface. Around a sampled surface the
 // cells form a band with two large sheets of facets, one on each side, and a
 // seam between them where samples are missing.
@@ -107,8 +109,9 @@ public:
 
     // Grows the field for up to numGrowSteps steps (above 0, or an ASSEX fails) and
     // sets vOut to the new points, sorted, one a cell. True. To be called once, on a
-    // merged Component.
-    bool run(CodePoints& vOut);
+    // merged Component. pStage: gets numGrowthTicks() ticks, or fewer; may be null.
+    bool run(CodePoints& vOut, OptionalStage* pStage = nullptr);
+    uint64 numGrowthTicks() const;
     // Adds one layer of corners. True if no two neighbours of opposite sign met.
     bool inflateOneStep2();
     // Smooths the active corners, all at a time in each pass. Between calls active corners may

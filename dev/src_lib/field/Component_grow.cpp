@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "field/Component.h"
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
@@ -75,17 +76,24 @@ Inflated inflate(const CornerStore& store, const Corner& corner, float cellSize)
 
 }  // namespace
 
-bool Component::run(CodePoints& vOut) {
+uint64 Component::numGrowthTicks() const {
+    return static_cast<uint64>(std::max(numGrowSteps, 0)) * vCellRCD.size();
+}
+
+bool Component::run(CodePoints& vOut, OptionalStage* pStage) {
     ASSEX(numGrowSteps>0);
     vOut.clear();
     // A field of one sign has no zero level.
     if (!hasSeam()) return true;
     layGrowthBox();
     assignFirstDistances();
-    for (int i = 0; i < numGrowSteps; ++i) {
+    bool bDone = false;
+    for (int i = 0; i < numGrowSteps && !bDone; ++i) {
         const bool bQuiet = inflateOneStep2();
         lowPass2(numSmoothings, true);
-        if (bQuiet && i >= numSureSteps) break;
+        bDone = bQuiet && i >= numSureSteps;
+        // What is left out counts as done.
+        if (pStage) pStage->tick((bDone ? static_cast<uint64>(numGrowSteps - i) : 1) * vCellRCD.size());
     }
     getZeroRCD(vOut);
     return true;

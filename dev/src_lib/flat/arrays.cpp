@@ -4,7 +4,9 @@
 #include <string>
 #include <utility>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
+#include "zef/errors.h"
 
 namespace QUOR_ZEF {
 
@@ -33,14 +35,40 @@ void renumberVertices(TriangleMesh& mesh, VertexOrder order) {
     mesh.vertices = std::move(vVertices);
 }
 
+std::size_t dropRepeating(std::vector<std::uint32_t>& vTriples) {
+    std::size_t to = 0;
+    for (std::size_t i = 0; i < vTriples.size(); i += 3) {
+        const std::uint32_t a = vTriples[i], b = vTriples[i + 1], c = vTriples[i + 2];
+        if (a == b || b == c || c == a) continue;
+        vTriples[to] = a;
+        vTriples[to + 1] = b;
+        vTriples[to + 2] = c;
+        to += 3;
+    }
+    const std::size_t numDropped = (vTriples.size() - to) / 3;
+    vTriples.resize(to);
+    return numDropped;
+}
+
+double meanSideLength(const TriangleMesh& mesh) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+        const std::size_t next = i % 3 == 2 ? i - 2 : i + 1;
+        sum += (mesh.vertices[mesh.indices[next]] - mesh.vertices[mesh.indices[i]]).length();
+    }
+    return sum > 0.0 ? sum / static_cast<double>(mesh.indices.size()) : 1.0;
+}
+
 void checkMeshSize(std::size_t numVertices, std::size_t numTriangles) {
     constexpr std::size_t maxVertices = std::size_t{1} << 31;
     // Each triangle may have three edges of its own, and one number means none.
     constexpr std::size_t maxTriangles = (none - std::size_t{1}) / 3;
     if (numVertices <= maxVertices && numTriangles <= maxTriangles) return;
-    showError(where(__PRETTY_FUNCTION__, __LINE__),
-              "mesh too large: " + std::to_string(numVertices) + " vertices (at most " + std::to_string(maxVertices) +
-                  "), " + std::to_string(numTriangles) + " triangles (at most " + std::to_string(maxTriangles) + ")");
+    const std::string text = "mesh too large: " + std::to_string(numVertices) + " vertices (at most " +
+                             std::to_string(maxVertices) + "), " + std::to_string(numTriangles) +
+                             " triangles (at most " + std::to_string(maxTriangles) + ")";
+    if (getRun()) throw TooLargeError(text);
+    showError(where(__PRETTY_FUNCTION__, __LINE__), text);
     throwBug();
 }
 

@@ -4,14 +4,14 @@
 
 namespace QUOR_ZEF {
 
-std::vector<VertexPair> borderEdges(const TriangleMesh& mesh) {
+std::vector<VertexPair> findBorderEdges(const TriangleMesh& mesh) {
     const EdgeTable edges(mesh.indices, mesh.vertices.size());
     std::vector<VertexPair> vBorder = edges.oddEdges();
     std::erase_if(vBorder, [&](const VertexPair& ends) { return edges.at(ends).size() != 1; });
     return vBorder;
 }
 
-double averageEdgeLength(const TriangleMesh& mesh) {
+double meanEdgeLength(const TriangleMesh& mesh) {
     if (mesh.indices.empty()) return 0.0;
     std::vector<bool> vFirst(mesh.indices.size());  // sides that bring their edge
     EdgeTable(mesh.indices, mesh.vertices.size()).forEachEdge([&](const Edge& edge) { vFirst[edge[0]] = true; });

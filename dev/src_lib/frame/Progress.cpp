@@ -53,7 +53,6 @@ Progress* Progress::getChildProgressSetTodo(const std::string& childName, uint64
     ASSEX(q_it!=mNameKids.end());
     Progress* pChild = q_it->second;
     const std::lock_guard lockChild(pChild->mutex);
-    getStageTimes().enter(childName);
     if (Run* const pRun = getRun()) pRun->enterStage(childName);
     if (pChild->done == 0) {
         pChild->setTodo(childTodo);
@@ -97,10 +96,10 @@ double Progress::getValue() const {
     return weightSum == 0.0 ? 1.0 : sum / weightSum;
 }
 
-void Progress::tick() {
+void Progress::tick(uint64 num) {
     const bool bChanges = done < todo;
-    if (bChanges) ++done;
-    ++sinceNotify;
+    if (bChanges) done += std::min(num, todo - done);
+    sinceNotify += num;
     // A finished child that is ticked on has nothing new to tell.
     if (sinceNotify < notifyEvery && !(bChanges && done == todo)) return;
     {
@@ -119,6 +118,8 @@ void Progress::notify(const std::string& text) {
     }
     const std::lock_guard lock(mutex);
     const double value = getValue();
+    // A call may be cancelled while nothing changes that it could tell.
+    if (Run* const pRun = getRun(); pRun && value == lastValue) pRun->poll();
     if (value == lastValue) return;
     lastValue = value;
     if (pSubscriber) pSubscriber->update(std::string(name), value);
@@ -130,13 +131,11 @@ void Progress::finish(bool bNotify) {
         if (mNameKids.empty()) done = todo;
         for (auto& [childName, pChild] : mNameKids) pChild->finish(false);
     }
-    if (!pParent) getStageTimes().stop();
     if (bNotify) notify("");
 }
 
 void Progress::reset() {
     const std::lock_guard lock(mutex);
-    getStageTimes().stop();
     for (auto& [childName, pChild] : mNameKids) {
         pChild->name = "invalid";
         delete pChild;
@@ -148,31 +147,6 @@ void Progress::reset() {
     notifyEvery = 1;
     sinceNotify = 0;
     lastValue = -1.0;
-}
-
-void StageTimes::enter(const std::string& stageName) {
-    stop();
-    const auto isIt = [&](const Stage& stage) { return stage.name == stageName; };
-    const auto stage_it = std::find_if(vStages.begin(), vStages.end(), isIt);
-    running = static_cast<std::size_t>(stage_it - vStages.begin());
-    if (stage_it == vStages.end()) vStages.push_back({stageName});
-    startTime = monotonicNanoseconds();
-}
-
-void StageTimes::stop() {
-    if (running == none) return;
-    vStages[running].nanoseconds += monotonicNanoseconds() - startTime;
-    running = none;
-}
-
-void StageTimes::clear() {
-    running = none;
-    vStages.clear();
-}
-
-StageTimes& getStageTimes() {
-    thread_local StageTimes times;
-    return times;
 }
 
 namespace {
@@ -223,7 +197,7 @@ void unsubscribe() {
     pProgress->pSubscriber = nullptr;
 }
 
-void planProgress(const std::string& name, ProgressPlan plan) {
+void planProgress(const std::string& name, const ProgressPlan& plan) {
     Progress* pRoot = getProgress();
     const std::lock_guard lock(pRoot->mutex);
     pRoot->reset();
@@ -231,12 +205,21 @@ void planProgress(const std::string& name, ProgressPlan plan) {
     for (const auto& [childName, weight] : plan) pRoot->createChild(childName, weight);
 }
 
-bool ensureProgressPlan(const std::string& name, ProgressPlan plan) {
+bool ensureProgressPlan(const std::string& name, const ProgressPlan& plan) {
     const Progress* pRoot = getProgress();
     const auto isPlanned = [pRoot](const auto& child) { return pRoot->mNameKids.count(child.first) > 0; };
     if (pRoot->name != name && std::all_of(plan.begin(), plan.end(), isPlanned)) return false;
     planProgress(name, plan);
     return true;
+}
+
+uint64 expectedTicks(uint64 real, uint64 classic) {
+    return std::max<uint64>(getRun() ? real : classic, 1);
+}
+
+OptionalStage::OptionalStage(const std::string& name, uint64 todo) {
+    Progress* const pRoot = getProgress();
+    if (pRoot->mNameKids.count(name) > 0) pProgress = pRoot->getChildProgressSetTodo(name, std::max<uint64>(todo, 1));
 }
 
 }  // namespace QUOR_ZEF

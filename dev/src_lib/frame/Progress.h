@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <initializer_list>
 #include <map>
 #include <mutex>
 #include <string>
@@ -53,7 +52,7 @@ public:
     void setTodo(uint64 newTodo);
     // 0 to 1. Not forced to rise.
     double getValue() const;
-    void tick();
+    void tick(uint64 num = 1);
     // Marks this node, or all its children, as done.
     void finish(bool bNotify);
     // Reports the root's value to the subscriber if it changed.
@@ -65,35 +64,6 @@ private:
     uint64 notificationStep() const;
 };
 
-// The seconds that the calling thread spent in each stage. A stage lasts from its
-// entry until the next one is entered, or until the root is finished or reset; one
-// that is entered again adds to its sum. Runs add up until somebody clears.
-// Cost: two readings of the clock a stage.
-class StageTimes {
-public:
-    struct Stage {
-        std::string name;
-        int64 nanoseconds = 0;
-    };
-    std::vector<Stage> vStages;  // in the order of first entry
-
-    // Ends the running stage and begins this one.
-    void enter(const std::string& stageName);
-    void stop();
-    // Stops and forgets everything.
-    void clear();
-    // The running stage; null if there is none.
-    const Stage* getRunning() const { return running < vStages.size() ? &vStages[running] : nullptr; }
-
-private:
-    static constexpr std::size_t none = ~std::size_t{0};
-    std::size_t running = none;  // index in vStages
-    int64 startTime = 0;
-};
-
-// Those of the calling thread.
-StageTimes& getStageTimes();
-
 // The calling thread's root; made on first use, never freed. Only the first call
 // of a thread locks.
 Progress* getProgress();
@@ -101,16 +71,35 @@ Progress* getProgress();
 // that was given before, null for the thread's own.
 Progress* exchangeProgressRoot(Progress* pRoot);
 
-using ProgressPlan = std::initializer_list<std::pair<const char*, double>>;
+// Stages with their weights.
+using ProgressPlan = std::vector<std::pair<std::string, double>>;
 
 // Resets the calling thread's root and plans it: its name, then its children.
-void planProgress(const std::string& name, ProgressPlan plan);
+void planProgress(const std::string& name, const ProgressPlan& plan);
 
 // Plans the calling thread's root unless a run of another name has planned all
 // these children, so that a mesh operation runs alone as well as inside a planned
 // run. A plan of another kind may have left the root without them; a plan of this
 // name was left behind by an exception, since no operation runs inside itself.
 // Returns true if it planned, so that the caller finishes and resets the root.
-bool ensureProgressPlan(const std::string& name, ProgressPlan plan);
+bool ensureProgressPlan(const std::string& name, const ProgressPlan& plan);
+
+// What a stage expects: the older entries have counts of their own, which many runs do not reach.
+uint64 expectedTicks(uint64 real, uint64 classic);
+
+// A stage that not every plan has. Without one in the calling thread's plan nothing is told.
+class OptionalStage {
+public:
+    OptionalStage(const std::string& name, uint64 todo);
+    void tick(uint64 num = 1) {
+        if (pProgress) pProgress->tick(num);
+    }
+    void finish() {
+        if (pProgress) pProgress->finish(true);
+    }
+
+private:
+    Progress* pProgress = nullptr;  // not owned
+};
 
 }  // namespace QUOR_ZEF

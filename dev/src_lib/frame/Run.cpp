@@ -45,7 +45,13 @@ void Run::update(const std::string& /*name*/, double value) {
     report();
 }
 
+void Run::poll() {
+    constexpr std::chrono::milliseconds pause{50};
+    if (std::chrono::steady_clock::now() - lastReport > pause) report();
+}
+
 void Run::report() {
+    lastReport = std::chrono::steady_clock::now();
     if (!context.progress) return;
     if (!context.progress({stageWords(stageTag), stageTag, reached})) throw CancelledError("cancelled");
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -34,6 +35,8 @@ public:
     std::string getError();
     // A stage begins, on the calling thread.
     void enterStage(const std::string& tag);
+    // The stage goes on, on the calling thread: repeats what was reported a while ago.
+    void poll();
 
     // The least area on which a plane is fitted: that of the first cloud of the call.
     FirstValue minArea;
@@ -46,6 +49,7 @@ private:
     std::string error;
     std::string stageTag;
     double reached = 0.0;
+    std::chrono::steady_clock::time_point lastReport;
 
     void update(const std::string& name, double value) override;
     void report();

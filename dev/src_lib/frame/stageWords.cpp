@@ -16,7 +16,9 @@ constexpr std::array stages = {
     Words{"CL_eres", "measuring the spacing"},
     Words{"SM_run", "fitting planes"},
     Words{"CL_creb", "filling and thinning cells"},
+    Words{"CL_fill", "filling gaps"},
     Words{"HL_st", "collecting cells"},
+    Words{"hal-part", "collecting cells"},
     Words{"VO_ftx", "making triangles"},
     Words{"VO_amb", "settling ambiguous cells"},
     Words{"TP_unif", "unifying diagonals"},
@@ -28,6 +30,7 @@ constexpr std::array stages = {
     Words{"RM_kdeg", "removing degenerate triangles"},
     Words{"RM_gEfCandMT", "scoring edges"},
     Words{"efLoop", "flipping edges"},
+    Words{"RM_efAnneal", "flipping edges"},
     Words{"RM_redborder", "finding the outline"},
     Words{"RM_redprioq", "costing merges"},
     Words{"RM_redprocprioq", "merging vertices"},
@@ -35,6 +38,14 @@ constexpr std::array stages = {
     Words{"RM_rtscore", "costing merges"},
     Words{"RM_rtloop", "merging vertices"},
     Words{"RM_rtmeas", "measuring the error"},
+    Words{"MF_edges", "finding edges"},
+    Words{"MF_mend", "joining triangles"},
+    Words{"MF_loops", "closing small holes"},
+    Words{"MF_renew", "renewing faulty places"},
+    Words{"MF_face", "facing outwards"},
+    Words{"CK_mesh", "checking edges and vertices"},
+    Words{"SI_cells", "sorting triangles"},
+    Words{"SI_pairs", "comparing triangles"},
     Words{"reo", "chaining sharp edges"},
     Words{"dih2e", "finding sharp edges"},
     Words{"rFins", "sampling corners"},
@@ -49,6 +60,7 @@ constexpr std::array stages = {
 }  // namespace
 
 std::string_view stageWords(std::string_view tag) {
+    tag = tag.substr(0, tag.find("_0."));  // without the temperature
     const auto it = std::find_if(stages.begin(), stages.end(), [&](const Words& stage) { return stage.tag == tag; });
     return it == stages.end() ? tag : it->words;
 }

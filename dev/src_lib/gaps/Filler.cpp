@@ -5,6 +5,7 @@
 #include <map>
 #include <queue>
 
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "gaps/BorderSearch.h"
 #include "gaps/CellBox.h"
@@ -127,13 +128,17 @@ void Filler::fill(CodePoints& vOut) {
 }
 
 void Filler::growComponents(CodePoints& vOut) {
+    uint64 todo = 0;
+    for (const auto& pComponent : vComponents) todo += pComponent->numGrowthTicks();
+    OptionalStage stage("CL_fill", todo);
     for (std::unique_ptr<Component>& pComponent : vComponents) {
         CodePoints vLocal;
-        pComponent->run(vLocal);
+        pComponent->run(vLocal, &stage);
         if (adapt && vRawComponents.size() > 1) adapt(*pComponent, vLocal);
         pComponent.reset();
         appendNew(vLocal, vOut);
     }
+    stage.finish();
     // Of Components that reach the same cell the first one stays.
     sortStableByFirstMT(vOut.begin(), vOut.end());
     const auto bSame = [](const auto& a, const auto& b) { return a.first == b.first; };

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <bit>
 
+#include "bytes/Visualizer3.h"
 #include "frame/License.h"
+#include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -71,6 +73,15 @@ Point3 Calc::getLowerCorner(uint64 ccd) const {
 
 Point3 Calc::getCellCenter(uint64 ccd) const {
     return getLowerCorner(ccd) + Vector3(cellX * 0.5, cellY * 0.5, cellZ * 0.5);
+}
+
+void Calc::writeCbs(const std::vector<uint64>& vCCD, const std::string& name) const {
+    Visualizer3 visualizer;
+    for (const uint64 ccd : vCCD) {
+        const Point3 lower = getLowerCorner(ccd);
+        visualizer.addCube(lower, {lower.px + cellX, lower.py + cellY, lower.pz + cellZ});
+    }
+    if (!visualizer.write(name)) showWarning(where(__PRETTY_FUNCTION__, __LINE__), "file not written");
 }
 
 void Calc::getCellCenters(const std::vector<uint64>& vCCD, std::vector<Point3>& vOut) const {

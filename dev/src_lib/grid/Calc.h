@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cmath>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -138,6 +139,11 @@ public:
     Point3 getCellCenter(uint64 ccd) const;
     // Appends the centres, in the order of vCCD.
     void getCellCenters(const std::vector<uint64>& vCCD, std::vector<Point3>& vOut) const;
+
+    // For looking at cells: writes them as cubes to a Geomview LIST. A warning if the file
+    // cannot be written.
+    void writeCb(uint64 ccd, const std::string& name) const { writeCbs({ccd}, name); }
+    void writeCbs(const std::vector<uint64>& vCCD, const std::string& name) const;
 
     // Moves p towards the centre of the cell until it lies inside, by 1/1024 of
     // the way, then twice that and so on; in the end p is the centre itself.

@@ -205,10 +205,6 @@ void PlyFile::parseHeader(std::string_view bytes, HeaderRule rule) {
     pImpl->parseHeader();
 }
 
-const std::vector<PlyElement>& PlyFile::getElements() const {
-    return pImpl->vElements;
-}
-
 const PlyElement* PlyFile::findElement(const std::string& name) const {
     const std::size_t index = pImpl->findElement(name);
     return index < pImpl->vElements.size() ? &pImpl->vElements[index] : nullptr;

@@ -123,7 +123,6 @@ public:
     // bytes: the whole file, which must outlive the PlyFile and its data.
     // A header longer than 256 KiB is refused.
     void parseHeader(std::string_view bytes, HeaderRule rule);
-    const std::vector<PlyElement>& getElements() const;
     // Null if there is none of that name.
     const PlyElement* findElement(const std::string& name) const;
     const std::vector<std::string>& getComments() const;

@@ -11,7 +11,7 @@
 
 namespace QUOR_ZEF {
 
-// The formats behind loadCloud. Each fills an empty CloudFile from the bytes of
+// The formats behind loadCloud. Each fills an empty PointFile from the bytes of
 // a file that is not empty, and throws LoadError or PLY::PlyError.
 
 // what(): place, fault and cure, without the name of the file.
@@ -19,17 +19,17 @@ struct LoadError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-void loadPlyCloud(std::string_view bytes, CloudFile& out);
-void loadStlCloud(std::string_view bytes, CloudFile& out);
-void loadObjCloud(std::string_view bytes, CloudFile& out);
-void loadOffCloud(std::string_view bytes, CloudFile& out);
+void loadPlyCloud(std::string_view bytes, PointFile& out);
+void loadStlCloud(std::string_view bytes, PointFile& out);
+void loadObjCloud(std::string_view bytes, PointFile& out);
+void loadOffCloud(std::string_view bytes, PointFile& out);
 // bPts: seven numbers on a line are x y z intensity red green blue.
-void loadTextCloud(std::string_view bytes, bool bPts, CloudFile& out);
-void loadBinCloud(std::string_view bytes, CloudFile& out);
+void loadTextCloud(std::string_view bytes, bool bPts, PointFile& out);
+void loadBinCloud(std::string_view bytes, PointFile& out);
 
 [[noreturn]] void failAtLine(std::string_view text, const char* pHere, const std::string& fault);
 
-void keepComment(std::string_view line, CloudFile& out);
+void keepComment(std::string_view line, PointFile& out);
 
 // Refuses what is no text, before it is parsed line by line.
 void checkIsText(std::string_view bytes);
@@ -37,12 +37,12 @@ void checkIsText(std::string_view bytes);
 // Turns faces into triangles, a fan from the first corner each.
 class FanMaker {
 public:
-    explicit FanMaker(CloudFile& cloud) : out(cloud) {}
+    explicit FanMaker(PointFile& cloud) : out(cloud) {}
     void addCorner(std::uint32_t index);
     void endFace();
 
 private:
-    CloudFile& out;
+    PointFile& out;
     std::uint32_t first = 0, last = 0;
     std::size_t numCorners = 0;
 };
@@ -57,7 +57,7 @@ public:
     // The colour of the point that stands at this index; alpha none: opaque.
     void set(std::size_t index, const Color& color);
     // Scales by 255 if nothing is above 1, alpha by itself; rounds and limits.
-    void apply(CloudFile& out) const;
+    void apply(PointFile& out) const;
 
 private:
     std::vector<Color> vColors;

@@ -140,7 +140,7 @@ void writeChunk(AtomicFile& file, uint64 bytes, std::uint32_t type) {
 }  // namespace
 
 // Without triangles there is a scene without a mesh, since the format knows no empty arrays.
-void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options) {
     const bool bEmpty = mesh.indices.empty();
     const bool bColor = mesh.hasColor();
     Text json = assetText(options.offset);

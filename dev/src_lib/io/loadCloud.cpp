@@ -1,8 +1,8 @@
 #include "io/loadCloud.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <new>
 
 #include "bytes/FileBytes.h"
 #include "bytes/textNumbers.h"
@@ -13,7 +13,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-void loadByEnding(const std::string& ending, std::string_view bytes, CloudFile& out) {
+void loadByEnding(const std::string& ending, std::string_view bytes, PointFile& out) {
     if (ending == ".ply") return loadPlyCloud(bytes, out);
     if (ending == ".stl") return loadStlCloud(bytes, out);
     if (ending == ".obj") return loadObjCloud(bytes, out);
@@ -28,15 +28,14 @@ bool isKnown(const std::string& ending) {
     return std::find(known.begin(), known.end(), ending) != known.end();
 }
 
-void countUnused(CloudFile& out) {
-    if (out.kind != CloudFile::Kind::MESH) return;
-    std::vector<bool> vUsed(out.vPoints.size());
-    for (const CloudFile::Triangle& triangle : out.vTriangles)
-        for (const std::uint32_t index : triangle) vUsed[index] = true;
+void countUnused(PointFile& out) {
+    if (out.kind != PointFile::Kind::MESH) return;
+    std::vector<bool> vUsed(out.points.size());
+    for (const std::uint32_t index : out.indices) vUsed[index] = true;
     out.numUnusedVertices = static_cast<uint64>(std::count(vUsed.begin(), vUsed.end(), false));
 }
 
-void load(const std::string& path, CloudFile& out) {
+void load(const std::string& path, PointFile& out) {
     const std::string ending = endingOf(path);
     if (!isKnown(ending))
         throw LoadError("unknown ending \"" + ending +
@@ -46,7 +45,7 @@ void load(const std::string& path, CloudFile& out) {
     if (file.view().empty()) throw LoadError("the file is empty");
     loadByEnding(ending, file.view(), out);
     countUnused(out);
-    out.bHasColor = std::any_of(out.vPoints.begin(), out.vPoints.end(), [](const Point3& p) { return p.hasColor(); });
+    out.hasColor = std::any_of(out.points.begin(), out.points.end(), [](const Point3& p) { return p.hasColor(); });
 }
 
 std::uint8_t toByte(float value, float scale) {
@@ -66,33 +65,27 @@ std::string endingOf(const std::string& path) {
     return ending;
 }
 
-bool loadCloud(const std::string& path, CloudFile& out) {
-    out = CloudFile();
-    std::string fault;
+PointFile loadCloud(const std::string& path) {
     try {
-        load(path, out);
-        return true;
+        PointFile file;
+        load(path, file);
+        return file;
     } catch (const PLY::PlyError& error) {
-        fault = (error.place.empty() ? "" : error.place + ": ") + error.what() +
-                "; the file is damaged or cut short, export it anew";
+        throw FileError(path + ": " + (error.place.empty() ? "" : error.place + ": ") + error.what() +
+                        "; the file is damaged or cut short, export it anew");
     } catch (const LoadError& error) {
-        fault = error.what();
-    } catch (const std::bad_alloc&) {
-        fault = "not enough memory for the file; thin it out or cut it into parts";
+        throw FileError(path + ": " + error.what());
     }
-    out = CloudFile();
-    out.error = path + ": " + fault;
-    return false;
 }
 
 void failAtLine(std::string_view text, const char* pHere, const std::string& fault) {
     throw LoadError("line " + std::to_string(lineNumber(text, pHere)) + ": " + fault);
 }
 
-void keepComment(std::string_view line, CloudFile& out) {
+void keepComment(std::string_view line, PointFile& out) {
     constexpr std::size_t maxComments = 100;
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    if (out.vComments.size() < maxComments) out.vComments.emplace_back(line);
+    if (out.comments.size() < maxComments) out.comments.emplace_back(line);
 }
 
 void checkIsText(std::string_view bytes) {
@@ -103,7 +96,8 @@ void checkIsText(std::string_view bytes) {
 }
 
 void FanMaker::addCorner(std::uint32_t index) {
-    if (numCorners >= 2) pushSlowly(out.vTriangles, CloudFile::Triangle{first, last, index});
+    if (numCorners >= 2)
+        for (const std::uint32_t corner : {first, last, index}) pushSlowly(out.indices, corner);
     if (numCorners == 0) first = index;
     last = index;
     ++numCorners;
@@ -120,7 +114,7 @@ void ColorColumn::set(std::size_t index, const Color& color) {
     pushSlowly(vColors, color);
 }
 
-void ColorColumn::apply(CloudFile& out) const {
+void ColorColumn::apply(PointFile& out) const {
     float largest = 0.f, largestAlpha = 0.f;
     for (const Color& color : vColors) {
         for (int i = 0; i < 3; ++i) largest = std::max(largest, color[static_cast<std::size_t>(i)]);
@@ -131,8 +125,8 @@ void ColorColumn::apply(CloudFile& out) const {
     for (std::size_t i = 0; i < vColors.size(); ++i) {
         const auto& [red, green, blue, alpha] = vColors[i];
         if (std::isnan(red) && std::isnan(green) && std::isnan(blue)) continue;
-        out.vPoints[i].setColor(toByte(red, scale), toByte(green, scale), toByte(blue, scale),
-                                std::isnan(alpha) ? std::uint8_t{255} : toByte(alpha, alphaScale));
+        out.points[i].setColor(toByte(red, scale), toByte(green, scale), toByte(blue, scale),
+                               std::isnan(alpha) ? std::uint8_t{255} : toByte(alpha, alphaScale));
     }
 }
 

@@ -58,34 +58,34 @@ uint64 announcedFacets(std::string_view bytes) {
     return bytes.size() < stlHeader ? 0 : loadValue<std::uint32_t>(bytes.data() + stlHeader - 4);
 }
 
-void loadBinaryStl(std::string_view bytes, CloudFile& out) {
+void loadBinaryStl(std::string_view bytes, PointFile& out) {
     const uint64 numFacets = announcedFacets(bytes);
     if (bytes.size() < stlHeader || numFacets > (bytes.size() - stlHeader) / stlRecord)
         throw LoadError("byte 80: " + std::to_string(numFacets) +
                         " triangles announced, but the file ends before; it is cut short, or no STL file");
     out.format = "STL, binary";
-    reserveMore(out.vPoints, static_cast<std::size_t>(3 * numFacets));
+    reserveMore(out.points, static_cast<std::size_t>(3 * numFacets));
     for (std::size_t i = 0; i < numFacets; ++i) {
         const char* p = bytes.data() + stlHeader + i * stlRecord + 12;  // after the normal
         for (int corner = 0; corner < 3; ++corner, p += 12)
-            out.vPoints.emplace_back(loadValue<float>(p), loadValue<float>(p + 4), loadValue<float>(p + 8));
+            out.points.emplace_back(loadValue<float>(p), loadValue<float>(p + 4), loadValue<float>(p + 8));
     }
 }
 
 class TextStlLoader {
 public:
-    TextStlLoader(std::string_view bytes, CloudFile& cloud) : text(bytes), out(cloud) {}
+    TextStlLoader(std::string_view bytes, PointFile& cloud) : text(bytes), out(cloud) {}
 
     void load() {
         std::string_view rest = text;
         while (!rest.empty()) takeText(withoutIndent(takeLine(rest)));
         if (bInLoop) failAtLine(text, text.data() + text.size(), "the file ends inside a facet; it is cut short");
-        if (out.vPoints.empty()) throw LoadError("no facets; is it an STL file?");
+        if (out.points.empty()) throw LoadError("no facets; is it an STL file?");
     }
 
 private:
     std::string_view text;
-    CloudFile& out;
+    PointFile& out;
     bool bInLoop = false;
     int numCorners = 0;
 
@@ -109,7 +109,7 @@ private:
         const Numbers numbers(line.substr(std::string_view("vertex").size()));
         if (!bInLoop || numbers.num != 3)
             failAtLine(text, line.data(), "expected \"vertex x y z\" inside an \"outer loop\"");
-        pushSlowly(out.vPoints, numbers.point());
+        pushSlowly(out.points, numbers.point());
         ++numCorners;
     }
 };
@@ -118,7 +118,7 @@ private:
 
 class ObjLoader {
 public:
-    ObjLoader(std::string_view bytes, CloudFile& cloud) : text(bytes), out(cloud), fan(cloud) {}
+    ObjLoader(std::string_view bytes, PointFile& cloud) : text(bytes), out(cloud), fan(cloud) {}
 
     void load() {
         const char* pEnd = text.data() + text.size();
@@ -137,7 +137,7 @@ public:
 
 private:
     std::string_view text;
-    CloudFile& out;
+    PointFile& out;
     FanMaker fan;
     ColorColumn colors;
     uint64 numFaces = 0;
@@ -150,14 +150,14 @@ private:
     void takeVertex(std::string_view line) {
         const Numbers numbers(line.substr(1));
         if (numbers.num < 3) failAtLine(text, line.data(), "expected \"v x y z\"");
-        if (out.vPoints.size() > maxIndex) failAtLine(text, line.data(), "too many vertices; cut the mesh into parts");
+        if (out.points.size() > maxIndex) failAtLine(text, line.data(), "too many vertices; cut the mesh into parts");
         // x y z, x y z w, x y z r g b, or x y z w r g b
         if (numbers.num >= 6) {
             ColorColumn::Color color = colorAt(numbers, numbers.num >= 7 ? 4 : 3);
             color[3] = ColorColumn::none;
-            colors.set(out.vPoints.size(), color);
+            colors.set(out.points.size(), color);
         }
-        pushSlowly(out.vPoints, numbers.point());
+        pushSlowly(out.points, numbers.point());
     }
 
     // A backslash at the end of a line carries it on.
@@ -188,7 +188,7 @@ private:
 
     // Numbered from 1; negative ones count back from the last vertex so far.
     void takeIndex(int64 index, const char* pHere) {
-        const auto numVertices = static_cast<int64>(out.vPoints.size());
+        const auto numVertices = static_cast<int64>(out.points.size());
         const int64 position = index > 0 ? index - 1 : numVertices + index;
         if (position < 0 || static_cast<uint64>(position) >= maxIndex) failIndex(numFaces, index, pHere);
         if (position > largest) {
@@ -202,14 +202,14 @@ private:
     [[noreturn]] void failIndex(uint64 face, int64 index, const char* pHere) const {
         failAtLine(text, pHere,
                    "face " + std::to_string(face) + " has vertex " + std::to_string(index) + ", but the file has " +
-                       std::to_string(out.vPoints.size()) + "; the file is damaged, export it anew");
+                       std::to_string(out.points.size()) + "; the file is damaged, export it anew");
     }
 
     void finish() {
-        if (out.vPoints.empty()) throw LoadError("no vertices; is it an OBJ file?");
-        if (largest >= static_cast<int64>(out.vPoints.size())) failIndex(faceOfLargest, largest + 1, pLargest);
+        if (out.points.empty()) throw LoadError("no vertices; is it an OBJ file?");
+        if (largest >= static_cast<int64>(out.points.size())) failIndex(faceOfLargest, largest + 1, pLargest);
         colors.apply(out);
-        if (!out.vTriangles.empty()) out.kind = CloudFile::Kind::MESH;
+        if (!out.indices.empty()) out.kind = PointFile::Kind::MESH;
     }
 };
 
@@ -217,19 +217,19 @@ private:
 
 class OffLoader {
 public:
-    OffLoader(std::string_view bytes, CloudFile& cloud) : text(bytes), rest(bytes), out(cloud), fan(cloud) {}
+    OffLoader(std::string_view bytes, PointFile& cloud) : text(bytes), rest(bytes), out(cloud), fan(cloud) {}
 
     void load() {
         parseHeader();
         for (uint64 i = 0; i < numVertices; ++i) takeVertex(nextLine());
         for (uint64 i = 0; i < numFaces; ++i) takeFace(nextLine(), i + 1);
         colors.apply(out);
-        if (!out.vTriangles.empty()) out.kind = CloudFile::Kind::MESH;
+        if (!out.indices.empty()) out.kind = PointFile::Kind::MESH;
     }
 
 private:
     std::string_view text, rest;
-    CloudFile& out;
+    PointFile& out;
     FanMaker fan;
     ColorColumn colors;
     uint64 numVertices = 0, numFaces = 0;
@@ -268,15 +268,15 @@ private:
         numFaces = static_cast<uint64>(counts.values[1]);
         if (6 * numVertices + 2 * numFaces > text.size() + 2)
             failAtLine(text, line.data(), "more vertices and faces than the file has room for; it is cut short");
-        reserveMore(out.vPoints, static_cast<std::size_t>(numVertices));
+        reserveMore(out.points, static_cast<std::size_t>(numVertices));
     }
 
     void takeVertex(std::string_view line) {
         const Numbers numbers(line);
         if (numbers.num < 3) failAtLine(text, line.data(), "expected a vertex, x y z");
         const std::size_t colorColumn = bNormals ? 6 : 3;
-        if (bColors && numbers.num >= colorColumn + 3) colors.set(out.vPoints.size(), colorAt(numbers, colorColumn));
-        out.vPoints.push_back(numbers.point());
+        if (bColors && numbers.num >= colorColumn + 3) colors.set(out.points.size(), colorAt(numbers, colorColumn));
+        out.points.push_back(numbers.point());
     }
 
     void takeFace(std::string_view line, uint64 face) {
@@ -302,8 +302,8 @@ private:
 }  // namespace
 
 // The size decides: binary files may start with "solid" too.
-void loadStlCloud(std::string_view bytes, CloudFile& out) {
-    out.kind = CloudFile::Kind::CORNERS;
+void loadStlCloud(std::string_view bytes, PointFile& out) {
+    out.kind = PointFile::Kind::CORNERS;
     const uint64 numFacets = announcedFacets(bytes);
     const bool bFits = bytes.size() >= stlHeader && bytes.size() == stlHeader + stlRecord * numFacets;
     const char* pEnd = bytes.data() + bytes.size();
@@ -315,13 +315,13 @@ void loadStlCloud(std::string_view bytes, CloudFile& out) {
     TextStlLoader(bytes, out).load();
 }
 
-void loadObjCloud(std::string_view bytes, CloudFile& out) {
+void loadObjCloud(std::string_view bytes, PointFile& out) {
     checkIsText(bytes);
     out.format = "OBJ";
     ObjLoader(bytes, out).load();
 }
 
-void loadOffCloud(std::string_view bytes, CloudFile& out) {
+void loadOffCloud(std::string_view bytes, PointFile& out) {
     checkIsText(bytes);
     out.format = "OFF";
     OffLoader(bytes, out).load();

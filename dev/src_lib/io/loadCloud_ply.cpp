@@ -44,13 +44,13 @@ std::string formatName(const PlyFile& ply) {
     return {};
 }
 
-void takePoints(const PlyData& xyz, CloudFile& out) {
-    reserveMore(out.vPoints, xyz.count);
+void takePoints(const PlyData& xyz, PointFile& out) {
+    reserveMore(out.points, xyz.count);
     PLY::visitType(xyz.type, [&](auto example) {
         using T = decltype(example);
         for (std::size_t i = 0; i < xyz.count; ++i) {
             const char* p = xyz.row(i);
-            out.vPoints.emplace_back(loadValue<T>(p), loadValue<T>(p + sizeof(T)), loadValue<T>(p + 2 * sizeof(T)));
+            out.points.emplace_back(loadValue<T>(p), loadValue<T>(p + sizeof(T)), loadValue<T>(p + 2 * sizeof(T)));
         }
     });
 }
@@ -112,33 +112,33 @@ std::size_t countTriangles(const PlyData& faces) {
     return num;
 }
 
-void takeFaces(const PlyData& faces, std::size_t fileSize, CloudFile& out) {
+void takeFaces(const PlyData& faces, std::size_t fileSize, PointFile& out) {
     const std::size_t numTriangles = countTriangles(faces);
     // Beside them stand the file, the indices and the lengths of the faces.
-    if (numTriangles > (memoryLimit(fileSize) - 4 * fileSize) / sizeof(CloudFile::Triangle))
+    if (numTriangles > (memoryLimit(fileSize) - 4 * fileSize) / (3 * sizeof(std::uint32_t)))
         throw LoadError("too many triangles for a file of this size");
-    out.vTriangles.reserve(numTriangles);
+    out.indices.reserve(3 * numTriangles);
     FanMaker fan(out);
     PLY::visitType(faces.type, [&](auto example) {
         using T = decltype(example);
         const char* p = faces.pFirst;
         for (std::size_t i = 0; i < faces.count; ++i) {
             for (std::size_t k = 0; k < faces.rowLength(i); ++k, p += sizeof(T))
-                fan.addCorner(toIndex<T>(p, out.vPoints.size(), i));
+                fan.addCorner(toIndex<T>(p, out.points.size(), i));
             fan.endFace();
         }
     });
-    if (!out.vTriangles.empty()) out.kind = CloudFile::Kind::MESH;
+    if (!out.indices.empty()) out.kind = PointFile::Kind::MESH;
 }
 
-void noteSkipped(const PlyFile& ply, CloudFile& out) {
+void noteSkipped(const PlyFile& ply, PointFile& out) {
     const PlyElement* pStrips = ply.findElement("tristrips");
-    if (pStrips && pStrips->count > 0) out.vNotes.push_back("Triangle strips are skipped.");
+    if (pStrips && pStrips->count > 0) out.notes.push_back("Triangle strips are skipped.");
 }
 
 }  // namespace
 
-void loadPlyCloud(std::string_view bytes, CloudFile& out) {
+void loadPlyCloud(std::string_view bytes, PointFile& out) {
     PlyFile ply;
     ply.parseHeader(bytes, PLY::HeaderRule::STRICT);
     out.format = formatName(ply);
@@ -156,8 +156,8 @@ void loadPlyCloud(std::string_view bytes, CloudFile& out) {
     if (pXYZ->count > std::numeric_limits<std::uint32_t>::max())
         throw LoadError("more than 4294967295 vertices; cut the cloud into parts");
     takePoints(*pXYZ, out);
-    if (pRGB) takeColors(*pRGB, out.vPoints);
-    if (pAlpha) takeAlpha(*pAlpha, out.vPoints);
+    if (pRGB) takeColors(*pRGB, out.points);
+    if (pAlpha) takeAlpha(*pAlpha, out.points);
     if (pFaces) takeFaces(*pFaces, bytes.size(), out);
     noteSkipped(ply, out);
 }

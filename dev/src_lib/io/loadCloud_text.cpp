@@ -89,22 +89,22 @@ std::optional<std::array<std::size_t, 3>> findNames(const std::vector<std::strin
 
 class TextLoader {
 public:
-    TextLoader(std::string_view bytes, bool bPtsFile, CloudFile& cloud) : text(bytes), bPts(bPtsFile), out(cloud) {}
+    TextLoader(std::string_view bytes, bool bPtsFile, PointFile& cloud) : text(bytes), bPts(bPtsFile), out(cloud) {}
 
     void load() {
         std::string_view rest = text;
         if (rest.starts_with("\xEF\xBB\xBF")) rest.remove_prefix(3);  // the byte order mark of UTF-8
         const auto numLines = static_cast<std::size_t>(std::count(rest.begin(), rest.end(), '\n')) + 1;
-        reserveMore(out.vPoints, std::min(numLines, rest.size() / 6 + 1));
+        reserveMore(out.points, std::min(numLines, rest.size() / 6 + 1));
         while (!rest.empty()) takeText(takeLine(rest));
-        if (out.vPoints.empty()) throw LoadError("no line starts with three numbers; expected x y z on each line");
+        if (out.points.empty()) throw LoadError("no line starts with three numbers; expected x y z on each line");
         settleColors();
     }
 
 private:
     std::string_view text;
     bool bPts;
-    CloudFile& out;
+    PointFile& out;
     Columns columns;
     bool bNamed = false;       // the columns have names
     bool bColored = true;      // all lines so far have a colour
@@ -122,7 +122,7 @@ private:
 
     void takeOther(std::string_view line) {
         if (isComment(line)) keepComment(line, out);
-        if (!out.vPoints.empty()) {
+        if (!out.points.empty()) {
             if (!isComment(line)) ++out.numSkippedLines;
             return;
         }
@@ -142,8 +142,8 @@ private:
             failAtLine(text, pHere,
                        "commas beside blanks or semicolons; if they are decimal commas, write decimal points instead");
         const auto& [x, y, z] = columns.xyz;
-        out.vPoints.emplace_back(line.values[x], line.values[y], line.values[z]);
-        if (bColored) takeColor(line, out.vPoints.back());
+        out.points.emplace_back(line.values[x], line.values[y], line.values[z]);
+        if (bColored) takeColor(line, out.points.back());
     }
 
     std::array<std::size_t, 3> colorColumns(const Line& line) const {
@@ -170,22 +170,22 @@ private:
     void settleColors() {
         const bool bNormals = !bNamed && largestChannel <= 1.0;
         if (bNamed && !bAnyColored && columns.rgb[0] != noColumn)
-            out.vNotes.push_back("Colours are left out, since they are not whole numbers from 0 to 255.");
+            out.notes.push_back("Colours are left out, since they are not whole numbers from 0 to 255.");
         if (!bAnyColored || (bColored && !bNormals)) return;
-        if (!bNormals) out.vNotes.push_back("Colours are left out, since not all lines have them.");
-        for (Point3& p : out.vPoints) p = Point3(p.px, p.py, p.pz);
+        if (!bNormals) out.notes.push_back("Colours are left out, since not all lines have them.");
+        for (Point3& p : out.points) p = Point3(p.px, p.py, p.pz);
     }
 };
 
 }  // namespace
 
-void loadTextCloud(std::string_view bytes, bool bPts, CloudFile& out) {
+void loadTextCloud(std::string_view bytes, bool bPts, PointFile& out) {
     checkIsText(bytes);
     out.format = "text, a point a line";
     TextLoader(bytes, bPts, out).load();
 }
 
-void loadBinCloud(std::string_view bytes, CloudFile& out) {
+void loadBinCloud(std::string_view bytes, PointFile& out) {
     constexpr std::size_t headerBytes = 12;
     if (bytes.size() < headerBytes) throw LoadError("the file is shorter than the header of a binary list");
     const auto type = loadValue<std::int32_t>(bytes.data());
@@ -198,11 +198,11 @@ void loadBinCloud(std::string_view bytes, CloudFile& out) {
         throw LoadError("byte 4: " + std::to_string(count) + " points announced, but there are bytes for " +
                         std::to_string(numThere) + "; the file is cut short");
     out.format = "binary list of points";
-    reserveMore(out.vPoints, static_cast<std::size_t>(count));
+    reserveMore(out.points, static_cast<std::size_t>(count));
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
         const char* p = bytes.data() + headerBytes + i * numCoords * sizeof(double);
-        out.vPoints.emplace_back(loadValue<double>(p), loadValue<double>(p + 8),
-                                 numCoords == 3 ? loadValue<double>(p + 16) : 0.0);
+        out.points.emplace_back(loadValue<double>(p), loadValue<double>(p + 8),
+                                numCoords == 3 ? loadValue<double>(p + 16) : 0.0);
     }
 }
 

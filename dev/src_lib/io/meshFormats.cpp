@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "bytes/AtomicFile.h"
+#include "flat/arrays.h"
 #include "geometry/freeFunctions.h"
 #include "io/STL.h"
 #include "io/loadCloud.h"
@@ -51,7 +52,7 @@ void writeTriple(AtomicFile& file, const char* start, const std::uint32_t* pTrip
     file.write('\n');
 }
 
-void writeComments(AtomicFile& file, const WriteMeshOptions& options) {
+void writeComments(AtomicFile& file, const WriteOptions& options) {
     for (std::string comment : commentsOf(options)) {
         for (char& c : comment)
             if (c == '\n' || c == '\r') c = ' ';
@@ -63,32 +64,31 @@ void finish(AtomicFile& file) {
     if (!file.commit()) throw MeshFileError(file.getError());
 }
 
-void prepare(TriangleMesh& mesh, const Vector3& offset) {
-    const bool bColor = mesh.hasColor();
-    for (Point3& p : mesh.vertices) {
+// The mesh as it stands in files, in order of use.
+TriangleMesh prepared(const TriangleMesh& mesh, const Vector3& offset) {
+    TriangleMesh out = mesh;
+    renumberVertices(out, VertexOrder::FIRST_USE);
+    const bool bColor = out.hasColor();
+    for (Point3& p : out.vertices) {
         p.set(p - offset);
         if (bColor && !p.hasColor()) p.setColor(grey, grey, grey, 255);
     }
+    return out;
 }
 
-void writePlyWithOptions(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+void writePlyWithOptions(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options) {
     PLY::MeshLayout layout;
-    if (options.bText) layout.format = PLY::Format::ASCII;
-    layout.bDouble = options.bDouble;
+    if (options.text) layout.format = PLY::Format::ASCII;
+    layout.bDouble = options.doubles;
     layout.digits = PLY::shortest;
     layout.bColor = mesh.hasColor();
     layout.vComments = commentsOf(options);
     PLY::writePlyMesh(mesh, path, layout);
 }
 
-void refuseDouble(const WriteMeshOptions& options, const char* format) {
-    if (options.bDouble)
-        throw MeshFileError(std::string(format) + " holds floats only; write .ply or .obj, or subtract an offset");
-}
-
 }  // namespace
 
-std::vector<std::string> commentsOf(const WriteMeshOptions& options) {
+std::vector<std::string> commentsOf(const WriteOptions& options) {
     std::vector<std::string> vComments;
     if (!options.offset.isDegenerate()) {
         std::array<char, 100> text{};
@@ -99,17 +99,17 @@ std::vector<std::string> commentsOf(const WriteMeshOptions& options) {
         }
         vComments.push_back("offset" + std::string(text.data(), p));
     }
-    vComments.insert(vComments.end(), options.vComments.begin(), options.vComments.end());
+    vComments.insert(vComments.end(), options.comments.begin(), options.comments.end());
     return vComments;
 }
 
-void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options) {
     AtomicFile file(path);
     writeComments(file, options);
     const bool bColor = mesh.hasColor();
     for (const Point3& p : mesh.vertices) {
         file.write("v ");
-        writePosition(file, p, options.bDouble);
+        writePosition(file, p, options.doubles);
         if (bColor) writeColor(file, p);
         file.write('\n');
     }
@@ -117,14 +117,14 @@ void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteMesh
     finish(file);
 }
 
-void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options) {
+void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options) {
     AtomicFile file(path);
     const bool bColor = mesh.hasColor();
     file.write(bColor ? "COFF\n" : "OFF\n");
     writeComments(file, options);
     file.write(std::to_string(mesh.vertices.size()) + " " + std::to_string(mesh.numTriangles()) + " 0\n");
     for (const Point3& p : mesh.vertices) {
-        writePosition(file, p, options.bDouble);
+        writePosition(file, p, options.doubles);
         if (bColor) {
             writeColor(file, p);
             file.write(" 1");  // opaque
@@ -159,26 +159,43 @@ void writeBinaryStl(const TriangleMesh& mesh, const std::string& path) {
     finish(file);
 }
 
-void writeMeshFile(const std::string& path, TriangleMesh mesh, const WriteMeshOptions& options) {
-    prepare(mesh, options.offset);
-    const std::string ending = endingOf(path);
+namespace {
+
+void writeFormat(const std::string& path, const std::string& ending, const TriangleMesh& mesh,
+                 const WriteOptions& options) {
     if (ending == ".ply") return writePlyWithOptions(mesh, path, options);
     if (ending == ".obj") return writeObj(mesh, path, options);
     if (ending == ".off") return writeOff(mesh, path, options);
-    if (ending == ".stl" && options.bText) {
-        AtomicFile file(path);
-        writeStlText(file, mesh);
-        return finish(file);
+    if (ending == ".glb") return writeGlb(mesh, path, options);
+    if (!options.text) return writeBinaryStl(mesh, path);
+    AtomicFile file(path);
+    writeStlText(file, mesh);
+    finish(file);
+}
+
+}  // namespace
+
+bool isMeshFormat(const std::string& ending) {
+    return ending == ".ply" || ending == ".obj" || ending == ".off" || ending == ".stl" || ending == ".glb";
+}
+
+bool hasDoubles(const std::string& ending) {
+    return ending == ".ply" || ending == ".obj" || ending == ".off";
+}
+
+void writeMeshFile(const std::string& path, const TriangleMesh& mesh, const WriteOptions& options) {
+    const std::string ending = endingOf(path);
+    if (!isMeshFormat(ending))
+        throw ArgumentError(path + ": unknown ending \"" + ending + "\"; known are .ply .obj .stl .off .glb");
+    if (options.doubles && !hasDoubles(ending) && !options.text)
+        throw ArgumentError(path + ": the format holds floats only; write .ply, .obj or .off, or subtract an offset");
+    try {
+        writeFormat(path, ending, prepared(mesh, options.offset), options);
+    } catch (const MeshFileError& error) {
+        throw FileError(path + ": " + error.what());
+    } catch (const PLY::PlyError& error) {
+        throw FileError(path + ": " + error.what());
     }
-    if (ending == ".stl") {
-        refuseDouble(options, "binary STL");
-        return writeBinaryStl(mesh, path);
-    }
-    if (ending == ".glb") {
-        refuseDouble(options, "glTF");
-        return writeGlb(mesh, path, options);
-    }
-    throw MeshFileError("unknown ending \"" + ending + "\"; known are .ply .obj .stl .off .glb");
 }
 
 }  // namespace QUOR_ZEF

@@ -4,37 +4,33 @@
 #include <string>
 #include <vector>
 
-#include "flat/arrays.h"
-#include "zef/meshFiles.h"
+#include "zef/files.h"
 
 namespace QUOR_ZEF {
 
-// The formats behind writeMesh. Each throws MeshFileError if the mesh does not fit
-// into the format or the file cannot be written.
+// The formats behind write(). Each throws a MeshFileError, or PLY a PlyError, if the mesh
+// does not fit into the format or the file cannot be written.
 struct MeshFileError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Chooses by the ending, and subtracts the offset, which the others leave alone.
-void writeMeshFile(const std::string& path, TriangleMesh mesh, const WriteMeshOptions& options);
+// Chooses by the ending, numbers the vertices by first use and subtracts the offset,
+// which the others leave alone. Throws a FileError; ArgumentError for an ending that is none of a mesh, and
+// for doubles in a format that has none.
+void writeMeshFile(const std::string& path, const TriangleMesh& mesh, const WriteOptions& options);
+// Whether the ending, in small letters, is one of those.
+bool isMeshFormat(const std::string& ending);
+bool hasDoubles(const std::string& ending);
 
-void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options);
-void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options);
+void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options);
+void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options);
 void writeBinaryStl(const TriangleMesh& mesh, const std::string& path);
-void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteMeshOptions& options);
+void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options);
 
 // The comments of a file: the offset, if there is one, then those of the options.
-std::vector<std::string> commentsOf(const WriteMeshOptions& options);
+std::vector<std::string> commentsOf(const WriteOptions& options);
 
-// What readMeshFile() has read.
-struct MeshFile {
-    TriangleMesh mesh;
-    std::size_t numSkipped = 0;   // triangles left out since they repeat a vertex
-    double meanSideLength = 1.0;  // of all triangles, these included; 1 if that is 0
-};
-
-// A mesh from the file, positions merged as told. False with the fault in words. Too
-// many triangles: see checkMeshSize().
-bool readMeshFile(const std::string& path, const ReadMeshOptions& options, MeshFile& file, std::string& error);
+// See readMesh().
+TriangleMesh readMeshFile(const std::string& path, const ReadMeshOptions& options);
 
 }  // namespace QUOR_ZEF

@@ -1,8 +1,11 @@
 #include <bit>
 #include <cmath>
+#include <numeric>
 #include <utility>
 
-#include "flat/triangleSides.h"
+#include "flat/arrays.h"
+#include "frame/tools.h"
+#include "io/cloudLoaders.h"
 #include "io/loadCloud.h"
 #include "io/meshFormats.h"
 
@@ -51,51 +54,25 @@ void mergeEqualPositions(TriangleMesh& mesh) {
     for (std::uint32_t& index : mesh.indices) index = vNumber[index];
 }
 
-void takeTriples(const CloudFile& cloud, std::vector<std::uint32_t>& vTriples) {
-    if (cloud.kind == CloudFile::Kind::CORNERS) {
-        vTriples.resize(cloud.vPoints.size() - cloud.vPoints.size() % 3);
-        for (std::size_t i = 0; i < vTriples.size(); ++i) vTriples[i] = static_cast<std::uint32_t>(i);
-        return;
-    }
-    vTriples.reserve(3 * cloud.vTriangles.size());
-    for (const CloudFile::Triangle& triangle : cloud.vTriangles)
-        vTriples.insert(vTriples.end(), triangle.begin(), triangle.end());
+std::vector<std::uint32_t> takeTriples(PointFile& file) {
+    if (file.kind != PointFile::Kind::CORNERS) return std::move(file.indices);
+    std::vector<std::uint32_t> vTriples(file.points.size() - file.points.size() % 3);
+    std::iota(vTriples.begin(), vTriples.end(), 0u);
+    return vTriples;
 }
 
 bool isFinite(const Point3& p) {
     return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
 }
 
-bool findFault(const CloudFile& cloud, const TriangleMesh& mesh, std::string& error) {
-    if (mesh.indices.empty()) error = "no triangles, but " + std::to_string(cloud.vPoints.size()) + " points";
-    if (cloud.vPoints.size() >= none) error = "too many vertices; cut the mesh into parts";
-    for (std::size_t i = 0; i < mesh.indices.size() && error.empty(); ++i)
-        if (!isFinite(cloud.vPoints[mesh.indices[i]]))
-            error = "vertex " + std::to_string(mesh.indices[i] + 1) + " of triangle " + std::to_string(i / 3 + 1) +
-                    " has no finite position";
-    return !error.empty();
-}
-
-double meanSideLength(const TriangleMesh& mesh) {
-    double sum = 0.0;
-    for (std::uint32_t side = 0; side < mesh.indices.size(); ++side)
-        sum += (mesh.vertices[mesh.indices[nextSide(side)]] - mesh.vertices[mesh.indices[side]]).length();
-    return sum > 0.0 ? sum / static_cast<double>(mesh.indices.size()) : 1.0;
-}
-
-// Takes out the triangles that repeat a vertex; their number.
-std::size_t dropRepeats(std::vector<std::uint32_t>& vTriples) {
-    std::size_t to = 0;
-    for (std::size_t i = 0; i < vTriples.size(); i += 3) {
-        const std::uint32_t a = vTriples[i], b = vTriples[i + 1], c = vTriples[i + 2];
-        if (a == b || b == c || c == a) continue;
-        vTriples[to++] = a;
-        vTriples[to++] = b;
-        vTriples[to++] = c;
+void checkVertices(const TriangleMesh& mesh) {
+    if (mesh.indices.empty()) throw LoadError("no triangles, but " + std::to_string(mesh.vertices.size()) + " points");
+    if (mesh.vertices.size() >= none) throw LoadError("too many vertices; cut the mesh into parts");
+    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+        if (isFinite(mesh.vertices[mesh.indices[i]])) continue;
+        throw LoadError("vertex " + std::to_string(mesh.indices[i] + 1) + " of triangle " + std::to_string(i / 3 + 1) +
+                        " has no finite position");
     }
-    const std::size_t numDropped = (vTriples.size() - to) / 3;
-    vTriples.resize(to);
-    return numDropped;
 }
 
 bool isMeshEnding(const std::string& ending) {
@@ -104,31 +81,27 @@ bool isMeshEnding(const std::string& ending) {
 
 }  // namespace
 
-bool readMeshFile(const std::string& path, const ReadMeshOptions& options, MeshFile& file, std::string& error) {
+TriangleMesh readMeshFile(const std::string& path, const ReadMeshOptions& options) {
     const std::string ending = endingOf(path);
-    if (!isMeshEnding(ending)) {
-        error = path + ": unknown ending \"" + ending + "\"; known are .ply .stl .obj .off";
-        return false;
+    if (!isMeshEnding(ending))
+        throw FileError(path + ": unknown ending \"" + ending + "\"; known are .ply .stl .obj .off");
+    PointFile file = loadCloud(path);
+    TriangleMesh mesh;
+    mesh.indices = takeTriples(file);
+    mesh.vertices = std::move(file.points);
+    try {
+        checkVertices(mesh);
+    } catch (const LoadError& error) {
+        throw FileError(path + ": " + error.what());
     }
-    CloudFile cloud;
-    if (!loadCloud(path, cloud)) {
-        error = cloud.error;
-        return false;
-    }
-    file = MeshFile();
-    TriangleMesh& mesh = file.mesh;
-    takeTriples(cloud, mesh.indices);
-    std::string fault;
-    if (findFault(cloud, mesh, fault)) {
-        error = path + ": " + fault;
-        return false;
-    }
-    mesh.vertices = std::move(cloud.vPoints);
-    if (cloud.kind == CloudFile::Kind::CORNERS || options.bMergeEqual) mergeEqualPositions(mesh);
+    for (const std::string& note : file.notes) showWarning("readMesh", path + ": " + note);
+    if (file.kind == PointFile::Kind::CORNERS || options.mergeEqual) mergeEqualPositions(mesh);
     checkMeshSize(mesh.vertices.size(), mesh.numTriangles());
-    file.meanSideLength = meanSideLength(mesh);
-    file.numSkipped = dropRepeats(mesh.indices);
-    return true;
+    const std::size_t numDropped = dropRepeating(mesh.indices);
+    if (numDropped > 0)
+        showWarning("readMesh",
+                    path + ": " + std::to_string(numDropped) + " triangles with a corner twice are left out");
+    return mesh;
 }
 
 }  // namespace QUOR_ZEF

@@ -1,15 +1,17 @@
 #include "io/saveCloud.h"
-#include "bytes/textNumbers.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdint>
 #include <filesystem>
+#include <vector>
 
 #include "bytes/AtomicFile.h"
+#include "bytes/textNumbers.h"
 #include "frame/types.h"
 #include "io/PLY.h"
+#include "io/meshFormats.h"
 
 namespace QUOR_ZEF {
 
@@ -36,12 +38,12 @@ Color colorOf(const Point3& p) {
     return p.hasColor() ? Color{p.r, p.g, p.b, p.a} : Color{255, 255, 255, 255};
 }
 
-bool hasColor(const std::vector<Point3>& vPoints) {
+bool hasColor(std::span<const Point3> vPoints) {
     return std::any_of(vPoints.begin(), vPoints.end(), [](const Point3& p) { return p.hasColor(); });
 }
 
 template <class T, class Narrow>
-std::vector<std::array<T, 3>> coordinatesOf(const std::vector<Point3>& vPoints, Narrow&& narrow) {
+std::vector<std::array<T, 3>> coordinatesOf(std::span<const Point3> vPoints, Narrow&& narrow) {
     std::vector<std::array<T, 3>> vCoords(vPoints.size());
     std::transform(vPoints.begin(), vPoints.end(), vCoords.begin(), [&](const Point3& p) {
         return std::array<T, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)};
@@ -49,13 +51,13 @@ std::vector<std::array<T, 3>> coordinatesOf(const std::vector<Point3>& vPoints, 
     return vCoords;
 }
 
-void writePly(AtomicFile& file, const std::vector<Point3>& vPoints, const SaveOptions& options) {
+void writePly(AtomicFile& file, std::span<const Point3> vPoints, const WriteOptions& options) {
     PLY::PlyFile ply;
     std::vector<std::array<double, 3>> vDoubles;
     std::vector<std::array<float, 3>> vFloats;
     std::vector<Color> vColors;
     const std::size_t num = vPoints.size();
-    if (options.bDouble) {
+    if (options.doubles) {
         vDoubles = coordinatesOf<double>(vPoints, [](double value) { return value; });
         ply.addProperties("vertex", {"x", "y", "z"}, PLY::Type::DOUBLE, num, vDoubles.data());
     } else {
@@ -67,11 +69,11 @@ void writePly(AtomicFile& file, const std::vector<Point3>& vPoints, const SaveOp
         std::transform(vPoints.begin(), vPoints.end(), vColors.begin(), colorOf);
         ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, PLY::Type::UCHAR, num, vColors.data());
     }
-    for (const std::string& comment : options.vComments) ply.addComment(comment);
+    for (const std::string& comment : commentsOf(options)) ply.addComment(comment);
     ply.write(file, PLY::Format::LITTLE_ENDIAN_BINARY);
 }
 
-void writeText(AtomicFile& file, const std::vector<Point3>& vPoints, char separator) {
+void writeText(AtomicFile& file, std::span<const Point3> vPoints, char separator) {
     const bool bColor = hasColor(vPoints);
     for (const Point3& p : vPoints) {
         file.writeShortest(p.px);
@@ -88,7 +90,7 @@ void writeText(AtomicFile& file, const std::vector<Point3>& vPoints, char separa
     }
 }
 
-void writeBin(AtomicFile& file, const std::vector<Point3>& vPoints) {
+void writeBin(AtomicFile& file, std::span<const Point3> vPoints) {
     constexpr std::int32_t typeXYZ = 30;
     file.writeRaw(typeXYZ);
     file.writeRaw(static_cast<int64>(vPoints.size()));
@@ -97,7 +99,7 @@ void writeBin(AtomicFile& file, const std::vector<Point3>& vPoints) {
     }
 }
 
-void writeForm(AtomicFile& file, CloudForm form, const std::vector<Point3>& vPoints, const SaveOptions& options) {
+void writeForm(AtomicFile& file, CloudForm form, std::span<const Point3> vPoints, const WriteOptions& options) {
     switch (form) {
         case CloudForm::PLY:
             return writePly(file, vPoints, options);
@@ -118,22 +120,25 @@ bool isCloudName(const std::string& path) {
     return formOf(path) != CloudForm::UNKNOWN;
 }
 
-bool narrowsCloud(const std::string& path, const SaveOptions& options) {
-    return formOf(path) == CloudForm::PLY && !options.bDouble;
+bool isAlwaysExact(const std::string& path) {
+    return isCloudName(path) && formOf(path) != CloudForm::PLY;
 }
 
-bool saveCloud(const std::string& path, const std::vector<Point3>& vPoints, const SaveOptions& options,
-               std::string& error) {
+void saveCloud(const std::string& path, std::span<const Point3> points, const WriteOptions& options) {
     const CloudForm form = formOf(path);
-    if (form == CloudForm::UNKNOWN) {
-        error = "the ending of the name is no format of points: use .ply, .xyz, .txt, .asc, .pts, .csv or .bin";
-        return false;
+    if (form == CloudForm::UNKNOWN)
+        throw ArgumentError(path +
+                            ": the ending is no format of points: use .ply, .xyz, .txt, .asc, .pts, .csv or .bin");
+    const Vector3& offset = options.offset;
+    std::vector<Point3> vShifted;
+    if (!offset.isDegenerate()) {
+        vShifted.assign(points.begin(), points.end());
+        for (Point3& p : vShifted) p.set(p - offset);
+        points = vShifted;
     }
     AtomicFile file(path);
-    if (file.isGood()) writeForm(file, form, vPoints, options);
-    if (file.commit()) return true;
-    error = file.getError();
-    return false;
+    if (file.isGood()) writeForm(file, form, points, options);
+    if (!file.commit()) throw FileError(path + ": " + file.getError());
 }
 
 }  // namespace QUOR_ZEF

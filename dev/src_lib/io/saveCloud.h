@@ -1,32 +1,19 @@
 #pragma once
 
+#include <span>
 #include <string>
-#include <vector>
 
-#include "zef/Point3.h"
+#include "zef/files.h"
 
 namespace QUOR_ZEF {
-
-struct SaveOptions {
-    bool bDouble = false;                // PLY: coordinates as double instead of float
-    std::vector<std::string> vComments;  // PLY: comment lines, without line ends
-};
 
 // Whether saveCloud knows the ending of the name, in any capitals.
 bool isCloudName(const std::string& path);
 
-// Whether saveCloud narrows coordinates to float under this name.
-bool narrowsCloud(const std::string& path, const SaveOptions& options);
+// Whether it has doubles whatever is asked for.
+bool isAlwaysExact(const std::string& path);
 
-// Writes what loadCloud reads, by the ending of the name in any capitals:
-//   .ply                       little-endian binary; red green blue alpha if any point has colour
-//   .xyz .txt .asc .pts .csv   x y z a line, so that doubles read back the same, then
-//                              red green blue if any point has colour; .csv with commas
-//   .bin                       as writePoints_BIN: no colour
-// Where some points have colour, the others are written white.
-// False with error set on failure; what stood under the name is then untouched.
-// One thread, O(n).
-bool saveCloud(const std::string& path, const std::vector<Point3>& vPoints, const SaveOptions& options,
-               std::string& error);
+// See write(). Throws a FileError, and ArgumentError for another ending. One thread, O(n).
+void saveCloud(const std::string& path, std::span<const Point3> points, const WriteOptions& options);
 
 }  // namespace QUOR_ZEF

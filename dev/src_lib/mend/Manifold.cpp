@@ -7,6 +7,7 @@
 
 #include "flat/EdgeTable.h"
 #include "flat/triangleSides.h"
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "mend/CornerSets.h"
@@ -40,24 +41,32 @@ public:
           edges(mesh_.indices, mesh_.vertices.size()) {}
 
     void run() {
+        stage.tick();
         removeDuplicates();
+        stage.tick();
         pPatches = std::make_unique<Patches>(mesh.indices, vDead, edges);
+        stage.finish();
         mendPatches(options.exactVertices);
         if (options.exactVertices && !findDefects().empty()) {
             follow({});  // apart again
             mendPatches(false);
         }
+        stage = OptionalStage("MF_face", 6);
         removeLoosePieces();
+        stage.tick();
         report.numSeamEdges = pPatches->vSeams.size();
         report.numNonManifoldEdges = pPatches->vMany.size();
         splitVertices();
+        stage.tick();
         face();
+        stage.finish();
     }
 
 private:
     TriangleMesh& mesh;
     const ManifoldOptions options;
     ManifoldReport& report;
+    OptionalStage stage{"MF_edges", 3};  // the one that runs; before the edges are found
     // Triangles keep their numbers to the end; these three are as they are now.
     std::vector<bool> vDead;
     EdgeTable edges;
@@ -80,9 +89,13 @@ private:
 
     // bSparing: sheets with vertices of their own stay, if they can be joined.
     void mendPatches(bool bSparing) {
+        stage = OptionalStage("MF_mend", 4);
         removeSheets(bSparing);
+        stage.tick();
         closeLoops();
         joinPatches();
+        stage.finish();
+        OptionalStage("MF_renew", 1);
         for (int numRings = 1; numRings <= maxRings && renewDefectsWithin(numRings); ++numRings) {
         }
     }
@@ -106,8 +119,11 @@ private:
 
     void joinPatches() {
         orientByChambers(mesh, edges, *pPatches);
+        stage.tick();
         joinPairs(mesh, edges, *pPatches);
+        stage.tick();
         cutCrowdedEdges();
+        stage.tick();
     }
 
     // Edges that have triangles to join and leave one alone; and short borders that
@@ -305,8 +321,10 @@ private:
         for (std::uint32_t t = 0; t < vFlip.size(); ++t) vFlip[t] = !vDead[t] && pPatches->isFlipped(t);
         const MeshComponents components = findComponents();
         pPatches.reset();
+        stage.tick();
         report.numComponents = components.num;
         report.numClosedComponents = faceOutward(mesh, components, vFlip);
+        stage.tick();
         for (std::size_t t = 0; t < vFlip.size(); ++t) {
             if (!vFlip[t] || vDead[t]) continue;
             std::swap(mesh.indices[3 * t], mesh.indices[3 * t + 1]);

@@ -4,6 +4,7 @@
 #include <array>
 #include <span>
 
+#include "frame/Progress.h"
 #include "mend/FillRefiner.h"
 #include "mend/LoopFiller.h"
 #include "mend/ShortLoops.h"
@@ -36,9 +37,11 @@ public:
         gatherRims();
         ShortLoops loops(vRim);
         LoopFiller filler(mesh, edges, vDead);
+        OptionalStage stage("MF_renew", vPlaced.size());
         for (std::size_t i = 0, end = 0; i < vPlaced.size(); i = end) {
             for (end = i; end < vPlaced.size() && vPlaced[end].first == vPlaced[i].first;) ++end;
             refill(vPlaced[i].first, {vPlaced.data() + i, end - i}, loops, filler);
+            stage.tick(end - i);
         }
         finish();
         return renewed;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "frame/Progress.h"
 #include "geometry/freeFunctions.h"
 #include "mend/LoopFiller.h"
 #include "mend/ShortLoops.h"
@@ -30,6 +31,7 @@ public:
 
     std::size_t close() {
         findOddEdges();
+        OptionalStage stage("MF_loops", vEnds.size());
         if (vEnds.empty()) return 0;
         findBodies();
         ShortLoops loops(vEnds);
@@ -38,6 +40,7 @@ public:
         std::vector<std::uint32_t> vNew;
         std::size_t numClosed = 0;
         for (std::uint32_t edge = 0; edge < vEnds.size(); ++edge) {
+            stage.tick();
             if (!loops.find(edge, maxLengthAt(edge)) || !isMendable(loops)) continue;
             const std::size_t numBefore = vNew.size();
             if (!filler.fill(loops.vLoop, vNew)) continue;

@@ -89,6 +89,7 @@ void setColorOf(TriUse tu, Point3& p) {
 }  // namespace
 
 void Casx::showConfig(int config, Visualizer3* pVisualizer, const std::string& label, uint64 vcd) const {
+    if (mode != TM_THIN && mode != TM_FAT) ASSEX(false);
     constexpr double cubePart = 0.2;  // of a cell, on each side of its centre
     showDetail("showConfig ", config, " ", label);
     const Calc display(0, 0, 0, 1000, 1000, 1000, 12);

@@ -2,7 +2,10 @@
 
 #include <bit>
 #include <bitset>
+#include <string>
 #include <vector>
+
+#include "frame/tools.h"
 
 namespace QUOR_ZEF::casx {
 
@@ -88,6 +91,15 @@ int smallestRank(int mask) {
     return best;
 }
 
+constexpr int allCells = 255;
+
+std::vector<int> cellsOf(int mask) {
+    std::vector<int> vCells;
+    for (int cell = 0; cell < 8; ++cell)
+        if (mask & bitOf(cell)) vCells.push_back(cell);
+    return vCells;
+}
+
 // True if all cells of the mask stand on one side of the corner along some axis.
 bool inOneFace(int mask) {
     int numDown[3] = {0, 0, 0};
@@ -136,6 +148,12 @@ int rotate(int mask, int axis) {
 }
 
 bool samePlaneUnify(int& cfgA, int& cfgB) {
+    if (cfgA > allCells || cfgB > allCells) return false;
+    const std::vector<int> vVtxA = cellsOf(cfgA), vVtxB = cellsOf(cfgB);
+    if (vVtxA.size() % 3 != 0) showDetail("Ah, cfgA=" + std::to_string(cfgA));
+    ASSEX(vVtxA.size()%3==0);
+    if (vVtxB.size() % 3 != 0) showDetail("Ah, cfgB=" + std::to_string(cfgB));
+    ASSEX(vVtxB.size()%3==0);
     const int shared = cfgA & cfgB;
     const int others = cfgA ^ cfgB;
     if (std::popcount(static_cast<unsigned>(shared)) != 2) return false;

@@ -15,7 +15,7 @@ namespace QUOR_ZEF {
 // rotations of the block: a row is rotated into each config of its class, and
 // then every flat quad in it takes the diagonal through its cell of smallest code.
 
-enum TriMode { TM_THIN = 0, TM_FAT = 1 };
+enum TriMode : int { TM_THIN = 0, TM_FAT = 1 };
 
 enum TriUse {
     TUU = 0,  // the slot is empty
@@ -64,7 +64,8 @@ Rows expandBaseCases(TriMode mode);
 int rotate(int mask, int axis);
 
 // If two triangles share an edge and lie in one face of the block, both are made
-// to use the diagonal through the cell of smallest code, and true is returned.
+// to use the diagonal through the cell of smallest code, and true is returned. A mask
+// above 255 leaves both; one that is no triangle is printed and fails an ASSEX.
 bool samePlaneUnify(int& cfgA, int& cfgB);
 
 }  // namespace casx

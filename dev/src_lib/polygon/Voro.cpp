@@ -13,7 +13,7 @@
 #include "frame/tools.h"
 #include "grid/Calc.h"
 #include "grid/RemoveDecider.h"
-#include "parallel/parallelTransform.h"
+#include "parallel/parallelGroups.h"
 #include "topology/CMesh.h"
 
 namespace QUOR_ZEF {
@@ -116,25 +116,27 @@ void Voro::fatExtractTriangles() {
         pOwnedMesh = std::make_unique<CMesh>(this, pCalc, pCells);
         pMesh = pOwnedMesh.get();
     }
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("VO_ftx", 2);
     fillStaticVCD2CCD();
     // Numbers of triangles: how many a block has, then its first ones. Those of
     // quads follow all others.
     const std::size_t numBlocks = vStaticVCD2CCD.getNumBlocks();
+    // Both passes over the blocks, then one over the vertices.
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("VO_ftx", 2 * numBlocks + vCCD.size());
+    const auto onGroup = [pProgress](std::size_t num) { pProgress->tick(num); };
     std::vector<std::array<std::uint32_t, 2>> vNext(numBlocks, {0, 0});
-    parallelChunks(numBlocks, minBlocks, [&](std::size_t begin, std::size_t end) {
+    const auto countTriangles = [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
             forEachTriangle(CornerCells::CornerBlock(vStaticVCD2CCD, i, false), cornerRows,
                             [&](unsigned, const CornerRows::Triangle&, bool bOfQuad) { ++vNext[i][bOfQuad]; });
-    });
+    };
+    parallelGroups(numBlocks, minBlocks, countTriangles, onGroup);
     std::size_t num = 0;
     for (std::size_t bOfQuad = 0; bOfQuad < 2; ++bOfQuad)
         for (auto& next : vNext) num += std::exchange(next[bOfQuad], static_cast<std::uint32_t>(num));
     ASSEX(num<CellMap::none);
-    pProgress->tick();
     const std::vector<std::uint32_t> vNumbers = getNumbers();
-    pMesh->createTriangles(static_cast<std::uint32_t>(num), [&](const CMesh::TriangleWriter& write) {
-        parallelChunks(numBlocks, minBlocks, [&](std::size_t begin, std::size_t end) {
+    const auto writeAll = [&](const CMesh::TriangleWriter& write) {
+        const auto writeBlocks = [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 const CornerCells::CornerBlock block(vStaticVCD2CCD, i, true);
                 forEachTriangle(block, cornerRows,
@@ -146,14 +148,14 @@ void Voro::fatExtractTriangles() {
                                           block.getConfig(corner));
                                 });
             }
-        });
-    });
-    pProgress->tick();
+        };
+        parallelGroups(numBlocks, minBlocks, writeBlocks, onGroup);
+    };
+    pMesh->createTriangles(static_cast<std::uint32_t>(num), writeAll, pProgress);
     pProgress->finish(true);
 
-    pProgress = getProgress()->getChildProgressSetTodo("VO_amb", 1);
-    pMesh->killDuplicateTriangles();
-    pProgress->tick();
+    pProgress = getProgress()->getChildProgressSetTodo("VO_amb", vCCD.size());
+    pMesh->killDuplicateTriangles(pProgress);
     pProgress->finish(true);
 }
 

@@ -171,6 +171,8 @@ public:
     static std::vector<double> getAnnealingSchedule();
     // The progress child of scoring at a temperature; 0 stands for plain flips.
     static std::string getCandidateStage(double temperature);
+    // That of the flips at a temperature; a plan may lack it.
+    static std::string getAnnealingStage(double temperature);
 
     // The edges of vInRE that a flip improves by minEnergy or does not worsen, each
     // with its energy; see REdgeEnergy. A temperature above 0 adds worse ones, with

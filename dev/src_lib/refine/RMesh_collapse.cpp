@@ -204,14 +204,15 @@ Point3* RMesh::collapseDegenerate(const RTriangle* pRT) {
 }
 
 void RMesh::killDegenerate() {
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("RM_kdeg", uint64{3} * triangles.size());
+    Progress* pProgress = getProgress()->getChildProgressSetTodo(
+        "RM_kdeg", expectedTicks(triangles.size(), uint64{3} * triangles.size()));
     WorkStack stack(triangles.size());
     // One that is sound now needs no look before a collapse changes it, and brings it.
     const auto isUnsound = [&](std::uint32_t number) {
         return triangles[number]->isAlive() && !isSound(triangles[number]);
     };
     for (const std::uint32_t number : numbersOf(triangles.size(), isUnsound)) stack.push(number);
-    for (std::uint32_t i = 0; i < triangles.size(); ++i) pProgress->tick();
+    pProgress->tick(triangles.size());
     std::uint32_t top = 0;
     while (stack.pop(top)) {
         pProgress->tick();

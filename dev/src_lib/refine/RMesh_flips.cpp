@@ -5,7 +5,7 @@
 
 #include "frame/Progress.h"
 #include "frame/tools.h"
-#include "parallel/parallelTransform.h"
+#include "parallel/parallelGroups.h"
 #include "parallel/sortMT.h"
 #include "refine/REdgeEnergy.h"
 #include "refine/RMesh.h"
@@ -79,11 +79,23 @@ void shuffle(std::vector<Candidate>& v, Rand15& rand) {
 
 }  // namespace
 
-std::string RMesh::getCandidateStage(double temperature) {
+namespace {
+
+std::string stageAt(const char* stage, double temperature) {
     std::ostringstream name;
-    name << "RM_gEfCandMT";
+    name << stage;
     if (temperature > 0.0) name << "_" << temperature;
     return name.str();
+}
+
+}  // namespace
+
+std::string RMesh::getCandidateStage(double temperature) {
+    return stageAt("RM_gEfCandMT", temperature);
+}
+
+std::string RMesh::getAnnealingStage(double temperature) {
+    return stageAt("RM_efAnneal", temperature);
 }
 
 std::vector<double> RMesh::getAnnealingSchedule() {
@@ -136,14 +148,14 @@ void RMesh::getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double mi
                                      std::vector<std::pair<double, REdge*>>& vImpRE) {
     ASSEX(vImpRE.empty());
     const std::uint32_t seed = drawSeed();
+    Progress* pProgress = getProgress()->getChildProgressSetTodo(getCandidateStage(temperature),
+                                                                 expectedTicks(vInRE.size(), uint64{5} * vInRE.size()));
+    const auto score = [&](std::size_t from, std::size_t to) {
+        getEdgeFlipCandidates_MT_priv(vInRE, minEnergy, temperature, seed, from, to, vImpRE);
+    };
     prepareScoring(vInRE);
     vImpRE.resize(vInRE.size());
-    const std::size_t numTasks = getChunkBounds(vInRE.size(), minEdgeChunk).size() - 1;
-    Progress* pProgress = getProgress()->getChildProgressSetTodo(getCandidateStage(temperature), uint64{5} * numTasks);
-    parallelChunks(vInRE.size(), minEdgeChunk, [&](std::size_t from, std::size_t to) {
-        getEdgeFlipCandidates_MT_priv(vInRE, minEnergy, temperature, seed, from, to, vImpRE);
-    });
-    for (std::size_t i = 0; i < numTasks; ++i) pProgress->tick();
+    parallelGroups(vInRE.size(), minEdgeChunk, score, [pProgress](std::size_t num) { pProgress->tick(num); });
     std::erase(vImpRE, Candidate(0.0, nullptr));
     if (temperature > 0.0) {
         pProgress->finish(true);
@@ -178,7 +190,8 @@ std::size_t RMesh::edgeFlips() {
     getAllEdges(vRE);
     std::vector<Candidate> vImpRE;
     getEdgeFlipCandidates_MT(vRE, minImprovement, 0.0, vImpRE);
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("efLoop", uint64{3} * vRE.size());
+    Progress* pProgress =
+        getProgress()->getChildProgressSetTodo("efLoop", expectedTicks(vImpRE.size(), uint64{3} * vRE.size()));
     const std::size_t numFlips = flipBestFirst(vImpRE, pProgress);
     killDegenerate();
     pProgress->finish(true);
@@ -227,10 +240,13 @@ void RMesh::anneal(double temperature) {
     Rand15 shuffleRand(drawSeed());
     shuffle(vImpRE, shuffleRand);
     REdgeEnergy energy(this, nullptr);
+    OptionalStage stage(getAnnealingStage(temperature), vImpRE.size());
     for (const Candidate& candidate : vImpRE) {
         energy.pRE = candidate.second;
         if (energy.computeMayFlip()) candidate.second->tryFlipEdge(this, nullptr, nullptr);
+        stage.tick();
     }
+    stage.finish();
     if (triangles.size() > 2 * numLiveTriangles) dropDeadRecords();
 }
 

@@ -5,7 +5,7 @@
 #include "frame/Progress.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
-#include "parallel/parallelTransform.h"
+#include "parallel/parallelGroups.h"
 #include "refine/RECandidate.h"
 #include "refine/RMesh.h"
 #include "refine/colorDistance.h"
@@ -94,9 +94,8 @@ private:
     }
 
     void fillQueue() {
-        Progress* pQueue = getProgress()->getChildProgressSetTodo("RM_redprioq", 2);
-        queueAllEdges();
-        pQueue->tick();
+        Progress* pQueue = getProgress()->getChildProgressSetTodo("RM_redprioq", expectedTicks(mesh.getNumEdges(), 2));
+        queueAllEdges(pQueue);
         pQueue->finish(true);
     }
 
@@ -104,15 +103,16 @@ private:
         pProgress = getProgress()->getChildProgressSetTodo("RM_redprocprioq", queue.size() + queue.size() / 2);
     }
 
-    void queueAllEdges() {
+    // pTicks: ticks once an edge; may be null.
+    void queueAllEdges(Progress* pTicks) {
         std::vector<std::uint32_t> vAll(mesh.getNumEdges());
         for (std::uint32_t i = 0; i < vAll.size(); ++i) vAll[i] = i;
-        queueEdges(vAll);
+        queueEdges(vAll, pTicks);
     }
 
     // Both directions of each edge, scored on all threads. The sequence follows the
     // order of the list, so equal costs come in that order.
-    void queueEdges(const std::vector<std::uint32_t>& vEdges) {
+    void queueEdges(const std::vector<std::uint32_t>& vEdges, Progress* pTicks) {
         const auto score = [&](std::size_t begin, std::size_t end) {
             std::vector<RECandidate> vScored;
             for (std::size_t i = begin; i < end; ++i) {
@@ -124,7 +124,10 @@ private:
             }
             return vScored;
         };
-        const auto vBatches = parallelChunkResults<std::vector<RECandidate>>(vEdges.size(), minBatchChunk, score);
+        using Batch = std::vector<RECandidate>;
+        const auto onGroup = [pTicks](std::size_t num) { pTicks->tick(num); };
+        const auto vBatches = pTicks ? parallelGroupResults<Batch>(vEdges.size(), minBatchChunk, score, onGroup)
+                                     : parallelChunkResults<Batch>(vEdges.size(), minBatchChunk, score);
         numQueued += 2 * vEdges.size();
         std::size_t numNew = 0;
         for (const auto& vBatch : vBatches) numNew += vBatch.size();
@@ -195,7 +198,7 @@ private:
         const bool bFewChanges = vChanged.size() >= minFullChanges && vChanged.size() <= maxFullChanges;
         if (bFewChanges && numFullRefreshes < maxFullRefreshes) {
             ++numFullRefreshes;
-            queueAllEdges();
+            queueAllEdges(nullptr);
         } else {
             queueAroundChanges();
         }
@@ -211,7 +214,7 @@ private:
         vEdges.reserve(vIncRE.size());
         for (const REdge* pRE : vIncRE) vEdges.push_back(pRE->getNumber());
         sortUnique(vEdges);
-        queueEdges(vEdges);
+        queueEdges(vEdges, nullptr);
     }
 
     RMesh& mesh;

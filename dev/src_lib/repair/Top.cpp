@@ -17,7 +17,12 @@ constexpr uint64 numShownPasses = 5;
 
 }  // namespace
 
-Top::Top(CMesh* pMesh_, const Calc* pCalc_) : pMesh(pMesh_), pCalc(pCalc_), rotx(pMesh_, true) {}
+Top::Top(CMesh* pMesh_, const Calc* pCalc_) : pMesh(pMesh_), pCalc(pCalc_) {}
+
+const Rotx& Top::getRotx() {
+    if (!rotx) rotx.emplace(pMesh, true);
+    return *rotx;
+}
 
 void Top::run(Voro* pVoro) {
     removeCrossingsAndFlats();
@@ -70,13 +75,13 @@ void Top::removeFringes() {
 }
 
 void Top::orientAndFinish() {
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_fin", 1);
+    // The triangles are oriented one by one; the two steps beside that take about as long as it.
+    const uint64 numTriangles = pMesh->getNumTriangles();
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_fin", expectedTicks(3 * numTriangles, 1));
     killTinyBorderPatches(finalFringe);
-    pProgress->tick();
-    orientTriangles();
-    pProgress->tick();
+    pProgress->tick(numTriangles);
+    orientTriangles(pProgress);
     removeEvilDeg3();
-    pProgress->tick();
     pProgress->finish(true);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -29,11 +30,12 @@ class Top {
 public:
     CMesh* pMesh;       // not owned
     const Calc* pCalc;  // not owned
-    Rotx rotx;
 
     // --- Top.cpp: the two pipelines ---
 
     Top(CMesh* pMesh_, const Calc* pCalc_);
+    // The rotational order of cells around axes; built at the first call.
+    const Rotx& getRotx();
     // For a reconstruction; pVoro made the mesh and keeps it (not owned). A closed
     // mesh without non-manifold edges that comes out of it is not changed by another run.
     void run(Voro* pVoro);
@@ -76,16 +78,22 @@ public:
 
     // --- Top_patches.cpp: double walls and thin bodies ---
 
+    // Passes of processPatches() until one changes nothing, and ticks after each that
+    // did; pProgress may be null. A later pass looks only at what the one before has
+    // touched, so that all passes together take O(n log n) but for closed patches,
+    // which are looked at as a whole each time that they are touched.
+    void repeatProcessPatches(bool bCareful, Progress* pProgress);
+    // Sorts vClosed by size. True if triangles were killed; see processPatches().
+    bool treatClosedPatches(std::vector<CPatch*>& vClosed, bool bCareful);
+
+    // The reference form of the above: the three that follow say what a pass of
+    // repeatProcessPatches() does, over a division that is made anew each time.
+
     // One pass over the patches of the mesh: of two with the same boundary one
     // goes, of a thin closed body one sheet. True if triangles were killed, but
     // for those of closed bodies of up to 6 triangles that stand alone.
     // bCareful: see CPatch::splitClosedPatchKill.
     bool processPatches(bool bCareful);
-    // Passes until one changes nothing, and ticks after each that did; pProgress
-    // may be null. A later pass looks only at what the one before has touched, so
-    // that all passes together take O(n log n) but for closed patches, which are
-    // looked at as a whole each time that they are touched.
-    void repeatProcessPatches(bool bCareful, Progress* pProgress);
     // Fills the boundaries. Appends pairs of patches with equal boundaries, in
     // the order of boundaries, then of making (the middle one of three stands in
     // two pairs); patches without a boundary; all others.
@@ -94,8 +102,6 @@ public:
     // Kills the one with fewer triangles, the second if they are equal, unless one
     // has 21 or more and both make up more than a tenth of totalArea. True if killed.
     bool killTwinPatch(CPatch* pPatch0, CPatch* pPatch1, double totalArea);
-    // Sorts vClosed by size. True if triangles were killed; see processPatches().
-    bool treatClosedPatches(std::vector<CPatch*>& vClosed, bool bCareful);
 
     // --- Top_orient.cpp ---
 
@@ -114,10 +120,12 @@ public:
     bool deleteAroundEvilDeg3(CEdge* pCE, std::vector<CEdge*>& vOut);
 
 private:
+    std::optional<Rotx> rotx;
+
     void removeCrossingsAndFlats();
     void removeFringes();
     void orientAndFinish();
-    void orientTriangles();
+    void orientTriangles(Progress* pProgress);
     bool moveACorner(const CTriangle* pT, int firstICI);
     void unifyDiagonal(const CEdge* pCE);
     void removeIfFlat(CTriangle* pT);

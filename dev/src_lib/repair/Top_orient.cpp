@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "repair/Top.h"
 #include "topology/CMesh.h"
@@ -59,11 +60,11 @@ void Top::createPatchesOrient(std::vector<CTriangle*>& vT, std::vector<CPatch*>&
 }
 
 // Like createPatchesOrient(), for the orientation alone.
-void Top::orientTriangles() {
+void Top::orientTriangles(Progress* pProgress) {
     pMesh->forEachTriangle([](CTriangle* pT) { pT->bVisited = false; });
     OrientFlood flood;
     pMesh->forEachTriangle([&](CTriangle* pT) {
-        if (!pT->bVisited) flood.spreadFrom(pT, [](const CTriangle*) {});
+        if (!pT->bVisited) flood.spreadFrom(pT, [pProgress](const CTriangle*) { pProgress->tick(); });
     });
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <span>
+#include <utility>
 
 #include "frame/Progress.h"
 #include "frame/tools.h"
@@ -21,7 +22,8 @@ using CellIndex = std::pair<uint64, uint64>;  // a cell, and the index of a poin
 using CellPoint = std::pair<uint64, Point3>;  // a cell, and a point in it
 
 // Ascending by (cell, index).
-std::vector<CellIndex> sortByCell(const std::vector<Point3>& vPoints, const Calc& calc) {
+template <class Points>
+std::vector<CellIndex> sortByCell(const Points& vPoints, const Calc& calc) {
     std::vector<CellIndex> vPairs(vPoints.size());
     parallelChunks(vPoints.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vPairs[i] = {calc.getRCD(vPoints[i]), i};
@@ -42,7 +44,8 @@ void forEachRun(std::span<const CellIndex> vPairs, std::size_t begin, std::size_
     }
 }
 
-Point3 mergeRun(std::span<const CellIndex> run, const std::vector<Point3>& vPoints) {
+template <class Points>
+Point3 mergeRun(std::span<const CellIndex> run, const Points& vPoints) {
     if (run.size() == 1) return vPoints[run[0].second];
     PointMean mean;
     for (const CellIndex& pair : run) mean.add(vPoints[pair.second]);
@@ -171,8 +174,8 @@ std::vector<Point3> lowestPerCell(const std::vector<CellPoint>& vFound) {
 
 }  // namespace
 
-Smooth::Smooth(std::vector<Point3>* pInput, Calc* pGrid)
-    : pPoints(pInput), pCalc(pGrid), spacing(pGrid->getCellSize()) {
+Smooth::Smooth(PointSource givenInput, std::vector<Point3>* pCellPoints, Calc* pGrid)
+    : input(std::move(givenInput)), pPoints(pCellPoints), pCalc(pGrid), spacing(pGrid->getCellSize()) {
     ASSEX(pCalc->cellX==pCalc->cellY && pCalc->cellX==pCalc->cellZ);
 }
 
@@ -201,12 +204,12 @@ LinkedNodes Smooth::getLinkedNodes(const SNode& node) const {
 }
 
 void Smooth::mergeCellPoints() {
-    const std::vector<CellIndex> vPairs = sortByCell(*pPoints, *pCalc);
+    const std::vector<CellIndex> vPairs = sortByCell(input, *pCalc);
     auto vChunks =
         parallelChunkResults<std::vector<Point3>>(vPairs.size(), minChunk, [&](std::size_t begin, std::size_t end) {
             std::vector<Point3> vMerged;
             forEachRun(vPairs, begin, end,
-                       [&](std::span<const CellIndex> run) { vMerged.push_back(mergeRun(run, *pPoints)); });
+                       [&](std::span<const CellIndex> run) { vMerged.push_back(mergeRun(run, input)); });
             return vMerged;
         });
     *pPoints = joinChunks(std::move(vChunks));

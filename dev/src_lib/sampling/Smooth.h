@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "frame/types.h"
+#include "geometry/PointSource.h"
 #include "grid/Calc.h"
 #include "sampling/SNode.h"
 #include "zef/Point3.h"
@@ -26,12 +27,14 @@ class Smooth {
 public:
     std::vector<SNode> vNodes;         // ascending by (rcd, id)
     std::vector<std::int32_t> vLinks;  // positions in vNodes, of all nodes one after the other
-    std::vector<Point3>* pPoints;      // the input, not owned; rewritten
+    PointSource input;                 // borrowed
+    std::vector<Point3>* pPoints;      // the points of the cells, not owned; rewritten
     Calc* pCalc;                       // not owned
     double spacing;                    // edge of the grid's cells, world units
 
-    // Both must outlive this. Cells that are no cubes fail an ASSEX.
-    Smooth(std::vector<Point3>* pPoints, Calc* pCalc);
+    // All must outlive this; *pPoints can be the input. Cells that are no cubes fail an ASSEX.
+    Smooth(PointSource input_, std::vector<Point3>* pPoints, Calc* pCalc);
+    Smooth(std::vector<Point3>* pPoints_, Calc* pCalc_) : Smooth(PointSource(*pPoints_), pPoints_, pCalc_) {}
 
     // The whole stage, to be called once. bSmooth: with one smoothing pass.
     // Leaves one point per cell in *pPoints: the merged ones in code order, then
@@ -45,7 +48,7 @@ public:
 
     // ---- Smooth.cpp: from points to nodes
 
-    // Replaces the points by one per occupied cell, at the mean, in code order.
+    // Makes one point per occupied cell of the input, at the mean, in code order.
     void mergeCellPoints();
     // Appends points on the lines between points that are one to two cells apart,
     // in cells that hold none.

@@ -87,9 +87,10 @@ Foot FanSurface::walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnoug
             findFoot(p, corner(triangle, 0), corner(triangle, 1), corner(triangle, 2), foot);
             if (!(foot.sqDistance < best.sqDistance)) continue;
             best = foot;
+            if (best.sqDistance <= sqEnough) return best;
             bCloser = true;
         }
-        if (!bCloser || best.sqDistance <= sqEnough) return best;
+        if (!bCloser) return best;
         // A foot inside of a triangle is as close as it gets there; one on a side
         // may have something closer beyond it.
         const auto& w = best.weights;

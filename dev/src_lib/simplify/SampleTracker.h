@@ -66,7 +66,7 @@ private:
     const VertexColors *pSourceColors, *pColors;
     const double maxDistance, gridWidth, maxColorStep;
     const std::vector<float>& vShares;
-    const TriangleTree tree;             // of the source
+    mutable TriangleTree tree;           // of the source
     std::vector<Vector3> vPoints;        // on the source, its vertices first
     std::vector<std::uint32_t> vVertex;  // by point: one of the source nearby
     std::vector<std::uint32_t> vNext;    // by point: the next one of the same triangle

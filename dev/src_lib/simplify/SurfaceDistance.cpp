@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <utility>
 
 #include "parallel/parallelTransform.h"
@@ -15,8 +16,10 @@ constexpr std::size_t minChunk = 1'000;  // triangles
 }  // namespace
 
 SurfaceDistance::SurfaceDistance(const FanSurface& from_, const FanSurface& to_, std::vector<std::uint32_t> vNear_,
-                                 double gridWidth_)
+                                 double gridWidth_, double sqKnown, double sqLimit)
     : from(from_), to(to_), vNear(std::move(vNear_)), gridWidth(gridWidth_), tree(to), vBounds(from.numTriangles()) {
+    sqEnough = std::min(sqKnown, sqLimit);  // so that few samples are looked up
+    sqEnough = std::min(std::max(sqKnown, reachedBySome()), sqLimit);
     parallelChunks(vBounds.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vBounds[i] = boundOf(static_cast<std::uint32_t>(i));
     });
@@ -44,10 +47,27 @@ void SurfaceDistance::forEachPoint(std::uint32_t triangle, F&& f) const {
     });
 }
 
+// Where a walk ends, others begin at the corners of the triangle there: whoever does
+// without a look at the whole is much faster.
+double SurfaceDistance::walk(std::uint32_t vertex, const Vector3& p, double sqNearEnough) const {
+    Foot foot = to.walkFrom(vertex, p, sqNearEnough);
+    for (bool bCloser = true; bCloser && foot.sqDistance > sqNearEnough;) {
+        bCloser = false;
+        const std::uint32_t triangle = foot.triangle;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const Foot other = to.walkFrom(to.indices[3 * std::size_t{triangle} + i], p, sqNearEnough);
+            if (!(other.sqDistance < foot.sqDistance)) continue;
+            foot = other;
+            bCloser = true;
+        }
+    }
+    return foot.sqDistance;
+}
+
 double SurfaceDistance::boundOf(std::uint32_t triangle) const {
-    double bound = 0.0;
+    double bound = sqEnough;
     forEachPoint(triangle, [&](const Vector3& p, std::uint32_t vertex) {
-        bound = std::max(bound, to.walkFrom(vNear[vertex], p, bound).sqDistance);
+        bound = std::max(bound, walk(vNear[vertex], p, bound));
     });
     return bound;
 }
@@ -66,13 +86,30 @@ Foot SurfaceDistance::findFarthest(std::uint32_t triangle, double sqAtLeast) con
     return farthest;
 }
 
+// A distance that some point has, probably not much less than the largest one: most
+// walks may end where they are within that.
+double SurfaceDistance::reachedBySome() const {
+    constexpr std::uint32_t numSamples = 4'000;
+    constexpr std::size_t numLookedUp = 20;
+    std::vector<std::pair<double, std::uint32_t>> vSamples;
+    for (std::uint32_t i = 0; i < from.numTriangles(); i += 1 + from.numTriangles() / numSamples)
+        vSamples.emplace_back(boundOf(i), i);
+    const std::size_t num = std::min(numLookedUp, vSamples.size());
+    const auto end = vSamples.begin() + static_cast<std::ptrdiff_t>(num);
+    std::partial_sort(vSamples.begin(), end, vSamples.end(), std::greater<>());
+    double sqReached = 0.0;
+    for (std::size_t i = 0; i < num; ++i) sqReached = findFarthest(vSamples[i].second, sqReached).sqDistance;
+    return sqReached;
+}
+
 // The largest bounds are looked up, until the next one is no larger than what was
 // found.
 double SurfaceDistance::findLargestSq() const {
     std::vector<std::pair<double, std::uint32_t>> heap;
-    for (std::uint32_t i = 0; i < vBounds.size(); ++i) heap.emplace_back(vBounds[i], i);
+    for (std::uint32_t i = 0; i < vBounds.size(); ++i)
+        if (vBounds[i] > sqEnough) heap.emplace_back(vBounds[i], i);
     std::make_heap(heap.begin(), heap.end());
-    double sqLargest = 0.0;
+    double sqLargest = sqEnough;
     while (!heap.empty() && heap.front().first > sqLargest) {
         sqLargest = findFarthest(heap.front().second, sqLargest).sqDistance;
         std::pop_heap(heap.begin(), heap.end());

@@ -20,7 +20,6 @@ double TriangleTree::Box::sqDistance(const Vector3& p) const {
 
 TriangleTree::TriangleTree(const FanSurface& surface_) : surface(surface_), vOrder(surface.numTriangles()) {
     std::iota(vOrder.begin(), vOrder.end(), 0u);
-    std::vector<Vector3> vMiddles;
     vMiddles.reserve(vOrder.size());
     for (const std::uint32_t triangle : vOrder) {
         Vector3 sum = surface.corner(triangle, 0);
@@ -28,8 +27,7 @@ TriangleTree::TriangleTree(const FanSurface& surface_) : surface(surface_), vOrd
         sum += surface.corner(triangle, 2);
         vMiddles.push_back(sum / 3.0);
     }
-    vNodes.reserve(vOrder.size() / 2);
-    if (!vOrder.empty()) build(0, surface.numTriangles(), vMiddles);
+    if (!vOrder.empty()) vNodes.push_back({boxOf(0, surface.numTriangles()), 0, surface.numTriangles(), 0});
 }
 
 TriangleTree::Box TriangleTree::boxOf(std::uint32_t begin, std::uint32_t end) const {
@@ -45,26 +43,22 @@ TriangleTree::Box TriangleTree::boxOf(std::uint32_t begin, std::uint32_t end) co
 }
 
 // Halves along the longest side of the box.
-std::uint32_t TriangleTree::build(std::uint32_t begin, std::uint32_t end, const std::vector<Vector3>& vMiddles) {
-    const auto number = static_cast<std::uint32_t>(vNodes.size());
-    vNodes.push_back({boxOf(begin, end), begin, end, 0});
-    if (end - begin <= maxLeaf) return number;
-    const Box& box = vNodes[number].box;
-    const Vector3 size = difference(box.high, box.low);
-    const int axis = size.getMaxAbsIndex();
+void TriangleTree::split(std::uint32_t number) {
+    const auto [box, begin, end, half] = vNodes[number];
+    const int axis = difference(box.high, box.low).getMaxAbsIndex();
+    double Vector3::*const pAxis = axis == 0 ? &Vector3::vx : axis == 1 ? &Vector3::vy : &Vector3::vz;
     const std::uint32_t middle = begin + (end - begin) / 2;
     std::nth_element(vOrder.begin() + begin, vOrder.begin() + middle, vOrder.begin() + end,
                      [&](std::uint32_t a, std::uint32_t b) {
-                         const double atA = vMiddles[a].getCartesian(axis), atB = vMiddles[b].getCartesian(axis);
+                         const double atA = vMiddles[a].*pAxis, atB = vMiddles[b].*pAxis;
                          return atA != atB ? atA < atB : a < b;
                      });
-    build(begin, middle, vMiddles);
-    const std::uint32_t second = build(middle, end, vMiddles);
-    vNodes[number].second = second;
-    return number;
+    vNodes[number].half = static_cast<std::uint32_t>(vNodes.size());
+    vNodes.push_back({boxOf(begin, middle), begin, middle, 0});
+    vNodes.push_back({boxOf(middle, end), middle, end, 0});
 }
 
-void TriangleTree::findCloser(const Vector3& p, Foot& foot) const {
+void TriangleTree::findCloser(const Vector3& p, Foot& foot) {
     // Halving 2^32 triangles is no deeper.
     std::pair<double, std::uint32_t> stack[64];
     std::size_t num = 0;
@@ -72,13 +66,15 @@ void TriangleTree::findCloser(const Vector3& p, Foot& foot) const {
     while (num > 0) {
         const auto [sq, number] = stack[--num];
         if (!(sq < foot.sqDistance)) continue;
-        const Node& node = vNodes[number];
-        if (node.second == 0) {
-            for (std::uint32_t k = node.begin; k < node.end; ++k) takeCloser(p, vOrder[k], foot);
+        const std::uint32_t begin = vNodes[number].begin, end = vNodes[number].end;
+        if (end - begin <= maxLeaf) {
+            for (std::uint32_t k = begin; k < end; ++k) takeCloser(p, vOrder[k], foot);
             continue;
         }
-        std::pair<double, std::uint32_t> first{vNodes[number + 1].box.sqDistance(p), number + 1},
-            second{vNodes[node.second].box.sqDistance(p), node.second};
+        if (vNodes[number].half == 0) split(number);
+        const std::uint32_t half = vNodes[number].half;
+        std::pair<double, std::uint32_t> first{vNodes[half].box.sqDistance(p), half},
+            second{vNodes[half + 1].box.sqDistance(p), half + 1};
         if (first.first < second.first) std::swap(first, second);
         stack[num++] = first;
         stack[num++] = second;

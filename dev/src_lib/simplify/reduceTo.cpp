@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
@@ -16,7 +17,8 @@
 #include "simplify/Quadric.h"
 #include "simplify/SampleTracker.h"
 #include "simplify/SurfaceDistance.h"
-#include "zef/meshOperations.h"
+#include "store/MinHeap.h"
+#include "zef/refinement.h"
 
 namespace QUOR_ZEF {
 
@@ -51,10 +53,6 @@ struct Candidate {
         return u != other.u ? u < other.u : v < other.v;
     }
 };
-
-bool comesLater(const Candidate& a, const Candidate& b) {
-    return b < a;
-}
 
 struct Placement {
     double cost = std::numeric_limits<double>::infinity();
@@ -131,11 +129,16 @@ public:
         pScoring->finish(true);
         const std::size_t before = mesh.getNumLive();
         const std::size_t toRemove = before - std::min(before, options.targetTriangles);
-        Progress* pLoop = getProgress()->getChildProgressSetTodo("RM_rtloop", toRemove);
+        // Within an error there may be further attempts: each takes half of what is left.
+        const bool bBound = std::isfinite(options.maxError);
+        Progress* pLoop = getProgress()->getChildProgressSetTodo("RM_rtloop", bBound ? 2 * toRemove : toRemove);
+        std::size_t numTried = 0;
         while (mesh.getNumLive() > options.targetTriangles && !queue.empty()) {
             if (collapseNext()) pLoop->tick();
+            // Refused merges tell nothing, and there can be many in a row.
+            if (Run* const pRun = getRun(); pRun && ++numTried % 256 == 0) pRun->poll();
         }
-        pLoop->finish(true);
+        if (!bBound) pLoop->finish(true);
         queue = {};
         return mesh.getNumLive() < before;
     }
@@ -163,11 +166,13 @@ public:
     double measure(const TriangleMesh& result, std::vector<float>& vShares) const {
         Progress* pMeasuring = getProgress()->getChildProgressSetTodo("RM_rtmeas", 2);
         const FanSurface reduced = surfaceOf(result);
-        const SurfaceDistance forth(source, reduced, findHeirs(), edge);
+        const double limit = options.maxError;
+        const SurfaceDistance forth(source, reduced, findHeirs(), edge, 0.0, limit * limit);
+        const double sqForth = forth.findLargestSq();
         pMeasuring->tick();
-        const SurfaceDistance back(reduced, source, vOldIndex, edge);
+        const SurfaceDistance back(reduced, source, vOldIndex, edge, sqForth, limit * limit);
+        const double sq = std::max(sqForth, back.findLargestSq());
         pMeasuring->finish(true);
-        const double sq = std::max(forth.findLargestSq(), back.findLargestSq()), limit = options.maxError;
         if (sq <= limit * limit) return std::sqrt(sq);
         std::vector<std::uint32_t> vTight;
         for (const SurfaceDistance::Excess& excess : forth.findBeyond(limit * limit)) vTight.push_back(excess.from);
@@ -316,22 +321,19 @@ private:
             }
             return vScored;
         };
+        std::vector<Candidate> vAll;
         for (const auto& vScored : parallelChunkResults<std::vector<Candidate>>(vQuadrics.size(), minChunk, score))
-            queue.insert(queue.end(), vScored.begin(), vScored.end());
-        std::make_heap(queue.begin(), queue.end(), comesLater);
+            vAll.insert(vAll.end(), vScored.begin(), vScored.end());
+        queue.fill(std::move(vAll));
     }
 
     void push(const Candidate& candidate) {
-        if (!std::isfinite(candidate.cost)) return;
-        queue.push_back(candidate);
-        std::push_heap(queue.begin(), queue.end(), comesLater);
+        if (std::isfinite(candidate.cost)) queue.push(candidate);
     }
 
     // True if that was a collapse.
     bool collapseNext() {
-        std::pop_heap(queue.begin(), queue.end(), comesLater);
-        const Candidate candidate = queue.back();
-        queue.pop_back();
+        const Candidate candidate = queue.pop();
         const std::uint32_t u = candidate.u, v = candidate.v;
         if (versionsOf(u, v) != candidate.versions) return false;
         if (!mesh.begin(u, v)) {
@@ -437,7 +439,7 @@ private:
     double lengthPerStep = 0.0;                // of a colour channel
     std::unique_ptr<SampleTracker> pTracker;   // null without a limit
     Vector3 center;
-    std::vector<Candidate> queue;                     // a heap, the cheapest on top
+    MinHeap<Candidate> queue;                         // the cheapest first
     std::vector<std::uint32_t> vNewIndex, vOldIndex;  // of vertices: of the result by those of the source, and back
 };
 

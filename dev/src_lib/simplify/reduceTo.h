@@ -6,7 +6,7 @@ namespace QUOR_ZEF {
 
 struct ReduceOptions;
 
-// See reduceTo() in zef/meshOperations.h. Replaces the mesh; returns the error
+// See simplify() in zef/refinement.h. Replaces the mesh; returns the error
 // reached. Progress children "RM_rtscore", "RM_rtloop", "RM_rtmeas".
 // Scores and measures on all threads, collapses on one. About 350 bytes a triangle,
 // 150 more where there are colours.

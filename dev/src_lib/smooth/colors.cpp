@@ -116,14 +116,14 @@ std::vector<std::uint32_t> verticesOf(const TriangleMesh& mesh, const std::vecto
 
 }  // namespace
 
-void fillColors(TriangleMesh& mesh) {
+void completeColors(TriangleMesh& mesh) {
     std::vector<std::uint32_t> vWork = verticesOf(mesh, usedVertices(mesh), false);
     if (vWork.empty() || !mesh.hasColor()) return;
     ColorFill fill(mesh);
     while (!vWork.empty()) vWork = fill.fillRim(vWork);
 }
 
-void stretchContrast(TriangleMesh& mesh, double low, double high) {
+void spreadContrast(TriangleMesh& mesh, double low, double high) {
     const std::vector<bool> vUsed = usedVertices(mesh);
     const auto total = static_cast<double>(3 * std::count(vUsed.begin(), vUsed.end(), true));
     const std::vector<std::uint32_t> vColored = verticesOf(mesh, vUsed, true);

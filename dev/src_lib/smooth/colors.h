@@ -8,12 +8,12 @@ namespace QUOR_ZEF {
 
 // Gives vertices without colour the mean colour of their coloured neighbours,
 // ring by ring from those that have one. A component without any stays without.
-void fillColors(TriangleMesh& mesh);
+void completeColors(TriangleMesh& mesh);
 
 // Stretches the contrast of the coloured vertices, all channels alike: clips
 // these fractions, low and high, of the channels of all vertices, dark and bright,
 // unless the colours span 20 steps or fewer; the rest then spans 0 to 255. Alpha
 // stays. One single value stays as it is.
-void stretchContrast(TriangleMesh& mesh, double low, double high);
+void spreadContrast(TriangleMesh& mesh, double low, double high);
 
 }  // namespace QUOR_ZEF

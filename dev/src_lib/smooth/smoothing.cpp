@@ -12,7 +12,7 @@
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 #include "zef/Vector3.h"
-#include "zef/meshOperations.h"
+#include "zef/refinement.h"
 
 namespace QUOR_ZEF {
 
@@ -265,13 +265,13 @@ SmoothingLinks linksOf(const TriangleMesh& mesh) {
 }
 
 void laplacianSmoothing(TriangleMesh& mesh, const SmoothingLinks& links, const SmoothingOptions& options) {
-    const int numSteps = std::max(options.numSteps, 0);
+    const int numSteps = std::max(options.steps, 0);
     Progress* pProgress = getProgress()->getChildProgressSetTodo("RM_smooth", static_cast<uint64>(numSteps));
     if (numSteps > 0) {
         Smoothing smoothing(mesh, links);
         for (int i = 0; i < numSteps; ++i) {
             smoothing.step(options.lambda);
-            if (options.bKeepVolume) smoothing.step(options.mu);
+            if (options.keepVolume) smoothing.step(options.mu);
             pProgress->tick();
         }
         smoothing.writeBack();

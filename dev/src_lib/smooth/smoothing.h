@@ -23,7 +23,7 @@ struct SmoothingLinks {
 // vertex. O(n); uses the task pool.
 SmoothingLinks linksOf(const TriangleMesh& mesh);
 
-// Moves vertices: see laplacianSmoothing() in zef/meshOperations.h. Vertices of no
+// Moves vertices: see smooth() in zef/refinement.h. Vertices of no
 // triangle stay, and nobody moves onto them. Progress child "RM_smooth".
 // Parallel; about 120 bytes a vertex while it runs, and the links.
 void laplacianSmoothing(TriangleMesh& mesh, const SmoothingLinks& links, const SmoothingOptions& options);

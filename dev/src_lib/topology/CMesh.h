@@ -25,6 +25,7 @@ namespace QUOR_ZEF {
 
 class Calc;
 class CPatch;
+class Progress;
 class Voro;
 
 // The mesh from first extraction to the end of repair. A vertex is a cell (CCD),
@@ -61,10 +62,11 @@ public:
     // on once, in any order and also side by side; vertices: three different cells
     // by their numbers in the CellMap. Then all is as if createT() had made them in
     // that order, but for the numbers of edges, and that the mesh's order of them is
-    // that of killDuplicateTriangles(). Runs on all threads.
+    // that of killDuplicateTriangles(). Runs on all threads. pProgress: ticks once a vertex
+    // after write has returned; may be null.
     class TriangleWriter;
     template <class Write>
-    void createTriangles(std::uint32_t num, Write&& write);
+    void createTriangles(std::uint32_t num, Write&& write, Progress* pProgress = nullptr);
     // For CTriangle::kill: takes pT out of the fans of its corners.
     void unregisterTriangle(const CTriangle* pT);
 
@@ -150,7 +152,8 @@ public:
     // Of the live triangles on the same three cells, however oriented, the first
     // made stays. From then on the mesh's order of these triangles is that of
     // their sorted corners, then of making. Returns the number killed.
-    int killDuplicateTriangles();
+    // pProgress: ticks once a vertex; may be null.
+    int killDuplicateTriangles(Progress* pProgress = nullptr);
     // Splits degenerate triangles into their neighbours; where that fails, tries
     // to move one of their corners.
     void splitDegenerateTriangles();
@@ -181,9 +184,10 @@ private:
 
     CEdge* findEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b) const;
     CEdge* makeEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b);
+    void sortExtraBundles();
     void growForAll(std::uint32_t num);
     void fillFans(const std::array<std::uint32_t, 3>* pVertices);
-    void fillEdges(const std::array<std::uint32_t, 3>* pVertices);
+    void fillEdges(const std::array<std::uint32_t, 3>* pVertices, Progress* pProgress);
     template <class Page>
     void makeEdges(const Page& page, std::uint32_t edge, std::vector<CEdge*>& vMany);
     std::vector<std::uint32_t> getVerticesInOrder() const;
@@ -231,12 +235,12 @@ private:
 };
 
 template <class Write>
-void CMesh::createTriangles(std::uint32_t num, Write&& write) {
+void CMesh::createTriangles(std::uint32_t num, Write&& write, Progress* pProgress) {
     growForAll(num);
     const ScratchArray<std::array<std::uint32_t, 3>> vertices(num);
     write(TriangleWriter(this, vertices.data()));
     fillFans(vertices.data());
-    fillEdges(vertices.data());
+    fillEdges(vertices.data(), pProgress);
 }
 
 template <class F>

@@ -75,11 +75,19 @@ void CMesh::averageBundle(Bundle* pBundle) {
     *pBundle->pPoint = pCalc->getCCD(position) == pBundle->ccd ? position : pCalc->getCellCenter(pBundle->ccd);
 }
 
+// Those that came later may lie before others.
+void CMesh::sortExtraBundles() {
+    std::stable_sort(vExtraBundles.begin(), vExtraBundles.end(),
+                     [](const auto& a, const auto& b) { return a->ccd < b->ccd; });
+}
+
 void CMesh::averageAllBundles() {
+    sortExtraBundles();
     for (const auto& pExtra : vExtraBundles) averageBundle(pExtra.get());
 }
 
 void CMesh::collapseExtraBundles() {
+    sortExtraBundles();
     std::vector<CEdge*> vEdges;
     for (auto& pExtra : vExtraBundles) {
         const uint64 ccd = pExtra->ccd;
@@ -96,8 +104,6 @@ void CMesh::collapseExtraBundles() {
         pExtra.reset();
     }
     std::erase(vExtraBundles, nullptr);
-    std::stable_sort(vExtraBundles.begin(), vExtraBundles.end(),
-                     [](const auto& a, const auto& b) { return a->ccd < b->ccd; });
 }
 
 }  // namespace QUOR_ZEF

@@ -2,6 +2,7 @@
 #include <bit>
 #include <utility>
 
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 #include "topology/CMesh.h"
@@ -160,7 +161,7 @@ void CMesh::fillFans(const Vertices* pVertices) {
         for (const std::uint32_t vertex : pVertices[number]) adjacency.fanToFill(vertex)[--vNum[vertex]] = number;
 }
 
-void CMesh::fillEdges(const Vertices* pVertices) {
+void CMesh::fillEdges(const Vertices* pVertices, Progress* pProgress) {
     const std::vector<std::uint32_t> vVertices = getVerticesInOrder();
     vOrder.clear();
     vOrder.reserve(triangles.size());
@@ -194,6 +195,7 @@ void CMesh::fillEdges(const Vertices* pVertices) {
         }
         edges.grow(num - edges.size());
         forPages([&](std::size_t i) { makeEdges(vPages[i], vFirst[i], many.vOfPage[i]); });
+        if (pProgress) pProgress->tick(std::min(rest.size(), numPages * pageSize));
     }
     many.handTo(vManyEdges);
     numOrdered = triangles.size();

@@ -2,10 +2,11 @@
 #include <sstream>
 #include <tuple>
 
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "grid/Calc.h"
-#include "parallel/parallelTransform.h"
+#include "parallel/parallelGroups.h"
 #include "topology/CMesh.h"
 
 namespace QUOR_ZEF {
@@ -107,13 +108,13 @@ bool CMesh::laplacianForOne(uint64 vcd) {
 
 // The fans of the lowest corners, vertices ascending, are already sorted by the
 // first key, so that only a handful of triangles need sorting at a time.
-int CMesh::killDuplicateTriangles() {
+int CMesh::killDuplicateTriangles(Progress* pProgress) {
     if (bUnique && numOrdered == triangles.size()) return 0;
     struct Part {
         std::vector<std::uint32_t> vOrder, vDoomed;
     };
     const std::vector<std::uint32_t> vVertices = getVerticesInOrder();
-    const auto vParts = parallelChunkResults<Part>(vVertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    const auto orderRange = [&](std::size_t begin, std::size_t end) {
         Part part;
         part.vOrder.reserve(3 * (end - begin));
         std::vector<Key> vKeys;
@@ -133,7 +134,11 @@ int CMesh::killDuplicateTriangles() {
             }
         }
         return part;
-    });
+    };
+    const auto vParts =
+        parallelGroupResults<Part>(vVertices.size(), minChunk, orderRange, [pProgress](std::size_t num) {
+            if (pProgress) pProgress->tick(num);
+        });
     int numKilled = 0;
     vOrder.clear();
     vOrder.reserve(triangles.size());

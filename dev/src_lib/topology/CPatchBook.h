@@ -18,7 +18,8 @@ class CTriangle;
 // across edges of degree 2. Here it is a number, not an object, and after some
 // kills only what they have touched is looked at again: patches that have come
 // together are merged, the smaller into the larger, and those that lost some of
-// their triangles are divided anew. All answers are those of a fresh division.
+// their triangles are divided anew. All answers are those of a fresh division: that by
+// createPatches(), with CPatch::setOuterBoundary(), is the reference form of this one.
 //
 // Borrows the mesh, which must neither make triangles nor start anew meanwhile.
 // One thread at a time. Making it takes about 0.1 microseconds a triangle, all

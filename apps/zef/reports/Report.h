@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "reports/StageClock.h"
+
 // What a command tells at its end: lines for people, or the same as one JSON
 // object on one line. A key without label stands in the object
 // only, and a label without key in the lines only.
@@ -18,8 +20,8 @@ public:
     void addFlag(const std::string& key, const std::string& label, bool bFlag);
     void add(const std::string& key, const std::string& label, nlohmann::ordered_json value, const std::string& text);
 
-    // The seconds that the library's stages took since the last StageTimes::clear.
-    void addStages();
+    // The seconds of the library's stages.
+    void addStages(const std::vector<StageClock::Stage>& vStages);
 
     // Stands alone in place of the lines.
     void setAnswer(const std::string& text) { answer = text; }

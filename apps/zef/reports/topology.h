@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Report.h"
+#include "reports/Report.h"
 #include "zef/meshCheck.h"
 
 // The lines that every report on a mesh has: borders and non-manifold edges.

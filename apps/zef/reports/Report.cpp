@@ -1,12 +1,9 @@
-#include "Report.h"
+#include "reports/Report.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
-
-#include "frame/Progress.h"
-#include "frame/stageWords.h"
 
 using Json = nlohmann::ordered_json;
 
@@ -77,12 +74,11 @@ void Report::addFlag(const std::string& key, const std::string& label, bool bFla
     add(key, label, bFlag, bFlag ? "yes" : "no");
 }
 
-void Report::addStages() {
+void Report::addStages(const std::vector<StageClock::Stage>& vStages) {
     Json stages = Json::object();
-    for (const zef::StageTimes::Stage& stage : zef::getStageTimes().vStages) {
-        const double seconds = static_cast<double>(stage.nanoseconds) * 1e-9;
-        stages[stage.name] = seconds;
-        vLines.push_back({std::string(2, ' ') + std::string(zef::stageWords(stage.name)), secondsText(seconds)});
+    for (const StageClock::Stage& stage : vStages) {
+        stages[stage.tag] = stage.seconds;
+        vLines.push_back({"  " + stage.words, secondsText(stage.seconds)});
     }
     object["stages"] = std::move(stages);
 }

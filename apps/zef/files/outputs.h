@@ -1,13 +1,15 @@
 #pragma once
 
-#include <array>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "CommandRun.h"
-#include "measure.h"
 #include "options.h"
+#include "reports/measure.h"
 #include "zef/Point3.h"
+#include "zef/Vector3.h"
+#include "zef/files.h"
 
 // Whether the file looks like a cloud or a mesh, by its first bytes. An empty
 // file does.
@@ -17,26 +19,19 @@ bool isCloudOrMeshFile(const std::string& path);
 // to be replaced, or its folder is missing.
 void checkOutput(const OutputOptions& output, const std::vector<std::string>& vInputs);
 
-// What --shift takes away.
-struct Shift {
-    bool bShifted = false;
-    std::array<double, 3> offset{};
+// What --shift takes away from points in this box, 0 without it; reports it.
+zef::Vector3 chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box);
 
-    // For the written file; empty if nothing was shifted.
-    std::vector<std::string> comments() const;
-};
-
-// What the options ask for, for points in this box; reports it.
-Shift chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box);
+// What the library is told for a file of this output.
+zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3& shift);
 
 // Whether a cloud is written with single precision.
 bool narrowsCloud(const OutputOptions& output);
 
 // Takes the shift away, warns of rounding if floats are written, and writes the
 // points. detail: a length that rounding should leave alone, such as the spacing.
-// Throws Failure if the file cannot be written.
 void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double detail,
-                    std::vector<zef::Point3>& vPoints);
+                    std::span<const zef::Point3> points);
 
 // Warns if floats would move shifted points by more than a hundredth of the spacing.
-void warnOfRounding(CommandRun& commandRun, const Box& box, const Shift& shift, double spacing);
+void warnOfRounding(CommandRun& commandRun, const Box& box, const zef::Vector3& shift, double spacing);

@@ -1,4 +1,4 @@
-#include "topology.h"
+#include "reports/topology.h"
 
 using Json = nlohmann::ordered_json;
 
@@ -16,16 +16,16 @@ void reportMesh(Report& report, const zef::MeshReport& topology) {
 
 Json componentList(const zef::MeshReport& topology) {
     Json list = Json::array();
-    for (const zef::MeshComponent& component : topology.vComponents) {
+    for (const zef::MeshComponent& component : topology.components) {
         list.push_back({{"triangles", component.numTriangles},
                         {"vertices", component.numVertices},
                         {"border_edges", component.numBorderEdges},
                         {"border_loops", component.numBorderLoops},
                         {"euler", component.euler},
                         {"genus", component.genus < 0 ? Json(nullptr) : Json(component.genus)},
-                        {"closed", component.bClosed},
-                        {"manifold", component.bManifold},
-                        {"oriented", component.bOriented},
+                        {"closed", component.closed},
+                        {"manifold", component.manifold},
+                        {"oriented", component.oriented},
                         {"area", component.area},
                         {"volume", component.volume}});
     }

@@ -1,6 +1,7 @@
-#include "outputs.h"
+#include "files/outputs.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
 #include <cstring>
@@ -9,7 +10,6 @@
 #include <string_view>
 
 #include "failures.h"
-#include "io/saveCloud.h"
 #include "numbers.h"
 
 namespace fs = std::filesystem;
@@ -117,13 +117,6 @@ double largestCoordinate(const Box& box, const std::array<double, 3>& offset) {
     return largest;
 }
 
-void subtract(const Shift& shift, std::vector<zef::Point3>& vPoints) {
-    if (!shift.bShifted) return;
-    for (zef::Point3& p : vPoints) {
-        p.set(p.px - shift.offset[0], p.py - shift.offset[1], p.pz - shift.offset[2]);
-    }
-}
-
 std::string offsetText(const std::array<double, 3>& offset) {
     return shortestText(offset[0]) + " " + shortestText(offset[1]) + " " + shortestText(offset[2]);
 }
@@ -156,40 +149,38 @@ void checkOutput(const OutputOptions& output, const std::vector<std::string>& vI
     }
 }
 
-std::vector<std::string> Shift::comments() const {
-    if (!bShifted) return {};
-    return {"offset " + offsetText(offset)};
+zef::Vector3 chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box) {
+    if (output.shift.empty()) return {};
+    std::array<double, 3> offset{};
+    if (!parseShift(output.shift, offset)) offset = middleOffset(box);
+    commandRun.report.add("shift", "shift taken away", offset, offsetText(offset));
+    return {offset[0], offset[1], offset[2]};
 }
 
-Shift chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box) {
-    Shift shift;
-    if (output.shift.empty()) return shift;
-    shift.bShifted = true;
-    if (!parseShift(output.shift, shift.offset)) shift.offset = middleOffset(box);
-    commandRun.report.add("shift", "shift taken away", shift.offset, offsetText(shift.offset));
-    return shift;
+zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3& shift) {
+    zef::WriteOptions options;
+    options.doubles = output.bDouble;
+    options.offset = shift;
+    return options;
 }
 
 bool narrowsCloud(const OutputOptions& output) {
-    return zef::narrowsCloud(output.path, {output.bDouble, {}});
+    return !output.bDouble && !zef::formatOf(output.path).alwaysDoubles;
 }
 
 void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double detail,
-                    std::vector<zef::Point3>& vPoints) {
-    const Box box = measureBox(vPoints);
-    const Shift shift = chooseShift(commandRun, output, box);
+                    std::span<const zef::Point3> points) {
+    const Box box = measureBox(points);
+    const zef::Vector3 shift = chooseShift(commandRun, output, box);
     if (narrowsCloud(output)) warnOfRounding(commandRun, box, shift, detail);
-    subtract(shift, vPoints);
     commandRun.stepWriting(output.path);
-    std::string error;
-    const zef::SaveOptions save{output.bDouble, shift.comments()};
-    if (!zef::saveCloud(output.path, vPoints, save, error)) throw Failure(output.path + ": " + error);
+    zef::write(output.path, points, writeOptionsOf(output, shift), commandRun.getContext());
 }
 
-void warnOfRounding(CommandRun& commandRun, const Box& box, const Shift& shift, double spacing) {
+void warnOfRounding(CommandRun& commandRun, const Box& box, const zef::Vector3& shift, double spacing) {
     constexpr double halfStep = 1.0 / (1 << 24);  // of the float next to 1
     constexpr double largestPart = 0.01;          // of the spacing
-    const double rounding = largestCoordinate(box, shift.offset) * halfStep;
+    const double rounding = largestCoordinate(box, {shift.vx, shift.vy, shift.vz}) * halfStep;
     if (!(spacing > 0.0) || rounding <= largestPart * spacing) return;
     commandRun.warn("coordinates of this size lose up to " + numberText(rounding) + " in single precision, " +
                     numberText(100.0 * rounding / spacing) + " % of the spacing: use --double or --shift auto");

@@ -1,4 +1,4 @@
-#include "resources.h"
+#include "reports/resources.h"
 
 #include <sys/resource.h>
 

@@ -1,0 +1,42 @@
+#include "files/meshes.h"
+
+#include "failures.h"
+#include "reports/topology.h"
+#include "zef/files.h"
+#include "zef/meshCheck.h"
+
+void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>& vInputs) {
+    const zef::FileFormat format = zef::formatOf(output.path);
+    if (!format.writesMeshes) throw UsageFailure(output.path + ": no known format; use .ply, .obj, .stl, .off or .glb");
+    if (output.bDouble && !format.hasDoubles)
+        throw UsageFailure(output.path + ": the format has no room for --double; use .ply, .obj or .off, or --shift");
+    checkOutput(output, vInputs);
+}
+
+zef::TriangleMesh readMeshFile(CommandRun& commandRun, const std::string& path) {
+    commandRun.step("reading " + path);
+    return zef::readMesh(path, {}, commandRun.getContext());
+}
+
+void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
+    command.add_flag("--keep-non-manifold", bKeepNonManifold, "Leave edges of more than two triangles as they are");
+}
+
+void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const zef::Vector3& shift,
+                   const zef::TriangleMesh& mesh) {
+    commandRun.stepWriting(output.path);
+    zef::write(output.path, mesh, writeOptionsOf(output, shift), commandRun.getContext());
+}
+
+void deliverMesh(CommandRun& commandRun, const OutputOptions& output, const Box& box, double detail,
+                 const zef::TriangleMesh& mesh) {
+    commandRun.step("counting borders");
+    reportMesh(commandRun.report, zef::check(mesh, commandRun.getContext()));
+    const zef::Vector3 shift = chooseShift(commandRun, output, box);
+    if (!output.bDouble) warnOfRounding(commandRun, box, shift, detail);
+    commandRun.skipped();
+
+    writeMeshFile(commandRun, output, shift, mesh);
+    commandRun.lap("seconds_write", "write");
+    commandRun.reportLaps();
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <string>
+#include <vector>
+
+#include "CommandRun.h"
+#include "files/outputs.h"
+#include "zef/TriangleMesh.h"
+
+// checkOutput for a mesh; throws UsageFailure for a name that says no format of
+// meshes, and for doubles in a format that has none.
+void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>& vInputs);
+
+zef::TriangleMesh readMeshFile(CommandRun& commandRun, const std::string& path);
+
+// For commands that make meshes: whether what is not manifold is left as it is.
+void addMendOption(CLI::App& command, bool& bKeepNonManifold);
+
+// From here on the command cannot be cancelled.
+void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const zef::Vector3& shift,
+                   const zef::TriangleMesh& mesh);
+
+// How a command ends that has made a mesh: reports what is in it and the laps of the
+// command, and writes it. box: of the coordinates. detail: a length that rounding
+// should leave alone, such as the spacing.
+void deliverMesh(CommandRun& commandRun, const OutputOptions& output, const Box& box, double detail,
+                 const zef::TriangleMesh& mesh);

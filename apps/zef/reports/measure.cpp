@@ -1,0 +1,55 @@
+#include "reports/measure.h"
+
+#include <algorithm>
+#include <cmath>
+
+using zef::Point3;
+
+namespace {
+
+class BoxMaker {
+public:
+    void add(const Point3& p) {
+        if (!(std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz))) return;
+        const std::array<double, 3> coords{p.px, p.py, p.pz};
+        if (bEmpty) box.min = box.max = coords;
+        bEmpty = false;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            box.min[axis] = std::min(box.min[axis], coords[axis]);
+            box.max[axis] = std::max(box.max[axis], coords[axis]);
+        }
+    }
+    const Box& get() const { return box; }
+
+private:
+    Box box;
+    bool bEmpty = true;
+};
+
+}  // namespace
+
+double Box::longestSide() const {
+    return std::max({size(0), size(1), size(2)});
+}
+
+Box measureBox(std::span<const Point3> points) {
+    BoxMaker maker;
+    for (const Point3& p : points) maker.add(p);
+    return maker.get();
+}
+
+Box measureBox(const zef::TriangleMesh& mesh) {
+    BoxMaker maker;
+    for (const std::uint32_t index : mesh.indices) maker.add(mesh.vertices[index]);
+    return maker.get();
+}
+
+void reportBox(Report& report, const Box& box) {
+    const auto text = [](const std::array<double, 3>& v) {
+        return numberText(v[0]) + "  " + numberText(v[1]) + "  " + numberText(v[2]);
+    };
+    const std::array<double, 3> size{box.size(0), box.size(1), box.size(2)};
+    report.add("box_min", "lower corner", box.min, text(box.min));
+    report.add("box_max", "upper corner", box.max, text(box.max));
+    report.add("box_size", "size", size, text(size));
+}

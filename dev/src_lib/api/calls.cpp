@@ -1,0 +1,84 @@
+#include "api/calls.h"
+
+#include <cmath>
+#include <string>
+
+namespace QUOR_ZEF {
+
+namespace {
+
+bool isFinite(const Point3& p) {
+    return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
+}
+
+std::string ofTriangle(std::size_t i) {
+    return " of triangle " + std::to_string(i / 3);
+}
+
+}  // namespace
+
+void checkRange(const TriangleMesh& mesh, const std::string& name) {
+    const std::vector<std::uint32_t>& indices = mesh.indices;
+    if (indices.size() % 3 != 0)
+        throw ArgumentError(name + ".indices: " + std::to_string(indices.size()) +
+                            " indices are no multiple of three; give three for each triangle");
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        if (indices[i] >= mesh.vertices.size())
+            throw ArgumentError(name + ".indices: index " + std::to_string(indices[i]) + ofTriangle(i) +
+                                " means no vertex; there are " + std::to_string(mesh.vertices.size()));
+    }
+}
+
+void checkIndices(const TriangleMesh& mesh, const std::string& name) {
+    checkRange(mesh, name);
+    const std::vector<std::uint32_t>& indices = mesh.indices;
+    for (std::size_t i = 0; i < indices.size(); i += 3) {
+        if (indices[i] != indices[i + 1] && indices[i + 1] != indices[i + 2] && indices[i + 2] != indices[i]) continue;
+        throw ArgumentError(name + ".indices: a vertex comes twice among the corners" + ofTriangle(i) +
+                            "; leave such triangles out");
+    }
+}
+
+void checkMesh(const TriangleMesh& mesh) {
+    checkIndices(mesh);
+    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+        if (isFinite(mesh.vertices[mesh.indices[i]])) continue;
+        throw ArgumentError("mesh.vertices: vertex " + std::to_string(mesh.indices[i]) + ofTriangle(i) +
+                            " has no finite position");
+    }
+}
+
+void checkView(const PointView& view) {
+    if (view.count == 0) return;
+    if (!view.xyz) throw ArgumentError("points.xyz is null, with a count of " + std::to_string(view.count));
+    if (view.stride < 3) throw ArgumentError("points.stride must be 3 or more doubles");
+    if (view.colors && view.colorStride < 4) throw ArgumentError("points.colorStride must be 4 or more bytes");
+}
+
+void checkSpan(std::span<const Point3> points, const std::string& name) {
+    if (!points.data() && !points.empty()) throw ArgumentError(name + " is null, with a size");
+}
+
+void checkOption(const char* name, double value, double low, double high) {
+    if (std::isfinite(value) && value >= low && value <= high) return;
+    const std::string range = std::isfinite(high) ? "from " + std::to_string(low) + " to " + std::to_string(high)
+                                                  : "a finite number of " + std::to_string(low) + " or more";
+    throw ArgumentError(std::string(name) + " is " + std::to_string(value) + "; it must be " + range);
+}
+
+void rethrowAsError(Run& run) {
+    try {
+        throw;
+    } catch (const BugReport& report) {
+        if (!report.cure.empty()) throw ArgumentError(report.cure);
+        throw InternalError(report.text + "; please report it");
+    } catch (const ZefBugException&) {
+        throw InternalError(run.getError() + "; please report it");
+    } catch (const ZefLicenseException&) {
+        throw LicenseError(run.getError());
+    } catch (const std::length_error&) {
+        throw TooLargeError("the input is larger than an array can be; cut it into parts");
+    }
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,164 @@
+#include "api/plans.h"
+
+#include <cmath>
+
+#include "frame/Run.h"
+#include "refine/RMesh.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+// What follows the cells of a scan. Weights are percents of the time of a run, measured on two
+// threads with a scan of 362,000 points and 380,000 triangles, which filled its gaps.
+void addRepair(ProgressPlan& plan) {
+    const ProgressPlan stages = {{"HL_st", 0.5},  {"VO_ftx", 6.0},   {"VO_amb", 0.5}, {"TP_unif", 5.0},
+                                 {"TP_pps", 3.0}, {"TP_cbcpl", 3.5}, {"TP_itr", 0.5}, {"TP_fin", 10.0},
+                                 {"RM_cpo", 2.5}, {"RM_kdeg", 1.5}};
+    plan.insert(plan.end(), stages.begin(), stages.end());
+}
+
+// Making the mesh manifold takes a seventh of the time.
+void addMending(ProgressPlan& plan) {
+    constexpr double share = 0.15;
+    for (const auto& [tag, weight] : planOfMaking().stages) plan.emplace_back(tag, share * weight);
+}
+
+// Samples of triangles.
+const ProgressPlan samplingStages = {{"dih2e", 2.0}, {"reo", 1.0},      {"rFins", 0.5},
+                                     {"feate", 1.0}, {"nfeate", 4.0},   {"ar4", 4.0},
+                                     {"oifc", 0.1},  {"mandiffe", 0.2}, {"mandiffa", 0.5}};
+
+}  // namespace
+
+void planReconstruction(const ReconstructOptions& options) {
+    if (!getRun()) {
+        planProgress("Reconstruct", {{"CL_eres", 3.0},
+                                     {"SM_run", 3.0},
+                                     {"CL_creb", 3.0},
+                                     {"HL_st", 3.0},
+                                     {"VO_ftx", 3.0},
+                                     {"VO_amb", 3.0},
+                                     {"TP_unif", 10.0},
+                                     {"TP_pps", 100.0},
+                                     {"TP_cbcpl", 100.0},
+                                     {"TP_itr", 50.0},
+                                     {"TP_fin", 30.0},
+                                     {"RM_cpo", 10.0},
+                                     {"RM_kdeg", 10.0},
+                                     {"RM_gEfCandMT", 10.0},
+                                     {"efLoop", 10.0}});
+        return;
+    }
+    ProgressPlan plan = {{"SM_run", options.smooth ? 28.0 : 18.0}, {"CL_creb", 8.0}};
+    if (!(options.spacing > 0.0)) plan.emplace_back("CL_eres", 0.3);
+    if (options.growSteps > 0) {
+        plan[1].second = 22.0;
+        plan.emplace_back("CL_fill", options.keepBorders ? 27.0 : 300.0);
+    }
+    addRepair(plan);
+    if (options.mend) addMending(plan);
+    planProgress("Reconstruct", plan);
+}
+
+void planSpacing() {
+    if (getRun())
+        planProgress("Density Estimation", {{"CL_eres", 1.0}, {"SM_run", 61.0}, {"CL_creb", 38.0}});
+    else
+        planProgress("Density Estimation", {{"CL_eres", 3.0}, {"SM_run", 3.0}, {"CL_creb", 3.0}});
+}
+
+void planMelt(bool bMend) {
+    if (!getRun()) {
+        planProgress(
+            "Melt",
+            {{"dih2e", 0.061},        {"reo", 0.013},         {"rFins", 0.002},          {"feate", 0.019},
+             {"nfeate", 0.084},       {"ar4", 0.092},         {"oifc", 0.025},           {"mandiffe", 0.042},
+             {"mandiffa", 0.943},     {"VO_ftx", 3.0},        {"VO_amb", 3.0},           {"TP_cbcpl", 6.0},
+             {"TP_pps", 5.0},         {"RM_cpo", 1.09},       {"RM_kdeg", 4.0},          {"hal-part", 10.0},
+             {"CL_eres", 3.0},        {"SM_run", 3.0},        {"CL_creb", 3.0},          {"HL_st", 3.0},
+             {"TP_unif", 0.6},        {"TP_itr", 1.0},        {"TP_fin", 1.7},           {"efLoop", 5.0},
+             {"RM_redborder", 0.263}, {"RM_redprioq", 0.824}, {"RM_redprocprioq", 15.0}, {"RM_gEfCandMT", 2.0}});
+        return;
+    }
+    ProgressPlan plan = samplingStages;
+    const ProgressPlan repair = {{"VO_ftx", 24.0}, {"VO_amb", 1.0}, {"TP_cbcpl", 24.0},
+                                 {"TP_pps", 20.0}, {"RM_cpo", 5.0}, {"RM_kdeg", 7.0}};
+    plan.insert(plan.end(), repair.begin(), repair.end());
+    if (bMend) addMending(plan);
+    planProgress("Melt", plan);
+}
+
+void planToCloud() {
+    if (!getRun()) {
+        planProgress("ToCloud", {{"CL_eres", 3.0},
+                                 {"dih2e", 3.0},
+                                 {"reo", 3.0},
+                                 {"rFins", 3.0},
+                                 {"feate", 10.0},
+                                 {"nfeate", 50.0},
+                                 {"hal-part", 10.0},
+                                 {"ar4", 100.0},
+                                 {"oifc", 10.0},
+                                 {"mandiffe", 10.0},
+                                 {"mandiffa", 100.0}});
+        return;
+    }
+    ProgressPlan plan = samplingStages;
+    plan.emplace_back("hal-part", 1.0);
+    planProgress("ToCloud", plan);
+}
+
+OperationPlan planOfEdgeFlips() {
+    if (getRun()) return {"EdgeFlips", {{"RM_kdeg", 8.0}, {"RM_gEfCandMT", 42.0}, {"efLoop", 50.0}}};
+    return {"EdgeFlips", {{"RM_kdeg", 1.0}, {"RM_gEfCandMT", 1.0}, {"efLoop", 1.0}}};
+}
+
+OperationPlan planOfAnnealing() {
+    OperationPlan plan = planOfEdgeFlips();
+    plan.name = "EdgeFlipsS";
+    for (const double temperature : RMesh::getAnnealingSchedule()) {
+        plan.stages.emplace_back(RMesh::getCandidateStage(temperature), getRun() ? 70.0 : 1.0);
+        if (getRun()) plan.stages.emplace_back(RMesh::getAnnealingStage(temperature), 100.0);
+    }
+    return plan;
+}
+
+OperationPlan planOfReduce() {
+    const bool bRun = getRun() != nullptr;
+    return {"Reduce",
+            {{"RM_kdeg", bRun ? 1.0 : 3.0},
+             {"RM_redborder", bRun ? 0.1 : 1.0},
+             {"RM_redprioq", bRun ? 8.5 : 3.0},
+             {"RM_redprocprioq", bRun ? 90.4 : 93.0}}};
+}
+
+OperationPlan planOfReduceTo(const ReduceOptions& options) {
+    if (std::isfinite(options.maxError))
+        return {"ReduceTo", {{"RM_rtscore", 0.5}, {"RM_rtloop", 92.0}, {"RM_rtmeas", 7.5}}};
+    return {"ReduceTo", {{"RM_rtscore", 2.5}, {"RM_rtloop", 55.0}, {"RM_rtmeas", 42.5}}};
+}
+
+OperationPlan planOfSmoothing() {
+    return {"Smoothing", {{"RM_smooth", 1.0}}};
+}
+
+OperationPlan planOfMaking() {
+    return {"MakeManifold",
+            {{"MF_edges", 30.0}, {"MF_mend", 12.0}, {"MF_loops", 15.0}, {"MF_renew", 23.0}, {"MF_face", 20.0}}};
+}
+
+OperationPlan planOfChecking() {
+    return {"CheckMesh", {{"CK_mesh", 1.0}}};
+}
+
+OperationPlan planOfIntersections() {
+    return {"CountSelfIntersections", {{"SI_cells", 40.0}, {"SI_pairs", 60.0}}};
+}
+
+void finishProgress() {
+    getProgress()->finish(true);
+    getProgress()->reset();
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+
+#include "frame/Progress.h"
+#include "zef/reconstruction.h"
+#include "zef/refinement.h"
+
+namespace QUOR_ZEF {
+
+// What the entries tell of their progress: their stages and the shares of time that these
+// take. Calls with surroundings of their own plan the stages that they run; the others have
+// plans that name stages of other calls too, so that some of them never begin.
+
+// Set the calling thread's root. The older entries have no say in what is planned.
+void planReconstruction(const ReconstructOptions& options);
+void planSpacing();
+void planMelt(bool bMend);
+void planToCloud();
+
+// An operation on a mesh, which may be part of a run that has planned its stages.
+struct OperationPlan {
+    const char* name;
+    ProgressPlan stages;
+};
+OperationPlan planOfEdgeFlips();
+OperationPlan planOfAnnealing();
+OperationPlan planOfReduce();
+OperationPlan planOfReduceTo(const ReduceOptions& options);
+OperationPlan planOfSmoothing();
+OperationPlan planOfMaking();  // a mesh manifold
+OperationPlan planOfChecking();
+OperationPlan planOfIntersections();
+
+// Says that all is done, and forgets the plan.
+void finishProgress();
+
+// Runs fn with the plan, unless a run is going on that has planned for it.
+template <class Fn>
+void runPlanned(const OperationPlan& plan, const Fn& fn) {
+    const bool bOwn = ensureProgressPlan(plan.name, plan.stages);
+    fn();
+    if (bOwn) finishProgress();
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,138 @@
+#include "zef/refinement.h"
+
+#include <limits>
+#include <utility>
+
+#include "api/calls.h"
+#include "api/plans.h"
+#include "flat/arrays.h"
+#include "flat/edgeLists.h"
+#include "frame/License.h"
+#include "refine/RMesh.h"
+#include "refine/flatten.h"
+#include "simplify/reduceTo.h"
+#include "smooth/colors.h"
+#include "smooth/smoothing.h"
+#include "zef/Mesh.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr double unlimited = std::numeric_limits<double>::infinity();
+
+// Runs fn(copy) on a copy of a mesh that means something, through the gate, if there is one, and with
+// the plan that makePlan gives in the surroundings of the call. The mesh becomes the copy at the very end.
+template <class MakePlan, class Fn>
+void runOnMesh(TriangleMesh& mesh, const Context& context, const char* gate, const MakePlan& makePlan, const Fn& fn) {
+    checkMesh(mesh);
+    runCall(context, [&] {
+        if (gate) passLicenseGate(gate, mesh.vertices.size());
+        TriangleMesh changed = mesh;
+        renumberVertices(changed, VertexOrder::MESH);
+        runPlanned(makePlan(), [&] {
+            if (!changed.indices.empty()) fn(changed);
+        });
+        mesh = std::move(changed);
+    });
+}
+
+// Too short to be told in stages.
+OperationPlan planOfColors() {
+    return {"Colours", {}};
+}
+
+// fn works on the mesh with edges.
+template <class Fn>
+void changeWithEdges(TriangleMesh& mesh, const Fn& fn) {
+    const double cellSize = meanSideLength(mesh);
+    RMesh rMesh(std::move(mesh.vertices), mesh.indices, cellSize);
+    fn(rMesh);
+    mesh = flatten(rMesh, VertexOrder::MESH);
+}
+
+void checkOptions(const ReduceOptions& options) {
+    const bool bError = options.maxError < unlimited;
+    if (!bError && options.targetTriangles == 0)
+        throw ArgumentError("targetTriangles and maxError are both without a limit; give one of them");
+    if (!(options.maxError >= 0.0)) throw ArgumentError("maxError must be 0 or more");
+    if (!(options.maxColorStep > 0.0)) throw ArgumentError("maxColorStep must be above 0");
+}
+
+void checkOptions(const SmoothingOptions& options) {
+    if (options.steps < 0) throw ArgumentError("steps must be 0 or more");
+    if (!(options.lambda > 0.0 && options.lambda < 1.0)) throw ArgumentError("lambda must lie between 0 and 1");
+    if (options.keepVolume && !(options.mu < -options.lambda && options.mu > -2.0))
+        throw ArgumentError("mu must lie below -lambda, by little");
+}
+
+}  // namespace
+
+double simplify(TriangleMesh& mesh, const ReduceOptions& options, const Context& context) {
+    checkOptions(options);
+    double error = 0.0;
+    const auto plan = [&] { return planOfReduceTo(options); };
+    runOnMesh(mesh, context, "reduceTo", plan, [&](TriangleMesh& changed) { error = reduceTo(changed, options); });
+    return error;
+}
+
+std::size_t reduceFlat(TriangleMesh& mesh, const ReduceFlatOptions& options, const Context& context) {
+    checkOption("maxEdgeLength", options.maxEdgeLength, 0.0, unlimited);
+    checkOption("maxDeviationDeg", options.maxDeviationDeg, 0.0, 180.0);
+    constexpr double defaultLength = 4.0;  // average edges
+    int numRemoved = 0;
+    runOnMesh(mesh, context, "reduce", planOfReduce, [&](TriangleMesh& changed) {
+        const double length =
+            options.maxEdgeLength > 0.0 ? options.maxEdgeLength : defaultLength * meanEdgeLength(changed);
+        changeWithEdges(changed, [&](RMesh& rMesh) {
+            numRemoved = rMesh.reduce(length * length, options.maxDeviationDeg);
+            rMesh.killDegenerate();
+        });
+    });
+    return static_cast<std::size_t>(numRemoved);
+}
+
+void flipEdges(TriangleMesh& mesh, const Context& context) {
+    runOnMesh(mesh, context, "edgeFlips", planOfEdgeFlips,
+              [](TriangleMesh& changed) { changeWithEdges(changed, [](RMesh& rMesh) { rMesh.edgeFlips(); }); });
+}
+
+void anneal(TriangleMesh& mesh, const Context& context) {
+    runOnMesh(mesh, context, "edgeFlipsSimA", planOfAnnealing,
+              [](TriangleMesh& changed) { changeWithEdges(changed, [](RMesh& rMesh) { rMesh.edgeFlipsSimA(); }); });
+}
+
+void smooth(TriangleMesh& mesh, const SmoothingOptions& options, const Context& context) {
+    checkOptions(options);
+    runOnMesh(mesh, context, "laplacianSmoothing", planOfSmoothing,
+              [&](TriangleMesh& changed) { laplacianSmoothing(changed, options); });
+}
+
+void fillColors(TriangleMesh& mesh, const Context& context) {
+    runOnMesh(mesh, context, nullptr, planOfColors, [](TriangleMesh& changed) {
+        if (changed.hasColor()) completeColors(changed);
+    });
+}
+
+void stretchContrast(TriangleMesh& mesh, double lowFraction, double highFraction, const Context& context) {
+    checkOption("lowFraction", lowFraction, 0.0, 1.0);
+    checkOption("highFraction", highFraction, 0.0, 1.0);
+    runOnMesh(mesh, context, nullptr, planOfColors,
+              [&](TriangleMesh& changed) { spreadContrast(changed, lowFraction, highFraction); });
+}
+
+std::vector<std::array<std::uint32_t, 2>> borderEdges(const TriangleMesh& mesh, const Context& context) {
+    checkIndices(mesh);
+    return runCall(context, [&] {
+        std::vector<std::array<std::uint32_t, 2>> vEdges;
+        for (const auto& [low, high] : findBorderEdges(mesh)) vEdges.push_back({low, high});
+        return vEdges;
+    });
+}
+
+double averageEdgeLength(const TriangleMesh& mesh, const Context& context) {
+    checkIndices(mesh);
+    return runCall(context, [&] { return meanEdgeLength(mesh); });
+}
+
+}  // namespace QUOR_ZEF

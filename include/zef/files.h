@@ -1,0 +1,129 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "zef/Context.h"
+#include "zef/Point3.h"
+#include "zef/TriangleMesh.h"
+#include "zef/Vector3.h"
+#include "zef/errors.h"
+#include "zef/export.h"
+
+namespace QUOR_ZEF {
+
+// Files of points and meshes, by the ending of the name in any capitals. What cannot be
+// read or written throws a FileError that begins with the name and says where and what
+// helps; readers take at most 16 times the size of the file and 1 MiB of memory, whatever
+// the file claims. A written file appears whole or not at all: on failure what stood
+// under the name is untouched. The locale plays no part. All on the calling thread, O(n).
+
+// What a file of points or triangles holds.
+struct PointFile {
+    enum class Kind : std::uint8_t {
+        POINTS,   // points
+        CORNERS,  // the corners of triangles, three each, nothing shared
+        MESH,     // vertices, and indices of their triangles
+    };
+
+    Kind kind = Kind::POINTS;
+    std::string format;                   // in words, for people: "PLY, little-endian binary"
+    std::vector<Point3> points;           // in the order of the file, all coordinates as they stand there
+    std::vector<std::uint32_t> indices;   // of a MESH, three a triangle
+    bool hasColor = false;                // some points have colour
+    std::uint64_t numHeaderLines = 0;     // text lists: lines before the first point
+    std::uint64_t numSkippedLines = 0;    // lines further on that hold no point
+    std::uint64_t numPolygons = 0;        // faces of four or more corners, cut into fans
+    std::uint64_t numDroppedFaces = 0;    // faces of fewer than three corners
+    std::uint64_t numUnusedVertices = 0;  // meshes: vertices of no triangle
+    std::vector<std::string> comments;    // the first ones, at most 100
+    std::vector<std::string> notes;       // what was left out, a sentence each; also messages of the call
+
+    std::uint64_t numTriangles() const { return (kind == Kind::CORNERS ? points.size() : indices.size()) / 3; }
+};
+
+// Reads
+//   .ply                       text or either byte order; colours red green blue with or
+//                              without alpha, as whole numbers or 0 to 1; faces
+//   .stl                       text or binary
+//   .obj .off                  vertices, colours, faces
+//   .xyz .txt .asc .pts .csv   x y z a line, apart by blanks, commas or semicolons; the
+//                              first line may name the columns. Whole numbers from 0 to
+//                              255 in columns 4 to 6 of all lines (5 to 7 if a .pts file
+//                              has seven) are red green blue
+//   .bin                       int32 type (30, or 20 for points without z), int64 count,
+//                              then the coordinates as doubles, all little-endian
+// Doubles keep their precision, colour without alpha gets alpha 255, and other
+// properties are skipped. Coordinates may be nan or infinite.
+ZEF_API PointFile readPoints(const std::filesystem::path& path, const Context& context = {});
+
+struct ReadMeshOptions {
+    // Makes one vertex of those with equal positions, whatever the format; -0.0
+    // equals 0.0. STL has no vertices of its own, so there it always happens. Meshes
+    // from mend() would get back what it has cut apart.
+    bool mergeEqual = false;
+};
+
+// PLY, STL, OBJ or OFF. Vertices come in the order of the file, with colour; polygons
+// are cut into fans; triangles in which a vertex comes twice are left out with a
+// warning that counts them. Orientation, duplicates and what is not manifold stay as
+// they are in the file. No triangles, or a triangle whose vertex has no finite position,
+// is a FileError.
+ZEF_API TriangleMesh readMesh(const std::filesystem::path& path, const ReadMeshOptions& options = {},
+                              const Context& context = {});
+
+struct WriteOptions {
+    // Coordinates as doubles: 8 bytes in PLY, all digits in text. Binary STL and glTF
+    // know floats only: an ArgumentError. Lists of points are always exact.
+    bool doubles = false;
+    // Text where the format has both forms (PLY, STL).
+    bool text = false;
+    // Subtracted from all coordinates, so that floats can hold those that are far
+    // from the origin. Stands in the file, if it is not 0, as a comment "offset X Y Z"
+    // (PLY, OBJ, OFF) or under asset.extras.offset (glTF); STL and lists have no place for it.
+    Vector3 offset = {};
+    // Further comments, a line each (PLY, OBJ, OFF).
+    std::vector<std::string> comments = {};
+};
+
+// A mesh as
+//   .ply   binary, or text; colours if any vertex has one
+//   .obj   colours after the coordinates, 0 to 1, if any vertex has one
+//   .stl   binary, or text; no colours
+//   .off   COFF with colours 0 to 1 if any vertex has one, else OFF
+//   .glb   glTF 2.0 in one binary file; the axes stay as they are; colours become
+//          linear, as that format wants them
+// Vertices are those of triangles, by first use. A vertex without colour in a mesh
+// with colours becomes grey. Coordinates in text have the fewest digits that read
+// back as the same float or double, in STL ten. FileError also for what the format cannot hold (4 GiB
+// in glTF, 2^32 triangles in STL, coordinates in glTF that no float holds), ArgumentError
+// for another ending.
+ZEF_API void write(const std::filesystem::path& path, const TriangleMesh& mesh, const WriteOptions& options = {},
+                   const Context& context = {});
+
+// Points as
+//   .ply                       binary; red green blue alpha if any point has colour
+//   .xyz .txt .asc .pts .csv   x y z a line, so that doubles read back the same, then
+//                              red green blue if any point has colour; .csv with commas
+//   .bin                       as readPoints() reads it: no colour
+// Where some points have colour, the others are written white. ArgumentError for
+// another ending.
+ZEF_API void write(const std::filesystem::path& path, std::span<const Point3> points, const WriteOptions& options = {},
+                   const Context& context = {});
+
+// Line segments as a Geomview LIST, such as the borders of a mesh.
+ZEF_API void writeSegments(const std::filesystem::path& path, std::span<const Point3> ends,
+                           const Context& context = {});
+
+// What an ending stands for.
+struct FileFormat {
+    bool readsPoints = false, readsMeshes = false, writesPoints = false, writesMeshes = false;
+    bool hasDoubles = false;     // of meshes, as WriteOptions::doubles
+    bool alwaysDoubles = false;  // of points
+};
+ZEF_API FileFormat formatOf(const std::filesystem::path& path);
+
+}  // namespace QUOR_ZEF
