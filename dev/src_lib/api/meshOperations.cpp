@@ -62,6 +62,8 @@ int reduce(std::shared_ptr<Mesh> pMesh, double maxEdgeLength, double maxDeviatio
     return numRemoved;
 }
 
+// Takes its pointer as the other operations do.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void findHoles(std::shared_ptr<Mesh> pMesh) {
     requireMesh(pMesh.get());
     writeHoles(pMesh->getBody().flatten(VertexOrder::MESH), "holes.list");

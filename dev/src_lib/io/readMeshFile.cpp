@@ -94,7 +94,7 @@ TriangleMesh readMeshFile(const std::string& path, const ReadMeshOptions& option
     } catch (const LoadError& error) {
         throw FileError(path + ": " + error.what());
     }
-    for (const std::string& note : file.notes) showWarning("readMesh", path + ": " + note);
+    for (const std::string& note : file.notes) showWarning("readMesh", std::string(path).append(": ").append(note));
     if (file.kind == PointFile::Kind::CORNERS || options.mergeEqual) mergeEqualPositions(mesh);
     checkMeshSize(mesh.vertices.size(), mesh.numTriangles());
     const std::size_t numDropped = dropRepeating(mesh.indices);
