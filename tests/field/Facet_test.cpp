@@ -38,8 +38,9 @@ TEST(Facet, everyStepCrossesItsEdgeAndIsTheRecordedOne) {
         const auto vNeighbours = index.getNeighbours(vCells);
         for (std::uint32_t i = 0; i < vFacets.size(); ++i) {
             const Facet& f = vFacets[i];
-            ASSERT_EQ(index.find(f.rcd, f.dir), i);
-            ASSERT_EQ(index.find(f.rcd + across[f.dir], f.dir), FacetIndex::npos);
+            const std::uint32_t cell = index.cellOf(f.rcd);
+            ASSERT_TRUE(index.isExposed(cell, f.dir));
+            ASSERT_EQ(index.facetOf(cell, f.dir), i);
             for (int edge = 0; edge < 4; ++edge) {
                 const Facet* const pNeig = f.fetchNeigPtr(vCells, vFacets, edge);
                 ASSERT_EQ(vNeighbours[i][static_cast<std::size_t>(edge)], pNeig - vFacets.data());

@@ -77,7 +77,7 @@ TEST_F(RMeshDigest, stepsGiveTheRecordedMeshes) {
         for (std::uint32_t k = 0; k < 16; ++k) {
             const Shape shape = shapeOf(k);
             RMesh mesh(shape.vertices, shape.triples, 1.0);
-            printedText([&] { step(mesh, k); });
+            printedText([&, &run = step] { run(mesh, k); });
             for (const std::uint32_t number : cornerNumbers(mesh)) vAll.push_back(number);
             for (const int degree : {0, 1, 2, -1}) vAll.push_back(edgesOfDegree(mesh, degree).size());
             vAll.push_back(mesh.getNumTriangles());

@@ -166,7 +166,7 @@ TEST(TopRun, stagesGiveTheRecordedMeshesOfHostileCells) {
         for (unsigned k = 0; k < 14; ++k) {
             VoxelMesh m(cellsOf(k));
             Top top(m.pMesh.get(), &m.calc);
-            printedText([&] { step(m, top); });
+            printedText([&, &run = step] { run(m, top); });
             for (const VoxelMesh::Corners& c : m.corners()) vAll.insert(vAll.end(), c.begin(), c.end());
         }
         EXPECT_EQ(digest(vAll), expected) << name;

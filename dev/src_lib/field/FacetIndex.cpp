@@ -62,11 +62,6 @@ FacetIndex::FacetIndex(std::span<const uint64> vCells)
     ASSEX(numFacets < npos);
 }
 
-std::uint32_t FacetIndex::find(uint64 rcd, int dir) const {
-    const std::uint32_t cell = cellOf(rcd);
-    return cell != npos && isExposed(cell, dir) ? facetOf(cell, dir) : npos;
-}
-
 std::uint32_t FacetIndex::neighbour(uint64 rcd, int dir, int edge) const {
     const FaceStep& step = faceSteps[dir][edge];
     const std::uint32_t diagonal = cellOf(rcd + step.diagonalStep());

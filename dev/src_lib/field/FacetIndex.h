@@ -44,8 +44,6 @@ public:
     std::uint32_t facetOf(std::uint32_t cell, int dir) const {
         return vFirst[cell] + static_cast<std::uint32_t>(countCells(vFaces[cell] & ((1u << dir) - 1)));
     }
-    // npos if the cell isn't listed or the face not exposed. About 20 ns.
-    std::uint32_t find(uint64 rcd, int dir) const;
 
     // The number of the facet across an edge of an exposed face. About 50 ns.
     std::uint32_t neighbour(uint64 rcd, int dir, int edge) const;

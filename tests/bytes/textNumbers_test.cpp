@@ -1,0 +1,23 @@
+#include "bytes/textNumbers.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+using namespace QUOR_ZEF;
+
+// What doubles cannot hold becomes 0 or infinity by its first digit that counts and its exponent.
+TEST(textNumbers, valuesOutOfRangeAreZeroOrInfinite) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const std::string zeros(400, '0');
+    const std::pair<std::string, double> cases[] = {
+        {"1e400", infinity},           {"-1e+400", -infinity},       {"1e-400", 0.0},
+        {"0." + zeros + "1", 0.0},     {"1" + zeros, infinity},      {"0." + zeros + "1e800", infinity},
+        {"-0." + zeros + "1e-9", 0.0}, {"1" + zeros + "e-900", 0.0}, {"1e99999999999999999999", infinity}};
+    for (const auto& [text, expected] : cases) {
+        double value = 1.0;
+        EXPECT_EQ(parseAnyNumber(text.data(), text.data() + text.size(), value), text.data() + text.size()) << text;
+        EXPECT_EQ(value, expected) << text;
+    }
+}
