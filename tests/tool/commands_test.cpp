@@ -62,10 +62,16 @@ TEST(ToolInfo, refusesBrokenFilesWithAMessageThatNamesThemOnce) {
 TEST(ToolInfo, makesSenseOfEverySampleFile) {
     const TempFolder folder;
     folder.put("sheet.xyz", sheetText(40, 0.1));
+    const std::set<std::filesystem::path> known = {".ply", ".stl", ".obj", ".off", ".xyz", ".pts"};
     const char* const pData = std::getenv("ZEF_TEST_DATA");
     for (const auto& entry : std::filesystem::recursive_directory_iterator(pData ? pData : folder.path.string())) {
         if (!entry.is_regular_file() || entry.path().extension() == ".md") continue;
         const ToolRun run = runTool("info --json " + quoted(entry.path().string()));
+        if (run.err.find(": unknown ending ") != std::string::npos) {
+            EXPECT_EQ(run.status, 1) << entry.path();
+            EXPECT_EQ(known.count(entry.path().extension()), 0u) << entry.path();
+            continue;
+        }
         ASSERT_EQ(run.status, 0) << entry.path() << run.err;
         EXPECT_GT(run.report()["spacing"], 0.0) << entry.path();
         EXPECT_LE(run.report()["cells"], run.report()["points"]) << entry.path();

@@ -15,6 +15,7 @@ namespace QUOR_ZEF {
 namespace {
 
 const char* const unusedName = "empty";
+constexpr uint64 ticksPerLook = 4096;
 
 int64 monotonicNanoseconds() {
     const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
@@ -100,8 +101,10 @@ void Progress::tick(uint64 num) {
     const bool bChanges = done < todo;
     if (bChanges) done += std::min(num, todo - done);
     sinceNotify += num;
-    // A finished child that is ticked on has nothing new to tell.
-    if (sinceNotify < notifyEvery && !(bChanges && done == todo)) return;
+    // A finished child that is ticked on has nothing new to tell, and only asks now and
+    // then whether to go on.
+    if (!bChanges && sinceNotify < std::max(notifyEvery, ticksPerLook)) return;
+    if (sinceNotify < notifyEvery && done != todo) return;
     {
         const std::lock_guard lock(mutex);
         sinceNotify = 0;
