@@ -133,8 +133,18 @@ bool CMesh::isBefore(const CTriangle* a, const CTriangle* b) const {
 }
 
 void CMesh::getAllEdges(std::vector<CEdge*>& vEdges) const {
-    vEdges.reserve(vEdges.size() + edges.size());
-    selectEdges([](const CEdge*) { return true; }, vEdges);
+    const std::vector<std::uint32_t> vVertices = getVerticesInOrder();
+    std::vector<std::size_t> vFirst(vVertices.size() + 1, vEdges.size());
+    for (std::size_t i = 0; i < vVertices.size(); ++i) vFirst[i + 1] = vFirst[i] + adjacency.edges(vVertices[i]).size();
+    vEdges.resize(vFirst.back());
+    parallelChunks(vVertices.size(), minVertices, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            CEdge** const pFirst = vEdges.data() + vFirst[i];
+            CEdge** pNext = pFirst;
+            for (const Adjacency::Link& link : adjacency.edges(vVertices[i])) *pNext++ = edges[link.edge];
+            sortByFarEnd(pFirst, pNext);
+        }
+    });
 }
 
 void CMesh::getDegN(int deg, std::vector<CEdge*>& vEdges) const {

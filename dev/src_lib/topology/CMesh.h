@@ -182,6 +182,11 @@ private:
         Point3 point;
     };
 
+    static constexpr std::size_t minVertices = 4096;  // a thread
+    static void sortByFarEnd(CEdge** pFirst, CEdge** pEnd) {
+        std::sort(pFirst, pEnd, [](const CEdge* a, const CEdge* b) { return a->v1 < b->v1; });
+    }
+
     CEdge* findEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b) const;
     CEdge* makeEdge(std::uint32_t numberA, uint64 a, std::uint32_t numberB, uint64 b);
     void sortExtraBundles();
@@ -253,17 +258,15 @@ void CMesh::forEachTriangle(F&& f) const {
 
 template <class IsWanted>
 void CMesh::selectEdges(IsWanted&& isWanted, std::vector<CEdge*>& vEdges) const {
-    constexpr std::size_t minChunk = 4096;  // vertices a thread
     const std::vector<std::uint32_t> vVertices = getVerticesInOrder();
-    const auto vParts =
-        parallelChunkResults<std::vector<CEdge*>>(vVertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    const auto vParts = parallelChunkResults<std::vector<CEdge*>>(
+        vVertices.size(), minVertices, [&](std::size_t begin, std::size_t end) {
             std::vector<CEdge*> vPart;
             for (std::size_t i = begin; i < end; ++i) {
-                const auto numBefore = static_cast<std::ptrdiff_t>(vPart.size());
+                const std::size_t numBefore = vPart.size();
                 for (const Adjacency::Link& link : adjacency.edges(vVertices[i]))
                     if (CEdge* pCE = edges[link.edge]; isWanted(pCE)) vPart.push_back(pCE);
-                std::sort(vPart.begin() + numBefore, vPart.end(),
-                          [](const CEdge* a, const CEdge* b) { return a->v1 < b->v1; });
+                sortByFarEnd(vPart.data() + numBefore, vPart.data() + vPart.size());
             }
             return vPart;
         });
