@@ -76,6 +76,12 @@ public:
     }
 };
 
+inline Vector3 operator+(const Vector3& v, const Vector3& w) {
+    return {v.vx + w.vx, v.vy + w.vy, v.vz + w.vz};
+}
+inline Vector3 operator-(const Vector3& v, const Vector3& w) {
+    return {v.vx - w.vx, v.vy - w.vy, v.vz - w.vz};
+}
 inline Vector3 operator*(const Vector3& v, double f) {
     return {v.vx * f, v.vy * f, v.vz * f};
 }

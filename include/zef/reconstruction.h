@@ -27,6 +27,13 @@ namespace QUOR_ZEF {
 
 // ---- from points to a mesh
 
+// Scans thin out with distance, so that one grid is too fine for some of their parts.
+enum class Density : std::uint8_t {
+    AUTO,    // as the points are: uneven if a fiftieth of them is too sparse for an even grid
+    EVEN,    // the grid alone
+    UNEVEN,  // sparse parts get points, see ReconstructOptions::levels
+};
+
 struct ReconstructOptions {
     // Distance of the mesh vertices, in the unit of the points; 0: the spacing of the
     // points is measured and multiplied by the factor.
@@ -42,8 +49,27 @@ struct ReconstructOptions {
     // back, so that true borders stay where the points end. Holes close, and so do cracks
     // between pieces that go on from one to the other; sheets face to face are not joined.
     bool keepBorders = true;
+    // Where points lie farther apart than the grid bears, their surface is laid through them
+    // as flat pieces, each as wide as the points there are apart.
+    Density density = Density::AUTO;
+    // How often the distance of points may double, from the edge of a grid cell on, until
+    // they are too few for a surface; 0 to 10.
+    int levels = 4;
     // Whether the mesh is made manifold, as by mend(), and its filled places get colours.
     bool mend = true;
+};
+
+// What was found of the density of the points, and done.
+struct DensityReport {
+    double unsupportedShare = -1.0;  // of the points, around which an even grid finds no surface; -1: not measured
+    bool uneven = false;             // whether sparse parts got points
+    // If so, by level: points of level n are up to 2^n cells from their sixth neighbour. The
+    // last count is of those beyond the highest level as well.
+    std::vector<std::uint64_t> levelPoints;
+    std::uint64_t numAddedPoints = 0;
+    // How many times larger the spacing was made, so that sparse parts take no more than
+    // six cells a point.
+    double coarsening = 1.0;
 };
 
 struct Reconstruction {
@@ -52,7 +78,8 @@ struct Reconstruction {
     double measuredSpacing = -1.0;  // in the unit of the points; -1 if the spacing was given
     double spacing = 0.0;           // edge of a grid cell, which is about the distance of the vertices
     std::uint64_t numCells = 0;     // vertices before repair
-    ManifoldReport mended;          // zeros without ReconstructOptions::mend
+    DensityReport density;
+    ManifoldReport mended;  // zeros without ReconstructOptions::mend
 };
 
 // The mesh of the surface that the points lie on. They need no normals. With colours,

@@ -69,6 +69,12 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
         ->capture_default_str();
     command.add_flag("--keep-borders,!--no-keep-borders", library.keepBorders,
                      "Open borders stay where the points end, whatever --grow adds beyond them (the default), or not");
+    command
+        .add_option(
+            "--levels", library.levels,
+            "How often the distance of points may double until they are too sparse for a surface; 0 as in even scans")
+        ->check(CLI::Range(0, 10))
+        ->capture_default_str();
 }
 
 }  // namespace

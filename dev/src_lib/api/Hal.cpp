@@ -14,6 +14,13 @@
 
 namespace QUOR_ZEF {
 
+namespace {
+
+// Where points are sparse or in steps, pieces with much border are surface as well.
+constexpr Top::Fringes unevenFringes = {8, 24};
+
+}  // namespace
+
 Hal::Hal(CloudMgr* pManager) : pCloudMgr(pManager) {}
 
 Hal::~Hal() = default;
@@ -34,7 +41,7 @@ std::shared_ptr<Mesh> Hal::reconstruct() {
     prepareBundleMap();
     pProgress->tick();
     pProgress->finish(true);
-    return polygonise(Repair::scan);
+    return polygonise(pCloudMgr->getClouds().front()->foundDensity.uneven ? Repair::unevenScan : Repair::scan);
 }
 
 std::shared_ptr<Mesh> Hal::oneMelt() {
@@ -53,10 +60,10 @@ std::shared_ptr<Mesh> Hal::polygonise(Repair repair) {
         voro.fatExtractTriangles();
         pCMesh = voro.releaseMesh();
         Top top(pCMesh.get(), pCalc);
-        if (repair == Repair::scan) {
-            top.run(&voro);
-        } else {
+        if (repair == Repair::soup) {
             top.runMelt(&voro);
+        } else {
+            top.run(&voro, repair == Repair::scan ? Top::Fringes{} : unevenFringes);
         }
     }
     auto pBody = std::make_unique<MeshBody>(flatten(*pCMesh), pCMesh->getCellSize());

@@ -39,7 +39,7 @@ public:
     std::size_t getNumCells() const { return vBundles.size(); }
 
 private:
-    enum class Repair { scan, soup };
+    enum class Repair { scan, unevenScan, soup };
 
     void prepareBundleMap();
     std::shared_ptr<Mesh> polygonise(Repair repair);

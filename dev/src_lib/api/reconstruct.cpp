@@ -25,19 +25,24 @@ namespace {
 
 constexpr double noFeatureAngle = 361.0;
 constexpr double unlimited = std::numeric_limits<double>::infinity();
+constexpr double maxLevels = 10.0;
 constexpr const char* noPoints = "there are no points with finite coordinates";
 
-// What both families of entries do; bKeepBorders is of the newer one.
+// What both families of entries do; the last three are of the newer one.
 struct Job {
     double spacing, factor;
     bool bSmooth;
     int numGrowSteps;
     bool bKeepBorders;
+    Density density = Density::EVEN;
+    int numDensityLevels = 0;
 };
 
 std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruction* pFound) {
     CloudMgr cloudMgr;
     cloudMgr.bKeepBorders = job.bKeepBorders;
+    cloudMgr.density = job.density;
+    cloudMgr.numDensityLevels = job.numDensityLevels;
     cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
                                   job.numGrowSteps);
     Hal hal(&cloudMgr);
@@ -48,6 +53,7 @@ std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruct
         pFound->measuredSpacing = cloud.getEstimatedSpacing();
         pFound->spacing = cloud.usedSpacing;
         pFound->numCells = hal.getNumCells();
+        pFound->density = cloud.foundDensity;
     }
     return pMesh;
 }
@@ -64,6 +70,7 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
 void checkOptions(const ReconstructOptions& options) {
     checkOption("spacing", options.spacing, 0.0, unlimited);
     if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
+    checkOption("levels", options.levels, 0.0, maxLevels);
 }
 
 Reconstruction reconstructSource(const PointSource& points, const ReconstructOptions& options, const Context& context) {
@@ -73,8 +80,10 @@ Reconstruction reconstructSource(const PointSource& points, const ReconstructOpt
         planReconstruction(options);
         passLicenseGate("license state", points.size());
         Reconstruction result;
-        const std::shared_ptr<Mesh> pMesh = run(
-            points, {options.spacing, options.factor, options.smooth, options.growSteps, options.keepBorders}, &result);
+        const std::shared_ptr<Mesh> pMesh = run(points,
+                                                {options.spacing, options.factor, options.smooth, options.growSteps,
+                                                 options.keepBorders, options.density, options.levels},
+                                                &result);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");

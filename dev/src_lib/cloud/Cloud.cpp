@@ -102,7 +102,9 @@ void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
         pCalc = std::make_unique<Calc>(*pGivenCalc);
     } else {
         estimateResolution();
+        const bool bUneven = isUneven();
         createCalc();
+        if (bUneven) serveSparseParts();
     }
     passLicenseGate("number of points", numPoints);
     auto pSmooth = std::make_unique<Smooth>(std::move(input), &vPoints, pCalc.get());
@@ -117,6 +119,11 @@ void Cloud::estimateResolution() {
         usedSpacing = absSpacing;
         return;
     }
+    estimatedSpacing = measureSpacing();
+    usedSpacing = estimatedSpacing * spacingFactor;
+}
+
+double Cloud::measureSpacing() {
     constexpr int fineLevels = 20;
     constexpr double surfacePerBlock = 1.307025;  // squared side of a block / the area that crosses it on average
     constexpr double regularSpacing = 1.5396;     // area per point to squared spacing of a regular arrangement
@@ -140,9 +147,8 @@ void Cloud::estimateResolution() {
     pProgress->tick();
     const double blockSide = std::ldexp(fine.cellX, blockLevel);
     const double area = static_cast<double>(count) * (blockSide * blockSide / surfacePerBlock);
-    estimatedSpacing = std::sqrt(area / static_cast<double>(numPoints) * regularSpacing);
-    usedSpacing = estimatedSpacing * spacingFactor;
     pProgress->finish(true);
+    return std::sqrt(area / static_cast<double>(numPoints) * regularSpacing);
 }
 
 std::vector<uint64> Cloud::getCCDs(const Calc& calc) const {

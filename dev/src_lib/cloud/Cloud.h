@@ -11,6 +11,7 @@
 #include "grid/Bundle.h"
 #include "store/SimplePool.h"
 #include "zef/Point3.h"
+#include "zef/reconstruction.h"
 
 namespace QUOR_ZEF {
 
@@ -27,18 +28,22 @@ class Smooth;
 // time; sorts and transforms run on the pool.
 class Cloud {
 public:
-    int numGrowSteps;                // 0 or below: gaps stay open
-    bool bKeepBorders = false;       // gaps are filled without moving open borders
-    std::string name;                // for messages
-    double absSpacing;               // the cell size asked for, world units; 0 or below: measure it
-    double spacingFactor;            // multiplier on the measured spacing
-    bool bMelt;                      // the points are triangle corners
+    int numGrowSteps;           // 0 or below: gaps stay open
+    bool bKeepBorders = false;  // gaps are filled without moving open borders
+    std::string name;           // for messages
+    double absSpacing;          // the cell size asked for, world units; 0 or below: measure it
+    double spacingFactor;       // multiplier on the measured spacing
+    bool bMelt;                 // the points are triangle corners
+    Density density = Density::EVEN;
+    int numDensityLevels = 0;  // see ReconstructOptions::levels
+    DensityReport foundDensity;
     uint64 numPoints = 0;            // finite points of the input
     double estimatedSpacing = -1.0;  // measured, world units; -1 until measured
     double usedSpacing = -1.0;       // the grid's; -1 until settled
     std::unique_ptr<Calc> pCalc;     // null until the grid stands
     PointSource input;               // the finite points, where they lie
-    std::vector<Point3> vPoints;     // of triangles: the corners, then the samples; else none once the samples stand
+    std::vector<Point3> vPoints;     // of triangles: the corners, then the samples; of uneven scans those with points
+                                     // added; none once the samples stand
     std::vector<Bundle*> vBundles;   // the result, in the pools below
     SimplePool<Bundle> bundlePool;
     SimplePool<Point3> pointPool;
@@ -72,6 +77,17 @@ public:
     // not positive, too fine for the extent, or below what coordinates of this
     // size can resolve.
     void createCalc();
+
+    // ---- Cloud_density.cpp: parts that are too sparse for the grid
+
+    // Whether they are to be served. Measures the density if that is to decide, on a grid of
+    // its own, so that the spacing asked for has no say. Takes the progress child "CL_dens".
+    bool isUneven();
+    // Puts points into them. Lays a coarser grid if they take too many cells, but where the
+    // spacing was given leaves the sparsest as they are; either with a warning.
+    void serveSparseParts();
+
+    // ---- Cloud.cpp
 
     // Turns the nodes of the finished Smooth, which it consumes, into Bundles.
     void createBundles(std::unique_ptr<Smooth> pSmooth);
@@ -116,6 +132,9 @@ public:
 
 private:
     void measureBox();
+    double measureSpacing();
+    double measureUnsupportedShare();
+    void warnOfBudget(int numLevels) const;
     void makeBundlesOfSamples();
     void makeBundles(const std::vector<RCDPoint>& vCells);
     void checkResolution() const;

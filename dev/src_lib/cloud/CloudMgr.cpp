@@ -31,6 +31,8 @@ double CloudMgr::inputPointsViaMemory(const PointSource& points, double absSpaci
     vClouds.push_back(std::make_unique<Cloud>("inputPointsViaMemory", absSpacing, spacingFactor, bMelt, numGrowSteps));
     Cloud& cloud = *vClouds.back();
     cloud.bKeepBorders = bKeepBorders;
+    cloud.density = density;
+    cloud.numDensityLevels = numDensityLevels;
     cloud.setPoints(points);
     if (bMelt) {
         cloud.preparePixelsAndFeatures(featureAngle);

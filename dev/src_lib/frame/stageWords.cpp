@@ -14,6 +14,7 @@ struct Words {
 
 constexpr std::array stages = {
     Words{"CL_eres", "measuring the spacing"},
+    Words{"CL_dens", "serving sparse parts"},
     Words{"SM_run", "fitting planes"},
     Words{"CL_creb", "filling and thinning cells"},
     Words{"CL_fill", "filling gaps"},

@@ -8,10 +8,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-// Largest fringes that are removed, in triangles.
-constexpr int earlyFringe = 40;
-constexpr int finalFringe = 100;
-constexpr int meltFringe = 8;
+constexpr int meltFringe = 8;  // the largest that are removed, in triangles
 
 constexpr uint64 numShownPasses = 5;
 
@@ -24,16 +21,16 @@ const Rotx& Top::getRotx() {
     return *rotx;
 }
 
-void Top::run(Voro* pVoro) {
+void Top::run(Voro* pVoro, const Fringes& fringes) {
     removeCrossingsAndFlats();
     repeatProcessPatches(true, nullptr);
     cbsComplete(pVoro);
     killDegenerate();
-    removeFringes();
+    removeFringes(fringes.early);
     Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_pps", numShownPasses);
     repeatProcessPatches(false, pProgress);
     pProgress->finish(true);
-    orientAndFinish();
+    orientAndFinish(fringes.final);
 }
 
 void Top::runMelt(Voro* pVoro) {
@@ -62,23 +59,23 @@ void Top::removeCrossingsAndFlats() {
     pProgress->finish(true);
 }
 
-void Top::removeFringes() {
+void Top::removeFringes(int largest) {
     Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_itr", 3);
     std::vector<CEdge*> vBorder;
     getBordersKillDeg1nn(vBorder);
     pProgress->tick();
     for (CEdge* pCE : vBorder) integrateCCD(pCE);
     pProgress->tick();
-    killTinyBorderPatches(earlyFringe);
+    killTinyBorderPatches(largest);
     pProgress->tick();
     pProgress->finish(true);
 }
 
-void Top::orientAndFinish() {
+void Top::orientAndFinish(int largestFringe) {
     // The triangles are oriented one by one; the two steps beside that take about as long as it.
     const uint64 numTriangles = pMesh->getNumTriangles();
     Progress* pProgress = getProgress()->getChildProgressSetTodo("TP_fin", expectedTicks(3 * numTriangles, 1));
-    killTinyBorderPatches(finalFringe);
+    killTinyBorderPatches(largestFringe);
     pProgress->tick(numTriangles);
     orientTriangles(pProgress);
     removeEvilDeg3();

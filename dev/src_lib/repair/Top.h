@@ -36,9 +36,14 @@ public:
     Top(CMesh* pMesh_, const Calc* pCalc_);
     // The rotational order of cells around axes; built at the first call.
     const Rotx& getRotx();
+    // The largest pieces with much border that are removed, in triangles.
+    struct Fringes {
+        int early = 40, final = 100;
+    };
     // For a reconstruction; pVoro made the mesh and keeps it (not owned). A closed
     // mesh without non-manifold edges that comes out of it is not changed by another run.
-    void run(Voro* pVoro);
+    void run(Voro* pVoro, const Fringes& fringes);
+    void run(Voro* pVoro) { run(pVoro, {}); }
     // For re-meshing; without orientation.
     void runMelt(Voro* pVoro);
 
@@ -123,8 +128,8 @@ private:
     std::optional<Rotx> rotx;
 
     void removeCrossingsAndFlats();
-    void removeFringes();
-    void orientAndFinish();
+    void removeFringes(int largest);
+    void orientAndFinish(int largestFringe);
     void orientTriangles(Progress* pProgress);
     bool moveACorner(const CTriangle* pT, int firstICI);
     void unifyDiagonal(const CEdge* pCE);

@@ -9,7 +9,7 @@
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
-#include "sampling/ColumnCursors.h"
+#include "grid/ColumnCursors.h"
 #include "sampling/PointMean.h"
 
 namespace QUOR_ZEF {

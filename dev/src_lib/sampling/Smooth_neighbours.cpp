@@ -8,7 +8,7 @@
 #include "grid/RemoveDecider.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
-#include "sampling/ColumnCursors.h"
+#include "grid/ColumnCursors.h"
 #include "sampling/PointMean.h"
 #include "sampling/Smooth.h"
 #include "sampling/surroundedCells.h"

@@ -7,7 +7,7 @@
 #include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
-#include "sampling/ColumnCursors.h"
+#include "grid/ColumnCursors.h"
 #include "sampling/Smooth.h"
 
 namespace QUOR_ZEF {

@@ -9,7 +9,7 @@
 
 #include "grid/Calc.h"
 #include "parallel/parallelTransform.h"
-#include "sampling/ColumnCursors.h"
+#include "grid/ColumnCursors.h"
 
 namespace QUOR_ZEF {
 

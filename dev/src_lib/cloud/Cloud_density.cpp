@@ -1,0 +1,100 @@
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "cloud/Cloud.h"
+#include "density/Densifier.h"
+#include "density/PointGrid.h"
+#include "density/evenness.h"
+#include "frame/Progress.h"
+#include "frame/tools.h"
+#include "grid/Calc.h"
+#include "parallel/parallelTransform.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr double evenFactor = 1.3;  // of the measured spacing: on that grid even clouds have support
+constexpr double maxUnsupported = 0.02;
+
+// What sparse parts may take of the grid.
+double getMaxCells(uint64 numPoints) {
+    constexpr double cellsPerPoint = 6.0, most = 4e7;
+    return std::min(cellsPerPoint * static_cast<double>(numPoints), most);
+}
+
+}  // namespace
+
+bool Cloud::isUneven() {
+    if (density == Density::EVEN) return false;
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_dens", 4);
+    if (density == Density::AUTO) foundDensity.unsupportedShare = measureUnsupportedShare();
+    foundDensity.uneven = density == Density::UNEVEN || foundDensity.unsupportedShare >= maxUnsupported;
+    if (!foundDensity.uneven) pProgress->finish(true);
+    return foundDensity.uneven;
+}
+
+double Cloud::measureUnsupportedShare() {
+    constexpr std::size_t minChunk = 10'000;
+    constexpr double margin = 2.0;  // cells, so that all have neighbours
+    const double spacing = estimatedSpacing > 0.0 ? estimatedSpacing : measureSpacing();
+    const double cell = evenFactor * spacing;
+    const double extent = std::max({bboxMax[0] - bboxMin[0], bboxMax[1] - bboxMin[1], bboxMax[2] - bboxMin[2]});
+    const double numCells = extent / cell + 2.0 * margin + 1.0;
+    // Points that far from each other are sparse in any case.
+    if (!(numCells < std::ldexp(1.0, MAXLEVELS))) return 1.0;
+    const int level = static_cast<int>(std::ceil(std::log2(numCells)));
+    const double side = std::ldexp(cell, level), away = margin * cell;
+    const Calc calc(bboxMin[0] - away, bboxMin[1] - away, bboxMin[2] - away, side, side, side, level);
+    std::vector<uint64> vRCD(input.size());
+    parallelChunks(vRCD.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) vRCD[i] = calc.getRCD(input[i]);
+    });
+    return getUnsupportedShare(std::move(vRCD));
+}
+
+void Cloud::serveSparseParts() {
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_dens", 4);
+    constexpr int maxTries = 4;
+    int numLevels = numDensityLevels;
+    for (int numTries = 1;; ++numTries) {
+        const PointGrid pointGrid(input, *pCalc);
+        pProgress->tick();
+        Densifier densifier(pointGrid);
+        pProgress->tick();
+        const double maxCells = getMaxCells(numPoints);
+        if (absSpacing > 0.0) {
+            while (numLevels > 0 && densifier.estimateCells(numLevels) > maxCells) --numLevels;
+        } else if (const double numCells = densifier.estimateCells(numLevels);
+                   numCells > maxCells && numTries < maxTries) {
+            const double factor = std::sqrt(numCells / maxCells);
+            foundDensity.coarsening *= factor;
+            usedSpacing *= factor;
+            measureBox();
+            createCalc();
+            continue;
+        }
+        vPoints = densifier.run(numLevels);
+        foundDensity.numAddedPoints = vPoints.size() - pointGrid.size();
+        foundDensity.levelPoints = densifier.countLevels(numLevels);
+        break;
+    }
+    warnOfBudget(numLevels);
+    input = PointSource(vPoints);
+    pProgress->finish(true);
+}
+
+// In words, what of the wish could not be met.
+void Cloud::warnOfBudget(int numLevels) const {
+    std::ostringstream text;
+    if (numLevels < numDensityLevels)
+        text << "Sparse parts were served up to level " << numLevels << " of " << numDensityLevels
+             << ", since the grid is too fine for more: give a larger spacing";
+    if (foundDensity.coarsening > 1.0)
+        text << "The grid was made " << foundDensity.coarsening
+             << " times coarser, since sparse parts would have taken too many cells: give a spacing, or fewer levels";
+    if (!text.str().empty()) showWarning(where(__PRETTY_FUNCTION__, __LINE__), text.str());
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "density/Discs.h"
+#include "density/PointGrid.h"
+#include "frame/types.h"
+#include "zef/Point3.h"
+#include "zef/Vector3.h"
+
+namespace QUOR_ZEF {
+
+// Adds points where a cloud is too sparse for its grid, so that one grid serves it from its
+// densest to its sparsest part.
+//
+// A point's spacing is the distance of its sixth neighbour; it is sparse if that is more than
+// half a cell. Sparse points are moved onto the planes of the points around them, which
+// flattens the steps of quantised depth, by little more than their spacing at the most. Where
+// their surroundings are flat and their planes agree, they lay discs on these planes, which
+// reach for the neighbours on every side. Each cell that a disc passes, and no dense point
+// holds, gets a point.
+// Does not depend on the order of the points. About 15 microseconds and 400 bytes a sparse
+// point, on all threads.
+class Densifier {
+public:
+    // The grid outlives this.
+    explicit Densifier(const PointGrid& pointGrid);
+
+    // Roughly the cells that the discs fill. A point of level n has a spacing of up to 2^n
+    // cells, and of more than half of that but for level 0; points of higher levels lay no discs.
+    double estimateCells(int numLevels) const;
+
+    // The points of the cloud in the grid's order, sparse ones moved, and behind them those added.
+    std::vector<Point3> run(int numLevels);
+
+    // The points of each level up to this one, which counts those beyond as well.
+    std::vector<std::uint64_t> countLevels(int numLevels) const;
+
+private:
+    struct Sparse {
+        std::uint32_t point;  // in the grid
+        double spacing;       // world units
+        Vector3 normal;
+        bool bLaysDisc;
+    };
+
+    void findSparse();
+    void findNeighbours();
+    const Point3& getPlace(std::uint32_t point) const;
+    Point3 limitMove(const Sparse& sparse, const Point3& place) const;
+    void moveOntoPlanes();
+    void dropDisagreeing();
+    Disc makeDisc(std::size_t number) const;
+    bool holdsDense(uint64 ccd) const;
+
+    const PointGrid& grid;
+    const double cell;                     // world units
+    std::vector<Sparse> vSparse;           // ascending by point
+    std::vector<std::uint32_t> vNumberOf;  // in vSparse, by point; none for dense points
+    std::vector<std::uint32_t>
+        vNeighbours;              // of each sparse point as many, nearest first; itself where there are no more
+    std::vector<Point3> vPlaces;  // of sparse points
+};
+
+}  // namespace QUOR_ZEF
