@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -30,10 +31,14 @@ struct PointFile {
     };
 
     Kind kind = Kind::POINTS;
-    std::string format;                   // in words, for people: "PLY, little-endian binary"
-    std::vector<Point3> points;           // in the order of the file, all coordinates as they stand there
-    std::vector<std::uint32_t> indices;   // of a MESH, three a triangle
-    bool hasColor = false;                // some points have colour
+    std::string format;                  // in words, for people: "PLY, little-endian binary"
+    std::vector<Point3> points;          // in the order of the file, all coordinates as they stand there
+    std::vector<std::uint32_t> indices;  // of a MESH, three a triangle
+    bool hasColor = false;               // some points have colour
+    // As they stand in the file, not normalised, one for each point; zero where one is
+    // missing or not finite. Empty if there are none.
+    std::vector<Vector3> normals;
+    std::optional<Point3> viewpoint;      // where the scanner stood, if a PLY file says so
     std::uint64_t numHeaderLines = 0;     // text lists: lines before the first point
     std::uint64_t numSkippedLines = 0;    // lines further on that hold no point
     std::uint64_t numPolygons = 0;        // faces of four or more corners, cut into fans
@@ -47,13 +52,22 @@ struct PointFile {
 
 // Reads
 //   .ply                       text or either byte order; colours red green blue with or
-//                              without alpha, as whole numbers or 0 to 1; faces
+//                              without alpha, as whole numbers (up to 65535 if one is above
+//                              255, else up to 255) or real ones (0 to 1, or 0 to 255 if one
+//                              is above 1); normals nx ny nz; faces; the first comment or
+//                              obj_info "viewpoint X Y Z", in any capitals
 //   .stl                       text or binary
 //   .obj .off                  vertices, colours, faces
 //   .xyz .txt .asc .pts .csv   x y z a line, apart by blanks, commas or semicolons; the
-//                              first line may name the columns. Whole numbers from 0 to
-//                              255 in columns 4 to 6 of all lines (5 to 7 if a .pts file
-//                              has seven) are red green blue
+//                              first line may name the columns, also r g b or red green
+//                              blue, and nx ny nz. Colours are whole numbers up to 255, or
+//                              up to 65535, or numbers from 0 to 1 with a fraction among
+//                              them, on all lines. Without names columns 4 to 6 (5 to 7 if
+//                              a .pts file has seven) are
+//                                normals  where no line has a seventh and all have length
+//                                         1, to a thousandth
+//                                colours  up to 255; up to 65535 where each of the three
+//                                         goes beyond 255, or 0 to 1, only as the last ones
 //   .bin                       int32 type (30, or 20 for points without z), int64 count,
 //                              then the coordinates as doubles, all little-endian
 // Doubles keep their precision, colour without alpha gets alpha 255, and other
