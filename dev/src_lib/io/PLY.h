@@ -67,11 +67,11 @@ struct PlyElement {
 // What a request found, valid after PlyFile::read() and as long as the file's
 // bytes are there. Values have the byte order of this machine.
 struct PlyData {
-    Type type =
-        Type::INVALID;      // of all values; where the properties differ, FLOAT if it holds them exactly, else DOUBLE
-    std::size_t count = 0;  // rows
-    bool bList = false;     // lists, or single values
-    std::size_t width = 0;  // values in a row; 0 for lists of different lengths
+    // Of all values; where the properties differ, FLOAT if it holds them exactly, else DOUBLE.
+    Type type = Type::INVALID;
+    std::size_t count = 0;             // rows
+    bool bList = false;                // lists, or single values
+    std::size_t width = 0;             // values in a row; 0 for lists of different lengths
     std::vector<std::uint32_t> vRows;  // lists of different lengths: the length of each
     const char* pFirst = nullptr;      // the values of the first row, packed, not aligned
     std::size_t stride = 0;            // bytes from row to row; lists stand without gaps

@@ -186,7 +186,9 @@ WriteResult writeMeshFile(const std::string& path, const TriangleMesh& mesh, con
     TriangleMesh out = mesh;
     renumberVertices(out, VertexOrder::FIRST_USE);
     const double spacing = options.spacing > 0.0 ? options.spacing : meanSideLength(out);
-    const CoordinatePlan plan = planCoordinates(out.vertices, spacing, hasDoubles(ending), options);
+    CoordinatePlan plan = planCoordinates(out.vertices, spacing, hasDoubles(ending), options);
+    if (ending == ".stl" && !plan.offset.isDegenerate() && options.offset.isDegenerate())
+        plan.warning += "; STL has no place to tell it";
     prepare(out, plan.offset);
     try {
         writeFormat(path, ending, out, settled(options, plan));
