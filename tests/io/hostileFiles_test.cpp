@@ -203,7 +203,8 @@ struct Results {
 std::string coloredPly(const std::string& types, const std::string& row) {
     std::string header = "element vertex 1\n" + xyz;
     std::istringstream in(types);
-    for (std::string type, name; in >> type >> name;) header += "property " + type + " " + name + "\n";
+    for (std::string type, name; in >> type >> name;)
+        header.append("property ").append(type).append(" ").append(name).append("\n");
     return plyFile("ascii", header, "1 2 3 " + row + "\n");
 }
 
@@ -327,10 +328,8 @@ TEST(hostileFiles, terseFilesStayWithinTheirMemory) {
         return "element vertex " + count + "\nproperty " + type + " x\nproperty " + type + " y\nproperty " + type +
                " z\n";
     };
-    const auto mixed = [&](const std::string& x, const std::string& y, const std::string& z) {
-        return (x == "x" ? "element vertex " + count + "\n" : "") + "property uchar " + x + "\nproperty char " + y +
-               "\nproperty uchar " + z + "\n";
-    };
+    const std::string mixed = "element vertex " + count + "\nproperty uchar x\nproperty char y\nproperty uchar z\n";
+    const std::string normals = "property uchar nx\nproperty char ny\nproperty uchar nz\n";
     const std::string three(3, '\0'), list = "element face " + count + "\nproperty list uchar uchar vertex_indices\n";
     const std::vector<std::pair<std::string, std::string>> files = {
         {"a.xyz", rows("0 0 0\n")},
@@ -343,8 +342,8 @@ TEST(hostileFiles, terseFilesStayWithinTheirMemory) {
         {"h.ply", plyFile("ascii", vertices("double"), rows("0 0 0 "))},
         {"i.ply", plyFile("binary_big_endian", vertices("uchar"), rows(three))},
         {"j.ply", plyFile("binary_little_endian", vertices("uchar"), rows(three))},
-        {"j2.ply", plyFile("binary_big_endian", mixed("x", "y", "z") + mixed("nx", "ny", "nz"), rows("\1\1\1\1\1\1"))},
-        {"j3.ply", plyFile("binary_little_endian", mixed("x", "y", "z"), rows(three))},
+        {"j2.ply", plyFile("binary_big_endian", mixed + normals, rows("\1\1\1\1\1\1"))},
+        {"j3.ply", plyFile("binary_little_endian", mixed, rows(three))},
         {"j4.txt", "x y z nx ny nz\n1 1 1 1 1 1\n" + rows("0 0 0\n")},
         {"k.ply", plyFile("binary_little_endian", "element vertex 1\n" + xyz + list,
                           std::string(12, '\0') + rows("\3" + three))},

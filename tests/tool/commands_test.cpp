@@ -188,8 +188,9 @@ TEST(ToolReconstruct, givesFilledGapsAColour) {
         }
     }
     const std::string in = quoted(folder.put("sheet.xyz", text)), out = folder.name("mesh.obj");
+    const std::string command = "reconstruct --json --spacing 0.13 " + in + " -o " + quoted(out);
     for (const std::string mending : {"", " --keep-non-manifold"}) {
-        const ToolRun run = runTool("reconstruct --json --spacing 0.13 " + in + " -o " + quoted(out) + mending);
+        const ToolRun run = runTool(command + mending);
         ASSERT_EQ(run.status, 0) << run.err;
         EXPECT_EQ(run.report()["border_loops"], 1) << "the gap is to be closed";
         for (const zef::Point3& p : zef::readPoints(out).points) {

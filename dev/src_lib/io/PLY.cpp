@@ -183,7 +183,10 @@ std::shared_ptr<PlyData> PlyFileImpl::request(const std::string& elementKey,
         }
         const auto column = static_cast<std::size_t>(it - vProperties.begin());
         if (isRequested(wanted.element, column))
-            throw PlyError("element-property key has already been requested: " + elementKey + " " + key);
+            throw PlyError(std::string("element-property key has already been requested: ")
+                               .append(elementKey)
+                               .append(" ")
+                               .append(key));
         // Lists have no fixed place in a row, so each is a request of its own.
         if (it->isList() && propertyKeys.size() > 1) throw PlyError("unhandled type");
         wanted.vColumns.push_back(column);

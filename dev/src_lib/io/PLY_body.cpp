@@ -244,6 +244,7 @@ private:
 std::vector<Step> stepsOf(const PlyFileImpl& ply, std::size_t element, bool bViewed) {
     const std::vector<PlyProperty>& vProperties = ply.vElements[element].vProperties;
     std::vector<Step> vSteps;
+    vSteps.reserve(vProperties.size());
     for (const PlyProperty& property : vProperties)
         vSteps.push_back({property.type, property.countType, 1, nullptr, 0, 0});
     for (const PlyFileImpl::Request& request : ply.vRequests) {

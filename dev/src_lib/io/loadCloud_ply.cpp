@@ -16,7 +16,6 @@ namespace {
 using PLY::PlyData;
 using PLY::PlyElement;
 using PLY::PlyFile;
-using PLY::Type;
 using Data = std::shared_ptr<PlyData>;
 
 bool hasProperties(const PlyFile& ply, const char* elementName, const std::vector<std::string>& vKeys, bool bList) {
@@ -169,7 +168,7 @@ void takeFaces(const PlyData& faces, std::size_t fileSize, PointFile& out) {
 
 void noteSkipped(const PlyFile& ply, PointFile& out) {
     const PlyElement* pStrips = ply.findElement("tristrips");
-    if (pStrips && pStrips->count > 0) out.notes.push_back("Triangle strips are skipped.");
+    if (pStrips && pStrips->count > 0) out.notes.emplace_back("Triangle strips are skipped.");
 }
 
 }  // namespace

@@ -237,9 +237,10 @@ private:
         if (meaning == ExtraColumns::Meaning::NORMALS) out.normals = extra.takeNormals();
         if (meaning == ExtraColumns::Meaning::COLORS) return extra.applyColors(out.points);
         if (extra.bSeemedColors) {
-            out.notes.push_back("Colours are left out, since not all lines have them.");
+            out.notes.emplace_back("Colours are left out, since not all lines have them.");
         } else if (bNamed && columns.rgb != noColumns) {
-            out.notes.push_back("Colours are left out, since they are neither whole numbers up to 65535 nor 0 to 1.");
+            out.notes.emplace_back(
+                "Colours are left out, since they are neither whole numbers up to 65535 nor 0 to 1.");
         }
     }
 };
