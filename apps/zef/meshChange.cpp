@@ -2,8 +2,6 @@
 
 #include "failures.h"
 #include "files/meshes.h"
-#include "reports/measure.h"
-#include "zef/refinement.h"
 
 void addMeshChange(CLI::App& command, MeshChange& files) {
     command.add_option("IN", files.path, "A file of triangles")->required();
@@ -23,7 +21,7 @@ int changeMesh(const MeshChange& files, CommandRun& commandRun, const std::strin
     if (mesh.numTriangles() == 0) throw Failure(files.path + ": no triangle is left");
     commandRun.lap("seconds_change", step);
 
-    const double detail = files.output.bDouble ? 0.0 : zef::averageEdgeLength(mesh, commandRun.getContext());
-    deliverMesh(commandRun, files.output, measureBox(mesh), detail, mesh);
+    constexpr double ownSpacing = 0.0;
+    deliverMesh(commandRun, files.output, ownSpacing, mesh);
     return EXIT_DONE;
 }

@@ -27,7 +27,12 @@ void addTalkOptions(CLI::App& command, TalkOptions& talk) {
 void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional) {
     command.add_option(bPositional ? "-o,--output,OUT" : "-o,--output", output.path, "The file to write")->required();
     command.add_flag("--force", output.bForce, "Replace an output of any kind, also one that is an input");
-    command.add_flag("--double", output.bDouble, "Coordinates in double precision (PLY, OBJ, OFF and points)");
+    CLI::Option* const pDouble = command.add_flag(
+        "--double", output.bDouble,
+        "Coordinates in double precision (PLY, OBJ, OFF and points); by default where single precision would lose more "
+        "than a thousandth of the spacing, while STL and glTF get a shift then");
+    command.add_flag("--single", output.bSingle, "Coordinates in single precision, whatever is lost")
+        ->excludes(pDouble);
     command
         .add_option("--shift", output.shift,
                     "Subtract x y z from all coordinates, or an offset near their middle (auto)")

@@ -17,7 +17,7 @@ struct TalkOptions {
 struct OutputOptions {
     std::string path;
     bool bForce = false;
-    bool bDouble = false;
+    bool bDouble = false, bSingle = false;
     std::string shift;  // empty, "auto" or "x,y,z"
 };
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -30,10 +31,14 @@ struct PointFile {
     };
 
     Kind kind = Kind::POINTS;
-    std::string format;                   // in words, for people: "PLY, little-endian binary"
-    std::vector<Point3> points;           // in the order of the file, all coordinates as they stand there
-    std::vector<std::uint32_t> indices;   // of a MESH, three a triangle
-    bool hasColor = false;                // some points have colour
+    std::string format;                  // in words, for people: "PLY, little-endian binary"
+    std::vector<Point3> points;          // in the order of the file, all coordinates as they stand there
+    std::vector<std::uint32_t> indices;  // of a MESH, three a triangle
+    bool hasColor = false;               // some points have colour
+    // As they stand in the file, not normalised, one for each point; zero where one is
+    // missing or not finite. Empty if there are none.
+    std::vector<Vector3> normals;
+    std::optional<Point3> viewpoint;      // where the scanner stood, if a PLY file says so
     std::uint64_t numHeaderLines = 0;     // text lists: lines before the first point
     std::uint64_t numSkippedLines = 0;    // lines further on that hold no point
     std::uint64_t numPolygons = 0;        // faces of four or more corners, cut into fans
@@ -47,13 +52,22 @@ struct PointFile {
 
 // Reads
 //   .ply                       text or either byte order; colours red green blue with or
-//                              without alpha, as whole numbers or 0 to 1; faces
+//                              without alpha, as whole numbers (up to 65535 if one is above
+//                              255, else up to 255) or real ones (0 to 1, or 0 to 255 if one
+//                              is above 1); normals nx ny nz; faces; the first comment or
+//                              obj_info "viewpoint X Y Z", in any capitals
 //   .stl                       text or binary
 //   .obj .off                  vertices, colours, faces
 //   .xyz .txt .asc .pts .csv   x y z a line, apart by blanks, commas or semicolons; the
-//                              first line may name the columns. Whole numbers from 0 to
-//                              255 in columns 4 to 6 of all lines (5 to 7 if a .pts file
-//                              has seven) are red green blue
+//                              first line may name the columns, also r g b or red green
+//                              blue, and nx ny nz. Colours are whole numbers up to 255, or
+//                              up to 65535, or numbers from 0 to 1 with a fraction among
+//                              them, on all lines. Without names columns 4 to 6 (5 to 7 if
+//                              a .pts file has seven) are
+//                                normals  where no line has a seventh and all have length
+//                                         1, to a thousandth
+//                                colours  up to 255; up to 65535 where each of the three
+//                                         goes beyond 255, or 0 to 1, only as the last ones
 //   .bin                       int32 type (30, or 20 for points without z), int64 count,
 //                              then the coordinates as doubles, all little-endian
 // Doubles keep their precision, colour without alpha gets alpha 255, and other
@@ -75,18 +89,41 @@ struct ReadMeshOptions {
 ZEF_API TriangleMesh readMesh(const std::filesystem::path& path, const ReadMeshOptions& options = {},
                               const Context& context = {});
 
+// How coordinates are written. The rounding of floats is half a unit in the last place of
+// the largest coordinate, less the offset. Lists of points are exact in any case.
+enum class Precision : std::uint8_t {
+    // As floats, unless their rounding is more than a thousandth of the spacing. Then
+    // PLY, OBJ and OFF get doubles; STL and glTF, which have none, get middleOffset()
+    // subtracted if none is given, and a warning tells it.
+    AUTO,
+    // As floats; a warning tells a rounding of more than a hundredth of the spacing.
+    SINGLE,
+    // As doubles: 8 bytes in PLY, all digits in text. An ArgumentError for binary STL
+    // and glTF.
+    DOUBLE,
+};
+
 struct WriteOptions {
-    // Coordinates as doubles: 8 bytes in PLY, all digits in text. Binary STL and glTF
-    // know floats only: an ArgumentError. Lists of points are always exact.
-    bool doubles = false;
+    Precision precision = Precision::AUTO;
+    // What rounding is measured against, in world units. 0: of a mesh the average length
+    // of the sides of its triangles, of points the longest side of the box of most of them
+    // over the root of their number.
+    double spacing = 0.0;
     // Text where the format has both forms (PLY, STL).
     bool text = false;
     // Subtracted from all coordinates, so that floats can hold those that are far
     // from the origin. Stands in the file, if it is not 0, as a comment "offset X Y Z"
-    // (PLY, OBJ, OFF) or under asset.extras.offset (glTF); STL and lists have no place for it.
+    // (PLY, OBJ, OFF), or as translation of the node and under asset.extras.offset (glTF);
+    // STL and lists have no place for it.
     Vector3 offset = {};
     // Further comments, a line each (PLY, OBJ, OFF).
     std::vector<std::string> comments = {};
+};
+
+// How a file was written.
+struct WriteResult {
+    bool doubles = false;  // coordinates have all their digits
+    Vector3 offset = {};   // subtracted from all coordinates: that of the options, or what AUTO took
 };
 
 // A mesh as
@@ -101,8 +138,8 @@ struct WriteOptions {
 // back as the same float or double, in STL ten. FileError also for what the format cannot hold (4 GiB
 // in glTF, 2^32 triangles in STL, coordinates in glTF that no float holds), ArgumentError
 // for another ending.
-ZEF_API void write(const std::filesystem::path& path, const TriangleMesh& mesh, const WriteOptions& options = {},
-                   const Context& context = {});
+ZEF_API WriteResult write(const std::filesystem::path& path, const TriangleMesh& mesh, const WriteOptions& options = {},
+                          const Context& context = {});
 
 // Points as
 //   .ply                       binary; red green blue alpha if any point has colour
@@ -111,8 +148,13 @@ ZEF_API void write(const std::filesystem::path& path, const TriangleMesh& mesh, 
 //   .bin                       as readPoints() reads it: no colour
 // Where some points have colour, the others are written white. ArgumentError for
 // another ending.
-ZEF_API void write(const std::filesystem::path& path, std::span<const Point3> points, const WriteOptions& options = {},
-                   const Context& context = {});
+ZEF_API WriteResult write(const std::filesystem::path& path, std::span<const Point3> points,
+                          const WriteOptions& options = {}, const Context& context = {});
+
+// An offset in round numbers near the middle of all finite points, or of the vertices of
+// triangles: multiples of the power of ten below the longest side of their box. O(n).
+ZEF_API Vector3 middleOffset(std::span<const Point3> points);
+ZEF_API Vector3 middleOffset(const TriangleMesh& mesh);
 
 // Line segments as a Geomview LIST, such as the borders of a mesh.
 ZEF_API void writeSegments(const std::filesystem::path& path, std::span<const Point3> ends,
@@ -121,7 +163,7 @@ ZEF_API void writeSegments(const std::filesystem::path& path, std::span<const Po
 // What an ending stands for.
 struct FileFormat {
     bool readsPoints = false, readsMeshes = false, writesPoints = false, writesMeshes = false;
-    bool hasDoubles = false;     // of meshes, as WriteOptions::doubles
+    bool hasDoubles = false;     // of meshes, see Precision
     bool alwaysDoubles = false;  // of points
 };
 ZEF_API FileFormat formatOf(const std::filesystem::path& path);

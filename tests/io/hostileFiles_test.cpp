@@ -191,6 +191,7 @@ struct Results {
     }
     void add(const zef_test::LoadedFile& cloud) {
         add(cloud.points);
+        for (const Vector3& v : cloud.normals) add(std::vector<Point3>{Point3() + v});
         values.insert(values.end(), cloud.indices.begin(), cloud.indices.end());
         for (const auto& texts : {cloud.comments, cloud.notes, {cloud.format, cloud.error}})
             for (const std::string& text : texts) add(text);
@@ -202,7 +203,8 @@ struct Results {
 std::string coloredPly(const std::string& types, const std::string& row) {
     std::string header = "element vertex 1\n" + xyz;
     std::istringstream in(types);
-    for (std::string type, name; in >> type >> name;) header += "property " + type + " " + name + "\n";
+    for (std::string type, name; in >> type >> name;)
+        header.append("property ").append(type).append(" ").append(name).append("\n");
     return plyFile("ascii", header, "1 2 3 " + row + "\n");
 }
 
@@ -256,7 +258,9 @@ std::vector<std::pair<std::string, std::string>> validFiles() {
             {"k.pts", "2\n1 2 3 -200 9 8 7\n4 5 6 100 6 5 4\n"},
             {"l.xyz", "1 2 3 255 0 7\n1\t2 3.5 0 0 0 rest\n\nrubbish\n4 nan 6\n+7 -8 .9e1\n"},
             {"i.bin", bytesOf(std::int32_t{30}) + bytesOf(std::int64_t{2}) + bytesOf(1.0, 2.0, 3.0, 4.0, 5.0, 6.0)},
-            {"j.bin", bytesOf(std::int32_t{20}) + bytesOf(std::int64_t{2}) + bytesOf(1.0, 2.0, 3.0, 4.0)}};
+            {"j.bin", bytesOf(std::int32_t{20}) + bytesOf(std::int64_t{2}) + bytesOf(1.0, 2.0, 3.0, 4.0)},
+            {"q.ply", coloredPly("float nx float ny double nz", "0.6 0 -0.8")},
+            {"m.xyz", "x y z nx ny nz\n1 2 3 0 0 1\n4 5 6 0.6 0.8 0\n"}};
 }
 
 }  // namespace
@@ -285,6 +289,7 @@ TEST(hostileFiles, damagedFilesNeverDoHarm) {
                 } else {
                     ASSERT_FALSE(cloud.error.empty());
                 }
+                ASSERT_TRUE(cloud.normals.empty() || cloud.normals.size() == cloud.points.size());
                 results.add(cloud);
                 for (const bool bPointsOnly : {true, false}) readPly(name.c_str(), bPointsOnly, vPoints);
                 readPoints_ASCII(name.c_str(), vPoints);
@@ -297,15 +302,15 @@ TEST(hostileFiles, damagedFilesNeverDoHarm) {
         }
         vDigests.push_back(zef_test::digest(results.values));
     }
-    EXPECT_EQ(
-        vDigests,
-        (std::vector<std::uint64_t>{
-            0x5084a692af19b272u, 0xd4b94a71ed4582a9u, 0x1f5ea4caf31fd7e9u, 0xa84eff4109f24fcu,  0xd9901aa79b447272u,
-            0x2d0a3e2828537db3u, 0xe7ad1f2dfb2bf80fu, 0xe2012da3212ecb5du, 0xecdd4fb6a2bb432u,  0x624ab525f9d041bau,
-            0xc6c8c538572c84ecu, 0xeb7e106b61375574u, 0x96000baba4b68f1du, 0x3c79fb2f8deb8484u, 0xb0516d1bcf49a48au,
-            0xdedd4573e49573c0u, 0x72673e19953a455du, 0x3d77ea375d28a49du, 0x9170649cfd28a1e7u, 0xcb593e792a0368a6u,
-            0x6149c3ccb664e23eu, 0x9ca7f49c87f89e6fu, 0xb72daae8dd19ea38u, 0x7fe4803db81e59f5u, 0xa5deb1de3c567a0au,
-            0x986364b544baa754u, 0xa10d90763a798c03u, 0xf0037d7f0fcd11bu,  0x3b35de8ebb898f20u, 0xacf8149edddb5dcfu}));
+    EXPECT_EQ(vDigests, (std::vector<std::uint64_t>{
+                            0x5084a692af19b272u, 0xd4b94a71ed4582a9u, 0x1f5ea4caf31fd7e9u, 0xa84eff4109f24fcu,
+                            0xd9901aa79b447272u, 0x2d0a3e2828537db3u, 0xe7ad1f2dfb2bf80fu, 0xe2012da3212ecb5du,
+                            0xecdd4fb6a2bb432u,  0x624ab525f9d041bau, 0xc6c8c538572c84ecu, 0xeb7e106b61375574u,
+                            0x96000baba4b68f1du, 0x3c79fb2f8deb8484u, 0xb0516d1bcf49a48au, 0xdedd4573e49573c0u,
+                            0x72673e19953a455du, 0x3d77ea375d28a49du, 0x9170649cfd28a1e7u, 0xcb593e792a0368a6u,
+                            0x6149c3ccb664e23eu, 0x9ca7f49c87f89e6fu, 0xb72daae8dd19ea38u, 0x3b84a9793ba463b5u,
+                            0xacacd5dba6b2e5d2u, 0x986364b544baa754u, 0xa10d90763a798c03u, 0xf0037d7f0fcd11bu,
+                            0x3b35de8ebb898f20u, 0xacf8149edddb5dcfu, 0x8552807315637e7u,  0x87aafa4b953cb47eu}));
 }
 
 // The tersest files there are of each format cost the most memory a byte.
@@ -323,6 +328,8 @@ TEST(hostileFiles, terseFilesStayWithinTheirMemory) {
         return "element vertex " + count + "\nproperty " + type + " x\nproperty " + type + " y\nproperty " + type +
                " z\n";
     };
+    const std::string mixed = "element vertex " + count + "\nproperty uchar x\nproperty char y\nproperty uchar z\n";
+    const std::string normals = "property uchar nx\nproperty char ny\nproperty uchar nz\n";
     const std::string three(3, '\0'), list = "element face " + count + "\nproperty list uchar uchar vertex_indices\n";
     const std::vector<std::pair<std::string, std::string>> files = {
         {"a.xyz", rows("0 0 0\n")},
@@ -335,6 +342,9 @@ TEST(hostileFiles, terseFilesStayWithinTheirMemory) {
         {"h.ply", plyFile("ascii", vertices("double"), rows("0 0 0 "))},
         {"i.ply", plyFile("binary_big_endian", vertices("uchar"), rows(three))},
         {"j.ply", plyFile("binary_little_endian", vertices("uchar"), rows(three))},
+        {"j2.ply", plyFile("binary_big_endian", mixed + normals, rows("\1\1\1\1\1\1"))},
+        {"j3.ply", plyFile("binary_little_endian", mixed, rows(three))},
+        {"j4.txt", "x y z nx ny nz\n1 1 1 1 1 1\n" + rows("0 0 0\n")},
         {"k.ply", plyFile("binary_little_endian", "element vertex 1\n" + xyz + list,
                           std::string(12, '\0') + rows("\3" + three))},
         {"l.ply",

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <tuple>
 
 #include "support/loadedFile.h"
 #include "support/plyText.h"
@@ -41,8 +42,8 @@ const std::string doubles = "property double x\nproperty double y\nproperty doub
 TEST_F(LoadCloud, textListsTakeBlanksCommasAndSemicolons) {
     const Points expected = {{1, 2, 3}, {4, -5, 6.5}};
     for (const char* text : {"1 2 3\n4 -5 6.5\n", "1,2,3\r\n4,-5,6.5\r\n", "1; 2;3\n4;-5 ;6.5",
-                             "\xEF\xBB\xBF"
-                             "1\t2\t3\n+4 -5 6.5 text\n",
+                             ("\xEF\xBB\xBF"
+                              "1\t2\t3\n+4 -5 6.5 text\n"),
                              "x,y,z\n# note\n1, 2, 3\n4, -5, 6.5\n"}) {
         ASSERT_TRUE(load("a.csv", text)) << cloud.error;
         EXPECT_EQ(cloud.points, expected) << text;
@@ -53,6 +54,56 @@ TEST_F(LoadCloud, textListsTakeBlanksCommasAndSemicolons) {
     EXPECT_EQ(cloud.numSkippedLines, 2u);
     ASSERT_EQ(cloud.points.size(), 2u);
     EXPECT_TRUE(std::isnan(cloud.points[1].py));
+}
+
+TEST_F(LoadCloud, coloursMayHaveSixteenBitsOrBeShares) {
+    const int none = -1;
+    const std::tuple<const char*, std::string, int> cases[] = {
+        {"a.xyz", "0 0 0 65535 300 32768\n1 1 1 0 0 0\n", 0xff0180},
+        {"a.xyz", "0 0 0 1200 1 1\n", none},
+        {"a.xyz", "0 0 0 1 0.5 0.1\n", 0xff801a},
+        {"a.xyz", "0 0 0 1 0.5 0.1 7\n", none},
+        {"a.xyz", "0 0 0 1 0.5 0.1\n1 1 1 2 0.5 0\n", none},
+        {"a.pts", "0 0 0 -99 1 0.5 0.1\n", 0xff801a},
+        {"a.csv", "x,y,z,r,g,b,label\n0,0,0,1,0.5,0.1,7\n", 0xff801a},
+        {"a.csv", "x,y,z,r,g,b\n0,0,0,300,0,65535\n", 0x0100ff}};
+    for (const auto& [file, bytes, rgb] : cases) {
+        ASSERT_TRUE(load(file, bytes)) << cloud.error;
+        const Point3& p = cloud.points[0];
+        EXPECT_EQ(p.hasColor() ? p.r << 16 | p.g << 8 | p.b : none, rgb) << bytes;
+        EXPECT_TRUE(cloud.normals.empty()) << bytes;
+    }
+}
+
+TEST_F(LoadCloud, normalsStandBesideTheirPoints) {
+    const std::string head =
+        "element vertex 2\n" + doubles + "property float nx\nproperty float ny\nproperty char nz\n";
+    const std::tuple<const char*, std::string, std::vector<Vector3>> cases[] = {
+        {"a.ply", plyFile("ascii", head, "1 2 3 0.5 nan 1\n4 5 6 0.5 -2 3\n"), {{0, 0, 0}, {0.5, -2, 3}}},
+        {"a.ply", plyFile("ascii", head, "1 2 3 0 0 0\n4 5 6 0 0 0\n"), {}},
+        {"a.xyz", "1 2 3 0 0 1\n4 5 6 0.6 -0.8 0\n", {{0, 0, 1}, {0.6, -0.8, 0}}},
+        {"a.xyz", "1 2 3 0 0 1\n4 5 6 0.6 -0.81 0\n", {}},
+        {"a.xyz", "1 2 3 0 0 1 9\n4 5 6 0.6 -0.8 0 9\n", {}},
+        {"a.txt", "// NX NY NZ X Y Z\n0 0 2 1 2 3\n", {{0, 0, 2}}},
+        {"a.txt", "x y z nx ny nz\n1 2 3 0 0 2\n4 5 6\n", {{0, 0, 2}, {0, 0, 0}}}};
+    for (const auto& [file, bytes, vNormals] : cases) {
+        ASSERT_TRUE(load(file, bytes)) << cloud.error;
+        ASSERT_EQ(cloud.normals.size(), vNormals.size()) << bytes;
+        for (std::size_t i = 0; i < vNormals.size(); ++i)
+            EXPECT_EQ((Point3() + cloud.normals[i]), (Point3() + vNormals[i])) << bytes;
+        EXPECT_EQ(cloud.points[0], Point3(1, 2, 3));
+        EXPECT_FALSE(cloud.hasColor);
+    }
+}
+
+TEST_F(LoadCloud, takesTheFirstViewpointOfThreeFiniteNumbers) {
+    for (const auto& [lines, x] :
+         {std::pair("comment ViewPoint 1 -2.5 3e1 0 0 0 1\ncomment viewpoint 9 9 9\n", 1.0),
+          {"comment viewpoint nan 0 0\ncomment viewpoint 1 2\nobj_info VIEWPOINT 7 0 0\n", 7.0},
+          {"comment viewpoints 1 2 3\ncomment viewpoint 1e999 0 0\n", 0.0}}) {
+        ASSERT_TRUE(load("a.ply", plyFile("ascii", lines + ("element vertex 1\n" + doubles), "1 2 3\n")));
+        EXPECT_EQ(cloud.viewpoint.value_or(Point3()).px, x) << lines;
+    }
 }
 
 TEST_F(LoadCloud, errorsNameThePlace) {

@@ -9,6 +9,7 @@
 #include "io/STL.h"
 #include "io/loadCloud.h"
 #include "io/plyMesh.h"
+#include "io/saveCloud.h"
 #include "refine/RMesh.h"
 #include "refine/flatten.h"
 #include "support/capture.h"
@@ -93,7 +94,7 @@ TEST(MeshWriters, leaveWhatStoodThereWhenTheyFail) {
     EXPECT_EQ(folder.get("a.glb"), "old");
     EXPECT_EQ(folder.numFiles(), 1u);
     WriteOptions precise;
-    precise.doubles = true;
+    precise.precision = Precision::DOUBLE;
     EXPECT_THROW(writeMeshFile(folder.name("a.glb"), flat, precise), ArgumentError);
     EXPECT_THROW(writeMeshFile(folder.name("b.stl"), flat, precise), ArgumentError);
     EXPECT_EQ(folder.numFiles(), 1u);
@@ -105,14 +106,15 @@ TEST(MeshWriters, comeBackThroughTheReader) {
     TriangleMesh flat = coloredSheet();
     for (Point3& p : flat.vertices) p.set(p.px + 4e6 + 0.1, p.py, p.pz);
     WriteOptions precise, moved, text;
-    precise.doubles = true;
+    precise.precision = Precision::DOUBLE;
     moved.offset = text.offset = {4e6, 0, -0.5};
     moved.comments = {"two\nlines"};
     text.text = true;
     for (const std::string ending : {".ply", ".obj", ".stl", ".off"}) {
         const std::string name = folder.name("a" + ending);
         for (const WriteOptions& options : {precise, moved, text}) {
-            if (options.doubles && ending == ".stl") continue;
+            const bool bDouble = options.precision == Precision::DOUBLE;
+            if (bDouble && ending == ".stl") continue;
             writeMeshFile(name, flat, options);
             const TriangleMesh back = readMeshFile(name, {});
             ASSERT_EQ(back.vertices.size(), flat.vertices.size()) << ending;
@@ -121,7 +123,7 @@ TEST(MeshWriters, comeBackThroughTheReader) {
                 const Point3 &before = flat.vertices[flat.indices[i]], &after = back.vertices[back.indices[i]];
                 const auto& offset = options.offset;
                 const Point3 expected(before.px - offset.vx, before.py - offset.vy, before.pz - offset.vz);
-                EXPECT_LE((expected - after).length(), options.doubles ? 0.0 : 1e-6) << ending;
+                EXPECT_LE((expected - after).length(), bDouble ? 0.0 : 1e-6) << ending;
                 EXPECT_EQ(after.getColorString(),
                           ending == ".stl" ? Point3().getColorString() : before.getColorString());
             }
@@ -133,6 +135,63 @@ TEST(MeshWriters, comeBackThroughTheReader) {
         EXPECT_NE(cloud.comments[0].find("offset 4e+06 0 -0.5"), std::string::npos) << cloud.comments[0];
         EXPECT_NE(cloud.comments[1].find("two lines"), std::string::npos);
     }
+}
+
+TEST(Precision, changesWhereFloatsLoseAThousandthOfTheSpacing) {
+    const TempFolder folder;
+    TriangleMesh flat = coloredSheet();
+    for (Point3& p : flat.vertices) p.px += 10;
+    for (const std::string ending : {".ply", ".obj", ".off", ".stl", ".glb"}) {
+        for (const double share : {0.00099, 0.00101}) {
+            WriteOptions options;
+            options.spacing = 0x1p-21 / share;  // half a unit of the floats from 8 to 16
+            const bool bShifts = share > 0.001 && !hasDoubles(ending);
+            WriteResult result;
+            const std::string text =
+                zef_test::printedText([&] { result = writeMeshFile(folder.name("a" + ending), flat, options); });
+            EXPECT_NE(text.empty(), bShifts) << text;
+            EXPECT_EQ(result.doubles, share > 0.001 && hasDoubles(ending)) << ending;
+            EXPECT_EQ(result.offset.vx, bShifts ? 10.2 : 0.0) << ending;
+            options.precision = result.doubles ? Precision::DOUBLE : Precision::SINGLE;
+            options.offset = result.offset;
+            writeMeshFile(folder.name("b" + ending), flat, options);
+            EXPECT_TRUE(folder.get("a" + ending) == folder.get("b" + ending)) << ending;
+        }
+    }
+}
+
+TEST(Precision, keepsProjectedCoordinates) {
+    const TempFolder folder;
+    TriangleMesh flat = coloredSheet();
+    renumberVertices(flat, VertexOrder::FIRST_USE);
+    for (Point3& p : flat.vertices) p.set(p.px + 500000.001, p.py + 5000000.002, p.pz + 100.003);
+    for (const std::string ending : {".ply", ".obj", ".off", ".stl", ".glb"}) {
+        WriteResult result;
+        zef_test::printedText([&] { result = writeMeshFile(folder.name("a" + ending), flat, {}); });
+        std::vector<Point3> vBack;
+        if (ending == ".glb") {
+            const std::string file = folder.get("a.glb");
+            const char* p = file.data() + 28 + loadValue<std::uint32_t>(file.data() + 12);
+            for (std::size_t i = 0; i < flat.vertices.size(); ++i, p += 12)
+                vBack.emplace_back(loadValue<float>(p), loadValue<float>(p + 4), loadValue<float>(p + 8));
+        } else {
+            vBack = readMeshFile(folder.name("a" + ending), {}).vertices;
+        }
+        ASSERT_EQ(vBack.size(), flat.vertices.size()) << ending;
+        for (std::size_t i = 0; i < vBack.size(); ++i)
+            EXPECT_LT((vBack[i] + result.offset - flat.vertices[i]).length(), hasDoubles(ending) ? 1e-9 : 1e-7)
+                << ending;
+    }
+}
+
+TEST(Precision, ofPointsLooksPastLostEchoes) {
+    const TempFolder folder;
+    std::vector<Point3> vPoints = zef_test::gridSheet(40, 40, 0.1).vertices;
+    EXPECT_FALSE(saveCloud(folder.name("a.ply"), vPoints, {}).doubles);
+    for (Point3& p : vPoints) p.set(p.px + 4000, p.py, p.pz);
+    vPoints[0] = {0, 0, 0};
+    EXPECT_TRUE(saveCloud(folder.name("a.ply"), vPoints, {}).doubles);
+    EXPECT_EQ(loadCloud(folder.name("a.ply")).points, vPoints);
 }
 
 TEST(writeGlb, describesWhatItsBufferHolds) {
@@ -155,6 +214,7 @@ TEST(writeGlb, describesWhatItsBufferHolds) {
     ASSERT_EQ(word(binary - 8), file.size() - binary);
     EXPECT_EQ(doc["buffers"][0]["byteLength"], file.size() - binary);
     EXPECT_EQ(doc["asset"]["extras"]["offset"], json({1.0, 0.0, 0.0}));
+    EXPECT_EQ(doc["nodes"][0]["translation"], json({1.0, 0.0, 0.0}));
 
     const json& primitive = doc["meshes"][0]["primitives"][0];
     const auto dataOf = [&](const json& accessor, std::size_t bytesEach) {

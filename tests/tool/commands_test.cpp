@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <set>
@@ -102,12 +103,22 @@ TEST(ToolConvert, shiftsAndTellsTheOffset) {
     EXPECT_EQ(zef::readPoints(folder.name("out.ply")).points[0], zef::Point3(0.25, 1.0, -0.5));
 }
 
-TEST(ToolConvert, warnsWhenFloatsLoseTooMuch) {
+TEST(ToolConvert, losesNothingUnlessAskedTo) {
     const TempFolder folder;
     const std::string in = quoted(folder.put("far.xyz", sheetText(40, 0.1, 700000.0)));
-    const std::string convert = "convert " + in + " " + quoted(folder.name("out.ply"));
-    EXPECT_NE(runTool(convert).err.find("use --double or --shift auto"), std::string::npos);
-    for (const char* const cure : {" --double", " --shift auto"}) EXPECT_EQ(runTool(convert + cure).err, "");
+    const std::string convert = "convert --json " + in + " " + quoted(folder.name("out.ply"));
+    EXPECT_NE(runTool(convert + " --single").err.find("single precision loses"), std::string::npos);
+    EXPECT_EQ(runTool(convert + " --single --double").status, 2);
+    for (const auto& [cure, precision] :
+         {std::pair("", "double"), {" --double", "double"}, {" --shift auto", "single"}}) {
+        const ToolRun run = runTool(convert + cure);
+        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.report()["precision"], precision) << cure;
+    }
+    const std::string mesh = quoted(folder.put("far.obj", "v 700000.5 1 2\nv 700001.5 1 2\nv 700001.5 2 2\nf 1 2 3\n"));
+    const ToolRun run = runTool("convert --json " + mesh + " " + quoted(folder.name("out.stl")));
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    EXPECT_EQ(run.report()["shift"], nlohmann::json::parse("[700001.0, 2.0, 2.0]"));
 }
 
 TEST(ToolOutput, replacesCloudsButNothingElse) {
@@ -156,7 +167,7 @@ TEST(ToolReconstruct, writesAMeshThatCheckCountsAlike) {
     EXPECT_EQ(keysOf(report),
               (std::set<std::string>{"points", "spacing", "spacing_used", "cells", "vertices", "triangles",
                                      "border_edges", "border_loops", "non_manifold_edges", "seconds_read",
-                                     "seconds_reconstruct", "seconds_write", "peak_bytes", "stages"}));
+                                     "seconds_reconstruct", "seconds_write", "peak_bytes", "precision", "stages"}));
     EXPECT_FALSE(report["stages"].empty());
     EXPECT_NEAR(report["spacing_used"].get<double>(), 1.3 * report["spacing"].get<double>(), 1e-9);
     const ToolRun check = runTool("check --json " + out);
@@ -177,8 +188,9 @@ TEST(ToolReconstruct, givesFilledGapsAColour) {
         }
     }
     const std::string in = quoted(folder.put("sheet.xyz", text)), out = folder.name("mesh.obj");
+    const std::string command = "reconstruct --json --spacing 0.13 " + in + " -o " + quoted(out);
     for (const std::string mending : {"", " --keep-non-manifold"}) {
-        const ToolRun run = runTool("reconstruct --json --spacing 0.13 " + in + " -o " + quoted(out) + mending);
+        const ToolRun run = runTool(command + mending);
         ASSERT_EQ(run.status, 0) << run.err;
         EXPECT_EQ(run.report()["border_loops"], 1) << "the gap is to be closed";
         for (const zef::Point3& p : zef::readPoints(out).points) {

@@ -5,9 +5,6 @@
 #include "files/inputs.h"
 #include "files/meshes.h"
 #include "files/outputs.h"
-#include "reports/measure.h"
-#include "zef/reconstruction.h"
-#include "zef/refinement.h"
 
 namespace {
 
@@ -17,22 +14,14 @@ struct ConvertOptions {
     TalkOptions talk;
 };
 
-// Only for the warning: a cloud without a spacing has no detail to lose.
-double spacingOrZero(CommandRun& commandRun, const std::vector<zef::Point3>& vPoints) {
-    try {
-        return zef::measureSpacing(vPoints, commandRun.getContext());
-    } catch (const zef::Error&) {
-        return 0.0;
-    }
-}
+constexpr double ownSpacing = 0.0;  // the library finds one
 
 void convertCloud(const ConvertOptions& options, CommandRun& commandRun, const std::vector<zef::Point3>& vPoints) {
     const std::string& path = options.output.path;
     if (!zef::formatOf(path).writesPoints)
         throw Failure(path + ": that format needs triangles, and there are only points");
     commandRun.report.addCount("points", "points", vPoints.size());
-    const double spacing = narrowsCloud(options.output) ? spacingOrZero(commandRun, vPoints) : 0.0;
-    writeCloudFile(commandRun, options.output, spacing, vPoints);
+    writeCloudFile(commandRun, options.output, ownSpacing, vPoints);
 }
 
 // Of triangles.
@@ -46,11 +35,7 @@ void convertMesh(const ConvertOptions& options, CommandRun& commandRun) {
     const zef::TriangleMesh mesh = readMeshFile(commandRun, options.path);
     commandRun.report.addCount("vertices", "vertices", countVertices(mesh));
     commandRun.report.addCount("triangles", "triangles", mesh.numTriangles());
-    const Box box = measureBox(mesh);
-    const zef::Vector3 shift = chooseShift(commandRun, options.output, box);
-    if (!options.output.bDouble)
-        warnOfRounding(commandRun, box, shift, zef::averageEdgeLength(mesh, commandRun.getContext()));
-    writeMeshFile(commandRun, options.output, shift, mesh);
+    writeMeshFile(commandRun, options.output, ownSpacing, mesh);
 }
 
 int runConvert(const ConvertOptions& options, CommandRun& commandRun) {

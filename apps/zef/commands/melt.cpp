@@ -16,7 +16,6 @@ struct Options {
 int runMelt(const Options& options, CommandRun& commandRun) {
     checkMeshOutput(options.output, {options.path});
     std::vector<zef::Point3> vCorners = readCorners(commandRun, options.path);
-    const Box box = measureBox(vCorners);
     zef::MeltOptions sampling = chooseSpacing(commandRun, options.sampling, vCorners);
     sampling.mend = !options.bKeepNonManifold;
     commandRun.report.addCount("input_triangles", "triangles read", vCorners.size() / 3);
@@ -26,7 +25,7 @@ int runMelt(const Options& options, CommandRun& commandRun) {
     const zef::TriangleMesh mesh = zef::melt(vCorners, sampling, commandRun.getContext());
     vCorners = {};
     commandRun.lap("seconds_melt", "melt");
-    deliverMesh(commandRun, options.output, box, sampling.spacing, mesh);
+    deliverMesh(commandRun, options.output, sampling.spacing, mesh);
     return EXIT_DONE;
 }
 

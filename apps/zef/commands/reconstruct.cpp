@@ -4,7 +4,6 @@
 #include "files/inputs.h"
 #include "files/meshes.h"
 #include "numbers.h"
-#include "reports/measure.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
 
@@ -43,13 +42,12 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     commandRun.lap("seconds_reconstruct", "reconstruct");
 
     reportCloud(commandRun.report, vPoints.size(), made);
-    const Box box = measureBox(vPoints);
     vPoints = {};
     if (!options.chain.isEmpty()) {
         runChain(commandRun, options.chain, library.mend, made.mesh);
         commandRun.lap("seconds_refine", "refine");
     }
-    deliverMesh(commandRun, options.output, box, made.spacing, made.mesh);
+    deliverMesh(commandRun, options.output, made.spacing, made.mesh);
     return EXIT_DONE;
 }
 

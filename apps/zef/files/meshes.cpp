@@ -22,21 +22,18 @@ void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
     command.add_flag("--keep-non-manifold", bKeepNonManifold, "Leave edges of more than two triangles as they are");
 }
 
-void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const zef::Vector3& shift,
-                   const zef::TriangleMesh& mesh) {
+void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh) {
+    const zef::WriteOptions options = writeOptionsOf(output, zef::middleOffset(mesh), spacing);
     commandRun.stepWriting(output.path);
-    zef::write(output.path, mesh, writeOptionsOf(output, shift), commandRun.getContext());
+    reportWritten(commandRun.report, output, zef::write(output.path, mesh, options, commandRun.getContext()));
 }
 
-void deliverMesh(CommandRun& commandRun, const OutputOptions& output, const Box& box, double detail,
-                 const zef::TriangleMesh& mesh) {
+void deliverMesh(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh) {
     commandRun.step("counting borders");
     reportMesh(commandRun.report, zef::check(mesh, commandRun.getContext()));
-    const zef::Vector3 shift = chooseShift(commandRun, output, box);
-    if (!output.bDouble) warnOfRounding(commandRun, box, shift, detail);
     commandRun.skipped();
 
-    writeMeshFile(commandRun, output, shift, mesh);
+    writeMeshFile(commandRun, output, spacing, mesh);
     commandRun.lap("seconds_write", "write");
     commandRun.reportLaps();
 }

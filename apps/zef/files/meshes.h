@@ -17,12 +17,10 @@ zef::TriangleMesh readMeshFile(CommandRun& commandRun, const std::string& path);
 // For commands that make meshes: whether what is not manifold is left as it is.
 void addMendOption(CLI::App& command, bool& bKeepNonManifold);
 
-// From here on the command cannot be cancelled.
-void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, const zef::Vector3& shift,
-                   const zef::TriangleMesh& mesh);
+// Writes the mesh and reports how; spacing as in writeOptionsOf(). From here on the
+// command cannot be cancelled.
+void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh);
 
 // How a command ends that has made a mesh: reports what is in it and the laps of the
-// command, and writes it. box: of the coordinates. detail: a length that rounding
-// should leave alone, such as the spacing.
-void deliverMesh(CommandRun& commandRun, const OutputOptions& output, const Box& box, double detail,
-                 const zef::TriangleMesh& mesh);
+// command, and writes it.
+void deliverMesh(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -95,32 +94,6 @@ bool isAnInput(const std::string& path, const std::vector<std::string>& vInputs)
     });
 }
 
-// In the middle of the box, in round numbers: steps of the power of ten below
-// its longest side.
-std::array<double, 3> middleOffset(const Box& box) {
-    const double side = box.longestSide();
-    const double step = side > 0.0 ? std::pow(10.0, std::floor(std::log10(side))) : 1.0;
-    std::array<double, 3> offset{};
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        offset[axis] = std::round((box.min[axis] + box.size(axis) / 2) / step) * step + 0.0;  // no -0
-    }
-    return offset;
-}
-
-double largestCoordinate(const Box& box, const std::array<double, 3>& offset) {
-    double largest = 0.0;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        for (const double bound : {box.min[axis], box.max[axis]}) {
-            largest = std::max(largest, std::abs(bound - offset[axis]));
-        }
-    }
-    return largest;
-}
-
-std::string offsetText(const std::array<double, 3>& offset) {
-    return shortestText(offset[0]) + " " + shortestText(offset[1]) + " " + shortestText(offset[2]);
-}
-
 }  // namespace
 
 bool isCloudOrMeshFile(const std::string& path) {
@@ -149,39 +122,28 @@ void checkOutput(const OutputOptions& output, const std::vector<std::string>& vI
     }
 }
 
-zef::Vector3 chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box) {
-    if (output.shift.empty()) return {};
-    std::array<double, 3> offset{};
-    if (!parseShift(output.shift, offset)) offset = middleOffset(box);
-    commandRun.report.add("shift", "shift taken away", offset, offsetText(offset));
-    return {offset[0], offset[1], offset[2]};
-}
-
-zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3& shift) {
+zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3& middle, double spacing) {
     zef::WriteOptions options;
-    options.doubles = output.bDouble;
-    options.offset = shift;
+    if (output.bDouble) options.precision = zef::Precision::DOUBLE;
+    if (output.bSingle) options.precision = zef::Precision::SINGLE;
+    options.spacing = spacing;
+    std::array<double, 3> shift{};
+    if (parseShift(output.shift, shift)) options.offset = {shift[0], shift[1], shift[2]};
+    if (output.shift == "auto") options.offset = middle;
     return options;
 }
 
-bool narrowsCloud(const OutputOptions& output) {
-    return !output.bDouble && !zef::formatOf(output.path).alwaysDoubles;
+void reportWritten(Report& report, const OutputOptions& output, const zef::WriteResult& written) {
+    report.addText("precision", "precision", written.doubles ? "double" : "single");
+    if (output.shift.empty() && written.offset.isDegenerate()) return;
+    const std::array<double, 3> offset{written.offset.vx, written.offset.vy, written.offset.vz};
+    const std::string text = shortestText(offset[0]) + " " + shortestText(offset[1]) + " " + shortestText(offset[2]);
+    report.add("shift", "shift taken away", offset, text);
 }
 
-void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double detail,
+void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing,
                     std::span<const zef::Point3> points) {
-    const Box box = measureBox(points);
-    const zef::Vector3 shift = chooseShift(commandRun, output, box);
-    if (narrowsCloud(output)) warnOfRounding(commandRun, box, shift, detail);
+    const zef::WriteOptions options = writeOptionsOf(output, zef::middleOffset(points), spacing);
     commandRun.stepWriting(output.path);
-    zef::write(output.path, points, writeOptionsOf(output, shift), commandRun.getContext());
-}
-
-void warnOfRounding(CommandRun& commandRun, const Box& box, const zef::Vector3& shift, double spacing) {
-    constexpr double halfStep = 1.0 / (1 << 24);  // of the float next to 1
-    constexpr double largestPart = 0.01;          // of the spacing
-    const double rounding = largestCoordinate(box, {shift.vx, shift.vy, shift.vz}) * halfStep;
-    if (!(spacing > 0.0) || rounding <= largestPart * spacing) return;
-    commandRun.warn("coordinates of this size lose up to " + numberText(rounding) + " in single precision, " +
-                    numberText(100.0 * rounding / spacing) + " % of the spacing: use --double or --shift auto");
+    reportWritten(commandRun.report, output, zef::write(output.path, points, options, commandRun.getContext()));
 }

@@ -6,7 +6,7 @@
 
 #include "CommandRun.h"
 #include "options.h"
-#include "reports/measure.h"
+#include "reports/Report.h"
 #include "zef/Point3.h"
 #include "zef/Vector3.h"
 #include "zef/files.h"
@@ -19,19 +19,13 @@ bool isCloudOrMeshFile(const std::string& path);
 // to be replaced, or its folder is missing.
 void checkOutput(const OutputOptions& output, const std::vector<std::string>& vInputs);
 
-// What --shift takes away from points in this box, 0 without it; reports it.
-zef::Vector3 chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box);
+// What the library is told for a file of this output. middle: what --shift auto takes
+// away. spacing: which rounding should leave alone; 0 if the library is to find one.
+zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3& middle, double spacing);
 
-// What the library is told for a file of this output.
-zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3& shift);
+// The precision, and what was taken away if --shift was given or the library chose to.
+void reportWritten(Report& report, const OutputOptions& output, const zef::WriteResult& written);
 
-// Whether a cloud is written with single precision.
-bool narrowsCloud(const OutputOptions& output);
-
-// Takes the shift away, warns of rounding if floats are written, and writes the
-// points. detail: a length that rounding should leave alone, such as the spacing.
-void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double detail,
+// Writes the points and reports how; spacing as above.
+void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing,
                     std::span<const zef::Point3> points);
-
-// Warns if floats would move shifted points by more than a hundredth of the spacing.
-void warnOfRounding(CommandRun& commandRun, const Box& box, const zef::Vector3& shift, double spacing);

@@ -28,19 +28,9 @@ private:
 
 }  // namespace
 
-double Box::longestSide() const {
-    return std::max({size(0), size(1), size(2)});
-}
-
 Box measureBox(std::span<const Point3> points) {
     BoxMaker maker;
     for (const Point3& p : points) maker.add(p);
-    return maker.get();
-}
-
-Box measureBox(const zef::TriangleMesh& mesh) {
-    BoxMaker maker;
-    for (const std::uint32_t index : mesh.indices) maker.add(mesh.vertices[index]);
     return maker.get();
 }
 

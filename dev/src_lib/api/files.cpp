@@ -1,5 +1,6 @@
 #include "zef/files.h"
 
+#include <limits>
 #include <utility>
 
 #include "api/calls.h"
@@ -7,9 +8,21 @@
 #include "bytes/Visualizer3.h"
 #include "io/loadCloud.h"
 #include "io/meshFormats.h"
+#include "io/precision.h"
 #include "io/saveCloud.h"
 
 namespace QUOR_ZEF {
+
+namespace {
+
+void checkOptions(const WriteOptions& options) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    checkOption("spacing", options.spacing, 0.0, infinity);
+    for (const double coord : {options.offset.vx, options.offset.vy, options.offset.vz})
+        checkOption("offset", coord, -infinity, infinity);
+}
+
+}  // namespace
 
 PointFile readPoints(const std::filesystem::path& path, const Context& context) {
     return runCall(context, [&] {
@@ -23,16 +36,28 @@ TriangleMesh readMesh(const std::filesystem::path& path, const ReadMeshOptions& 
     return runCall(context, [&] { return readMeshFile(path.string(), options); });
 }
 
-void write(const std::filesystem::path& path, const TriangleMesh& mesh, const WriteOptions& options,
-           const Context& context) {
+WriteResult write(const std::filesystem::path& path, const TriangleMesh& mesh, const WriteOptions& options,
+                  const Context& context) {
     checkIndices(mesh);
-    runCall(context, [&] { writeMeshFile(path.string(), mesh, options); });
+    checkOptions(options);
+    return runCall(context, [&] { return writeMeshFile(path.string(), mesh, options); });
 }
 
-void write(const std::filesystem::path& path, std::span<const Point3> points, const WriteOptions& options,
-           const Context& context) {
+WriteResult write(const std::filesystem::path& path, std::span<const Point3> points, const WriteOptions& options,
+                  const Context& context) {
     checkSpan(points);
-    runCall(context, [&] { saveCloud(path.string(), points, options); });
+    checkOptions(options);
+    return runCall(context, [&] { return saveCloud(path.string(), points, options); });
+}
+
+Vector3 middleOffset(std::span<const Point3> points) {
+    checkSpan(points);
+    return middleOf(points);
+}
+
+Vector3 middleOffset(const TriangleMesh& mesh) {
+    checkRange(mesh);
+    return middleOf(mesh);
 }
 
 void writeSegments(const std::filesystem::path& path, std::span<const Point3> ends, const Context& context) {

@@ -38,6 +38,11 @@ bool isIntegral(Type type) {
     return type != Type::INVALID && type != Type::FLOAT && type != Type::DOUBLE;
 }
 
+// Whether floats hold all its values.
+bool fitsFloat(Type type) {
+    return type != Type::INT && type != Type::UINT && type != Type::DOUBLE;
+}
+
 // What a line says after its first word.
 std::string restOf(std::string_view line) {
     takeWord(line);
@@ -178,7 +183,10 @@ std::shared_ptr<PlyData> PlyFileImpl::request(const std::string& elementKey,
         }
         const auto column = static_cast<std::size_t>(it - vProperties.begin());
         if (isRequested(wanted.element, column))
-            throw PlyError("element-property key has already been requested: " + elementKey + " " + key);
+            throw PlyError(std::string("element-property key has already been requested: ")
+                               .append(elementKey)
+                               .append(" ")
+                               .append(key));
         // Lists have no fixed place in a row, so each is a request of its own.
         if (it->isList() && propertyKeys.size() > 1) throw PlyError("unhandled type");
         wanted.vColumns.push_back(column);
@@ -189,7 +197,9 @@ std::shared_ptr<PlyData> PlyFileImpl::request(const std::string& elementKey,
     const Type first = vProperties[wanted.vColumns[0]].type;
     const bool bSame = std::all_of(wanted.vColumns.begin(), wanted.vColumns.end(),
                                    [&](std::size_t column) { return vProperties[column].type == first; });
-    wanted.pData->type = bSame ? first : Type::DOUBLE;
+    const bool bFloats = std::all_of(wanted.vColumns.begin(), wanted.vColumns.end(),
+                                     [&](std::size_t column) { return fitsFloat(vProperties[column].type); });
+    wanted.pData->type = bSame ? first : bFloats ? Type::FLOAT : Type::DOUBLE;
     wanted.pData->bList = vProperties[wanted.vColumns[0]].isList();
     if (!wanted.pData->bList) wanted.pData->width = wanted.vColumns.size();
     vRequests.push_back(wanted);

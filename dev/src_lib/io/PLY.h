@@ -67,7 +67,8 @@ struct PlyElement {
 // What a request found, valid after PlyFile::read() and as long as the file's
 // bytes are there. Values have the byte order of this machine.
 struct PlyData {
-    Type type = Type::INVALID;         // of all values; DOUBLE if the properties differ
+    // Of all values; where the properties differ, FLOAT if it holds them exactly, else DOUBLE.
+    Type type = Type::INVALID;
     std::size_t count = 0;             // rows
     bool bList = false;                // lists, or single values
     std::size_t width = 0;             // values in a row; 0 for lists of different lengths

@@ -185,15 +185,20 @@ private:
         PlyData& data = *step.pData;
         char* pOut = data.vBuffer.data() + row * data.stride + step.column * getWidth(data.type);
         if (data.type == step.type) return source.values(step.type, step.num, pOut);
-        for (std::size_t i = 0; i < step.num; ++i) readWidened(step.type, pOut + i * getWidth(data.type));
+        for (std::size_t i = 0; i < step.num; ++i) readWidened(step.type, data.type, pOut + i * getWidth(data.type));
     }
 
-    void readWidened(Type type, char* pOut) {
+    void readWidened(Type type, Type wideType, char* pOut) {
         visitType(type, [&](auto value) {
             char bytes[sizeof(value)];
             source.values(type, 1, bytes);
             const auto wide = static_cast<double>(loadValue<decltype(value)>(bytes));
-            std::memcpy(pOut, &wide, sizeof(wide));
+            if (wideType == Type::DOUBLE) {
+                std::memcpy(pOut, &wide, sizeof(wide));
+            } else {
+                const float wideFloat = narrow(wide);
+                std::memcpy(pOut, &wideFloat, sizeof(wideFloat));
+            }
         });
     }
 
@@ -239,6 +244,7 @@ private:
 std::vector<Step> stepsOf(const PlyFileImpl& ply, std::size_t element, bool bViewed) {
     const std::vector<PlyProperty>& vProperties = ply.vElements[element].vProperties;
     std::vector<Step> vSteps;
+    vSteps.reserve(vProperties.size());
     for (const PlyProperty& property : vProperties)
         vSteps.push_back({property.type, property.countType, 1, nullptr, 0, 0});
     for (const PlyFileImpl::Request& request : ply.vRequests) {

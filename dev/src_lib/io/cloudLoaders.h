@@ -31,6 +31,9 @@ void loadBinCloud(std::string_view bytes, PointFile& out);
 
 void keepComment(std::string_view line, PointFile& out);
 
+// The normal of the next point; zero if it is not finite.
+void addNormal(const Vector3& normal, PointFile& out);
+
 // Refuses what is no text, before it is parsed line by line.
 void checkIsText(std::string_view bytes);
 

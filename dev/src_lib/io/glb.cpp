@@ -62,7 +62,7 @@ Box boxOf(const std::vector<Point3>& vVertices) {
 // The parts of the JSON text that describe a mesh of one primitive.
 class Description {
 public:
-    Description(const TriangleMesh& mesh, bool bColor) {
+    Description(const TriangleMesh& mesh, bool bColor, const Vector3& offset) {
         const uint64 numVertices = mesh.vertices.size();
         const Box box = boxOf(mesh.vertices);
         add(numVertices * positionBytes, targetVertices, typeFloat, numVertices,
@@ -71,16 +71,18 @@ public:
             add(numVertices * colorBytes, targetVertices, typeUshort, numVertices,
                 R"("type":"VEC4","normalized":true)");
         add(mesh.numTriangles() * tripleBytes, targetIndices, typeUint, 3 * mesh.numTriangles(), R"("type":"SCALAR")");
+        if (!offset.isDegenerate()) node = R"(,"translation":)" + triple({offset.vx, offset.vy, offset.vz});
         attributes = bColor ? R"({"POSITION":0,"COLOR_0":1})" : R"({"POSITION":0})";
         indices = std::to_string(numParts - 1);
     }
-    uint64 numBytes() const { return offset; }
+    uint64 numBytes() const { return size; }
     Text text() const {
-        return R"("scenes":[{"nodes":[0]}],"nodes":[{"mesh":0}],"meshes":[{"primitives":[{"attributes":)" + attributes +
-               R"(,"indices":)" + indices + R"(,"material":0}]}],)" +
+        return R"("scenes":[{"nodes":[0]}],"nodes":[{"mesh":0)" + node +
+               R"(}],"meshes":[{"primitives":[{"attributes":)" + attributes + R"(,"indices":)" + indices +
+               R"(,"material":0}]}],)" +
                // Both sides are seen, since a surface may have borders.
                R"("materials":[{"doubleSided":true,"pbrMetallicRoughness":{"metallicFactor":0}}],)" +
-               R"("buffers":[{"byteLength":)" + std::to_string(offset) + R"(}],"bufferViews":[)" + views +
+               R"("buffers":[{"byteLength":)" + std::to_string(size) + R"(}],"bufferViews":[)" + views +
                R"(],"accessors":[)" + accessors + "]}";
     }
 
@@ -90,16 +92,16 @@ private:
             views += ",";
             accessors += ",";
         }
-        views += R"({"buffer":0,"byteOffset":)" + std::to_string(offset) + R"(,"byteLength":)" + std::to_string(bytes) +
+        views += R"({"buffer":0,"byteOffset":)" + std::to_string(size) + R"(,"byteLength":)" + std::to_string(bytes) +
                  R"(,"target":)" + std::to_string(target) + "}";
         accessors += R"({"bufferView":)" + std::to_string(numParts) + R"(,"componentType":)" + std::to_string(type) +
                      R"(,"count":)" + std::to_string(count) + "," + more + "}";
-        offset += bytes;
+        size += bytes;
         ++numParts;
     }
 
-    Text views, accessors, attributes, indices;
-    uint64 offset = 0;
+    Text views, accessors, attributes, indices, node;
+    uint64 size = 0;  // of the buffer
     int numParts = 0;
 };
 
@@ -148,7 +150,7 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     if (bEmpty) {
         json += R"("scenes":[{}]})";
     } else {
-        const Description description(mesh, bColor);
+        const Description description(mesh, bColor, options.offset);
         json += description.text();
         bufferBytes = description.numBytes();
     }

@@ -45,6 +45,8 @@ void load(const std::string& path, PointFile& out) {
     if (file.view().empty()) throw LoadError("the file is empty");
     loadByEnding(ending, file.view(), out);
     countUnused(out);
+    if (std::all_of(out.normals.begin(), out.normals.end(), [](const Vector3& v) { return v.isDegenerate(); }))
+        out.normals = {};
     out.hasColor = std::any_of(out.points.begin(), out.points.end(), [](const Point3& p) { return p.hasColor(); });
 }
 
@@ -86,6 +88,10 @@ void keepComment(std::string_view line, PointFile& out) {
     constexpr std::size_t maxComments = 100;
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (out.comments.size() < maxComments) out.comments.emplace_back(line);
+}
+
+void addNormal(const Vector3& normal, PointFile& out) {
+    out.normals.push_back(std::isfinite(normal.vx + normal.vy + normal.vz) ? normal : Vector3());
 }
 
 void checkIsText(std::string_view bytes) {

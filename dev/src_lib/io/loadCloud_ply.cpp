@@ -1,5 +1,8 @@
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <memory>
+#include <optional>
 
 #include "bytes/FileBytes.h"
 #include "bytes/textNumbers.h"
@@ -13,7 +16,6 @@ namespace {
 using PLY::PlyData;
 using PLY::PlyElement;
 using PLY::PlyFile;
-using PLY::Type;
 using Data = std::shared_ptr<PlyData>;
 
 bool hasProperties(const PlyFile& ply, const char* elementName, const std::vector<std::string>& vKeys, bool bList) {
@@ -53,6 +55,39 @@ void takePoints(const PlyData& xyz, PointFile& out) {
             out.points.emplace_back(loadValue<T>(p), loadValue<T>(p + sizeof(T)), loadValue<T>(p + 2 * sizeof(T)));
         }
     });
+}
+
+void takeNormals(const PlyData& xyz, PointFile& out) {
+    out.normals.reserve(xyz.count);
+    PLY::visitType(xyz.type, [&](auto example) {
+        using T = decltype(example);
+        const auto at = [](const char* p) { return static_cast<double>(loadValue<T>(p)); };
+        for (std::size_t i = 0; i < xyz.count; ++i) {
+            const char* p = xyz.row(i);
+            addNormal({at(p), at(p + sizeof(T)), at(p + 2 * sizeof(T))}, out);
+        }
+    });
+}
+
+// Nothing if the comment is not "viewpoint" and three finite numbers, whatever follows.
+std::optional<Point3> viewpointIn(std::string_view comment) {
+    std::string word(takeWord(comment));
+    for (char& c : word)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if (word != "viewpoint") return {};
+    std::array<double, 3> coords{};
+    for (double& coord : coords) {
+        const std::string_view number = takeWord(comment);
+        const char* pEnd = number.data() + number.size();
+        if (parseAnyNumber(number.data(), pEnd, coord) != pEnd || !std::isfinite(coord) || number.empty()) return {};
+    }
+    return Point3(coords[0], coords[1], coords[2]);
+}
+
+void takeViewpoint(const PlyFile& ply, PointFile& out) {
+    for (const auto* pTexts : {&ply.getComments(), &ply.getObjInfo()})
+        for (const std::string& text : *pTexts)
+            if (!out.viewpoint) out.viewpoint = viewpointIn(text);
 }
 
 // What full brightness is: for real numbers 1 or 255, as their values tell.
@@ -133,7 +168,7 @@ void takeFaces(const PlyData& faces, std::size_t fileSize, PointFile& out) {
 
 void noteSkipped(const PlyFile& ply, PointFile& out) {
     const PlyElement* pStrips = ply.findElement("tristrips");
-    if (pStrips && pStrips->count > 0) out.notes.push_back("Triangle strips are skipped.");
+    if (pStrips && pStrips->count > 0) out.notes.emplace_back("Triangle strips are skipped.");
 }
 
 }  // namespace
@@ -143,6 +178,7 @@ void loadPlyCloud(std::string_view bytes, PointFile& out) {
     ply.parseHeader(bytes, PLY::HeaderRule::STRICT);
     out.format = formatName(ply);
     for (const std::string& comment : ply.getComments()) keepComment(comment, out);
+    takeViewpoint(ply, out);
     if (!hasProperties(ply, "vertex", {"x", "y", "z"}, false))
         throw LoadError("the header has no element \"vertex\" with the properties x, y and z; nothing to read");
 
@@ -151,6 +187,7 @@ void loadPlyCloud(std::string_view bytes, PointFile& out) {
         ply, "vertex", {{"red", "green", "blue"}, {"diffuse_red", "diffuse_green", "diffuse_blue"}, {"r", "g", "b"}},
         false);
     const Data pAlpha = pRGB ? requestFirst(ply, "vertex", {{"alpha"}, {"a"}}, false) : nullptr;
+    const Data pNormals = requestFirst(ply, "vertex", {{"nx", "ny", "nz"}}, false);
     const Data pFaces = requestFirst(ply, "face", {{"vertex_indices"}, {"vertex_index"}}, true);
     ply.read();
     if (pXYZ->count > std::numeric_limits<std::uint32_t>::max())
@@ -158,6 +195,7 @@ void loadPlyCloud(std::string_view bytes, PointFile& out) {
     takePoints(*pXYZ, out);
     if (pRGB) takeColors(*pRGB, out.points);
     if (pAlpha) takeAlpha(*pAlpha, out.points);
+    if (pNormals) takeNormals(*pNormals, out);
     if (pFaces) takeFaces(*pFaces, bytes.size(), out);
     noteSkipped(ply, out);
 }

@@ -14,9 +14,13 @@ namespace {
 constexpr std::size_t maxColumns = 16;
 constexpr std::size_t noColumn = maxColumns;
 
+using Triple = std::array<std::size_t, 3>;
+constexpr Triple noColumns{noColumn, noColumn, noColumn};
+
 struct Columns {
-    std::array<std::size_t, 3> xyz{0, 1, 2};
-    std::array<std::size_t, 3> rgb{3, 4, 5};  // noColumn: no colour
+    Triple xyz{0, 1, 2};
+    Triple rgb{3, 4, 5};  // noColumns: no colour
+    Triple normal = noColumns;
 };
 
 // How the numbers of a line stand apart.
@@ -26,6 +30,9 @@ struct Line {
     std::array<double, maxColumns> values;
     std::size_t num = 0;      // numbers at its start
     unsigned separators = 0;  // between these numbers
+
+    bool has(const Triple& columns) const { return *std::max_element(columns.begin(), columns.end()) < num; }
+    Vector3 at(const Triple& columns) const { return {values[columns[0]], values[columns[1]], values[columns[2]]}; }
 };
 
 bool isSeparator(char c) {
@@ -76,9 +83,8 @@ std::vector<std::string> namesOf(std::string_view line) {
 }
 
 // The columns of three names; nothing if one of them is missing.
-std::optional<std::array<std::size_t, 3>> findNames(const std::vector<std::string>& vNames,
-                                                    const std::array<const char*, 3>& wanted) {
-    std::array<std::size_t, 3> columns{};
+std::optional<Triple> findNames(const std::vector<std::string>& vNames, const std::array<const char*, 3>& wanted) {
+    Triple columns{};
     for (std::size_t i = 0; i < 3; ++i) {
         const auto it = std::find(vNames.begin(), vNames.end(), wanted[i]);
         columns[i] = static_cast<std::size_t>(it - vNames.begin());
@@ -86,6 +92,75 @@ std::optional<std::array<std::size_t, 3>> findNames(const std::vector<std::strin
     }
     return columns;
 }
+
+// Three columns beside x y z, which only the whole of them tells to be colours or
+// normals. Kept while all lines have them and they may be one of these.
+class ExtraColumns {
+public:
+    enum class Meaning : std::uint8_t { NONE, NORMALS, COLORS };
+
+    bool bKept = true;
+    bool bSeemedColors = false;  // before they were dropped
+
+    // bLast: no number follows them. numRoom: of points.
+    void add(const Vector3& v, bool bLast, std::size_t numRoom) {
+        const bool bColorsBefore = lookColored();
+        for (const double value : {v.vx, v.vy, v.vz}) {
+            bWhole = bWhole && value >= 0.0 && value <= fullWord && value == std::floor(value);
+            bShares = bShares && value >= 0.0 && value <= 1.0;
+            bFraction = bFraction || value != std::floor(value);
+        }
+        bUnit = bUnit && std::abs(v.length() - 1.0) <= 1e-3;
+        bAlwaysLast = bAlwaysLast && bLast;
+        largest = {std::max(largest.vx, v.vx), std::max(largest.vy, v.vy), std::max(largest.vz, v.vz)};
+        if (vValues.empty()) vValues.reserve(numRoom);
+        vValues.push_back(v);
+        if (bWhole || bShares || bUnit) return;
+        drop();
+        bSeemedColors = bColorsBefore;
+    }
+    void drop() {
+        bSeemedColors = lookColored();
+        bKept = false;
+        vValues = {};
+    }
+    // Without names, columns that hold nothing but 0 and 1 are normals of a flat surface,
+    // or nothing.
+    Meaning meaning(bool bNamed) const {
+        if (!bKept || vValues.empty()) return Meaning::NONE;
+        if (!bNamed && bUnit && bAlwaysLast) return Meaning::NORMALS;
+        return (bNamed ? bWhole || (bShares && bFraction) : areColorsUnnamed()) ? Meaning::COLORS : Meaning::NONE;
+    }
+    std::vector<Vector3> takeNormals() { return std::move(vValues); }
+    void applyColors(std::vector<Point3>& vPoints) const {
+        const double full = !bWhole ? 1.0 : mostOf(largest) > fullByte ? fullWord : fullByte;
+        const auto toByte = [full](double value) {
+            return static_cast<std::uint8_t>(std::floor(fullByte * value / full + 0.5));
+        };
+        for (std::size_t i = 0; i < vPoints.size(); ++i)
+            vPoints[i].setColor(toByte(vValues[i].vx), toByte(vValues[i].vy), toByte(vValues[i].vz), 255);
+    }
+
+private:
+    static constexpr double fullByte = 255.0, fullWord = 65535.0;
+
+    std::vector<Vector3> vValues;
+    Vector3 largest;
+    bool bWhole = true;      // from 0 to 65535
+    bool bShares = true;     // 0 to 1
+    bool bFraction = false;  // among them
+    bool bUnit = true;       // length 1
+    bool bAlwaysLast = true;
+
+    static double mostOf(const Vector3& v) { return std::max({v.vx, v.vy, v.vz}); }
+    bool lookColored() const { return !vValues.empty() && bWhole && mostOf(largest) > 1.0; }
+    // An intensity with counts beside it is none.
+    bool areColorsUnnamed() const {
+        if (!bWhole) return bShares && bFraction && bAlwaysLast;
+        if (mostOf(largest) <= fullByte) return mostOf(largest) > 1.0;
+        return bAlwaysLast && std::min({largest.vx, largest.vy, largest.vz}) > fullByte;
+    }
+};
 
 class TextLoader {
 public:
@@ -98,7 +173,7 @@ public:
         reserveMore(out.points, std::min(numLines, rest.size() / 6 + 1));
         while (!rest.empty()) takeText(takeLine(rest));
         if (out.points.empty()) throw LoadError("no line starts with three numbers; expected x y z on each line");
-        settleColors();
+        settleExtra();
     }
 
 private:
@@ -106,17 +181,15 @@ private:
     bool bPts;
     PointFile& out;
     Columns columns;
-    bool bNamed = false;       // the columns have names
-    bool bColored = true;      // all lines so far have a colour
-    bool bAnyColored = false;  // at least one has
-    double largestChannel = 0.0;
+    bool bNamed = false;  // the columns have names
+    ExtraColumns extra;
 
     void takeText(std::string_view line) {
         const char* pEnd = line.data() + line.size();
         const char* p = skipBlanks(line.data(), pEnd);
         if (p == pEnd) return;
         const Line numbers = parseLine(p, pEnd);
-        if (numbers.num > *std::max_element(columns.xyz.begin(), columns.xyz.end())) return takePoint(numbers, p);
+        if (numbers.has(columns.xyz)) return takePoint(numbers, p);
         takeOther(std::string_view(p, static_cast<std::size_t>(pEnd - p)));
     }
 
@@ -134,7 +207,8 @@ private:
         columns.xyz = *xyz;
         auto rgb = findNames(vNames, {"r", "g", "b"});
         if (!rgb) rgb = findNames(vNames, {"red", "green", "blue"});
-        columns.rgb = rgb ? *rgb : std::array<std::size_t, 3>{noColumn, noColumn, noColumn};
+        columns.rgb = rgb.value_or(noColumns);
+        columns.normal = findNames(vNames, {"nx", "ny", "nz"}).value_or(noColumns);
     }
 
     void takePoint(const Line& line, const char* pHere) {
@@ -143,37 +217,31 @@ private:
                        "commas beside blanks or semicolons; if they are decimal commas, write decimal points instead");
         const auto& [x, y, z] = columns.xyz;
         out.points.emplace_back(line.values[x], line.values[y], line.values[z]);
-        if (bColored) takeColor(line, out.points.back());
+        if (extra.bKept && columns.rgb != noColumns) takeExtra(line);
+        if (columns.normal != noColumns) takeNormal(line);
     }
 
-    std::array<std::size_t, 3> colorColumns(const Line& line) const {
-        if (bPts && !bNamed && line.num == 7) return {4, 5, 6};
-        return columns.rgb;
+    void takeExtra(const Line& line) {
+        const Triple at = bPts && !bNamed && line.num == 7 ? Triple{4, 5, 6} : columns.rgb;
+        if (!line.has(at)) return extra.drop();
+        extra.add(line.at(at), at[2] + 1 == line.num, out.points.capacity());
     }
 
-    void takeColor(const Line& line, Point3& point) {
-        std::array<std::uint8_t, 3> rgb{};
-        const std::array<std::size_t, 3> at = colorColumns(line);
-        for (std::size_t i = 0; i < 3; ++i) {
-            const double value = at[i] < line.num ? line.values[at[i]] : -1.0;
-            bColored = bColored && value >= 0.0 && value <= 255.0 && value == std::floor(value);
-            if (!bColored) return;
-            largestChannel = std::max(largestChannel, value);
-            rgb[i] = static_cast<std::uint8_t>(value);
+    void takeNormal(const Line& line) {
+        if (out.normals.empty()) out.normals.reserve(out.points.capacity());
+        addNormal(line.has(columns.normal) ? line.at(columns.normal) : Vector3(), out);
+    }
+
+    void settleExtra() {
+        const ExtraColumns::Meaning meaning = extra.meaning(bNamed);
+        if (meaning == ExtraColumns::Meaning::NORMALS) out.normals = extra.takeNormals();
+        if (meaning == ExtraColumns::Meaning::COLORS) return extra.applyColors(out.points);
+        if (extra.bSeemedColors) {
+            out.notes.emplace_back("Colours are left out, since not all lines have them.");
+        } else if (bNamed && columns.rgb != noColumns) {
+            out.notes.emplace_back(
+                "Colours are left out, since they are neither whole numbers up to 65535 nor 0 to 1.");
         }
-        bAnyColored = true;
-        point.setColor(rgb[0], rgb[1], rgb[2], 255);
-    }
-
-    // Colour is colour when all lines have it. Columns without a name that hold
-    // nothing but 0 and 1 are normals of a flat surface.
-    void settleColors() {
-        const bool bNormals = !bNamed && largestChannel <= 1.0;
-        if (bNamed && !bAnyColored && columns.rgb[0] != noColumn)
-            out.notes.push_back("Colours are left out, since they are not whole numbers from 0 to 255.");
-        if (!bAnyColored || (bColored && !bNormals)) return;
-        if (!bNormals) out.notes.push_back("Colours are left out, since not all lines have them.");
-        for (Point3& p : out.points) p = Point3(p.px, p.py, p.pz);
     }
 };
 

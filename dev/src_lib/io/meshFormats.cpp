@@ -2,14 +2,15 @@
 #include "bytes/textNumbers.h"
 
 #include <array>
-#include <charconv>
 
 #include "bytes/AtomicFile.h"
 #include "flat/arrays.h"
+#include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "io/STL.h"
 #include "io/loadCloud.h"
 #include "io/plyMesh.h"
+#include "io/precision.h"
 
 namespace QUOR_ZEF {
 
@@ -64,22 +65,23 @@ void finish(AtomicFile& file) {
     if (!file.commit()) throw MeshFileError(file.getError());
 }
 
-// The mesh as it stands in files, in order of use.
-TriangleMesh prepared(const TriangleMesh& mesh, const Vector3& offset) {
-    TriangleMesh out = mesh;
-    renumberVertices(out, VertexOrder::FIRST_USE);
-    const bool bColor = out.hasColor();
-    for (Point3& p : out.vertices) {
+// The mesh as it stands in files.
+void prepare(TriangleMesh& mesh, const Vector3& offset) {
+    const bool bColor = mesh.hasColor();
+    for (Point3& p : mesh.vertices) {
         p.set(p - offset);
         if (bColor && !p.hasColor()) p.setColor(grey, grey, grey, 255);
     }
-    return out;
+}
+
+bool isDouble(const WriteOptions& options) {
+    return options.precision == Precision::DOUBLE;
 }
 
 void writePlyWithOptions(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options) {
     PLY::MeshLayout layout;
     if (options.text) layout.format = PLY::Format::ASCII;
-    layout.bDouble = options.doubles;
+    layout.bDouble = isDouble(options);
     layout.digits = PLY::shortest;
     layout.bColor = mesh.hasColor();
     layout.vComments = commentsOf(options);
@@ -90,15 +92,7 @@ void writePlyWithOptions(const TriangleMesh& mesh, const std::string& path, cons
 
 std::vector<std::string> commentsOf(const WriteOptions& options) {
     std::vector<std::string> vComments;
-    if (!options.offset.isDegenerate()) {
-        std::array<char, 100> text{};
-        char* p = text.data();
-        for (const double coord : {options.offset.vx, options.offset.vy, options.offset.vz}) {
-            *p++ = ' ';
-            p = std::to_chars(p, text.data() + text.size(), coord).ptr;
-        }
-        vComments.push_back("offset" + std::string(text.data(), p));
-    }
+    if (!options.offset.isDegenerate()) vComments.push_back("offset " + offsetText(options.offset));
     vComments.insert(vComments.end(), options.comments.begin(), options.comments.end());
     return vComments;
 }
@@ -109,7 +103,7 @@ void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     const bool bColor = mesh.hasColor();
     for (const Point3& p : mesh.vertices) {
         file.write("v ");
-        writePosition(file, p, options.doubles);
+        writePosition(file, p, isDouble(options));
         if (bColor) writeColor(file, p);
         file.write('\n');
     }
@@ -124,7 +118,7 @@ void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     writeComments(file, options);
     file.write(std::to_string(mesh.vertices.size()) + " " + std::to_string(mesh.numTriangles()) + " 0\n");
     for (const Point3& p : mesh.vertices) {
-        writePosition(file, p, options.doubles);
+        writePosition(file, p, isDouble(options));
         if (bColor) {
             writeColor(file, p);
             file.write(" 1");  // opaque
@@ -183,19 +177,28 @@ bool hasDoubles(const std::string& ending) {
     return ending == ".ply" || ending == ".obj" || ending == ".off";
 }
 
-void writeMeshFile(const std::string& path, const TriangleMesh& mesh, const WriteOptions& options) {
+WriteResult writeMeshFile(const std::string& path, const TriangleMesh& mesh, const WriteOptions& options) {
     const std::string ending = endingOf(path);
     if (!isMeshFormat(ending))
         throw ArgumentError(path + ": unknown ending \"" + ending + "\"; known are .ply .obj .stl .off .glb");
-    if (options.doubles && !hasDoubles(ending) && !options.text)
+    if (isDouble(options) && !hasDoubles(ending) && !(options.text && ending == ".stl"))
         throw ArgumentError(path + ": the format holds floats only; write .ply, .obj or .off, or subtract an offset");
+    TriangleMesh out = mesh;
+    renumberVertices(out, VertexOrder::FIRST_USE);
+    const double spacing = options.spacing > 0.0 ? options.spacing : meanSideLength(out);
+    CoordinatePlan plan = planCoordinates(out.vertices, spacing, hasDoubles(ending), options);
+    if (ending == ".stl" && !plan.offset.isDegenerate() && options.offset.isDegenerate())
+        plan.warning += "; STL has no place to tell it";
+    prepare(out, plan.offset);
     try {
-        writeFormat(path, ending, prepared(mesh, options.offset), options);
+        writeFormat(path, ending, out, settled(options, plan));
     } catch (const MeshFileError& error) {
         throw FileError(path + ": " + error.what());
     } catch (const PLY::PlyError& error) {
         throw FileError(path + ": " + error.what());
     }
+    if (!plan.warning.empty()) showWarning("write", path + ": " + plan.warning);
+    return {plan.bDouble && hasDoubles(ending), plan.offset};
 }
 
 }  // namespace QUOR_ZEF

@@ -14,10 +14,11 @@ struct MeshFileError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Chooses by the ending, numbers the vertices by first use and subtracts the offset,
-// which the others leave alone. Throws a FileError; ArgumentError for an ending that is none of a mesh, and
-// for doubles in a format that has none.
-void writeMeshFile(const std::string& path, const TriangleMesh& mesh, const WriteOptions& options);
+// Chooses by the ending, numbers the vertices by first use, settles the precision and
+// subtracts the offset, which the others leave alone: they take settled() options. Throws
+// a FileError; ArgumentError for an ending that is none of a mesh, and for doubles in a
+// format that has none.
+WriteResult writeMeshFile(const std::string& path, const TriangleMesh& mesh, const WriteOptions& options);
 // Whether the ending, in small letters, is one of those.
 bool isMeshFormat(const std::string& ending);
 bool hasDoubles(const std::string& ending);

@@ -9,9 +9,11 @@
 
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
+#include "frame/tools.h"
 #include "frame/types.h"
 #include "io/PLY.h"
 #include "io/meshFormats.h"
+#include "io/precision.h"
 
 namespace QUOR_ZEF {
 
@@ -57,7 +59,7 @@ void writePly(AtomicFile& file, std::span<const Point3> vPoints, const WriteOpti
     std::vector<std::array<float, 3>> vFloats;
     std::vector<Color> vColors;
     const std::size_t num = vPoints.size();
-    if (options.doubles) {
+    if (options.precision == Precision::DOUBLE) {
         vDoubles = coordinatesOf<double>(vPoints, [](double value) { return value; });
         ply.addProperties("vertex", {"x", "y", "z"}, PLY::Type::DOUBLE, num, vDoubles.data());
     } else {
@@ -114,6 +116,11 @@ void writeForm(AtomicFile& file, CloudForm form, std::span<const Point3> vPoints
     }
 }
 
+CoordinatePlan planPoints(CloudForm form, std::span<const Point3> points, const WriteOptions& options) {
+    if (form != CloudForm::PLY) return {true, options.offset, {}};
+    return planCoordinates(points, options.spacing > 0.0 ? options.spacing : roughSpacing(points), true, options);
+}
+
 }  // namespace
 
 bool isCloudName(const std::string& path) {
@@ -124,12 +131,13 @@ bool isAlwaysExact(const std::string& path) {
     return isCloudName(path) && formOf(path) != CloudForm::PLY;
 }
 
-void saveCloud(const std::string& path, std::span<const Point3> points, const WriteOptions& options) {
+WriteResult saveCloud(const std::string& path, std::span<const Point3> points, const WriteOptions& options) {
     const CloudForm form = formOf(path);
     if (form == CloudForm::UNKNOWN)
         throw ArgumentError(path +
                             ": the ending is no format of points: use .ply, .xyz, .txt, .asc, .pts, .csv or .bin");
-    const Vector3& offset = options.offset;
+    const CoordinatePlan plan = planPoints(form, points, options);
+    const Vector3& offset = plan.offset;
     std::vector<Point3> vShifted;
     if (!offset.isDegenerate()) {
         vShifted.assign(points.begin(), points.end());
@@ -137,8 +145,10 @@ void saveCloud(const std::string& path, std::span<const Point3> points, const Wr
         points = vShifted;
     }
     AtomicFile file(path);
-    if (file.isGood()) writeForm(file, form, points, options);
+    if (file.isGood()) writeForm(file, form, points, settled(options, plan));
     if (!file.commit()) throw FileError(path + ": " + file.getError());
+    if (!plan.warning.empty()) showWarning("write", path + ": " + plan.warning);
+    return {plan.bDouble, plan.offset};
 }
 
 }  // namespace QUOR_ZEF

@@ -14,6 +14,6 @@ bool isCloudName(const std::string& path);
 bool isAlwaysExact(const std::string& path);
 
 // See write(). Throws a FileError, and ArgumentError for another ending. One thread, O(n).
-void saveCloud(const std::string& path, std::span<const Point3> points, const WriteOptions& options);
+WriteResult saveCloud(const std::string& path, std::span<const Point3> points, const WriteOptions& options);
 
 }  // namespace QUOR_ZEF
