@@ -21,6 +21,8 @@ struct Options {
 
 void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstruction& made) {
     report.addCount("points", "points", numPoints);
+    if (made.numStrays > 0) report.addCount("strays", "stray points left out", made.numStrays);
+    if (made.numOutliers > 0) report.addCount("outliers", "outliers left out", made.numOutliers);
     if (made.measuredSpacing > 0.0) {
         report.addNumber("spacing", "spacing measured", made.measuredSpacing);
     } else {
@@ -28,6 +30,10 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
     }
     report.addNumber("spacing_used", "distance of the vertices", made.spacing);
     report.addCount("cells", "cells", made.numCells);
+    if (made.numRemovedPieces > 0) {
+        report.addCount("removed_pieces", "small pieces removed", made.numRemovedPieces);
+        report.addCount("removed_triangles", "triangles of small pieces", made.numRemovedTriangles);
+    }
 }
 
 int runReconstruct(const Options& options, CommandRun& commandRun) {
@@ -43,7 +49,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     commandRun.lap("seconds_reconstruct", "reconstruct");
 
     reportCloud(commandRun.report, vPoints.size(), made);
-    const Box box = measureBox(vPoints);
+    const Box box = made.numStrays > 0 ? measureBox(made.mesh) : measureBox(vPoints);
     vPoints = {};
     if (!options.chain.isEmpty()) {
         runChain(commandRun, options.chain, library.mend, made.mesh);
@@ -69,6 +75,12 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
         ->capture_default_str();
     command.add_flag("--keep-borders,!--no-keep-borders", library.keepBorders,
                      "Open borders stay where the points end, whatever --grow adds beyond them (the default), or not");
+    command.add_flag("--keep-outliers", library.keepOutliers,
+                     "Mesh stray points and points that fly off the surfaces as well");
+    command
+        .add_option("--min-piece", library.minPiece, "Remove lonely pieces of fewer triangles than this; 0 keeps all")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
 }
 
 }  // namespace

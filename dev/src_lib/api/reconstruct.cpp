@@ -13,6 +13,7 @@
 #include "geometry/PointSource.h"
 #include "grid/Calc.h"
 #include "mend/Manifold.h"
+#include "outliers/lonelyPieces.h"
 #include "parallel/sortMT.h"
 #include "smooth/colors.h"
 #include "zef/Mesh.h"
@@ -27,24 +28,27 @@ constexpr double noFeatureAngle = 361.0;
 constexpr double unlimited = std::numeric_limits<double>::infinity();
 constexpr const char* noPoints = "there are no points with finite coordinates";
 
-// What both families of entries do; bKeepBorders is of the newer one.
+// What both families of entries do; the last two are of the newer one.
 struct Job {
     double spacing, factor;
     bool bSmooth;
     int numGrowSteps;
-    bool bKeepBorders;
+    bool bKeepBorders, bKeepOutliers;
 };
 
 std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruction* pFound) {
     CloudMgr cloudMgr;
     cloudMgr.bKeepBorders = job.bKeepBorders;
+    cloudMgr.bKeepOutliers = job.bKeepOutliers;
     cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
                                   job.numGrowSteps);
     Hal hal(&cloudMgr);
     std::shared_ptr<Mesh> pMesh = hal.reconstruct();
     if (pFound) {
         const Cloud& cloud = *cloudMgr.getClouds().front();
-        pFound->numPoints = cloud.numPoints;
+        pFound->numPoints = cloud.numPoints + cloud.numStrays + cloud.numOutliers;
+        pFound->numStrays = cloud.numStrays;
+        pFound->numOutliers = cloud.numOutliers;
         pFound->measuredSpacing = cloud.getEstimatedSpacing();
         pFound->spacing = cloud.usedSpacing;
         pFound->numCells = hal.getNumCells();
@@ -66,6 +70,12 @@ void checkOptions(const ReconstructOptions& options) {
     if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
 }
 
+void removeSmallPieces(const ReconstructOptions& options, Reconstruction& result) {
+    const RemovedPieces removed = removeLonelyPieces(result.mesh, result.spacing, options.minPiece);
+    result.numRemovedPieces = removed.numPieces;
+    result.numRemovedTriangles = removed.numTriangles;
+}
+
 Reconstruction reconstructSource(const PointSource& points, const ReconstructOptions& options, const Context& context) {
     checkOptions(options);
     return runCall(context, [&] {
@@ -73,8 +83,10 @@ Reconstruction reconstructSource(const PointSource& points, const ReconstructOpt
         planReconstruction(options);
         passLicenseGate("license state", points.size());
         Reconstruction result;
-        const std::shared_ptr<Mesh> pMesh = run(
-            points, {options.spacing, options.factor, options.smooth, options.growSteps, options.keepBorders}, &result);
+        const std::shared_ptr<Mesh> pMesh = run(points,
+                                                {options.spacing, options.factor, options.smooth, options.growSteps,
+                                                 options.keepBorders, options.keepOutliers},
+                                                &result);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
@@ -85,6 +97,7 @@ Reconstruction reconstructSource(const PointSource& points, const ReconstructOpt
             makeManifold(result.mesh, mending, result.mended);
             if (result.mesh.hasColor()) completeColors(result.mesh);
         }
+        removeSmallPieces(options, result);
         finishProgress();
         return result;
     });
@@ -92,10 +105,12 @@ Reconstruction reconstructSource(const PointSource& points, const ReconstructOpt
 
 double measureSource(const PointSource& points, const Context& context) {
     return runCall(context, [&] {
-        planProgress("measuring", {{"CL_eres", 1.0}});
+        planMeasuring();
         Cloud cloud("points", -1.0, 1.0, false, -1);
+        cloud.bKeepOutliers = false;
         cloud.setPoints(points);
         if (cloud.numPoints == 0) throw NoSurfaceError(noPoints);
+        cloud.leaveOutFlyingPoints();
         cloud.estimateResolution();
         finishProgress();
         return cloud.getEstimatedSpacing();
@@ -123,12 +138,12 @@ std::uint64_t countDuplicates(const PointSource& finite) {
 }  // namespace
 
 std::shared_ptr<Mesh> reconstruct_abs(std::vector<Point3>& vPoints, bool bSmooth, double absSpacing, int numGrowSteps) {
-    return runOlder(vPoints, {absSpacing, -1.0, bSmooth, numGrowSteps, false});
+    return runOlder(vPoints, {absSpacing, -1.0, bSmooth, numGrowSteps, false, true});
 }
 
 std::shared_ptr<Mesh> reconstruct_auto(std::vector<Point3>& vPoints, bool bSmooth, double spacingFactor,
                                        int numGrowSteps) {
-    return runOlder(vPoints, {-1.0, spacingFactor, bSmooth, numGrowSteps, false});
+    return runOlder(vPoints, {-1.0, spacingFactor, bSmooth, numGrowSteps, false, true});
 }
 
 Reconstruction reconstruct(std::span<const Point3> points, const ReconstructOptions& options, const Context& context) {
@@ -154,11 +169,13 @@ double measureSpacing(const PointView& points, const Context& context) {
 PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {
     checkSpan(points);
     return runCall(context, [&] {
-        planProgress("measuring", {{"CL_eres", 1.0}});
+        planMeasuring();
         PointStatistics found;
         Cloud cloud("points", -1.0, 1.0, false, -1);
+        cloud.bKeepOutliers = false;
         cloud.setPoints(points);
-        found.numFinite = cloud.numPoints;
+        found.numStrays = cloud.numStrays;
+        found.numFinite = cloud.numPoints + cloud.numStrays;
         if (found.numFinite == 0) {
             found.fault = noPoints;
             return found;
@@ -167,6 +184,8 @@ PointStatistics measurePoints(std::span<const Point3> points, const Context& con
         found.low = {cloud.bboxMin[0], cloud.bboxMin[1], cloud.bboxMin[2]};
         found.high = {cloud.bboxMax[0], cloud.bboxMax[1], cloud.bboxMax[2]};
         try {
+            cloud.leaveOutFlyingPoints();
+            found.numOutliers = cloud.numOutliers;
             cloud.estimateResolution();
             cloud.createCalc();
             found.spacing = cloud.usedSpacing;

@@ -31,6 +31,7 @@ double CloudMgr::inputPointsViaMemory(const PointSource& points, double absSpaci
     vClouds.push_back(std::make_unique<Cloud>("inputPointsViaMemory", absSpacing, spacingFactor, bMelt, numGrowSteps));
     Cloud& cloud = *vClouds.back();
     cloud.bKeepBorders = bKeepBorders;
+    cloud.bKeepOutliers = bKeepOutliers;
     cloud.setPoints(points);
     if (bMelt) {
         cloud.preparePixelsAndFeatures(featureAngle);

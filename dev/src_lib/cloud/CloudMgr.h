@@ -13,6 +13,8 @@ class CloudMgr {
 public:
     // For clouds added from now on: whether filling leaves open rims where they are.
     bool bKeepBorders = false;
+    // And whether points that belong to no surface are meshed as well.
+    bool bKeepOutliers = true;
 
     // Adds a cloud and prepares it completely. Returns its measured spacing in
     // world units, -1 if it was given or the cloud is empty.

@@ -13,6 +13,7 @@ struct Words {
 };
 
 constexpr std::array stages = {
+    Words{"CL_out", "leaving out outliers"},
     Words{"CL_eres", "measuring the spacing"},
     Words{"SM_run", "fitting planes"},
     Words{"CL_creb", "filling and thinning cells"},
