@@ -40,7 +40,8 @@ struct ReconstructOptions {
     double spacing = 0.0;
     // 1 to 1.5 suits most scans.
     double factor = 1.3;
-    // One more pass of smoothing before vertices are made; for noisy scans.
+    // One more pass of smoothing before vertices are made; for noisy scans, and for scans
+    // that lie up to a cell apart where they overlap: without it, their surface is bumpy.
     bool smooth = false;
     // How far gaps are closed, in steps of about half a vertex distance from each
     // side; 0 leaves every gap open.
@@ -49,6 +50,11 @@ struct ReconstructOptions {
     // back, so that true borders stay where the points end. Holes close, and so do cracks
     // between pieces that go on from one to the other; sheets face to face are not joined.
     bool keepBorders = true;
+    // Whether points are meshed that belong to no surface: strays, absurdly far from all
+    // others, and points that fly, fewer than eight together and several times as far from
+    // a surface as points are apart on it. Else they are left out, and counted. Sparse
+    // parts of a scan stay in any case.
+    bool keepOutliers = false;
     // Where points lie farther apart than the grid bears, their surface is laid through them
     // as flat pieces, each as wide as the points there are apart.
     Density density = Density::AUTO;
@@ -57,6 +63,9 @@ struct ReconstructOptions {
     int levels = 4;
     // Whether the mesh is made manifold, as by mend(), and its filled places get colours.
     bool mend = true;
+    // Pieces of fewer triangles than this are removed in the end, unless such pieces lie
+    // close to each other in number; the largest piece stays in any case. 0 keeps all.
+    std::uint32_t minPiece = 30;
 };
 
 // What was found of the density of the points, and done.
@@ -74,12 +83,16 @@ struct DensityReport {
 
 struct Reconstruction {
     TriangleMesh mesh;
-    std::uint64_t numPoints = 0;    // finite points of the input
-    double measuredSpacing = -1.0;  // in the unit of the points; -1 if the spacing was given
-    double spacing = 0.0;           // edge of a grid cell, which is about the distance of the vertices
-    std::uint64_t numCells = 0;     // vertices before repair
+    std::uint64_t numPoints = 0;            // finite points of the input
+    std::uint64_t numStrays = 0;            // of them, left out since they lie absurdly far away,
+    std::uint64_t numOutliers = 0;          // and left out since they fly off the surfaces
+    double measuredSpacing = -1.0;          // in the unit of the points; -1 if the spacing was given
+    double spacing = 0.0;                   // edge of a grid cell, which is about the distance of the vertices
+    std::uint64_t numCells = 0;             // vertices before repair
     DensityReport density;
-    ManifoldReport mended;  // zeros without ReconstructOptions::mend
+    ManifoldReport mended;                  // zeros without ReconstructOptions::mend
+    std::uint64_t numRemovedPieces = 0;     // after that, see ReconstructOptions::minPiece,
+    std::uint64_t numRemovedTriangles = 0;  // and their triangles
 };
 
 // The mesh of the surface that the points lie on. They need no normals. With colours,
@@ -102,7 +115,9 @@ ZEF_API double measureSpacing(const PointView& points, const Context& context = 
 struct PointStatistics {
     std::uint64_t numFinite = 0;      // points whose coordinates are
     std::uint64_t numDuplicates = 0;  // finite points at the place of one before them
-    Point3 low, high;                 // opposite corners of the box of the finite points
+    std::uint64_t numStrays = 0;      // finite points that reconstruct() leaves out,
+    std::uint64_t numOutliers = 0;    // see Reconstruction
+    Point3 low, high;                 // opposite corners of the box of the finite points but for strays
     double spacing = -1.0;            // measured; -1 if they have none
     std::uint64_t numCells = 0;       // of a grid of that spacing that hold points
     std::string fault;                // why they have no spacing, for people; empty if they have one

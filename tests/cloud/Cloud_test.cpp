@@ -163,7 +163,7 @@ TEST(CloudRun, cellsAreTheRecordedOnesInAnyOrderOfTheInput) {
         Draws(order).shuffle(vPoints);
         planCloud();
         CloudMgr cloudMgr;
-        cloudMgr.bKeepBorders = k % 3 == 2;
+        cloudMgr.choices.bKeepBorders = k % 3 == 2;
         const double measured = cloudMgr.inputPointsViaMemory(vPoints, -1.0, 0.8 + 0.1 * (k % 5), false, 361.0, k % 2,
                                                               nullptr, 4 * static_cast<int>(k % 3));
         std::vector<Bundle*> vBundles;

@@ -139,6 +139,87 @@ TEST(Reconstruct, aCrackBetweenTwoSheetsCloses) {
     }
 }
 
+// Points that belong to no surface change nothing, unless they are asked for.
+TEST(Reconstruct, straysAndDustAreLeftOut) {
+    const std::vector<Point3> vClean = sphere(20000, 0.0);
+    const Reconstruction clean = reconstruct(vClean);
+    for (const double distance : {1.5, 1e5, 1e6}) {
+        std::vector<Point3> vPoints = vClean;
+        vPoints.insert(vPoints.begin(), Point3(distance, 0.0, 0.1));
+        vPoints.emplace_back(0.0, 0.1, -distance);
+        std::string told;
+        const Reconstruction made =
+            reconstruct(vPoints, {}, {.message = [&](Severity, std::string_view text) { told += text; }});
+        EXPECT_EQ(made.numStrays, distance > 2.0 ? 2u : 0u);
+        EXPECT_EQ(made.numOutliers, distance > 2.0 ? 0u : 2u);
+        EXPECT_EQ(told.find("2 stray points") != std::string::npos, distance > 2.0);
+        EXPECT_EQ(made.numPoints, vPoints.size());
+        EXPECT_EQ(made.mesh.vertices, clean.mesh.vertices);
+        EXPECT_EQ(made.mesh.indices, clean.mesh.indices);
+        EXPECT_EQ(measureSpacing(vPoints), clean.measuredSpacing);
+        const PointStatistics found = measurePoints(vPoints);
+        EXPECT_EQ(found.numStrays + found.numOutliers, 2u);
+        EXPECT_EQ(found.spacing, clean.measuredSpacing);
+        EXPECT_EQ(found.numFinite, vPoints.size());
+        const ReconstructOptions all{.spacing = clean.spacing, .keepOutliers = true};
+        if (distance < 2.0) {
+            EXPECT_EQ(reconstruct(vPoints, all).numOutliers, 0u);
+        } else {
+            EXPECT_THROW(reconstruct(vPoints, all), ArgumentError);
+        }
+    }
+}
+
+TEST(Reconstruct, lengthsThatCannotBeAreRefusedWithACure) {
+    for (const double scale : {1e80, 1e200, 1e-100, 1e-300, 1.0}) {
+        std::vector<Point3> vPoints = sphere(2000, 0.0);
+        for (Point3& p : vPoints) p.set(p.px * scale, p.py * scale, p.pz * scale);
+        try {
+            reconstruct(vPoints, {.spacing = scale == 1.0 ? 1e-9 : 0.0});
+            ADD_FAILURE() << scale;
+        } catch (const ArgumentError& error) {
+            EXPECT_EQ(std::string(error.what()).find("Condition"), std::string::npos) << error.what();
+        }
+    }
+}
+
+// A ball of a few cells beside a sphere, dense enough to be a surface of its own.
+TEST(Reconstruct, specksAreRemoved) {
+    std::vector<Point3> vPoints = sphere(20000, 0.0);
+    for (const Point3& p : sphere(40, 0.0)) vPoints.emplace_back(2.0 + 0.03 * p.px, 0.03 * p.py, 0.03 * p.pz);
+    const Reconstruction made = reconstruct(vPoints), all = reconstruct(vPoints, {.minPiece = 0});
+    EXPECT_EQ(check(made.mesh).numComponents, 1u);
+    EXPECT_GT(check(all.mesh).numComponents, 1u);
+    EXPECT_EQ(made.numRemovedPieces + 1, check(all.mesh).numComponents);
+    EXPECT_EQ(made.mesh.numTriangles() + made.numRemovedTriangles, all.mesh.numTriangles());
+}
+
+// Two scans that disagree by up to a cell are one layer; smoothing makes it even.
+TEST(Reconstruct, doubleLayersBecomeOne) {
+    for (const bool bTorus : {false, true}) {
+        const std::vector<Point3> vOnce = bTorus ? torus(100) : sphere(20000, 0.0);
+        const double spacing = measureSpacing(vOnce);
+        for (const double shift : {0.5, 1.0}) {
+            std::vector<Point3> vPoints = vOnce;
+            for (const Point3& p : vOnce) {
+                const double far = std::hypot(p.px, p.py), tube = bTorus ? 1.0 / far : 0.0;
+                const Vector3 out = normalize(Vector3(p.px - p.px * tube, p.py - p.py * tube, p.pz));
+                // Turned a little, so that the points do not stand above each other.
+                const Point3 q = p + out * (shift * spacing);
+                vPoints.emplace_back(q.px * 0.8 - q.py * 0.6, q.px * 0.6 + q.py * 0.8, q.pz);
+            }
+            const double half = 0.5 * shift * spacing;
+            const double area = 4.0 * M_PI * (bTorus ? M_PI * (0.4 + half) : (1.0 + half) * (1.0 + half));
+            for (const bool bSmooth : {false, true}) {
+                const MeshReport report = check(reconstruct(vPoints, {.smooth = bSmooth}).mesh);
+                EXPECT_TRUE(report.closed && report.manifold && report.numComponents == 1) << bTorus << shift;
+                EXPECT_EQ(report.euler, bTorus ? 0 : 2) << shift;
+                EXPECT_NEAR(report.area / area, 1.0, bSmooth ? 0.05 : 0.3) << bTorus << shift;
+            }
+        }
+    }
+}
+
 TEST(Reconstruct, theEntriesAreOneRoadWithDifferentSpacing) {
     std::vector<Point3> vPoints = sphere(20000, 0.001);
     const double spacing = estimateAvgSpacing(vPoints);

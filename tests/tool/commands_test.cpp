@@ -31,8 +31,8 @@ TEST(ToolInfo, tellsWhatIsInACloud) {
     ASSERT_EQ(run.status, 0) << run.err;
     const nlohmann::json report = run.report();
     EXPECT_EQ(keysOf(report), (std::set<std::string>{"file", "format", "kind", "points", "colour", "box_min", "box_max",
-                                                     "box_size", "duplicates", "non_finite", "spacing", "cells",
-                                                     "expected_bytes", "expected_time"}));
+                                                     "box_size", "duplicates", "non_finite", "strays", "outliers",
+                                                     "spacing", "cells", "expected_bytes", "expected_time"}));
     EXPECT_EQ(report["points"], 1602);
     EXPECT_EQ(report["duplicates"], 1);
     EXPECT_EQ(report["non_finite"], 1);
@@ -197,6 +197,19 @@ TEST(ToolReconstruct, givesFilledGapsAColour) {
             EXPECT_TRUE(p.r == 200 && p.g == 100 && p.b == 50) << p.px << " " << p.py;
         }
     }
+}
+
+TEST(ToolReconstruct, tellsWhatItLeftOut) {
+    const TempFolder folder;
+    const std::string in = folder.put("in.xyz", sheetText(40, 0.1) + "2 2 1\n0 0 1000000\n");
+    const std::string command = "reconstruct --json " + quoted(in) + " -o " + quoted(folder.name("out.ply"));
+    const ToolRun run = runTool(command);
+    EXPECT_EQ(run.report()["strays"], 1);
+    EXPECT_EQ(run.report()["outliers"], 1);
+    EXPECT_NE(run.err.find("Left out 1 stray points"), std::string::npos) << run.err;
+    EXPECT_EQ(run.report()["points"], 1602);
+    EXPECT_EQ(runTool(command + " --keep-outliers").status, 1);
+    EXPECT_NE(runTool(command + " --min-piece -1").err.find("--min-piece"), std::string::npos);
 }
 
 TEST(ToolReconstruct, leavesNothingBehindWhenItFails) {

@@ -83,6 +83,8 @@ int runInfo(const InfoOptions& options, CommandRun& commandRun) {
     if (found.numFinite > 0) reportBox(report, measureBox(std::array{found.low, found.high}));
     report.addCount("duplicates", "duplicate points", found.numDuplicates);
     report.addCount("non_finite", "non-finite points", file.points.size() - found.numFinite);
+    report.addCount("strays", "stray points", found.numStrays);
+    report.addCount("outliers", "outliers", found.numOutliers);
     reportSpacing(report, found);
     reportCost(report, found.numFinite);
     return EXIT_DONE;

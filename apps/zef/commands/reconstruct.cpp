@@ -20,6 +20,8 @@ struct Options {
 
 void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstruction& made) {
     report.addCount("points", "points", numPoints);
+    if (made.numStrays > 0) report.addCount("strays", "stray points left out", made.numStrays);
+    if (made.numOutliers > 0) report.addCount("outliers", "outliers left out", made.numOutliers);
     if (made.measuredSpacing > 0.0) {
         report.addNumber("spacing", "spacing measured", made.measuredSpacing);
     } else {
@@ -27,6 +29,10 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
     }
     report.addNumber("spacing_used", "distance of the vertices", made.spacing);
     report.addCount("cells", "cells", made.numCells);
+    if (made.numRemovedPieces > 0) {
+        report.addCount("removed_pieces", "small pieces removed", made.numRemovedPieces);
+        report.addCount("removed_triangles", "triangles of small pieces", made.numRemovedTriangles);
+    }
 }
 
 int runReconstruct(const Options& options, CommandRun& commandRun) {
@@ -72,6 +78,12 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
             "--levels", library.levels,
             "How often the distance of points may double until they are too sparse for a surface; 0 as in even scans")
         ->check(CLI::Range(0, 10))
+        ->capture_default_str();
+    command.add_flag("--keep-outliers", library.keepOutliers,
+                     "Mesh stray points and points that fly off the surfaces as well");
+    command
+        .add_option("--min-piece", library.minPiece, "Remove lonely pieces of fewer triangles than this; 0 keeps all")
+        ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
 }
 

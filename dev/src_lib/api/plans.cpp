@@ -52,6 +52,7 @@ void planReconstruction(const ReconstructOptions& options) {
     }
     ProgressPlan plan = {{"SM_run", options.smooth ? 28.0 : 18.0}, {"CL_creb", 8.0}};
     if (!(options.spacing > 0.0) || options.density == Density::AUTO) plan.emplace_back("CL_eres", 0.3);
+    if (!options.keepOutliers) plan.emplace_back("CL_out", 2.0);
     if (options.density != Density::EVEN) plan.emplace_back("CL_dens", options.density == Density::AUTO ? 2.0 : 15.0);
     if (options.growSteps > 0) {
         plan[1].second = 22.0;
@@ -60,6 +61,10 @@ void planReconstruction(const ReconstructOptions& options) {
     addRepair(plan);
     if (options.mend) addMending(plan);
     planProgress("Reconstruct", plan);
+}
+
+void planMeasuring() {
+    planProgress("measuring", {{"CL_out", 5.0}, {"CL_eres", 1.0}});
 }
 
 void planSpacing() {

@@ -13,6 +13,7 @@
 #include "geometry/PointSource.h"
 #include "grid/Calc.h"
 #include "mend/Manifold.h"
+#include "outliers/lonelyPieces.h"
 #include "parallel/sortMT.h"
 #include "smooth/colors.h"
 #include "zef/Mesh.h"
@@ -28,28 +29,26 @@ constexpr double unlimited = std::numeric_limits<double>::infinity();
 constexpr double maxLevels = 10.0;
 constexpr const char* noPoints = "there are no points with finite coordinates";
 
-// What both families of entries do; the last three are of the newer one.
+// What both families of entries do; the choices are of the newer one.
 struct Job {
     double spacing, factor;
     bool bSmooth;
     int numGrowSteps;
-    bool bKeepBorders;
-    Density density = Density::EVEN;
-    int numDensityLevels = 0;
+    ScanChoices choices;
 };
 
 std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruction* pFound) {
     CloudMgr cloudMgr;
-    cloudMgr.bKeepBorders = job.bKeepBorders;
-    cloudMgr.density = job.density;
-    cloudMgr.numDensityLevels = job.numDensityLevels;
+    cloudMgr.choices = job.choices;
     cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
                                   job.numGrowSteps);
     Hal hal(&cloudMgr);
     std::shared_ptr<Mesh> pMesh = hal.reconstruct();
     if (pFound) {
         const Cloud& cloud = *cloudMgr.getClouds().front();
-        pFound->numPoints = cloud.numPoints;
+        pFound->numPoints = cloud.numPoints + cloud.numStrays + cloud.numOutliers;
+        pFound->numStrays = cloud.numStrays;
+        pFound->numOutliers = cloud.numOutliers;
         pFound->measuredSpacing = cloud.getEstimatedSpacing();
         pFound->spacing = cloud.usedSpacing;
         pFound->numCells = hal.getNumCells();
@@ -73,6 +72,12 @@ void checkOptions(const ReconstructOptions& options) {
     checkOption("levels", options.levels, 0.0, maxLevels);
 }
 
+void removeSmallPieces(const ReconstructOptions& options, Reconstruction& result) {
+    const RemovedPieces removed = removeLonelyPieces(result.mesh, result.spacing, options.minPiece);
+    result.numRemovedPieces = removed.numPieces;
+    result.numRemovedTriangles = removed.numTriangles;
+}
+
 Reconstruction reconstructSource(const PointSource& points, const ReconstructOptions& options, const Context& context) {
     checkOptions(options);
     return runCall(context, [&] {
@@ -80,10 +85,14 @@ Reconstruction reconstructSource(const PointSource& points, const ReconstructOpt
         planReconstruction(options);
         passLicenseGate("license state", points.size());
         Reconstruction result;
-        const std::shared_ptr<Mesh> pMesh = run(points,
-                                                {options.spacing, options.factor, options.smooth, options.growSteps,
-                                                 options.keepBorders, options.density, options.levels},
-                                                &result);
+        const std::shared_ptr<Mesh> pMesh =
+            run(points,
+                {options.spacing,
+                 options.factor,
+                 options.smooth,
+                 options.growSteps,
+                 {options.keepBorders, options.keepOutliers, options.density, options.levels}},
+                &result);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
@@ -94,6 +103,7 @@ Reconstruction reconstructSource(const PointSource& points, const ReconstructOpt
             makeManifold(result.mesh, mending, result.mended);
             if (result.mesh.hasColor()) completeColors(result.mesh);
         }
+        removeSmallPieces(options, result);
         finishProgress();
         return result;
     });
@@ -101,10 +111,12 @@ Reconstruction reconstructSource(const PointSource& points, const ReconstructOpt
 
 double measureSource(const PointSource& points, const Context& context) {
     return runCall(context, [&] {
-        planProgress("measuring", {{"CL_eres", 1.0}});
+        planMeasuring();
         Cloud cloud("points", -1.0, 1.0, false, -1);
+        cloud.choices.bKeepOutliers = false;
         cloud.setPoints(points);
         if (cloud.numPoints == 0) throw NoSurfaceError(noPoints);
+        cloud.leaveOutFlyingPoints();
         cloud.estimateResolution();
         finishProgress();
         return cloud.getEstimatedSpacing();
@@ -132,12 +144,12 @@ std::uint64_t countDuplicates(const PointSource& finite) {
 }  // namespace
 
 std::shared_ptr<Mesh> reconstruct_abs(std::vector<Point3>& vPoints, bool bSmooth, double absSpacing, int numGrowSteps) {
-    return runOlder(vPoints, {absSpacing, -1.0, bSmooth, numGrowSteps, false});
+    return runOlder(vPoints, {absSpacing, -1.0, bSmooth, numGrowSteps, {}});
 }
 
 std::shared_ptr<Mesh> reconstruct_auto(std::vector<Point3>& vPoints, bool bSmooth, double spacingFactor,
                                        int numGrowSteps) {
-    return runOlder(vPoints, {-1.0, spacingFactor, bSmooth, numGrowSteps, false});
+    return runOlder(vPoints, {-1.0, spacingFactor, bSmooth, numGrowSteps, {}});
 }
 
 Reconstruction reconstruct(std::span<const Point3> points, const ReconstructOptions& options, const Context& context) {
@@ -163,11 +175,13 @@ double measureSpacing(const PointView& points, const Context& context) {
 PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {
     checkSpan(points);
     return runCall(context, [&] {
-        planProgress("measuring", {{"CL_eres", 1.0}});
+        planMeasuring();
         PointStatistics found;
         Cloud cloud("points", -1.0, 1.0, false, -1);
+        cloud.choices.bKeepOutliers = false;
         cloud.setPoints(points);
-        found.numFinite = cloud.numPoints;
+        found.numStrays = cloud.numStrays;
+        found.numFinite = cloud.numPoints + cloud.numStrays;
         if (found.numFinite == 0) {
             found.fault = noPoints;
             return found;
@@ -176,6 +190,8 @@ PointStatistics measurePoints(std::span<const Point3> points, const Context& con
         found.low = {cloud.bboxMin[0], cloud.bboxMin[1], cloud.bboxMin[2]};
         found.high = {cloud.bboxMax[0], cloud.bboxMax[1], cloud.bboxMax[2]};
         try {
+            cloud.leaveOutFlyingPoints();
+            found.numOutliers = cloud.numOutliers;
             cloud.estimateResolution();
             cloud.createCalc();
             found.spacing = cloud.usedSpacing;

@@ -4,13 +4,18 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <sstream>
 #include <utility>
 
 #include "frame/License.h"
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/Plane.h"
 #include "grid/Calc.h"
+#include "grid/codeSets.h"
+#include "outliers/flyingPoints.h"
+#include "outliers/strays.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 #include "sampling/Smooth.h"
@@ -18,6 +23,8 @@
 namespace QUOR_ZEF {
 
 namespace {
+
+constexpr int fineLevels = 20;  // of a grid that tells points apart
 
 // The highest level at which two different codes of adjacent cells in Z-order part.
 int highestDifferingLevel(uint64 code0, uint64 code1) {
@@ -73,6 +80,7 @@ void Cloud::setPoints(PointSource points) {
     numPoints = input.size();
     if (input.empty()) return;
     measureBox();
+    if (!choices.bKeepOutliers) leaveOutStrays();
     if (!bMelt) return;
     vPoints.resize(input.size());
     for (std::size_t i = 0; i < vPoints.size(); ++i) vPoints[i] = input[i];
@@ -91,6 +99,62 @@ void Cloud::measureBox() {
     }
 }
 
+double Cloud::getExtent() const {
+    return std::max({bboxMax[0] - bboxMin[0], bboxMax[1] - bboxMin[1], bboxMax[2] - bboxMin[2]});
+}
+
+void Cloud::leaveOut(const std::vector<std::size_t>& vPositions) {
+    if (vPositions.empty()) return;
+    input.leaveOut(vPositions);
+    numPoints = input.size();
+    measureBox();
+}
+
+void Cloud::leaveOutStrays() {
+    const std::vector<std::size_t> vStrays = findStrays(input, getExtent());
+    numStrays = vStrays.size();
+    if (vStrays.empty()) return;
+    const Point3 first = input[vStrays.front()];
+    std::ostringstream text;
+    text << "Left out " << numStrays << " stray points, each 100 times as far away as the others extend, such as ("
+         << first.px << ", " << first.py << ", " << first.pz << "): delete them from the scan, or keep outliers";
+    showWarning(where(__PRETTY_FUNCTION__, __LINE__), text.str());
+    leaveOut(vStrays);
+}
+
+void Cloud::leaveOutFlyingPoints() {
+    if (choices.bKeepOutliers) return;
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_out", 3);
+    pProgress->tick();
+    const double side = getExtent();
+    if (side > 0.0 && std::isfinite(side)) {
+        const Calc fine(bboxMin[0], bboxMin[1], bboxMin[2], side, side, side, fineLevels);
+        std::vector<uint64> vCCD = getCCDs(fine);
+        sortMT(vCCD.begin(), vCCD.end());
+        pProgress->tick();
+        // Points of one surface lie in blocks of this side that touch.
+        const int level = medianSeparationLevel(vCCD) + 1;
+        if (level > 0) leaveOutBlocks(findFlyingBlocks(vCCD, level), fine, level);
+    }
+    pProgress->finish(true);
+}
+
+void Cloud::leaveOutBlocks(const std::vector<uint64>& vBlocks, const Calc& calc, int level) {
+    if (vBlocks.empty()) return;
+    constexpr std::size_t minChunk = 10'000;
+    const auto vChunks =
+        parallelChunkResults<std::vector<std::size_t>>(input.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<std::size_t> vFlying;
+            for (std::size_t i = begin; i < end; ++i)
+                if (containsCode(vBlocks, calc.getCCD(input[i]) >> 3 * level)) vFlying.push_back(i);
+            return vFlying;
+        });
+    std::vector<std::size_t> vPositions;
+    for (const auto& vFlying : vChunks) vPositions.insert(vPositions.end(), vFlying.begin(), vFlying.end());
+    numOutliers = vPositions.size();
+    leaveOut(vPositions);
+}
+
 void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
     passLicenseGate("prepareScanPoints", numPoints);
     ASSEX(!bMelt);
@@ -101,6 +165,7 @@ void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
     if (pGivenCalc) {
         pCalc = std::make_unique<Calc>(*pGivenCalc);
     } else {
+        leaveOutFlyingPoints();
         estimateResolution();
         const bool bUneven = isUneven();
         createCalc();
@@ -121,16 +186,16 @@ void Cloud::estimateResolution() {
     }
     estimatedSpacing = measureSpacing();
     usedSpacing = estimatedSpacing * spacingFactor;
+    checkScale();
 }
 
 double Cloud::measureSpacing() {
-    constexpr int fineLevels = 20;
     constexpr double surfacePerBlock = 1.307025;  // squared side of a block / the area that crosses it on average
     constexpr double regularSpacing = 1.5396;     // area per point to squared spacing of a regular arrangement
 
     Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_eres", 6);
     pProgress->tick();
-    const double side = std::max({bboxMax[0] - bboxMin[0], bboxMax[1] - bboxMin[1], bboxMax[2] - bboxMin[2]});
+    const double side = getExtent();
     ASSEX(side>0 && "give a spacing: the cloud's own could not be measured");
     ASSEX(std::isfinite(side) && "the box of the cloud is too large for double precision: scale the coordinates");
     const Calc fine(bboxMin[0], bboxMin[1], bboxMin[2], side, side, side, fineLevels);
@@ -162,13 +227,16 @@ std::vector<uint64> Cloud::getCCDs(const Calc& calc) const {
 
 void Cloud::createCalc() {
     constexpr double margin = 5000.0;  // cells on each side
+    checkScale();
     ASSEX(usedSpacing>0);
     checkResolution();
-    const double extent = std::max({bboxMax[0] - bboxMin[0], bboxMax[1] - bboxMin[1], bboxMax[2] - bboxMin[2]});
+    const double extent = getExtent();
     const double numReqC = std::ceil(extent / usedSpacing) + 2.0 * margin;
     // A count beyond any grid must not reach the conversion to int.
     const double neededLevel = std::min(std::log2(numReqC), 1000.0);
     int level = static_cast<int>(neededLevel) + 1;
+    if (getRun())
+        ASSEX(level<=MAXLEVELS && "the spacing is too fine for the extent of the points: give a larger one, or cut off what lies far away");
     if (level > MAXLEVELS) {
         showWarning(where(__PRETTY_FUNCTION__, __LINE__), "BaseLevel out of range: " + std::to_string(level));
         level = MAXLEVELS;
@@ -181,6 +249,14 @@ void Cloud::createCalc() {
     ASSEX(numCReal>=numReqC);
     const double side = usedSpacing * numCReal;
     pCalc = std::make_unique<Calc>(bboxMin[0], bboxMin[1], bboxMin[2], side, side, side, level);
+}
+
+// Fourth powers of a cell, which planes need, must be doubles. The older entries fail where
+// they meet the first one that is not.
+void Cloud::checkScale() const {
+    constexpr double largest = 1e60;
+    if (getRun())
+        ASSEX(usedSpacing>=1.0/largest && usedSpacing<=largest && "lengths of this size are beyond double precision: scale the coordinates");
 }
 
 // Cells must be told apart by the doubles that the coordinates are.

@@ -19,6 +19,14 @@ class Calc;
 class RemoveDecider_RCD;
 class Smooth;
 
+// How scans are treated; what nobody asks for is as in the older entries.
+struct ScanChoices {
+    bool bKeepBorders = false;  // gaps are filled without moving open borders
+    bool bKeepOutliers = true;  // false: strays and flying points are left out
+    Density density = Density::EVEN;
+    int numLevels = 0;  // see ReconstructOptions::levels
+};
+
 // One point set on its way from raw input to one Bundle per occupied cell.
 //
 // Scans: setPoints, then prepareScanPoints. Triangles: setPoints, then
@@ -28,23 +36,23 @@ class Smooth;
 // time; sorts and transforms run on the pool.
 class Cloud {
 public:
-    int numGrowSteps;           // 0 or below: gaps stay open
-    bool bKeepBorders = false;  // gaps are filled without moving open borders
-    std::string name;           // for messages
-    double absSpacing;          // the cell size asked for, world units; 0 or below: measure it
-    double spacingFactor;       // multiplier on the measured spacing
-    bool bMelt;                 // the points are triangle corners
-    Density density = Density::EVEN;
-    int numDensityLevels = 0;  // see ReconstructOptions::levels
+    int numGrowSteps;      // 0 or below: gaps stay open
+    ScanChoices choices;   // of scans
+    std::string name;      // for messages
+    double absSpacing;     // the cell size asked for, world units; 0 or below: measure it
+    double spacingFactor;  // multiplier on the measured spacing
+    bool bMelt;            // the points are triangle corners
     DensityReport foundDensity;
-    uint64 numPoints = 0;            // finite points of the input
-    double estimatedSpacing = -1.0;  // measured, world units; -1 until measured
-    double usedSpacing = -1.0;       // the grid's; -1 until settled
-    std::unique_ptr<Calc> pCalc;     // null until the grid stands
-    PointSource input;               // the finite points, where they lie
-    std::vector<Point3> vPoints;     // of triangles: the corners, then the samples; of uneven scans those with points
-                                     // added; none once the samples stand
-    std::vector<Bundle*> vBundles;   // the result, in the pools below
+    uint64 numPoints = 0;                   // finite points of the input that are not left out
+    uint64 numStrays = 0, numOutliers = 0;  // those that are
+    double estimatedSpacing = -1.0;         // measured, world units; -1 until measured
+    double usedSpacing = -1.0;              // the grid's; -1 until settled
+    std::unique_ptr<Calc> pCalc;            // null until the grid stands
+    PointSource input;                      // the finite points, where they lie
+    // Of triangles: the corners, then the samples; of uneven scans: the points and those
+    // added. None once the samples stand.
+    std::vector<Point3> vPoints;
+    std::vector<Bundle*> vBundles;  // the result, in the pools below
     SimplePool<Bundle> bundlePool;
     SimplePool<Point3> pointPool;
     std::array<double, 3> bboxMin{}, bboxMax{};  // world units; widened by createCalc
@@ -59,9 +67,14 @@ public:
     Cloud& operator=(const Cloud&) = delete;
 
     // Takes the finite points and measures their box. Others are left out, with one
-    // warning that counts them; of triangle corners, with their triangle. Borrowed until
-    // the Bundles stand; corners are copied.
+    // warning that counts them; of triangle corners, with their triangle. Strays as well,
+    // unless outliers are kept, with another warning. Borrowed until the Bundles stand;
+    // corners are copied.
     void setPoints(PointSource points);
+
+    // Unless outliers are kept, leaves out what flies off the surfaces and measures the
+    // box again. Takes the progress child "CL_out". The spacing, if given, has no say.
+    void leaveOutFlyingPoints();
 
     // Everything up to the Bundles. pGivenCalc: a grid to copy, or null to lay one.
     // Without points it warns and leaves everything empty.
@@ -132,11 +145,16 @@ public:
 
 private:
     void measureBox();
+    double getExtent() const;  // the longest side of the box
+    void leaveOutStrays();
+    void leaveOut(const std::vector<std::size_t>& vPositions);
+    void leaveOutBlocks(const std::vector<uint64>& vBlocks, const Calc& calc, int level);
     double measureSpacing();
     double measureUnsupportedShare();
     void warnOfBudget(int numLevels) const;
     void makeBundlesOfSamples();
     void makeBundles(const std::vector<RCDPoint>& vCells);
+    void checkScale() const;
     void checkResolution() const;
 };
 

@@ -30,9 +30,7 @@ double CloudMgr::inputPointsViaMemory(const PointSource& points, double absSpaci
                                       double featureAngle, bool bSmooth, Calc* pCalc, int numGrowSteps) {
     vClouds.push_back(std::make_unique<Cloud>("inputPointsViaMemory", absSpacing, spacingFactor, bMelt, numGrowSteps));
     Cloud& cloud = *vClouds.back();
-    cloud.bKeepBorders = bKeepBorders;
-    cloud.density = density;
-    cloud.numDensityLevels = numDensityLevels;
+    cloud.choices = choices;
     cloud.setPoints(points);
     if (bMelt) {
         cloud.preparePixelsAndFeatures(featureAngle);

@@ -11,11 +11,7 @@ namespace QUOR_ZEF {
 // adds exactly one cloud, and only the first is read. A short-lived local object.
 class CloudMgr {
 public:
-    // For clouds added from now on: whether filling leaves open rims where they are.
-    bool bKeepBorders = false;
-    // And how sparse parts are served; see ReconstructOptions.
-    Density density = Density::EVEN;
-    int numDensityLevels = 0;
+    ScanChoices choices;  // for clouds added from now on
 
     // Adds a cloud and prepares it completely. Returns its measured spacing in
     // world units, -1 if it was given or the cloud is empty.

@@ -52,8 +52,8 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>
     std::vector<uint64> vAllRCD;
     std::vector<uint64> vAllRmg;
     getRCD2Point(vSamples, vRemainingRCDPoint, vAllRCD);
-    const GapCloser gapCloser(*pCalc, numGrowSteps, bKeepBorders);
-    if (numGrowSteps > 0 && bKeepBorders) gapCloser.closePinholes(vAllRCD, vRemainingRCDPoint);
+    const GapCloser gapCloser(*pCalc, numGrowSteps, choices.bKeepBorders);
+    if (numGrowSteps > 0 && choices.bKeepBorders) gapCloser.closePinholes(vAllRCD, vRemainingRCDPoint);
     pruneBorders(vRemainingRCDPoint, vAllRCD, vAllRmg);
     std::vector<uint64>().swap(vAllRCD);
     keepListed(vAllRmg, vRemainingRCDPoint);
@@ -78,7 +78,7 @@ void Cloud::getRCD2Point(std::vector<Point3>& vSamples, std::vector<RCDPoint>& v
 
 void Cloud::pruneBorders(std::vector<RCDPoint>& vRCDPoint, std::vector<uint64>& vAllRCD, std::vector<uint64>& vAllRmg) {
     // With borders kept, what fills gaps takes cells off the rim for itself only.
-    const int numLastPasses = numGrowSteps > 0 && !bKeepBorders ? 1 : 0;
+    const int numLastPasses = numGrowSteps > 0 && !choices.bKeepBorders ? 1 : 0;
     RemoveDecider_RCD decider(&vAllRCD, pCalc.get());
     std::vector<uint64> vKept, vDoomed;
     decider.pruneLayered(vRCDPoint, vAllRCD, vKept, vDoomed, false, true, numLastPasses);

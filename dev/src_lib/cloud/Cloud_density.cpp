@@ -27,10 +27,10 @@ double getMaxCells(uint64 numPoints) {
 }  // namespace
 
 bool Cloud::isUneven() {
-    if (density == Density::EVEN) return false;
+    if (choices.density == Density::EVEN) return false;
     Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_dens", 4);
-    if (density == Density::AUTO) foundDensity.unsupportedShare = measureUnsupportedShare();
-    foundDensity.uneven = density == Density::UNEVEN || foundDensity.unsupportedShare >= maxUnsupported;
+    if (choices.density == Density::AUTO) foundDensity.unsupportedShare = measureUnsupportedShare();
+    foundDensity.uneven = choices.density == Density::UNEVEN || foundDensity.unsupportedShare >= maxUnsupported;
     if (!foundDensity.uneven) pProgress->finish(true);
     return foundDensity.uneven;
 }
@@ -40,8 +40,7 @@ double Cloud::measureUnsupportedShare() {
     constexpr double margin = 2.0;  // cells, so that all have neighbours
     const double spacing = estimatedSpacing > 0.0 ? estimatedSpacing : measureSpacing();
     const double cell = evenFactor * spacing;
-    const double extent = std::max({bboxMax[0] - bboxMin[0], bboxMax[1] - bboxMin[1], bboxMax[2] - bboxMin[2]});
-    const double numCells = extent / cell + 2.0 * margin + 1.0;
+    const double numCells = getExtent() / cell + 2.0 * margin + 1.0;
     // Points that far from each other are sparse in any case.
     if (!(numCells < std::ldexp(1.0, MAXLEVELS))) return 1.0;
     const int level = static_cast<int>(std::ceil(std::log2(numCells)));
@@ -57,7 +56,7 @@ double Cloud::measureUnsupportedShare() {
 void Cloud::serveSparseParts() {
     Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_dens", 4);
     constexpr int maxTries = 4;
-    int numLevels = numDensityLevels;
+    int numLevels = choices.numLevels;
     for (int numTries = 1;; ++numTries) {
         const PointGrid pointGrid(input, *pCalc);
         pProgress->tick();
@@ -88,8 +87,8 @@ void Cloud::serveSparseParts() {
 // In words, what of the wish could not be met.
 void Cloud::warnOfBudget(int numLevels) const {
     std::ostringstream text;
-    if (numLevels < numDensityLevels)
-        text << "Sparse parts were served up to level " << numLevels << " of " << numDensityLevels
+    if (numLevels < choices.numLevels)
+        text << "Sparse parts were served up to level " << numLevels << " of " << choices.numLevels
              << ", since the grid is too fine for more: give a larger spacing";
     if (foundDensity.coarsening > 1.0)
         text << "The grid was made " << foundDensity.coarsening

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace QUOR_ZEF {
 
@@ -36,6 +37,23 @@ std::size_t PointSource::keepFinite(std::size_t groupSize) {
         for (std::size_t k = i; k < end && bFinite; ++k) vCounting.push_back(k);
     }
     return num - vCounting.size();
+}
+
+void PointSource::leaveOut(std::span<const std::size_t> vPositions) {
+    if (vPositions.empty()) return;
+    if (bAll) {
+        vCounting.resize(num);
+        std::iota(vCounting.begin(), vCounting.end(), std::size_t{0});
+        bAll = false;
+    }
+    std::size_t to = 0, next = 0;
+    for (std::size_t i = 0; i < vCounting.size(); ++i) {
+        if (next < vPositions.size() && vPositions[next] == i)
+            ++next;
+        else
+            vCounting[to++] = vCounting[i];
+    }
+    vCounting.resize(to);
 }
 
 }  // namespace QUOR_ZEF

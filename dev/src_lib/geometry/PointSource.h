@@ -27,6 +27,8 @@ public:
     // Leaves out the points that are not finite, or the groups of so many of which one
     // is not. Returns how many points that are. O(n).
     std::size_t keepFinite(std::size_t groupSize);
+    // Leaves out the points at these positions, which ascend. O(n).
+    void leaveOut(std::span<const std::size_t> vPositions);
 
 private:
     const double* pXYZ = nullptr;
