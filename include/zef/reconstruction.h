@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "zef/Point3.h"
 #include "zef/PointView.h"
 #include "zef/TriangleMesh.h"
+#include "zef/Vector3.h"
 #include "zef/errors.h"
 #include "zef/export.h"
 #include "zef/meshCheck.h"
@@ -27,6 +29,24 @@ namespace QUOR_ZEF {
 
 // ---- from points to a mesh
 
+// What settled which way a piece of the mesh faces. Closed pieces face outward, by VOLUME,
+// also a room around its viewpoint. Each open piece goes by the first of these that tells:
+//   VIEWPOINT  it looks to ReconstructOptions::viewpoint, most of its area
+//   NORMALS    it looks to where the normals of the points near it point, most of them
+//   VOLUME     it is nearly closed, and faces outward
+//   TERRAIN    heights, along z, spread little beside the horizontal: it looks up
+//   AGREEMENT  all pieces look to one place, as in the scan of one view; that from which
+//              most area shows one side, least is hidden behind other pieces and there
+//              are the fewest gaps between them. Of several, where the pieces bulge to.
+// The first two do not tell of a piece on which their votes cancel out: a viewpoint of a
+// nearly closed piece below half of its area in sight, normals below a tenth of them. The
+// last two ask all open pieces together; where others went by a viewpoint or by normals,
+// what is left agrees with these.
+enum class SideRule : std::uint8_t { NONE, VIEWPOINT, NORMALS, VOLUME, TERRAIN, AGREEMENT };
+
+// For people: "viewpoint", "normals", "volume", "terrain", "agreement", and "none".
+ZEF_API const char* wordOf(SideRule rule);
+
 struct ReconstructOptions {
     // Distance of the mesh vertices, in the unit of the points; 0: the spacing of the
     // points is measured and multiplied by the factor.
@@ -42,8 +62,15 @@ struct ReconstructOptions {
     // back, so that true borders stay where the points end. Holes close, and so do cracks
     // between pieces that go on from one to the other; sheets face to face are not joined.
     bool keepBorders = true;
-    // Whether the mesh is made manifold, as by mend(), and its filled places get colours.
+    // Whether the mesh is made manifold, as by mend(), its pieces are turned to one side,
+    // and its filled places get colours.
     bool mend = true;
+    // Where the scanner stood, if all points were seen from there; in the coordinates of
+    // the points.
+    std::optional<Point3> viewpoint = std::nullopt;
+    // One for each point, of any length, to the outside; or none. Borrowed for the call.
+    // They come before those of a PointView. Zero and what is not finite does not count.
+    std::span<const Vector3> normals = {};
 };
 
 struct Reconstruction {
@@ -53,11 +80,17 @@ struct Reconstruction {
     double spacing = 0.0;           // edge of a grid cell, which is about the distance of the vertices
     std::uint64_t numCells = 0;     // vertices before repair
     ManifoldReport mended;          // zeros without ReconstructOptions::mend
+    // What settled the sides of most of the area, NONE without ReconstructOptions::mend,
+    // and how many pieces were turned, after they were mended.
+    SideRule sideRule = SideRule::NONE;
+    std::uint64_t numTurnedPieces = 0;
 };
 
-// The mesh of the surface that the points lie on. They need no normals. With colours,
-// the vertices get some, also those of filled gaps.
-// Throws ArgumentError for a spacing or a factor that cannot work, NoSurfaceError if
+// The mesh of the surface that the points lie on. They need no normals; where there are
+// some, they only help to tell the sides. With colours, the vertices get some, also
+// those of filled gaps.
+// Throws ArgumentError for a spacing or a factor that cannot work, a viewpoint that is
+// not finite, and a number of normals that is not that of the points; NoSurfaceError if
 // there are no points or no surface comes out of them.
 // O(n log n); about 3 microseconds and 1 kB a point.
 ZEF_API Reconstruction reconstruct(std::span<const Point3> points, const ReconstructOptions& options = {},
