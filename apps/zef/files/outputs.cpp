@@ -152,7 +152,7 @@ void checkOutput(const OutputOptions& output, const std::vector<std::string>& vI
 zef::Vector3 chooseShift(CommandRun& commandRun, const OutputOptions& output, const Box& box) {
     if (output.shift.empty()) return {};
     std::array<double, 3> offset{};
-    if (!parseShift(output.shift, offset)) offset = middleOffset(box);
+    if (!parseThree(output.shift, offset)) offset = middleOffset(box);
     commandRun.report.add("shift", "shift taken away", offset, offsetText(offset));
     return {offset[0], offset[1], offset[2]};
 }
