@@ -38,6 +38,7 @@ namespace QUOR_ZEF {
 //   AGREEMENT  all pieces look to one place, as in the scan of one view; that from which
 //              most area shows one side, least is hidden behind other pieces and there
 //              are the fewest gaps between them. Of several, where the pieces bulge to.
+//              The pieces agree then, but their common side can be the inner one.
 // The first two do not tell of a piece on which their votes cancel out: a viewpoint of a
 // nearly closed piece below half of its area in sight, normals below a tenth of them. The
 // last two ask all open pieces together; where others went by a viewpoint or by normals,

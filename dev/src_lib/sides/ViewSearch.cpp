@@ -7,14 +7,15 @@
 #include <utility>
 
 #include "parallel/parallelTransform.h"
+#include "sides/Picture.h"
 #include "sides/Vote.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t maxSamples = 6000;
-constexpr std::size_t minStride = 4;  // else the search would tell in runs on small clouds
+constexpr std::size_t maxSamples = 4000;
+constexpr std::size_t minStride = 6;  // else the search would tell in runs on small clouds
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
 constexpr double maxHeight = 0.25;  // spread of the heights of terrain, over that of the horizontal
@@ -24,68 +25,9 @@ constexpr double hiddenBy = 0.08;   // so much farther; grazing surface spreads 
 constexpr double noise = 1e-9;      // of scores: what differs by less is as good
 constexpr std::size_t numRefined = 6;
 constexpr int numRounds = 2;
-constexpr double numBins = 48.0;      // across the sheets, in a picture of them
+constexpr double numBins = 40.0;      // across the sheets, in a picture of them
 constexpr double clearCosine = 0.1;   // what shows a side at less than that counts in part
-constexpr double bulgeWeight = 0.05;  // of the bulging, beside shares of area
-
-// Of a direction, on the faces of a cube around its start.
-std::size_t binOf(const Vector3& way, std::size_t numPerFace) {
-    const int axis = way.getMaxAbsIndex();
-    const std::array<double, 3> c = {way.vx, way.vy, way.vz};
-    const auto at = [&](std::size_t i) { return c[i % 3]; };
-    const auto first = static_cast<std::size_t>(axis);
-    const auto num = static_cast<double>(numPerFace);
-    const auto indexOf = [&](double value) {
-        const double scaled = (value / std::abs(at(first)) + 1.0) * 0.5 * num;
-        return static_cast<std::size_t>(std::clamp(scaled, 0.0, num - 1.0));
-    };
-    const std::size_t face = 2 * first + (at(first) < 0.0 ? 1 : 0);
-    return (face * numPerFace + indexOf(at(first + 1))) * numPerFace + indexOf(at(first + 2));
-}
-
-// Whether what lies in the bin at a distance is behind something there, and around too: at
-// the outline of what is in front, a bin holds some of both.
-bool isHidden(const std::vector<double>& vNearest, std::size_t numPerFace, std::size_t bin, double before) {
-    if (vNearest[bin] >= before) return false;
-    const auto isInSight = [&](std::size_t other) { return vNearest[other] >= before && vNearest[other] < infinity; };
-    const std::size_t x = bin % numPerFace, y = bin / numPerFace % numPerFace;
-    return !(x > 0 && isInSight(bin - 1)) && !(x + 1 < numPerFace && isInSight(bin + 1)) &&
-           !(y > 0 && isInSight(bin - numPerFace)) && !(y + 1 < numPerFace && isInSight(bin + numPerFace));
-}
-
-// The share of a picture that is empty between what is filled, both along its rows and
-// along its columns. vNearest: of its bins, infinity for empty ones.
-double gapsIn(const std::vector<double>& vNearest, std::size_t numPerFace) {
-    const std::size_t num = numPerFace / 2;  // sparse samples leave single bins empty
-    std::vector<std::uint8_t> vFilled(num * num), vBetween(num * num);
-    double numFilled = 0.0, numGaps = 0.0;
-    const auto markBetween = [&](std::size_t start, std::size_t step) {
-        std::size_t first = num, last = 0;
-        for (std::size_t i = 0; i < num; ++i) {
-            if (!vFilled[start + i * step]) continue;
-            first = std::min(first, i);
-            last = i;
-        }
-        for (std::size_t i = first; i < last; ++i) ++vBetween[start + i * step];
-    };
-    for (std::size_t face = 0; face < 6; ++face) {
-        std::fill(vFilled.begin(), vFilled.end(), std::uint8_t{0});
-        std::fill(vBetween.begin(), vBetween.end(), std::uint8_t{0});
-        const double* const pFace = vNearest.data() + face * numPerFace * numPerFace;
-        for (std::size_t y = 0; y < 2 * num; ++y)
-            for (std::size_t x = 0; x < 2 * num; ++x)
-                if (pFace[y * numPerFace + x] < infinity) vFilled[y / 2 * num + x / 2] = 1;
-        for (std::size_t i = 0; i < num; ++i) {
-            markBetween(i * num, 1);
-            markBetween(i, num);
-        }
-        for (std::size_t i = 0; i < vFilled.size(); ++i) {
-            numFilled += vFilled[i];
-            numGaps += !vFilled[i] && vBetween[i] == 2 ? 1.0 : 0.0;
-        }
-    }
-    return numGaps / (numFilled + numGaps);
-}
+constexpr double bulgeWeight = 0.03;  // of the bulging, beside shares of area
 
 }  // namespace
 
@@ -166,7 +108,7 @@ std::vector<ViewSearch::Place> ViewSearch::places() const {
             for (const double x : {1.0, 0.0, -1.0}) {
                 const Vector3 direction = normalize(Vector3(x, y, z));
                 if (direction.isDegenerate()) continue;
-                for (const double reach : {0.25, 0.5, 1.0})
+                for (const double reach : {0.25, 0.5, 1.0, 2.0})
                     vPlaces.push_back({centre + direction * (reach * diagonal)});
             }
     return vPlaces;
@@ -217,25 +159,22 @@ double ViewSearch::scoreOf(const Point3& place) const {
     return clear / totalSize - lossOf(place) + (totalReach > 0.0 ? bulgeWeight * bulge / totalReach : 0.0);
 }
 
+// What is hidden, as a share of the area, and the gaps, as one of the picture.
 double ViewSearch::lossOf(const Point3& place) const {
-    // From two half diagonals the sheets fill about a face of the cube, from farther less.
-    const auto numPerFace =
-        static_cast<std::size_t>(numBins * std::max(1.0, 2.0 * (place - centre).length() / diagonal));
-    std::vector<double> vNearest(6 * numPerFace * numPerFace, infinity);
+    // From half a diagonal the sheets fill about a face of the cube, from farther less.
+    const double scale = std::max(1.0, 2.0 * (place - centre).length() / diagonal);
+    Picture picture(static_cast<std::size_t>(numBins * scale));
     std::vector<std::pair<std::size_t, double>> vSeen;  // bin and distance, by sample
     vSeen.reserve(vSamples.size());
     for (const Sample& sample : vSamples) {
         const Vector3 way = sample.middle - place;
-        const double distance = way.length();
-        vSeen.emplace_back(distance > 0.0 ? binOf(way, numPerFace) : 0, distance);
-        double& nearest = vNearest[vSeen.back().first];
-        nearest = std::min(nearest, distance);
+        const double distance = std::max(way.length(), std::numeric_limits<double>::min());
+        vSeen.emplace_back(picture.add(way, distance), distance);
     }
     double hidden = 0.0;
     for (std::size_t i = 0; i < vSeen.size(); ++i)
-        if (isHidden(vNearest, numPerFace, vSeen[i].first, vSeen[i].second - hiddenBy * diagonal))
-            hidden += vSamples[i].size;
-    return hidden / totalSize + gapsIn(vNearest, numPerFace);
+        if (picture.isHidden(vSeen[i].first, vSeen[i].second - hiddenBy * diagonal)) hidden += vSamples[i].size;
+    return hidden / totalSize + picture.shareOfGaps();
 }
 
 }  // namespace QUOR_ZEF

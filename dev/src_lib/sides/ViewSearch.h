@@ -26,7 +26,7 @@ public:
     // The place, around the sheets or among them, from where most area shows one side,
     // piece by piece, least is hidden behind something else, and the picture has the
     // fewest gaps: what is in front fills the shadow that it throws. What is as good goes
-    // to where the sheets bulge, and then upwards. Tries 150 places; uses the task pool.
+    // to where the sheets bulge, and then upwards. Tries 180 places; uses the task pool.
     Point3 findViewpoint() const;
 
 private:
