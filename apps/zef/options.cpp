@@ -9,7 +9,7 @@ namespace {
 
 std::string checkShift(const std::string& text) {
     std::array<double, 3> shift;
-    return text == "auto" || parseShift(text, shift) ? "" : "--shift wants three numbers or the word auto";
+    return text == "auto" || parseThree(text, shift) ? "" : "--shift wants three numbers or the word auto";
 }
 
 }  // namespace
@@ -40,13 +40,13 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional
         ->check(checkShift);
 }
 
-bool parseShift(const std::string& text, std::array<double, 3>& shift) {
+bool parseThree(const std::string& text, std::array<double, 3>& numbers) {
     std::size_t start = 0;
     for (std::size_t axis = 0; axis < 3; ++axis) {
         if (start > text.size()) return false;
         const std::size_t end = std::min(text.find(',', start), text.size());
         const std::string number = text.substr(start, end - start);
-        if (!parseNumber(number, shift[axis])) return false;
+        if (!parseNumber(number, numbers[axis])) return false;
         start = end + 1;
     }
     return start == text.size() + 1;
@@ -55,10 +55,10 @@ bool parseShift(const std::string& text, std::array<double, 3>& shift) {
 std::vector<std::string> reversedArguments(int argc, const char* const* argv) {
     std::vector<std::string> vArguments(argv + 1, argv + std::max(argc, 1));
     for (std::size_t i = 0; i + 3 < vArguments.size(); ++i) {
-        if (vArguments[i] != "--shift") continue;
+        if (vArguments[i] != "--shift" && vArguments[i] != "--viewpoint") continue;
         const std::string joined = vArguments[i + 1] + "," + vArguments[i + 2] + "," + vArguments[i + 3];
-        std::array<double, 3> shift;
-        if (!parseShift(joined, shift)) continue;
+        std::array<double, 3> numbers;
+        if (!parseThree(joined, numbers)) continue;
         vArguments[i + 1] = joined;
         const auto second = vArguments.begin() + static_cast<std::ptrdiff_t>(i) + 2;
         vArguments.erase(second, second + 2);

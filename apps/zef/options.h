@@ -26,9 +26,9 @@ void addTalkOptions(CLI::App& command, TalkOptions& talk);
 // bPositional: the name may also stand without -o.
 void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional);
 
-// "x,y,z" as numbers. False if it is anything else.
-bool parseShift(const std::string& text, std::array<double, 3>& shift);
+// "x,y,z" as finite numbers. False if it is anything else.
+bool parseThree(const std::string& text, std::array<double, 3>& numbers);
 
 // The arguments of the program, last first as CLI11 takes them, with the three
-// numbers behind --shift joined to one word.
+// numbers behind --shift or --viewpoint joined to one word.
 std::vector<std::string> reversedArguments(int argc, const char* const* argv);

@@ -12,6 +12,8 @@ struct PointView {
     std::size_t stride = 3;                // from point to point, in doubles; at least 3
     const std::uint8_t* colors = nullptr;  // red green blue alpha of the first point; null for none
     std::size_t colorStride = 4;           // from point to point, in bytes; at least 4
+    const double* normals = nullptr;       // x y z of the first point, see reconstruct(); null for none
+    std::size_t normalStride = 3;          // from point to point, in doubles; at least 3
 };
 
 }  // namespace QUOR_ZEF

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "zef/Point3.h"
 #include "zef/PointView.h"
 #include "zef/TriangleMesh.h"
+#include "zef/Vector3.h"
 #include "zef/errors.h"
 #include "zef/export.h"
 #include "zef/meshCheck.h"
@@ -33,6 +35,24 @@ enum class Density : std::uint8_t {
     EVEN,    // the grid alone
     UNEVEN,  // sparse parts get points, see ReconstructOptions::levels
 };
+// What settled which way a piece of the mesh faces. Closed pieces face outward, by VOLUME,
+// also a room around its viewpoint. Each open piece goes by the first of these that tells:
+//   VIEWPOINT  it looks to ReconstructOptions::viewpoint, most of its area
+//   NORMALS    it looks to where the normals of the points near it point, most of them
+//   VOLUME     it is nearly closed, and faces outward
+//   TERRAIN    heights, along z, spread little beside the horizontal: it looks up
+//   AGREEMENT  all pieces look to one place, as in the scan of one view; that from which
+//              most area shows one side, least is hidden behind other pieces and there
+//              are the fewest gaps between them. Of several, where the pieces bulge to.
+//              The pieces agree then, but their common side can be the inner one.
+// The first two do not tell of a piece on which their votes cancel out: a viewpoint of a
+// nearly closed piece below half of its area in sight, normals below a tenth of them. The
+// last two ask all open pieces together; where others went by a viewpoint or by normals,
+// what is left agrees with these.
+enum class SideRule : std::uint8_t { NONE, VIEWPOINT, NORMALS, VOLUME, TERRAIN, AGREEMENT };
+
+// For people: "viewpoint", "normals", "volume", "terrain", "agreement", and "none".
+ZEF_API const char* wordOf(SideRule rule);
 
 struct ReconstructOptions {
     // Distance of the mesh vertices, in the unit of the points; 0: the spacing of the
@@ -61,11 +81,18 @@ struct ReconstructOptions {
     // How often the distance of points may double, from the edge of a grid cell on, until
     // they are too few for a surface; 0 to 10.
     int levels = 4;
-    // Whether the mesh is made manifold, as by mend(), and its filled places get colours.
+    // Whether the mesh is made manifold, as by mend(), its pieces are turned to one side,
+    // and its filled places get colours.
     bool mend = true;
     // Pieces of fewer triangles than this are removed in the end, unless such pieces lie
     // close to each other in number; the largest piece stays in any case. 0 keeps all.
     std::uint32_t minPiece = 30;
+    // Where the scanner stood, if all points were seen from there; in the coordinates of
+    // the points.
+    std::optional<Point3> viewpoint = std::nullopt;
+    // One for each point, of any length, to the outside; or none. Borrowed for the call.
+    // They come before those of a PointView. Zero and what is not finite does not count.
+    std::span<const Vector3> normals = {};
 };
 
 // What was found of the density of the points, and done.
@@ -83,21 +110,27 @@ struct DensityReport {
 
 struct Reconstruction {
     TriangleMesh mesh;
-    std::uint64_t numPoints = 0;            // finite points of the input
-    std::uint64_t numStrays = 0;            // of them, left out since they lie absurdly far away,
-    std::uint64_t numOutliers = 0;          // and left out since they fly off the surfaces
-    double measuredSpacing = -1.0;          // in the unit of the points; -1 if the spacing was given
-    double spacing = 0.0;                   // edge of a grid cell, which is about the distance of the vertices
-    std::uint64_t numCells = 0;             // vertices before repair
+    std::uint64_t numPoints = 0;    // finite points of the input
+    std::uint64_t numStrays = 0;    // of them, left out since they lie absurdly far away,
+    std::uint64_t numOutliers = 0;  // and left out since they fly off the surfaces
+    double measuredSpacing = -1.0;  // in the unit of the points; -1 if the spacing was given
+    double spacing = 0.0;           // edge of a grid cell, which is about the distance of the vertices
+    std::uint64_t numCells = 0;     // vertices before repair
     DensityReport density;
     ManifoldReport mended;                  // zeros without ReconstructOptions::mend
     std::uint64_t numRemovedPieces = 0;     // after that, see ReconstructOptions::minPiece,
     std::uint64_t numRemovedTriangles = 0;  // and their triangles
+    // What settled the sides of most of the area, NONE without ReconstructOptions::mend,
+    // and how many pieces were turned, after they were mended.
+    SideRule sideRule = SideRule::NONE;
+    std::uint64_t numTurnedPieces = 0;
 };
 
-// The mesh of the surface that the points lie on. They need no normals. With colours,
-// the vertices get some, also those of filled gaps.
-// Throws ArgumentError for a spacing or a factor that cannot work, NoSurfaceError if
+// The mesh of the surface that the points lie on. They need no normals; where there are
+// some, they only help to tell the sides. With colours, the vertices get some, also
+// those of filled gaps.
+// Throws ArgumentError for a spacing or a factor that cannot work, a viewpoint that is
+// not finite, and a number of normals that is not that of the points; NoSurfaceError if
 // there are no points or no surface comes out of them.
 // O(n log n); about 3 microseconds and 1 kB a point.
 ZEF_API Reconstruction reconstruct(std::span<const Point3> points, const ReconstructOptions& options = {},

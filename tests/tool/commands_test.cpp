@@ -167,13 +167,29 @@ TEST(ToolReconstruct, writesAMeshThatCheckCountsAlike) {
     EXPECT_EQ(keysOf(report),
               (std::set<std::string>{"points", "spacing", "spacing_used", "cells", "vertices", "triangles",
                                      "border_edges", "border_loops", "non_manifold_edges", "seconds_read",
-                                     "seconds_reconstruct", "seconds_write", "peak_bytes", "precision", "stages"}));
+                                     "seconds_reconstruct", "seconds_write", "peak_bytes", "precision", "stages",
+                                     "sides", "turned_pieces"}));
+    EXPECT_EQ(report["sides"], "terrain");
     EXPECT_FALSE(report["stages"].empty());
     EXPECT_NEAR(report["spacing_used"].get<double>(), 1.3 * report["spacing"].get<double>(), 1e-9);
     const ToolRun check = runTool("check --json " + out);
     EXPECT_EQ(check.status, 1) << "a sheet is open";
     for (const char* const key : {"vertices", "triangles", "border_edges", "border_loops", "non_manifold_edges"}) {
         EXPECT_EQ(check.report()[key], report[key]) << key;
+    }
+}
+
+TEST(ToolReconstruct, turnsTheMeshToTheViewpoint) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("sheet.xyz", sheetText(40, 0.1))), out = folder.name("mesh.ply");
+    const ToolRun run = runTool("reconstruct --json --viewpoint 2 2 -9.5 " + in + " -o " + quoted(out));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.report()["sides"], "viewpoint");
+    EXPECT_EQ(run.report()["turned_pieces"], 1);
+    for (const char* const wrong : {"nan 0 0", "1,2,inf", "1 2", "1,2,3 --keep-non-manifold"}) {
+        const ToolRun refused = runTool("reconstruct " + in + " -o " + quoted(out) + " --viewpoint " + wrong);
+        EXPECT_EQ(refused.status, 2) << wrong;
+        EXPECT_NE(refused.err.find("--viewpoint "), std::string::npos) << refused.err;
     }
 }
 

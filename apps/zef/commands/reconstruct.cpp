@@ -1,9 +1,12 @@
+#include <array>
+
 #include "chain.h"
 #include "commands/commands.h"
 #include "failures.h"
 #include "files/inputs.h"
 #include "files/meshes.h"
 #include "numbers.h"
+#include "options.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
 
@@ -12,6 +15,7 @@ namespace {
 struct Options {
     std::vector<std::string> vInputs;
     zef::ReconstructOptions library;
+    std::string viewpoint;  // empty or "x,y,z"
     bool bKeepNonManifold = false;
     Chain chain;
     OutputOptions output;
@@ -33,9 +37,26 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
         report.addCount("removed_pieces", "small pieces removed", made.numRemovedPieces);
         report.addCount("removed_triangles", "triangles of small pieces", made.numRemovedTriangles);
     }
+    if (made.sideRule == zef::SideRule::NONE) return;
+    report.addText("sides", "sides by", zef::wordOf(made.sideRule));
+    report.addCount("turned_pieces", "pieces turned", made.numTurnedPieces);
+}
+
+std::string checkViewpoint(const std::string& text) {
+    std::array<double, 3> at;
+    return parseThree(text, at) ? "" : "--viewpoint wants three finite numbers";
+}
+
+// What the files themselves know of the sides of their points belongs here too, below
+// what the options say.
+void addSides(const Options& options, zef::ReconstructOptions& library) {
+    std::array<double, 3> at{};
+    if (parseThree(options.viewpoint, at)) library.viewpoint = zef::Point3(at[0], at[1], at[2]);
 }
 
 int runReconstruct(const Options& options, CommandRun& commandRun) {
+    if (options.bKeepNonManifold && !options.viewpoint.empty())
+        throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
     checkMeshOutput(options.output, options.vInputs);
     std::vector<zef::Point3> vPoints = readPoints(commandRun, options.vInputs);
     commandRun.lap("seconds_read", "read");
@@ -43,6 +64,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     commandRun.step("reconstructing");
     zef::ReconstructOptions library = options.library;
     library.mend = !options.bKeepNonManifold;
+    addSides(options, library);
     zef::Reconstruction made = zef::reconstruct(vPoints, library, commandRun.getContext());
     if (!library.mend) zef::fillColors(made.mesh, commandRun.getContext());
     commandRun.lap("seconds_reconstruct", "reconstruct");
@@ -94,6 +116,11 @@ void addReconstruct(Commands& commands) {
     CLI::App& command = *commands.app.add_subcommand("reconstruct", "Make a triangle mesh from one or more scans");
     command.add_option("IN", pOptions->vInputs, "Files of points, taken together")->required();
     addLibraryOptions(command, pOptions->library);
+    command
+        .add_option("--viewpoint", pOptions->viewpoint,
+                    "Where the scanner stood, in the coordinates of the points: open pieces of the mesh look there")
+        ->type_name("x y z")
+        ->check(checkViewpoint);
     addMendOption(command, pOptions->bKeepNonManifold);
     addChainOptions(command, pOptions->chain);
     addOutputOptions(command, pOptions->output, false);

@@ -128,7 +128,7 @@ zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3
     if (output.bSingle) options.precision = zef::Precision::SINGLE;
     options.spacing = spacing;
     std::array<double, 3> shift{};
-    if (parseShift(output.shift, shift)) options.offset = {shift[0], shift[1], shift[2]};
+    if (parseThree(output.shift, shift)) options.offset = {shift[0], shift[1], shift[2]};
     if (output.shift == "auto") options.offset = middle;
     return options;
 }

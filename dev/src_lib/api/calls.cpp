@@ -53,6 +53,7 @@ void checkView(const PointView& view) {
     if (!view.xyz) throw ArgumentError("points.xyz is null, with a count of " + std::to_string(view.count));
     if (view.stride < 3) throw ArgumentError("points.stride must be 3 or more doubles");
     if (view.colors && view.colorStride < 4) throw ArgumentError("points.colorStride must be 4 or more bytes");
+    if (view.normals && view.normalStride < 3) throw ArgumentError("points.normalStride must be 3 or more doubles");
 }
 
 void checkSpan(std::span<const Point3> points, const std::string& name) {

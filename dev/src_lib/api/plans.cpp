@@ -59,7 +59,10 @@ void planReconstruction(const ReconstructOptions& options) {
         plan.emplace_back("CL_fill", options.keepBorders ? 27.0 : 300.0);
     }
     addRepair(plan);
-    if (options.mend) addMending(plan);
+    if (options.mend) {
+        addMending(plan);
+        plan.emplace_back("SD_turn", 1.0);
+    }
     planProgress("Reconstruct", plan);
 }
 

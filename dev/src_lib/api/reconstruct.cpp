@@ -1,6 +1,9 @@
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <limits>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -15,6 +18,7 @@
 #include "mend/Manifold.h"
 #include "outliers/lonelyPieces.h"
 #include "parallel/sortMT.h"
+#include "sides/turnPieces.h"
 #include "smooth/colors.h"
 #include "zef/Mesh.h"
 #include "zef/reconstruction.h"
@@ -66,10 +70,18 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
     return pMesh;
 }
 
-void checkOptions(const ReconstructOptions& options) {
+void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
     checkOption("spacing", options.spacing, 0.0, unlimited);
     if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
     checkOption("levels", options.levels, 0.0, maxLevels);
+    if (options.viewpoint) {
+        const Point3& p = *options.viewpoint;
+        if (!std::isfinite(p.px) || !std::isfinite(p.py) || !std::isfinite(p.pz))
+            throw ArgumentError("viewpoint has a coordinate that is not finite");
+    }
+    if (!options.normals.empty() && options.normals.size() != numPoints)
+        throw ArgumentError("normals: " + std::to_string(options.normals.size()) + " for " + std::to_string(numPoints) +
+                            " points; give one for each, or none");
 }
 
 void removeSmallPieces(const ReconstructOptions& options, Reconstruction& result) {
@@ -78,8 +90,20 @@ void removeSmallPieces(const ReconstructOptions& options, Reconstruction& result
     result.numRemovedTriangles = removed.numTriangles;
 }
 
-Reconstruction reconstructSource(const PointSource& points, const ReconstructOptions& options, const Context& context) {
-    checkOptions(options);
+void mendAndTurn(Reconstruction& result, const ReconstructOptions& options, const PointNormals& normals) {
+    ManifoldOptions mending;
+    mending.fillHoles = options.growSteps > 0;
+    const MeshPieces pieces = makeManifold(result.mesh, mending, result.mended);
+    const TurnedPieces turned = turnPieces(result.mesh, pieces, {options.viewpoint, normals, result.spacing});
+    result.sideRule = turned.rule;
+    result.numTurnedPieces = turned.num;
+    if (result.mesh.hasColor()) completeColors(result.mesh);
+}
+
+Reconstruction reconstructSource(const PointSource& points, PointNormals normals, const ReconstructOptions& options,
+                                 const Context& context) {
+    checkOptions(options, points.size());
+    if (!options.normals.empty()) normals = {&points, &options.normals.front().vx, sizeof(Vector3) / sizeof(double)};
     return runCall(context, [&] {
         passLicenseGate("reconstruct", points.size());
         planReconstruction(options);
@@ -97,12 +121,7 @@ Reconstruction reconstructSource(const PointSource& points, const ReconstructOpt
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
         result.mesh = pMesh->releaseTriangles();
-        if (options.mend) {
-            ManifoldOptions mending;
-            mending.fillHoles = options.growSteps > 0;
-            makeManifold(result.mesh, mending, result.mended);
-            if (result.mesh.hasColor()) completeColors(result.mesh);
-        }
+        if (options.mend) mendAndTurn(result, options, normals);
         removeSmallPieces(options, result);
         finishProgress();
         return result;
@@ -154,12 +173,18 @@ std::shared_ptr<Mesh> reconstruct_auto(std::vector<Point3>& vPoints, bool bSmoot
 
 Reconstruction reconstruct(std::span<const Point3> points, const ReconstructOptions& options, const Context& context) {
     checkSpan(points);
-    return reconstructSource(points, options, context);
+    return reconstructSource(points, {}, options, context);
 }
 
 Reconstruction reconstruct(const PointView& points, const ReconstructOptions& options, const Context& context) {
     checkView(points);
-    return reconstructSource(points, options, context);
+    const PointSource source = points;
+    return reconstructSource(source, {&source, points.normals, points.normalStride}, options, context);
+}
+
+const char* wordOf(SideRule rule) {
+    constexpr std::array words = {"none", "viewpoint", "normals", "volume", "terrain", "agreement"};
+    return words.at(static_cast<std::size_t>(rule));
 }
 
 double measureSpacing(std::span<const Point3> points, const Context& context) {

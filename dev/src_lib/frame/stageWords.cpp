@@ -45,6 +45,7 @@ constexpr std::array stages = {
     Words{"MF_loops", "closing small holes"},
     Words{"MF_renew", "renewing faulty places"},
     Words{"MF_face", "facing outwards"},
+    Words{"SD_turn", "facing one side"},
     Words{"CK_mesh", "checking edges and vertices"},
     Words{"SI_cells", "sorting triangles"},
     Words{"SI_pairs", "comparing triangles"},

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <memory>
 #include <tuple>
+#include <utility>
 
 #include "flat/EdgeTable.h"
 #include "flat/triangleSides.h"
@@ -40,7 +41,7 @@ public:
           vDead(mesh_.numTriangles()),
           edges(mesh_.indices, mesh_.vertices.size()) {}
 
-    void run() {
+    MeshPieces run() {
         stage.tick();
         removeDuplicates();
         stage.tick();
@@ -58,8 +59,9 @@ public:
         report.numNonManifoldEdges = pPatches->vMany.size();
         splitVertices();
         stage.tick();
-        face();
+        MeshPieces pieces = face();
         stage.finish();
+        return pieces;
     }
 
 private:
@@ -316,14 +318,16 @@ private:
         return num;
     }
 
-    void face() {
+    MeshPieces face() {
         std::vector<std::uint8_t> vFlip(vDead.size());
         for (std::uint32_t t = 0; t < vFlip.size(); ++t) vFlip[t] = !vDead[t] && pPatches->isFlipped(t);
-        const MeshComponents components = findComponents();
+        MeshComponents components = findComponents();
         pPatches.reset();
         stage.tick();
         report.numComponents = components.num;
-        report.numClosedComponents = faceOutward(mesh, components, vFlip);
+        MeshPieces pieces{{}, faceOutward(mesh, components, vFlip)};
+        report.numClosedComponents =
+            static_cast<std::size_t>(std::count(pieces.vKind.begin(), pieces.vKind.end(), PieceKind::CLOSED));
         stage.tick();
         for (std::size_t t = 0; t < vFlip.size(); ++t) {
             if (!vFlip[t] || vDead[t]) continue;
@@ -331,6 +335,9 @@ private:
             ++report.numReversedTriangles;
         }
         removeTriangles(mesh.indices, vDead);
+        pieces.vNumber = std::move(components.vNumber);
+        std::erase(pieces.vNumber, none);
+        return pieces;
     }
 
     // Two sides that were cut apart can still share both vertices, and so an edge.
@@ -372,9 +379,9 @@ private:
 
 }  // namespace
 
-void makeManifold(TriangleMesh& mesh, const ManifoldOptions& options, ManifoldReport& report) {
+MeshPieces makeManifold(TriangleMesh& mesh, const ManifoldOptions& options, ManifoldReport& report) {
     report = ManifoldReport();
-    ManifoldMaker(mesh, options, report).run();
+    return ManifoldMaker(mesh, options, report).run();
 }
 
 }  // namespace QUOR_ZEF

@@ -1,7 +1,5 @@
 #include "mend/outsides.h"
 
-#include <algorithm>
-
 #include "frame/types.h"
 #include "geometry/freeFunctions.h"
 #include "store/DisjointSets.h"
@@ -35,14 +33,16 @@ public:
           vSums(components_.num),
           vOpen(components_.num) {}
 
-    std::size_t face() {
+    std::vector<PieceKind> face() {
         for (const std::uint32_t side : vBorder) vOpen[vNumber[side / 3]] = true;
         sumMiddles();
         sumTriangles();
         sumCaps();
         for (std::uint32_t t = 0; t < mesh.numTriangles(); ++t)
             if (isTriangle(t) && facesInward(vNumber[t])) vFlip[t] ^= 1;
-        return static_cast<std::size_t>(std::count(vOpen.begin(), vOpen.end(), false));
+        std::vector<PieceKind> vKind;
+        for (std::uint32_t number = 0; number < vSums.size(); ++number) vKind.push_back(kindOf(number));
+        return vKind;
     }
 
 private:
@@ -107,9 +107,14 @@ private:
         }
     }
 
+    PieceKind kindOf(std::uint32_t number) const {
+        if (!vOpen[number]) return PieceKind::CLOSED;
+        return vSums[number].capArea < maxCaps * vSums[number].area ? PieceKind::BODY : PieceKind::SHEET;
+    }
+
     bool facesInward(std::uint32_t number) const {
         const Sums& sums = vSums[number];
-        if (!vOpen[number] || sums.capArea < maxCaps * sums.area) return sums.volume < 0.0;
+        if (kindOf(number) != PieceKind::SHEET) return sums.volume < 0.0;
         if (sums.lean.length() < minLean * sums.area) return sums.excess > 0;
         return sums.lean.getCartesian(sums.lean.getMaxAbsIndex()) < 0.0;
     }
@@ -117,7 +122,8 @@ private:
 
 }  // namespace
 
-std::size_t faceOutward(const TriangleMesh& mesh, const MeshComponents& components, std::vector<std::uint8_t>& vFlip) {
+std::vector<PieceKind> faceOutward(const TriangleMesh& mesh, const MeshComponents& components,
+                                   std::vector<std::uint8_t>& vFlip) {
     return OutsideFinder(mesh, components, vFlip).face();
 }
 

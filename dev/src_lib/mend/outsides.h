@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
+#include "flat/MeshPieces.h"
 #include "flat/arrays.h"
 #include "flat/triangleSides.h"
 
@@ -18,12 +18,13 @@ struct MeshComponents {
 
 // Settles which way each component faces. vFlip: by triangle, whether it is to be
 // reversed; with these, each component is oriented alike. Those of whole components
-// change. Returns how many components are closed.
+// change. Returns the kinds of the components.
 //
 // A closed component faces outward, by the sign of its volume; one with holes does,
 // too, if caps over them, from the middles of their borders, have less than 0.3 of
 // its area. A sheet faces up the axis that it leans to most; one that leans to none
 // keeps the direction that most of its triangles have. O(n).
-std::size_t faceOutward(const TriangleMesh& mesh, const MeshComponents& components, std::vector<std::uint8_t>& vFlip);
+std::vector<PieceKind> faceOutward(const TriangleMesh& mesh, const MeshComponents& components,
+                                   std::vector<std::uint8_t>& vFlip);
 
 }  // namespace QUOR_ZEF
