@@ -97,6 +97,7 @@ struct ManifoldReport {
 
 struct ManifoldOptions {
     bool fillHoles = true;       // small ones, see mend(); false: holes of the input stay open
+    std::uint32_t maxHoleEdges = 16;  // of holes in surfaces that are no bodies
     bool exactVertices = false;  // the vertices lie on the surface, as those of melt() do
 };
 
@@ -110,7 +111,7 @@ struct ManifoldOptions {
 // has a border and vertices of its own goes only if nothing else mends the place,
 // since it can be the bottom of a narrow groove. Loops of at most 12 edges with more
 // are filled with triangles among their vertices. With fillHoles so are borders of at
-// most 16 edges in large surfaces, and of 40 in bodies that have no large holes, but
+// most maxHoleEdges in large surfaces, and of 40 in bodies that have no large holes, but
 // above 8 edges no open ends that a lid would close at an angle. At other non-manifold
 // edges the triangles are joined in pairs, around the inside of bodies, else the flattest
 // ones, and pairs are cut apart by copies of vertices with all their bits. Places of

@@ -31,7 +31,7 @@ namespace QUOR_ZEF {
 
 // Scans thin out with distance, so that one grid is too fine for some of their parts.
 enum class Density : std::uint8_t {
-    AUTO,    // as the points are: uneven if a fiftieth of them is too sparse for an even grid
+    AUTO,    // as the points are: uneven if a fortieth of them is too sparse for an even grid
     EVEN,    // the grid alone
     UNEVEN,  // sparse parts get points, see ReconstructOptions::levels
 };
@@ -103,6 +103,7 @@ struct DensityReport {
     // last count is of those beyond the highest level as well.
     std::vector<std::uint64_t> levelPoints;
     std::uint64_t numAddedPoints = 0;
+    std::uint64_t numMergedVertices = 0;  // taken away again, where the points added lay flat
     // How many times larger the spacing was made, so that sparse parts take no more than
     // six cells a point.
     double coarsening = 1.0;

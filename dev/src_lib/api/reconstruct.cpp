@@ -11,6 +11,7 @@
 #include "api/MeshBody.h"
 #include "api/calls.h"
 #include "api/plans.h"
+#include "api/sparseParts.h"
 #include "cloud/CloudMgr.h"
 #include "frame/License.h"
 #include "geometry/PointSource.h"
@@ -31,6 +32,7 @@ namespace {
 constexpr double noFeatureAngle = 361.0;
 constexpr double unlimited = std::numeric_limits<double>::infinity();
 constexpr double maxLevels = 10.0;
+constexpr std::uint32_t maxSparseHole = 36;  // edges: a few spacings across where points are sparse
 constexpr const char* noPoints = "there are no points with finite coordinates";
 
 // What both families of entries do; the choices are of the newer one.
@@ -41,7 +43,7 @@ struct Job {
     ScanChoices choices;
 };
 
-std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruction* pFound) {
+std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruction* pFound, SparseParts* pSparse) {
     CloudMgr cloudMgr;
     cloudMgr.choices = job.choices;
     cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
@@ -49,7 +51,8 @@ std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruct
     Hal hal(&cloudMgr);
     std::shared_ptr<Mesh> pMesh = hal.reconstruct();
     if (pFound) {
-        const Cloud& cloud = *cloudMgr.getClouds().front();
+        Cloud& cloud = *cloudMgr.getClouds().front();
+        if (!cloud.vAddedCells.empty()) *pSparse = {*cloud.getCalc(), std::move(cloud.vAddedCells)};
         pFound->numPoints = cloud.numPoints + cloud.numStrays + cloud.numOutliers;
         pFound->numStrays = cloud.numStrays;
         pFound->numOutliers = cloud.numOutliers;
@@ -65,7 +68,7 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
     passLicenseGate("reconstruct", vPoints.size());
     planReconstruction({});
     passLicenseGate("license state", vPoints.size());
-    std::shared_ptr<Mesh> pMesh = run(vPoints, job, nullptr);
+    std::shared_ptr<Mesh> pMesh = run(vPoints, job, nullptr, nullptr);
     finishProgress();
     return pMesh;
 }
@@ -93,6 +96,7 @@ void removeSmallPieces(const ReconstructOptions& options, Reconstruction& result
 void mendAndTurn(Reconstruction& result, const ReconstructOptions& options, const PointNormals& normals) {
     ManifoldOptions mending;
     mending.fillHoles = options.growSteps > 0;
+    if (result.density.uneven) mending.maxHoleEdges = maxSparseHole;
     const MeshPieces pieces = makeManifold(result.mesh, mending, result.mended);
     const TurnedPieces turned = turnPieces(result.mesh, pieces, {options.viewpoint, normals, result.spacing});
     result.sideRule = turned.rule;
@@ -109,6 +113,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         planReconstruction(options);
         passLicenseGate("license state", points.size());
         Reconstruction result;
+        SparseParts sparseParts;
         const std::shared_ptr<Mesh> pMesh =
             run(points,
                 {options.spacing,
@@ -116,13 +121,14 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
                  options.smooth,
                  options.growSteps,
                  {options.keepBorders, options.keepOutliers, options.density, options.levels}},
-                &result);
+                &result, &sparseParts);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
         result.mesh = pMesh->releaseTriangles();
         if (options.mend) mendAndTurn(result, options, normals);
         removeSmallPieces(options, result);
+        result.density.numMergedVertices = mergeSparseParts(result.mesh, sparseParts);
         finishProgress();
         return result;
     });

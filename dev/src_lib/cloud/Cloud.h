@@ -43,6 +43,7 @@ public:
     double spacingFactor;  // multiplier on the measured spacing
     bool bMelt;            // the points are triangle corners
     DensityReport foundDensity;
+    std::vector<std::pair<uint64, float>> vAddedCells;  // see Densifier
     uint64 numPoints = 0;                   // finite points of the input that are not left out
     uint64 numStrays = 0, numOutliers = 0;  // those that are
     double estimatedSpacing = -1.0;         // measured, world units; -1 until measured

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <sstream>
+#include <utility>
 
 #include "cloud/Cloud.h"
 #include "density/Densifier.h"
@@ -16,7 +17,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr double evenFactor = 1.3;  // of the measured spacing: on that grid even clouds have support
-constexpr double maxUnsupported = 0.02;
+constexpr double maxUnsupported = 0.025;
 
 // What sparse parts may take of the grid.
 double getMaxCells(uint64 numPoints) {
@@ -76,6 +77,7 @@ void Cloud::serveSparseParts() {
         }
         vPoints = densifier.run(numLevels);
         foundDensity.numAddedPoints = vPoints.size() - pointGrid.size();
+        vAddedCells = std::move(densifier.vAddedCells);
         foundDensity.levelPoints = densifier.countLevels(numLevels);
         break;
     }

@@ -16,15 +16,8 @@ constexpr std::size_t minChunk = 256;
 // Enough to see over the edge of a step of quantised depth, and few enough to follow a curve.
 constexpr std::size_t numNeighbours = 60;
 constexpr std::size_t spacingRank = 6;
-constexpr double denseSpacing = 0.5;  // cells
+constexpr double denseSpacing = 0.4;  // cells
 constexpr std::uint32_t none = ~std::uint32_t{0};
-
-template <class T>
-std::vector<T> join(std::vector<std::vector<T>>&& vParts) {
-    std::vector<T> vAll = std::move(vParts.front());
-    for (std::size_t i = 1; i < vParts.size(); ++i) vAll.insert(vAll.end(), vParts[i].begin(), vParts[i].end());
-    return vAll;
-}
 
 }  // namespace
 
@@ -33,20 +26,32 @@ Densifier::Densifier(const PointGrid& pointGrid) : grid(pointGrid), cell(pointGr
 }
 
 void Densifier::findSparse() {
-    vSparse =
-        join(parallelChunkResults<std::vector<Sparse>>(grid.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            NeighbourSearch search(grid);
-            std::vector<Sparse> vPart;
-            for (std::size_t k = begin; k < end; ++k) {
-                const auto i = static_cast<std::uint32_t>(k);
-                if (search.hasWithin(i, spacingRank, denseSpacing * cell)) continue;
-                const auto& vNear = search.find(i, spacingRank);
-                if (vNear.size() == spacingRank) vPart.push_back({i, std::sqrt(vNear.back().sqDistance), {}, false});
-            }
-            return vPart;
-        }));
+    const auto vParts = parallelChunkResults<Found>(grid.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        return findSparseFrom(static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end));
+    });
+    for (const Found& part : vParts) {
+        vSparse.insert(vSparse.end(), part.vSparse.begin(), part.vSparse.end());
+        vNeighbours.insert(vNeighbours.end(), part.vNeighbours.begin(), part.vNeighbours.end());
+    }
     vNumberOf.assign(grid.size(), none);
-    for (std::size_t s = 0; s < vSparse.size(); ++s) vNumberOf[vSparse[s].point] = static_cast<std::uint32_t>(s);
+    for (std::size_t s = 0; s < vSparse.size(); ++s) {
+        vNumberOf[vSparse[s].point] = static_cast<std::uint32_t>(s);
+        vPlaces.push_back(grid[vSparse[s].point]);
+    }
+}
+
+Densifier::Found Densifier::findSparseFrom(std::uint32_t begin, std::uint32_t end) const {
+    NeighbourSearch search(grid);
+    Found found;
+    for (std::uint32_t i = begin; i < end; ++i) {
+        if (search.hasWithin(i, spacingRank, denseSpacing * cell)) continue;
+        const auto& vNear = search.find(i, numNeighbours);
+        if (vNear.size() < spacingRank) continue;
+        found.vSparse.push_back({i, std::sqrt(vNear[spacingRank - 1].sqDistance), {}, false});
+        for (std::size_t k = 0; k < numNeighbours; ++k)
+            found.vNeighbours.push_back(k < vNear.size() ? vNear[k].point : i);
+    }
+    return found;
 }
 
 double Densifier::estimateCells(int numLevels) const {
@@ -67,21 +72,6 @@ std::vector<std::uint64_t> Densifier::countLevels(int numLevels) const {
         ++vCounts[static_cast<std::size_t>(level)];
     }
     return vCounts;
-}
-
-void Densifier::findNeighbours() {
-    vNeighbours.resize(vSparse.size() * numNeighbours);
-    vPlaces.resize(vSparse.size());
-    parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-        NeighbourSearch search(grid);
-        for (std::size_t s = begin; s < end; ++s) {
-            vPlaces[s] = grid[vSparse[s].point];
-            const auto& vNear = search.find(vSparse[s].point, numNeighbours);
-            std::uint32_t* const pFirst = vNeighbours.data() + s * numNeighbours;
-            for (std::size_t k = 0; k < numNeighbours; ++k)
-                pFirst[k] = k < vNear.size() ? vNear[k].point : vSparse[s].point;
-        }
-    });
 }
 
 const Point3& Densifier::getPlace(std::uint32_t point) const {
@@ -120,8 +110,8 @@ PlaneFit fitPlane(std::span<const Vector3> vArms) {
 
 // A surface, and neither a line nor a heap.
 bool isFlat(const std::array<double, 3>& values) {
-    constexpr double maxThickness = 0.35;  // of the narrower extent
-    constexpr double minWidth = 0.08;      // of the squared extents
+    constexpr double maxThickness = 0.4;  // of the narrower extent
+    constexpr double minWidth = 0.06;     // of the squared extents
     return values[0] < maxThickness * maxThickness * values[1] && values[1] > minWidth * values[2];
 }
 
@@ -176,10 +166,10 @@ void Densifier::dropDisagreeing() {
 }
 
 Disc Densifier::makeDisc(std::size_t number) const {
-    constexpr double share = 0.85;      // of the way to the neighbour
     constexpr double longestWay = 4.0;  // spacings
     const Sparse& sparse = vSparse[number];
     Disc disc(vPlaces[number], sparse.normal);
+    disc.spacing = sparse.spacing;
     disc.aReach.fill(longestWay * sparse.spacing);
     std::array<bool, Disc::numSectors> aHasNeighbour{};
     for (std::size_t k = 0; k < numNeighbours; ++k) {
@@ -193,7 +183,7 @@ Disc Densifier::makeDisc(std::size_t number) const {
         disc.aReach[sector] = std::min(disc.aReach[sector], distance);
     }
     for (std::size_t i = 0; i < Disc::numSectors; ++i)
-        disc.aReach[i] = share * (aHasNeighbour[i] ? std::max(disc.aReach[i], sparse.spacing) : sparse.spacing);
+        disc.aReach[i] = aHasNeighbour[i] ? std::max(disc.aReach[i], sparse.spacing) : sparse.spacing;
     return disc;
 }
 
@@ -206,7 +196,6 @@ bool Densifier::holdsDense(uint64 ccd) const {
 
 std::vector<Point3> Densifier::run(int numLevels) {
     constexpr int numRounds = 3;
-    findNeighbours();
     for (int round = 0; round < numRounds; ++round) moveOntoPlanes();
     dropDisagreeing();
     const double most = std::ldexp(cell, numLevels);
@@ -214,12 +203,15 @@ std::vector<Point3> Densifier::run(int numLevels) {
     for (std::size_t s = 0; s < vSparse.size(); ++s)
         if (vSparse[s].bLaysDisc && vSparse[s].spacing <= most) vDiscs.push_back(makeDisc(s));
     std::vector<std::uint32_t>().swap(vNeighbours);
-    std::vector<Point3> vAdded = drawDiscs(vDiscs, grid.getCalc());
-    std::erase_if(vAdded, [&](const Point3& p) { return holdsDense(grid.getCalc().getCCD(p)); });
+    std::vector<DrawnCell> vAdded = drawDiscs(vDiscs, grid.getCalc());
+    std::erase_if(vAdded, [&](const DrawnCell& drawn) { return holdsDense(drawn.ccd); });
     std::vector<Point3> vAll;
     vAll.reserve(grid.size() + vAdded.size());
     for (std::uint32_t i = 0; i < grid.size(); ++i) vAll.push_back(getPlace(i));
-    vAll.insert(vAll.end(), vAdded.begin(), vAdded.end());
+    for (const DrawnCell& drawn : vAdded) {
+        vAll.push_back(drawn.place);
+        vAddedCells.emplace_back(drawn.ccd, static_cast<float>(vDiscs[drawn.disc].spacing));
+    }
     return vAll;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "density/Discs.h"
@@ -16,7 +17,7 @@ namespace QUOR_ZEF {
 // densest to its sparsest part.
 //
 // A point's spacing is the distance of its sixth neighbour; it is sparse if that is more than
-// half a cell. Sparse points are moved onto the planes of the points around them, which
+// 0.4 cells. Sparse points are moved onto the planes of the points around them, which
 // flattens the steps of quantised depth, by little more than their spacing at the most. Where
 // their surroundings are flat and their planes agree, they lay discs on these planes, which
 // reach for the neighbours on every side. Each cell that a disc passes, and no dense point
@@ -34,6 +35,9 @@ public:
 
     // The points of the cloud in the grid's order, sparse ones moved, and behind them those added.
     std::vector<Point3> run(int numLevels);
+    // Of each point added: its cell as CCD, ascending, and the spacing of the point that it
+    // continues, world units.
+    std::vector<std::pair<uint64, float>> vAddedCells;
 
     // The points of each level up to this one, which counts those beyond as well.
     std::vector<std::uint64_t> countLevels(int numLevels) const;
@@ -45,9 +49,13 @@ private:
         Vector3 normal;
         bool bLaysDisc;
     };
+    struct Found {
+        std::vector<Sparse> vSparse;
+        std::vector<std::uint32_t> vNeighbours;
+    };
 
     void findSparse();
-    void findNeighbours();
+    Found findSparseFrom(std::uint32_t begin, std::uint32_t end) const;
     const Point3& getPlace(std::uint32_t point) const;
     Point3 limitMove(const Sparse& sparse, const Point3& place) const;
     void moveOntoPlanes();

@@ -93,7 +93,7 @@ Disc::Disc(const Point3& centre_, const Vector3& normal_) : centre(centre_), nor
     up = cross(normal, right);
 }
 
-std::vector<Point3> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& calc) {
+std::vector<DrawnCell> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& calc) {
     // Batches of one size, so that no sum depends on the number of threads.
     constexpr std::size_t batch = 4096;
     const std::size_t numBatches = (vDiscs.size() + batch - 1) / batch;
@@ -114,14 +114,14 @@ std::vector<Point3> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& calc)
         std::vector<Spot>().swap(vBatch);
     }
     mergeByCell(vSpots);
-    std::vector<Point3> vPlaces;
-    vPlaces.reserve(vSpots.size());
+    std::vector<DrawnCell> vCells;
+    vCells.reserve(vSpots.size());
     for (const Spot& spot : vSpots) {
         Point3 place(spot.x / spot.weight, spot.y / spot.weight, spot.z / spot.weight);
         place.copyColorFrom(vDiscs[spot.disc].centre);
-        vPlaces.push_back(place);
+        vCells.push_back({spot.ccd, place, spot.disc});
     }
-    return vPlaces;
+    return vCells;
 }
 
 }  // namespace QUOR_ZEF

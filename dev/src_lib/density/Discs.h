@@ -4,8 +4,10 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
+#include "frame/types.h"
 #include "grid/Calc.h"
 #include "zef/Point3.h"
 #include "zef/Vector3.h"
@@ -19,6 +21,7 @@ struct Disc {
     Point3 centre;                            // with the colour of the disc
     Vector3 normal, right, up;                // an orthonormal frame
     std::array<double, numSectors> aReach{};  // by sector, world units
+    double spacing = 0.0;                     // of the points there, world units
 
     // normal_: of unit length.
     Disc(const Point3& centre_, const Vector3& normal_);
@@ -31,10 +34,17 @@ struct Disc {
     double getLongestReach() const { return *std::max_element(aReach.begin(), aReach.end()); }
 };
 
+// A cell that discs pass.
+struct DrawnCell {
+    uint64 ccd;
+    Point3 place;
+    std::uint32_t disc;  // whose centre is nearest, in its reaches
+};
+
 // The cells that the discs pass, each with the place where they do: their mean, where the
 // nearer a disc's centre the more it counts, with the colour of the nearest. Ascending by
 // the cells' CCDs. Depends on the discs and their order alone.
 // O(n log n) in the area of the discs in cells, some 70 bytes each, on all threads.
-std::vector<Point3> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& calc);
+std::vector<DrawnCell> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& calc);
 
 }  // namespace QUOR_ZEF

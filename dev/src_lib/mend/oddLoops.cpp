@@ -15,8 +15,7 @@ namespace {
 
 constexpr std::size_t maxLoop = 12;        // edges
 constexpr std::size_t maxPinhole = 8;      // edges of a border, filled whatever its filling looks like
-constexpr std::size_t maxHole = 16;        // edges of one that goes on with what is around it,
-constexpr std::size_t maxSmallHole = 40;   // and in a body that has no large holes
+constexpr std::size_t maxBodyHole = 40;    // edges of one that goes on with what is around it, in a closed body
 constexpr std::uint32_t patchFactor = 10;  // triangles of the patch for each edge of these
 constexpr double trianglesOfHole = 0.2;    // by the square of its edges, where all are of one size
 constexpr double maxHoles = 0.05;          // of a body, over its triangles
@@ -26,8 +25,8 @@ constexpr std::uint32_t none = Patches::none;
 
 class OddLoops {
 public:
-    OddLoops(TriangleMesh& mesh_, const EdgeTable& edges_, const Patches& patches_, bool bFillHoles)
-        : mesh(mesh_), edges(edges_), patches(patches_), bHoles(bFillHoles) {}
+    OddLoops(TriangleMesh& mesh_, const EdgeTable& edges_, const Patches& patches_, std::size_t maxHole_)
+        : mesh(mesh_), edges(edges_), patches(patches_), maxHole(maxHole_) {}
 
     std::size_t close() {
         findOddEdges();
@@ -60,7 +59,7 @@ private:
     TriangleMesh& mesh;
     const EdgeTable& edges;
     const Patches& patches;
-    const bool bHoles;
+    const std::size_t maxHole;               // edges, where holes are many or large
     std::vector<VertexPair> vEnds;           // of each odd edge
     std::vector<std::uint32_t> vBorderSide;  // the only one there, else none
     std::vector<bool> vBody;                 // patches that have no large holes
@@ -94,14 +93,14 @@ private:
     std::size_t maxLengthAt(std::uint32_t edge) const {
         const std::uint32_t side = vBorderSide[edge];
         if (side == none) return maxLoop;
-        return vBody[patches.patchAt(side)] ? maxSmallHole : maxHole;
+        return vBody[patches.patchAt(side)] ? std::max(maxBodyHole, maxHole) : std::max(maxLoop, maxHole);
     }
 
     // Whether a filling is a repair. The whole outline of a small patch is no hole, and
     // a filling that no orientation of a patch fits would make a surface of one side.
     bool isMendable(const ShortLoops& loops) const {
         const std::size_t n = loops.vLoop.size();
-        std::size_t numLarge = 0, maxBorder = maxSmallHole;
+        std::size_t numLarge = 0, maxBorder = std::max(maxBodyHole, maxHole);
         std::vector<std::pair<std::uint32_t, bool>> vAlong;  // patch, whether it runs along the loop
         for (std::size_t i = 0; i < n; ++i) {
             const std::uint32_t side = vBorderSide[loops.vLoopEdges[i]];
@@ -112,7 +111,7 @@ private:
             vAlong.emplace_back(patch, (mesh.indices[side] == loops.vLoop[i]) != patches.isFlipped(side / 3));
         }
         if (vAlong.empty()) return n <= maxLoop;
-        if (!bHoles && vAlong.size() == n) return false;
+        if (maxHole == 0 && vAlong.size() == n) return false;
         if (numLarge < n || n > maxBorder) return false;
         std::sort(vAlong.begin(), vAlong.end());
         vAlong.erase(std::unique(vAlong.begin(), vAlong.end()), vAlong.end());
@@ -151,8 +150,8 @@ private:
 
 }  // namespace
 
-std::size_t closeOddLoops(TriangleMesh& mesh, const EdgeTable& edges, const Patches& patches, bool bHoles) {
-    return OddLoops(mesh, edges, patches, bHoles).close();
+std::size_t closeOddLoops(TriangleMesh& mesh, const EdgeTable& edges, const Patches& patches, std::size_t maxHole) {
+    return OddLoops(mesh, edges, patches, maxHole).close();
 }
 
 }  // namespace QUOR_ZEF
