@@ -79,7 +79,7 @@ struct ReconstructOptions {
     // as flat pieces, each as wide as the points there are apart.
     Density density = Density::AUTO;
     // How often the distance of points may double, from the edge of a grid cell on, until
-    // they are too few for a surface; 0 to 10.
+    // they are too few for a surface; 1 to 10, or 0 for what Density::EVEN does.
     int levels = 4;
     // Whether the mesh is made manifold, as by mend(), its pieces are turned to one side,
     // and its filled places get colours.

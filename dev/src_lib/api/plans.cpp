@@ -51,9 +51,11 @@ void planReconstruction(const ReconstructOptions& options) {
         return;
     }
     ProgressPlan plan = {{"SM_run", options.smooth ? 28.0 : 18.0}, {"CL_creb", 8.0}};
-    if (!(options.spacing > 0.0) || options.density == Density::AUTO) plan.emplace_back("CL_eres", 0.3);
+    const bool bDensity = options.density != Density::EVEN && options.levels > 0;
+    const bool bMeasured = bDensity && options.density == Density::AUTO;
+    if (!(options.spacing > 0.0) || bMeasured) plan.emplace_back("CL_eres", 0.3);
     if (!options.keepOutliers) plan.emplace_back("CL_out", 2.0);
-    if (options.density != Density::EVEN) plan.emplace_back("CL_dens", options.density == Density::AUTO ? 2.0 : 15.0);
+    if (bDensity) plan.emplace_back("CL_dens", bMeasured ? 2.0 : 15.0);
     if (options.growSteps > 0) {
         plan[1].second = 22.0;
         plan.emplace_back("CL_fill", options.keepBorders ? 27.0 : 300.0);

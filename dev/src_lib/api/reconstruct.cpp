@@ -64,6 +64,10 @@ std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruct
     return pMesh;
 }
 
+Density densityOf(const ReconstructOptions& options) {
+    return options.levels == 0 ? Density::EVEN : options.density;
+}
+
 std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& job) {
     passLicenseGate("reconstruct", vPoints.size());
     planReconstruction({});
@@ -120,7 +124,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
                  options.factor,
                  options.smooth,
                  options.growSteps,
-                 {options.keepBorders, options.keepOutliers, options.density, options.levels}},
+                 {options.keepBorders, options.keepOutliers, densityOf(options), options.levels}},
                 &result, &sparseParts);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)

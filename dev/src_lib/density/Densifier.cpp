@@ -16,7 +16,7 @@ constexpr std::size_t minChunk = 256;
 // Enough to see over the edge of a step of quantised depth, and few enough to follow a curve.
 constexpr std::size_t numNeighbours = 60;
 constexpr std::size_t spacingRank = 6;
-constexpr double denseSpacing = 0.4;  // cells
+constexpr double denseSpacing = 0.5;  // cells
 constexpr std::uint32_t none = ~std::uint32_t{0};
 
 }  // namespace
@@ -110,7 +110,7 @@ PlaneFit fitPlane(std::span<const Vector3> vArms) {
 
 // A surface, and neither a line nor a heap.
 bool isFlat(const std::array<double, 3>& values) {
-    constexpr double maxThickness = 0.4;  // of the narrower extent
+    constexpr double maxThickness = 0.42;  // of the narrower extent
     constexpr double minWidth = 0.06;     // of the squared extents
     return values[0] < maxThickness * maxThickness * values[1] && values[1] > minWidth * values[2];
 }

@@ -17,7 +17,7 @@ namespace QUOR_ZEF {
 // densest to its sparsest part.
 //
 // A point's spacing is the distance of its sixth neighbour; it is sparse if that is more than
-// 0.4 cells. Sparse points are moved onto the planes of the points around them, which
+// half a cell. Sparse points are moved onto the planes of the points around them, which
 // flattens the steps of quantised depth, by little more than their spacing at the most. Where
 // their surroundings are flat and their planes agree, they lay discs on these planes, which
 // reach for the neighbours on every side. Each cell that a disc passes, and no dense point
