@@ -90,19 +90,22 @@ const Point3& Densifier::getPlace(std::uint32_t point) const {
 
 namespace {
 
-// The plane through points, where nearer ones count more.
+// The plane through points.
 struct PlaneFit {
     Vector3 toCentre;  // from the point in the middle
     SymmetricEigen eigen;
 };
 
+// Nearer points count more.
+double getRootWeight(double sqDistance, double sqFarthest) {
+    return sqFarthest > 0.0 ? 1.0 - sqDistance / (1.1 * sqFarthest) : 1.0;
+}
+
 // vArms: from the point in the middle, which counts as well, to the others.
 PlaneFit fitPlane(std::span<const Vector3> vArms) {
     double sqFarthest = 0.0;
     for (const Vector3& arm : vArms) sqFarthest = std::max(sqFarthest, arm.sqLength());
-    const auto rootWeightOf = [&](const Vector3& arm) {
-        return sqFarthest > 0.0 ? 1.0 - arm.sqLength() / (1.1 * sqFarthest) : 1.0;
-    };
+    const auto rootWeightOf = [&](const Vector3& arm) { return getRootWeight(arm.sqLength(), sqFarthest); };
     PlaneFit fit;
     double sum = 1.0;
     for (const Vector3& arm : vArms) {
@@ -153,6 +156,29 @@ void Densifier::moveOntoPlanes() {
         }
     });
     vPlaces.swap(vMoved);
+}
+
+// Planes cut off what bulges: what all around were moved alike is taken back. What is left of
+// a curve is a small share of what is left of noise.
+void Densifier::restoreBulges() {
+    std::vector<Point3> vRestored(vPlaces.size());
+    parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t s = begin; s < end; ++s) {
+            const std::uint32_t* const pNear = vNeighbours.data() + s * numNeighbours;
+            const Point3& origin = grid[vSparse[s].point];
+            const double sqFarthest = (grid[pNear[numNeighbours - 1]] - origin).sqLength();
+            Vector3 move = vPlaces[s] - origin;
+            double sum = 1.0;
+            for (std::size_t k = 0; k < numNeighbours; ++k) {
+                const Point3& other = grid[pNear[k]];
+                const double rootWeight = getRootWeight((other - origin).sqLength(), sqFarthest);
+                move += (getPlace(pNear[k]) - other) * (rootWeight * rootWeight);
+                sum += rootWeight * rootWeight;
+            }
+            vRestored[s] = limitMove(vSparse[s], vPlaces[s] - move / sum);
+        }
+    });
+    vPlaces.swap(vRestored);
 }
 
 // Discs of flying points and at rims stand askew.
@@ -208,6 +234,7 @@ std::vector<Point3> Densifier::run(int numLevels) {
     constexpr int numRounds = 3;
     findNeighbours();
     for (int round = 0; round < numRounds; ++round) moveOntoPlanes();
+    restoreBulges();
     dropDisagreeing();
     const double most = std::ldexp(cell, numLevels);
     std::vector<Disc> vDiscs;
