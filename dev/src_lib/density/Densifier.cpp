@@ -203,11 +203,11 @@ void Densifier::dropDisagreeing() {
 
 Disc Densifier::makeDisc(std::size_t number) const {
     constexpr double share = 0.85;      // of the way to the neighbour
-    constexpr double longestWay = 4.0;  // spacings
+    constexpr double longestWay = 2.0;  // spacings; beyond is a rim or a gap,
+    constexpr double rim = 0.5;         // and the surface ends that many spacings on
     const Sparse& sparse = vSparse[number];
     Disc disc(vPlaces[number], sparse.normal);
     disc.aReach.fill(longestWay * sparse.spacing);
-    std::array<bool, Disc::numSectors> aHasNeighbour{};
     for (std::size_t k = 0; k < numNeighbours; ++k) {
         const std::uint32_t other = vNeighbours[number * numNeighbours + k];
         const Vector3 arm = getPlace(other) - disc.centre;
@@ -215,11 +215,10 @@ Disc Densifier::makeDisc(std::size_t number) const {
         const double distance = std::sqrt(right * right + up * up);
         if (other == sparse.point || std::abs(arm * disc.normal) > std::max(distance, sparse.spacing)) continue;
         const std::size_t sector = Disc::getSector(right, up);
-        aHasNeighbour[sector] = true;
         disc.aReach[sector] = std::min(disc.aReach[sector], distance);
     }
-    for (std::size_t i = 0; i < Disc::numSectors; ++i)
-        disc.aReach[i] = share * (aHasNeighbour[i] ? std::max(disc.aReach[i], sparse.spacing) : sparse.spacing);
+    for (double& reach : disc.aReach)
+        reach = share * (reach < longestWay * sparse.spacing ? std::max(reach, sparse.spacing) : rim * sparse.spacing);
     return disc;
 }
 
