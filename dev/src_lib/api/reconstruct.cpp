@@ -32,7 +32,7 @@ namespace {
 constexpr double noFeatureAngle = 361.0;
 constexpr double unlimited = std::numeric_limits<double>::infinity();
 constexpr double maxLevels = 10.0;
-constexpr std::uint32_t maxSparseHole = 36;  // edges: a few spacings across where points are sparse
+constexpr std::uint32_t maxSparseHole = 44;  // edges: a few spacings across where points are sparse
 constexpr const char* noPoints = "there are no points with finite coordinates";
 
 // What both families of entries do; the choices are of the newer one.

@@ -80,19 +80,22 @@ const Point3& Densifier::getPlace(std::uint32_t point) const {
 
 namespace {
 
-// The plane through points, where nearer ones count more.
+// The plane through points.
 struct PlaneFit {
     Vector3 toCentre;  // from the point in the middle
     SymmetricEigen eigen;
 };
 
+// Nearer points count more.
+double getRootWeight(double sqDistance, double sqFarthest) {
+    return sqFarthest > 0.0 ? 1.0 - sqDistance / (1.1 * sqFarthest) : 1.0;
+}
+
 // vArms: from the point in the middle, which counts as well, to the others.
 PlaneFit fitPlane(std::span<const Vector3> vArms) {
     double sqFarthest = 0.0;
     for (const Vector3& arm : vArms) sqFarthest = std::max(sqFarthest, arm.sqLength());
-    const auto rootWeightOf = [&](const Vector3& arm) {
-        return sqFarthest > 0.0 ? 1.0 - arm.sqLength() / (1.1 * sqFarthest) : 1.0;
-    };
+    const auto rootWeightOf = [&](const Vector3& arm) { return getRootWeight(arm.sqLength(), sqFarthest); };
     PlaneFit fit;
     double sum = 1.0;
     for (const Vector3& arm : vArms) {
@@ -111,7 +114,7 @@ PlaneFit fitPlane(std::span<const Vector3> vArms) {
 // A surface, and neither a line nor a heap.
 bool isFlat(const std::array<double, 3>& values) {
     constexpr double maxThickness = 0.42;  // of the narrower extent
-    constexpr double minWidth = 0.06;     // of the squared extents
+    constexpr double minWidth = 0.06;      // of the squared extents
     return values[0] < maxThickness * maxThickness * values[1] && values[1] > minWidth * values[2];
 }
 
@@ -145,10 +148,33 @@ void Densifier::moveOntoPlanes() {
     vPlaces.swap(vMoved);
 }
 
+// Planes cut off what bulges: what all around were moved alike is taken back. What is left of
+// a curve is a small share of what is left of noise.
+void Densifier::restoreBulges() {
+    std::vector<Point3> vRestored(vPlaces.size());
+    parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t s = begin; s < end; ++s) {
+            const std::uint32_t* const pNear = vNeighbours.data() + s * numNeighbours;
+            const Point3& origin = grid[vSparse[s].point];
+            const double sqFarthest = (grid[pNear[numNeighbours - 1]] - origin).sqLength();
+            Vector3 move = vPlaces[s] - origin;
+            double sum = 1.0;
+            for (std::size_t k = 0; k < numNeighbours; ++k) {
+                const Point3& other = grid[pNear[k]];
+                const double rootWeight = getRootWeight((other - origin).sqLength(), sqFarthest);
+                move += (getPlace(pNear[k]) - other) * (rootWeight * rootWeight);
+                sum += rootWeight * rootWeight;
+            }
+            vRestored[s] = limitMove(vSparse[s], vPlaces[s] - move / sum);
+        }
+    });
+    vPlaces.swap(vRestored);
+}
+
 // Discs of flying points and at rims stand askew.
 void Densifier::dropDisagreeing() {
     constexpr std::size_t numAsked = 12;
-    constexpr double minCosine = 0.8;
+    constexpr double minCosine = 0.7;
     std::vector<char> vDrop(vSparse.size());
     parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t s = begin; s < end; ++s) {
@@ -167,23 +193,21 @@ void Densifier::dropDisagreeing() {
 
 Disc Densifier::makeDisc(std::size_t number) const {
     constexpr double longestWay = 4.0;  // spacings
+    constexpr double rim = 0.5;         // spacings that the surface goes on where nobody is
     const Sparse& sparse = vSparse[number];
-    Disc disc(vPlaces[number], sparse.normal);
-    disc.spacing = sparse.spacing;
-    disc.aReach.fill(longestWay * sparse.spacing);
-    std::array<bool, Disc::numSectors> aHasNeighbour{};
+    Disc disc(vPlaces[number], sparse.normal, sparse.spacing);
+    for (Disc::Reach& reach : disc.aReach) reach.length = longestWay * sparse.spacing;
     for (std::size_t k = 0; k < numNeighbours; ++k) {
         const std::uint32_t other = vNeighbours[number * numNeighbours + k];
         const Vector3 arm = getPlace(other) - disc.centre;
         const double right = arm * disc.right, up = arm * disc.up;
         const double distance = std::sqrt(right * right + up * up);
         if (other == sparse.point || std::abs(arm * disc.normal) > std::max(distance, sparse.spacing)) continue;
-        const std::size_t sector = Disc::getSector(right, up);
-        aHasNeighbour[sector] = true;
-        disc.aReach[sector] = std::min(disc.aReach[sector], distance);
+        Disc::Reach& reach = disc.aReach[Disc::getSector(right, up)];
+        if (distance < reach.length) reach = {distance, right / distance, up / distance};
     }
-    for (std::size_t i = 0; i < Disc::numSectors; ++i)
-        disc.aReach[i] = aHasNeighbour[i] ? std::max(disc.aReach[i], sparse.spacing) : sparse.spacing;
+    for (Disc::Reach& reach : disc.aReach)
+        reach.length = reach.hasNeighbour() ? std::max(reach.length, sparse.spacing) : rim * sparse.spacing;
     return disc;
 }
 
@@ -197,6 +221,7 @@ bool Densifier::holdsDense(uint64 ccd) const {
 std::vector<Point3> Densifier::run(int numLevels) {
     constexpr int numRounds = 3;
     for (int round = 0; round < numRounds; ++round) moveOntoPlanes();
+    restoreBulges();
     dropDisagreeing();
     const double most = std::ldexp(cell, numLevels);
     std::vector<Disc> vDiscs;

@@ -18,10 +18,11 @@ namespace QUOR_ZEF {
 //
 // A point's spacing is the distance of its sixth neighbour; it is sparse if that is more than
 // half a cell. Sparse points are moved onto the planes of the points around them, which
-// flattens the steps of quantised depth, by little more than their spacing at the most. Where
-// their surroundings are flat and their planes agree, they lay discs on these planes, which
-// reach for the neighbours on every side. Each cell that a disc passes, and no dense point
-// holds, gets a point.
+// flattens the steps of quantised depth, and back as far as all around were moved alike, so
+// that curves stay; by little more than their spacing at the most. Where their surroundings
+// are flat and their planes agree, they lay discs on these planes, which reach for the
+// neighbours on every side. Each cell that a disc passes, and no dense point holds, gets a
+// point.
 // Does not depend on the order of the points. About 15 microseconds and 400 bytes a sparse
 // point, on all threads.
 class Densifier {
@@ -59,6 +60,7 @@ private:
     const Point3& getPlace(std::uint32_t point) const;
     Point3 limitMove(const Sparse& sparse, const Point3& place) const;
     void moveOntoPlanes();
+    void restoreBulges();
     void dropDisagreeing();
     Disc makeDisc(std::size_t number) const;
     bool holdsDense(uint64 ccd) const;

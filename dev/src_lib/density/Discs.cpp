@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "geometry/freeFunctions.h"
@@ -17,7 +18,7 @@ struct Spot {
     uint64 ccd;
     double x, y, z;  // weighted
     double weight;
-    double nearest;      // squared distance to the nearest centre, in reaches
+    double nearest;      // distance to the nearest centre, in reaches
     std::uint32_t disc;  // whose centre that is
 
     void add(const Spot& other) {
@@ -73,11 +74,11 @@ public:
 private:
     void add(const Disc& disc, std::uint32_t number, const Vector3& away, std::vector<Spot>& vSpots) const {
         constexpr double rimWeight = 0.05;
-        const double reach = disc.aReach[Disc::getSector(away * disc.right, away * disc.up)];
-        const double share = away.sqLength() / (reach * reach);
+        const double share = disc.getShare(away);
         if (!(share <= 1.0)) return;
+        const double rest = 1.0 - share * share;
         const Point3 p = disc.centre + away;
-        const double weight = (1.0 - share) * (1.0 - share) + rimWeight;
+        const double weight = rest * rest + rimWeight;
         vSpots.push_back({calc.getCCD(p), weight * p.px, weight * p.py, weight * p.pz, weight, share, number});
     }
 
@@ -87,10 +88,25 @@ private:
 
 }  // namespace
 
-Disc::Disc(const Point3& centre_, const Vector3& normal_) : centre(centre_), normal(normal_) {
+Disc::Disc(const Point3& centre_, const Vector3& normal_, double spacing_)
+    : centre(centre_), normal(normal_), spacing(spacing_) {
     const Vector3 aside = std::abs(normal.vx) < 0.9 ? Vector3(1.0, 0.0, 0.0) : Vector3(0.0, 1.0, 0.0);
     right = normalize(cross(normal, aside));
     up = cross(normal, right);
+}
+
+double Disc::getLongestReach() const {
+    double longest = 0.0;
+    for (const Reach& reach : aReach) longest = std::max(longest, reach.length);
+    return longest;
+}
+
+double Disc::getShare(const Vector3& away) const {
+    constexpr double farAway = 2.0;  // spacings
+    const double r = away * right, u = away * up;
+    const Reach& reach = aReach[getSector(r, u)];
+    const bool bAside = reach.length > farAway * spacing && std::abs(r * reach.up - u * reach.right) > spacing;
+    return bAside ? std::numeric_limits<double>::infinity() : away.length() / reach.length;
 }
 
 std::vector<DrawnCell> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& calc) {

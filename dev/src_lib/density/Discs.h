@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -18,20 +17,31 @@ namespace QUOR_ZEF {
 struct Disc {
     static constexpr std::size_t numSectors = 8;
 
-    Point3 centre;                            // with the colour of the disc
-    Vector3 normal, right, up;                // an orthonormal frame
-    std::array<double, numSectors> aReach{};  // by sector, world units
-    double spacing = 0.0;                     // of the points there, world units
+    // Where the next point in a sector is: how far, world units, and in which direction.
+    struct Reach {
+        double length = 0.0;
+        double right = 0.0, up = 0.0;  // of unit length, or 0 where there is none
+
+        bool hasNeighbour() const { return right != 0.0 || up != 0.0; }
+    };
+
+    Point3 centre;              // with the colour of the disc
+    Vector3 normal, right, up;  // an orthonormal frame
+    double spacing;             // of the points there, world units
+    std::array<Reach, numSectors> aReach{};
 
     // normal_: of unit length.
-    Disc(const Point3& centre_, const Vector3& normal_);
+    Disc(const Point3& centre_, const Vector3& normal_, double spacing_);
 
     // The eighth part of the plane in which a direction of the frame lies.
     static std::size_t getSector(double right, double up) {
         const std::size_t steep = std::abs(up) > std::abs(right) ? 1 : 0;
         return steep + (right < 0.0 ? 2 : 0) + (up < 0.0 ? 4 : 0);
     }
-    double getLongestReach() const { return *std::max_element(aReach.begin(), aReach.end()); }
+    double getLongestReach() const;
+    // The share of the way to the rim, seen from the centre; above 1 outside. The way to a
+    // neighbour that is far away is no wider than the points are apart.
+    double getShare(const Vector3& away) const;
 };
 
 // A cell that discs pass.

@@ -102,7 +102,8 @@ void NeighbourSearch::lookAround(int level, uint64 cell) {
     });
 }
 
-// Every point nearer than that lies in the blocks around.
+// Every point nearer than that lies in the blocks around, also where coordinates are rounded
+// to a sixteenth of a cell.
 double NeighbourSearch::getReach(const Point3& p, int level, uint64 cell) const {
     const Calc& calc = grid.getCalc();
     const double side = std::ldexp(calc.getCellSize(), level);
@@ -113,7 +114,7 @@ double NeighbourSearch::getReach(const Point3& p, int level, uint64 cell) const 
     };
     const double nearest =
         std::min({inside(p.px, calc.x0, at.x), inside(p.py, calc.y0, at.y), inside(p.pz, calc.z0, at.z)});
-    return side + std::max(nearest, 0.0);
+    return side + nearest - 0.125 * calc.getCellSize();
 }
 
 void NeighbourSearch::collect(std::uint32_t i, std::size_t num) {
@@ -140,7 +141,7 @@ const std::vector<NeighbourSearch::Neighbour>& NeighbourSearch::find(std::uint32
         collect(i, num);
         const double reach = getReach(grid[i], level, cell);
         const auto farthest = std::max_element(vNear.begin(), vNear.end());
-        const bool bAll = vNear.size() == num && farthest->sqDistance <= reach * reach;
+        const bool bAll = vNear.size() == num && farthest->sqDistance < reach * reach;
         if (bAll || level == coarsest) break;
     }
     startLevel = level;
