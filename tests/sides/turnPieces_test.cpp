@@ -133,6 +133,12 @@ TEST(TurnPieces, terrainLooksUp) {
     EXPECT_GT(shareToward(made.mesh, Point3(5, 5, 1e6)), 0.99);
 }
 
+// The places that it could be seen from are its own.
+TEST(TurnPieces, aSingleTriangleHasASide) {
+    TriangleMesh mesh{{{0, 0, 0}, {1, 0, 0.5}, {0, 1, 0.2}}, {0, 1, 2}};
+    EXPECT_EQ(turnPieces(mesh, {{0}, {PieceKind::SHEET}}, {}).rule, SideRule::AGREEMENT);
+}
+
 TEST(TurnPieces, bodiesFaceOutwardUnlessSeenFromWithinThroughAHole) {
     for (const bool bClosed : {true, false}) {
         const std::vector<Point3> vPoints = sphere(bClosed ? 2.0 : 0.95);

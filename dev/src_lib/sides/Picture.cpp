@@ -28,7 +28,8 @@ std::size_t Picture::add(const Vector3& way, double distance) {
     const auto axis = static_cast<std::size_t>(way.getMaxAbsIndex());
     const std::array<double, 3> c = {way.vx, way.vy, way.vz};
     const auto num = static_cast<double>(numPerFace);
-    const double scale = 0.5 * num / std::abs(c[axis]);
+    // The place itself may be seen, as where there is one triangle alone.
+    const double scale = c[axis] != 0.0 ? 0.5 * num / std::abs(c[axis]) : 0.0;
     const auto indexOf = [&](double value) {
         return static_cast<std::size_t>(std::clamp(value * scale + 0.5 * num, 0.0, num - 1.0));
     };
