@@ -11,10 +11,13 @@
 #include "api/MeshBody.h"
 #include "api/calls.h"
 #include "api/plans.h"
+#include "check/surfaceFit.h"
 #include "cloud/CloudMgr.h"
+#include "density/surroundings.h"
 #include "frame/License.h"
 #include "geometry/PointSource.h"
 #include "grid/Calc.h"
+#include "io/precision.h"
 #include "mend/Manifold.h"
 #include "outliers/lonelyPieces.h"
 #include "parallel/sortMT.h"
@@ -41,18 +44,28 @@ struct Job {
     ScanChoices choices;
 };
 
-std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruction* pFound) {
+// What the newer entries learn besides the mesh.
+struct Findings {
+    Reconstruction& result;
+    PointSource counted;  // the points that were not left out, if wanted
+};
+
+std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Findings* pFindings) {
     CloudMgr cloudMgr;
     cloudMgr.choices = job.choices;
     cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
                                   job.numGrowSteps);
     Hal hal(&cloudMgr);
     std::shared_ptr<Mesh> pMesh = hal.reconstruct();
-    if (pFound) {
-        const Cloud& cloud = *cloudMgr.getClouds().front();
+    if (pFindings) {
+        Reconstruction* const pFound = &pFindings->result;
+        Cloud& cloud = *cloudMgr.getClouds().front();
+        pFindings->counted = std::move(cloud.counted);
         pFound->numPoints = cloud.numPoints + cloud.numStrays + cloud.numOutliers;
         pFound->numStrays = cloud.numStrays;
         pFound->numOutliers = cloud.numOutliers;
+        pFound->low = cloud.lowCorner;
+        pFound->high = cloud.highCorner;
         pFound->measuredSpacing = cloud.getEstimatedSpacing();
         pFound->spacing = cloud.usedSpacing;
         pFound->numCells = hal.getNumCells();
@@ -100,6 +113,12 @@ void mendAndTurn(Reconstruction& result, const ReconstructOptions& options, cons
     if (result.mesh.hasColor()) completeColors(result.mesh);
 }
 
+void measureFit(const PointSource& counted, Reconstruction& result) {
+    const SurfaceFit fit = measureFit(counted, result.mesh, result.spacing);
+    result.coverage = fit.coverage * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
+    result.noise = fit.noise;
+}
+
 Reconstruction reconstructSource(const PointSource& points, PointNormals normals, const ReconstructOptions& options,
                                  const Context& context) {
     checkOptions(options, points.size());
@@ -109,20 +128,22 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         planReconstruction(options);
         passLicenseGate("license state", points.size());
         Reconstruction result;
+        Findings findings{result, {}};
         const std::shared_ptr<Mesh> pMesh =
             run(points,
                 {options.spacing,
                  options.factor,
                  options.smooth,
                  options.growSteps,
-                 {options.keepBorders, options.keepOutliers, options.density, options.levels}},
-                &result);
+                 {options.keepBorders, options.keepOutliers, options.density, options.levels, options.measureCoverage}},
+                &findings);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
         result.mesh = pMesh->releaseTriangles();
         if (options.mend) mendAndTurn(result, options, normals);
         removeSmallPieces(options, result);
+        if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();
         return result;
     });
@@ -130,7 +151,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
 
 double measureSource(const PointSource& points, const Context& context) {
     return runCall(context, [&] {
-        planMeasuring();
+        planMeasuring(false);
         Cloud cloud("points", -1.0, 1.0, false, -1);
         cloud.choices.bKeepOutliers = false;
         cloud.setPoints(points);
@@ -146,6 +167,21 @@ double measureSource(const PointSource& points, const Context& context) {
 std::uint64_t countDifferent(std::vector<uint64> vCodes) {
     sortUniqueMT(vCodes);
     return vCodes.size();
+}
+
+// What the measured spacing is needed for.
+void lookAround(Cloud& cloud, PointStatistics& found) {
+    constexpr std::size_t maxSampled = 20'000;
+    cloud.choices.density = Density::AUTO;
+    cloud.isUneven();
+    cloud.createCalc();
+    found.spacing = cloud.usedSpacing;
+    found.numCells = countDifferent(cloud.getCCDs(*cloud.getCalc()));
+    const Surroundings around = measureSurroundings(PointGrid(cloud.input, *cloud.getCalc()), maxSampled);
+    found.unsupportedShare = cloud.foundDensity.unsupportedShare;
+    found.localSpacing = around.spacings;
+    found.noise = around.noise / found.spacing;
+    found.needsDoubles = needsDoubles(found.low, found.high, found.spacing);
 }
 
 bool isAtSamePlace(const Point3& a, const Point3& b) {
@@ -200,7 +236,7 @@ double measureSpacing(const PointView& points, const Context& context) {
 PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {
     checkSpan(points);
     return runCall(context, [&] {
-        planMeasuring();
+        planMeasuring(true);
         PointStatistics found;
         Cloud cloud("points", -1.0, 1.0, false, -1);
         cloud.choices.bKeepOutliers = false;
@@ -218,9 +254,7 @@ PointStatistics measurePoints(std::span<const Point3> points, const Context& con
             cloud.leaveOutFlyingPoints();
             found.numOutliers = cloud.numOutliers;
             cloud.estimateResolution();
-            cloud.createCalc();
-            found.spacing = cloud.usedSpacing;
-            found.numCells = countDifferent(cloud.getCCDs(*cloud.getCalc()));
+            lookAround(cloud, found);
         } catch (const BugReport& report) {
             found.fault = report.cure.empty() ? report.text : report.cure;
         }
