@@ -42,7 +42,7 @@ void CommandRun::lap(const std::string& key, const std::string& label) {
 
 void CommandRun::reportLaps() {
     for (const Lap& lap : vLaps) {
-        if (&lap == &vLaps.back()) report.addStages(stages.vStages);
+        if (&lap == &vLaps.back()) report.addStages(stages.vStages, bVerbose);
         report.addSeconds(lap.key, lap.label, lap.seconds);
     }
     report.addBytes("peak_bytes", "peak memory", peakBytes());
@@ -50,6 +50,11 @@ void CommandRun::reportLaps() {
 
 void CommandRun::warn(const std::string& text) {
     if (!bQuiet) say("zef: warning: " + text);
+}
+
+void CommandRun::hint(const std::string& text) {
+    vHints.push_back(text);
+    if (!bQuiet) say("zef: hint: " + text);
 }
 
 void CommandRun::say(const std::string& line) {

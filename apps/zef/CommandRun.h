@@ -28,7 +28,8 @@ public:
     // the last one or since skipped().
     void lap(const std::string& key, const std::string& label);
     void skipped() { watch.lap(); }
-    // The laps, with the library's stages before the last one, and the peak memory.
+    // The laps and the peak memory; with --verbose or --json the library's stages before
+    // the last lap.
     void reportLaps();
 
     // Names what goes on from here, and is shown until the library names a stage.
@@ -36,6 +37,10 @@ public:
     // The last step of a command: from here on it cannot be cancelled.
     void stepWriting(const std::string& path);
     void warn(const std::string& text);
+    // What to try where something looks wrong: a line of its own, and one of the list that
+    // reportHints() puts into the report.
+    void hint(const std::string& text);
+    void reportHints() { report.add("hints", "", vHints, ""); }
 
 private:
     struct Lap {
@@ -45,6 +50,7 @@ private:
     bool bQuiet, bVerbose;
     Stopwatch watch;
     std::vector<Lap> vLaps;
+    std::vector<std::string> vHints;
     StageClock stages;
     std::mutex screenMutex;  // the library's messages come from any of its threads
     ProgressBar bar;

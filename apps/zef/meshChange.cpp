@@ -5,7 +5,7 @@
 
 void addMeshChange(CLI::App& command, MeshChange& files) {
     command.add_option("IN", files.path, "A file of triangles")->required();
-    addOutputOptions(command, files.output, false);
+    addOutputOptions(command, files.output, OutputName::REQUIRED);
     addTalkOptions(command, files.talk);
 }
 

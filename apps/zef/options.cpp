@@ -24,8 +24,13 @@ void addTalkOptions(CLI::App& command, TalkOptions& talk) {
         ->check(CLI::Range(1u, 1024u));
 }
 
-void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional) {
-    command.add_option(bPositional ? "-o,--output,OUT" : "-o,--output", output.path, "The file to write")->required();
+void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name) {
+    const bool bOptional = name == OutputName::OPTIONAL;
+    command
+        .add_option(name == OutputName::POSITIONAL ? "-o,--output,OUT" : "-o,--output", output.path,
+                    bOptional ? "The file to write, NAME.mesh.ply beside the first input NAME.* if it is not given"
+                              : "The file to write")
+        ->required(!bOptional);
     command.add_flag("--force", output.bForce, "Replace an output of any kind, also one that is an input");
     CLI::Option* const pDouble = command.add_flag(
         "--double", output.bDouble,

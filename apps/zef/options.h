@@ -23,8 +23,9 @@ struct OutputOptions {
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk);
 
-// bPositional: the name may also stand without -o.
-void addOutputOptions(CLI::App& command, OutputOptions& output, bool bPositional);
+// OPTIONAL: there is a name if none is given. POSITIONAL: it may also stand without -o.
+enum class OutputName { REQUIRED, OPTIONAL, POSITIONAL };
+void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name);
 
 // "x,y,z" as finite numbers. False if it is anything else.
 bool parseThree(const std::string& text, std::array<double, 3>& numbers);

@@ -35,7 +35,9 @@ const std::vector<Entry> entries = {
     {"measureSpacing", [](Input& in, const Context& c) { measureSpacing(in.mesh.vertices, c); }},
     {"reconstruct",
      [](Input& in, const Context& c) {
-         in.mesh = reconstruct(in.mesh.vertices, {.factor = 1.2, .smooth = true, .growSteps = 5}, c).mesh;
+         in.mesh =
+             reconstruct(in.mesh.vertices, {.factor = 1.2, .smooth = true, .growSteps = 5, .measureCoverage = true}, c)
+                 .mesh;
      }},
     {"reconstruct without filling",
      [](Input& in, const Context& c) {

@@ -156,6 +156,7 @@ TEST(Reconstruct, straysAndDustAreLeftOut) {
         EXPECT_EQ(made.numPoints, vPoints.size());
         EXPECT_EQ(made.mesh.vertices, clean.mesh.vertices);
         EXPECT_EQ(made.mesh.indices, clean.mesh.indices);
+        EXPECT_TRUE(made.low == clean.low && made.high == clean.high);
         EXPECT_EQ(measureSpacing(vPoints), clean.measuredSpacing);
         const PointStatistics found = measurePoints(vPoints);
         EXPECT_EQ(found.numStrays + found.numOutliers, 2u);
@@ -192,6 +193,21 @@ TEST(Reconstruct, specksAreRemoved) {
     EXPECT_GT(check(all.mesh).numComponents, 1u);
     EXPECT_EQ(made.numRemovedPieces + 1, check(all.mesh).numComponents);
     EXPECT_EQ(made.mesh.numTriangles() + made.numRemovedTriangles, all.mesh.numTriangles());
+}
+
+TEST(Reconstruct, pointsTellTheirNoiseAndWhatPrecisionTheyNeed) {
+    std::vector<Point3> vPoints;
+    std::mt19937 random(3);
+    std::normal_distribution<double> height(0.0, 0.4);
+    for (int i = 0; i < 22'500; ++i) vPoints.emplace_back(i % 150, i / 150, height(random));
+    const PointStatistics found = measurePoints(vPoints);
+    EXPECT_NEAR(found.noise * found.spacing, 0.7 * 0.4, 0.02);
+    EXPECT_GT(found.localSpacing[1], 1.1);
+    EXPECT_LT(found.localSpacing[2], 2.2);
+    EXPECT_LT(found.unsupportedShare, 0.02);
+    EXPECT_FALSE(found.needsDoubles);
+    for (Point3& p : vPoints) p.px += 1e6;
+    EXPECT_TRUE(measurePoints(vPoints).needsDoubles);
 }
 
 // Two scans that disagree by up to a cell are one layer; smoothing makes it even.

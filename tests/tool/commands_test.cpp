@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <random>
 #include <set>
+#include <sstream>
+#include <tuple>
 
 #include "tool/toolRun.h"
 #include "zef/files.h"
@@ -30,9 +33,14 @@ TEST(ToolInfo, tellsWhatIsInACloud) {
     const ToolRun run = runTool("info --json " + quoted(path));
     ASSERT_EQ(run.status, 0) << run.err;
     const nlohmann::json report = run.report();
-    EXPECT_EQ(keysOf(report), (std::set<std::string>{"file", "format", "kind", "points", "colour", "box_min", "box_max",
-                                                     "box_size", "duplicates", "non_finite", "strays", "outliers",
-                                                     "spacing", "cells", "expected_bytes", "expected_time"}));
+    EXPECT_EQ(keysOf(report),
+              (std::set<std::string>{"file",          "format",   "kind",      "points",         "colour",
+                                     "box_min",       "box_max",  "box_size",  "duplicates",     "non_finite",
+                                     "strays",        "outliers", "spacing",   "cells",          "sparse_share",
+                                     "local_spacing", "noise",    "precision", "expected_bytes", "expected_time"}));
+    EXPECT_EQ(report["precision"], "single");
+    EXPECT_LT(report["noise"], 0.1);
+    EXPECT_NEAR(report["local_spacing"][1].get<double>(), std::hypot(0.1, 0.1), 0.01);
     EXPECT_EQ(report["points"], 1602);
     EXPECT_EQ(report["duplicates"], 1);
     EXPECT_EQ(report["non_finite"], 1);
@@ -164,11 +172,43 @@ TEST(ToolReconstruct, writesAMeshThatCheckCountsAlike) {
     const ToolRun run = runTool("reconstruct --json " + in + " -o " + out);
     ASSERT_EQ(run.status, 0) << run.err;
     const nlohmann::json report = run.report();
-    EXPECT_EQ(keysOf(report),
-              (std::set<std::string>{"points", "spacing", "spacing_used", "cells", "vertices", "triangles",
-                                     "border_edges", "border_loops", "non_manifold_edges", "seconds_read",
-                                     "seconds_reconstruct", "seconds_write", "peak_bytes", "precision", "stages",
-                                     "sides", "turned_pieces"}));
+    EXPECT_EQ(keysOf(report), (std::set<std::string>{"points",
+                                                     "box_size",
+                                                     "spacing",
+                                                     "spacing_used",
+                                                     "cells",
+                                                     "density",
+                                                     "sparse_share",
+                                                     "level_points",
+                                                     "added_points",
+                                                     "coarsening",
+                                                     "coverage",
+                                                     "noise",
+                                                     "non_finite",
+                                                     "strays",
+                                                     "outliers",
+                                                     "removed_pieces",
+                                                     "vertices",
+                                                     "removed_triangles",
+                                                     "triangles",
+                                                     "components",
+                                                     "border_edges",
+                                                     "border_loops",
+                                                     "non_manifold_edges",
+                                                     "hints",
+                                                     "output",
+                                                     "seconds_read",
+                                                     "seconds_reconstruct",
+                                                     "seconds_write",
+                                                     "peak_bytes",
+                                                     "precision",
+                                                     "stages",
+                                                     "sides",
+                                                     "turned_pieces"}));
+    EXPECT_EQ(run.err, "");
+    EXPECT_TRUE(report["hints"].empty());
+    EXPECT_EQ(report["coverage"], 1.0);
+    EXPECT_EQ(report["density"], "even");
     EXPECT_EQ(report["sides"], "terrain");
     EXPECT_FALSE(report["stages"].empty());
     EXPECT_NEAR(report["spacing_used"].get<double>(), 1.3 * report["spacing"].get<double>(), 1e-9);
@@ -191,6 +231,61 @@ TEST(ToolReconstruct, turnsTheMeshToTheViewpoint) {
         EXPECT_EQ(refused.status, 2) << wrong;
         EXPECT_NE(refused.err.find("--viewpoint "), std::string::npos) << refused.err;
     }
+}
+
+TEST(ToolReconstruct, takesTheViewpointAndTheNormalsOfItsFiles) {
+    const TempFolder folder;
+    const auto put = [&](const char* name, const std::string& comment, const char* normal) {
+        const std::string columns = *normal ? "property double nx\nproperty double ny\nproperty double nz\n" : "";
+        std::string text = "ply\nformat ascii 1.0\n" + comment +
+                           "element vertex 1600\nproperty double x\nproperty double y\nproperty double z\n" + columns +
+                           "end_header\n";
+        for (const char c : sheetText(40, 0.1)) text += c == '\n' ? normal + std::string("\n") : std::string(1, c);
+        return quoted(folder.put(name, text));
+    };
+    const std::string below = put("below.ply", "comment viewpoint 2 2 -9\n", " 0 0 1");
+    const std::string above = put("above.ply", "comment viewpoint 2 2 9\n", " 0 0 -1"), bare = put("bare.ply", "", "");
+    const std::string out = " -o " + quoted(folder.name("mesh.ply"));
+    for (const auto& [inputs, sides, numTurned] : {std::tuple(below, "viewpoint", 1),
+                                                   {above, "viewpoint", 0},
+                                                   {below + " --viewpoint 2 2 9", "viewpoint", 0},
+                                                   {below + " " + bare, "viewpoint", 1},
+                                                   {below + " " + above, "terrain", 0},
+                                                   {bare, "terrain", 0}}) {
+        const nlohmann::json report = runTool("reconstruct --json " + inputs + out).report();
+        EXPECT_EQ(report["sides"], sides) << inputs;
+        EXPECT_EQ(report["turned_pieces"], numTurned) << inputs;
+    }
+    const std::string down = put("down.ply", "", " 0 0 -1");
+    EXPECT_EQ(runTool("reconstruct --json " + down + out).report()["sides"], "normals");
+    EXPECT_EQ(runTool("reconstruct --json " + down + " " + bare + out).report()["sides"], "terrain");
+}
+
+TEST(ToolReconstruct, namesItsOutputAfterTheFirstInput) {
+    const TempFolder folder;
+    const std::string in = folder.put("a.sheet.xyz", sheetText(40, 0.1)), out = folder.name("a.sheet.mesh.ply");
+    const std::string command = "reconstruct --json " + quoted(in) + " " + quoted(folder.put("b.xyz", "1 1 0\n"));
+    EXPECT_EQ(runTool(command).report()["output"], out);
+    EXPECT_GT(zef::readMesh(out).numTriangles(), 1000u);
+    folder.put("a.sheet.mesh.ply", "Dear Sir,\n");
+    EXPECT_NE(runTool(command).err.find("--force"), std::string::npos);
+    EXPECT_EQ(folder.get("a.sheet.mesh.ply"), "Dear Sir,\n");
+}
+
+TEST(ToolReconstruct, hintsAtWhatLooksWrongOnce) {
+    const TempFolder folder;
+    std::mt19937 random(5);
+    std::normal_distribution<double> scatter(0.0, 0.2);
+    std::ostringstream text;
+    for (int i = 0; i < 4000; ++i) text << 0.1 * (i % 63) << " " << 0.1 * (i / 63) << " " << scatter(random) << "\n";
+    const std::string command =
+        "reconstruct --json --spacing 0.13 --min-piece 0 " + quoted(folder.put("noisy.xyz", text.str()));
+    const ToolRun run = runTool(command);
+    const auto find = [&](const char* cure) { return run.err.find(cure); };
+    EXPECT_NE(find("zef: hint: the points scatter"), std::string::npos) << run.err;
+    EXPECT_EQ(find("--smooth"), run.err.rfind("--smooth"));
+    EXPECT_EQ(run.report()["hints"].size(), static_cast<std::size_t>(std::count(run.err.begin(), run.err.end(), '\n')));
+    EXPECT_EQ(runTool(command + " --quiet").err, "");
 }
 
 // Both ways to a mesh complete the colours.

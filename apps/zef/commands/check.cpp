@@ -22,12 +22,12 @@ void reportComponents(Report& report, const zef::MeshReport& topology) {
     for (std::size_t i = 0; i < std::min(components.size(), numShownComponents); ++i) {
         const zef::MeshComponent& component = components[i];
         const std::string genus = component.genus < 0 ? "no genus" : "genus " + std::to_string(component.genus);
-        report.addText("", "  component " + std::to_string(i + 1),
+        report.addText("", "  piece " + std::to_string(i + 1),
                        countText(component.numTriangles) + " triangles, " + countText(component.numBorderLoops) +
                            " border loops, Euler number " + std::to_string(component.euler) + ", " + genus);
     }
     if (components.size() > numShownComponents) {
-        report.addText("", "  and further", countText(components.size() - numShownComponents) + " components");
+        report.addText("", "  and further", countText(components.size() - numShownComponents) + " pieces");
     }
 }
 
@@ -37,7 +37,6 @@ int runCheck(const CheckOptions& options, CommandRun& commandRun) {
     const zef::MeshReport topology = zef::check(mesh, commandRun.getContext());
     Report& report = commandRun.report;
     reportMesh(report, topology);
-    report.addCount("components", "components", topology.numComponents);
     report.addCount("non_manifold_vertices", "non-manifold vertices", topology.numNonManifoldVertices);
     report.addCount("orientation_conflicts", "orientation conflicts", topology.numOrientationConflicts);
     report.addCount("degenerate_triangles", "degenerate triangles", topology.numDegenerateTriangles);

@@ -63,7 +63,7 @@ void addConvert(Commands& commands) {
     auto pOptions = std::make_shared<ConvertOptions>();
     CLI::App& command = *commands.app.add_subcommand("convert", "Write a cloud or a mesh in another format");
     command.add_option("IN", pOptions->path, "A file of points or triangles")->required();
-    addOutputOptions(command, pOptions->output, true);
+    addOutputOptions(command, pOptions->output, OutputName::POSITIONAL);
     addTalkOptions(command, pOptions->talk);
     onRun(commands, command, pOptions, runConvert);
 }

@@ -62,9 +62,16 @@ void reportSpacing(Report& report, const zef::PointStatistics& found) {
     if (found.spacing > 0.0) {
         report.addNumber("spacing", "spacing", found.spacing);
         report.addCount("cells", "occupied cells", found.numCells);
+        report.addShare("sparse_share", "sparse points", found.unsupportedShare);
+        const std::array<double, 3>& local = found.localSpacing;
+        report.add("local_spacing", "to the sixth neighbour", local,
+                   numberText(local[0]) + "  " + numberText(local[1]) + "  " + numberText(local[2]) + " (5, 50, 95 %)");
+        report.addNumber("noise", "noise, in spacings", found.noise);
+        report.addText("precision", "precision needed", found.needsDoubles ? "double" : "single");
     } else {
         report.add("spacing", "spacing", nullptr, "not measured: " + found.fault);
-        report.add("cells", "", nullptr, "");
+        for (const char* const key : {"cells", "sparse_share", "local_spacing", "noise", "precision"})
+            report.add(key, "", nullptr, "");
     }
 }
 

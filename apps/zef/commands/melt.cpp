@@ -38,7 +38,7 @@ void addMelt(Commands& commands) {
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
     addSamplingOptions(command, pOptions->sampling);
     addMendOption(command, pOptions->bKeepNonManifold);
-    addOutputOptions(command, pOptions->output, false);
+    addOutputOptions(command, pOptions->output, OutputName::REQUIRED);
     addTalkOptions(command, pOptions->talk);
     onRun(commands, command, pOptions, runMelt);
 }

@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <array>
+#include <cmath>
+#include <filesystem>
 
 #include "chain.h"
 #include "commands/commands.h"
@@ -7,8 +10,11 @@
 #include "files/meshes.h"
 #include "numbers.h"
 #include "options.h"
+#include "reports/measure.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
+
+using Json = nlohmann::ordered_json;
 
 namespace {
 
@@ -22,24 +28,88 @@ struct Options {
     TalkOptions talk;
 };
 
+std::string cellsText(std::size_t level) {
+    return level == 0 ? "1 cell: " : std::to_string(1 << level) + " cells: ";
+}
+
+void reportDensity(Report& report, const zef::DensityReport& density) {
+    const bool bMeasured = density.unsupportedShare >= 0.0;
+    const std::string sparse = bMeasured ? ", " + percentText(density.unsupportedShare) + " of the points sparse" : "";
+    const std::string word = density.uneven ? "uneven" : "even";
+    report.add("density", "density", word, word + sparse);
+    report.add("sparse_share", "", bMeasured ? Json(density.unsupportedShare) : Json(nullptr), "");
+    std::string levels;
+    for (std::size_t level = 0; level < density.levelPoints.size(); ++level) {
+        if (density.levelPoints[level] == 0) continue;
+        levels += (levels.empty() ? "" : "  ") + cellsText(level) + countText(density.levelPoints[level]);
+    }
+    const auto label = [&](const char* text) { return density.uneven ? text : ""; };
+    report.add("level_points", label("points less apart than"), density.levelPoints, levels);
+    report.addCount("added_points", label("points added"), density.numAddedPoints);
+    const bool bCoarser = density.coarsening > 1.0;
+    report.addNumber("coarsening", bCoarser ? "grid made coarser, times" : "", density.coarsening);
+}
+
 void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstruction& made) {
     report.addCount("points", "points", numPoints);
-    if (made.numStrays > 0) report.addCount("strays", "stray points left out", made.numStrays);
-    if (made.numOutliers > 0) report.addCount("outliers", "outliers left out", made.numOutliers);
+    reportSize(report, measureBox(std::array{made.low, made.high}));
     if (made.measuredSpacing > 0.0) {
         report.addNumber("spacing", "spacing measured", made.measuredSpacing);
     } else {
         report.add("spacing", "", nullptr, "");
     }
     report.addNumber("spacing_used", "distance of the vertices", made.spacing);
-    report.addCount("cells", "cells", made.numCells);
-    if (made.numRemovedPieces > 0) {
-        report.addCount("removed_pieces", "small pieces removed", made.numRemovedPieces);
-        report.addCount("removed_triangles", "triangles of small pieces", made.numRemovedTriangles);
-    }
+    report.addCount("cells", "", made.numCells);
+    reportDensity(report, made.density);
+    report.addShare("coverage", "coverage of the points", made.coverage);
+    report.addNumber("noise", "", made.noise);
+    const auto addLeftOut = [&](const char* key, const char* label, std::uint64_t num) {
+        report.addCount(key, num > 0 ? label : "", num);
+    };
+    addLeftOut("non_finite", "left out, not finite", numPoints - made.numPoints);
+    addLeftOut("strays", "left out, strays", made.numStrays);
+    addLeftOut("outliers", "left out, outliers", made.numOutliers);
+    addLeftOut("removed_pieces", "small pieces removed", made.numRemovedPieces);
+    report.addCount("removed_triangles", "", made.numRemovedTriangles);
+}
+
+void reportSides(Report& report, const zef::Reconstruction& made) {
     if (made.sideRule == zef::SideRule::NONE) return;
     report.addText("sides", "sides by", zef::wordOf(made.sideRule));
-    report.addCount("turned_pieces", "pieces turned", made.numTurnedPieces);
+    report.addCount("turned_pieces", "", made.numTurnedPieces);
+}
+
+// The next larger grid.
+std::string largerGrid(const zef::ReconstructOptions& library) {
+    constexpr double step = 1.3;
+    if (library.spacing > 0.0) return "a larger --spacing";
+    return "--factor " + numberText(std::round(10.0 * step * library.factor) / 10.0);
+}
+
+// The option that may help most.
+std::string cureOfCoverage(const zef::ReconstructOptions& library, const zef::Reconstruction& made) {
+    constexpr int mostLevels = 10;
+    const double numLeftOut = static_cast<double>(made.numStrays + made.numOutliers);
+    if (2.0 * numLeftOut > (1.0 - made.coverage) * static_cast<double>(made.numPoints)) return "--keep-outliers";
+    if (made.density.uneven && library.levels < mostLevels && made.density.levelPoints.back() > 0)
+        return "--levels " + std::to_string(std::min(library.levels + 2, mostLevels));
+    return largerGrid(library);
+}
+
+void giveHints(CommandRun& commandRun, const zef::ReconstructOptions& library, const zef::Reconstruction& made,
+               std::uint64_t numBorderLoops) {
+    constexpr double enoughCoverage = 0.95, muchNoise = 0.5;
+    constexpr std::uint64_t manyLoops = 50;
+    if (made.coverage < enoughCoverage)
+        commandRun.hint("only " + percentText(made.coverage) + " of the points lie near the mesh: try " +
+                        cureOfCoverage(library, made));
+    if (numBorderLoops > manyLoops)
+        commandRun.hint("the mesh has " + countText(numBorderLoops) + " border loops: to close more gaps, try " +
+                        (library.growSteps > 0 ? largerGrid(library) : "--grow 20"));
+    if (made.noise > muchNoise)
+        commandRun.hint("the points scatter as wide as the vertices are apart: try " +
+                        (library.smooth ? largerGrid(library) : "--smooth"));
+    commandRun.reportHints();
 }
 
 std::string checkViewpoint(const std::string& text) {
@@ -47,35 +117,50 @@ std::string checkViewpoint(const std::string& text) {
     return parseThree(text, at) ? "" : "--viewpoint wants three finite numbers";
 }
 
-// What the files themselves know of the sides of their points belongs here too, below
-// what the options say.
-void addSides(const Options& options, zef::ReconstructOptions& library) {
+// What the files themselves know of the sides of their points stands below what the
+// options say.
+void addSides(const Options& options, const Scan& scan, zef::ReconstructOptions& library) {
+    library.viewpoint = scan.viewpoint;
+    library.normals = scan.normals;
     std::array<double, 3> at{};
     if (parseThree(options.viewpoint, at)) library.viewpoint = zef::Point3(at[0], at[1], at[2]);
+}
+
+OutputOptions outputOf(const Options& options) {
+    OutputOptions output = options.output;
+    if (output.path.empty())
+        output.path = std::filesystem::path(options.vInputs.front()).replace_extension(".mesh.ply").string();
+    return output;
 }
 
 int runReconstruct(const Options& options, CommandRun& commandRun) {
     if (options.bKeepNonManifold && !options.viewpoint.empty())
         throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
-    checkMeshOutput(options.output, options.vInputs);
-    std::vector<zef::Point3> vPoints = readPoints(commandRun, options.vInputs);
+    const OutputOptions output = outputOf(options);
+    checkMeshOutput(output, options.vInputs);
+    Scan scan = readScan(commandRun, options.vInputs);
     commandRun.lap("seconds_read", "read");
 
     commandRun.step("reconstructing");
     zef::ReconstructOptions library = options.library;
     library.mend = !options.bKeepNonManifold;
-    addSides(options, library);
-    zef::Reconstruction made = zef::reconstruct(vPoints, library, commandRun.getContext());
+    library.measureCoverage = true;
+    addSides(options, scan, library);
+    zef::Reconstruction made = zef::reconstruct(scan.points, library, commandRun.getContext());
     if (!library.mend) zef::fillColors(made.mesh, commandRun.getContext());
     commandRun.lap("seconds_reconstruct", "reconstruct");
 
-    reportCloud(commandRun.report, vPoints.size(), made);
-    vPoints = {};
+    reportCloud(commandRun.report, scan.points.size(), made);
+    scan = {};
     if (!options.chain.isEmpty()) {
         runChain(commandRun, options.chain, library.mend, made.mesh);
         commandRun.lap("seconds_refine", "refine");
     }
-    deliverMesh(commandRun, options.output, made.spacing, made.mesh);
+    const zef::MeshReport topology = reportMeshOf(commandRun, made.mesh);
+    reportSides(commandRun.report, made);
+    giveHints(commandRun, library, made, topology.numBorderLoops);
+    commandRun.report.addText("output", "output", output.path);
+    finishMesh(commandRun, output, made.spacing, made.mesh);
     return EXIT_DONE;
 }
 
@@ -123,7 +208,7 @@ void addReconstruct(Commands& commands) {
         ->check(checkViewpoint);
     addMendOption(command, pOptions->bKeepNonManifold);
     addChainOptions(command, pOptions->chain);
-    addOutputOptions(command, pOptions->output, false);
+    addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);
     addTalkOptions(command, pOptions->talk);
     onRun(commands, command, pOptions, runReconstruct);
 }

@@ -41,7 +41,7 @@ void addResample(Commands& commands) {
     CLI::App& command = *commands.app.add_subcommand("resample", "Make a regular cloud of points of triangles");
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
     addSamplingOptions(command, pOptions->sampling);
-    addOutputOptions(command, pOptions->output, false);
+    addOutputOptions(command, pOptions->output, OutputName::REQUIRED);
     addTalkOptions(command, pOptions->talk);
     onRun(commands, command, pOptions, runResample);
 }

@@ -12,7 +12,7 @@ struct SpacingOptions {
 };
 
 int runSpacing(const SpacingOptions& options, CommandRun& commandRun) {
-    const std::vector<zef::Point3> vPoints = readPoints(commandRun, {options.path});
+    const std::vector<zef::Point3> vPoints = readScan(commandRun, {options.path}).points;
     const double spacing = zef::measureSpacing(vPoints, commandRun.getContext());
     commandRun.report.addCount("points", "", vPoints.size());
     commandRun.report.addNumber("spacing", "", spacing);

@@ -11,18 +11,33 @@ zef::PointFile readCloud(CommandRun& commandRun, const std::string& path) {
     return file;
 }
 
-std::vector<zef::Point3> readPoints(CommandRun& commandRun, const std::vector<std::string>& vPaths) {
-    std::vector<zef::Point3> vPoints;
+namespace {
+
+template <class T>
+void append(std::vector<T>& vAll, std::vector<T>&& vPart) {
+    if (vAll.empty()) {
+        vAll = std::move(vPart);
+    } else {
+        vAll.insert(vAll.end(), vPart.begin(), vPart.end());
+    }
+}
+
+}  // namespace
+
+Scan readScan(CommandRun& commandRun, const std::vector<std::string>& vPaths) {
+    Scan scan;
+    bool bDisagree = false;
     for (const std::string& path : vPaths) {
         zef::PointFile file = readCloud(commandRun, path);
         if (file.kind != zef::PointFile::Kind::POINTS) {
             commandRun.warn(path + ": holds triangles; only their corners are taken, as points");
         }
-        if (vPoints.empty()) {
-            vPoints = std::move(file.points);
-        } else {
-            vPoints.insert(vPoints.end(), file.points.begin(), file.points.end());
-        }
+        append(scan.points, std::move(file.points));
+        append(scan.normals, std::move(file.normals));
+        bDisagree |= scan.viewpoint && file.viewpoint && *scan.viewpoint != *file.viewpoint;
+        if (file.viewpoint) scan.viewpoint = file.viewpoint;
     }
-    return vPoints;
+    if (scan.normals.size() != scan.points.size()) scan.normals = {};
+    if (bDisagree) scan.viewpoint.reset();
+    return scan;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,5 +10,10 @@
 // A file of points or triangles; one without points throws Failure.
 zef::PointFile readCloud(CommandRun& commandRun, const std::string& path);
 
-// The points of all files, one after the other; of triangles, their corners.
-std::vector<zef::Point3> readPoints(CommandRun& commandRun, const std::vector<std::string>& vPaths);
+// The points of some files, one after the other; of triangles, their corners.
+struct Scan {
+    std::vector<zef::Point3> points;
+    std::vector<zef::Vector3> normals;     // one for each point if all files have some, else none
+    std::optional<zef::Point3> viewpoint;  // of the files that have one, if it is the same
+};
+Scan readScan(CommandRun& commandRun, const std::vector<std::string>& vPaths);

@@ -28,11 +28,20 @@ void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, double s
     reportWritten(commandRun.report, output, zef::write(output.path, mesh, options, commandRun.getContext()));
 }
 
-void deliverMesh(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh) {
+zef::MeshReport reportMeshOf(CommandRun& commandRun, const zef::TriangleMesh& mesh) {
     commandRun.step("counting borders");
-    reportMesh(commandRun.report, zef::check(mesh, commandRun.getContext()));
+    const zef::MeshReport topology = zef::check(mesh, commandRun.getContext());
+    reportMesh(commandRun.report, topology);
     commandRun.skipped();
+    return topology;
+}
 
+void deliverMesh(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh) {
+    reportMeshOf(commandRun, mesh);
+    finishMesh(commandRun, output, spacing, mesh);
+}
+
+void finishMesh(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh) {
     writeMeshFile(commandRun, output, spacing, mesh);
     commandRun.lap("seconds_write", "write");
     commandRun.reportLaps();

@@ -7,6 +7,7 @@
 #include "CommandRun.h"
 #include "files/outputs.h"
 #include "zef/TriangleMesh.h"
+#include "zef/meshCheck.h"
 
 // checkOutput for a mesh; throws UsageFailure for a name that says no format of
 // meshes, and for doubles in a format that has none.
@@ -21,6 +22,9 @@ void addMendOption(CLI::App& command, bool& bKeepNonManifold);
 // command cannot be cancelled.
 void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh);
 
-// How a command ends that has made a mesh: reports what is in it and the laps of the
-// command, and writes it.
+// Reports what is in a mesh that a command has made.
+zef::MeshReport reportMeshOf(CommandRun& commandRun, const zef::TriangleMesh& mesh);
+// Writes it and reports the laps of the command, whose last one begins with the call.
+void finishMesh(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh);
+// Both, one after the other.
 void deliverMesh(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh);

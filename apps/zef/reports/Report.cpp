@@ -30,6 +30,10 @@ std::string numberText(double value) {
     return formatted("%.9g", value);
 }
 
+std::string percentText(double share) {
+    return formatted("%.4g %%", 100.0 * share);
+}
+
 std::string secondsText(double seconds) {
     return formatted("%.3f s", seconds);
 }
@@ -58,6 +62,10 @@ void Report::addNumber(const std::string& key, const std::string& label, double 
     add(key, label, std::isfinite(value) ? Json(value) : Json(nullptr), numberText(value));
 }
 
+void Report::addShare(const std::string& key, const std::string& label, double share) {
+    add(key, label, share, percentText(share));
+}
+
 void Report::addSeconds(const std::string& key, const std::string& label, double seconds) {
     add(key, label, seconds, secondsText(seconds));
 }
@@ -74,11 +82,11 @@ void Report::addFlag(const std::string& key, const std::string& label, bool bFla
     add(key, label, bFlag, bFlag ? "yes" : "no");
 }
 
-void Report::addStages(const std::vector<StageClock::Stage>& vStages) {
+void Report::addStages(const std::vector<StageClock::Stage>& vStages, bool bLines) {
     Json stages = Json::object();
     for (const StageClock::Stage& stage : vStages) {
         stages[stage.tag] = stage.seconds;
-        vLines.push_back({"  " + stage.words, secondsText(stage.seconds)});
+        if (bLines) vLines.push_back({"  " + stage.words, secondsText(stage.seconds)});
     }
     object["stages"] = std::move(stages);
 }

@@ -14,14 +14,15 @@ class Report {
 public:
     void addCount(const std::string& key, const std::string& label, std::uint64_t count);
     void addNumber(const std::string& key, const std::string& label, double value);
+    void addShare(const std::string& key, const std::string& label, double share);  // 0 to 1
     void addSeconds(const std::string& key, const std::string& label, double seconds);
     void addBytes(const std::string& key, const std::string& label, std::uint64_t bytes);
     void addText(const std::string& key, const std::string& label, const std::string& text);
     void addFlag(const std::string& key, const std::string& label, bool bFlag);
     void add(const std::string& key, const std::string& label, nlohmann::ordered_json value, const std::string& text);
 
-    // The seconds of the library's stages.
-    void addStages(const std::vector<StageClock::Stage>& vStages);
+    // The seconds of the library's stages; bLines: for people too.
+    void addStages(const std::vector<StageClock::Stage>& vStages, bool bLines);
 
     // Stands alone in place of the lines.
     void setAnswer(const std::string& text) { answer = text; }
@@ -40,5 +41,6 @@ private:
 // 1234567 as 1,234,567.
 std::string countText(std::uint64_t count);
 std::string numberText(double value);
+std::string percentText(double share);
 std::string secondsText(double seconds);
 std::string bytesText(std::uint64_t bytes);

@@ -34,12 +34,20 @@ Box measureBox(std::span<const Point3> points) {
     return maker.get();
 }
 
+namespace {
+
+void addThree(Report& report, const std::string& key, const std::string& label, const std::array<double, 3>& v) {
+    report.add(key, label, v, numberText(v[0]) + "  " + numberText(v[1]) + "  " + numberText(v[2]));
+}
+
+}  // namespace
+
 void reportBox(Report& report, const Box& box) {
-    const auto text = [](const std::array<double, 3>& v) {
-        return numberText(v[0]) + "  " + numberText(v[1]) + "  " + numberText(v[2]);
-    };
-    const std::array<double, 3> size{box.size(0), box.size(1), box.size(2)};
-    report.add("box_min", "lower corner", box.min, text(box.min));
-    report.add("box_max", "upper corner", box.max, text(box.max));
-    report.add("box_size", "size", size, text(size));
+    addThree(report, "box_min", "lower corner", box.min);
+    addThree(report, "box_max", "upper corner", box.max);
+    reportSize(report, box);
+}
+
+void reportSize(Report& report, const Box& box) {
+    addThree(report, "box_size", "size", {box.size(0), box.size(1), box.size(2)});
 }

@@ -17,3 +17,5 @@ Box measureBox(std::span<const zef::Point3> points);
 
 // Its corners and its size, three lines.
 void reportBox(Report& report, const Box& box);
+// Its size alone.
+void reportSize(Report& report, const Box& box);

@@ -3,14 +3,15 @@
 using Json = nlohmann::ordered_json;
 
 void reportBorders(Report& report, const zef::MeshReport& topology) {
-    report.addCount("border_edges", "border edges", topology.numBorderEdges);
     report.addCount("border_loops", "border loops", topology.numBorderLoops);
+    report.addCount("border_edges", "border edges", topology.numBorderEdges);
     report.addCount("non_manifold_edges", "non-manifold edges", topology.numNonManifoldEdges);
 }
 
 void reportMesh(Report& report, const zef::MeshReport& topology) {
     report.addCount("vertices", "vertices", topology.numVertices);
     report.addCount("triangles", "triangles", topology.numTriangles);
+    report.addCount("components", "pieces", topology.numComponents);
     reportBorders(report, topology);
 }
 

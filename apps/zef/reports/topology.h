@@ -8,7 +8,7 @@
 // The lines that every report on a mesh has: borders and non-manifold edges.
 void reportBorders(Report& report, const zef::MeshReport& topology);
 
-// The same after the numbers of vertices and triangles.
+// The same after the numbers of vertices, triangles and pieces.
 void reportMesh(Report& report, const zef::MeshReport& topology);
 
 // An object for each component, in the order of the report.

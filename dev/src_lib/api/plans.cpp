@@ -65,11 +65,14 @@ void planReconstruction(const ReconstructOptions& options) {
         addMending(plan);
         plan.emplace_back("SD_turn", 1.0);
     }
+    if (options.measureCoverage) plan.emplace_back("CK_fit", 2.0);
     planProgress("Reconstruct", plan);
 }
 
-void planMeasuring() {
-    planProgress("measuring", {{"CL_out", 5.0}, {"CL_eres", 1.0}});
+void planMeasuring(bool bDensity) {
+    ProgressPlan plan = {{"CL_out", 5.0}, {"CL_eres", 1.0}};
+    if (bDensity) plan.emplace_back("CL_dens", 1.0);
+    planProgress("measuring", plan);
 }
 
 void planSpacing() {

@@ -12,10 +12,13 @@
 #include "api/calls.h"
 #include "api/plans.h"
 #include "api/sparseParts.h"
+#include "check/surfaceFit.h"
 #include "cloud/CloudMgr.h"
+#include "density/surroundings.h"
 #include "frame/License.h"
 #include "geometry/PointSource.h"
 #include "grid/Calc.h"
+#include "io/precision.h"
 #include "mend/Manifold.h"
 #include "outliers/lonelyPieces.h"
 #include "parallel/sortMT.h"
@@ -43,19 +46,30 @@ struct Job {
     ScanChoices choices;
 };
 
-std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Reconstruction* pFound, SparseParts* pSparse) {
+// What the newer entries learn besides the mesh.
+struct Findings {
+    Reconstruction& result;
+    PointSource counted;  // the points that were not left out, if wanted
+    SparseParts sparseParts;
+};
+
+std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Findings* pFindings) {
     CloudMgr cloudMgr;
     cloudMgr.choices = job.choices;
     cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
                                   job.numGrowSteps);
     Hal hal(&cloudMgr);
     std::shared_ptr<Mesh> pMesh = hal.reconstruct();
-    if (pFound) {
+    if (pFindings) {
+        Reconstruction* const pFound = &pFindings->result;
         Cloud& cloud = *cloudMgr.getClouds().front();
-        if (!cloud.vAddedCells.empty()) *pSparse = {*cloud.getCalc(), std::move(cloud.vAddedCells)};
+        pFindings->counted = std::move(cloud.counted);
+        if (!cloud.vAddedCells.empty()) pFindings->sparseParts = {*cloud.getCalc(), std::move(cloud.vAddedCells)};
         pFound->numPoints = cloud.numPoints + cloud.numStrays + cloud.numOutliers;
         pFound->numStrays = cloud.numStrays;
         pFound->numOutliers = cloud.numOutliers;
+        pFound->low = cloud.lowCorner;
+        pFound->high = cloud.highCorner;
         pFound->measuredSpacing = cloud.getEstimatedSpacing();
         pFound->spacing = cloud.usedSpacing;
         pFound->numCells = hal.getNumCells();
@@ -72,7 +86,7 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
     passLicenseGate("reconstruct", vPoints.size());
     planReconstruction({});
     passLicenseGate("license state", vPoints.size());
-    std::shared_ptr<Mesh> pMesh = run(vPoints, job, nullptr, nullptr);
+    std::shared_ptr<Mesh> pMesh = run(vPoints, job, nullptr);
     finishProgress();
     return pMesh;
 }
@@ -108,6 +122,12 @@ void mendAndTurn(Reconstruction& result, const ReconstructOptions& options, cons
     if (result.mesh.hasColor()) completeColors(result.mesh);
 }
 
+void measureFit(const PointSource& counted, Reconstruction& result) {
+    const SurfaceFit fit = measureFit(counted, result.mesh, result.spacing);
+    result.coverage = fit.coverage * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
+    result.noise = fit.noise;
+}
+
 Reconstruction reconstructSource(const PointSource& points, PointNormals normals, const ReconstructOptions& options,
                                  const Context& context) {
     checkOptions(options, points.size());
@@ -117,22 +137,23 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         planReconstruction(options);
         passLicenseGate("license state", points.size());
         Reconstruction result;
-        SparseParts sparseParts;
-        const std::shared_ptr<Mesh> pMesh =
-            run(points,
-                {options.spacing,
-                 options.factor,
-                 options.smooth,
-                 options.growSteps,
-                 {options.keepBorders, options.keepOutliers, densityOf(options), options.levels}},
-                &result, &sparseParts);
+        Findings findings{result, {}, {}};
+        const std::shared_ptr<Mesh> pMesh = run(
+            points,
+            {options.spacing,
+             options.factor,
+             options.smooth,
+             options.growSteps,
+             {options.keepBorders, options.keepOutliers, densityOf(options), options.levels, options.measureCoverage}},
+            &findings);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
         result.mesh = pMesh->releaseTriangles();
         if (options.mend) mendAndTurn(result, options, normals);
         removeSmallPieces(options, result);
-        result.density.numMergedVertices = mergeSparseParts(result.mesh, sparseParts);
+        result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
+        if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();
         return result;
     });
@@ -140,7 +161,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
 
 double measureSource(const PointSource& points, const Context& context) {
     return runCall(context, [&] {
-        planMeasuring();
+        planMeasuring(false);
         Cloud cloud("points", -1.0, 1.0, false, -1);
         cloud.choices.bKeepOutliers = false;
         cloud.setPoints(points);
@@ -156,6 +177,21 @@ double measureSource(const PointSource& points, const Context& context) {
 std::uint64_t countDifferent(std::vector<uint64> vCodes) {
     sortUniqueMT(vCodes);
     return vCodes.size();
+}
+
+// What the measured spacing is needed for.
+void lookAround(Cloud& cloud, PointStatistics& found) {
+    constexpr std::size_t maxSampled = 20'000;
+    cloud.choices.density = Density::AUTO;
+    cloud.isUneven();
+    cloud.createCalc();
+    found.spacing = cloud.usedSpacing;
+    found.numCells = countDifferent(cloud.getCCDs(*cloud.getCalc()));
+    const Surroundings around = measureSurroundings(PointGrid(cloud.input, *cloud.getCalc()), maxSampled);
+    found.unsupportedShare = cloud.foundDensity.unsupportedShare;
+    found.localSpacing = around.spacings;
+    found.noise = around.noise / found.spacing;
+    found.needsDoubles = needsDoubles(found.low, found.high, found.spacing);
 }
 
 bool isAtSamePlace(const Point3& a, const Point3& b) {
@@ -210,7 +246,7 @@ double measureSpacing(const PointView& points, const Context& context) {
 PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {
     checkSpan(points);
     return runCall(context, [&] {
-        planMeasuring();
+        planMeasuring(true);
         PointStatistics found;
         Cloud cloud("points", -1.0, 1.0, false, -1);
         cloud.choices.bKeepOutliers = false;
@@ -228,9 +264,7 @@ PointStatistics measurePoints(std::span<const Point3> points, const Context& con
             cloud.leaveOutFlyingPoints();
             found.numOutliers = cloud.numOutliers;
             cloud.estimateResolution();
-            cloud.createCalc();
-            found.spacing = cloud.usedSpacing;
-            found.numCells = countDifferent(cloud.getCCDs(*cloud.getCalc()));
+            lookAround(cloud, found);
         } catch (const BugReport& report) {
             found.fault = report.cure.empty() ? report.text : report.cure;
         }

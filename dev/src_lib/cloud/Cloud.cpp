@@ -166,6 +166,9 @@ void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
         pCalc = std::make_unique<Calc>(*pGivenCalc);
     } else {
         leaveOutFlyingPoints();
+        lowCorner.set(bboxMin[0], bboxMin[1], bboxMin[2]);
+        highCorner.set(bboxMax[0], bboxMax[1], bboxMax[2]);
+        if (choices.bKeepInput) counted = input;
         estimateResolution();
         const bool bUneven = isUneven();
         createCalc();

@@ -24,7 +24,8 @@ struct ScanChoices {
     bool bKeepBorders = false;  // gaps are filled without moving open borders
     bool bKeepOutliers = true;  // false: strays and flying points are left out
     Density density = Density::EVEN;
-    int numLevels = 0;  // see ReconstructOptions::levels
+    int numLevels = 0;        // see ReconstructOptions::levels
+    bool bKeepInput = false;  // Cloud::counted is wanted
 };
 
 // One point set on its way from raw input to one Bundle per occupied cell.
@@ -50,6 +51,8 @@ public:
     double usedSpacing = -1.0;              // the grid's; -1 until settled
     std::unique_ptr<Calc> pCalc;            // null until the grid stands
     PointSource input;                      // the finite points, where they lie
+    Point3 lowCorner, highCorner;           // of scans: of the box of the points that are not left out
+    PointSource counted;                    // of scans, if wanted: the input less what was left out
     // Of triangles: the corners, then the samples; of uneven scans: the points and those
     // added. None once the samples stand.
     std::vector<Point3> vPoints;

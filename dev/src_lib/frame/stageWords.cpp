@@ -47,6 +47,7 @@ constexpr std::array stages = {
     Words{"MF_face", "facing outwards"},
     Words{"SD_turn", "facing one side"},
     Words{"CK_mesh", "checking edges and vertices"},
+    Words{"CK_fit", "measuring the coverage"},
     Words{"SI_cells", "sorting triangles"},
     Words{"SI_pairs", "comparing triangles"},
     Words{"reo", "chaining sharp edges"},

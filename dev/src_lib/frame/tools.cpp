@@ -64,6 +64,11 @@ void showWarning(const std::string& place, const std::string& text) {
     showMessage(place, ", WARNING: ", text);
 }
 
+void showOddity(const std::string& place, const std::string& text) {
+    if (getRun()) return showDetail(text);
+    showWarning(place, text);
+}
+
 void showDetail(const std::string& line) {
     if (Run* const pRun = getRun()) {
         // Blank lines before it are for terminals.

@@ -33,6 +33,8 @@ struct BugReport : public ZefBugException {
 // sink, and an error becomes the text of the exception that ends the call.
 void showError(const std::string& place, const std::string& text);
 void showWarning(const std::string& place, const std::string& text);
+// A warning that only developers understand: a detail for the sink.
+void showOddity(const std::string& place, const std::string& text);
 // A line for developers, in the same way.
 void showDetail(const std::string& line);
 // Of more than one part, each as a stream writes it.

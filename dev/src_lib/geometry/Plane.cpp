@@ -19,7 +19,7 @@ double dotProduct(const Vector3& v, const Point3& p) {
 Plane::Plane(const Point3& a, const Point3& b, const Point3& c) : normal(cross(normalize(b - a), normalize(c - a))) {
     if (normal.length() == 0.0) {
         normal = Vector3();
-        showWarning(where(__PRETTY_FUNCTION__, __LINE__), "Degenerate plane");
+        showOddity(where(__PRETTY_FUNCTION__, __LINE__), "Degenerate plane");
         return;
     }
     normal = normalize(normal);

@@ -116,7 +116,7 @@ bool Calc::manipOneAxis(uint64& code, bool bIncrease, uint64 axTribit) const {
     }
     showDetail("ERROR, out of range, bIncrease=", bIncrease, ", axTribit=", axTribit);
     showDetail("this is ", this, ", numLevels=", numLevels);
-    showWarning(where(__PRETTY_FUNCTION__, __LINE__), "End not found");
+    showOddity(where(__PRETTY_FUNCTION__, __LINE__), "End not found");
     code = ~uint64{0};
     return false;
 }

@@ -109,6 +109,11 @@ CoordinatePlan planCoordinates(std::span<const Point3> vPoints, double spacing, 
     return plan;
 }
 
+bool needsDoubles(const Point3& low, const Point3& high, double spacing) {
+    const std::array corners = {low, high};
+    return planCoordinates(corners, spacing, true, {}).bDouble;
+}
+
 // Some points may lie far off, such as those of lost echoes at the origin, so that a
 // twentieth at either end of a sample does not count.
 double roughSpacing(std::span<const Point3> vPoints) {

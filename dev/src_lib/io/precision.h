@@ -19,6 +19,9 @@ struct CoordinatePlan {
 CoordinatePlan planCoordinates(std::span<const Point3> vPoints, double spacing, bool bHasDoubles,
                                const WriteOptions& options);
 
+// Whether AUTO takes doubles for coordinates in the box between these corners. O(1).
+bool needsDoubles(const Point3& low, const Point3& high, double spacing);
+
 // What WriteOptions::spacing stands for where it is 0; 0 if all points are one. O(1).
 double roughSpacing(std::span<const Point3> vPoints);
 

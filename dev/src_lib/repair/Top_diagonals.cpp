@@ -66,7 +66,7 @@ void Top::removeIfFlat(CTriangle* pT) {
     if (pCE->getDegree() < 2) showDetail("\n pCE->getDegree()=", pCE->getDegree());
     std::vector<CTriangle*> vNew;
     if (!pCE->trySplitNeigsKillT(pMesh, pT, 2, vNew) && !moveACorner(pT, 2))
-        showWarning(where(__PRETTY_FUNCTION__, __LINE__), "trySplitNeigsKillT() and laplacianForOne() did not succeed");
+        showOddity(where(__PRETTY_FUNCTION__, __LINE__), "trySplitNeigsKillT() and laplacianForOne() did not succeed");
 }
 
 }  // namespace QUOR_ZEF

@@ -52,8 +52,8 @@ void Top::killDegenerate() {
         if (pCE->getDegree() == 1)
             pT->kill(pMesh);
         else if (!pCE->trySplitNeigsKillT(pMesh, pT, ici, vNew) && !moveACorner(pT, ici))
-            showWarning(where(__PRETTY_FUNCTION__, __LINE__),
-                        "No success of trySplitNeigsKillT() and laplacianForOne()");
+            showOddity(where(__PRETTY_FUNCTION__, __LINE__),
+                       "No success of trySplitNeigsKillT() and laplacianForOne()");
     }
 }
 

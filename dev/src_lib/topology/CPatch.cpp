@@ -142,7 +142,7 @@ void CPatch::orientPatch() {
     std::vector<CTriangle*> vTopT;
     if (top) pMesh->getIncidentTriangles(*top, vTopT);
     if (vTopT.empty()) {
-        showWarning(where(__PRETTY_FUNCTION__, __LINE__), "reorientation failed");
+        showOddity(where(__PRETTY_FUNCTION__, __LINE__), "reorientation failed");
         return;
     }
     Vector3 sum;

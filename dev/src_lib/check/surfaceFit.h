@@ -1,0 +1,24 @@
+#pragma once
+
+#include "geometry/PointSource.h"
+#include "zef/TriangleMesh.h"
+
+namespace QUOR_ZEF {
+
+// How a surface fits the points that it was made of.
+struct SurfaceFit {
+    double coverage = 0.0;  // see Reconstruction
+    double noise = -1.0;
+};
+
+// Looks at 10,000 points at the most, strewn evenly over the input; distances of these to
+// their neighbours and to the triangles are exact. So the share of covered points is exact
+// for fewer points, and else has a standard deviation of 0.002 where 0.95 are covered and
+// 0.004 where 0.8 are. A thousandth of the points, and those farther from the mesh than 32
+// cells, may stay open and count as not covered.
+// Finite points; cellSize: about the length of the sides of the triangles, in their unit.
+// Reads all points and triangles about three times, on all threads: some 30 nanoseconds for
+// each of both, and 10 milliseconds. Does not change with the number of threads.
+SurfaceFit measureFit(const PointSource& points, const TriangleMesh& mesh, double cellSize);
+
+}  // namespace QUOR_ZEF
