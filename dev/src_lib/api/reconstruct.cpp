@@ -105,8 +105,9 @@ void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
                             " points; give one for each, or none");
 }
 
-void removeSmallPieces(const ReconstructOptions& options, Reconstruction& result) {
-    const RemovedPieces removed = removeLonelyPieces(result.mesh, result.spacing, options.minPiece);
+void removeSmallPieces(const ReconstructOptions& options, const SparseParts& sparseParts, Reconstruction& result) {
+    const RemovedPieces removed =
+        removeLonelyPieces(result.mesh, result.spacing, options.minPiece, getTriangleWeights(result.mesh, sparseParts));
     result.numRemovedPieces = removed.numPieces;
     result.numRemovedTriangles = removed.numTriangles;
 }
@@ -151,7 +152,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
         result.mesh = pMesh->releaseTriangles();
         if (options.mend) mendAndTurn(result, options, normals);
-        removeSmallPieces(options, result);
+        removeSmallPieces(options, findings.sparseParts, result);
         result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
         if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();

@@ -17,6 +17,10 @@ struct SparseParts {
     std::vector<std::pair<uint64, float>> vCells;  // CCDs, ascending, each with the distance of the scan's points there
 };
 
+// By vertex, as how much of a triangle one counts there: less where the scan has fewer points
+// than the mesh vertices. Empty without such parts.
+std::vector<float> getTriangleWeights(const TriangleMesh& mesh, const SparseParts& parts);
+
 // Merges vertices where such parts are flat, up to the distance of the scan's points.
 // Returns their number. O(n).
 std::size_t mergeSparseParts(TriangleMesh& mesh, const SparseParts& parts);

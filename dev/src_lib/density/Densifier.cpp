@@ -174,7 +174,7 @@ void Densifier::restoreBulges() {
 // Discs of flying points and at rims stand askew.
 void Densifier::dropDisagreeing() {
     constexpr std::size_t numAsked = 12;
-    constexpr double minCosine = 0.7;
+    constexpr double minCosine = 0.8;
     std::vector<char> vDrop(vSparse.size());
     parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t s = begin; s < end; ++s) {
@@ -192,6 +192,7 @@ void Densifier::dropDisagreeing() {
 }
 
 Disc Densifier::makeDisc(std::size_t number) const {
+    constexpr double share = 0.85;      // of the way to the neighbour
     constexpr double longestWay = 4.0;  // spacings
     constexpr double rim = 0.5;         // spacings that the surface goes on where nobody is
     const Sparse& sparse = vSparse[number];
@@ -207,7 +208,7 @@ Disc Densifier::makeDisc(std::size_t number) const {
         if (distance < reach.length) reach = {distance, right / distance, up / distance};
     }
     for (Disc::Reach& reach : disc.aReach)
-        reach.length = reach.hasNeighbour() ? std::max(reach.length, sparse.spacing) : rim * sparse.spacing;
+        reach.length = share * (reach.hasNeighbour() ? std::max(reach.length, sparse.spacing) : rim * sparse.spacing);
     return disc;
 }
 

@@ -17,25 +17,29 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr double blockSide = 2.0;          // cells; pieces in blocks that touch are near each other
-constexpr std::size_t piecesTogether = 4;  // a surface of small pieces has at least the triangles of so many
+constexpr double blockSide = 2.0;       // cells; pieces in blocks that touch are near each other
+constexpr double piecesTogether = 4.0;  // a surface of small pieces has at least the triangles of so many
 
 class PieceSearch {
 public:
-    PieceSearch(const TriangleMesh& mesh_, double cellSize, std::size_t minPiece_)
-        : mesh(mesh_), invSide(1.0 / (blockSide * cellSize)), minPiece(minPiece_), sets(mesh_.vertices.size()) {
+    PieceSearch(const TriangleMesh& mesh_, double cellSize, std::size_t minPiece_, const std::vector<float>& vWeights)
+        : mesh(mesh_),
+          invSide(1.0 / (blockSide * cellSize)),
+          minPiece(static_cast<double>(minPiece_)),
+          sets(mesh_.vertices.size()) {
         for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
             sets.join(mesh.indices[i], mesh.indices[i + 1]);
             sets.join(mesh.indices[i], mesh.indices[i + 2]);
         }
-        vNum.assign(mesh.vertices.size(), 0);
-        for (std::size_t i = 0; i < mesh.indices.size(); i += 3) ++vNum[sets.find(mesh.indices[i])];
+        vNum.assign(mesh.vertices.size(), 0.0);
+        for (std::size_t i = 0; i < mesh.indices.size(); i += 3)
+            vNum[sets.find(mesh.indices[i])] += vWeights.empty() ? 1.0 : double{vWeights[mesh.indices[i]]};
         largest = static_cast<std::uint32_t>(std::max_element(vNum.begin(), vNum.end()) - vNum.begin());
     }
 
     RemovedPieces mark(std::vector<bool>& vDead) {
         RemovedPieces removed;
-        if (std::none_of(vNum.begin(), vNum.end(), [&](std::size_t num) { return isSmall(num); })) return removed;
+        if (std::none_of(vNum.begin(), vNum.end(), [&](double num) { return isSmall(num); })) return removed;
         joinNearOnes();
         std::vector<bool> vSeen(mesh.vertices.size());
         vDead.assign(mesh.numTriangles(), false);
@@ -53,13 +57,13 @@ public:
 private:
     const TriangleMesh& mesh;
     double invSide;
-    std::size_t minPiece;
-    DisjointSets sets;              // vertices; a piece has the number of its lowest one
-    std::vector<std::size_t> vNum;  // triangles, by piece
+    double minPiece;
+    DisjointSets sets;         // vertices; a piece has the number of its lowest one
+    std::vector<double> vNum;  // triangles, by piece
     std::uint32_t largest;
-    std::vector<std::size_t> vNear;  // triangles of the small pieces around, by piece
+    std::vector<double> vNear;  // triangles of the small pieces around, by piece
 
-    bool isSmall(std::size_t num) const { return num > 0 && num < minPiece; }
+    bool isSmall(double num) const { return num > 0.0 && num < minPiece; }
     bool isRemoved(std::uint32_t piece) const {
         return isSmall(vNum[piece]) && piece != largest && vNear[piece] < piecesTogether * minPiece;
     }
@@ -103,7 +107,7 @@ private:
         }
         const CellBlocks_CCD blocks(vBlocks);
         blocks.forEachPair([&](std::uint32_t a, std::uint32_t b) { near.join(vPieceIn[a], vPieceIn[b]); });
-        std::vector<std::size_t> vSum(mesh.vertices.size(), 0);
+        std::vector<double> vSum(mesh.vertices.size());
         for (std::uint32_t piece = 0; piece < vNum.size(); ++piece)
             if (isSmall(vNum[piece])) vSum[near.find(piece)] += vNum[piece];
         vNear.resize(vSum.size());
@@ -113,10 +117,11 @@ private:
 
 }  // namespace
 
-RemovedPieces removeLonelyPieces(TriangleMesh& mesh, double cellSize, std::size_t minPiece) {
+RemovedPieces removeLonelyPieces(TriangleMesh& mesh, double cellSize, std::size_t minPiece,
+                                 const std::vector<float>& vWeights) {
     if (mesh.indices.empty() || minPiece == 0) return {};
     std::vector<bool> vDead;
-    const RemovedPieces removed = PieceSearch(mesh, cellSize, minPiece).mark(vDead);
+    const RemovedPieces removed = PieceSearch(mesh, cellSize, minPiece, vWeights).mark(vDead);
     if (removed.numTriangles == 0) return removed;
     removeTriangles(mesh.indices, vDead);
     renumberVertices(mesh, VertexOrder::MESH);

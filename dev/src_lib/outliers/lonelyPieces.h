@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include "zef/TriangleMesh.h"
 
@@ -15,6 +16,8 @@ struct RemovedPieces {
 // four times as many together. The largest piece stays. If anything goes, so do vertices
 // without triangles; the others keep their order, as do the triangles.
 // cellSize: in the unit of the vertices. O(n).
-RemovedPieces removeLonelyPieces(TriangleMesh& mesh, double cellSize, std::size_t minPiece);
+// vWeights: by vertex, as how much of a triangle one counts there; all as 1 if it is empty.
+RemovedPieces removeLonelyPieces(TriangleMesh& mesh, double cellSize, std::size_t minPiece,
+                                 const std::vector<float>& vWeights = {});
 
 }  // namespace QUOR_ZEF
