@@ -32,7 +32,7 @@ namespace QUOR_ZEF {
 
 // Scans thin out with distance, so that one grid is too fine for some of their parts.
 enum class Density : std::uint8_t {
-    AUTO,    // as the points are: uneven if a fortieth of them is too sparse for an even grid
+    AUTO,    // as the points are: uneven if more than 2.25 % of them are too sparse for an even grid
     EVEN,    // the grid alone
     UNEVEN,  // sparse parts get points, see ReconstructOptions::levels
 };

@@ -181,7 +181,7 @@ TEST(UnevenClouds, giveTheSameBytesForAnyNumberOfThreadsAndOrderOfPoints) {
 }
 
 TEST(UnevenClouds, areThoseWhereEvenOnesStayAsTheyAre) {
-    for (const Surface& surface : {plane, sphere, torus}) {
+    for (const Surface& surface : {plane, sphere, torus, box}) {
         const Scan scan(surface, 1.0, false);
         const Reconstruction made = reconstruct(scan.vPoints);
         EXPECT_FALSE(made.density.uneven);
@@ -198,10 +198,10 @@ TEST(UnevenClouds, areServedUpToALevelAndWithinABudget) {
         told = text;
         ++numTold;
     }};
-    const auto made = reconstruct(scan.vPoints, {}, context), dense = reconstruct(scan.vPoints, {.levels = 0}, context);
+    const auto made = reconstruct(scan.vPoints, {}, context), dense = reconstruct(scan.vPoints, {.levels = 1}, context);
     for (const Reconstruction* p : {&made, &dense}) {
         const auto& vCounts = p->density.levelPoints;
-        EXPECT_EQ(vCounts.size(), p == &made ? 5u : 1u);
+        EXPECT_EQ(vCounts.size(), p == &made ? 5u : 2u);
         EXPECT_EQ(std::accumulate(vCounts.begin(), vCounts.end(), std::uint64_t{0}), p->numPoints - p->numOutliers);
     }
     EXPECT_LT(dense.density.numAddedPoints, made.density.numAddedPoints);
@@ -226,7 +226,7 @@ TEST(UnevenClouds, areServedUpToALevelAndWithinABudget) {
     EXPECT_GT(coarse.density.coarsening, 1.0);
     EXPECT_DOUBLE_EQ(coarse.spacing, 1.3 * coarse.measuredSpacing * coarse.density.coarsening);
     EXPECT_LT(coarse.density.numAddedPoints, 7 * coarse.numPoints);
-    EXPECT_NEAR(check(coarse.mesh).area, 1.0, 0.04);
+    EXPECT_NEAR(check(coarse.mesh).area, 1.0, 0.055);
     EXPECT_EQ(numTold, 2);
     EXPECT_NE(told.find("times coarser"), std::string::npos) << told;
 }

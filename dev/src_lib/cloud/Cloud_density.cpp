@@ -16,8 +16,8 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr double evenFactor = 1.3;  // of the measured spacing: on that grid even clouds have support
-constexpr double maxUnsupported = 0.025;
+constexpr double evenFactor = 1.4;  // of the measured spacing: on that grid even clouds have support
+constexpr double maxUnsupported = 0.0225;
 
 // What sparse parts may take of the grid.
 double getMaxCells(uint64 numPoints) {
