@@ -96,9 +96,9 @@ struct ManifoldReport {
 };
 
 struct ManifoldOptions {
-    bool fillHoles = true;       // small ones, see mend(); false: holes of the input stay open
+    bool fillHoles = true;            // small ones, see mend(); false: holes of the input stay open
     std::uint32_t maxHoleEdges = 16;  // of holes in surfaces that are no bodies
-    bool exactVertices = false;  // the vertices lie on the surface, as those of melt() do
+    bool exactVertices = false;       // the vertices lie on the surface, as those of melt() do
 };
 
 // Makes every edge and vertex manifold and every component consistently oriented:

@@ -45,14 +45,14 @@ public:
     bool bMelt;            // the points are triangle corners
     DensityReport foundDensity;
     std::vector<std::pair<uint64, float>> vAddedCells;  // see Densifier
-    uint64 numPoints = 0;                   // finite points of the input that are not left out
-    uint64 numStrays = 0, numOutliers = 0;  // those that are
-    double estimatedSpacing = -1.0;         // measured, world units; -1 until measured
-    double usedSpacing = -1.0;              // the grid's; -1 until settled
-    std::unique_ptr<Calc> pCalc;            // null until the grid stands
-    PointSource input;                      // the finite points, where they lie
-    Point3 lowCorner, highCorner;           // of scans: of the box of the points that are not left out
-    PointSource counted;                    // of scans, if wanted: the input less what was left out
+    uint64 numPoints = 0;                               // finite points of the input that are not left out
+    uint64 numStrays = 0, numOutliers = 0;              // those that are
+    double estimatedSpacing = -1.0;                     // measured, world units; -1 until measured
+    double usedSpacing = -1.0;                          // the grid's; -1 until settled
+    std::unique_ptr<Calc> pCalc;                        // null until the grid stands
+    PointSource input;                                  // the finite points, where they lie
+    Point3 lowCorner, highCorner;                       // of scans: of the box of the points that are not left out
+    PointSource counted;                                // of scans, if wanted: the input less what was left out
     // Of triangles: the corners, then the samples; of uneven scans: the points and those
     // added. None once the samples stand.
     std::vector<Point3> vPoints;

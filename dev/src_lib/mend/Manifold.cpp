@@ -112,7 +112,8 @@ private:
 
     void closeLoops() {
         const std::size_t numBefore = mesh.numTriangles();
-        const std::size_t numLoops = closeOddLoops(mesh, edges, *pPatches, options.fillHoles ? options.maxHoleEdges : 0);
+        const std::size_t numLoops =
+            closeOddLoops(mesh, edges, *pPatches, options.fillHoles ? options.maxHoleEdges : 0);
         if (numLoops == 0) return;
         report.numClosedLoops += numLoops;
         report.numAddedTriangles += mesh.numTriangles() - numBefore;

@@ -7,9 +7,9 @@
 
 #include "frame/Progress.h"
 #include "frame/tools.h"
+#include "grid/ColumnCursors.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
-#include "grid/ColumnCursors.h"
 #include "sampling/PointMean.h"
 
 namespace QUOR_ZEF {

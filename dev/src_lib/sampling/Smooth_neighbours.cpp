@@ -5,10 +5,10 @@
 #include <utility>
 
 #include "frame/tools.h"
+#include "grid/ColumnCursors.h"
 #include "grid/RemoveDecider.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
-#include "grid/ColumnCursors.h"
 #include "sampling/PointMean.h"
 #include "sampling/Smooth.h"
 #include "sampling/surroundedCells.h"

@@ -5,9 +5,9 @@
 #include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
+#include "grid/ColumnCursors.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
-#include "grid/ColumnCursors.h"
 #include "sampling/Smooth.h"
 
 namespace QUOR_ZEF {

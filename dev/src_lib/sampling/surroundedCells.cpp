@@ -8,8 +8,8 @@
 #include <span>
 
 #include "grid/Calc.h"
-#include "parallel/parallelTransform.h"
 #include "grid/ColumnCursors.h"
+#include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
 
