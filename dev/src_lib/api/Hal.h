@@ -20,8 +20,8 @@ class RMesh;
 // progress root must plan the stages; an exception frees everything.
 class Hal {
 public:
-    // pCloudMgr: with one prepared cloud; not owned, must outlive this.
-    explicit Hal(CloudMgr* pCloudMgr);
+    // pManager: with one prepared cloud; not owned, must outlive this.
+    explicit Hal(CloudMgr* pManager);
     ~Hal();
     Hal(const Hal&) = delete;
     Hal& operator=(const Hal&) = delete;

@@ -64,8 +64,8 @@ public:
     // edges, the smaller one first; and those of them that lie along border edges.
     std::vector<std::pair<uint64, uint64>> vFeatureEdges, vBorderEdges;
 
-    // absSpacing, spacingFactor: see the fields. pName appears in messages.
-    Cloud(const std::string& name, double absSpacing, double spacingFactor, bool bMelt, int numGrowSteps);
+    // See the fields of like names; cloudName appears in messages.
+    Cloud(const std::string& cloudName, double spacing, double factor, bool bCorners, int growSteps);
     ~Cloud();
     Cloud(const Cloud&) = delete;
     Cloud& operator=(const Cloud&) = delete;

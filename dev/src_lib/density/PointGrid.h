@@ -27,9 +27,9 @@ public:
 
     static constexpr int numLevels = 12;  // blocks of up to 2^11 cells
 
-    // calc lays points at least one block of the coarsest level inside, and outlives this. Fewer than
+    // grid lays points at least one block of the coarsest level inside, and outlives this. Fewer than
     // 2^32 points, else an ASSEX fails.
-    PointGrid(const PointSource& points, const Calc& calc);
+    PointGrid(const PointSource& points, const Calc& grid);
 
     std::uint32_t size() const { return static_cast<std::uint32_t>(vPoints.size()); }
     const Point3& operator[](std::uint32_t i) const { return vPoints[i]; }

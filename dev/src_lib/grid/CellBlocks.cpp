@@ -57,7 +57,7 @@ void CellBlocks<Layout>::countCellsBefore() {
         unsigned above = 0;
         for (std::size_t z = 0; z < 8; ++z) {
             vStart[block].above[z] = static_cast<std::uint16_t>(above);
-            above += cellBlocks::countBits(vListed[block][z]);
+            above += cell_blocks::countBits(vListed[block][z]);
         }
         first += above;
     }

@@ -145,7 +145,7 @@ extern template class CellBlocks<InterleavedLayout>;
 
 // ---- what inner loops use
 
-namespace cellBlocks {
+namespace cell_blocks {
 
 constexpr unsigned linkIndex(int dx, int dy, int dz) {
     return static_cast<unsigned>((dz + 1) * 9 + (dy + 1) * 3 + (dx + 1));
@@ -172,11 +172,11 @@ constexpr std::uint32_t closeUp(uint64 rows) {
     return static_cast<std::uint32_t>((rows & 7) | (rows >> 5 & 0x38) | (rows >> 10 & 0x1c0));
 }
 
-}  // namespace cellBlocks
+}  // namespace cell_blocks
 
 template <class Layout>
 std::uint32_t CellBlocks<Layout>::maskAt(const std::vector<Layers>& v, const Links& links, unsigned place) {
-    using namespace cellBlocks;
+    using namespace cell_blocks;
     const unsigned x = place & 7, y = place >> 3 & 7, z = place >> 6;
     std::uint32_t mask = 0;
     for (unsigned dz = 0; dz < 3; ++dz) {
@@ -204,7 +204,7 @@ std::uint32_t CellBlocks<Layout>::slotAt(std::uint32_t block, unsigned place) co
     const unsigned z = place >> 6;
     const uint64 below = (uint64{1} << (place & 63)) - 1;
     const Start& start = vStart[block];
-    return start.first + start.above[z] + cellBlocks::countBits(vListed[block][z] & below);
+    return start.first + start.above[z] + cell_blocks::countBits(vListed[block][z] & below);
 }
 
 template <class Layout>
