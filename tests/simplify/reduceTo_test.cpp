@@ -58,12 +58,6 @@ Vector3 vectorOf(const Point3& p) {
     return {p.px, p.py, p.pz};
 }
 
-FanSurface surfaceOf(const TriangleMesh& mesh) {
-    std::vector<Vector3> vPos;
-    for (const Point3& p : mesh.vertices) vPos.push_back(vectorOf(p));
-    return {vPos, mesh.indices};
-}
-
 Foot plainFoot(const FanSurface& surface, const Vector3& p) {
     Foot best;
     for (std::uint32_t i = 0; i < surface.numTriangles(); ++i) {
@@ -77,7 +71,7 @@ Foot plainFoot(const FanSurface& surface, const Vector3& p) {
 
 // The largest distance of the corners, and of the middles of sides and triangles.
 double plainDistance(const TriangleMesh& fromMesh, const TriangleMesh& toMesh) {
-    const FanSurface from = surfaceOf(fromMesh), to = surfaceOf(toMesh);
+    const FanSurface from(fromMesh), to(toMesh);
     double sq = 0.0;
     for (std::uint32_t i = 0; i < from.numTriangles(); ++i) {
         const Vector3 &a = from.corner(i, 0), &b = from.corner(i, 1), &c = from.corner(i, 2);
@@ -233,7 +227,7 @@ TEST_F(ReduceTo, givesTheRecordedTrianglesAndNothingNonManifold) {
 TEST(TriangleTree, findsTheClosestPointThatPlainSearchFinds) {
     const Shape soup = randomSoup(3);
     const RMesh rMesh(soup.vertices, soup.triples, 1.0);
-    const FanSurface surface = surfaceOf(flatten(rMesh, VertexOrder::MESH));
+    const FanSurface surface(flatten(rMesh, VertexOrder::MESH));
     TriangleTree tree(surface);
     Rand15 rand(5);
     const auto coord = [&] { return rand.next() / 32767.0 * 6.0 - 1.0; };

@@ -56,6 +56,19 @@ void findFoot(const Vector3& p, const Vector3& a, const Vector3& b, const Vector
     takeSegment(p, c, a, 2, 0, foot);
 }
 
+namespace {
+
+std::vector<Vector3> positionsOf(const TriangleMesh& mesh) {
+    std::vector<Vector3> vPos;
+    vPos.reserve(mesh.vertices.size());
+    for (const Point3& p : mesh.vertices) vPos.emplace_back(p.px, p.py, p.pz);
+    return vPos;
+}
+
+}  // namespace
+
+FanSurface::FanSurface(const TriangleMesh& mesh) : FanSurface(positionsOf(mesh), mesh.indices) {}
+
 FanSurface::FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> indices_)
     : vPos(std::move(vPos_)), indices(std::move(indices_)), vStart(vPos.size() + 1), vFans(indices.size()) {
     for (const std::uint32_t vertex : indices) ++vStart[vertex];

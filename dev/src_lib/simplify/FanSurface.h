@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "zef/TriangleMesh.h"
 #include "zef/Vector3.h"
 
 namespace QUOR_ZEF {
@@ -38,6 +39,7 @@ public:
 
     // Indices out of range are the caller's fault. O(n).
     FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> indices_);
+    explicit FanSurface(const TriangleMesh& mesh);
 
     std::uint32_t numTriangles() const { return static_cast<std::uint32_t>(indices.size() / 3); }
     std::span<const std::uint32_t> fan(std::uint32_t vertex) const {

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <utility>
 
+#include "flat/arrays.h"
 #include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
@@ -18,17 +18,10 @@ namespace {
 
 constexpr std::uint32_t none = CollapseMesh::none;
 
-FanSurface surfaceOf(const TriangleMesh& mesh) {
-    std::vector<Vector3> vPos;
-    vPos.reserve(mesh.vertices.size());
-    for (const Point3& p : mesh.vertices) vPos.emplace_back(p.px, p.py, p.pz);
-    return {std::move(vPos), mesh.indices};
-}
-
 class SparseReduction {
 public:
     SparseReduction(const TriangleMesh& flat, const std::vector<float>& vLongest_, double errorShare_)
-        : mesh(surfaceOf(flat)), vLongest(vLongest_), errorShare(errorShare_), vError(flat.vertices.size()) {}
+        : mesh(FanSurface(flat)), vLongest(vLongest_), errorShare(errorShare_), vError(flat.vertices.size()) {}
 
     // Merges every vertex that can be merged, in their order.
     std::size_t runPass() {
@@ -41,19 +34,10 @@ public:
     }
 
     void keepLiving(TriangleMesh& flat) const {
-        std::vector<std::uint32_t> vIndex(flat.vertices.size(), none);
         flat.indices.clear();
         for (const std::uint32_t vertex : mesh.getTriples())
             if (vertex != none) flat.indices.push_back(vertex);
-        for (const std::uint32_t vertex : flat.indices) vIndex[vertex] = 0;
-        std::uint32_t num = 0;
-        for (std::size_t i = 0; i < vIndex.size(); ++i) {
-            if (vIndex[i] == none) continue;
-            flat.vertices[num] = flat.vertices[i];
-            vIndex[i] = num++;
-        }
-        flat.vertices.resize(num);
-        for (std::uint32_t& vertex : flat.indices) vertex = vIndex[vertex];
+        renumberVertices(flat, VertexOrder::MESH);
     }
 
 private:

@@ -59,17 +59,6 @@ struct Placement {
     Vector3 p;
 };
 
-Vector3 positionOf(const Point3& p) {
-    return {p.px, p.py, p.pz};
-}
-
-FanSurface surfaceOf(const TriangleMesh& mesh) {
-    std::vector<Vector3> vPos;
-    vPos.reserve(mesh.vertices.size());
-    for (const Point3& p : mesh.vertices) vPos.push_back(positionOf(p));
-    return {std::move(vPos), mesh.indices};
-}
-
 double averageEdge(const TriangleMesh& mesh) {
     double sum = 0.0;
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3)
@@ -96,12 +85,7 @@ public:
     // edge_: average length. vShares: by vertex, of maxError.
     QuadricReduction(const TriangleMesh& flat_, const ReduceOptions& options_, double edge_,
                      const std::vector<float>& vShares)
-        : flat(flat_),
-          options(options_),
-          source(surfaceOf(flat)),
-          mesh(source),
-          vQuadrics(source.vPos.size()),
-          edge(edge_) {
+        : flat(flat_), options(options_), source(flat), mesh(source), vQuadrics(source.vPos.size()), edge(edge_) {
         if (flat.hasColor()) {
             sourceColors = colorsOf(flat);
             colors = sourceColors;
@@ -165,7 +149,7 @@ public:
     // it at the next attempt.
     double measure(const TriangleMesh& result, std::vector<float>& vShares) const {
         Progress* pMeasuring = getProgress()->getChildProgressSetTodo("RM_rtmeas", 2);
-        const FanSurface reduced = surfaceOf(result);
+        const FanSurface reduced(result);
         const double limit = options.maxError;
         const SurfaceDistance forth(source, reduced, findHeirs(), edge, 0.0, limit * limit);
         const double sqForth = forth.findLargestSq();
