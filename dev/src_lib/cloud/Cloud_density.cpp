@@ -64,10 +64,9 @@ void Cloud::serveSparseParts() {
         Densifier densifier(pointGrid);
         pProgress->tick();
         const double maxCells = getMaxCells(numPoints);
-        if (absSpacing > 0.0) {
-            while (numLevels > 0 && densifier.estimateCells(numLevels) > maxCells) --numLevels;
-        } else if (const double numCells = densifier.estimateCells(numLevels);
-                   numCells > maxCells && numTries < maxTries) {
+        const double numCells = densifier.estimateCells(numLevels);
+        // A coarser grid can bring in points that were beyond the levels of the finer one.
+        if (numCells > maxCells && absSpacing <= 0.0 && numTries < maxTries) {
             const double factor = std::sqrt(numCells / maxCells);
             foundDensity.coarsening *= factor;
             usedSpacing *= factor;
@@ -75,6 +74,7 @@ void Cloud::serveSparseParts() {
             createCalc();
             continue;
         }
+        while (numLevels > 0 && densifier.estimateCells(numLevels) > maxCells) --numLevels;
         vPoints = densifier.run(numLevels);
         foundDensity.numAddedPoints = vPoints.size() - pointGrid.size();
         vAddedCells = std::move(densifier.vAddedCells);
@@ -89,12 +89,12 @@ void Cloud::serveSparseParts() {
 // In words, what of the wish could not be met.
 void Cloud::warnOfBudget(int numLevels) const {
     std::ostringstream text;
-    if (numLevels < choices.numLevels)
-        text << "Sparse parts were served up to level " << numLevels << " of " << choices.numLevels
-             << ", since the grid is too fine for more: give a larger spacing";
     if (foundDensity.coarsening > 1.0)
         text << "The grid was made " << foundDensity.coarsening
              << " times coarser, since sparse parts would have taken too many cells: give a spacing, or fewer levels";
+    else if (numLevels < choices.numLevels)
+        text << "Sparse parts were served up to level " << numLevels << " of " << choices.numLevels
+             << ", since the grid is too fine for more: give a larger spacing";
     if (!text.str().empty()) showWarning(where(__PRETTY_FUNCTION__, __LINE__), text.str());
 }
 
