@@ -37,38 +37,43 @@ bool isConnected(const std::vector<uint64>& vCCD) {
 
 TEST(Discs, fillTheCellsOfTheirPlaneUpToTheirReach) {
     for (const Vector3& normal : {Vector3(0.48, -0.6, 0.64), Vector3(-0.96, 0.28, 0.0), Vector3(0.0, 1.0, 0.0)}) {
-        Disc disc({10.1, -7.3, 3.3, 9, 8, 7, 255}, normal, 2.5);
+        Disc disc({10.1, -7.3, 3.3}, normal, 2.5);
         disc.aReach.fill({4.0, 0.0, 0.0});
         disc.aReach[5].length = 2.5;
-        Disc red = disc;
-        red.centre = disc.centre + disc.right * 1.5;
-        red.centre.setColor(255, 0, 0, 255);
+        Disc shifted = disc;
+        shifted.centre = disc.centre + disc.right * 1.5;
         const auto liesOn = [](const Disc& d, const Point3& p) {
             const Vector3 arm = p - d.centre;
             return arm.length() <= d.aReach[Disc::getSector(arm * d.right, arm * d.up)].length;
         };
         std::vector<uint64> vFound;
-        for (const auto& [ccd, p, number] : drawDiscs({disc}, calc)) {
+        for (const auto& [ccd, p, number] : drawDiscs(
+                 1, [&](std::size_t) { return disc; }, calc)) {
             vFound.push_back(ccd);
             EXPECT_EQ(number, 0u);
             EXPECT_NEAR((p - disc.centre) * normal, 0.0, 1e-9);
             EXPECT_TRUE(liesOn(disc, p));
-            EXPECT_EQ(p.r, 9);
         }
         EXPECT_TRUE(std::is_sorted(vFound.begin(), vFound.end()) && isConnected(vFound));
         EXPECT_NEAR(static_cast<double>(vFound.size()),
                     (7.0 * 16.0 + 6.25) * M_PI / 8.0 / 0.25 *
                         std::max({std::abs(normal.vx), std::abs(normal.vy), std::abs(normal.vz)}),
                     14.0);
-        // Places where two discs overlap lie on both and have the colour of the nearer one.
-        const std::vector<DrawnCell> vBoth = drawDiscs({disc, red}, calc);
+        // Places where two discs overlap lie on both and are told of the nearer one.
+        const std::vector<DrawnCell> vBoth = drawDiscs(
+            2, [&](std::size_t i) { return i == 0 ? disc : shifted; }, calc);
         EXPECT_GT(vBoth.size(), vFound.size());
         for (const auto& [ccd, p, number] : vBoth) {
             EXPECT_NEAR((p - disc.centre) * normal, 0.0, 1e-9);
-            EXPECT_TRUE(liesOn(disc, p) || liesOn(red, p));
-            const bool bNearer = !liesOn(red, p) || (p - disc.centre).length() < 0.5;
-            EXPECT_TRUE(p.r == 9 || !bNearer);
+            EXPECT_TRUE(liesOn(disc, p) || liesOn(shifted, p));
+            const bool bNearer = !liesOn(shifted, p) || (p - disc.centre).length() < 0.5;
+            EXPECT_TRUE(number == 0 || !bNearer);
         }
+        disc.addCut({disc.up, -1.0});
+        for (const DrawnCell& drawn : drawDiscs(
+                 1, [&](std::size_t) { return disc; }, calc))
+            EXPECT_GE((drawn.place - disc.centre) * disc.up, -1.0);
+        disc.numCuts = 0;
         // On the way to a far neighbour a disc is no wider than its points are apart.
         disc.aReach.fill({8.0, std::cos(0.4), std::sin(0.4)});
         const auto place = [&](double along, double aside) {

@@ -19,11 +19,12 @@ namespace QUOR_ZEF {
 // A point's spacing is the distance of its sixth neighbour; it is sparse if that is more than
 // half a cell. Sparse points are moved onto the planes of the points around them, which
 // flattens the steps of quantised depth, and back as far as all around were moved alike, so
-// that curves stay; by little more than their spacing at the most. Where their surroundings
+// that curves stay; by little more than their spacing at the most. At creases they take the
+// best of their neighbours' planes, that of the side they lie on. Where their surroundings
 // are flat and their planes agree, they lay discs on these planes, which reach for the
-// neighbours on every side. Each cell that a disc passes, and no dense point holds, gets a
-// point.
-// Does not depend on the order of the points. About 15 microseconds and 400 bytes a sparse
+// neighbours on every side and end where they meet the planes beyond a crease. Each cell
+// that a disc passes, and no dense point holds, gets a point.
+// Does not depend on the order of the points. About 17 microseconds and 500 bytes a sparse
 // point, on all threads.
 class Densifier {
 public:
@@ -50,6 +51,13 @@ private:
         Vector3 normal;
         bool bLaysDisc;
     };
+    // Through the neighbours of a sparse point.
+    struct Plane {
+        Point3 centre;
+        Vector3 normal;
+        double thickness = 0.0, width = 0.0;  // standard deviations along the normal, and across at the narrowest
+        bool bFlat = false;                   // a surface, and neither a line nor a heap
+    };
     struct Found {
         std::vector<Sparse> vSparse;
         std::vector<std::uint32_t> vNeighbours;
@@ -59,10 +67,17 @@ private:
     Found findSparseFrom(std::uint32_t begin, std::uint32_t end) const;
     const Point3& getPlace(std::uint32_t point) const;
     Point3 limitMove(const Sparse& sparse, const Point3& place) const;
+    Plane fitPlane(std::size_t number) const;
+    std::vector<Plane> fitPlanes() const;
     void moveOntoPlanes();
     void restoreBulges();
+    void sharpenCreases();
+    std::uint32_t findBetterPlane(std::size_t number, const std::vector<Plane>& vPlanes) const;
+    bool isCreaseAlong(std::size_t number, const Vector3& normal, const std::vector<Plane>& vPlanes) const;
     void dropDisagreeing();
+    std::vector<std::uint32_t> listDiscs(int numLevels) const;
     Disc makeDisc(std::size_t number) const;
+    void cutAtCreases(Disc& disc, std::size_t number) const;
     bool holdsDense(uint64 ccd) const;
 
     const PointGrid& grid;

@@ -8,20 +8,20 @@
 
 #include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
 // What the discs of a cell sum up to.
-struct Spot {
-    uint64 ccd;
+struct SpotSum {
     double x, y, z;  // weighted
     double weight;
     double nearest;      // distance to the nearest centre, in reaches
     std::uint32_t disc;  // whose centre that is
 
-    void add(const Spot& other) {
+    void add(const SpotSum& other) {
         x += other.x;
         y += other.y;
         z += other.z;
@@ -31,14 +31,15 @@ struct Spot {
         disc = other.disc;
     }
 };
+using Spot = std::pair<uint64, SpotSum>;  // first: the cell as CCD
 
 // One spot for each cell, ascending; those of a cell are summed in their order.
 void mergeByCell(std::vector<Spot>& vSpots) {
-    std::stable_sort(vSpots.begin(), vSpots.end(), [](const Spot& a, const Spot& b) { return a.ccd < b.ccd; });
+    sortStableByFirstMT(vSpots.begin(), vSpots.end());
     std::size_t num = 0;
     for (std::size_t i = 0; i < vSpots.size(); ++i) {
-        if (num > 0 && vSpots[num - 1].ccd == vSpots[i].ccd)
-            vSpots[num - 1].add(vSpots[i]);
+        if (num > 0 && vSpots[num - 1].first == vSpots[i].first)
+            vSpots[num - 1].second.add(vSpots[i].second);
         else
             vSpots[num++] = vSpots[i];
     }
@@ -79,7 +80,7 @@ private:
         const double rest = 1.0 - share * share;
         const Point3 p = disc.centre + away;
         const double weight = rest * rest + rimWeight;
-        vSpots.push_back({calc.getCCD(p), weight * p.px, weight * p.py, weight * p.pz, weight, share, number});
+        vSpots.push_back({calc.getCCD(p), {weight * p.px, weight * p.py, weight * p.pz, weight, share, number}});
     }
 
     const Calc& calc;
@@ -103,23 +104,27 @@ double Disc::getLongestReach() const {
 
 double Disc::getShare(const Vector3& away) const {
     constexpr double farAway = 2.0;  // spacings
+    constexpr double outside = std::numeric_limits<double>::infinity();
+    for (std::size_t i = 0; i < numCuts; ++i)
+        if (away * aCuts[i].normal < aCuts[i].least) return outside;
     const double r = away * right, u = away * up;
     const Reach& reach = aReach[getSector(r, u)];
     const bool bAside = reach.length > farAway * spacing && std::abs(r * reach.up - u * reach.right) > spacing;
-    return bAside ? std::numeric_limits<double>::infinity() : away.length() / reach.length;
+    return bAside ? outside : away.length() / reach.length;
 }
 
-std::vector<DrawnCell> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& calc) {
+std::vector<DrawnCell> drawDiscs(std::size_t numDiscs, const std::function<Disc(std::size_t)>& getDisc,
+                                 const Calc& calc) {
     // Batches of one size, so that no sum depends on the number of threads.
     constexpr std::size_t batch = 4096;
-    const std::size_t numBatches = (vDiscs.size() + batch - 1) / batch;
+    const std::size_t numBatches = (numDiscs + batch - 1) / batch;
     std::vector<std::vector<Spot>> vBatches(numBatches);
     parallelChunks(numBatches, 1, [&](std::size_t begin, std::size_t end) {
         const DiscDrawer drawer(calc);
         for (std::size_t b = begin; b < end; ++b) {
-            const std::size_t last = std::min((b + 1) * batch, vDiscs.size());
+            const std::size_t last = std::min((b + 1) * batch, numDiscs);
             for (std::size_t i = b * batch; i < last; ++i)
-                drawer.draw(vDiscs[i], static_cast<std::uint32_t>(i), vBatches[b]);
+                drawer.draw(getDisc(i), static_cast<std::uint32_t>(i), vBatches[b]);
             mergeByCell(vBatches[b]);
             vBatches[b].shrink_to_fit();
         }
@@ -132,11 +137,8 @@ std::vector<DrawnCell> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& ca
     mergeByCell(vSpots);
     std::vector<DrawnCell> vCells;
     vCells.reserve(vSpots.size());
-    for (const Spot& spot : vSpots) {
-        Point3 place(spot.x / spot.weight, spot.y / spot.weight, spot.z / spot.weight);
-        place.copyColorFrom(vDiscs[spot.disc].centre);
-        vCells.push_back({spot.ccd, place, spot.disc});
-    }
+    for (const auto& [ccd, sum] : vSpots)
+        vCells.push_back({ccd, {sum.x / sum.weight, sum.y / sum.weight, sum.z / sum.weight}, sum.disc});
     return vCells;
 }
 

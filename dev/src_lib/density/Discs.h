@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "frame/types.h"
@@ -15,7 +16,7 @@ namespace QUOR_ZEF {
 
 // A piece of a plane around a point, which reaches differently far in eight directions.
 struct Disc {
-    static constexpr std::size_t numSectors = 8;
+    static constexpr std::size_t numSectors = 8, maxCuts = 20;
 
     // Where the next point in a sector is: how far, world units, and in which direction.
     struct Reach {
@@ -25,10 +26,19 @@ struct Disc {
         bool hasNeighbour() const { return right != 0.0 || up != 0.0; }
     };
 
-    Point3 centre;              // with the colour of the disc
+    // Where the disc ends, whatever its reach: only what is at least as far along the normal,
+    // seen from the centre, belongs to it.
+    struct Cut {
+        Vector3 normal;
+        double least = 0.0;
+    };
+
+    Point3 centre;
     Vector3 normal, right, up;  // an orthonormal frame
     double spacing;             // of the points there, world units
     std::array<Reach, numSectors> aReach{};
+    std::array<Cut, maxCuts> aCuts{};
+    std::size_t numCuts = 0;
 
     // normal_: of unit length.
     Disc(const Point3& centre_, const Vector3& normal_, double spacing_);
@@ -38,23 +48,25 @@ struct Disc {
         const std::size_t steep = std::abs(up) > std::abs(right) ? 1 : 0;
         return steep + (right < 0.0 ? 2 : 0) + (up < 0.0 ? 4 : 0);
     }
+    void addCut(const Cut& cut) { aCuts[numCuts++] = cut; }
     double getLongestReach() const;
-    // The share of the way to the rim, seen from the centre; above 1 outside. The way to a
-    // neighbour that is far away is no wider than the points are apart.
+    // The share of the way to the rim, seen from the centre; above 1 outside, and beyond a cut.
+    // The way to a neighbour that is far away is no wider than the points are apart.
     double getShare(const Vector3& away) const;
 };
 
 // A cell that discs pass.
 struct DrawnCell {
     uint64 ccd;
-    Point3 place;
+    Point3 place;        // without colour
     std::uint32_t disc;  // whose centre is nearest, in its reaches
 };
 
 // The cells that the discs pass, each with the place where they do: their mean, where the
-// nearer a disc's centre the more it counts, with the colour of the nearest. Ascending by
-// the cells' CCDs. Depends on the discs and their order alone.
+// nearer a disc's centre the more it counts. Ascending by the cells' CCDs. getDisc makes a
+// disc by its number, once, on any thread. Depends on the discs and their order alone.
 // O(n log n) in the area of the discs in cells, some 70 bytes each, on all threads.
-std::vector<DrawnCell> drawDiscs(const std::vector<Disc>& vDiscs, const Calc& calc);
+std::vector<DrawnCell> drawDiscs(std::size_t numDiscs, const std::function<Disc(std::size_t)>& getDisc,
+                                 const Calc& calc);
 
 }  // namespace QUOR_ZEF
