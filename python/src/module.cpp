@@ -215,6 +215,12 @@ py::array borderEdges(const MeshHolder& mesh, const py::object& threads, const p
                        2);
 }
 
+double readNumber(const std::string& name, const py::object& value) {
+    double number = 0.0;
+    readArgument({name.c_str(), &number, ""}, value);
+    return number;
+}
+
 std::string version() {
     int major = 0, minor = 0;
     zef::getVersion(major, minor);
@@ -263,6 +269,7 @@ PYBIND11_MODULE(_core, m) {
     m.def("read_mesh", readMesh);
     m.def("write_mesh", writeMesh);
     m.def("write_points", writePoints);
+    m.def("number", readNumber);
     m.attr("options") = describeOptions();
     m.attr("version") = version();
 }

@@ -2,10 +2,8 @@
 
 import math
 
-import numpy as np
-
 from . import _arrays, _core
-from ._errors import ArgumentError, ArgumentTypeError
+from ._errors import ArgumentError
 from ._options import takes_options
 from ._reports import ManifoldReport, MeshReport, WriteResult, report_of
 
@@ -179,7 +177,7 @@ class Mesh:
         """A picture of the mesh, see view()."""
         from ._picture import view
 
-        return view(self, path=path, azimuth=azimuth, elevation=elevation, size=size)
+        return view(self, None, path=path, azimuth=azimuth, elevation=elevation, size=size)
 
 
 def _restore(vertices, triangles, colors, report):
@@ -189,13 +187,7 @@ def _restore(vertices, triangles, colors, report):
 
 
 def _target(ratio, num_triangles):
-    wish = "it must be a number above 0, at most 1"
-    if isinstance(ratio, (bool, np.bool_, str, bytes)) or np.ndim(ratio) != 0:
-        raise ArgumentTypeError(f"ratio is {_arrays._short(ratio)}; {wish}")
-    try:
-        number = float(ratio)
-    except (TypeError, ValueError):
-        raise ArgumentTypeError(f"ratio is {_arrays._short(ratio)}; {wish}") from None
-    if not 0.0 < number <= 1.0:
-        raise ArgumentError(f"ratio is {_arrays._short(ratio)}; {wish}")
-    return max(1, math.floor(number * num_triangles))
+    share = _core.number("ratio", ratio)
+    if not 0.0 < share <= 1.0:
+        raise ArgumentError(f"ratio is {share}; it must be above 0, and at most 1")
+    return max(1, math.floor(share * num_triangles))

@@ -6,7 +6,7 @@ import webbrowser
 
 import numpy as np
 
-from . import _arrays
+from . import _arrays, _core
 from ._errors import ArgumentError, ArgumentTypeError
 from ._functions import Cloud
 from ._mesh import Mesh
@@ -36,10 +36,11 @@ class Picture:
         return file.getvalue()
 
 
-def _number(name, value):
-    if isinstance(value, (bool, str)) or not np.isscalar(value) or not np.isreal(value) or not np.isfinite(value):
-        raise ArgumentTypeError(f"{name} is {_arrays._short(value)}; it must be a finite number")
-    return float(value)
+def _number(name, value, low, high):
+    number = _core.number(name, value)
+    if not low <= number <= high:
+        raise ArgumentError(f"{name} is {number}; it must be from {low} to {high}")
+    return number
 
 
 def _camera(azimuth, elevation):
@@ -109,9 +110,8 @@ def view(mesh, cloud, *, path, azimuth, elevation, size):
         raise ArgumentTypeError(f"mesh is {_arrays._short(mesh)}; it must be a Mesh")
     if mesh is None and cloud is None:
         raise ArgumentError("mesh and cloud are None; give one of them")
-    camera = _camera(_number("azimuth", azimuth), _number("elevation", elevation))
-    if not 0.5 <= _number("size", size) <= 100.0:
-        raise ArgumentError(f"size is {size}; it must be from 0.5 to 100 inches")
+    camera = _camera(_number("azimuth", azimuth, -360, 360), _number("elevation", elevation, -90, 90))
+    size = _number("size", size, 0.5, 100)  # inches
     drawn = [thing for thing in (mesh, cloud) if thing is not None]
     figure = Figure(figsize=(size * len(drawn), size), dpi=100, layout="tight")
     for place, thing in enumerate(drawn):
