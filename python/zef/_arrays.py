@@ -41,7 +41,7 @@ def _lies_well(array, dtype):
 
 
 def _in_layout(array, dtype):
-    return array if _lies_well(array, dtype) else np.ascontiguousarray(array, dtype=dtype)
+    return array if _lies_well(array, dtype) else np.require(array, dtype, ["C_CONTIGUOUS", "ALIGNED"])
 
 
 def coordinates(name, value, count=None):

@@ -1,5 +1,7 @@
 """The functions of the package."""
 
+import numpy as np
+
 from . import _arrays, _core
 from ._errors import ArgumentTypeError
 from ._mesh import Mesh
@@ -54,8 +56,7 @@ class Cloud:
         return len(self._held.points)
 
     def __array__(self, dtype=None, copy=None):
-        points = self._held.points
-        return points if dtype is None else points.astype(dtype, copy=bool(copy))
+        return (np.array if copy else np.asarray)(self._held.points, dtype=dtype)
 
     def __repr__(self):
         words = "with colours" if self.colors is not None else "without colours"

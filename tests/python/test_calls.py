@@ -13,6 +13,7 @@ import warnings
 import meshio
 import numpy as np
 import pytest
+from matplotlib.figure import Figure
 from matplotlib.image import imread
 
 import zef
@@ -210,6 +211,7 @@ def test_files_come_back(mesh, points, tmp_path):
 def test_other_packages_take_the_arrays(mesh, tmp_path):
     meshio.Mesh(mesh.vertices, [("triangle", mesh.triangles)]).write(tmp_path / "m.off")
     assert np.allclose(zef.read_mesh(tmp_path / "m.off").vertices, mesh.vertices)
+    Figure().add_subplot(projection="3d").plot_trisurf(*mesh.vertices.T, triangles=mesh.triangles)
 
 
 def test_pictures_are_drawn(mesh, points, tmp_path):

@@ -49,7 +49,7 @@ private:
     std::string error;
     std::string stageTag;
     double reached = 0.0;
-    std::chrono::steady_clock::time_point lastReport;
+    std::chrono::steady_clock::time_point lastReport = std::chrono::steady_clock::now();
 
     void update(const std::string& name, double value) override;
     void report();
