@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds a wheel of the Python package without a network, installs nothing else into a
-# fresh virtual environment that sees Debian's numpy, and runs an example there.
+# fresh virtual environment that sees Debian's numpy, and runs an example there. Then tells what libraries it loads.
 #
 #   scripts/check_wheel.sh [FOLDER]     left as it is at the end, build/wheel by default
 #

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -57,6 +58,13 @@ private:
 
 // That of the calling thread; null if it has none.
 Run* getRun();
+
+// Lets long serial loops of the calling thread be cancelled: to be called with a count.
+inline void pollRun(std::size_t count) {
+    constexpr std::size_t betweenLooks = 256;
+    if (count % betweenLooks != 0) return;
+    if (Run* const pRun = getRun()) pRun->poll();
+}
 
 // Makes a Run the calling thread's for the life of this, with a progress root of its own.
 class RunScope {
