@@ -171,7 +171,7 @@ std::vector<uint64> thickAround(const Component& component, const std::vector<ui
         });
     };
     for (const uint64 rcd : component.vBorderRCD) addAround(rcd);
-    for (std::size_t i = 0; i < v.size(); ++i) addAround(v[i]);
+    for (std::size_t num = 0; num < v.size();) addAround(v[num++]);
     sortMT(v.begin(), v.end());
     return v;
 }
