@@ -24,7 +24,7 @@ run "$make_scan" build/demo/scan.ply
 run "$tool" reconstruct build/demo/scan.ply -o build/demo/mesh.ply
 
 python=$(sed -n 's/^Python_EXECUTABLE:[^=]*=//p' "$build/CMakeCache.txt")
-if [[ -n $python ]] && cmake --build "$build" --target help | grep -q zef_python; then
+if [[ -n $python && $(cmake --build "$build" --target help) == *zef_python* ]]; then
     cmake --build "$build" -j "$(nproc)" --target zef_python
     run env PYTHONPATH="$build/python" "$python" examples/python/first_mesh.py build/demo/torus.ply
 fi
