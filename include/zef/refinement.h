@@ -102,7 +102,8 @@ struct SmoothingOptions {
 // Plain steps shrink the mesh. With keepVolume, steps forth and back cancel for
 // what is smooth already and remove only what is rough: G. Taubin, A signal
 // processing approach to fair surface design, SIGGRAPH 1995. The default factors
-// pass what changes slowly (1/lambda + 1/mu = 0.1).
+// pass what changes slowly (1/lambda + 1/mu = 0.1). Whoever stays in a step forth
+// stays in the step back.
 // Some 0.1 seconds a step and a million triangles. Licence gate "laplacianSmoothing".
 ZEF_API void smooth(TriangleMesh& mesh, const SmoothingOptions& options = {}, const Context& context = {});
 
