@@ -135,9 +135,8 @@ struct Reconstruction {
     // covered. Of more than 10,000 points as many are asked, which gives the share to about
     // 0.002. -1 without ReconstructOptions::measureCoverage.
     double coverage = -1.0;
-    // How far from the planes of the points around them half of the points lie at most, in
-    // edges of a grid cell. From half an edge on the surface gets bumpy, so that a larger
-    // spacing serves better. -1 if not measured.
+    // The standard deviation of the points from their surface, along its normal, in spacings: those
+    // measured, or else that given. See PointStatistics::noise. -1 if not measured.
     double noise = -1.0;
 };
 
@@ -172,10 +171,12 @@ struct PointStatistics {
     // All that follows is known with a spacing only.
     double unsupportedShare = -1.0;  // see DensityReport
     // Of the distances of points to their sixth neighbours 5, 50 and 95 of 100 are smaller; of
-    // 20,000 points at the most, as the noise.
+    // 20,000 points at the most.
     std::array<double, 3> localSpacing = {-1.0, -1.0, -1.0};
-    // Half of the points are nearer than this, in spacings, to the plane through their 24
-    // nearest. Gaussian noise of up to a spacing gives 0.7 of its standard deviation.
+    // The standard deviation of the points from their surface, along its normal, in spacings: the
+    // median over the surface. It is right to some percent for up to a spacing, and some
+    // thousandths for clean points. More than a cell of the grid cannot be told from space that
+    // points fill. Of 10,000 points at the most.
     double noise = -1.0;
     bool needsDoubles = false;  // floats would lose more than a thousandth of the spacing, see Precision
 };

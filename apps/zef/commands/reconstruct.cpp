@@ -96,9 +96,22 @@ std::string cureOfCoverage(const zef::ReconstructOptions& library, const zef::Re
     return largerGrid(library);
 }
 
+// From half a cell on the surface gets bumpy; what is wider than a cell needs a wider grid.
+void hintAtNoise(CommandRun& commandRun, const zef::ReconstructOptions& library, const zef::Reconstruction& made) {
+    constexpr double much = 0.5, tooMuch = 1.0;  // cells
+    const bool bMeasured = made.measuredSpacing > 0.0;
+    const double inCells = made.noise * (bMeasured ? made.measuredSpacing / made.spacing : 1.0);
+    if (!(inCells > much)) return;
+    const auto rounded = [&](double value) { return numberText(std::ceil(10.0 * value * inCells / much) / 10.0); };
+    const std::string grid =
+        bMeasured ? "--factor " + rounded(made.spacing / made.measuredSpacing) : "a larger --spacing";
+    commandRun.hint("the points scatter by " + percentText(inCells) + " of the distance of the vertices: try " +
+                    (library.smooth || inCells > tooMuch ? grid : "--smooth"));
+}
+
 void giveHints(CommandRun& commandRun, const zef::ReconstructOptions& library, const zef::Reconstruction& made,
                std::uint64_t numBorderLoops) {
-    constexpr double enoughCoverage = 0.95, muchNoise = 0.5;
+    constexpr double enoughCoverage = 0.95;
     constexpr std::uint64_t manyLoops = 50;
     if (made.coverage < enoughCoverage)
         commandRun.hint("only " + percentText(made.coverage) + " of the points lie near the mesh: try " +
@@ -106,9 +119,7 @@ void giveHints(CommandRun& commandRun, const zef::ReconstructOptions& library, c
     if (numBorderLoops > manyLoops)
         commandRun.hint("the mesh has " + countText(numBorderLoops) + " border loops: to close more gaps, try " +
                         (library.growSteps > 0 ? largerGrid(library) : "--grow 20"));
-    if (made.noise > muchNoise)
-        commandRun.hint("the points scatter as wide as the vertices are apart: try " +
-                        (library.smooth ? largerGrid(library) : "--smooth"));
+    hintAtNoise(commandRun, library, made);
     commandRun.reportHints();
 }
 

@@ -14,6 +14,7 @@
 #include "api/sparseParts.h"
 #include "check/surfaceFit.h"
 #include "cloud/CloudMgr.h"
+#include "density/noise.h"
 #include "density/surroundings.h"
 #include "frame/License.h"
 #include "geometry/PointSource.h"
@@ -123,10 +124,16 @@ void mendAndTurn(Reconstruction& result, const ReconstructOptions& options, cons
     if (result.mesh.hasColor()) completeColors(result.mesh);
 }
 
+// The standard deviation in spacings.
+double noiseOf(const PointSource& points, double spacing) {
+    const double deviation = NoiseMap(points, spacing).getMedian().deviation;
+    return deviation < 0.0 ? -1.0 : deviation / spacing;
+}
+
 void measureFit(const PointSource& counted, Reconstruction& result) {
-    const SurfaceFit fit = measureFit(counted, result.mesh, result.spacing);
-    result.coverage = fit.coverage * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
-    result.noise = fit.noise;
+    const double covered = measureCoverage(counted, result.mesh, result.spacing);
+    result.coverage = covered * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
+    result.noise = noiseOf(counted, result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing);
 }
 
 Reconstruction reconstructSource(const PointSource& points, PointNormals normals, const ReconstructOptions& options,
@@ -188,10 +195,9 @@ void lookAround(Cloud& cloud, PointStatistics& found) {
     cloud.createCalc();
     found.spacing = cloud.usedSpacing;
     found.numCells = countDifferent(cloud.getCCDs(*cloud.getCalc()));
-    const Surroundings around = measureSurroundings(PointGrid(cloud.input, *cloud.getCalc()), maxSampled);
     found.unsupportedShare = cloud.foundDensity.unsupportedShare;
-    found.localSpacing = around.spacings;
-    found.noise = around.noise / found.spacing;
+    found.localSpacing = measureLocalSpacings(PointGrid(cloud.input, *cloud.getCalc()), maxSampled);
+    found.noise = noiseOf(cloud.input, found.spacing);
     found.needsDoubles = needsDoubles(found.low, found.high, found.spacing);
 }
 
