@@ -16,6 +16,7 @@
 #include "zef/errors.h"
 #include "zef/export.h"
 #include "zef/meshCheck.h"
+#include "zef/refinement.h"
 
 namespace QUOR_ZEF {
 
@@ -85,6 +86,10 @@ struct ReconstructOptions {
     // Whether the mesh is made manifold, as by mend(), its pieces are turned to one side,
     // and its filled places get colours.
     bool mend = true;
+    // With mend: whether the mesh is then fitted closer to the points, as by refit(), with this
+    // radius in spacings, or 0 for one by the noise.
+    bool refit = true;
+    double refitRadius = 0.0;
     // Pieces of fewer triangles than this are removed in the end, unless such pieces lie
     // close to each other in number; the largest piece stays in any case. 0 keeps all.
     std::uint32_t minPiece = 30;
@@ -126,6 +131,7 @@ struct Reconstruction {
     ManifoldReport mended;                  // zeros without ReconstructOptions::mend
     std::uint64_t numRemovedPieces = 0;     // after that, see ReconstructOptions::minPiece,
     std::uint64_t numRemovedTriangles = 0;  // and their triangles
+    RefitReport refit;                      // see ReconstructOptions::refit
     // What settled the sides of most of the area, NONE without ReconstructOptions::mend,
     // and how many pieces were turned, after they were mended.
     SideRule sideRule = SideRule::NONE;

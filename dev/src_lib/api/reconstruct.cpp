@@ -12,10 +12,12 @@
 #include "api/calls.h"
 #include "api/plans.h"
 #include "api/sparseParts.h"
+#include "check/checkTriangles.h"
 #include "check/surfaceFit.h"
 #include "cloud/CloudMgr.h"
 #include "density/noise.h"
 #include "density/surroundings.h"
+#include "flat/arrays.h"
 #include "frame/License.h"
 #include "geometry/PointSource.h"
 #include "grid/Calc.h"
@@ -23,6 +25,7 @@
 #include "mend/Manifold.h"
 #include "outliers/lonelyPieces.h"
 #include "parallel/sortMT.h"
+#include "refit/refitMesh.h"
 #include "sides/turnPieces.h"
 #include "smooth/colors.h"
 #include "zef/Mesh.h"
@@ -92,10 +95,15 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
     return pMesh;
 }
 
+bool isRefitWanted(const ReconstructOptions& options) {
+    return options.refit && options.mend;
+}
+
 void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
     checkOption("spacing", options.spacing, 0.0, unlimited);
     if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
     checkOption("levels", options.levels, 0.0, maxLevels);
+    checkOption("refitRadius", options.refitRadius, 0.0, unlimited);
     if (options.viewpoint) {
         const Point3& p = *options.viewpoint;
         if (!std::isfinite(p.px) || !std::isfinite(p.py) || !std::isfinite(p.pz))
@@ -130,6 +138,12 @@ double noiseOf(const PointSource& points, double spacing) {
     return deviation < 0.0 ? -1.0 : deviation / spacing;
 }
 
+// A given spacing is that of the vertices, which the points need not have.
+void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result) {
+    const double spacing = result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing;
+    result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius});
+}
+
 void measureFit(const PointSource& counted, Reconstruction& result) {
     const double covered = measureCoverage(counted, result.mesh, result.spacing);
     result.coverage = covered * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
@@ -146,14 +160,14 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         passLicenseGate("license state", points.size());
         Reconstruction result;
         Findings findings{result, {}, {}};
-        const std::shared_ptr<Mesh> pMesh = run(
-            points,
-            {options.spacing,
-             options.factor,
-             options.smooth,
-             options.growSteps,
-             {options.keepBorders, options.keepOutliers, densityOf(options), options.levels, options.measureCoverage}},
-            &findings);
+        const std::shared_ptr<Mesh> pMesh = run(points,
+                                                {options.spacing,
+                                                 options.factor,
+                                                 options.smooth,
+                                                 options.growSteps,
+                                                 {options.keepBorders, options.keepOutliers, densityOf(options),
+                                                  options.levels, options.measureCoverage || isRefitWanted(options)}},
+                                                &findings);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
@@ -161,6 +175,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         if (options.mend) mendAndTurn(result, options, normals);
         removeSmallPieces(options, findings.sparseParts, result);
         result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
+        if (isRefitWanted(options)) refitToPoints(findings.counted, options, result);
         if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();
         return result;
@@ -248,6 +263,28 @@ double measureSpacing(std::span<const Point3> points, const Context& context) {
 double measureSpacing(const PointView& points, const Context& context) {
     checkView(points);
     return measureSource(points, context);
+}
+
+RefitReport refit(TriangleMesh& mesh, const PointView& points, const RefitOptions& options, const Context& context) {
+    checkView(points);
+    checkMesh(mesh);
+    checkOption("spacing", options.spacing, 0.0, unlimited);
+    checkOption("radius", options.radius, 0.0, unlimited);
+    RefitOptions settled = options;
+    if (options.spacing == 0.0) settled.spacing = measureSource(points, {context.threads, {}, context.message});
+    return runCall(context, [&] {
+        RefitReport report;
+        TriangleMesh fitted = mesh;
+        renumberVertices(fitted, VertexOrder::MESH);
+        PointSource finite = points;
+        finite.keepFinite(1);
+        runPlanned(planOfRefitting(), [&] {
+            const MeshReport state = checkTriangles(fitted);
+            if (state.manifold && state.oriented) report = refitMesh(fitted, finite, settled);
+        });
+        mesh = std::move(fitted);
+        return report;
+    });
 }
 
 PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {
