@@ -182,7 +182,7 @@ struct PointStatistics {
     // The standard deviation of the points from their surface, along its normal, in spacings: the
     // median over the surface. It is right to some percent for up to a spacing, and some
     // thousandths for clean points. More than a cell of the grid cannot be told from space that
-    // points fill. Of 10,000 points at the most.
+    // points fill. Of 6,000 points at the most.
     double noise = -1.0;
     bool needsDoubles = false;  // floats would lose more than a thousandth of the spacing, see Precision
 };

@@ -25,9 +25,9 @@ struct LocalNoise {
 // Steps of quantised depth that are wider than four points read as clean surface.
 // Points that fill space have what fits them: a third of the reach, and more than a spacing.
 //
-// Does not change with the number of threads. Looks at 10,000 points at the most, one in
-// twenty. Reads all points two to five times: some 20 nanoseconds each, and 5 microseconds for
-// each one that is looked at. Asking from several threads is safe.
+// Does not change with the number of threads. Looks at 6,000 points at the most, one in
+// twenty, and at fewer where they must look far. Reads all points one to five times: some 40
+// nanoseconds each, and 10 microseconds for each one that is looked at, on all threads. Asking from several threads is safe.
 class NoiseMap {
 public:
     // Finite points; spacing: about their distance, above 0, to begin with.
