@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <vector>
 
 #include "zef/Context.h"
@@ -135,6 +136,8 @@ struct RefitReport {
 // the points, vertices get the mean of those that count for them.
 // A mesh that is not manifold stays as it is. ArgumentError for a spacing or a radius that
 // cannot work. Some microsecond and 300 bytes a triangle.
+ZEF_API RefitReport refit(TriangleMesh& mesh, std::span<const Point3> points, const RefitOptions& options = {},
+                          const Context& context = {});
 ZEF_API RefitReport refit(TriangleMesh& mesh, const PointView& points, const RefitOptions& options = {},
                           const Context& context = {});
 

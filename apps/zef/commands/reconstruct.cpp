@@ -11,6 +11,7 @@
 #include "numbers.h"
 #include "options.h"
 #include "reports/measure.h"
+#include "reports/refit.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
 
@@ -22,6 +23,7 @@ struct Options {
     std::vector<std::string> vInputs;
     zef::ReconstructOptions library;
     std::string viewpoint;  // empty or "x,y,z"
+    std::string refit = "auto";
     bool bKeepNonManifold = false;
     Chain chain;
     OutputOptions output;
@@ -62,7 +64,7 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
     report.addCount("cells", "", made.numCells);
     reportDensity(report, made.density);
     report.addShare("coverage", "coverage of the points", made.coverage);
-    report.addNumber("noise", "", made.noise);
+    reportNoise(report, made.noise);
     const auto addLeftOut = [&](const char* key, const char* label, std::uint64_t num) {
         report.addCount(key, num > 0 ? label : "", num);
     };
@@ -128,6 +130,19 @@ std::string checkViewpoint(const std::string& text) {
     return parseThree(text, at) ? "" : "--viewpoint wants three finite numbers";
 }
 
+// "off", "auto" or a radius. False if it is anything else.
+bool parseRefit(const std::string& text, zef::ReconstructOptions& library) {
+    library.refit = text != "off";
+    library.refitRadius = 0.0;
+    if (!library.refit || text == "auto") return true;
+    return parseNumber(text, library.refitRadius) && library.refitRadius > 0.0;
+}
+
+std::string checkRefit(const std::string& text) {
+    zef::ReconstructOptions library;
+    return parseRefit(text, library) ? "" : "--refit wants off, auto or a radius in spacings";
+}
+
 // What the files themselves know of the sides of their points stands below what the
 // options say.
 void addSides(const Options& options, const Scan& scan, zef::ReconstructOptions& library) {
@@ -156,12 +171,14 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     zef::ReconstructOptions library = options.library;
     library.mend = !options.bKeepNonManifold;
     library.measureCoverage = true;
+    parseRefit(options.refit, library);
     addSides(options, scan, library);
     zef::Reconstruction made = zef::reconstruct(scan.points, library, commandRun.getContext());
     if (!library.mend) zef::fillColors(made.mesh, commandRun.getContext());
     commandRun.lap("seconds_reconstruct", "reconstruct");
 
     reportCloud(commandRun.report, scan.points.size(), made);
+    if (library.mend && library.refit) reportRefit(commandRun.report, made.refit);
     scan = {};
     if (!options.chain.isEmpty()) {
         runChain(commandRun, options.chain, library.mend, made.mesh);
@@ -218,6 +235,13 @@ void addReconstruct(Commands& commands) {
         ->type_name("x y z")
         ->check(checkViewpoint);
     addMendOption(command, pOptions->bKeepNonManifold);
+    command
+        .add_option("--refit", pOptions->refit,
+                    "Fit the mesh closer to the points, which takes their noise away and makes creases sharp: to those "
+                    "within a radius by their noise (auto), or this one in spacings; not with --keep-non-manifold")
+        ->check(checkRefit)
+        ->type_name("off|auto|RADIUS")
+        ->capture_default_str();
     addChainOptions(command, pOptions->chain);
     addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);
     addTalkOptions(command, pOptions->talk);

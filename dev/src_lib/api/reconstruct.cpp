@@ -196,6 +196,28 @@ double measureSource(const PointSource& points, const Context& context) {
     });
 }
 
+RefitReport refitSource(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options,
+                        const Context& context) {
+    checkMesh(mesh);
+    checkOption("spacing", options.spacing, 0.0, unlimited);
+    checkOption("radius", options.radius, 0.0, unlimited);
+    RefitOptions settled = options;
+    if (options.spacing == 0.0) settled.spacing = measureSource(points, {context.threads, {}, context.message});
+    return runCall(context, [&] {
+        RefitReport report;
+        TriangleMesh fitted = mesh;
+        renumberVertices(fitted, VertexOrder::MESH);
+        PointSource finite = points;
+        finite.keepFinite(1);
+        runPlanned(planOfRefitting(), [&] {
+            const MeshReport state = checkTriangles(fitted);
+            if (state.manifold && state.oriented) report = refitMesh(fitted, finite, settled);
+        });
+        mesh = std::move(fitted);
+        return report;
+    });
+}
+
 // The number of different codes.
 std::uint64_t countDifferent(std::vector<uint64> vCodes) {
     sortUniqueMT(vCodes);
@@ -265,26 +287,15 @@ double measureSpacing(const PointView& points, const Context& context) {
     return measureSource(points, context);
 }
 
+RefitReport refit(TriangleMesh& mesh, std::span<const Point3> points, const RefitOptions& options,
+                  const Context& context) {
+    checkSpan(points);
+    return refitSource(mesh, points, options, context);
+}
+
 RefitReport refit(TriangleMesh& mesh, const PointView& points, const RefitOptions& options, const Context& context) {
     checkView(points);
-    checkMesh(mesh);
-    checkOption("spacing", options.spacing, 0.0, unlimited);
-    checkOption("radius", options.radius, 0.0, unlimited);
-    RefitOptions settled = options;
-    if (options.spacing == 0.0) settled.spacing = measureSource(points, {context.threads, {}, context.message});
-    return runCall(context, [&] {
-        RefitReport report;
-        TriangleMesh fitted = mesh;
-        renumberVertices(fitted, VertexOrder::MESH);
-        PointSource finite = points;
-        finite.keepFinite(1);
-        runPlanned(planOfRefitting(), [&] {
-            const MeshReport state = checkTriangles(fitted);
-            if (state.manifold && state.oriented) report = refitMesh(fitted, finite, settled);
-        });
-        mesh = std::move(fitted);
-        return report;
-    });
+    return refitSource(mesh, points, options, context);
 }
 
 PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {
