@@ -18,7 +18,7 @@ normal; the same seed gives the same points. One line for each shape, noise and 
     seconds     of the whole run
 
 Ways: the tool with the options of each --run (by default as it is, and with --refit off). Peers run too where the python that
-runs this can import them: Poisson of Open3D, vtkSurfaceReconstructionFilter of VTK. Wants numpy and scipy. Some 10 seconds a line.
+runs this can import them: Poisson of Open3D, vtkExtractSurface of VTK. Wants numpy and scipy. Some 10 seconds a line.
 """
 import argparse
 import importlib.util
@@ -204,15 +204,22 @@ def vtk_surface(cloud, out, spacing):
     points, data = vtk.vtkPoints(), vtk.vtkPolyData()
     points.SetData(numpy_to_vtk(cloud))
     data.SetPoints(points)
-    surface, contour, triangles = vtk.vtkSurfaceReconstructionFilter(), vtk.vtkContourFilter(), vtk.vtkTriangleFilter()
-    surface.SetInputData(data)
-    surface.SetSampleSpacing(1.6 * spacing)
-    contour.SetInputConnection(surface.GetOutputPort())
-    contour.SetValue(0, 0.0)
-    triangles.SetInputConnection(contour.GetOutputPort())
-    triangles.Update()
-    mesh = triangles.GetOutput()
-    write_ply(out, vtk_to_numpy(mesh.GetPoints().GetData()).astype(float), vtk_to_numpy(mesh.GetPolys().GetData()).reshape(-1, 4)[:, 1:])
+    normals, field, surface = vtk.vtkPCANormalEstimation(), vtk.vtkSignedDistance(), vtk.vtkExtractSurface()
+    normals.SetInputData(data)
+    normals.SetSampleSize(24)
+    normals.SetNormalOrientationToGraphTraversal()
+    normals.FlipNormalsOn()
+    side, margin = 1.6 * spacing, 5 * spacing
+    low, high = cloud.min(0) - margin, cloud.max(0) + margin
+    field.SetInputConnection(normals.GetOutputPort())
+    field.SetBounds(*np.stack([low, high], 1).ravel())
+    field.SetDimensions(*(1 + np.ceil((high - low) / side).astype(int)))
+    field.SetRadius(2 * side)
+    surface.SetInputConnection(field.GetOutputPort())
+    surface.SetRadius(1.99 * side)
+    surface.Update()
+    mesh = surface.GetOutput()
+    write_ply(out, vtk_to_numpy(mesh.GetPoints().GetData()).astype(float), vtk_to_numpy(mesh.GetPolys().GetConnectivityArray()).reshape(-1, 3))
 
 
 def find_peers():

@@ -56,7 +56,7 @@ TEST(NoiseMap, findsTheDeviationAcrossCurvesAndCreases) {
                 const Sample sample = bTorus ? draws.onTorus() : draws.onBox();
                 vPoints.push_back(sample.p + sample.normal * (noise * spacing * draws.normal()));
             }
-            const LocalNoise found = NoiseMap(vPoints, 1.24 * spacing).getMedian();
+            const Scatter found = NoiseMap(vPoints, 1.24 * spacing).getMedian();
             EXPECT_NEAR(found.deviation, noise * spacing, (0.003 + 0.08 * noise) * spacing) << bTorus << noise;
             EXPECT_NEAR(found.spacing, spacing, 0.15 * spacing) << bTorus << noise;
         }
@@ -77,7 +77,7 @@ TEST(NoiseMap, tellsPlacesApartAndWhatIsNoSurface) {
         EXPECT_LT(map.at({50.0, y, 0.0}).deviation, 1e-9);
         EXPECT_NEAR(map.at({150.0, y, 0.0}).deviation, 0.3, 0.1);
     }
-    const LocalNoise ball = NoiseMap(vBall, 1.0).getMedian();
+    const Scatter ball = NoiseMap(vBall, 1.0).getMedian();
     EXPECT_GT(ball.deviation, 2.0 * ball.spacing);
     EXPECT_LT(NoiseMap(vLine, 1.0).getMedian().deviation, 1e-9);
     EXPECT_EQ(NoiseMap(std::vector<Point3>(40), 1.0).getMedian().deviation, -1.0);

@@ -138,7 +138,7 @@ public:
     }
 
     std::vector<Point3> vPlaces;
-    std::vector<LocalNoise> vFound;  // by place
+    std::vector<Scatter> vFound;  // by place
 
 private:
     const PointSource& points;
@@ -207,7 +207,7 @@ double medianOf(std::vector<double>& v) {
 
 // Of at least one that is known.
 template <class Iterator, class Fn>
-LocalNoise mediansOf(Iterator first, Iterator last, const Fn& noiseOf) {
+Scatter mediansOf(Iterator first, Iterator last, const Fn& noiseOf) {
     std::vector<double> vDeviations, vSpacings;
     for (; first != last; ++first) {
         vDeviations.push_back(noiseOf(*first).deviation);
@@ -223,14 +223,14 @@ NoiseMap::NoiseMap(const PointSource& points, double spacing) {
     NoiseSearch search(points, spacing);
     search.run();
     std::vector<Point3> vPlaces;
-    std::vector<LocalNoise> vFound;
+    std::vector<Scatter> vFound;
     for (std::size_t k = 0; k < search.vPlaces.size(); ++k) {
         if (search.vFound[k].deviation < 0.0) continue;
         vPlaces.push_back(search.vPlaces[k]);
         vFound.push_back(search.vFound[k]);
     }
     if (vFound.empty()) return;
-    median = mediansOf(vFound.begin(), vFound.end(), [](const LocalNoise& noise) { return noise; });
+    median = mediansOf(vFound.begin(), vFound.end(), [](const Scatter& noise) { return noise; });
     low = vPlaces.front();
     for (const Point3& p : vPlaces) low.set(std::min(low.px, p.px), std::min(low.py, p.py), std::min(low.pz, p.pz));
     for (int i = 0; i < numLevels; ++i) addLevel(std::ldexp(smallestBlock * spacing, i), vPlaces, vFound);
@@ -243,7 +243,7 @@ uint64 NoiseMap::codeOf(const Point3& p, double side) const {
     return bits(way.vx) * 0xd6e8feb86659fd93 + bits(way.vy) * 0xa0761d6478bd642f + bits(way.vz) * 0xe7037ed1a0b428db;
 }
 
-void NoiseMap::addLevel(double side, const std::vector<Point3>& vPlaces, const std::vector<LocalNoise>& vFound) {
+void NoiseMap::addLevel(double side, const std::vector<Point3>& vPlaces, const std::vector<Scatter>& vFound) {
     std::vector<std::pair<uint64, std::size_t>> vPairs;
     for (std::size_t k = 0; k < vPlaces.size(); ++k) vPairs.emplace_back(codeOf(vPlaces[k], side), k);
     std::sort(vPairs.begin(), vPairs.end());
@@ -257,7 +257,7 @@ void NoiseMap::addLevel(double side, const std::vector<Point3>& vPlaces, const s
     }
 }
 
-const LocalNoise& NoiseMap::at(const Point3& p) const {
+const Scatter& NoiseMap::at(const Point3& p) const {
     for (const Level& level : vLevels) {
         const std::uint32_t number = level.numbers.find(codeOf(p, level.side));
         if (number != CodeMap::npos) return level.vMedians[number];

@@ -12,7 +12,7 @@
 namespace QUOR_ZEF {
 
 // How points scatter about their surface, in world units.
-struct LocalNoise {
+struct Scatter {
     double deviation = -1.0;  // standard deviation along the normal; -1: not known
     double spacing = -1.0;    // side of the square that a point has for itself
 };
@@ -27,29 +27,30 @@ struct LocalNoise {
 //
 // Does not change with the number of threads. Looks at 6,000 points at the most, one in
 // twenty, and at fewer where they must look far. Reads all points one to five times: some 40
-// nanoseconds each, and 10 microseconds for each one that is looked at, on all threads. Asking from several threads is safe.
+// nanoseconds each, and 10 microseconds for each one that is looked at, on all threads. Asking from several threads is
+// safe.
 class NoiseMap {
 public:
     // Finite points; spacing: about their distance, above 0, to begin with.
     NoiseMap(const PointSource& points, double spacing);
 
     // The medians of all; -1 if points are too few for a surface.
-    const LocalNoise& getMedian() const { return median; }
+    const Scatter& getMedian() const { return median; }
     // The medians of the samples in the block of a dozen spacings around, or in the
     // smallest larger one with nine of them. 20 nanoseconds.
-    const LocalNoise& at(const Point3& p) const;
+    const Scatter& at(const Point3& p) const;
 
 private:
     struct Level {
         double side = 0.0;  // of its blocks
         CodeMap numbers;    // of blocks by code
-        std::vector<LocalNoise> vMedians;
+        std::vector<Scatter> vMedians;
     };
     uint64 codeOf(const Point3& p, double side) const;
-    void addLevel(double side, const std::vector<Point3>& vPlaces, const std::vector<LocalNoise>& vFound);
+    void addLevel(double side, const std::vector<Point3>& vPlaces, const std::vector<Scatter>& vFound);
 
     Point3 low;
-    LocalNoise median;
+    Scatter median;
     std::vector<Level> vLevels;  // the smallest blocks first
 };
 
