@@ -169,6 +169,38 @@ std::vector<std::size_t> boundsOfCells(const std::vector<CodedIndex>& vOrder) {
     return vBounds;
 }
 
+// C. Ericson, Real-Time Collision Detection, 2005, 5.1.5.
+double sqDistanceToTriangle(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c) {
+    const Vector3 ab = b - a, ac = c - a, ap = p - a, bp = p - b, cp = p - c;
+    const double d1 = ab * ap, d2 = ac * ap, d3 = ab * bp, d4 = ac * bp, d5 = ab * cp, d6 = ac * cp;
+    if (d1 <= 0.0 && d2 <= 0.0) return ap.sqLength();
+    if (d3 >= 0.0 && d4 <= d3) return bp.sqLength();
+    if (d6 >= 0.0 && d5 <= d6) return cp.sqLength();
+    const double vc = d1 * d4 - d3 * d2, vb = d5 * d2 - d1 * d6, va = d3 * d6 - d5 * d4;
+    if (vc <= 0.0 && d1 >= 0.0 && d3 <= 0.0) return (ap - ab * (d1 / (d1 - d3))).sqLength();
+    if (vb <= 0.0 && d2 >= 0.0 && d6 <= 0.0) return (ap - ac * (d2 / (d2 - d6))).sqLength();
+    if (va <= 0.0 && d4 >= d3 && d5 >= d6) return (bp - (c - b) * ((d4 - d3) / (d4 - d3 + d5 - d6))).sqLength();
+    const double sum = va + vb + vc;
+    return (ap - ab * (vb / sum) - ac * (vc / sum)).sqLength();
+}
+
+std::uint32_t nearestOf(const RefitSurface& surface, const std::vector<std::uint32_t>& vFaces, const Vector3& p) {
+    constexpr double shareOfMiddle = 0.02;
+    double least = std::numeric_limits<double>::infinity();
+    std::uint32_t nearest = vFaces.front();
+    for (const std::uint32_t t : vFaces) {
+        const std::size_t side = 3 * std::size_t{t};
+        const double toMiddle = shareOfMiddle * (surface.vCentres[t] - p).sqLength();
+        if (toMiddle >= least) continue;
+        const double square = toMiddle + sqDistanceToTriangle(p, surface.corner(side), surface.corner(side + 1),
+                                                              surface.corner(side + 2));
+        if (square >= least) continue;
+        least = square;
+        nearest = t;
+    }
+    return nearest;
+}
+
 }  // namespace
 
 FacePoints::FacePoints(const RefitSurface& surface, const PointSource& points) {
@@ -222,20 +254,15 @@ void FacePoints::sortByFace(std::size_t numFaces, const std::vector<std::uint32_
 void FacePoints::follow(const RefitSurface& surface) {
     std::vector<std::uint32_t> vFaces(size());
     parallelChunks(surface.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
+        std::vector<std::uint32_t> vAround;
         for (std::size_t face = begin; face < end; ++face) {
-            for (std::uint32_t i = vStart[face]; i < vStart[face + 1]; ++i) {
-                auto nearest = static_cast<std::uint32_t>(face);
-                double sqNearest = (surface.vCentres[face] - vPlaces[i]).sqLength();
-                for (std::size_t side = 3 * face; side < 3 * face + 3; ++side) {
-                    for (const std::uint32_t t : surface.fans[surface.vTriples[side]]) {
-                        const double sqDistance = (surface.vCentres[t] - vPlaces[i]).sqLength();
-                        if (sqDistance >= sqNearest) continue;
-                        sqNearest = sqDistance;
-                        nearest = t;
-                    }
-                }
-                vFaces[i] = nearest;
-            }
+            if (count(face) == 0) continue;
+            vAround.clear();
+            for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
+                for (const std::uint32_t t : surface.fans[surface.vTriples[side]])
+                    if (std::find(vAround.begin(), vAround.end(), t) == vAround.end()) vAround.push_back(t);
+            for (std::uint32_t i = vStart[face]; i < vStart[face + 1]; ++i)
+                vFaces[i] = nearestOf(surface, vAround, vPlaces[i]);
         }
     });
     sortByFace(surface.numTriangles(), vFaces, std::move(vPlaces), std::move(vIndices));

@@ -11,7 +11,7 @@
 
 namespace QUOR_ZEF {
 
-// The points of a cloud by the triangle whose middle is nearest. Of triangles longer than two
+// The points of a cloud by the triangle whose middle is nearest; follow() sharpens that. Of triangles longer than two
 // cells a grid of places counts as their middles. Points farther than a cell from all of them
 // are nobody's.
 //
@@ -23,8 +23,8 @@ public:
     // The order of the points has no say.
     FacePoints(const RefitSurface& surface, const PointSource& points);
 
-    // After vertices moved or edges flipped: each point goes to the nearest middle among those
-    // of the triangles around its own. O(n), some 50 nanoseconds a point.
+    // After vertices moved or edges flipped: each point goes to the nearest of the triangles
+    // around its own, of equal ones to that with the nearer middle. O(n), some 0.2 microseconds a point.
     void follow(const RefitSurface& surface);
 
     std::size_t size() const { return vPlaces.size(); }

@@ -26,17 +26,19 @@ void filterNormals(RefitSurface& surface, const std::vector<FaceFit>& vFits, dou
 // How far to move each face along its normal, which must be filtered, so that it lies in the
 // middle of its points.
 struct FaceOffsets {
-    std::vector<float> vOffsets;  // world units
-    std::vector<float> vSupport;  // by how many points; 0 where there are none around
+    std::vector<float> vOffsets;  // world units; 0 where there are no points around
 };
 // A point counts by how far its own face lies within the radius, and by how well that one's
-// normal agrees.
+// normal agrees. Its distance is that from the plane of the face that asks, to the share that is left,
+// that from the plane of its own: what curves is then moved along as it is, not into the
+// middle of its bow, but it must be smooth already.
 FaceOffsets fitOffsets(const RefitSurface& surface, const FacePoints& points, const std::vector<FaceFit>& vFits,
-                       double sigma);
+                       double sigma, double shareOfOwn);
 
-// Vertices go to the planes of their faces, moved by the offsets, step by step: X. Sun et al.,
-// Fast and effective feature-preserving mesh denoising, 2007. Faces without points follow the
-// others. No vertex ends up farther than maxMove from its place in vOld.
+// Vertices go to where the squares of their distances from the planes of their faces, moved by the
+// offsets, are least in sum, and so to the creases and corners where these meet; held back where the
+// planes do not tell. A step at a time: X. Sun et al., Fast and effective feature-preserving mesh denoising,
+// 2007. No vertex ends up farther than maxMove from its place in vOld.
 void moveOntoPlanes(RefitSurface& surface, const FaceOffsets& offsets, const std::vector<Vector3>& vOld, double maxMove,
                     int numSteps);
 
