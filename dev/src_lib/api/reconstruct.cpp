@@ -160,14 +160,15 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         passLicenseGate("license state", points.size());
         Reconstruction result;
         Findings findings{result, {}, {}};
-        const std::shared_ptr<Mesh> pMesh = run(points,
-                                                {options.spacing,
-                                                 options.factor,
-                                                 options.smooth,
-                                                 options.growSteps,
-                                                 {options.keepBorders, options.keepOutliers, densityOf(options),
-                                                  options.levels, options.measureCoverage || isRefitWanted(options)}},
-                                                &findings);
+        const std::shared_ptr<Mesh> pMesh =
+            run(points,
+                {options.spacing,
+                 options.factor,
+                 options.smooth,
+                 options.growSteps,
+                 {options.keepBorders, options.keepOutliers, densityOf(options), options.levels,
+                  options.measureCoverage || isRefitWanted(options), isRefitWanted(options)}},
+                &findings);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");

@@ -201,6 +201,18 @@ std::uint32_t nearestOf(const RefitSurface& surface, const std::vector<std::uint
     return nearest;
 }
 
+std::uint32_t nearestMiddle(const RefitSurface& surface, const std::vector<std::uint32_t>& vFaces, const Vector3& p) {
+    double least = std::numeric_limits<double>::infinity();
+    std::uint32_t nearest = vFaces.front();
+    for (const std::uint32_t t : vFaces) {
+        const double square = (surface.vCentres[t] - p).sqLength();
+        if (square >= least) continue;
+        least = square;
+        nearest = t;
+    }
+    return nearest;
+}
+
 }  // namespace
 
 FacePoints::FacePoints(const RefitSurface& surface, const PointSource& points) {
@@ -252,6 +264,7 @@ void FacePoints::sortByFace(std::size_t numFaces, const std::vector<std::uint32_
 }
 
 void FacePoints::follow(const RefitSurface& surface) {
+    constexpr float creaseCosine = 0.9F;
     std::vector<std::uint32_t> vFaces(size());
     parallelChunks(surface.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
         std::vector<std::uint32_t> vAround;
@@ -259,10 +272,11 @@ void FacePoints::follow(const RefitSurface& surface) {
             if (count(face) == 0) continue;
             vAround.clear();
             for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
-                for (const std::uint32_t t : surface.fans[surface.vTriples[side]])
-                    if (std::find(vAround.begin(), vAround.end(), t) == vAround.end()) vAround.push_back(t);
+                for (const std::uint32_t t : surface.fans[surface.vTriples[side]]) vAround.push_back(t);
+            const bool bCrease = surface.bendsBeyond(face, creaseCosine);
             for (std::uint32_t i = vStart[face]; i < vStart[face + 1]; ++i)
-                vFaces[i] = nearestOf(surface, vAround, vPlaces[i]);
+                vFaces[i] =
+                    bCrease ? nearestOf(surface, vAround, vPlaces[i]) : nearestMiddle(surface, vAround, vPlaces[i]);
         }
     });
     sortByFace(surface.numTriangles(), vFaces, std::move(vPlaces), std::move(vIndices));

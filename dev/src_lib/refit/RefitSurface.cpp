@@ -23,7 +23,7 @@ RefitSurface::RefitSurface(const TriangleMesh& mesh) : vTriples(mesh.indices), e
     vPlaces.reserve(mesh.vertices.size());
     for (const Point3& p : mesh.vertices) vPlaces.emplace_back(p.px, p.py, p.pz);
     renewFans();
-    renewOpposites();
+    findOpposites();
     renewNormals();
     for (const FaceNormal& normal : vNormals) area += double{normal.area};
 }
@@ -32,7 +32,7 @@ void RefitSurface::renewFans() {
     fans = VertexFans(vTriples, vPlaces.size());
 }
 
-void RefitSurface::renewOpposites() {
+void RefitSurface::findOpposites() {
     vOpposite.assign(vTriples.size(), none);
     parallelChunks(vTriples.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {

@@ -43,11 +43,21 @@ struct RefitSurface {
     const Vector3& corner(std::size_t side) const { return vPlaces[vTriples[side]]; }
     bool isBorder(std::uint32_t side) const { return vOpposite[side] == none; }
 
-    // Follow vTriples.
+    // Follows vTriples, as vOpposite must have done.
     void renewFans();
-    void renewOpposites();
     // Follow vPlaces and vTriples.
     void renewNormals();
+
+    // Whether the normals around a triangle differ from its own by more than the cosine tells.
+    bool bendsBeyond(std::size_t face, float cosine) const {
+        for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
+            for (const std::uint32_t t : fans[vTriples[side]])
+                if (vNormals[face] * vNormals[t] < cosine) return true;
+        return false;
+    }
+
+private:
+    void findOpposites();
 };
 
 // Twice the area long.

@@ -94,6 +94,27 @@ double gainOf(const RefitSurface& surface, std::uint32_t side) {
     return areJoined(surface, at.c, at.d) ? 0.0 : gain;
 }
 
+void flip(RefitSurface& surface, const Diamond& at) {
+    const std::uint32_t t = 3 * (at.side / 3), u = 3 * (at.opposite / 3);
+    const std::array<std::uint32_t, 4> beyond = {
+        surface.vOpposite[previousSide(at.opposite)], surface.vOpposite[nextSide(at.side)],
+        surface.vOpposite[previousSide(at.side)], surface.vOpposite[nextSide(at.opposite)]};
+    const std::array<std::uint32_t, 6> corners = {at.c, at.d, at.b, at.d, at.c, at.a};
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        surface.vTriples[t + i] = corners[i];
+        surface.vTriples[u + i] = corners[3 + i];
+    }
+    const auto join = [&](std::uint32_t side, std::uint32_t other) {
+        surface.vOpposite[side] = other;
+        if (other != none) surface.vOpposite[other] = side;
+    };
+    join(t, u);
+    join(t + 1, beyond[0]);
+    join(t + 2, beyond[1]);
+    join(u + 1, beyond[2]);
+    join(u + 2, beyond[3]);
+}
+
 using Candidate = std::pair<double, std::uint32_t>;  // gain, side
 
 std::vector<Candidate> findCandidates(const RefitSurface& surface) {
@@ -129,18 +150,11 @@ std::size_t flipToCreases(RefitSurface& surface) {
         vJoined[at.c] = vJoined[at.d] = true;
         for (const std::uint32_t t : around)
             if (t != none) vTouched[t] = true;
-        const auto set = [&](std::size_t t, std::uint32_t u, std::uint32_t v, std::uint32_t w) {
-            surface.vTriples[3 * t] = u;
-            surface.vTriples[3 * t + 1] = v;
-            surface.vTriples[3 * t + 2] = w;
-        };
-        set(around[0], at.c, at.d, at.b);
-        set(around[1], at.d, at.c, at.a);
+        flip(surface, at);
         ++numFlipped;
     }
     if (numFlipped == 0) return 0;
     surface.renewFans();
-    surface.renewOpposites();
     surface.renewNormals();
     return numFlipped;
 }

@@ -23,7 +23,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::size_t minChunk = RefitSurface::minChunk;
-constexpr int numRounds = 3, numFlipPasses = 2, numSteps = 5;
+constexpr int numRounds = 3, numSteps = 5;
 
 // By noise in spacings: it levels out by the points within the radius, and by sweeps. Measured
 // on samples of known surfaces, without noise, with 0.3 and with 0.8 spacings.
@@ -47,12 +47,11 @@ public:
         settleFits();
         stage.tick();
         for (int round = 0; round < numRounds; ++round) {
-            flipEdges();
-            facePoints.follow(surface);
+            flipEdges(round == 0 ? 2 : 1);
             fitOnce(round == 0 ? 0.0 : 0.5);
             stage.tick();
         }
-        flipEdges();
+        flipEdges(1);
         stage.tick();
     }
 
@@ -108,8 +107,8 @@ private:
         meanRadius /= static_cast<double>(vFits.size());
     }
 
-    void flipEdges() {
-        for (int pass = 0; pass < numFlipPasses; ++pass) flipToCreases(surface);
+    void flipEdges(int numPasses) {
+        for (int pass = 0; pass < numPasses; ++pass) flipToCreases(surface);
     }
 
     // Triangles along creases start with normals from both sides and need more sweeps; but noise looks
@@ -119,23 +118,18 @@ private:
         std::vector<FaceFit> vSharp = vFits;
         parallelChunks(vSharp.size(), minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t t = begin; t < end; ++t)
-                if (vSharp[t].numSweeps < fewSweeps && bendsBeyond(t, creaseCosine)) vSharp[t].numSweeps = creaseSweeps;
+                if (vSharp[t].numSweeps < fewSweeps && surface.bendsBeyond(t, creaseCosine))
+                    vSharp[t].numSweeps = creaseSweeps;
         });
         return vSharp;
     }
-    bool bendsBeyond(std::size_t face, float cosine) const {
-        for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
-            for (const std::uint32_t t : surface.fans[surface.vTriples[side]])
-                if (surface.vNormals[face] * surface.vNormals[t] < cosine) return true;
-        return false;
-    }
-
     void fitOnce(double shareOfOwn) {
         constexpr double sigma = 0.35;
         constexpr double longestMove = 1.5;  // mean edges, in all rounds together
         const std::vector<Vector3> vBefore = surface.vPlaces;
         const std::vector<FaceNormal> vTrue = surface.vNormals;
         filterNormals(surface, sharpenFits(), sigma);
+        facePoints.follow(surface);
         moveOntoPlanes(surface, fitOffsets(surface, facePoints, vFits, sigma, shareOfOwn), vOld,
                        longestMove * surface.edge, numSteps);
         takeBackFolds(vBefore, vTrue);
