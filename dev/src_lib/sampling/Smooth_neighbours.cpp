@@ -248,7 +248,7 @@ void Smooth::relinkNodes() {
 }
 
 double Smooth::measureNoise() const {
-    constexpr std::size_t maxSampled = 4000, minLinks = 6;
+    constexpr std::size_t maxSampled = 4000, fewest = 50, minLinks = 6;
     const std::size_t step = std::max<std::size_t>(1, vNodes.size() / maxSampled);
     std::vector<double> vVariances;
     for (std::size_t i = 0; i < vNodes.size(); i += step) {
@@ -268,7 +268,7 @@ double Smooth::measureNoise() const {
         // The mean of n points has an n-th of their variance; the plane takes three freedoms.
         vVariances.push_back(std::max(getEigen(sums).values[0], 0.0) / (num - 3.0) * (numMerged / num));
     }
-    if (vVariances.empty()) return 0.0;
+    if (vVariances.size() < fewest) return 0.0;
     const auto middle = vVariances.begin() + static_cast<std::ptrdiff_t>(vVariances.size() / 2);
     std::nth_element(vVariances.begin(), middle, vVariances.end());
     return std::sqrt(*middle) / spacing;
