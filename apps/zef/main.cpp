@@ -24,6 +24,7 @@ void addCommands(Commands& commands) {
     addReconstruct(commands);
     addMelt(commands);
     addResample(commands);
+    addRefit(commands);
     addFlip(commands);
     addAnneal(commands);
     addReduce(commands);

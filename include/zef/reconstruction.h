@@ -16,6 +16,7 @@
 #include "zef/errors.h"
 #include "zef/export.h"
 #include "zef/meshCheck.h"
+#include "zef/refinement.h"
 
 namespace QUOR_ZEF {
 
@@ -85,6 +86,10 @@ struct ReconstructOptions {
     // Whether the mesh is made manifold, as by mend(), its pieces are turned to one side,
     // and its filled places get colours.
     bool mend = true;
+    // With mend: whether the mesh is then fitted closer to the points, as by refit(), with this
+    // radius in spacings, or 0 for one by the noise.
+    bool refit = true;
+    double refitRadius = 0.0;
     // Pieces of fewer triangles than this are removed in the end, unless such pieces lie
     // close to each other in number; the largest piece stays in any case. 0 keeps all.
     std::uint32_t minPiece = 30;
@@ -126,6 +131,7 @@ struct Reconstruction {
     ManifoldReport mended;                  // zeros without ReconstructOptions::mend
     std::uint64_t numRemovedPieces = 0;     // after that, see ReconstructOptions::minPiece,
     std::uint64_t numRemovedTriangles = 0;  // and their triangles
+    RefitReport refit;                      // see ReconstructOptions::refit
     // What settled the sides of most of the area, NONE without ReconstructOptions::mend,
     // and how many pieces were turned, after they were mended.
     SideRule sideRule = SideRule::NONE;
@@ -135,9 +141,8 @@ struct Reconstruction {
     // covered. Of more than 10,000 points as many are asked, which gives the share to about
     // 0.002. -1 without ReconstructOptions::measureCoverage.
     double coverage = -1.0;
-    // How far from the planes of the points around them half of the points lie at most, in
-    // edges of a grid cell. From half an edge on the surface gets bumpy, so that a larger
-    // spacing serves better. -1 if not measured.
+    // The standard deviation of the points from their surface, along its normal, in spacings: those
+    // measured, or else that given. See PointStatistics::noise. -1 if not measured.
     double noise = -1.0;
 };
 
@@ -172,10 +177,12 @@ struct PointStatistics {
     // All that follows is known with a spacing only.
     double unsupportedShare = -1.0;  // see DensityReport
     // Of the distances of points to their sixth neighbours 5, 50 and 95 of 100 are smaller; of
-    // 20,000 points at the most, as the noise.
+    // 20,000 points at the most.
     std::array<double, 3> localSpacing = {-1.0, -1.0, -1.0};
-    // Half of the points are nearer than this, in spacings, to the plane through their 24
-    // nearest. Gaussian noise of up to a spacing gives 0.7 of its standard deviation.
+    // The standard deviation of the points from their surface, along its normal, in spacings: the
+    // median over the surface. It is right to some percent for up to a spacing, and some
+    // thousandths for clean points. More than a cell of the grid cannot be told from space that
+    // points fill. Of 6,000 points at the most.
     double noise = -1.0;
     bool needsDoubles = false;  // floats would lose more than a thousandth of the spacing, see Precision
 };

@@ -4,9 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <vector>
 
 #include "zef/Context.h"
+#include "zef/PointView.h"
 #include "zef/TriangleMesh.h"
 #include "zef/errors.h"
 #include "zef/export.h"
@@ -102,9 +104,42 @@ struct SmoothingOptions {
 // Plain steps shrink the mesh. With keepVolume, steps forth and back cancel for
 // what is smooth already and remove only what is rough: G. Taubin, A signal
 // processing approach to fair surface design, SIGGRAPH 1995. The default factors
-// pass what changes slowly (1/lambda + 1/mu = 0.1).
+// pass what changes slowly (1/lambda + 1/mu = 0.1). Whoever stays in a step forth
+// stays in the step back.
 // Some 0.1 seconds a step and a million triangles. Licence gate "laplacianSmoothing".
 ZEF_API void smooth(TriangleMesh& mesh, const SmoothingOptions& options = {}, const Context& context = {});
+
+// ---- closer to its points
+
+struct RefitOptions {
+    double spacing = 0.0;  // of the points, in their unit; 0: it is measured
+    // In spacings: how far a face looks for points. 0: by the noise that is measured, from 1.5
+    // for clean points to 4.
+    double radius = 0.0;
+};
+struct RefitReport {
+    // Standard deviation of the points from the surface, along its normal, in spacings; -1: not
+    // known.
+    double noise = -1.0;
+    double radius = 0.0;  // in spacings, the mean of those used
+    std::uint64_t numMovedVertices = 0;
+    std::uint64_t numCreaseVertices = 0;   // where faces of two or more directions meet
+    double meanMove = 0.0, maxMove = 0.0;  // of the vertices, in the unit of the points
+};
+
+// Fits a mesh closer to the points that it stands for: the noise of the points goes, and
+// creases become sharp. A point counts for the faces near it whose normal agrees with that of
+// its own nearest face, so that neither the two sides of a crease nor near sheets mix. No vertex
+// moves farther than one and a half mean edges, no triangle turns over, and moves that would
+// make the surface cut itself are taken back. Borders keep their line, and places without points
+// follow their surroundings. Edges flip where that lays them along a crease. With colours of
+// the points, vertices get the mean of those that count for them.
+// A mesh that is not manifold stays as it is. ArgumentError for a spacing or a radius that
+// cannot work. Some microsecond and 300 bytes a triangle.
+ZEF_API RefitReport refit(TriangleMesh& mesh, std::span<const Point3> points, const RefitOptions& options = {},
+                          const Context& context = {});
+ZEF_API RefitReport refit(TriangleMesh& mesh, const PointView& points, const RefitOptions& options = {},
+                          const Context& context = {});
 
 // ---- colours
 

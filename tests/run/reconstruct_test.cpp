@@ -201,7 +201,7 @@ TEST(Reconstruct, pointsTellTheirNoiseAndWhatPrecisionTheyNeed) {
     std::normal_distribution<double> height(0.0, 0.4);
     for (int i = 0; i < 22'500; ++i) vPoints.emplace_back(i % 150, i / 150, height(random));
     const PointStatistics found = measurePoints(vPoints);
-    EXPECT_NEAR(found.noise * found.spacing, 0.7 * 0.4, 0.02);
+    EXPECT_NEAR(found.noise * found.spacing, 0.4, 0.03);
     EXPECT_GT(found.localSpacing[1], 1.1);
     EXPECT_LT(found.localSpacing[2], 2.2);
     EXPECT_LT(found.unsupportedShare, 0.02);

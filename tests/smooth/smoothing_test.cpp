@@ -56,6 +56,14 @@ TEST(Smoothing, keepsTheVolumeOnlyIfAskedAndDoesNothingInNoSteps) {
     EXPECT_EQ(smoothed(shape, {-3}).vertices, shape.vertices);
 }
 
+TEST(Smoothing, noFoldedVertexRunsAwayWhenTheVolumeIsKept) {
+    Shape shape = icosphere(4, 10.0);
+    Rand15 rand(4);
+    const auto draw = [&] { return rand.next() / 16383.5 - 1.0; };  // edges are 0.6 to 0.8 long
+    for (Point3& p : shape.vertices) p = p + Vector3(draw(), draw(), draw());
+    for (const Point3& p : smoothed(shape, {10, true}).vertices) ASSERT_NEAR((p - Point3()).length(), 10.0, 1.8);
+}
+
 TEST(Smoothing, keepsTheOutlineAndItsCorners) {
     Shape shape = gridSheet(9, 9);
     for (Point3& p : shape.vertices)

@@ -132,6 +132,23 @@ TEST(ToolReconstruct, smoothsFlipsAndReducesInOneCall) {
         EXPECT_TRUE(run.report()["stages"].contains(stage)) << stage;
 }
 
+TEST(ToolRefit, fitsTheMeshOfAFileToOneOfPoints) {
+    const TempFolder folder;
+    std::string points;
+    for (const zef::Point3& p : zef_test::icosphere(4, 10.0).vertices)
+        points += std::to_string(p.px) + " " + std::to_string(p.py) + " " + std::to_string(p.pz) + "\n";
+    const std::string cloud = quoted(folder.put("ball.xyz", points)), raw = quoted(folder.name("raw.ply"));
+    const std::string make = "reconstruct --json --force " + cloud + " -o " + raw;
+    for (const char* const wrong : {"0", "-1", "of", "inf"})
+        EXPECT_EQ(runTool(make + " --refit " + wrong).status, 2) << wrong;
+    EXPECT_NEAR(runTool(make + " --refit 2").report()["refit_radius"].get<double>(), 2.0, 1e-9);
+    EXPECT_FALSE(runTool(make + " --refit off").report().contains("refit_radius"));
+    const std::string fit = "refit --json --radius 2 " + raw + " " + cloud + " --force -o ";
+    const nlohmann::json report = runTool(fit + quoted(folder.name("out.ply"))).report();
+    EXPECT_GT(report["moved_vertices"], 100);
+    EXPECT_EQ(report["triangles"], report["input_triangles"]);
+}
+
 TEST(ToolColour, wantsToKnowWhatToDo) {
     const TempFolder folder;
     const std::string in = quoted(folder.put("in.off", "COFF\n3 1 0\n0 0 0 9 9 9 9\n1 0 0\n0 1 0 9 9 9 9\n3 0 1 2\n"));

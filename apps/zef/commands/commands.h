@@ -24,6 +24,7 @@ void addInfo(Commands& commands);
 void addMelt(Commands& commands);
 void addReconstruct(Commands& commands);
 void addReduce(Commands& commands);
+void addRefit(Commands& commands);
 void addResample(Commands& commands);
 void addSmooth(Commands& commands);
 void addSpacing(Commands& commands);

@@ -11,6 +11,7 @@
 #include "numbers.h"
 #include "options.h"
 #include "reports/measure.h"
+#include "reports/refit.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
 
@@ -22,6 +23,7 @@ struct Options {
     std::vector<std::string> vInputs;
     zef::ReconstructOptions library;
     std::string viewpoint;  // empty or "x,y,z"
+    std::string refit = "auto";
     bool bKeepNonManifold = false;
     Chain chain;
     OutputOptions output;
@@ -62,7 +64,7 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
     report.addCount("cells", "", made.numCells);
     reportDensity(report, made.density);
     report.addShare("coverage", "coverage of the points", made.coverage);
-    report.addNumber("noise", "", made.noise);
+    reportNoise(report, made.noise);
     const auto addLeftOut = [&](const char* key, const char* label, std::uint64_t num) {
         report.addCount(key, num > 0 ? label : "", num);
     };
@@ -96,9 +98,22 @@ std::string cureOfCoverage(const zef::ReconstructOptions& library, const zef::Re
     return largerGrid(library);
 }
 
+// From half a cell on the surface gets bumpy; what is wider than a cell needs a wider grid.
+void hintAtNoise(CommandRun& commandRun, const zef::ReconstructOptions& library, const zef::Reconstruction& made) {
+    constexpr double much = 0.5, tooMuch = 1.0;  // cells
+    const bool bMeasured = made.measuredSpacing > 0.0;
+    const double inCells = made.noise * (bMeasured ? made.measuredSpacing / made.spacing : 1.0);
+    if (!(inCells > much)) return;
+    const auto rounded = [&](double value) { return numberText(std::ceil(10.0 * value * inCells / much) / 10.0); };
+    const std::string grid =
+        bMeasured ? "--factor " + rounded(made.spacing / made.measuredSpacing) : "a larger --spacing";
+    commandRun.hint("the points scatter by " + percentText(inCells) + " of the distance of the vertices: try " +
+                    (library.smooth || inCells > tooMuch ? grid : "--smooth"));
+}
+
 void giveHints(CommandRun& commandRun, const zef::ReconstructOptions& library, const zef::Reconstruction& made,
                std::uint64_t numBorderLoops) {
-    constexpr double enoughCoverage = 0.95, muchNoise = 0.5;
+    constexpr double enoughCoverage = 0.95;
     constexpr std::uint64_t manyLoops = 50;
     if (made.coverage < enoughCoverage)
         commandRun.hint("only " + percentText(made.coverage) + " of the points lie near the mesh: try " +
@@ -106,15 +121,26 @@ void giveHints(CommandRun& commandRun, const zef::ReconstructOptions& library, c
     if (numBorderLoops > manyLoops)
         commandRun.hint("the mesh has " + countText(numBorderLoops) + " border loops: to close more gaps, try " +
                         (library.growSteps > 0 ? largerGrid(library) : "--grow 20"));
-    if (made.noise > muchNoise)
-        commandRun.hint("the points scatter as wide as the vertices are apart: try " +
-                        (library.smooth ? largerGrid(library) : "--smooth"));
+    hintAtNoise(commandRun, library, made);
     commandRun.reportHints();
 }
 
 std::string checkViewpoint(const std::string& text) {
     std::array<double, 3> at;
     return parseThree(text, at) ? "" : "--viewpoint wants three finite numbers";
+}
+
+// "off", "auto" or a radius. False if it is anything else.
+bool parseRefit(const std::string& text, zef::ReconstructOptions& library) {
+    library.refit = text != "off";
+    library.refitRadius = 0.0;
+    if (!library.refit || text == "auto") return true;
+    return parseNumber(text, library.refitRadius) && library.refitRadius > 0.0;
+}
+
+std::string checkRefit(const std::string& text) {
+    zef::ReconstructOptions library;
+    return parseRefit(text, library) ? "" : "--refit wants off, auto or a radius in spacings";
 }
 
 // What the files themselves know of the sides of their points stands below what the
@@ -145,12 +171,14 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     zef::ReconstructOptions library = options.library;
     library.mend = !options.bKeepNonManifold;
     library.measureCoverage = true;
+    parseRefit(options.refit, library);
     addSides(options, scan, library);
     zef::Reconstruction made = zef::reconstruct(scan.points, library, commandRun.getContext());
     if (!library.mend) zef::fillColors(made.mesh, commandRun.getContext());
     commandRun.lap("seconds_reconstruct", "reconstruct");
 
     reportCloud(commandRun.report, scan.points.size(), made);
+    if (library.mend && library.refit) reportRefit(commandRun.report, made.refit);
     scan = {};
     if (!options.chain.isEmpty()) {
         runChain(commandRun, options.chain, library.mend, made.mesh);
@@ -207,6 +235,13 @@ void addReconstruct(Commands& commands) {
         ->type_name("x y z")
         ->check(checkViewpoint);
     addMendOption(command, pOptions->bKeepNonManifold);
+    command
+        .add_option("--refit", pOptions->refit,
+                    "Fit the mesh closer to the points, which takes their noise away and makes creases sharp: to those "
+                    "within a radius by their noise (auto), or this one in spacings; not with --keep-non-manifold")
+        ->check(checkRefit)
+        ->type_name("off|auto|RADIUS")
+        ->capture_default_str();
     addChainOptions(command, pOptions->chain);
     addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);
     addTalkOptions(command, pOptions->talk);

@@ -64,6 +64,7 @@ void planReconstruction(const ReconstructOptions& options) {
     if (options.mend) {
         addMending(plan);
         plan.emplace_back("SD_turn", 1.0);
+        if (options.refit) plan.emplace_back("RF_fit", 15.0);
     }
     if (options.measureCoverage) plan.emplace_back("CK_fit", 2.0);
     planProgress("Reconstruct", plan);
@@ -155,6 +156,10 @@ OperationPlan planOfReduceTo(const ReduceOptions& options) {
 
 OperationPlan planOfSmoothing() {
     return {"Smoothing", {{"RM_smooth", 1.0}}};
+}
+
+OperationPlan planOfRefitting() {
+    return {"Refitting", {{"CK_mesh", 1.0}, {"RF_fit", 9.0}}};
 }
 
 OperationPlan planOfMaking() {

@@ -29,6 +29,7 @@ OperationPlan planOfAnnealing();
 OperationPlan planOfReduce();
 OperationPlan planOfReduceTo(const ReduceOptions& options);
 OperationPlan planOfSmoothing();
+OperationPlan planOfRefitting();
 OperationPlan planOfMaking();  // a mesh manifold
 OperationPlan planOfChecking();
 OperationPlan planOfIntersections();

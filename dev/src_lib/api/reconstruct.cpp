@@ -12,9 +12,12 @@
 #include "api/calls.h"
 #include "api/plans.h"
 #include "api/sparseParts.h"
+#include "check/checkTriangles.h"
 #include "check/surfaceFit.h"
 #include "cloud/CloudMgr.h"
+#include "density/noise.h"
 #include "density/surroundings.h"
+#include "flat/arrays.h"
 #include "frame/License.h"
 #include "geometry/PointSource.h"
 #include "grid/Calc.h"
@@ -22,6 +25,7 @@
 #include "mend/Manifold.h"
 #include "outliers/lonelyPieces.h"
 #include "parallel/sortMT.h"
+#include "refit/refitMesh.h"
 #include "sides/turnPieces.h"
 #include "smooth/colors.h"
 #include "zef/Mesh.h"
@@ -91,10 +95,15 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
     return pMesh;
 }
 
+bool isRefitWanted(const ReconstructOptions& options) {
+    return options.refit && options.mend;
+}
+
 void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
     checkOption("spacing", options.spacing, 0.0, unlimited);
     if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
     checkOption("levels", options.levels, 0.0, maxLevels);
+    checkOption("refitRadius", options.refitRadius, 0.0, unlimited);
     if (options.viewpoint) {
         const Point3& p = *options.viewpoint;
         if (!std::isfinite(p.px) || !std::isfinite(p.py) || !std::isfinite(p.pz))
@@ -123,10 +132,22 @@ void mendAndTurn(Reconstruction& result, const ReconstructOptions& options, cons
     if (result.mesh.hasColor()) completeColors(result.mesh);
 }
 
+// The standard deviation in spacings.
+double noiseOf(const PointSource& points, double spacing) {
+    const double deviation = NoiseMap(points, spacing).getMedian().deviation;
+    return deviation < 0.0 ? -1.0 : deviation / spacing;
+}
+
+// A given spacing is that of the vertices, which the points need not have.
+void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result) {
+    const double spacing = result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing;
+    result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius});
+}
+
 void measureFit(const PointSource& counted, Reconstruction& result) {
-    const SurfaceFit fit = measureFit(counted, result.mesh, result.spacing);
-    result.coverage = fit.coverage * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
-    result.noise = fit.noise;
+    const double covered = measureCoverage(counted, result.mesh, result.spacing);
+    result.coverage = covered * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
+    result.noise = noiseOf(counted, result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing);
 }
 
 Reconstruction reconstructSource(const PointSource& points, PointNormals normals, const ReconstructOptions& options,
@@ -139,14 +160,15 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         passLicenseGate("license state", points.size());
         Reconstruction result;
         Findings findings{result, {}, {}};
-        const std::shared_ptr<Mesh> pMesh = run(
-            points,
-            {options.spacing,
-             options.factor,
-             options.smooth,
-             options.growSteps,
-             {options.keepBorders, options.keepOutliers, densityOf(options), options.levels, options.measureCoverage}},
-            &findings);
+        const std::shared_ptr<Mesh> pMesh =
+            run(points,
+                {options.spacing,
+                 options.factor,
+                 options.smooth,
+                 options.growSteps,
+                 {options.keepBorders, options.keepOutliers, densityOf(options), options.levels,
+                  options.measureCoverage || isRefitWanted(options), isRefitWanted(options)}},
+                &findings);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
@@ -154,6 +176,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         if (options.mend) mendAndTurn(result, options, normals);
         removeSmallPieces(options, findings.sparseParts, result);
         result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
+        if (isRefitWanted(options)) refitToPoints(findings.counted, options, result);
         if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();
         return result;
@@ -174,6 +197,28 @@ double measureSource(const PointSource& points, const Context& context) {
     });
 }
 
+RefitReport refitSource(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options,
+                        const Context& context) {
+    checkMesh(mesh);
+    checkOption("spacing", options.spacing, 0.0, unlimited);
+    checkOption("radius", options.radius, 0.0, unlimited);
+    RefitOptions settled = options;
+    if (options.spacing == 0.0) settled.spacing = measureSource(points, {context.threads, {}, context.message});
+    return runCall(context, [&] {
+        RefitReport report;
+        TriangleMesh fitted = mesh;
+        renumberVertices(fitted, VertexOrder::MESH);
+        PointSource finite = points;
+        finite.keepFinite(1);
+        runPlanned(planOfRefitting(), [&] {
+            const MeshReport state = checkTriangles(fitted);
+            if (state.manifold && state.oriented) report = refitMesh(fitted, finite, settled);
+        });
+        mesh = std::move(fitted);
+        return report;
+    });
+}
+
 // The number of different codes.
 std::uint64_t countDifferent(std::vector<uint64> vCodes) {
     sortUniqueMT(vCodes);
@@ -188,10 +233,9 @@ void lookAround(Cloud& cloud, PointStatistics& found) {
     cloud.createCalc();
     found.spacing = cloud.usedSpacing;
     found.numCells = countDifferent(cloud.getCCDs(*cloud.getCalc()));
-    const Surroundings around = measureSurroundings(PointGrid(cloud.input, *cloud.getCalc()), maxSampled);
     found.unsupportedShare = cloud.foundDensity.unsupportedShare;
-    found.localSpacing = around.spacings;
-    found.noise = around.noise / found.spacing;
+    found.localSpacing = measureLocalSpacings(PointGrid(cloud.input, *cloud.getCalc()), maxSampled);
+    found.noise = noiseOf(cloud.input, found.spacing);
     found.needsDoubles = needsDoubles(found.low, found.high, found.spacing);
 }
 
@@ -271,6 +315,17 @@ double measureSpacing(std::span<const Point3> points, const Context& context) {
 double measureSpacing(const PointView& points, const Context& context) {
     checkView(points);
     return measureSource(points, context);
+}
+
+RefitReport refit(TriangleMesh& mesh, std::span<const Point3> points, const RefitOptions& options,
+                  const Context& context) {
+    checkSpan(points);
+    return refitSource(mesh, points, options, context);
+}
+
+RefitReport refit(TriangleMesh& mesh, const PointView& points, const RefitOptions& options, const Context& context) {
+    checkView(points);
+    return refitSource(mesh, points, options, context);
 }
 
 PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {

@@ -6,96 +6,25 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <utility>
 #include <vector>
 
 #include "frame/Progress.h"
 #include "frame/types.h"
+#include "geometry/PlaceIndex.h"
 #include "geometry/freeFunctions.h"
-#include "geometry/symmetricEigen.h"
 #include "parallel/parallelTransform.h"
-#include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
 constexpr std::size_t maxSampled = 10'000;
-constexpr std::size_t maxSampledForNoise = 2000;
 constexpr std::size_t minChunk = 50'000;
 constexpr std::size_t spacingRank = 6;
-constexpr double farthest = 32.0;     // cells
-constexpr double reachOfNoise = 3.0;  // cells: some 50 points in a plane
+constexpr double farthest = 32.0;  // cells
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
 using Numbers = std::vector<std::uint32_t>;
-
-struct Block {
-    std::int64_t x, y, z;
-};
-
-// Some places, to be found from whatever lies within a radius of them. Blocks have twice the
-// radius as side, so that each ball touches eight of them at most.
-class Surroundings {
-public:
-    // vWhich: of the places.
-    Surroundings(const std::vector<Point3>& vPlaces, const Numbers& vWhich, double ballRadius)
-        : radius(ballRadius), blocks(8 * vWhich.size()) {
-        low = vPlaces.front();
-        for (const Point3& p : vPlaces) low.set(std::min(low.px, p.px), std::min(low.py, p.py), std::min(low.pz, p.pz));
-        // Blocks are cut off towards zero, so that those at zero would be wider.
-        low.set(low.px - 3.0 * radius, low.py - 3.0 * radius, low.pz - 3.0 * radius);
-        vEntries.reserve(8 * vWhich.size());
-        const Vector3 reach(radius, radius, radius);
-        for (const std::uint32_t which : vWhich)
-            forEachBlock(vPlaces[which] + reach * -1.0, vPlaces[which] + reach,
-                         [&](const Block& block) { add(block, which); });
-    }
-
-    // fn(which) for all places that may lie that near to something in the box from one
-    // corner to the other, some of them more than once.
-    template <class Fn>
-    void visit(const Point3& boxLow, const Point3& boxHigh, const Fn& fn) const {
-        forEachBlock(boxLow, boxHigh, [&](const Block& block) {
-            for (std::uint32_t at = blocks.find(codeOf(block)); at != CodeMap::npos; at = vEntries[at].next)
-                fn(vEntries[at].which);
-        });
-    }
-
-private:
-    struct Entry {
-        std::uint32_t which;
-        std::uint32_t next = CodeMap::npos;  // in the same block
-    };
-    const double radius;
-    Point3 low;
-    CodeMap blocks;  // to their first entries
-    std::vector<Entry> vEntries;
-
-    // Two blocks of one code would only be visited together.
-    static uint64 codeOf(const Block& block) {
-        return static_cast<uint64>(block.x) * 0xd6e8feb86659fd93 + static_cast<uint64>(block.y) * 0xa0761d6478bd642f +
-               static_cast<uint64>(block.z) * 0xe7037ed1a0b428db;
-    }
-    Block blockOf(const Point3& p) const {
-        const Vector3 way = (p - low) / (2.0 * radius);
-        return {static_cast<std::int64_t>(way.vx), static_cast<std::int64_t>(way.vy),
-                static_cast<std::int64_t>(way.vz)};
-    }
-    template <class Fn>
-    void forEachBlock(const Point3& boxLow, const Point3& boxHigh, const Fn& fn) const {
-        const Block first = blockOf(boxLow), last = blockOf(boxHigh);
-        for (std::int64_t x = first.x; x <= last.x; ++x)
-            for (std::int64_t y = first.y; y <= last.y; ++y)
-                for (std::int64_t z = first.z; z <= last.z; ++z) fn(Block{x, y, z});
-    }
-    void add(const Block& block, std::uint32_t which) {
-        const auto entry = static_cast<std::uint32_t>(vEntries.size());
-        vEntries.push_back({which});
-        const std::uint32_t first = blocks.insert(codeOf(block), entry);
-        if (first != entry) vEntries[entry].next = std::exchange(vEntries[first].next, entry);
-    }
-};
 
 double sqDistanceToSide(const Vector3& fromStart, const Vector3& side) {
     const double sqLength = side.sqLength();
@@ -137,7 +66,7 @@ public:
     FitMeasure(const PointSource& allPoints, const TriangleMesh& surface, double cellSize)
         : points(allPoints), mesh(surface), cell(cellSize) {
         const std::size_t num = std::min(points.size(), maxSampled);
-        for (std::size_t k = 0; k < num; ++k) vIndices.push_back(sampleAt(k, num));
+        for (std::size_t k = 0; k < num; ++k) vIndices.push_back(spreadSample(k, num, points.size()));
         for (const std::size_t i : vIndices) vPlaces.push_back(points[i]);
         vSpacing.assign(num, infinity);
         vDistance.assign(num, infinity);
@@ -158,21 +87,7 @@ public:
         return static_cast<double>(vCovered.size()) / static_cast<double>(vPlaces.size());
     }
 
-    // The median of how far points stray from their planes.
-    double getNoise() const {
-        const std::vector<std::vector<Vector3>> vArms = findArms(reachOfNoise * cell);
-        std::vector<double> vStray;
-        for (const std::vector<Vector3>& arms : vArms)
-            if (arms.size() >= minForPlane) vStray.push_back(strayOf(arms));
-        if (vStray.empty()) return -1.0;
-        const auto middle = vStray.begin() + static_cast<std::ptrdiff_t>(vStray.size() / 2);
-        std::nth_element(vStray.begin(), middle, vStray.end());
-        return *middle / cell;
-    }
-
 private:
-    static constexpr std::size_t minForPlane = 8;
-
     const PointSource& points;
     const TriangleMesh& mesh;
     const double cell;
@@ -181,12 +96,6 @@ private:
     std::vector<double> vSpacing, vDistance;           // infinite until known
     double spacingRadius = 0.0, distanceRadius = 0.0;  // up to here all are known
     double firstRadius;
-
-    // One of each stretch of points, not at equal steps: scans come in rows.
-    std::size_t sampleAt(std::size_t k, std::size_t num) const {
-        const std::size_t begin = k * points.size() / num, end = (k + 1) * points.size() / num;
-        return begin + static_cast<std::size_t>(uint64{k} * 0x9e3779b97f4a7c15 >> 33) % (end - begin);
-    }
 
     bool isLost(std::uint32_t s) const { return vDistance[s] == infinity && distanceRadius >= farthest * cell; }
     bool needsSpacing(std::uint32_t s) const {
@@ -207,7 +116,7 @@ private:
 
     void findSpacings(const Numbers& vWhich) {
         spacingRadius = std::max(firstRadius, 2.0 * spacingRadius);
-        const Surroundings around(vPlaces, vWhich, spacingRadius);
+        const PlaceIndex around(vPlaces, vWhich, spacingRadius);
         auto vParts = parallelChunkResults<std::vector<NearestSix>>(
             points.size(), minChunk, [&](std::size_t begin, std::size_t end) {
                 std::vector<NearestSix> vNearest(vPlaces.size());
@@ -229,7 +138,7 @@ private:
 
     void findDistances(const Numbers& vWhich) {
         distanceRadius = std::max(cell, 2.0 * distanceRadius);
-        const Surroundings around(vPlaces, vWhich, distanceRadius);
+        const PlaceIndex around(vPlaces, vWhich, distanceRadius);
         const auto vParts = parallelChunkResults<std::vector<double>>(
             mesh.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
                 std::vector<double> vNearest(vPlaces.size(), infinity);
@@ -244,7 +153,7 @@ private:
         }
     }
 
-    void addTriangle(std::size_t t, const Surroundings& around, std::vector<double>& vNearest) const {
+    void addTriangle(std::size_t t, const PlaceIndex& around, std::vector<double>& vNearest) const {
         const Point3 &a = mesh.vertices[mesh.indices[3 * t]], &b = mesh.vertices[mesh.indices[3 * t + 1]],
                      &c = mesh.vertices[mesh.indices[3 * t + 2]];
         const Point3 low(std::min({a.px, b.px, c.px}), std::min({a.py, b.py, c.py}), std::min({a.pz, b.pz, c.pz}));
@@ -253,61 +162,16 @@ private:
             vNearest[s] = std::min(vNearest[s], sqDistanceToTriangle(vPlaces[s], a, b, c));
         });
     }
-
-    // From some of the sampled points to those within the radius; of dense clouds not all,
-    // but one in so many that there are some two points in a cell.
-    std::vector<std::vector<Vector3>> findArms(double radius) const {
-        const std::size_t step = (vPlaces.size() + maxSampledForNoise - 1) / maxSampledForNoise;
-        const Surroundings around(vPlaces, select([&](std::uint32_t s) { return s % step == 0; }), radius);
-        const double pointsPerCell = static_cast<double>(points.size()) / static_cast<double>(mesh.vertices.size());
-        const std::size_t stride = std::max<std::size_t>(1, static_cast<std::size_t>(pointsPerCell / 2.0));
-        using Arm = std::pair<std::uint32_t, Vector3>;
-        const auto vParts =
-            parallelChunkResults<std::vector<Arm>>(points.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-                std::vector<Arm> vFound;
-                for (std::size_t i = (begin + stride - 1) / stride * stride; i < end; i += stride) {
-                    const Point3 p = points[i];
-                    around.visit(p, p, [&](std::uint32_t s) {
-                        const Vector3 arm = p - vPlaces[s];
-                        if (arm.sqLength() <= radius * radius) vFound.emplace_back(s, arm);
-                    });
-                }
-                return vFound;
-            });
-        std::vector<std::vector<Vector3>> vArms(vPlaces.size());
-        for (const std::vector<Arm>& vPart : vParts)
-            for (const auto& [s, arm] : vPart) vArms[s].push_back(arm);
-        return vArms;
-    }
-
-    // As their own distance tells nothing where points fill space, it is taken from how thick
-    // the layer is.
-    static double strayOf(const std::vector<Vector3>& arms) {
-        constexpr double medianOfNormal = 0.6745;  // to its standard deviation
-        constexpr double numFreedoms = 3.0;        // of the plane
-        const auto num = static_cast<double>(arms.size());
-        Vector3 mean;
-        for (const Vector3& arm : arms) mean += arm;
-        mean /= num;
-        ProductSums sums;
-        for (const Vector3& arm : arms) sums.add(arm - mean);
-        return medianOfNormal * std::sqrt(std::max(getEigen(sums).values[0], 0.0) / (num - numFreedoms));
-    }
 };
 
 }  // namespace
 
-SurfaceFit measureFit(const PointSource& points, const TriangleMesh& mesh, double cellSize) {
-    SurfaceFit fit;
-    if (points.empty()) return fit;
-    OptionalStage stage("CK_fit", 2);
-    stage.tick();
-    FitMeasure measure(points, mesh, cellSize);
-    fit.coverage = measure.getCoverage();
-    stage.tick();
-    fit.noise = measure.getNoise();
+double measureCoverage(const PointSource& points, const TriangleMesh& mesh, double cellSize) {
+    if (points.empty()) return 0.0;
+    OptionalStage stage("CK_fit", 1);
+    const double coverage = FitMeasure(points, mesh, cellSize).getCoverage();
     stage.finish();
-    return fit;
+    return coverage;
 }
 
 }  // namespace QUOR_ZEF

@@ -5,12 +5,8 @@
 
 namespace QUOR_ZEF {
 
-// How a surface fits the points that it was made of.
-struct SurfaceFit {
-    double coverage = 0.0;  // see Reconstruction
-    double noise = -1.0;
-};
-
+// How much of its points a surface stands for: see Reconstruction::coverage.
+//
 // Looks at 10,000 points at the most, strewn evenly over the input; distances of these to
 // their neighbours and to the triangles are exact. So the share of covered points is exact
 // for fewer points, and else has a standard deviation of 0.002 where 0.95 are covered and
@@ -19,6 +15,6 @@ struct SurfaceFit {
 // Finite points; cellSize: about the length of the sides of the triangles, in their unit.
 // Reads all points and triangles about three times, on all threads: some 30 nanoseconds for
 // each of both, and 10 milliseconds. Does not change with the number of threads.
-SurfaceFit measureFit(const PointSource& points, const TriangleMesh& mesh, double cellSize);
+double measureCoverage(const PointSource& points, const TriangleMesh& mesh, double cellSize);
 
 }  // namespace QUOR_ZEF

@@ -26,6 +26,8 @@ struct ScanChoices {
     Density density = Density::EVEN;
     int numLevels = 0;        // see ReconstructOptions::levels
     bool bKeepInput = false;  // Cloud::counted is wanted
+    // Whether even scans are smoothed where their noise wants it, also if nobody asks for that.
+    bool bSmoothNoisy = false;
 };
 
 // One point set on its way from raw input to one Bundle per occupied cell.

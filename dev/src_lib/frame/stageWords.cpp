@@ -47,6 +47,7 @@ constexpr std::array stages = {
     Words{"MF_renew", "renewing faulty places"},
     Words{"MF_face", "facing outwards"},
     Words{"SD_turn", "facing one side"},
+    Words{"RF_fit", "refitting to the points"},
     Words{"CK_mesh", "checking edges and vertices"},
     Words{"CK_fit", "measuring the coverage"},
     Words{"SI_cells", "sorting triangles"},

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -36,6 +37,10 @@ public:
     Smooth(PointSource input_, std::vector<Point3>* pPoints, Calc* pCalc);
     Smooth(std::vector<Point3>* pPoints_, Calc* pCalc_) : Smooth(PointSource(*pPoints_), pPoints_, pCalc_) {}
 
+    // Up to this much noise, in cells, bSmooth decides alone; beyond it smoothing takes place in any
+    // case.
+    double mostNoise = std::numeric_limits<double>::infinity();
+
     // The whole stage, to be called once. bSmooth: with one smoothing pass.
     // Leaves one point per cell in *pPoints: the merged ones in code order, then
     // those between them. Takes the progress child "SM_run".
@@ -62,6 +67,10 @@ public:
     void densifyNeigs();
     // Makes all links anew.
     void relinkNodes();
+    // The standard deviation of the input across the surface, in cells: the median of what some
+    // thousand nodes and those linked with them show, as far as a plane fits them. 0 if
+    // there are too few. O(1).
+    double measureNoise() const;
     // Moves the nodes to the mean of their neighbours, and adds nodes where the
     // place corrected for the shrinking lies in another cell.
     void smoothOnce();

@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <utility>
 
 #include "frame/tools.h"
+#include "geometry/symmetricEigen.h"
 #include "grid/ColumnCursors.h"
 #include "grid/RemoveDecider.h"
 #include "parallel/parallelTransform.h"
@@ -243,6 +245,33 @@ void Smooth::relinkNodes() {
         LinkFinder finder(vCells, vIds);
         for (std::size_t i = begin; i < end; ++i) finder.write(i, vLinks.data() + vNodes[i].firstLink);
     });
+}
+
+double Smooth::measureNoise() const {
+    constexpr std::size_t maxSampled = 4000, fewest = 50, minLinks = 6;
+    const std::size_t step = std::max<std::size_t>(1, vNodes.size() / maxSampled);
+    std::vector<double> vVariances;
+    for (std::size_t i = 0; i < vNodes.size(); i += step) {
+        const LinkedNodes vLinked = getLinkedNodes(vNodes[i]);
+        if (vNodes[i].numInputPoints < 1 || vLinked.size() < minLinks) continue;
+        Vector3 mean;
+        double numMerged = 0.0;
+        for (std::size_t k = 0; k < vLinked.size(); ++k) {
+            mean += vLinked[k]->smoothedPoint - vNodes[i].smoothedPoint;
+            numMerged += std::max(vLinked[k]->numInputPoints, 1);
+        }
+        const auto num = static_cast<double>(vLinked.size());
+        mean /= num;
+        ProductSums sums;
+        for (std::size_t k = 0; k < vLinked.size(); ++k)
+            sums.add(vLinked[k]->smoothedPoint - vNodes[i].smoothedPoint - mean);
+        // The mean of n points has an n-th of their variance; the plane takes three freedoms.
+        vVariances.push_back(std::max(getEigen(sums).values[0], 0.0) / (num - 3.0) * (numMerged / num));
+    }
+    if (vVariances.size() < fewest) return 0.0;
+    const auto middle = vVariances.begin() + static_cast<std::ptrdiff_t>(vVariances.size() / 2);
+    std::nth_element(vVariances.begin(), middle, vVariances.end());
+    return std::sqrt(*middle) / spacing;
 }
 
 void Smooth::smoothOnce() {

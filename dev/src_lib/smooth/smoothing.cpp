@@ -67,12 +67,13 @@ public:
 
     // Moves all vertices by this share of the way to their neighbours' mean.
     void step(double factor) {
-        parallelChunks(vPos.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            for (std::size_t i = begin; i < end; ++i) vNew[i] = getTarget(i, factor);
-        });
-        refuseTaken();
-        refuseTurns();
-        vPos.swap(vNew);
+        move([&](std::size_t i) { return getTarget(i, factor); });
+    }
+
+    // Follows a step. Whoever was not let go forth then does not go back, or it would get
+    // farther from its neighbours each time.
+    void stepBack(double factor) {
+        move([&](std::size_t i) { return isSame(vPos[i], vNew[i]) ? vPos[i] : getTarget(i, factor); });
     }
 
     void writeBack() {
@@ -83,6 +84,17 @@ public:
 
 private:
     enum Kind : char { INNER, BORDER, FIXED };
+
+    // Leaves the positions before in vNew.
+    template <class F>
+    void move(const F& targetOf) {
+        parallelChunks(vPos.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) vNew[i] = targetOf(i);
+        });
+        refuseTaken();
+        refuseTurns();
+        vPos.swap(vNew);
+    }
 
     void findKinds() {
         vKind.resize(vPos.size(), INNER);
@@ -271,7 +283,7 @@ void laplacianSmoothing(TriangleMesh& mesh, const SmoothingLinks& links, const S
         Smoothing smoothing(mesh, links);
         for (int i = 0; i < numSteps; ++i) {
             smoothing.step(options.lambda);
-            if (options.keepVolume) smoothing.step(options.mu);
+            if (options.keepVolume) smoothing.stepBack(options.mu);
             pProgress->tick();
         }
         smoothing.writeBack();

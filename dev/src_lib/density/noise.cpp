@@ -1,0 +1,268 @@
+#include "density/noise.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <span>
+#include <utility>
+
+#include "geometry/PlaceIndex.h"
+#include "geometry/freeFunctions.h"
+#include "geometry/symmetricEigen.h"
+#include "parallel/parallelTransform.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::size_t maxSampled = 6'000, fewest = 2'000, pointsPerSample = 20;
+constexpr std::size_t minChunk = 50'000, minFits = 64;
+constexpr std::array<std::size_t, 4> aNumPoints = {16, 32, 64, 128};  // of the pieces, which double their area
+constexpr double firstReach = 2.5;                                    // spacings: some 16 to 30 points in a plane
+constexpr int numReaches = 5;                                         // each twice the one before
+constexpr double widest = 0.2;                                        // scatter of a surface, in radii of the piece
+constexpr std::size_t numTerms = 6;                                   // of a quadric
+constexpr std::size_t minInBlock = 9;
+constexpr int numLevels = 4;
+constexpr double smallestBlock = 12.0;  // spacings
+
+struct Hit {
+    double sqDistance;
+    std::uint64_t point;
+    bool operator<(const Hit& h) const {
+        return sqDistance != h.sqDistance ? sqDistance < h.sqDistance : point < h.point;
+    }
+    bool operator==(const Hit& h) const { return point == h.point; }
+};
+
+using Terms = std::array<double, numTerms>;
+
+// Least squares by the normal equations, which are added up one row at a time.
+class NormalEquations {
+public:
+    void add(const Terms& row, double value) {
+        for (std::size_t i = 0; i < numTerms; ++i) {
+            for (std::size_t k = 0; k <= i; ++k) aProducts[i][k] += row[i] * row[k];
+            aRight[i] += row[i] * value;
+        }
+    }
+
+    // What the points do not tell, as those of a line, stays 0. Returns the number of the
+    // others. Overwrites the sums by their Cholesky factor.
+    std::size_t solve(Terms& solution) {
+        constexpr double smallest = 1e-9;  // of what a term had by itself
+        std::array<bool, numTerms> bTold{};
+        for (std::size_t i = 0; i < numTerms; ++i) {
+            const double before = aProducts[i][i];
+            for (std::size_t k = 0; k <= i; ++k) {
+                double sum = aProducts[i][k];
+                for (std::size_t j = 0; j < k; ++j) sum -= aProducts[i][j] * aProducts[k][j];
+                if (k < i)
+                    aProducts[i][k] = bTold[k] ? sum / aProducts[k][k] : 0.0;
+                else
+                    bTold[i] = sum > smallest * before, aProducts[i][i] = bTold[i] ? std::sqrt(sum) : 1.0;
+            }
+        }
+        for (std::size_t i = 0; i < numTerms; ++i) {
+            for (std::size_t k = 0; k < i; ++k) aRight[i] -= aProducts[i][k] * aRight[k];
+            aRight[i] = bTold[i] ? aRight[i] / aProducts[i][i] : 0.0;
+        }
+        for (std::size_t i = numTerms; i-- > 0;) {
+            double sum = aRight[i];
+            for (std::size_t k = i + 1; k < numTerms; ++k) sum -= aProducts[k][i] * solution[k];
+            solution[i] = bTold[i] ? sum / aProducts[i][i] : 0.0;
+        }
+        return static_cast<std::size_t>(std::count(bTold.begin(), bTold.end(), true));
+    }
+
+private:
+    std::array<Terms, numTerms> aProducts{};  // lower half
+    Terms aRight{};
+};
+
+// The standard deviation of the heights of points over a quadric.
+double scatterOf(std::span<const Vector3> arms, double radius) {
+    Vector3 mean;
+    for (const Vector3& arm : arms) mean += arm;
+    mean /= static_cast<double>(arms.size());
+    ProductSums sums;
+    for (const Vector3& arm : arms) sums.add(arm - mean);
+    const SymmetricEigen eigen = getEigen(sums);
+    const auto termsOf = [&](const Vector3& arm) {
+        const double u = eigen.vectors[2] * arm / radius, v = eigen.vectors[1] * arm / radius;
+        return Terms{1.0, u, v, u * u, u * v, v * v};
+    };
+    NormalEquations equations;
+    for (const Vector3& arm : arms) equations.add(termsOf(arm), eigen.vectors[0] * arm);
+    Terms quadric{};
+    const std::size_t numTold = equations.solve(quadric);
+    double squares = 0.0;
+    for (const Vector3& arm : arms) {
+        const Terms terms = termsOf(arm);
+        const double off =
+            eigen.vectors[0] * arm - std::inner_product(terms.begin(), terms.end(), quadric.begin(), 0.0);
+        squares += off * off;
+    }
+    // Half of such sums are below this (E. Wilson, M. Hilferty, The distribution of chi-square,
+    // 1931), so that the median of many is right.
+    const double freedoms = static_cast<double>(arms.size() - numTold);
+    const double toMedian = 1.0 - 2.0 / (9.0 * freedoms);
+    return std::sqrt(squares / (freedoms * toMedian * toMedian * toMedian));
+}
+
+class NoiseSearch {
+public:
+    NoiseSearch(const PointSource& allPoints, double spacing) : points(allPoints), firstRadius(firstReach * spacing) {
+        const std::size_t num =
+            std::min({points.size(), maxSampled, std::max(fewest, points.size() / pointsPerSample)});
+        for (std::size_t k = 0; k < num; ++k) vPlaces.push_back(points[spreadSample(k, num, points.size())]);
+        vFound.resize(num);
+    }
+
+    void run() {
+        std::vector<std::uint32_t> vOpen(vPlaces.size());
+        std::iota(vOpen.begin(), vOpen.end(), 0u);
+        double radius = firstRadius;
+        for (int i = 0; i < numReaches && !vOpen.empty(); ++i, radius *= 2.0) {
+            findHits(vOpen, radius);
+            std::vector<char> vSettled(vOpen.size());
+            parallelChunks(vOpen.size(), minFits, [&](std::size_t begin, std::size_t end) {
+                for (std::size_t k = begin; k < end; ++k) vSettled[k] = settle(vOpen[k]) ? 1 : 0;
+            });
+            std::size_t numLeft = 0;
+            for (std::size_t k = 0; k < vOpen.size(); ++k)
+                if (!vSettled[k]) vOpen[numLeft++] = vOpen[k];
+            vOpen.resize(numLeft);
+            if (numLeft > fewest) thinOut(vOpen, (numLeft + fewest - 1) / fewest);
+        }
+    }
+
+    std::vector<Point3> vPlaces;
+    std::vector<Scatter> vFound;  // by place
+
+private:
+    const PointSource& points;
+    const double firstRadius;
+    std::vector<Hit> vHits;            // of the points around, by place
+    std::vector<std::size_t> vStarts;  // likewise: where they begin, and the end
+
+    // Wide pieces cost more and tell more; all samples alike, so that the medians stay true.
+    void thinOut(std::vector<std::uint32_t>& vOpen, std::size_t step) {
+        std::erase_if(vOpen, [&](std::uint32_t place) { return place % step != 0; });
+        for (std::size_t place = 0; place < vFound.size(); ++place)
+            if (place % step != 0) vFound[place] = {};
+    }
+
+    void findHits(const std::vector<std::uint32_t>& vOpen, double radius) {
+        const PlaceIndex around(vPlaces, vOpen, radius);
+        using Found = std::pair<std::uint32_t, Hit>;
+        const auto vParts =
+            parallelChunkResults<std::vector<Found>>(points.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+                std::vector<Found> vPart;
+                for (std::size_t i = begin; i < end; ++i) {
+                    const Point3 p = points[i];
+                    around.visit(p, p, [&](std::uint32_t place) {
+                        const double sqDistance = (p - vPlaces[place]).sqLength();
+                        if (sqDistance <= radius * radius) vPart.emplace_back(place, Hit{sqDistance, i});
+                    });
+                }
+                return vPart;
+            });
+        vStarts.assign(vPlaces.size() + 1, 0);
+        for (const auto& vPart : vParts)
+            for (const auto& [place, hit] : vPart) ++vStarts[place + 1];
+        std::partial_sum(vStarts.begin(), vStarts.end(), vStarts.begin());
+        vHits.resize(vStarts.back());
+        std::vector<std::size_t> vNext(vStarts.begin(), vStarts.end() - 1);
+        for (const auto& vPart : vParts)
+            for (const auto& [place, hit] : vPart) vHits[vNext[place]++] = hit;
+    }
+
+    // Whether a piece is large enough for what its points scatter; else it is the best so far.
+    bool settle(std::uint32_t place) {
+        const auto first = vHits.begin() + static_cast<std::ptrdiff_t>(vStarts[place]),
+                   last = vHits.begin() + static_cast<std::ptrdiff_t>(vStarts[place + 1]);
+        std::sort(first, last);
+        const std::span<const Hit> hits(first, std::unique(first, last));
+        std::array<Vector3, aNumPoints.back()> arms;
+        std::size_t numArms = 0;
+        for (const std::size_t num : aNumPoints) {
+            if (hits.size() < num) return false;
+            for (; numArms < num; ++numArms) arms[numArms] = points[hits[numArms].point] - vPlaces[place];
+            const double radius = std::sqrt(hits[num - 1].sqDistance);
+            if (!(radius > 0.0)) continue;
+            vFound[place] = {scatterOf({arms.data(), num}, radius),
+                             radius * std::sqrt(M_PI / static_cast<double>(num))};
+            if (vFound[place].deviation <= widest * radius) return true;
+        }
+        return true;
+    }
+};
+
+double medianOf(std::vector<double>& v) {
+    const auto middle = v.begin() + static_cast<std::ptrdiff_t>(v.size() / 2);
+    std::nth_element(v.begin(), middle, v.end());
+    return *middle;
+}
+
+// Of at least one that is known.
+template <class Iterator, class Fn>
+Scatter mediansOf(Iterator first, Iterator last, const Fn& noiseOf) {
+    std::vector<double> vDeviations, vSpacings;
+    for (; first != last; ++first) {
+        vDeviations.push_back(noiseOf(*first).deviation);
+        vSpacings.push_back(noiseOf(*first).spacing);
+    }
+    return {medianOf(vDeviations), medianOf(vSpacings)};
+}
+
+}  // namespace
+
+NoiseMap::NoiseMap(const PointSource& points, double spacing) {
+    if (points.empty()) return;
+    NoiseSearch search(points, spacing);
+    search.run();
+    std::vector<Point3> vPlaces;
+    std::vector<Scatter> vFound;
+    for (std::size_t k = 0; k < search.vPlaces.size(); ++k) {
+        if (search.vFound[k].deviation < 0.0) continue;
+        vPlaces.push_back(search.vPlaces[k]);
+        vFound.push_back(search.vFound[k]);
+    }
+    if (vFound.empty()) return;
+    median = mediansOf(vFound.begin(), vFound.end(), [](const Scatter& noise) { return noise; });
+    low = vPlaces.front();
+    for (const Point3& p : vPlaces) low.set(std::min(low.px, p.px), std::min(low.py, p.py), std::min(low.pz, p.pz));
+    for (int i = 0; i < numLevels; ++i) addLevel(std::ldexp(smallestBlock * spacing, i), vPlaces, vFound);
+}
+
+// Two blocks of one code would only share their median.
+uint64 NoiseMap::codeOf(const Point3& p, double side) const {
+    const Vector3 way = (p - low) / side;
+    const auto bits = [](double coord) { return static_cast<uint64>(static_cast<std::int64_t>(std::floor(coord))); };
+    return bits(way.vx) * 0xd6e8feb86659fd93 + bits(way.vy) * 0xa0761d6478bd642f + bits(way.vz) * 0xe7037ed1a0b428db;
+}
+
+void NoiseMap::addLevel(double side, const std::vector<Point3>& vPlaces, const std::vector<Scatter>& vFound) {
+    std::vector<std::pair<uint64, std::size_t>> vPairs;
+    for (std::size_t k = 0; k < vPlaces.size(); ++k) vPairs.emplace_back(codeOf(vPlaces[k], side), k);
+    std::sort(vPairs.begin(), vPairs.end());
+    Level& level = vLevels.emplace_back();
+    level.side = side;
+    for (auto first = vPairs.begin(), last = first; first != vPairs.end(); first = last) {
+        last = std::find_if(first, vPairs.end(), [&](const auto& pair) { return pair.first != first->first; });
+        if (last - first < static_cast<std::ptrdiff_t>(minInBlock)) continue;
+        level.numbers.insert(first->first, static_cast<std::uint32_t>(level.vMedians.size()));
+        level.vMedians.push_back(mediansOf(first, last, [&](const auto& pair) { return vFound[pair.second]; }));
+    }
+}
+
+const Scatter& NoiseMap::at(const Point3& p) const {
+    for (const Level& level : vLevels) {
+        const std::uint32_t number = level.numbers.find(codeOf(p, level.side));
+        if (number != CodeMap::npos) return level.vMedians[number];
+    }
+    return median;
+}
+
+}  // namespace QUOR_ZEF

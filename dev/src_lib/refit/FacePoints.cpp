@@ -1,0 +1,285 @@
+#include "refit/FacePoints.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <tuple>
+#include <utility>
+
+#include "frame/tools.h"
+#include "frame/types.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::uint32_t nobody = RefitSurface::none;
+constexpr std::size_t minChunk = RefitSurface::minChunk;
+
+using CodedIndex = std::pair<uint64, std::uint64_t>;  // code of a cell, and what lies there
+
+// Codes that ascend along columns of cells, so that the neighbours of a cell are stretches of
+// nine columns. Cells beyond the grid have its outermost codes.
+class ColumnGrid {
+public:
+    ColumnGrid(const RefitSurface& surface) {
+        Vector3 high = surface.vPlaces.front();
+        low = high;
+        for (const Vector3& p : surface.vPlaces) {
+            low = {std::min(low.vx, p.vx), std::min(low.vy, p.vy), std::min(low.vz, p.vz)};
+            high = {std::max(high.vx, p.vx), std::max(high.vy, p.vy), std::max(high.vz, p.vz)};
+        }
+        const Vector3 extent = high - low;
+        cell = std::max(
+            {surface.edge, std::max({extent.vx, extent.vy, extent.vz}) / 0x1p20, std::numeric_limits<double>::min()});
+    }
+
+    double getCell() const { return cell; }
+    uint64 codeAt(const Vector3& p) const {
+        return number(p.vx - low.vx) << 42 | number(p.vy - low.vy) << 21 | number(p.vz - low.vz);
+    }
+    // The lowest of three codes, one above the other, around a cell; k from 0 to 8.
+    static uint64 stretchAround(uint64 code, std::size_t k) {
+        return code - (uint64{1} << 42 | uint64{1} << 21 | 1) + (uint64{k / 3} << 42 | uint64{k % 3} << 21);
+    }
+
+private:
+    Vector3 low;
+    double cell = 0.0;
+
+    uint64 number(double along) const {
+        constexpr double margin = 2.0, most = 0x1p21 - 3.0;
+        return static_cast<uint64>(std::clamp(along / cell + margin, 1.0, most));
+    }
+};
+
+struct Place {
+    Vector3 p;
+    std::uint32_t face;
+};
+
+// Calls fn(place) for the middle of a triangle, or those of a grid on a long one.
+template <class Fn>
+void forEachPlace(const RefitSurface& surface, std::uint32_t face, double cell, const Fn& fn) {
+    constexpr double maxParts = 64.0;
+    const Vector3 &a = surface.corner(3 * face), &b = surface.corner(3 * face + 1), &c = surface.corner(3 * face + 2);
+    const double longest = std::sqrt(std::max({(b - a).sqLength(), (c - b).sqLength(), (a - c).sqLength()}));
+    const auto num = static_cast<int>(std::clamp(std::floor(longest / cell), 1.0, maxParts));
+    if (num < 2) return fn(surface.vCentres[face]);
+    for (int i = 0; i < num; ++i)
+        for (int k = 0; k + i < num; ++k) fn(a + (b - a) * ((i + 1.0 / 3.0) / num) + (c - a) * ((k + 1.0 / 3.0) / num));
+}
+
+// Places of triangles, ascending by code.
+class PlaceLists {
+public:
+    PlaceLists(const RefitSurface& surface, const ColumnGrid& grid) {
+        std::vector<Place> vUnsorted;
+        vUnsorted.reserve(surface.numTriangles());
+        for (std::uint32_t t = 0; t < surface.numTriangles(); ++t)
+            forEachPlace(surface, t, grid.getCell(), [&](const Vector3& p) { vUnsorted.push_back({p, t}); });
+        std::vector<CodedIndex> vOrder(vUnsorted.size());
+        parallelChunks(vOrder.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) vOrder[i] = {grid.codeAt(vUnsorted[i].p), i};
+        });
+        sortStableByFirstMT(vOrder.begin(), vOrder.end());
+        vCodes.resize(vOrder.size());
+        vPlaces.resize(vOrder.size());
+        parallelChunks(vOrder.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                vCodes[i] = vOrder[i].first;
+                vPlaces[i] = vUnsorted[vOrder[i].second];
+            }
+        });
+    }
+
+    std::vector<uint64> vCodes;
+    std::vector<Place> vPlaces;
+};
+
+// Goes up nine columns beside each other, for cells that ascend.
+class Sweep {
+public:
+    explicit Sweep(const PlaceLists& lists_) : lists(lists_) { vNext.fill(unknown); }
+
+    // The stretches of places around the cell.
+    void moveTo(uint64 code) {
+        vNear.clear();
+        for (std::size_t k = 0; k < vNext.size(); ++k) {
+            const uint64 first = ColumnGrid::stretchAround(code, k);
+            std::size_t& next = vNext[k];
+            if (next == unknown)
+                next = static_cast<std::size_t>(std::lower_bound(lists.vCodes.begin(), lists.vCodes.end(), first) -
+                                                lists.vCodes.begin());
+            advance(next, first);
+            for (std::size_t i = next; i < lists.vCodes.size() && lists.vCodes[i] <= first + 2; ++i)
+                vNear.push_back(lists.vPlaces[i]);
+        }
+    }
+
+    std::uint32_t nearestFace(const Vector3& p, double farthest) const {
+        double sqNearest = farthest * farthest;
+        std::uint32_t nearest = nobody;
+        for (const Place& place : vNear) {
+            const double sqDistance = (place.p - p).sqLength();
+            if (sqDistance > sqNearest || (sqDistance == sqNearest && place.face > nearest)) continue;
+            sqNearest = sqDistance;
+            nearest = place.face;
+        }
+        return nearest;
+    }
+
+private:
+    static constexpr std::size_t unknown = std::numeric_limits<std::size_t>::max();
+    const PlaceLists& lists;
+    std::array<std::size_t, 9> vNext{};
+    std::vector<Place> vNear;
+
+    void advance(std::size_t& next, uint64 code) const {
+        constexpr std::size_t few = 16;
+        for (std::size_t i = 0; i < few; ++i, ++next)
+            if (next == lists.vCodes.size() || lists.vCodes[next] >= code) return;
+        const auto from = lists.vCodes.begin() + static_cast<std::ptrdiff_t>(next);
+        next = static_cast<std::size_t>(std::lower_bound(from, lists.vCodes.end(), code) - lists.vCodes.begin());
+    }
+};
+
+Vector3 toVector(const Point3& p) {
+    return {p.px, p.py, p.pz};
+}
+
+// Points by cell, those of one cell by coordinates.
+std::vector<CodedIndex> sortPoints(const PointSource& points, const ColumnGrid& grid) {
+    std::vector<CodedIndex> vOrder(points.size());
+    parallelChunks(vOrder.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) vOrder[i] = {grid.codeAt(toVector(points[i])), i};
+    });
+    sortStableByFirstMT(vOrder.begin(), vOrder.end());
+    return vOrder;
+}
+
+// Where chunks begin that cut no cell apart.
+std::vector<std::size_t> boundsOfCells(const std::vector<CodedIndex>& vOrder) {
+    std::vector<std::size_t> vBounds = getChunkBounds(vOrder.size(), minChunk);
+    for (std::size_t& bound : vBounds)
+        while (bound > 0 && bound < vOrder.size() && vOrder[bound].first == vOrder[bound - 1].first) ++bound;
+    return vBounds;
+}
+
+// C. Ericson, Real-Time Collision Detection, 2005, 5.1.5.
+double sqDistanceToTriangle(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c) {
+    const Vector3 ab = b - a, ac = c - a, ap = p - a, bp = p - b, cp = p - c;
+    const double d1 = ab * ap, d2 = ac * ap, d3 = ab * bp, d4 = ac * bp, d5 = ab * cp, d6 = ac * cp;
+    if (d1 <= 0.0 && d2 <= 0.0) return ap.sqLength();
+    if (d3 >= 0.0 && d4 <= d3) return bp.sqLength();
+    if (d6 >= 0.0 && d5 <= d6) return cp.sqLength();
+    const double vc = d1 * d4 - d3 * d2, vb = d5 * d2 - d1 * d6, va = d3 * d6 - d5 * d4;
+    if (vc <= 0.0 && d1 >= 0.0 && d3 <= 0.0) return (ap - ab * (d1 / (d1 - d3))).sqLength();
+    if (vb <= 0.0 && d2 >= 0.0 && d6 <= 0.0) return (ap - ac * (d2 / (d2 - d6))).sqLength();
+    if (va <= 0.0 && d4 >= d3 && d5 >= d6) return (bp - (c - b) * ((d4 - d3) / (d4 - d3 + d5 - d6))).sqLength();
+    const double sum = va + vb + vc;
+    return (ap - ab * (vb / sum) - ac * (vc / sum)).sqLength();
+}
+
+std::uint32_t nearestOf(const RefitSurface& surface, const std::vector<std::uint32_t>& vFaces, const Vector3& p) {
+    constexpr double shareOfMiddle = 0.02;
+    double least = std::numeric_limits<double>::infinity();
+    std::uint32_t nearest = vFaces.front();
+    for (const std::uint32_t t : vFaces) {
+        const std::size_t side = 3 * std::size_t{t};
+        const double toMiddle = shareOfMiddle * (surface.vCentres[t] - p).sqLength();
+        if (toMiddle >= least) continue;
+        const double square = toMiddle + sqDistanceToTriangle(p, surface.corner(side), surface.corner(side + 1),
+                                                              surface.corner(side + 2));
+        if (square >= least) continue;
+        least = square;
+        nearest = t;
+    }
+    return nearest;
+}
+
+std::uint32_t nearestMiddle(const RefitSurface& surface, const std::vector<std::uint32_t>& vFaces, const Vector3& p) {
+    double least = std::numeric_limits<double>::infinity();
+    std::uint32_t nearest = vFaces.front();
+    for (const std::uint32_t t : vFaces) {
+        const double square = (surface.vCentres[t] - p).sqLength();
+        if (square >= least) continue;
+        least = square;
+        nearest = t;
+    }
+    return nearest;
+}
+
+}  // namespace
+
+FacePoints::FacePoints(const RefitSurface& surface, const PointSource& points) {
+    ASSEX(points.size()<nobody);
+    const ColumnGrid grid(surface);
+    const PlaceLists lists(surface, grid);
+    std::vector<CodedIndex> vOrder = sortPoints(points, grid);
+    std::vector<std::uint32_t> vFaces(vOrder.size(), nobody);
+    std::vector<Vector3> vSorted(vOrder.size());
+    const auto findFaces = [&](std::size_t begin, std::size_t end) {
+        Sweep sweep(lists);
+        while (begin < end) {
+            std::size_t last = begin + 1;
+            while (last < end && vOrder[last].first == vOrder[begin].first) ++last;
+            const auto at = [&](std::size_t i) { return vOrder.begin() + static_cast<std::ptrdiff_t>(i); };
+            std::sort(at(begin), at(last), [&](const CodedIndex& a, const CodedIndex& b) {
+                const Point3 p = points[a.second], q = points[b.second];
+                return std::tie(p.px, p.py, p.pz, a.second) < std::tie(q.px, q.py, q.pz, b.second);
+            });
+            sweep.moveTo(vOrder[begin].first);
+            for (; begin < last; ++begin) {
+                vSorted[begin] = toVector(points[vOrder[begin].second]);
+                vFaces[begin] = sweep.nearestFace(vSorted[begin], grid.getCell());
+            }
+        }
+    };
+    parallelChunks(boundsOfCells(vOrder), findFaces);
+
+    std::vector<std::uint32_t> vOrigins(vOrder.size());
+    for (std::size_t i = 0; i < vOrder.size(); ++i) vOrigins[i] = static_cast<std::uint32_t>(vOrder[i].second);
+    sortByFace(surface.numTriangles(), vFaces, std::move(vSorted), std::move(vOrigins));
+}
+
+void FacePoints::sortByFace(std::size_t numFaces, const std::vector<std::uint32_t>& vFaces,
+                            std::vector<Vector3> vUnsorted, std::vector<std::uint32_t> vUnsortedIndices) {
+    vStart.assign(numFaces + 1, 0);
+    for (const std::uint32_t face : vFaces)
+        if (face != nobody) ++vStart[face + 1];
+    for (std::size_t t = 0; t < numFaces; ++t) vStart[t + 1] += vStart[t];
+    vPlaces.resize(vStart.back());
+    vIndices.resize(vStart.back());
+    std::vector<std::uint32_t> vNext(vStart.begin(), vStart.end() - 1);
+    for (std::size_t i = 0; i < vFaces.size(); ++i) {
+        if (vFaces[i] == nobody) continue;
+        const std::uint32_t at = vNext[vFaces[i]]++;
+        vPlaces[at] = vUnsorted[i];
+        vIndices[at] = vUnsortedIndices[i];
+    }
+}
+
+void FacePoints::follow(const RefitSurface& surface) {
+    constexpr float creaseCosine = 0.9F;
+    std::vector<std::uint32_t> vFaces(size());
+    parallelChunks(surface.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
+        std::vector<std::uint32_t> vAround;
+        for (std::size_t face = begin; face < end; ++face) {
+            if (count(face) == 0) continue;
+            vAround.clear();
+            for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
+                for (const std::uint32_t t : surface.fans[surface.vTriples[side]]) vAround.push_back(t);
+            const bool bCrease = surface.bendsBeyond(face, creaseCosine);
+            for (std::uint32_t i = vStart[face]; i < vStart[face + 1]; ++i)
+                vFaces[i] =
+                    bCrease ? nearestOf(surface, vAround, vPlaces[i]) : nearestMiddle(surface, vAround, vPlaces[i]);
+        }
+    });
+    sortByFace(surface.numTriangles(), vFaces, std::move(vPlaces), std::move(vIndices));
+}
+
+}  // namespace QUOR_ZEF

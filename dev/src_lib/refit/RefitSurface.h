@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+#include "flat/VertexFans.h"
+#include "zef/TriangleMesh.h"
+#include "zef/Vector3.h"
+
+namespace QUOR_ZEF {
+
+// A unit normal and an area, world units; all 0 where a triangle has none.
+struct FaceNormal {
+    float x = 0.0F, y = 0.0F, z = 0.0F, area = 0.0F;
+
+    float operator*(const FaceNormal& other) const { return x * other.x + y * other.y + z * other.z; }
+    double operator*(const Vector3& v) const { return double{x} * v.vx + double{y} * v.vy + double{z} * v.vz; }
+    Vector3 toVector() const { return {x, y, z}; }
+};
+
+// The triangles of a manifold mesh while its vertices move and edges flip, in plain arrays.
+// Loops here are parallel and the same for any number of threads.
+struct RefitSurface {
+    static constexpr std::uint32_t none = std::numeric_limits<std::uint32_t>::max();
+    static constexpr std::size_t minChunk = 2048;  // elements of a parallel loop
+
+    std::vector<Vector3> vPlaces;         // by vertex, world units
+    std::vector<std::uint32_t> vTriples;  // three vertices a triangle
+    VertexFans fans;
+    std::vector<std::uint32_t> vOpposite;  // by side, the other one at its edge; none at borders
+    std::vector<Vector3> vCentres;         // by triangle
+    std::vector<FaceNormal> vNormals;      // by triangle, as its corners lie
+    double edge = 0.0;                     // mean length of the sides in the beginning, world units
+    double area = 0.0;                     // in the beginning
+
+    explicit RefitSurface(const TriangleMesh& mesh);
+
+    std::size_t numTriangles() const { return vTriples.size() / 3; }
+    std::size_t numVertices() const { return vPlaces.size(); }
+    const Vector3& corner(std::size_t side) const { return vPlaces[vTriples[side]]; }
+    bool isBorder(std::uint32_t side) const { return vOpposite[side] == none; }
+
+    // Follows vTriples, as vOpposite must have done.
+    void renewFans();
+    // Follow vPlaces and vTriples.
+    void renewNormals();
+
+    // Whether the normals around a triangle differ from its own by more than the cosine tells.
+    bool bendsBeyond(std::size_t face, float cosine) const {
+        for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
+            for (const std::uint32_t t : fans[vTriples[side]])
+                if (vNormals[face] * vNormals[t] < cosine) return true;
+        return false;
+    }
+
+private:
+    void findOpposites();
+};
+
+// Twice the area long.
+Vector3 crossOf(const Vector3& a, const Vector3& b, const Vector3& c);
+FaceNormal normalOf(const Vector3& a, const Vector3& b, const Vector3& c);
+
+}  // namespace QUOR_ZEF

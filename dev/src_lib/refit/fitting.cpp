@@ -1,0 +1,188 @@
+#include "refit/fitting.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <span>
+#include <utility>
+
+#include "parallel/parallelTransform.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+constexpr std::size_t minChunk = RefitSurface::minChunk;
+
+// Close to exp(-q), and 0 from 4 on.
+float bell(float q) {
+    const float left = std::max(0.0F, 1.0F - 0.25F * q);
+    return left * left * left * left;
+}
+
+// Calls fn(triangle) for the triangles around each of the corners: one across an edge comes
+// twice, the triangle itself not at all.
+template <class Fn>
+void forEachAround(const RefitSurface& surface, std::size_t face, const Fn& fn) {
+    for (std::size_t i = 3 * face; i < 3 * face + 3; ++i)
+        for (const std::uint32_t t : surface.fans[surface.vTriples[i]])
+            if (t != face) fn(t);
+}
+
+template <class Fn>
+void forEachFace(const RefitSurface& surface, const Fn& fn) {
+    parallelChunks(surface.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t t = begin; t < end; ++t) fn(t);
+    });
+}
+
+// Points of a face, or of its surroundings, each with its weight.
+struct PointSum {
+    float x = 0.0F, y = 0.0F, z = 0.0F;  // from the middle of the face, world units
+    float num = 0.0F;
+    float height = 0.0F;  // from the planes of their own faces
+
+    void add(const PointSum& other, float weight, float dx, float dy, float dz) {
+        x += weight * (other.x + other.num * dx);
+        y += weight * (other.y + other.num * dy);
+        z += weight * (other.z + other.num * dz);
+        num += weight * other.num;
+        height += weight * other.height;
+    }
+};
+
+std::vector<PointSum> sumPoints(const RefitSurface& surface, const FacePoints& points) {
+    std::vector<PointSum> vSums(surface.numTriangles());
+    forEachFace(surface, [&](std::size_t t) {
+        Vector3 sum;
+        for (const Vector3& p : points.of(t)) sum += p - surface.vCentres[t];
+        vSums[t] = {static_cast<float>(sum.vx), static_cast<float>(sum.vy), static_cast<float>(sum.vz),
+                    static_cast<float>(points.count(t)), static_cast<float>(surface.vNormals[t] * sum)};
+    });
+    return vSums;
+}
+
+FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, float sharpness) {
+    const FaceNormal& own = surface.vNormals[face];
+    float x = own.x * own.area, y = own.y * own.area, z = own.z * own.area;
+    forEachAround(surface, face, [&](std::uint32_t t) {
+        const FaceNormal& other = surface.vNormals[t];
+        const float weight = other.area * bell((1.0F - own * other) * sharpness);
+        x += weight * other.x;
+        y += weight * other.y;
+        z += weight * other.z;
+    });
+    const float length = std::sqrt(x * x + y * y + z * z);
+    if (!(length > 0.0F)) return own;
+    return {x / length, y / length, z / length, own.area};
+}
+
+// How many sweeps over the triangles around a face gather the points within its radius.
+float sweepsFor(const FaceFit& fit, double edge) {
+    constexpr double widest = 0.75;  // mean edges: the deviation that one sweep bears
+    constexpr double most = 6.0;
+    const double ratio = 0.5 * double{fit.radius} / (widest * edge);
+    return static_cast<float>(std::clamp(std::ceil(ratio * ratio), 1.0, most));
+}
+
+PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSums, std::size_t face, float narrowness,
+                  float sharpness) {
+    PointSum sum = vSums[face];
+    const FaceNormal& own = surface.vNormals[face];
+    const Vector3& centre = surface.vCentres[face];
+    forEachAround(surface, face, [&](std::uint32_t t) {
+        const Vector3 away = surface.vCentres[t] - centre;
+        const auto x = static_cast<float>(away.vx), y = static_cast<float>(away.vy), z = static_cast<float>(away.vz);
+        const float q = (x * x + y * y + z * z) * narrowness + (1.0F - own * surface.vNormals[t]) * sharpness;
+        sum.add(vSums[t], bell(q), x, y, z);
+    });
+    return sum;
+}
+
+std::vector<PointSum> sumAround(const RefitSurface& surface, std::vector<PointSum> vSums,
+                                const std::vector<FaceFit>& vFits, double sigma) {
+    const auto sharpness = static_cast<float>(2.0 / (sigma * sigma));
+    float numSweeps = 1.0F;
+    for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, sweepsFor(fit, surface.edge));
+    std::vector<PointSum> vWider(vSums.size());
+    for (float sweep = 0.5F; sweep < numSweeps; sweep += 1.0F) {
+        forEachFace(surface, [&](std::size_t t) {
+            const float num = sweepsFor(vFits[t], surface.edge), width = 0.5F * vFits[t].radius;
+            vWider[t] = num > sweep ? widerSum(surface, vSums, t, 0.5F * num / (width * width), sharpness) : vSums[t];
+        });
+        std::swap(vSums, vWider);
+    }
+    return vSums;
+}
+
+// To the least sum of squared distances from the planes of the faces, and of the squared move.
+Vector3 moveToPlanes(const RefitSurface& surface, const FaceOffsets& offsets, std::size_t vertex) {
+    constexpr double hold = 1.0;  // faces
+    const Vector3& place = surface.vPlaces[vertex];
+    double xx = hold, xy = 0.0, xz = 0.0, yy = hold, yz = 0.0, zz = hold;
+    Vector3 right;
+    for (const std::uint32_t t : surface.fans[vertex]) {
+        const Vector3 n = surface.vNormals[t].toVector();
+        right += n * (n * (surface.vCentres[t] - place) + double{offsets.vOffsets[t]});
+        xx += n.vx * n.vx;
+        xy += n.vx * n.vy;
+        xz += n.vx * n.vz;
+        yy += n.vy * n.vy;
+        yz += n.vy * n.vz;
+        zz += n.vz * n.vz;
+    }
+    // The matrix is L D L'.
+    const double l10 = xy / xx, l20 = xz / xx, d1 = yy - l10 * xy, l21 = (yz - l20 * xy) / d1;
+    const double d2 = zz - l20 * xz - l21 * (yz - l20 * xy);
+    const double y1 = right.vy - l10 * right.vx, z1 = right.vz - l20 * right.vx - l21 * y1;
+    const double z = z1 / d2, y = y1 / d1 - l21 * z, x = right.vx / xx - l10 * y - l20 * z;
+    return {x, y, z};
+}
+
+}  // namespace
+
+void filterNormals(RefitSurface& surface, const std::vector<FaceFit>& vFits, double sigma) {
+    const auto sharpness = static_cast<float>(1.0 / (sigma * sigma));
+    float numSweeps = 0.0F;
+    for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, fit.numSweeps);
+    std::vector<FaceNormal> vFiltered(surface.numTriangles());
+    for (float sweep = 0.5F; sweep < numSweeps; sweep += 1.0F) {
+        forEachFace(surface, [&](std::size_t t) {
+            vFiltered[t] = vFits[t].numSweeps > sweep ? filteredNormal(surface, t, sharpness) : surface.vNormals[t];
+        });
+        std::swap(surface.vNormals, vFiltered);
+    }
+}
+
+FaceOffsets fitOffsets(const RefitSurface& surface, const FacePoints& points, const std::vector<FaceFit>& vFits,
+                       double sigma, double shareOfOwn) {
+    const std::vector<PointSum> vSums = sumAround(surface, sumPoints(surface, points), vFits, sigma);
+    const auto own = static_cast<float>(shareOfOwn);
+    FaceOffsets offsets;
+    offsets.vOffsets.resize(vSums.size());
+    forEachFace(surface, [&](std::size_t t) {
+        const PointSum& sum = vSums[t];
+        const FaceNormal& n = surface.vNormals[t];
+        const float height = own * sum.height + (1.0F - own) * (n.x * sum.x + n.y * sum.y + n.z * sum.z);
+        offsets.vOffsets[t] = sum.num > 0.0F ? height / sum.num : 0.0F;
+    });
+    return offsets;
+}
+
+void moveOntoPlanes(RefitSurface& surface, const FaceOffsets& offsets, const std::vector<Vector3>& vOld, double maxMove,
+                    int numSteps) {
+    std::vector<Vector3> vMoved(surface.numVertices());
+    for (int step = 0; step < numSteps; ++step) {
+        parallelChunks(surface.numVertices(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                const Vector3 moved = surface.vPlaces[i] + moveToPlanes(surface, offsets, i);
+                const Vector3 away = moved - vOld[i];
+                const double length = away.length();
+                vMoved[i] = length > maxMove ? vOld[i] + away * (maxMove / length) : moved;
+            }
+        });
+        std::swap(surface.vPlaces, vMoved);
+    }
+}
+
+}  // namespace QUOR_ZEF
