@@ -101,7 +101,7 @@ PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSum
 
 std::vector<PointSum> sumAround(const RefitSurface& surface, std::vector<PointSum> vSums,
                                 const std::vector<FaceFit>& vFits, double sigma) {
-    const auto sharpness = static_cast<float>(2.0 / (sigma * sigma));
+    const auto sharpness = static_cast<float>(4.0 / (sigma * sigma));
     float numSweeps = 1.0F;
     for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, sweepsFor(fit, surface.edge));
     std::vector<PointSum> vWider(vSums.size());

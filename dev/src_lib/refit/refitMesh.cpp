@@ -28,7 +28,7 @@ constexpr int numRounds = 3, numSteps = 5;
 // By noise in spacings: it levels out by the points within the radius, and by sweeps. Measured
 // on samples of known surfaces, without noise, with 0.3 and with 0.8 spacings.
 double radiusFor(double noise) {
-    constexpr double clean = 1.2, atThird = 4.5, atMost = 5.5;
+    constexpr double clean = 1.2, atThird = 4.5, atMost = 6.2;
     constexpr double third = 0.3, most = 0.8;
     if (noise <= third) return clean + (atThird - clean) * std::max(noise, 0.0) / third;
     return atThird + (atMost - atThird) * std::min(noise - third, most - third) / (most - third);
@@ -45,10 +45,11 @@ public:
 
     void run(OptionalStage& stage) {
         settleFits();
+        flattenSpikes();
         stage.tick();
         for (int round = 0; round < numRounds; ++round) {
             flipEdges(round == 0 ? 2 : 1);
-            fitOnce(round == 0 ? 0.0 : 0.5);
+            fitOnce(round);
             stage.tick();
         }
         flipEdges(1);
@@ -92,6 +93,7 @@ private:
     FacePoints facePoints;
     std::vector<FaceFit> vFits;
     double noise = -1.0, meanRadius = 0.0;  // world units
+    double relativeNoise = 0.0;             // in spacings by the area of a point, the mean
 
     void settleFits() {
         const LocalNoise local(surface, facePoints);
@@ -103,34 +105,89 @@ private:
                 options.radius > 0.0 ? options.radius * options.spacing : radiusFor(relative) * spacing;
             vFits[t] = {static_cast<float>(sweepsFor(relative)), static_cast<float>(radius)};
             meanRadius += radius;
+            relativeNoise += std::max(relative, 0.0);
         }
         meanRadius /= static_cast<double>(vFits.size());
+        relativeNoise /= static_cast<double>(vFits.size());
+    }
+
+    // A vertex that stands out alone where no point is goes among its neighbours: a cell that meshing
+    // closed off wrongly.
+    void flattenSpikes() {
+        std::vector<Vector3> vPlaces = surface.vPlaces;
+        parallelChunks(vPlaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                if (isSpike(i)) vPlaces[i] = meanAround(i);
+        });
+        surface.vPlaces = std::move(vPlaces);
+        surface.renewNormals();
+    }
+
+    bool isSpike(std::size_t vertex) const {
+        constexpr std::size_t mostTriangles = 5;
+        constexpr double leastDistance = 0.8;  // mean edges, to the next point
+        const std::span<const std::uint32_t> fan = surface.fans[vertex];
+        bool bFolded = false;
+        for (const std::uint32_t t : fan)
+            for (const std::uint32_t u : fan) bFolded = bFolded || surface.vNormals[t] * surface.vNormals[u] < 0.0F;
+        if (!bFolded || fan.size() > mostTriangles) return false;
+        const double sqDistance = leastDistance * leastDistance * surface.edge * surface.edge;
+        for (const std::uint32_t t : fan) {
+            std::uint32_t side = 3 * t;
+            while (surface.vTriples[side] != vertex) ++side;
+            if (surface.isBorder(side) || surface.isBorder(previousSide(side))) return false;
+            for (const Vector3& p : facePoints.of(t))
+                if ((p - surface.vPlaces[vertex]).sqLength() < sqDistance) return false;
+        }
+        return true;
+    }
+
+    // Each neighbour counts twice in a closed fan.
+    Vector3 meanAround(std::size_t vertex) const {
+        Vector3 sum;
+        const std::span<const std::uint32_t> fan = surface.fans[vertex];
+        for (const std::uint32_t t : fan)
+            for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
+                if (surface.vTriples[side] != vertex) sum += surface.vPlaces[surface.vTriples[side]];
+        return sum / (2.0 * static_cast<double>(fan.size()));
     }
 
     void flipEdges(int numPasses) {
         for (int pass = 0; pass < numPasses; ++pass) flipToCreases(surface);
     }
 
-    // Triangles along creases start with normals from both sides and need more sweeps; but noise looks
-    // like creases.
-    std::vector<FaceFit> sharpenFits() const {
-        constexpr float creaseCosine = 0.77F, creaseSweeps = 8.0F, fewSweeps = 2.6F;
+    // Triangles along creases start with normals from both sides and need more sweeps; but much noise
+    // looks like creases in the first round.
+    std::vector<FaceFit> sharpenFits(bool bFirst) const {
+        constexpr float creaseCosine = 0.77F, cleanSweeps = 8.0F, noisySweeps = 5.0F;
+        constexpr float few = 2.6F;  // sweeps of a clean place
         std::vector<FaceFit> vSharp = vFits;
         parallelChunks(vSharp.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            for (std::size_t t = begin; t < end; ++t)
-                if (vSharp[t].numSweeps < fewSweeps && surface.bendsBeyond(t, creaseCosine))
-                    vSharp[t].numSweeps = creaseSweeps;
+            for (std::size_t t = begin; t < end; ++t) {
+                float& numSweeps = vSharp[t].numSweeps;
+                const float wanted = numSweeps < few ? cleanSweeps : bFirst ? 0.0F : noisySweeps;
+                if (numSweeps < wanted && surface.bendsBeyond(t, creaseCosine)) numSweeps = wanted;
+            }
         });
         return vSharp;
     }
-    void fitOnce(double shareOfOwn) {
+
+    // Of a point's distance from its own triangle; see fitOffsets(). The more noise, the less the mesh
+    // is to be trusted.
+    double shareOfOwn(int round) const {
+        constexpr double most = 0.5, least = 0.2, third = 0.3, perSpacing = 0.6;
+        if (round == 0) return 0.0;
+        return std::clamp(most - perSpacing * (relativeNoise - third), least, most);
+    }
+
+    void fitOnce(int round) {
         constexpr double sigma = 0.35;
         constexpr double longestMove = 1.5;  // mean edges, in all rounds together
         const std::vector<Vector3> vBefore = surface.vPlaces;
         const std::vector<FaceNormal> vTrue = surface.vNormals;
-        filterNormals(surface, sharpenFits(), sigma);
+        filterNormals(surface, sharpenFits(round == 0), sigma);
         facePoints.follow(surface);
-        moveOntoPlanes(surface, fitOffsets(surface, facePoints, vFits, sigma, shareOfOwn), vOld,
+        moveOntoPlanes(surface, fitOffsets(surface, facePoints, vFits, sigma, shareOfOwn(round)), vOld,
                        longestMove * surface.edge, numSteps);
         takeBackFolds(vBefore, vTrue);
         surface.renewNormals();
