@@ -156,7 +156,7 @@ void Cloud::leaveOutBlocks(const std::vector<uint64>& vBlocks, const Calc& calc,
 }
 
 // In cells. Beyond it, the cells of a surface are so scattered that its mesh tears.
-constexpr double mostNoise = 0.36;
+constexpr double mostScatter = 0.36;
 
 void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
     passLicenseGate("prepareScanPoints", numPoints);
@@ -179,8 +179,8 @@ void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
     }
     passLicenseGate("number of points", numPoints);
     auto pSmooth = std::make_unique<Smooth>(std::move(input), &vPoints, pCalc.get());
-    // What was added to sparse parts is no noise, and looks like it.
-    if (choices.bSmoothNoisy && vAddedCells.empty()) pSmooth->mostNoise = mostNoise;
+    // Sparse parts are no noise, and look like it.
+    if (choices.bSmoothNoisy && !foundDensity.uneven) pSmooth->mostScatter = mostScatter;
     pSmooth->run(bSmooth);
     // The nodes hold all that is needed of the points.
     std::vector<Point3>().swap(vPoints);

@@ -263,12 +263,15 @@ void FacePoints::sortByFace(std::size_t numFaces, const std::vector<std::uint32_
     }
 }
 
-void FacePoints::follow(const RefitSurface& surface) {
+void FacePoints::follow(const RefitSurface& surface, const RefitPart& part) {
     constexpr float creaseCosine = 0.9F;
     std::vector<std::uint32_t> vFaces(size());
-    parallelChunks(surface.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
+    for (std::uint32_t t = 0; t < surface.numTriangles(); ++t)
+        std::fill(vFaces.begin() + vStart[t], vFaces.begin() + vStart[t + 1], t);
+    parallelChunks(part.vFaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         std::vector<std::uint32_t> vAround;
-        for (std::size_t face = begin; face < end; ++face) {
+        for (std::size_t k = begin; k < end; ++k) {
+            const std::size_t face = part.vFaces[k];
             if (count(face) == 0) continue;
             vAround.clear();
             for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)

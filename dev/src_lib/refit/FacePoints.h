@@ -23,10 +23,10 @@ public:
     // The order of the points has no say.
     FacePoints(const RefitSurface& surface, const PointSource& points);
 
-    // After vertices moved or edges flipped: each point goes to the nearest middle of the triangles
+    // After vertices moved or edges flipped: each point of the part goes to the nearest middle of the triangles
     // around its own, but where their normals bend, to the nearest triangle, of equal ones to that
     // with the nearer middle. O(n), some 50 nanoseconds a point.
-    void follow(const RefitSurface& surface);
+    void follow(const RefitSurface& surface, const RefitPart& part);
 
     std::size_t size() const { return vPlaces.size(); }
     std::uint32_t count(std::size_t face) const { return vStart[face + 1] - vStart[face]; }

@@ -1,8 +1,9 @@
 #include "refit/RefitSurface.h"
 
+#include <numeric>
+
 #include "flat/arrays.h"
 #include "flat/triangleSides.h"
-#include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
 
@@ -55,6 +56,53 @@ void RefitSurface::renewNormals() {
             vNormals[t] = normalOf(a, b, c);
         }
     });
+}
+
+RefitPart RefitSurface::getWhole() const {
+    RefitPart part;
+    part.vFaces.resize(numTriangles());
+    part.vVertices.resize(numVertices());
+    std::iota(part.vFaces.begin(), part.vFaces.end(), 0U);
+    std::iota(part.vVertices.begin(), part.vVertices.end(), 0U);
+    return part;
+}
+
+// Normals around a crease differ by much or by little, those of a tight curve by all in between.
+bool RefitSurface::isCreased(std::size_t face) const {
+    constexpr float muchCosine = 0.77F, littleCosine = 0.96F;
+    constexpr int mostBetween = 5;  // one of so many
+    int numMuch = 0, numBetween = 0, num = 0;
+    for (std::size_t side = 3 * face; side < 3 * face + 3; ++side) {
+        for (const std::uint32_t t : fans[vTriples[side]]) {
+            const float cosine = vNormals[face] * vNormals[t];
+            ++num;
+            if (cosine < muchCosine)
+                ++numMuch;
+            else if (cosine < littleCosine)
+                ++numBetween;
+        }
+    }
+    return numMuch > 0 && mostBetween * numBetween <= num;
+}
+
+RefitPart RefitSurface::getCreases() const {
+    std::vector<char> vBends(numTriangles());
+    parallelChunks(numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t t = begin; t < end; ++t) vBends[t] = isCreased(t);
+    });
+    RefitPart part;
+    std::vector<bool> vUsed(numVertices());
+    for (std::uint32_t t = 0; t < numTriangles(); ++t) {
+        bool bNear = false;
+        for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
+            for (const std::uint32_t other : fans[vTriples[side]]) bNear = bNear || vBends[other];
+        if (!bNear) continue;
+        part.vFaces.push_back(t);
+        for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side) vUsed[vTriples[side]] = true;
+    }
+    for (std::uint32_t i = 0; i < vUsed.size(); ++i)
+        if (vUsed[i]) part.vVertices.push_back(i);
+    return part;
 }
 
 }  // namespace QUOR_ZEF

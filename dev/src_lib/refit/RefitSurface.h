@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "flat/VertexFans.h"
+#include "parallel/parallelTransform.h"
 #include "zef/TriangleMesh.h"
 #include "zef/Vector3.h"
 
@@ -19,6 +20,11 @@ struct FaceNormal {
     float operator*(const FaceNormal& other) const { return x * other.x + y * other.y + z * other.z; }
     double operator*(const Vector3& v) const { return double{x} * v.vx + double{y} * v.vy + double{z} * v.vz; }
     Vector3 toVector() const { return {x, y, z}; }
+};
+
+// What a step works on: triangles, and all their vertices, both ascending.
+struct RefitPart {
+    std::vector<std::uint32_t> vFaces, vVertices;
 };
 
 // The triangles of a manifold mesh while its vertices move and edges flip, in plain arrays.
@@ -48,6 +54,10 @@ struct RefitSurface {
     // Follow vPlaces and vTriples.
     void renewNormals();
 
+    RefitPart getWhole() const;
+    // Where the surface has creases, with the triangles around these.
+    RefitPart getCreases() const;
+
     // Whether the normals around a triangle differ from its own by more than the cosine tells.
     bool bendsBeyond(std::size_t face, float cosine) const {
         for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
@@ -58,7 +68,16 @@ struct RefitSurface {
 
 private:
     void findOpposites();
+    bool isCreased(std::size_t face) const;
 };
+
+// fn(face) for all of the part.
+template <class Fn>
+void forEachFace(const RefitPart& part, const Fn& fn) {
+    parallelChunks(part.vFaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) fn(std::size_t{part.vFaces[i]});
+    });
+}
 
 // Twice the area long.
 Vector3 crossOf(const Vector3& a, const Vector3& b, const Vector3& c);

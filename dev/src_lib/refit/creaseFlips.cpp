@@ -117,14 +117,16 @@ void flip(RefitSurface& surface, const Diamond& at) {
 
 using Candidate = std::pair<double, std::uint32_t>;  // gain, side
 
-std::vector<Candidate> findCandidates(const RefitSurface& surface) {
+std::vector<Candidate> findCandidates(const RefitSurface& surface, const RefitPart& part) {
     std::vector<Candidate> vAll;
     for (const std::vector<Candidate>&vPart : parallelChunkResults<std::vector<Candidate>>(
-             surface.vTriples.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
+             part.vFaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
                  std::vector<Candidate> vFound;
-                 for (std::size_t side = begin; side < end; ++side) {
-                     const double gain = gainOf(surface, static_cast<std::uint32_t>(side));
-                     if (gain > 0.0) vFound.emplace_back(gain, static_cast<std::uint32_t>(side));
+                 for (std::size_t i = begin; i < end; ++i) {
+                     for (std::uint32_t side = 3 * part.vFaces[i]; side < 3 * part.vFaces[i] + 3; ++side) {
+                         const double gain = gainOf(surface, side);
+                         if (gain > 0.0) vFound.emplace_back(gain, side);
+                     }
                  }
                  return vFound;
              }))
@@ -137,10 +139,10 @@ std::vector<Candidate> findCandidates(const RefitSurface& surface) {
 
 }  // namespace
 
-std::size_t flipToCreases(RefitSurface& surface) {
+std::size_t flipToCreases(RefitSurface& surface, const RefitPart& part) {
     std::vector<bool> vTouched(surface.numTriangles()), vJoined(surface.numVertices());
     std::size_t numFlipped = 0;
-    for (const auto& [gain, side] : findCandidates(surface)) {
+    for (const auto& [gain, side] : findCandidates(surface, part)) {
         const Diamond at(surface, side);
         const auto around = at.triangles(surface);
         if (std::any_of(around.begin(), around.end(), [&](std::uint32_t t) { return t != none && vTouched[t]; }))

@@ -29,13 +29,6 @@ void forEachAround(const RefitSurface& surface, std::size_t face, const Fn& fn) 
             if (t != face) fn(t);
 }
 
-template <class Fn>
-void forEachFace(const RefitSurface& surface, const Fn& fn) {
-    parallelChunks(surface.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t t = begin; t < end; ++t) fn(t);
-    });
-}
-
 // Points of a face, or of its surroundings, each with its weight.
 struct PointSum {
     float x = 0.0F, y = 0.0F, z = 0.0F;  // from the middle of the face, world units
@@ -53,11 +46,14 @@ struct PointSum {
 
 std::vector<PointSum> sumPoints(const RefitSurface& surface, const FacePoints& points) {
     std::vector<PointSum> vSums(surface.numTriangles());
-    forEachFace(surface, [&](std::size_t t) {
+    const auto sumAt = [&](std::size_t t) {
         Vector3 sum;
         for (const Vector3& p : points.of(t)) sum += p - surface.vCentres[t];
         vSums[t] = {static_cast<float>(sum.vx), static_cast<float>(sum.vy), static_cast<float>(sum.vz),
                     static_cast<float>(points.count(t)), static_cast<float>(surface.vNormals[t] * sum)};
+    };
+    parallelChunks(vSums.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t t = begin; t < end; ++t) sumAt(t);
     });
     return vSums;
 }
@@ -99,14 +95,14 @@ PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSum
     return sum;
 }
 
-std::vector<PointSum> sumAround(const RefitSurface& surface, std::vector<PointSum> vSums,
+std::vector<PointSum> sumAround(const RefitSurface& surface, const RefitPart& part, std::vector<PointSum> vSums,
                                 const std::vector<FaceFit>& vFits, double sigma) {
-    const auto sharpness = static_cast<float>(2.0 / (sigma * sigma));
+    const auto sharpness = static_cast<float>(4.0 / (sigma * sigma));
     float numSweeps = 1.0F;
     for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, sweepsFor(fit, surface.edge));
-    std::vector<PointSum> vWider(vSums.size());
+    std::vector<PointSum> vWider = vSums;
     for (float sweep = 0.5F; sweep < numSweeps; sweep += 1.0F) {
-        forEachFace(surface, [&](std::size_t t) {
+        forEachFace(part, [&](std::size_t t) {
             const float num = sweepsFor(vFits[t], surface.edge), width = 0.5F * vFits[t].radius;
             vWider[t] = num > sweep ? widerSum(surface, vSums, t, 0.5F * num / (width * width), sharpness) : vSums[t];
         });
@@ -141,26 +137,26 @@ Vector3 moveToPlanes(const RefitSurface& surface, const FaceOffsets& offsets, st
 
 }  // namespace
 
-void filterNormals(RefitSurface& surface, const std::vector<FaceFit>& vFits, double sigma) {
+void filterNormals(RefitSurface& surface, const RefitPart& part, const std::vector<FaceFit>& vFits, double sigma) {
     const auto sharpness = static_cast<float>(1.0 / (sigma * sigma));
     float numSweeps = 0.0F;
     for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, fit.numSweeps);
-    std::vector<FaceNormal> vFiltered(surface.numTriangles());
+    std::vector<FaceNormal> vFiltered = surface.vNormals;
     for (float sweep = 0.5F; sweep < numSweeps; sweep += 1.0F) {
-        forEachFace(surface, [&](std::size_t t) {
+        forEachFace(part, [&](std::size_t t) {
             vFiltered[t] = vFits[t].numSweeps > sweep ? filteredNormal(surface, t, sharpness) : surface.vNormals[t];
         });
         std::swap(surface.vNormals, vFiltered);
     }
 }
 
-FaceOffsets fitOffsets(const RefitSurface& surface, const FacePoints& points, const std::vector<FaceFit>& vFits,
-                       double sigma, double shareOfOwn) {
-    const std::vector<PointSum> vSums = sumAround(surface, sumPoints(surface, points), vFits, sigma);
+FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const FacePoints& points,
+                       const std::vector<FaceFit>& vFits, double sigma, double shareOfOwn) {
+    const std::vector<PointSum> vSums = sumAround(surface, part, sumPoints(surface, points), vFits, sigma);
     const auto own = static_cast<float>(shareOfOwn);
     FaceOffsets offsets;
     offsets.vOffsets.resize(vSums.size());
-    forEachFace(surface, [&](std::size_t t) {
+    forEachFace(part, [&](std::size_t t) {
         const PointSum& sum = vSums[t];
         const FaceNormal& n = surface.vNormals[t];
         const float height = own * sum.height + (1.0F - own) * (n.x * sum.x + n.y * sum.y + n.z * sum.z);
@@ -169,12 +165,13 @@ FaceOffsets fitOffsets(const RefitSurface& surface, const FacePoints& points, co
     return offsets;
 }
 
-void moveOntoPlanes(RefitSurface& surface, const FaceOffsets& offsets, const std::vector<Vector3>& vOld, double maxMove,
-                    int numSteps) {
-    std::vector<Vector3> vMoved(surface.numVertices());
+void moveOntoPlanes(RefitSurface& surface, const RefitPart& part, const FaceOffsets& offsets,
+                    const std::vector<Vector3>& vOld, double maxMove, int numSteps) {
+    std::vector<Vector3> vMoved = surface.vPlaces;
     for (int step = 0; step < numSteps; ++step) {
-        parallelChunks(surface.numVertices(), minChunk, [&](std::size_t begin, std::size_t end) {
-            for (std::size_t i = begin; i < end; ++i) {
+        parallelChunks(part.vVertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t k = begin; k < end; ++k) {
+                const std::size_t i = part.vVertices[k];
                 const Vector3 moved = surface.vPlaces[i] + moveToPlanes(surface, offsets, i);
                 const Vector3 away = moved - vOld[i];
                 const double length = away.length();

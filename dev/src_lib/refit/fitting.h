@@ -8,8 +8,8 @@
 
 namespace QUOR_ZEF {
 
-// Steps of refitting. All are gathers over the triangles that share a vertex with one, parallel,
-// and the same for any number of threads.
+// Steps of refitting a part of a surface. All are gathers over the triangles that share a vertex with
+// one, parallel, and the same for any number of threads.
 
 // How a face is fitted.
 struct FaceFit {
@@ -21,25 +21,25 @@ struct FaceFit {
 // denoising, 2011. In each sweep a face takes the mean of its neighbours' normals by area and
 // by how little they differ; from 2 sin(angle / 2) = 2 sigma on they do not count. Areas stay.
 // Some 60 nanoseconds a triangle and sweep.
-void filterNormals(RefitSurface& surface, const std::vector<FaceFit>& vFits, double sigma);
+void filterNormals(RefitSurface& surface, const RefitPart& part, const std::vector<FaceFit>& vFits, double sigma);
 
 // How far to move each face along its normal, which must be filtered, so that it lies in the
 // middle of its points.
 struct FaceOffsets {
-    std::vector<float> vOffsets;  // world units; 0 where there are no points around
+    std::vector<float> vOffsets;  // by triangle, world units; 0 beyond the part, and where there are no points around
 };
 // A point counts by how far its own face lies within the radius, and by how well that one's
 // normal agrees. Its distance is that from the plane of the face that asks, to the share that is left,
 // that from the plane of its own: what curves is then moved along as it is, not into the
 // middle of its bow, but it must be smooth already.
-FaceOffsets fitOffsets(const RefitSurface& surface, const FacePoints& points, const std::vector<FaceFit>& vFits,
-                       double sigma, double shareOfOwn);
+FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const FacePoints& points,
+                       const std::vector<FaceFit>& vFits, double sigma, double shareOfOwn);
 
 // Vertices go to where the squares of their distances from the planes of their faces, moved by the
 // offsets, are least in sum, and so to the creases and corners where these meet; held back where the
 // planes do not tell. A step at a time: X. Sun et al., Fast and effective feature-preserving mesh denoising,
 // 2007. No vertex ends up farther than maxMove from its place in vOld.
-void moveOntoPlanes(RefitSurface& surface, const FaceOffsets& offsets, const std::vector<Vector3>& vOld, double maxMove,
-                    int numSteps);
+void moveOntoPlanes(RefitSurface& surface, const RefitPart& part, const FaceOffsets& offsets,
+                    const std::vector<Vector3>& vOld, double maxMove, int numSteps);
 
 }  // namespace QUOR_ZEF

@@ -23,12 +23,13 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::size_t minChunk = RefitSurface::minChunk;
-constexpr int numRounds = 3, numSteps = 5;
+constexpr int numRounds = 3, numCreaseRounds = 3, numSteps = 5;
+constexpr float creaseCosine = 0.77F;
 
 // By noise in spacings: it levels out by the points within the radius, and by sweeps. Measured
 // on samples of known surfaces, without noise, with 0.3 and with 0.8 spacings.
 double radiusFor(double noise) {
-    constexpr double clean = 1.2, atThird = 4.5, atMost = 5.5;
+    constexpr double clean = 1.2, atThird = 4.5, atMost = 6.2;
     constexpr double third = 0.3, most = 0.8;
     if (noise <= third) return clean + (atThird - clean) * std::max(noise, 0.0) / third;
     return atThird + (atMost - atThird) * std::min(noise - third, most - third) / (most - third);
@@ -45,13 +46,22 @@ public:
 
     void run(OptionalStage& stage) {
         settleFits();
+        flattenSpikes();
         stage.tick();
+        const RefitPart whole = surface.getWhole();
         for (int round = 0; round < numRounds; ++round) {
-            flipEdges(round == 0 ? 2 : 1);
-            fitOnce(round == 0 ? 0.0 : 0.5);
+            flipEdges(whole, round == 0 ? 2 : 1);
+            fitOnce(whole, round);
             stage.tick();
         }
-        flipEdges(1);
+        narrowRadii();
+        for (int round = 0; round < numCreaseRounds; ++round) {
+            const RefitPart creases = surface.getCreases();
+            if (creases.vFaces.empty()) break;
+            flipEdges(creases, 1);
+            fitOnce(creases, numRounds + round);
+        }
+        flipEdges(whole, 1);
         stage.tick();
     }
 
@@ -59,7 +69,7 @@ public:
     void writeTo(TriangleMesh& mesh, const PointSource& points) {
         mesh.indices = surface.vTriples;
         const bool bColored = mesh.hasColor();
-        if (bColored) facePoints.follow(surface);
+        if (bColored) facePoints.follow(surface, surface.getWhole());
         parallelChunks(mesh.vertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 const Vector3& p = surface.vPlaces[i];
@@ -92,6 +102,7 @@ private:
     FacePoints facePoints;
     std::vector<FaceFit> vFits;
     double noise = -1.0, meanRadius = 0.0;  // world units
+    double relativeNoise = 0.0;             // in spacings by the area of a point, the mean
 
     void settleFits() {
         const LocalNoise local(surface, facePoints);
@@ -103,48 +114,108 @@ private:
                 options.radius > 0.0 ? options.radius * options.spacing : radiusFor(relative) * spacing;
             vFits[t] = {static_cast<float>(sweepsFor(relative)), static_cast<float>(radius)};
             meanRadius += radius;
+            relativeNoise += std::max(relative, 0.0);
         }
         meanRadius /= static_cast<double>(vFits.size());
+        relativeNoise /= static_cast<double>(vFits.size());
     }
 
-    void flipEdges(int numPasses) {
-        for (int pass = 0; pass < numPasses; ++pass) flipToCreases(surface);
+    // What bends as much as a crease would shrink over many rounds.
+    void narrowRadii() {
+        constexpr float share = 0.65F;
+        for (FaceFit& fit : vFits) fit.radius *= share;
     }
 
-    // Triangles along creases start with normals from both sides and need more sweeps; but noise looks
-    // like creases.
-    std::vector<FaceFit> sharpenFits() const {
-        constexpr float creaseCosine = 0.77F, creaseSweeps = 8.0F, fewSweeps = 2.6F;
+    // A vertex that stands out alone where no point is goes among its neighbours: a cell that meshing
+    // closed off wrongly.
+    void flattenSpikes() {
+        std::vector<Vector3> vPlaces = surface.vPlaces;
+        parallelChunks(vPlaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                if (isSpike(i)) vPlaces[i] = meanAround(i);
+        });
+        surface.vPlaces = std::move(vPlaces);
+        surface.renewNormals();
+    }
+
+    bool isSpike(std::size_t vertex) const {
+        constexpr std::size_t mostTriangles = 5;
+        constexpr double leastDistance = 0.8;  // mean edges, to the next point
+        const std::span<const std::uint32_t> fan = surface.fans[vertex];
+        bool bFolded = false;
+        for (const std::uint32_t t : fan)
+            for (const std::uint32_t u : fan) bFolded = bFolded || surface.vNormals[t] * surface.vNormals[u] < 0.0F;
+        if (!bFolded || fan.size() > mostTriangles) return false;
+        const double sqDistance = leastDistance * leastDistance * surface.edge * surface.edge;
+        for (const std::uint32_t t : fan) {
+            std::uint32_t side = 3 * t;
+            while (surface.vTriples[side] != vertex) ++side;
+            if (surface.isBorder(side) || surface.isBorder(previousSide(side))) return false;
+            for (const Vector3& p : facePoints.of(t))
+                if ((p - surface.vPlaces[vertex]).sqLength() < sqDistance) return false;
+        }
+        return true;
+    }
+
+    // Each neighbour counts twice in a closed fan.
+    Vector3 meanAround(std::size_t vertex) const {
+        Vector3 sum;
+        const std::span<const std::uint32_t> fan = surface.fans[vertex];
+        for (const std::uint32_t t : fan)
+            for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
+                if (surface.vTriples[side] != vertex) sum += surface.vPlaces[surface.vTriples[side]];
+        return sum / (2.0 * static_cast<double>(fan.size()));
+    }
+
+    void flipEdges(const RefitPart& part, int numPasses) {
+        for (int pass = 0; pass < numPasses; ++pass) flipToCreases(surface, part);
+    }
+
+    // Triangles along creases start with normals from both sides and need more sweeps; but much noise
+    // looks like creases in the first round.
+    std::vector<FaceFit> sharpenFits(const RefitPart& part, bool bFirst) const {
+        constexpr float cleanSweeps = 8.0F, noisySweeps = 5.0F;
+        constexpr float few = 2.6F;  // sweeps of a clean place
         std::vector<FaceFit> vSharp = vFits;
-        parallelChunks(vSharp.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            for (std::size_t t = begin; t < end; ++t)
-                if (vSharp[t].numSweeps < fewSweeps && surface.bendsBeyond(t, creaseCosine))
-                    vSharp[t].numSweeps = creaseSweeps;
+        forEachFace(part, [&](std::size_t t) {
+            float& numSweeps = vSharp[t].numSweeps;
+            const float wanted = numSweeps < few ? cleanSweeps : bFirst ? 0.0F : noisySweeps;
+            if (numSweeps < wanted && surface.bendsBeyond(t, creaseCosine)) numSweeps = wanted;
         });
         return vSharp;
     }
-    void fitOnce(double shareOfOwn) {
+
+    // Of a point's distance from its own triangle; see fitOffsets(). The more noise, the less the mesh
+    // is to be trusted.
+    double shareOfOwn(int round) const {
+        constexpr double most = 0.5, least = 0.2, third = 0.3, perSpacing = 0.6;
+        if (round == 0) return 0.0;
+        return std::clamp(most - perSpacing * (relativeNoise - third), least, most);
+    }
+
+    void fitOnce(const RefitPart& part, int round) {
         constexpr double sigma = 0.35;
         constexpr double longestMove = 1.5;  // mean edges, in all rounds together
         const std::vector<Vector3> vBefore = surface.vPlaces;
         const std::vector<FaceNormal> vTrue = surface.vNormals;
-        filterNormals(surface, sharpenFits(), sigma);
-        facePoints.follow(surface);
-        moveOntoPlanes(surface, fitOffsets(surface, facePoints, vFits, sigma, shareOfOwn), vOld,
+        filterNormals(surface, part, sharpenFits(part, round == 0), sigma);
+        facePoints.follow(surface, part);
+        moveOntoPlanes(surface, part, fitOffsets(surface, part, facePoints, vFits, sigma, shareOfOwn(round)), vOld,
                        longestMove * surface.edge, numSteps);
-        takeBackFolds(vBefore, vTrue);
+        takeBackFolds(part, vBefore, vTrue);
         surface.renewNormals();
     }
 
     // Where triangles would turn away from the filtered normals, their vertices go back half of
     // the way, then all of it.
-    void takeBackFolds(const std::vector<Vector3>& vBefore, const std::vector<FaceNormal>& vTrue) {
+    void takeBackFolds(const RefitPart& part, const std::vector<Vector3>& vBefore,
+                       const std::vector<FaceNormal>& vTrue) {
         constexpr int numTries = 4;
         for (int attempt = 1; attempt <= numTries; ++attempt) {
             const double share = attempt < numTries ? 0.5 : 0.0;
             std::vector<char> vBack(surface.numVertices());
             bool bAny = false;
-            for (const std::uint32_t t : findFolds(vTrue))
+            for (const std::uint32_t t : findFolds(part, vTrue))
                 for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
                     vBack[surface.vTriples[side]] = bAny = true;
             if (!bAny) return;
@@ -153,13 +224,14 @@ private:
         }
     }
 
-    std::vector<std::uint32_t> findFolds(const std::vector<FaceNormal>& vTrue) const {
+    std::vector<std::uint32_t> findFolds(const RefitPart& part, const std::vector<FaceNormal>& vTrue) const {
         constexpr float steepest = 0.2F;  // cosine
         std::vector<std::uint32_t> vFolds;
         for (const std::vector<std::uint32_t>&vPart : parallelChunkResults<std::vector<std::uint32_t>>(
-                 surface.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
+                 part.vFaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
                      std::vector<std::uint32_t> vFound;
-                     for (std::size_t t = begin; t < end; ++t) {
+                     for (std::size_t i = begin; i < end; ++i) {
+                         const std::size_t t = part.vFaces[i];
                          const FaceNormal& wanted = surface.vNormals[t];
                          const FaceNormal now =
                              normalOf(surface.corner(3 * t), surface.corner(3 * t + 1), surface.corner(3 * t + 2));
@@ -198,7 +270,6 @@ private:
     }
 
     bool isAtCrease(std::size_t vertex) const {
-        constexpr float creaseCosine = 0.8F;
         for (const std::uint32_t t : surface.fans[vertex])
             for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side)
                 if (surface.vTriples[side] == vertex && !surface.isBorder(side) &&

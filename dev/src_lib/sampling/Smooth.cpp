@@ -190,7 +190,7 @@ void Smooth::run(bool bSmooth) {
     stage(&Smooth::createNodes);
     stage(&Smooth::densifyNeigs);
     stage(&Smooth::relinkNodes);
-    if (bSmooth || (std::isfinite(mostNoise) && measureNoise() > mostNoise)) {
+    if (bSmooth || (std::isfinite(mostScatter) && measureScatter() > mostScatter)) {
         stage(&Smooth::smoothOnce);
         stage(&Smooth::densifyNeigs);
         stage(&Smooth::relinkNodes);

@@ -37,9 +37,9 @@ public:
     Smooth(PointSource input_, std::vector<Point3>* pPoints, Calc* pCalc);
     Smooth(std::vector<Point3>* pPoints_, Calc* pCalc_) : Smooth(PointSource(*pPoints_), pPoints_, pCalc_) {}
 
-    // Up to this much noise, in cells, bSmooth decides alone; beyond it smoothing takes place in any
-    // case.
-    double mostNoise = std::numeric_limits<double>::infinity();
+    // Up to this scatter of the nodes, in cells, bSmooth decides alone; beyond it smoothing takes place in
+    // any case.
+    double mostScatter = std::numeric_limits<double>::infinity();
 
     // The whole stage, to be called once. bSmooth: with one smoothing pass.
     // Leaves one point per cell in *pPoints: the merged ones in code order, then
@@ -67,10 +67,9 @@ public:
     void densifyNeigs();
     // Makes all links anew.
     void relinkNodes();
-    // The standard deviation of the input across the surface, in cells: the median of what some
-    // thousand nodes and those linked with them show, as far as a plane fits them. 0 if
-    // there are too few. O(1).
-    double measureNoise() const;
+    // The standard deviation of the nodes across the surface, in cells: the median over some thousand
+    // of them, from the planes through those linked with each. 0 if fewer than 50 have six. O(1).
+    double measureScatter() const;
     // Moves the nodes to the mean of their neighbours, and adds nodes where the
     // place corrected for the shrinking lies in another cell.
     void smoothOnce();

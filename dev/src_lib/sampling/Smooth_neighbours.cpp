@@ -247,7 +247,7 @@ void Smooth::relinkNodes() {
     });
 }
 
-double Smooth::measureNoise() const {
+double Smooth::measureScatter() const {
     constexpr std::size_t maxSampled = 4000, fewest = 50, minLinks = 6;
     const std::size_t step = std::max<std::size_t>(1, vNodes.size() / maxSampled);
     std::vector<double> vVariances;
@@ -255,18 +255,14 @@ double Smooth::measureNoise() const {
         const LinkedNodes vLinked = getLinkedNodes(vNodes[i]);
         if (vNodes[i].numInputPoints < 1 || vLinked.size() < minLinks) continue;
         Vector3 mean;
-        double numMerged = 0.0;
-        for (std::size_t k = 0; k < vLinked.size(); ++k) {
-            mean += vLinked[k]->smoothedPoint - vNodes[i].smoothedPoint;
-            numMerged += std::max(vLinked[k]->numInputPoints, 1);
-        }
+        for (std::size_t k = 0; k < vLinked.size(); ++k) mean += vLinked[k]->smoothedPoint - vNodes[i].smoothedPoint;
         const auto num = static_cast<double>(vLinked.size());
         mean /= num;
         ProductSums sums;
         for (std::size_t k = 0; k < vLinked.size(); ++k)
             sums.add(vLinked[k]->smoothedPoint - vNodes[i].smoothedPoint - mean);
-        // The mean of n points has an n-th of their variance; the plane takes three freedoms.
-        vVariances.push_back(std::max(getEigen(sums).values[0], 0.0) / (num - 3.0) * (numMerged / num));
+        constexpr double numFreedoms = 3.0;  // of the plane
+        vVariances.push_back(std::max(getEigen(sums).values[0], 0.0) / (num - numFreedoms));
     }
     if (vVariances.size() < fewest) return 0.0;
     const auto middle = vVariances.begin() + static_cast<std::ptrdiff_t>(vVariances.size() / 2);
