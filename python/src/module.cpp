@@ -151,6 +151,16 @@ py::dict mend(MeshHolder& mesh, const py::dict& given, const py::object& threads
     }));
 }
 
+py::dict refit(MeshHolder& mesh, const py::array& points, const py::object& colors, const py::dict& given,
+               const py::object& threads, const py::object& progress) {
+    Call call(threads, progress);
+    const auto options = readOptions<zef::RefitOptions>(given);
+    const zef::PointView view = viewOf(points, colors, py::none());
+    return reportOf(mesh.change(call, [&](zef::TriangleMesh& changed, const zef::Context& context) {
+        return zef::refit(changed, view, options, context);
+    }));
+}
+
 double simplify(MeshHolder& mesh, const py::dict& given, const py::object& threads, const py::object& progress) {
     Call call(threads, progress);
     const auto options = readOptions<zef::ReduceOptions>(given);
@@ -236,6 +246,7 @@ void bindHolders(py::module_& m) {
         .def_property("colors", &MeshHolder::getColors, &MeshHolder::setColors)
         .def("copy", &MeshHolder::copy)
         .def("mend", mend)
+        .def("refit", refit)
         .def("simplify", simplify)
         .def("reduce_flat", reduceFlat)
         .def("smooth", smooth)

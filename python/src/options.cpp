@@ -37,6 +37,8 @@ Options optionsOf(zef::ReconstructOptions& o) {
         {"mend", &o.mend,
          "whether the mesh is made manifold, its pieces are turned to one side, and filled places "
          "get colours"},
+        {"refit", &o.refit, "with mend: whether the mesh is then fitted closer to the points"},
+        {"refitRadius", &o.refitRadius, "with refit: how far a face looks for points, in spacings; 0: by the noise"},
         {"minPiece", &o.minPiece, "pieces of fewer triangles than this are removed in the end; 0 keeps all"},
         {"viewpoint", &o.viewpoint,
          "where the scanner stood, if all points were seen from there: x, y, z in the coordinates of the points"},
@@ -59,6 +61,13 @@ Options optionsOf(zef::ManifoldOptions& o) {
         {"fillHoles", &o.fillHoles, "small ones; else holes stay open"},
         {"maxHoleEdges", &o.maxHoleEdges, "of holes in surfaces that are no bodies"},
         {"exactVertices", &o.exactVertices, "whether the vertices lie on the surface, as those of melt() do"},
+    };
+}
+
+Options optionsOf(zef::RefitOptions& o) {
+    return {
+        {"spacing", &o.spacing, "of the points, in their unit; 0: it is measured"},
+        {"radius", &o.radius, "how far a face looks for points, in spacings; 0: by the noise that is measured"},
     };
 }
 
@@ -121,6 +130,7 @@ struct AllOptions {
     zef::ReconstructOptions reconstruct;
     zef::MeltOptions melt;
     zef::ManifoldOptions manifold;
+    zef::RefitOptions refit;
     zef::ReduceOptions reduce;
     zef::ReduceFlatOptions reduceFlat;
     zef::SmoothingOptions smoothing;
@@ -128,10 +138,15 @@ struct AllOptions {
     zef::WriteOptions write;
 
     std::vector<std::pair<const char*, Options>> byStructure() {
-        return {{"ReconstructOptions", optionsOf(reconstruct)}, {"MeltOptions", optionsOf(melt)},
-                {"ManifoldOptions", optionsOf(manifold)},       {"ReduceOptions", optionsOf(reduce)},
-                {"ReduceFlatOptions", optionsOf(reduceFlat)},   {"SmoothingOptions", optionsOf(smoothing)},
-                {"ReadMeshOptions", optionsOf(readMesh)},       {"WriteOptions", optionsOf(write)}};
+        return {{"ReconstructOptions", optionsOf(reconstruct)},
+                {"MeltOptions", optionsOf(melt)},
+                {"ManifoldOptions", optionsOf(manifold)},
+                {"RefitOptions", optionsOf(refit)},
+                {"ReduceOptions", optionsOf(reduce)},
+                {"ReduceFlatOptions", optionsOf(reduceFlat)},
+                {"SmoothingOptions", optionsOf(smoothing)},
+                {"ReadMeshOptions", optionsOf(readMesh)},
+                {"WriteOptions", optionsOf(write)}};
     }
 };
 

@@ -34,6 +34,7 @@ using Options = std::vector<Option>;
 Options optionsOf(zef::ReconstructOptions& options);
 Options optionsOf(zef::MeltOptions& options);
 Options optionsOf(zef::ManifoldOptions& options);
+Options optionsOf(zef::RefitOptions& options);
 Options optionsOf(zef::ReduceOptions& options);
 Options optionsOf(zef::ReduceFlatOptions& options);
 Options optionsOf(zef::SmoothingOptions& options);

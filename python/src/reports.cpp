@@ -27,6 +27,9 @@ py::object told(const zef::DensityReport& density);
 py::object told(const zef::ManifoldReport& mended) {
     return reportOf(mended);
 }
+py::object told(const zef::RefitReport& fitted) {
+    return reportOf(fitted);
+}
 py::object told(const zef::MeshComponent& part);
 py::object told(const zef::MeshBorderLoop& loop);
 template <class T>
@@ -109,6 +112,7 @@ py::dict reportOf(const zef::Reconstruction& made) {
         .add("mended", made.mended)
         .add("numRemovedPieces", made.numRemovedPieces)
         .add("numRemovedTriangles", made.numRemovedTriangles)
+        .add("refit", made.refit)
         .add("sideRule", std::string(zef::wordOf(made.sideRule)))
         .add("numTurnedPieces", made.numTurnedPieces)
         .add("coverage", made.coverage)
@@ -150,6 +154,17 @@ py::dict reportOf(const zef::ManifoldReport& mended) {
         .add("numReversedTriangles", mended.numReversedTriangles)
         .add("numComponents", mended.numComponents)
         .add("numClosedComponents", mended.numClosedComponents)
+        .dict;
+}
+
+py::dict reportOf(const zef::RefitReport& fitted) {
+    return Figures()
+        .add("noise", fitted.noise)
+        .add("radius", fitted.radius)
+        .add("numMovedVertices", fitted.numMovedVertices)
+        .add("numCreaseVertices", fitted.numCreaseVertices)
+        .add("meanMove", fitted.meanMove)
+        .add("maxMove", fitted.maxMove)
         .dict;
 }
 

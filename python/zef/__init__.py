@@ -46,6 +46,7 @@ from ._reports import (
     MeshReport,
     PointStatistics,
     ReconstructionReport,
+    RefitReport,
     WriteResult,
 )
 

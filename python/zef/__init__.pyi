@@ -46,6 +46,14 @@ class ManifoldReport:
     num_components: int
     num_closed_components: int
 
+class RefitReport:
+    noise: float
+    radius: float
+    num_moved_vertices: int
+    num_crease_vertices: int
+    mean_move: float
+    max_move: float
+
 class ReconstructionReport:
     num_points: int
     num_strays: int
@@ -59,6 +67,7 @@ class ReconstructionReport:
     mended: ManifoldReport
     num_removed_pieces: int
     num_removed_triangles: int
+    refit: RefitReport
     side_rule: str
     num_turned_pieces: int
     coverage: float
@@ -177,6 +186,16 @@ class Mesh:
         threads: int = 0,
         progress: _Progress = None,
     ) -> ManifoldReport: ...
+    def refit(
+        self,
+        points: Union[_Numbers, Cloud],
+        *,
+        colors: Optional[npt.ArrayLike] = None,
+        spacing: float = 0.0,
+        radius: float = 0.0,
+        threads: int = 0,
+        progress: _Progress = None,
+    ) -> RefitReport: ...
     def simplify(
         self,
         *,
@@ -250,6 +269,8 @@ def reconstruct(
     density: str = "auto",
     levels: int = 4,
     mend: bool = True,
+    refit: bool = True,
+    refit_radius: float = 0.0,
     min_piece: int = 30,
     viewpoint: Optional[_Three] = None,
     measure_coverage: bool = False,

@@ -5,7 +5,7 @@ import math
 from . import _arrays, _core
 from ._errors import ArgumentError
 from ._options import takes_options
-from ._reports import ManifoldReport, MeshReport, WriteResult, report_of
+from ._reports import ManifoldReport, MeshReport, RefitReport, WriteResult, report_of
 
 
 class Mesh:
@@ -85,6 +85,18 @@ class Mesh:
         No vertex moves. Gives a ManifoldReport. Raises ArgumentError for a triangle that
         repeats a vertex and for a position that is not finite, as all operations do."""
         return report_of(ManifoldReport, self._held.mend(given, *context))
+
+    @takes_options("RefitOptions")
+    def refit(self, points, *, colors=None, given, context):
+        """Fits the mesh closer to the points that it stands for: noise goes, creases become sharp.
+
+        points: (n, 3), or a Cloud, whose colours then count as well. colors: (n, 3) or
+        (n, 4), as for reconstruct(). Gives a RefitReport. A mesh that is not manifold stays
+        as it is."""
+        colors = getattr(points, "colors", None) if colors is None else colors
+        array = _arrays.coordinates("points", points)
+        colors = _arrays.color_bytes("colors", colors, len(array))
+        return report_of(RefitReport, self._held.refit(array, colors, given, *context))
 
     @takes_options("ReduceOptions")
     def simplify(self, *, ratio=None, given, context):

@@ -19,6 +19,10 @@ class ManifoldReport(Report):
     """What mend() found and did."""
 
 
+class RefitReport(Report):
+    """What refit() found and did."""
+
+
 class MeshComponent(Report):
     """Triangles that hang together across edges."""
 
@@ -46,6 +50,7 @@ class WriteResult(Report):
 _INNER = {
     "density": DensityReport,
     "mended": ManifoldReport,
+    "refit": RefitReport,
     "components": MeshComponent,
     "border_loops": MeshBorderLoop,
 }

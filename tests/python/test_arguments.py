@@ -35,7 +35,7 @@ BAD = {
 RANGE = {
     "spacing": [-1, math.inf, -math.inf], "factor": [0, -1, math.inf], "levels": [11], "feature_angle": [-1, 362],
     "max_error": [-1], "max_color_step": [0, -1], "max_edge_length": [-1, math.inf], "max_deviation_deg": [-1, 181],
-    "lambda_": [0, 1], "low_fraction": [-1, 2], "high_fraction": [-1, 2], "ratio": [0, 1.1, -1, math.inf],
+    "lambda_": [0, 1], "low_fraction": [-1, 2], "high_fraction": [-1, 2], "ratio": [0, 1.1, -1, math.inf], "radius": [-1, math.inf], "refit_radius": [-1, math.inf],
     "size": [0, 1e9], "azimuth": [math.inf, 400], "elevation": [91], "normals": [np.ones((5, 3))],
     "points": [np.full((5, 3), NAN), np.empty((0, 3))],
 }
@@ -145,6 +145,6 @@ def test_stubs_have_all_figures_of_reports(points, mesh, tmp_path):
              for c in tree.body if isinstance(c, ast.ClassDef)}
     mesh.write(tmp_path / "a.ply")
     report = zef.reconstruct(points).report
-    for found in (report, report.density, report.mended, mesh.check(), mesh.check().components[0],
+    for found in (report, report.density, report.mended, report.refit, mesh.check(), mesh.check().components[0],
                   zef.info(tmp_path / "a.ply"), zef.measure_points(points), mesh.write(tmp_path / "b.ply")):
         assert set(vars(found)) == stubs[type(found).__name__]

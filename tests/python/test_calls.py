@@ -80,8 +80,9 @@ def test_meshes_can_be_copied_and_pickled(mesh):
         assert mesh.vertices[0].any()
 
 
-def test_operations_change_the_mesh_in_place(mesh):
+def test_operations_change_the_mesh_in_place(mesh, points):
     num = len(mesh.triangles)
+    assert mesh.refit(points).radius > 0
     assert mesh.simplify(ratio=0.5) > 0 and len(mesh.triangles) in (num // 2, num // 2 - 1)
     mesh.flip_edges()
     mesh.fill_colors()
