@@ -113,8 +113,8 @@ ZEF_API void smooth(TriangleMesh& mesh, const SmoothingOptions& options = {}, co
 
 struct RefitOptions {
     double spacing = 0.0;  // of the points, in their unit; 0: it is measured
-    // In spacings: how far a face looks for points. 0: by the noise that is measured, from 1.5
-    // for clean points to 4.
+    // In spacings: how far a face looks for points. 0: by the noise that is measured, from 1.2
+    // for clean points to 6.
     double radius = 0.0;
 };
 struct RefitReport {
@@ -128,14 +128,14 @@ struct RefitReport {
 };
 
 // Fits a mesh closer to the points that it stands for: the noise of the points goes, and
-// creases become sharp. A point counts for the faces near it whose normal agrees with that of
-// its own nearest face, so that neither the two sides of a crease nor near sheets mix. No vertex
-// moves farther than one and a half mean edges, no triangle turns over, and moves that would
-// make the surface cut itself are taken back. Borders keep their line, and places without points
-// follow their surroundings. Edges flip where that lays them along a crease. With colours of
-// the points, vertices get the mean of those that count for them.
+// creases become sharp. A point counts for the faces near it, along the surface, whose normal agrees
+// with that of its own nearest face, so that neither the two sides of a crease nor near sheets mix. No
+// vertex moves farther than one and a half mean edges; moves that would fold a triangle over are
+// taken back. Borders keep their line, and places without points follow their surroundings. Edges flip
+// where that lays them along a crease. With colours of mesh and points, vertices get the mean
+// of the points around.
 // A mesh that is not manifold stays as it is. ArgumentError for a spacing or a radius that
-// cannot work. Some microsecond and 300 bytes a triangle.
+// cannot work. Some 3 microseconds of one thread and 300 bytes a triangle.
 ZEF_API RefitReport refit(TriangleMesh& mesh, std::span<const Point3> points, const RefitOptions& options = {},
                           const Context& context = {});
 ZEF_API RefitReport refit(TriangleMesh& mesh, const PointView& points, const RefitOptions& options = {},

@@ -14,6 +14,7 @@
 #include "parallel/parallelTransform.h"
 #include "refit/FacePoints.h"
 #include "refit/RefitSurface.h"
+#include "refit/corners.h"
 #include "refit/creaseFlips.h"
 #include "refit/fitting.h"
 #include "refit/localNoise.h"
@@ -25,6 +26,7 @@ namespace {
 constexpr std::size_t minChunk = RefitSurface::minChunk;
 constexpr int numRounds = 3, numCreaseRounds = 3, numSteps = 5;
 constexpr float creaseCosine = 0.77F;
+constexpr double longestMove = 1.5;  // mean edges, in all rounds together
 
 // By noise in spacings: it levels out by the points within the radius, and by sweeps. Measured
 // on samples of known surfaces, without noise, with 0.3 and with 0.8 spacings.
@@ -61,6 +63,7 @@ public:
             flipEdges(creases, 1);
             fitOnce(creases, numRounds + round);
         }
+        sharpenCorners();
         flipEdges(whole, 1);
         stage.tick();
     }
@@ -118,6 +121,16 @@ private:
         }
         meanRadius /= static_cast<double>(vFits.size());
         relativeNoise /= static_cast<double>(vFits.size());
+    }
+
+    void sharpenCorners() {
+        const RefitPart creases = surface.getCreases();
+        const std::vector<Vector3> vBefore = surface.vPlaces;
+        surface.vPlaces = placesOfCorners(surface, creases);
+        for (const std::uint32_t i : creases.vVertices)
+            if ((surface.vPlaces[i] - vOld[i]).length() > longestMove * surface.edge) surface.vPlaces[i] = vBefore[i];
+        takeBackFolds(creases, vBefore, surface.vNormals);
+        surface.renewNormals();
     }
 
     // What bends as much as a crease would shrink over many rounds.
@@ -195,7 +208,6 @@ private:
 
     void fitOnce(const RefitPart& part, int round) {
         constexpr double sigma = 0.35;
-        constexpr double longestMove = 1.5;  // mean edges, in all rounds together
         const std::vector<Vector3> vBefore = surface.vPlaces;
         const std::vector<FaceNormal> vTrue = surface.vNormals;
         filterNormals(surface, part, sharpenFits(part, round == 0), sigma);
