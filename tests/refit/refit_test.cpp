@@ -6,6 +6,7 @@
 #include <functional>
 #include <random>
 
+#include "geometry/freeFunctions.h"
 #include "support/shapes.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
@@ -214,6 +215,29 @@ TEST(Refit, coloursAreThoseOfThePointsAround) {
     EXPECT_EQ(mesh.vertices[10 * 30 + 5].r, 10);
     EXPECT_EQ(mesh.vertices[10 * 30 + 25].r, 200);
     EXPECT_NEAR(mesh.vertices[10 * 30 + 15].r, 130, 60);
+}
+
+TEST(Refit, stepsOfDepthGoInsteadOfGettingSharp) {
+    Random random;
+    std::vector<Point3> vPoints;
+    for (int i = 0; i < 20'000; ++i) {
+        const double x = random(), y = random();
+        vPoints.emplace_back(x, y, std::round(30.0 * x) * 0.012);
+    }
+    const auto tiltOf = [&](bool bRefit) {
+        const TriangleMesh mesh = reconstruct(vPoints, {.refit = bRefit}).mesh;
+        const Vector3 true_ = normalize(Vector3(-0.36, 0.0, 1.0));
+        double sum = 0.0, area = 0.0;
+        for (std::size_t t = 0; t < mesh.indices.size(); t += 3) {
+            const Point3& a = mesh.vertices[mesh.indices[t]];
+            const Vector3 n = cross(mesh.vertices[mesh.indices[t + 1]] - a, mesh.vertices[mesh.indices[t + 2]] - a);
+            sum += n.length() * std::acos(std::min(1.0, std::abs(n * true_) / n.length()));
+            area += n.length();
+        }
+        return sum / area;
+    };
+    const double before = tiltOf(false), after = tiltOf(true);
+    EXPECT_LT(after, 0.6 * before) << before << " before";
 }
 
 TEST(Refit, leavesWhatIsNotManifoldAndChecksItsOptions) {

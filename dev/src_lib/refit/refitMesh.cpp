@@ -12,6 +12,7 @@
 #include "flat/triangleSides.h"
 #include "frame/Progress.h"
 #include "parallel/parallelTransform.h"
+#include "refit/CoordinateSteps.h"
 #include "refit/FacePoints.h"
 #include "refit/RefitSurface.h"
 #include "refit/corners.h"
@@ -46,8 +47,8 @@ public:
     Refitter(const TriangleMesh& mesh, const PointSource& points, const RefitOptions& options_)
         : options(options_), surface(mesh), vOld(surface.vPlaces), facePoints(surface, points) {}
 
-    void run(OptionalStage& stage) {
-        settleFits();
+    void run(OptionalStage& stage, const PointSource& points) {
+        settleFits(points);
         flattenSpikes();
         stage.tick();
         const RefitPart whole = surface.getWhole();
@@ -56,14 +57,8 @@ public:
             fitOnce(whole, round);
             stage.tick();
         }
-        narrowRadii();
-        for (int round = 0; round < numCreaseRounds; ++round) {
-            const RefitPart creases = surface.getCreases();
-            if (creases.vFaces.empty()) break;
-            flipEdges(creases, 1);
-            fitOnce(creases, numRounds + round);
-        }
-        sharpenCorners();
+        // Risers are no creases.
+        if (!bStepped) fitCreases();
         flipEdges(whole, 1);
         stage.tick();
     }
@@ -105,14 +100,19 @@ private:
     FacePoints facePoints;
     std::vector<FaceFit> vFits;
     double noise = -1.0, meanRadius = 0.0;  // world units
+    bool bStepped = false;                  // points lie in steps of one coordinate
     double relativeNoise = 0.0;             // in spacings by the area of a point, the mean
 
-    void settleFits() {
+    void settleFits(const PointSource& points) {
         const LocalNoise local(surface, facePoints);
+        const CoordinateSteps steps(points, options.spacing);
         noise = local.noise();
         vFits.resize(surface.numTriangles());
         for (std::size_t t = 0; t < vFits.size(); ++t) {
-            const double spacing = local.spacingAt(t), relative = local.noiseAt(t) / spacing;
+            const double spacing = local.spacingAt(t);
+            const double deviation =
+                std::max(local.noiseAt(t), steps.deviationAt(surface.vCentres[t], surface.vNormals[t]));
+            const double relative = deviation / spacing;
             const double radius =
                 options.radius > 0.0 ? options.radius * options.spacing : radiusFor(relative) * spacing;
             vFits[t] = {static_cast<float>(sweepsFor(relative)), static_cast<float>(radius)};
@@ -121,6 +121,18 @@ private:
         }
         meanRadius /= static_cast<double>(vFits.size());
         relativeNoise /= static_cast<double>(vFits.size());
+        bStepped = steps.isFound();
+    }
+
+    void fitCreases() {
+        narrowRadii();
+        for (int round = 0; round < numCreaseRounds; ++round) {
+            const RefitPart creases = surface.getCreases();
+            if (creases.vFaces.empty()) break;
+            flipEdges(creases, 1);
+            fitOnce(creases, numRounds + round);
+        }
+        sharpenCorners();
     }
 
     void sharpenCorners() {
@@ -298,7 +310,7 @@ RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const Refit
     OptionalStage stage("RF_fit", numRounds + 3);
     Refitter refitter(mesh, points, options);
     stage.tick();
-    refitter.run(stage);
+    refitter.run(stage, points);
     refitter.writeTo(mesh, points);
     stage.finish();
     return refitter.makeReport();

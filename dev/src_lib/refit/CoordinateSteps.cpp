@@ -1,0 +1,47 @@
+#include "refit/CoordinateSteps.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "geometry/PlaceIndex.h"
+
+namespace QUOR_ZEF {
+
+CoordinateSteps::CoordinateSteps(const PointSource& points, double spacing) : least(spacing) {
+    constexpr std::size_t maxSampled = 20'000;
+    constexpr std::size_t fewest = 16;  // values: less are a few planes
+    constexpr std::size_t pointsPerValue = 20, timesOfOthers = 10;
+    const std::size_t num = std::min(points.size(), maxSampled);
+    std::array<std::vector<double>, 3> aValues;
+    for (std::size_t k = 0; k < num; ++k) {
+        const Point3 p = points[spreadSample(k, num, points.size())];
+        aValues[0].push_back(p.px);
+        aValues[1].push_back(p.py);
+        aValues[2].push_back(p.pz);
+    }
+    for (std::vector<double>& v : aValues) {
+        std::sort(v.begin(), v.end());
+        v.erase(std::unique(v.begin(), v.end()), v.end());
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::size_t numOthers = std::min(aValues[(i + 1) % 3].size(), aValues[(i + 2) % 3].size());
+        const std::size_t numValues = aValues[i].size();
+        if (numValues < fewest || pointsPerValue * numValues > num || timesOfOthers * numValues > numOthers) continue;
+        axis = i;
+        vValues = std::move(aValues[i]);
+        return;
+    }
+}
+
+double CoordinateSteps::deviationAt(const Vector3& place, const FaceNormal& normal) const {
+    if (!isFound()) return 0.0;
+    const double value = axis == 0 ? place.vx : axis == 1 ? place.vy : place.vz;
+    const double share = std::abs(axis == 0 ? normal.x : axis == 1 ? normal.y : normal.z);
+    const auto above = std::upper_bound(vValues.begin() + 1, vValues.end() - 1, value);
+    const double step = *above - *(above - 1);
+    // A value is anywhere within its step with the same probability.
+    return step < least ? 0.0 : share * step / std::sqrt(12.0);
+}
+
+}  // namespace QUOR_ZEF

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "geometry/PointSource.h"
+#include "refit/RefitSurface.h"
+#include "zef/Vector3.h"
+
+namespace QUOR_ZEF {
+
+// The steps of a coordinate that takes few values while the others take many, as the depth of a
+// depth camera does: they look like treads and risers of the surface, and are noise.
+class CoordinateSteps {
+public:
+    // Looks at 20,000 points at the most. spacing: of the points, in their unit; finer steps than that
+    // do not count.
+    CoordinateSteps(const PointSource& points, double spacing);
+
+    bool isFound() const { return axis < 3; }
+    // The standard deviation that they give to points of a surface there, along its normal; 0 if
+    // there are no steps. A binary search.
+    double deviationAt(const Vector3& place, const FaceNormal& normal) const;
+
+private:
+    std::size_t axis = 3;         // 3: none
+    std::vector<double> vValues;  // that it takes, ascending
+    double least = 0.0;           // of steps that count
+};
+
+}  // namespace QUOR_ZEF
