@@ -72,7 +72,10 @@ public:
     void writeTo(TriangleMesh& mesh, const PointSource& points) {
         mesh.indices = surface.vTriples;
         const bool bColored = mesh.hasColor();
-        if (bColored) facePoints.follow(surface, surface.getWhole());
+        if (bColored) {
+            const RefitPart whole = surface.getWhole();
+            facePoints.follow(surface, whole, surface.getRings(whole));
+        }
         parallelChunks(mesh.vertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 const Vector3& p = surface.vPlaces[i];
@@ -186,14 +189,14 @@ private:
 
     // Triangles along creases start with normals from both sides and need more sweeps; but much noise
     // looks like creases in the first round.
-    std::vector<FaceFit> sharpenFits(const RefitPart& part, bool bFirst) const {
+    std::vector<FaceFit> sharpenFits(const RefitPart& part, const FaceRings& rings, bool bFirst) const {
         constexpr float cleanSweeps = 8.0F, noisySweeps = 5.0F;
         constexpr float few = 2.6F;  // sweeps of a clean place
         std::vector<FaceFit> vSharp = vFits;
-        forEachFace(part, [&](std::size_t t) {
+        forEachFace(part, rings, [&](std::size_t t, std::span<const std::uint32_t> ring) {
             float& numSweeps = vSharp[t].numSweeps;
             const float wanted = numSweeps < few ? cleanSweeps : bFirst ? 0.0F : noisySweeps;
-            if (numSweeps < wanted && surface.bendsBeyond(t, creaseCosine)) numSweeps = wanted;
+            if (numSweeps < wanted && surface.bendsBeyond(t, ring, creaseCosine)) numSweeps = wanted;
         });
         return vSharp;
     }
@@ -210,10 +213,11 @@ private:
         constexpr double sigma = 0.35;
         const std::vector<Vector3> vBefore = surface.vPlaces;
         const std::vector<FaceNormal> vTrue = surface.vNormals;
-        filterNormals(surface, part, sharpenFits(part, round == 0), sigma);
-        facePoints.follow(surface, part);
-        moveOntoPlanes(surface, part, fitOffsets(surface, part, facePoints, vFits, sigma, shareOfOwn(round)), vOld,
-                       longestMove * surface.edge, numSteps);
+        const FaceRings rings = surface.getRings(part);
+        filterNormals(surface, part, rings, sharpenFits(part, rings, round == 0), sigma);
+        facePoints.follow(surface, part, rings);
+        moveOntoPlanes(surface, part, fitOffsets(surface, part, rings, facePoints, vFits, sigma, shareOfOwn(round)),
+                       vOld, longestMove * surface.edge, numSteps);
         takeBackFolds(part, vBefore, vTrue);
         surface.renewNormals();
     }
