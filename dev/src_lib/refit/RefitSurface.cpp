@@ -84,9 +84,8 @@ std::uint32_t RefitSurface::fillRing(std::size_t face, std::uint32_t* pRing) con
     return num;
 }
 
-FaceRings RefitSurface::getRings(const RefitPart& part) const {
+void RefitSurface::listRings(const RefitPart& part, FaceRings& rings) const {
     const std::size_t num = part.vFaces.size();
-    FaceRings rings;
     rings.vStart.resize(num);
     rings.vSizes.resize(num);
     std::size_t most = 0;
@@ -95,12 +94,11 @@ FaceRings RefitSurface::getRings(const RefitPart& part) const {
         const std::size_t side = 3 * std::size_t{part.vFaces[k]};
         most += fans[vTriples[side]].size() + fans[vTriples[side + 1]].size() + fans[vTriples[side + 2]].size() - 3;
     }
-    rings.vEntries.resize(most);
+    if (rings.vEntries.size() < most) rings.vEntries.resize(most);
     parallelChunks(num, minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t k = begin; k < end; ++k)
             rings.vSizes[k] = fillRing(part.vFaces[k], &rings.vEntries[rings.vStart[k]]);
     });
-    return rings;
 }
 
 // Normals around a crease differ by much or by little, those of a tight curve by all in between.

@@ -70,7 +70,7 @@ struct RefitSurface {
 
     RefitPart getWhole() const;
     // Good until an edge flips; some 50 bytes a triangle, 30 nanoseconds.
-    FaceRings getRings(const RefitPart& part) const;
+    void listRings(const RefitPart& part, FaceRings& rings) const;
     // Where the surface has creases, with the triangles around these.
     RefitPart getCreases() const;
 

@@ -69,7 +69,7 @@ FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, Ring ri
 // How many sweeps over the triangles around a face gather the points within its radius.
 float sweepsFor(const FaceFit& fit, double edge) {
     constexpr double widest = 0.75;  // mean edges: the deviation that one sweep bears
-    constexpr double most = 6.0;
+    constexpr double most = 4.0;
     const double ratio = 0.5 * double{fit.radius} / (widest * edge);
     return static_cast<float>(std::clamp(std::ceil(ratio * ratio), 1.0, most));
 }
