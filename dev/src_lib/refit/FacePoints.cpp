@@ -184,11 +184,11 @@ double sqDistanceToTriangle(const Vector3& p, const Vector3& a, const Vector3& b
     return (ap - ab * (vb / sum) - ac * (vc / sum)).sqLength();
 }
 
-std::uint32_t nearestOf(const RefitSurface& surface, const std::vector<std::uint32_t>& vFaces, const Vector3& p) {
+std::uint32_t nearestOf(const RefitSurface& surface, std::span<const std::uint32_t> faces, const Vector3& p) {
     constexpr double shareOfMiddle = 0.02;
     double least = std::numeric_limits<double>::infinity();
-    std::uint32_t nearest = vFaces.front();
-    for (const std::uint32_t t : vFaces) {
+    std::uint32_t nearest = faces.front();
+    for (const std::uint32_t t : faces) {
         const std::size_t side = 3 * std::size_t{t};
         const double toMiddle = shareOfMiddle * (surface.vCentres[t] - p).sqLength();
         if (toMiddle >= least) continue;
@@ -201,10 +201,10 @@ std::uint32_t nearestOf(const RefitSurface& surface, const std::vector<std::uint
     return nearest;
 }
 
-std::uint32_t nearestMiddle(const RefitSurface& surface, const std::vector<std::uint32_t>& vFaces, const Vector3& p) {
+std::uint32_t nearestMiddle(const RefitSurface& surface, std::span<const std::uint32_t> faces, const Vector3& p) {
     double least = std::numeric_limits<double>::infinity();
-    std::uint32_t nearest = vFaces.front();
-    for (const std::uint32_t t : vFaces) {
+    std::uint32_t nearest = faces.front();
+    for (const std::uint32_t t : faces) {
         const double square = (surface.vCentres[t] - p).sqLength();
         if (square >= least) continue;
         least = square;
@@ -263,7 +263,7 @@ void FacePoints::sortByFace(std::size_t numFaces, const std::vector<std::uint32_
     }
 }
 
-void FacePoints::follow(const RefitSurface& surface, const RefitPart& part) {
+void FacePoints::follow(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings) {
     constexpr float creaseCosine = 0.9F;
     std::vector<std::uint32_t> vFaces(size());
     for (std::uint32_t t = 0; t < surface.numTriangles(); ++t)
@@ -273,10 +273,9 @@ void FacePoints::follow(const RefitSurface& surface, const RefitPart& part) {
         for (std::size_t k = begin; k < end; ++k) {
             const std::size_t face = part.vFaces[k];
             if (count(face) == 0) continue;
-            vAround.clear();
-            for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
-                for (const std::uint32_t t : surface.fans[surface.vTriples[side]]) vAround.push_back(t);
-            const bool bCrease = surface.bendsBeyond(face, creaseCosine);
+            vAround.assign(1, part.vFaces[k]);
+            for (const std::uint32_t entry : rings[k]) vAround.push_back(FaceRings::faceOf(entry));
+            const bool bCrease = surface.bendsBeyond(face, rings[k], creaseCosine);
             for (std::uint32_t i = vStart[face]; i < vStart[face + 1]; ++i)
                 vFaces[i] =
                     bCrease ? nearestOf(surface, vAround, vPlaces[i]) : nearestMiddle(surface, vAround, vPlaces[i]);

@@ -26,7 +26,7 @@ public:
     // After vertices moved or edges flipped: each point of the part goes to the nearest middle of the triangles
     // around its own, but where their normals bend, to the nearest triangle, of equal ones to that
     // with the nearer middle. O(n), some 50 nanoseconds a point.
-    void follow(const RefitSurface& surface, const RefitPart& part);
+    void follow(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings);
 
     std::size_t size() const { return vPlaces.size(); }
     std::uint32_t count(std::size_t face) const { return vStart[face + 1] - vStart[face]; }

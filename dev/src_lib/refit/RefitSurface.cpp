@@ -1,5 +1,6 @@
 #include "refit/RefitSurface.h"
 
+#include <array>
 #include <numeric>
 
 #include "flat/arrays.h"
@@ -67,6 +68,39 @@ RefitPart RefitSurface::getWhole() const {
     return part;
 }
 
+// Returns how many there are, at most as the fans of the corners have others.
+std::uint32_t RefitSurface::fillRing(std::size_t face, std::uint32_t* pRing) const {
+    std::uint32_t num = 0;
+    std::array<std::uint32_t, 3> across{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::uint32_t other = vOpposite[3 * face + i];
+        across[i] = other == none ? none : other / 3;
+        const bool bNew = other != none && (i == 0 || across[i] != across[0]) && (i < 2 || across[i] != across[1]);
+        if (bNew) pRing[num++] = 2 * across[i] + 1;
+    }
+    for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
+        for (const std::uint32_t t : fans[vTriples[side]])
+            if (t != face && t != across[0] && t != across[1] && t != across[2]) pRing[num++] = 2 * t;
+    return num;
+}
+
+void RefitSurface::listRings(const RefitPart& part, FaceRings& rings) const {
+    const std::size_t num = part.vFaces.size();
+    rings.vStart.resize(num);
+    rings.vSizes.resize(num);
+    std::size_t most = 0;
+    for (std::size_t k = 0; k < num; ++k) {
+        rings.vStart[k] = most;
+        const std::size_t side = 3 * std::size_t{part.vFaces[k]};
+        most += fans[vTriples[side]].size() + fans[vTriples[side + 1]].size() + fans[vTriples[side + 2]].size() - 3;
+    }
+    if (rings.vEntries.size() < most) rings.vEntries.resize(most);
+    parallelChunks(num, minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t k = begin; k < end; ++k)
+            rings.vSizes[k] = fillRing(part.vFaces[k], &rings.vEntries[rings.vStart[k]]);
+    });
+}
+
 // Normals around a crease differ by much or by little, those of a tight curve by all in between.
 bool RefitSurface::isCreased(std::size_t face) const {
     constexpr float muchCosine = 0.77F, littleCosine = 0.96F;
@@ -90,15 +124,18 @@ RefitPart RefitSurface::getCreases() const {
     parallelChunks(numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t t = begin; t < end; ++t) vBends[t] = isCreased(t);
     });
+    std::vector<char> vNear(numVertices());
+    parallelChunks(numVertices(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+            for (const std::uint32_t t : fans[i]) vNear[i] = static_cast<char>(vNear[i] | vBends[t]);
+    });
     RefitPart part;
-    std::vector<bool> vUsed(numVertices());
+    std::vector<char> vUsed(numVertices());
     for (std::uint32_t t = 0; t < numTriangles(); ++t) {
-        bool bNear = false;
-        for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
-            for (const std::uint32_t other : fans[vTriples[side]]) bNear = bNear || vBends[other];
-        if (!bNear) continue;
+        const std::uint32_t* const pCorners = &vTriples[3 * std::size_t{t}];
+        if (!vNear[pCorners[0]] && !vNear[pCorners[1]] && !vNear[pCorners[2]]) continue;
         part.vFaces.push_back(t);
-        for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side) vUsed[vTriples[side]] = true;
+        for (std::size_t i = 0; i < 3; ++i) vUsed[pCorners[i]] = 1;
     }
     for (std::uint32_t i = 0; i < vUsed.size(); ++i)
         if (vUsed[i]) part.vVertices.push_back(i);

@@ -82,16 +82,17 @@ double gainOf(const RefitSurface& surface, std::uint32_t side) {
     if (before <= leastGain * surface.edge || at.c == at.d) return 0.0;
     const FaceNormal m0 = normalOf(vP[at.c], vP[at.d], vP[at.b]), m1 = normalOf(vP[at.d], vP[at.c], vP[at.a]);
     if (m0.area == 0.0F || m1.area == 0.0F || (m0 * m1 <= 0.0F && n0 * n1 > 0.0F)) return 0.0;
-    const double after = bendOf(m0, m1) * (vP[at.d] - vP[at.c]).length() + outer(2, m0, lengthBC) +
-                         outer(3, m1, lengthCA) + outer(4, m1, lengthAD) + outer(5, m0, lengthDB);
-    const double gain = (before - after) / surface.edge - leastGain;
-    if (!(gain > 0.0)) return 0.0;
+    double after = bendOf(m0, m1) * (vP[at.d] - vP[at.c]).length();
+    const auto gain = [&] { return (before - after) / surface.edge - leastGain; };
+    if (!(gain() > 0.0)) return 0.0;  // what comes on top is not negative
+    after = after + outer(2, m0, lengthBC) + outer(3, m1, lengthCA) + outer(4, m1, lengthAD) + outer(5, m0, lengthDB);
+    if (!(gain() > 0.0)) return 0.0;
     const double newCosine =
         std::max(sharpestCosine(vP[at.c], vP[at.d], vP[at.b]), sharpestCosine(vP[at.d], vP[at.c], vP[at.a]));
     if (newCosine > sharpest && newCosine > std::max(sharpestCosine(vP[at.a], vP[at.b], vP[at.c]),
                                                      sharpestCosine(vP[at.b], vP[at.a], vP[at.d])))
         return 0.0;
-    return areJoined(surface, at.c, at.d) ? 0.0 : gain;
+    return areJoined(surface, at.c, at.d) ? 0.0 : gain();
 }
 
 void flip(RefitSurface& surface, const Diamond& at) {

@@ -20,14 +20,7 @@ float bell(float q) {
     return left * left * left * left;
 }
 
-// Calls fn(triangle) for the triangles around each of the corners: one across an edge comes
-// twice, the triangle itself not at all.
-template <class Fn>
-void forEachAround(const RefitSurface& surface, std::size_t face, const Fn& fn) {
-    for (std::size_t i = 3 * face; i < 3 * face + 3; ++i)
-        for (const std::uint32_t t : surface.fans[surface.vTriples[i]])
-            if (t != face) fn(t);
-}
+using Ring = std::span<const std::uint32_t>;
 
 // Points of a face, or of its surroundings, each with its weight.
 struct PointSum {
@@ -58,16 +51,16 @@ std::vector<PointSum> sumPoints(const RefitSurface& surface, const FacePoints& p
     return vSums;
 }
 
-FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, float sharpness) {
+FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, Ring ring, float sharpness) {
     const FaceNormal& own = surface.vNormals[face];
     float x = own.x * own.area, y = own.y * own.area, z = own.z * own.area;
-    forEachAround(surface, face, [&](std::uint32_t t) {
-        const FaceNormal& other = surface.vNormals[t];
-        const float weight = other.area * bell((1.0F - own * other) * sharpness);
+    for (const std::uint32_t entry : ring) {
+        const FaceNormal& other = surface.vNormals[FaceRings::faceOf(entry)];
+        const float weight = FaceRings::countOf(entry) * other.area * bell((1.0F - own * other) * sharpness);
         x += weight * other.x;
         y += weight * other.y;
         z += weight * other.z;
-    });
+    }
     const float length = std::sqrt(x * x + y * y + z * z);
     if (!(length > 0.0F)) return own;
     return {x / length, y / length, z / length, own.area};
@@ -76,87 +69,104 @@ FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, float s
 // How many sweeps over the triangles around a face gather the points within its radius.
 float sweepsFor(const FaceFit& fit, double edge) {
     constexpr double widest = 0.75;  // mean edges: the deviation that one sweep bears
-    constexpr double most = 6.0;
+    constexpr double most = 4.0;
     const double ratio = 0.5 * double{fit.radius} / (widest * edge);
     return static_cast<float>(std::clamp(std::ceil(ratio * ratio), 1.0, most));
 }
 
-PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSums, std::size_t face, float narrowness,
-                  float sharpness) {
+PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSums, std::size_t face, Ring ring,
+                  float narrowness, float sharpness) {
     PointSum sum = vSums[face];
     const FaceNormal& own = surface.vNormals[face];
     const Vector3& centre = surface.vCentres[face];
-    forEachAround(surface, face, [&](std::uint32_t t) {
+    for (const std::uint32_t entry : ring) {
+        const std::uint32_t t = FaceRings::faceOf(entry);
         const Vector3 away = surface.vCentres[t] - centre;
         const auto x = static_cast<float>(away.vx), y = static_cast<float>(away.vy), z = static_cast<float>(away.vz);
         const float q = (x * x + y * y + z * z) * narrowness + (1.0F - own * surface.vNormals[t]) * sharpness;
-        sum.add(vSums[t], bell(q), x, y, z);
-    });
+        sum.add(vSums[t], FaceRings::countOf(entry) * bell(q), x, y, z);
+    }
     return sum;
 }
 
-std::vector<PointSum> sumAround(const RefitSurface& surface, const RefitPart& part, std::vector<PointSum> vSums,
-                                const std::vector<FaceFit>& vFits, double sigma) {
+std::vector<PointSum> sumAround(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
+                                std::vector<PointSum> vSums, const std::vector<FaceFit>& vFits, double sigma) {
     const auto sharpness = static_cast<float>(4.0 / (sigma * sigma));
     float numSweeps = 1.0F;
     for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, sweepsFor(fit, surface.edge));
     std::vector<PointSum> vWider = vSums;
     for (float sweep = 0.5F; sweep < numSweeps; sweep += 1.0F) {
-        forEachFace(part, [&](std::size_t t) {
+        forEachFace(part, rings, [&](std::size_t t, Ring ring) {
             const float num = sweepsFor(vFits[t], surface.edge), width = 0.5F * vFits[t].radius;
-            vWider[t] = num > sweep ? widerSum(surface, vSums, t, 0.5F * num / (width * width), sharpness) : vSums[t];
+            vWider[t] =
+                num > sweep ? widerSum(surface, vSums, t, ring, 0.5F * num / (width * width), sharpness) : vSums[t];
         });
         std::swap(vSums, vWider);
     }
     return vSums;
 }
 
-// To the least sum of squared distances from the planes of the faces, and of the squared move.
-Vector3 moveToPlanes(const RefitSurface& surface, const FaceOffsets& offsets, std::size_t vertex) {
-    constexpr double hold = 1.0;  // faces
-    const Vector3& place = surface.vPlaces[vertex];
-    double xx = hold, xy = 0.0, xz = 0.0, yy = hold, yz = 0.0, zz = hold;
-    Vector3 right;
-    for (const std::uint32_t t : surface.fans[vertex]) {
-        const Vector3 n = surface.vNormals[t].toVector();
-        right += n * (n * (surface.vCentres[t] - place) + double{offsets.vOffsets[t]});
-        xx += n.vx * n.vx;
-        xy += n.vx * n.vy;
-        xz += n.vx * n.vz;
-        yy += n.vy * n.vy;
-        yz += n.vy * n.vz;
-        zz += n.vz * n.vz;
+// To the least sum of squared distances from the planes of the faces around a vertex, and of the squared move.
+// The planes stay where they are, so that a step needs only their sums.
+class PlaneSum {
+public:
+    PlaneSum(const RefitSurface& surface, const FaceOffsets& offsets, std::size_t vertex) {
+        const Vector3& place = surface.vPlaces[vertex];
+        for (const std::uint32_t t : surface.fans[vertex]) {
+            const Vector3 n = surface.vNormals[t].toVector();
+            heights += n * (n * (surface.vCentres[t] - place) + double{offsets.vOffsets[t]});
+            xx += n.vx * n.vx;
+            xy += n.vx * n.vy;
+            xz += n.vx * n.vz;
+            yy += n.vy * n.vy;
+            yz += n.vy * n.vz;
+            zz += n.vz * n.vz;
+        }
     }
-    // The matrix is L D L'.
-    const double l10 = xy / xx, l20 = xz / xx, d1 = yy - l10 * xy, l21 = (yz - l20 * xy) / d1;
-    const double d2 = zz - l20 * xz - l21 * (yz - l20 * xy);
-    const double y1 = right.vy - l10 * right.vx, z1 = right.vz - l20 * right.vx - l21 * y1;
-    const double z = z1 / d2, y = y1 / d1 - l21 * z, x = right.vx / xx - l10 * y - l20 * z;
-    return {x, y, z};
-}
+
+    // The next step after having moved so far.
+    Vector3 step(const Vector3& moved) const {
+        constexpr double hold = 1.0;  // faces
+        const Vector3 right(heights.vx - xx * moved.vx - xy * moved.vy - xz * moved.vz,
+                            heights.vy - xy * moved.vx - yy * moved.vy - yz * moved.vz,
+                            heights.vz - xz * moved.vx - yz * moved.vy - zz * moved.vz);
+        // The matrix is L D L'.
+        const double d0 = xx + hold, l10 = xy / d0, l20 = xz / d0, d1 = yy + hold - l10 * xy;
+        const double rest = yz - l20 * xy, l21 = rest / d1, d2 = zz + hold - l20 * xz - l21 * rest;
+        const double y1 = right.vy - l10 * right.vx, z1 = right.vz - l20 * right.vx - l21 * y1;
+        const double z = z1 / d2, y = y1 / d1 - l21 * z, x = right.vx / d0 - l10 * y - l20 * z;
+        return {x, y, z};
+    }
+
+private:
+    double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
+    Vector3 heights;
+};
 
 }  // namespace
 
-void filterNormals(RefitSurface& surface, const RefitPart& part, const std::vector<FaceFit>& vFits, double sigma) {
+void filterNormals(RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
+                   const std::vector<FaceFit>& vFits, double sigma) {
     const auto sharpness = static_cast<float>(1.0 / (sigma * sigma));
     float numSweeps = 0.0F;
     for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, fit.numSweeps);
     std::vector<FaceNormal> vFiltered = surface.vNormals;
     for (float sweep = 0.5F; sweep < numSweeps; sweep += 1.0F) {
-        forEachFace(part, [&](std::size_t t) {
-            vFiltered[t] = vFits[t].numSweeps > sweep ? filteredNormal(surface, t, sharpness) : surface.vNormals[t];
+        forEachFace(part, rings, [&](std::size_t t, Ring ring) {
+            vFiltered[t] =
+                vFits[t].numSweeps > sweep ? filteredNormal(surface, t, ring, sharpness) : surface.vNormals[t];
         });
         std::swap(surface.vNormals, vFiltered);
     }
 }
 
-FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const FacePoints& points,
-                       const std::vector<FaceFit>& vFits, double sigma, double shareOfOwn) {
-    const std::vector<PointSum> vSums = sumAround(surface, part, sumPoints(surface, points), vFits, sigma);
+FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
+                       const FacePoints& points, const std::vector<FaceFit>& vFits, double sigma, double shareOfOwn) {
+    const std::vector<PointSum> vSums = sumAround(surface, part, rings, sumPoints(surface, points), vFits, sigma);
     const auto own = static_cast<float>(shareOfOwn);
     FaceOffsets offsets;
     offsets.vOffsets.resize(vSums.size());
-    forEachFace(part, [&](std::size_t t) {
+    forEachFace(part, rings, [&](std::size_t t, Ring) {
         const PointSum& sum = vSums[t];
         const FaceNormal& n = surface.vNormals[t];
         const float height = own * sum.height + (1.0F - own) * (n.x * sum.x + n.y * sum.y + n.z * sum.z);
@@ -167,19 +177,20 @@ FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const
 
 void moveOntoPlanes(RefitSurface& surface, const RefitPart& part, const FaceOffsets& offsets,
                     const std::vector<Vector3>& vOld, double maxMove, int numSteps) {
-    std::vector<Vector3> vMoved = surface.vPlaces;
-    for (int step = 0; step < numSteps; ++step) {
-        parallelChunks(part.vVertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            for (std::size_t k = begin; k < end; ++k) {
-                const std::size_t i = part.vVertices[k];
-                const Vector3 moved = surface.vPlaces[i] + moveToPlanes(surface, offsets, i);
-                const Vector3 away = moved - vOld[i];
+    parallelChunks(part.vVertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t k = begin; k < end; ++k) {
+            const std::size_t i = part.vVertices[k];
+            const PlaneSum planes(surface, offsets, i);
+            const Vector3 before = surface.vPlaces[i] - vOld[i];
+            Vector3 away = before;
+            for (int step = 0; step < numSteps; ++step) {
+                away += planes.step(away - before);
                 const double length = away.length();
-                vMoved[i] = length > maxMove ? vOld[i] + away * (maxMove / length) : moved;
+                if (length > maxMove) away = away * (maxMove / length);
             }
-        });
-        std::swap(surface.vPlaces, vMoved);
-    }
+            surface.vPlaces[i] = vOld[i] + away;
+        }
+    });
 }
 
 }  // namespace QUOR_ZEF
