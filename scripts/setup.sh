@@ -19,6 +19,7 @@ packages=(
     libgtest-dev        # tests
     libbenchmark-dev    # benchmarks
     libhwy-dev          # Highway, the vectorised sort
+    zlib1g-dev          # pictures as PNG
     libtbb-dev          # a sort to compare with in the benchmarks
     libcli11-dev        # arguments of the command line tool
     nlohmann-json3-dev  # reports of the command line tool

@@ -31,6 +31,7 @@ void addCommands(Commands& commands) {
     addColour(commands);
     addHoles(commands);
     addCheck(commands);
+    addView(commands);
 }
 
 }  // namespace
