@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <span>
+#include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "zef/Context.h"
@@ -53,5 +56,29 @@ ZEF_API Image draw(const ViewScene& scene, const DrawOptions& options = {}, cons
 // A PNG file without alpha, whole or not at all. FileError if it cannot be written,
 // ArgumentError for an image without pixels.
 ZEF_API void writePng(const std::filesystem::path& path, const Image& image, const Context& context = {});
+
+struct PageOptions {
+    std::string title = "zef";                                     // plain text
+    std::vector<std::string> names = {};                           // of the meshes, where there are some
+    std::vector<std::pair<std::string, std::string>> report = {};  // lines to stand beside the picture: what, how much
+    bool yUp = false;                                              // y is up instead of z
+    std::size_t maxTriangles = 3'000'000;  // of a mesh; one with more is shown coarser, which a warning tells
+    std::size_t maxPoints = 3'000'000;     // the same, by leaving out points evenly
+};
+
+// An HTML page that shows the scene in any browser with WebGL 2 and needs no network, as one
+// text. bundle: the script of the page, which is built from the folder page/ and installed as
+// share/zef/page.js. It shows meshes and points, borders and pieces; of points beside meshes
+// also how far they are from the first two, and which vertices lie farther than three triangle sides
+// from all points. Positions are rounded to a thirty-second of the mean side of the triangles or
+// 2^-16 of the extent, whichever is finer, but not beyond 2^-24 of it.
+//
+// ArgumentError as for draw(), and for a bundle that is no script. A million triangles take
+// about a second and 5 MB of text, a million distances about two.
+ZEF_API std::string makePage(const ViewScene& scene, std::string_view bundle, const PageOptions& options = {},
+                             const Context& context = {});
+
+// What makePage() has made as a file, whole or not at all. FileError if it cannot be written.
+ZEF_API void writePage(const std::filesystem::path& path, std::string_view html, const Context& context = {});
 
 }  // namespace QUOR_ZEF

@@ -6,6 +6,7 @@
 #include "chain.h"
 #include "commands/commands.h"
 #include "failures.h"
+#include "files/bundle.h"
 #include "files/inputs.h"
 #include "files/meshes.h"
 #include "numbers.h"
@@ -24,6 +25,7 @@ struct Options {
     std::string viewpoint;  // empty or "x,y,z"
     bool bKeepNonManifold = false;
     Chain chain;
+    bool bView = false;
     OutputOptions output;
     TalkOptions talk;
 };
@@ -133,11 +135,26 @@ OutputOptions outputOf(const Options& options) {
     return output;
 }
 
+void showResult(CommandRun& commandRun, const std::string& page, const std::string& bundle,
+                const zef::TriangleMesh& mesh, const std::vector<zef::Point3>& vPoints) {
+    zef::PageOptions options;
+    options.title = std::filesystem::path(page).stem().string();
+    options.names = {options.title};
+    options.report = commandRun.report.lines();
+    writePageFile(commandRun, page, {{&mesh}, vPoints}, bundle, options);
+}
+
 int runReconstruct(const Options& options, CommandRun& commandRun) {
     if (options.bKeepNonManifold && !options.viewpoint.empty())
         throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
     const OutputOptions output = outputOf(options);
     checkMeshOutput(output, options.vInputs);
+    const std::string page = std::filesystem::path(output.path).replace_extension(".html").string();
+    std::string bundle;
+    if (options.bView) {
+        checkPage(page, options.vInputs, output.bForce);
+        bundle = readBundle();
+    }
     Scan scan = readScan(commandRun, options.vInputs);
     commandRun.lap("seconds_read", "read");
 
@@ -151,7 +168,8 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     commandRun.lap("seconds_reconstruct", "reconstruct");
 
     reportCloud(commandRun.report, scan.points.size(), made);
-    scan = {};
+    scan.normals = {};
+    if (!options.bView) scan = {};
     if (!options.chain.isEmpty()) {
         runChain(commandRun, options.chain, library.mend, made.mesh);
         commandRun.lap("seconds_refine", "refine");
@@ -160,6 +178,10 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     reportSides(commandRun.report, made);
     giveHints(commandRun, library, made, topology.numBorderLoops);
     commandRun.report.addText("output", "output", output.path);
+    if (options.bView) {
+        showResult(commandRun, page, bundle, made.mesh, scan.points);
+        commandRun.lap("seconds_page", "page");
+    }
     finishMesh(commandRun, output, made.spacing, made.mesh);
     return EXIT_DONE;
 }
@@ -208,6 +230,8 @@ void addReconstruct(Commands& commands) {
         ->check(checkViewpoint);
     addMendOption(command, pOptions->bKeepNonManifold);
     addChainOptions(command, pOptions->chain);
+    command.add_flag("--view", pOptions->bView,
+                     "Also write a page beside the output that shows the mesh with its points, as zef view does");
     addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);
     addTalkOptions(command, pOptions->talk);
     onRun(commands, command, pOptions, runReconstruct);

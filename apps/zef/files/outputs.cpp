@@ -131,6 +131,11 @@ bool isPngFile(const std::string& path) {
     return bytes.empty() || startsWith(bytes, "\x89PNG");
 }
 
+bool isPageFile(const std::string& path) {
+    const std::string bytes = firstBytes(path);
+    return bytes.empty() || bytes.find("<meta name=\"generator\" content=\"zef\">") != std::string::npos;
+}
+
 }  // namespace
 
 void checkOutput(const OutputOptions& output, const std::vector<std::string>& vInputs) {
@@ -139,6 +144,10 @@ void checkOutput(const OutputOptions& output, const std::vector<std::string>& vI
 
 void checkPicture(const std::string& path, const std::vector<std::string>& vInputs, bool bForce) {
     checkReplaced(path, vInputs, bForce, isPngFile, "PNG picture");
+}
+
+void checkPage(const std::string& path, const std::vector<std::string>& vInputs, bool bForce) {
+    checkReplaced(path, vInputs, bForce, isPageFile, "page of zef");
 }
 
 zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3& middle, double spacing) {

@@ -1,6 +1,7 @@
 #include "zef/view.h"
 
 #include "api/calls.h"
+#include "page/makePage.h"
 #include "view/drawScene.h"
 #include "view/png.h"
 
@@ -14,6 +15,14 @@ void checkScene(const ViewScene& scene) {
         checkIndices(*pMesh, "scene.meshes");
     }
     checkSpan(scene.points, "scene.points");
+}
+
+void checkPage(const ViewScene& scene, std::string_view bundle, const PageOptions& options) {
+    checkScene(scene);
+    if (bundle.empty() || bundle.find("</script") != std::string_view::npos)
+        throw ArgumentError("bundle: is not the script of the page; read share/zef/page.js");
+    if (options.maxTriangles == 0 || options.maxPoints == 0)
+        throw ArgumentError("maxTriangles and maxPoints must be 1 or more");
 }
 
 }  // namespace
@@ -33,6 +42,16 @@ void writePng(const std::filesystem::path& path, const Image& image, const Conte
     if (image.width == 0 || image.height == 0 || image.rgba.size() != std::size_t{4} * image.width * image.height)
         throw ArgumentError("image: it has no pixels, or not four bytes for each");
     runCall(context, [&] { savePng(path.string(), image); });
+}
+
+std::string makePage(const ViewScene& scene, std::string_view bundle, const PageOptions& options,
+                     const Context& context) {
+    checkPage(scene, bundle, options);
+    return runCall(context, [&] { return pageOf(scene, bundle, options); });
+}
+
+void writePage(const std::filesystem::path& path, std::string_view html, const Context& context) {
+    runCall(context, [&] { savePage(path.string(), html); });
 }
 
 }  // namespace QUOR_ZEF

@@ -1,0 +1,48 @@
+#include "page/makePage.h"
+
+#include "bytes/AtomicFile.h"
+#include "page/PageData.h"
+#include "page/packMesh.h"
+#include "page/packPoints.h"
+#include "page/pageText.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+std::string jsonOf(const std::vector<std::pair<std::string, std::string>>& report) {
+    JsonList list;
+    for (const auto& [label, value] : report) {
+        JsonList pair;
+        pair.add(jsonText(label));
+        pair.add(jsonText(value));
+        list.add(pair.done());
+    }
+    return list.done();
+}
+
+std::string nameOf(std::size_t i, const PageOptions& options) {
+    return i < options.names.size() ? options.names[i] : "mesh " + std::to_string(i + 1);
+}
+
+}  // namespace
+
+std::string pageOf(const ViewScene& scene, std::string_view bundle, const PageOptions& options) {
+    PageData data;
+    JsonList meshes;
+    for (std::size_t i = 0; i < scene.meshes.size(); ++i)
+        meshes.add(packMesh(*scene.meshes[i], nameOf(i, options), scene.points, options.maxTriangles, data));
+    const std::string json = "{\"version\":1,\"title\":" + jsonText(options.title) +
+                             ",\"yUp\":" + (options.yUp ? "true" : "false") + ",\"report\":" + jsonOf(options.report) +
+                             ",\"meshes\":" + meshes.done() +
+                             ",\"cloud\":" + packPoints(scene, options.maxPoints, data) + "}";
+    return pageText(options.title, json, data.getBytes(), bundle);
+}
+
+void savePage(const std::string& path, std::string_view html) {
+    AtomicFile file(path);
+    file.write(html);
+    if (!file.commit()) throw FileError(path + ": " + file.getError());
+}
+
+}  // namespace QUOR_ZEF
