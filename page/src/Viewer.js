@@ -42,6 +42,8 @@ export class Viewer {
     this.ruler = this.makeLines(new Float32Array(6), '#101820', 2);
     this.ruler.material.depthTest = false;
     this.ruler.visible = false;
+    this.frame = this.makeLines(new Float32Array(72), '#2a5db0', 2);
+    this.frame.visible = false;
     this.depthTarget = new WebGLRenderTarget(1, 1);
     this.controls = new OrbitControls(this.camera, canvas);
     this.controls.zoomToCursor = true;
@@ -81,9 +83,11 @@ export class Viewer {
     geometry.setAttribute('position', new BufferAttribute(cloud.positions, 3));
     geometry.setAttribute('color', new BufferAttribute(cloud.colors, 4, true));
     const distances = new Float32Array(2 * cloud.points.count);
-    cloud.distances.forEach((distance, which) => distance.values.forEach((d, i) => { distances[2 * i + which] = d; }));
+    for (const {mesh, values} of cloud.distances) values.forEach((d, i) => { distances[2 * i + mesh] = d; });
+    this.second = cloud.distances.length > 0 && cloud.distances[0].mesh === 1;
     geometry.setAttribute('distances', new BufferAttribute(distances, 2));
     const material = pointMaterial(this.planes);
+    material.uniforms.uSecond.value = this.second;
     material.uniforms.uUp.value.copy(this.camera.up);
     const axis = this.data.yUp ? 1 : 2;
     const [low, high] = [cloud.box[axis], cloud.box[axis + 3]].map(height => height - this.data.middle[axis]);
@@ -208,7 +212,7 @@ export class Viewer {
         if (width > 0) this.renderer.render(this.scene, this.camera);
       });
       this.renderer.setScissorTest(false);
-      if (this.cloud) this.cloud.material.uniforms.uSecond.value = false;
+      if (this.cloud) this.cloud.material.uniforms.uSecond.value = this.second;
     }
     this.onMoved();
   }
@@ -219,7 +223,7 @@ export class Viewer {
     const [column, row] = [x - rect.left, y - rect.top];
     const right = this.compare !== null && this.meshes.length > 1 ? Number(column > rect.width * this.compare) : null;
     this.showOnly(right);
-    const hidden = [this.ruler, ...this.meshes.flatMap(mesh => [mesh.wires, mesh.borders, mesh.nonManifold])]
+    const hidden = [this.ruler, this.frame, ...this.meshes.flatMap(mesh => [mesh.wires, mesh.borders, mesh.nonManifold])]
         .filter(part => part && part.visible);
     for (const part of hidden) part.visible = false;
     const drawn = [...this.meshes.map(mesh => mesh.surface), ...(this.cloud ? [this.cloud] : [])];
@@ -255,10 +259,19 @@ export class Viewer {
     this.draw();
   }
 
-  distanceFor(radius) {
-    const {fov, aspect} = this.camera;
-    const half = Math.tan(fov * Math.PI / 360) * Math.min(1, aspect);
-    return 0.85 * radius / Math.sin(Math.atan(half));
+  // From where a box of these half sides, seen along that direction, fills the picture but for a margin.
+  distanceFor(half, away) {
+    const margin = 1.06;
+    const slopeY = Math.tan(this.camera.fov * Math.PI / 360);
+    const slopeX = slopeY * this.camera.aspect;
+    const right = this.camera.up.clone().cross(away).normalize();
+    const up = away.clone().cross(right);
+    let distance = 0;
+    for (let corner = 0; corner < 8; ++corner) {
+      const c = new Vector3(...[0, 1, 2].map(axis => (corner >> axis & 1 ? 1 : -1) * half.getComponent(axis)));
+      distance = Math.max(distance, c.dot(away) + margin * Math.max(Math.abs(c.dot(right)) / slopeX, Math.abs(c.dot(up)) / slopeY));
+    }
+    return distance;
   }
 
   look(from, animate = true) {
@@ -266,7 +279,8 @@ export class Viewer {
     const away = new Vector3(...(this.data.yUp ? [x, z, -y] : [x, y, z])).normalize();
     // Straight from above the picture would turn with the least touch.
     if (from === 'top' || from === 'bottom') away.addScaledVector(this.placeUp(), -1e-3).normalize();
-    this.moveTo(new Vector3(), away, this.distanceFor(this.radius), animate);
+    this.frame.visible = false;
+    this.moveTo(new Vector3(), away, this.distanceFor(this.half, away) || this.radius * 3, animate);
   }
 
   placeUp() {
@@ -276,9 +290,26 @@ export class Viewer {
   // To a box in the coordinates of the files, from where the viewer is.
   flyTo(box) {
     const [low, high] = [box.slice(0, 3), box.slice(3)].map(corner => new Vector3(...corner.map((c, i) => c - this.data.middle[i])));
-    const radius = Math.max(low.distanceTo(high) / 2, this.radius * 1e-3);
     const away = this.camera.position.clone().sub(this.controls.target).normalize();
-    this.moveTo(low.add(high).multiplyScalar(0.5), away, this.distanceFor(2 * radius), true);
+    this.showFrame(low, high);
+    // With as much of the surroundings on all sides.
+    const half = high.clone().sub(low).addScalar(this.radius * 2e-3);
+    this.moveTo(low.add(high).multiplyScalar(0.5), away, this.distanceFor(half, away), true);
+  }
+
+  // The edges of a box, a hundredth larger than it is.
+  showFrame(low, high) {
+    const slack = 0.01 * low.distanceTo(high);
+    const at = (corner, axis) => (corner >> axis & 1 ? high.getComponent(axis) + slack : low.getComponent(axis) - slack);
+    const ends = [];
+    for (let corner = 0; corner < 8; ++corner) {
+      for (let axis = 0; axis < 3; ++axis) {
+        if (corner >> axis & 1) continue;
+        for (const end of [corner, corner | 1 << axis]) ends.push(at(end, 0), at(end, 1), at(end, 2));
+      }
+    }
+    this.frame.geometry.setPositions(ends);
+    this.frame.visible = true;
   }
 
   moveTo(target, away, distance, animate) {

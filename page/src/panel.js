@@ -98,8 +98,8 @@ export class Panel {
         this.viewer.setPoints('uFarthest', this.farthest * 10 ** power);
         this.showLegend();
       });
-      this.legend.append(this.farRow, ...cloud.distances.map((distance, i) => element('p', {class: 'note'},
-        `${this.data.meshes[i].name}: mean ${number(distance.mean)}, 95 % within ${number(distance.of95)}, largest ${number(distance.largest)}`)));
+      this.legend.append(this.farRow, ...cloud.distances.map(distance => element('p', {class: 'note'},
+        `${this.data.meshes[distance.mesh].name}: mean ${number(distance.mean)}, 95 % within ${number(distance.of95)}, largest ${number(distance.largest)}`)));
       this.viewer.setPoints('uFarthest', this.farthest);
     }
     const made = section('Points',
@@ -230,11 +230,11 @@ export class Panel {
       return element('li', {}, button);
     }));
     const {borderLoops, pieces} = mesh.counts;
-    const title = (name, all, items) => `${count(all)} ${name}${of}${items.length < all ? `, the largest ${items.length}` : ''}`;
+    const title = (name, all, items) => `${count(all)} ${name}${all === 1 ? '' : 's'}${of}${items.length < all ? `, the largest ${items.length}` : ''}`;
     return [
-      borderLoops > 0 && folded(title('border loops', borderLoops, mesh.loops), borderLoops < 30,
+      borderLoops > 0 && folded(title('border loop', borderLoops, mesh.loops), borderLoops < 30,
         makeList('loops', mesh.loops, loop => `${count(loop.edges)} edges, length ${number(loop.length)}`)),
-      pieces > 1 && folded(title('pieces', pieces, mesh.pieces), false,
+      pieces > 1 && folded(title('piece', pieces, mesh.pieces), false,
         makeList('pieces', mesh.pieces, piece => `${count(piece.triangles)} triangles`)),
     ];
   }

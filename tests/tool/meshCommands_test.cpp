@@ -186,3 +186,19 @@ TEST(ToolView, drawsAPictureAndReplacesNothingElse) {
     EXPECT_EQ(runTool("view " + sheet + " --png " + sheet).status, 1);
     EXPECT_EQ(runTool("view --size 64 " + sheet + " --png " + png).status, 2);
 }
+
+TEST(ToolView, writesPagesWhereTheirScriptIs) {
+    const TempFolder folder;
+    const std::string scan = quoted(folder.put("scan.xyz", zef_test::sheetText(20, 0.1)));
+    const ToolRun run = runTool("reconstruct -q --view " + scan);
+    if (run.status != 0) {
+        EXPECT_NE(run.err.find("scripts/setup.sh"), std::string::npos) << run.err;
+        EXPECT_EQ(folder.numFiles(), 1u) << "nothing is done before";
+        return;
+    }
+    EXPECT_NE(folder.get("scan.mesh.html").find("coverage of the points"), std::string::npos);
+    folder.put("scan.html", "of somebody else");
+    EXPECT_EQ(runTool("view " + scan).status, 1);
+    EXPECT_EQ(runTool("view --force " + scan).status, 0);
+    EXPECT_EQ(runTool("view " + scan).status, 0) << "replaces its own kind";
+}

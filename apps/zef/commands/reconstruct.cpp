@@ -178,11 +178,14 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     reportSides(commandRun.report, made);
     giveHints(commandRun, library, made, topology.numBorderLoops);
     commandRun.report.addText("output", "output", output.path);
+    // First of all the mesh, so that no page that fails takes it along.
+    writeMeshFile(commandRun, output, made.spacing, made.mesh);
+    commandRun.lap("seconds_write", "write");
     if (options.bView) {
         showResult(commandRun, page, bundle, made.mesh, scan.points);
         commandRun.lap("seconds_page", "page");
     }
-    finishMesh(commandRun, output, made.spacing, made.mesh);
+    commandRun.reportLaps();
     return EXIT_DONE;
 }
 

@@ -17,24 +17,6 @@ namespace {
 
 using Indices = std::vector<std::uint32_t>;
 
-bool isShown(const TriangleMesh& mesh, std::size_t first) {
-    return std::all_of(mesh.indices.data() + first, mesh.indices.data() + first + 3,
-                       [&](std::uint32_t i) { return isFinite(mesh.vertices[i]); });
-}
-
-// The mesh without triangles that are not finite; the mesh itself if there is none of these.
-const TriangleMesh& finitePart(const TriangleMesh& mesh, TriangleMesh& part) {
-    bool bAll = true;
-    for (std::size_t i = 0; i < mesh.indices.size() && bAll; i += 3) bAll = isShown(mesh, i);
-    if (bAll) return mesh;
-    part.vertices = mesh.vertices;
-    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
-        if (!isShown(mesh, i)) continue;
-        part.indices.insert(part.indices.end(), mesh.indices.data() + i, mesh.indices.data() + i + 3);
-    }
-    return part;
-}
-
 PageBox boxOf(const TriangleMesh& mesh) {
     PageBox box;
     for (const std::uint32_t i : mesh.indices) box.add(mesh.vertices[i]);
@@ -76,10 +58,8 @@ constexpr double reachInSides = 3.0;  // a vertex farther than that from all poi
 
 }  // namespace
 
-std::string packMesh(const TriangleMesh& input, const std::string& name, std::span<const Point3> points,
+std::string packMesh(const TriangleMesh& mesh, const std::string& name, std::span<const Point3> points,
                      std::size_t maxTriangles, PageData& data) {
-    TriangleMesh part;
-    const TriangleMesh& mesh = finitePart(input, part);
     const PageBox box = boxOf(mesh);
     const double side = meanSideLength(mesh);
     const Rounding rounding(box, side);

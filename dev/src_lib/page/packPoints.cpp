@@ -47,11 +47,13 @@ std::vector<Point3> sortedInSpace(const std::vector<Point3>& vPoints, const Page
     return vSorted;
 }
 
-// As 16 bits of the largest.
-std::string packDistances(const TriangleMesh& mesh, const std::vector<Point3>& vPoints, PageData& data) {
+// As 16 bits of the largest; empty where coordinates are too large for distances.
+std::string packDistances(const TriangleMesh& mesh, std::size_t number, const std::vector<Point3>& vPoints,
+                          PageData& data) {
     const std::vector<float> vDistances = distancesTo(mesh, vPoints);
     constexpr double most = 65535.0;
     const double largest = *std::max_element(vDistances.begin(), vDistances.end());
+    if (!std::isfinite(largest)) return "";
     std::vector<std::uint32_t> vSteps(vDistances.size());
     double sum = 0.0;
     for (std::size_t i = 0; i < vSteps.size(); ++i) {
@@ -62,7 +64,7 @@ std::string packDistances(const TriangleMesh& mesh, const std::vector<Point3>& v
     std::vector<float> vSorted = vDistances;
     const auto nth = vSorted.begin() + static_cast<std::ptrdiff_t>(vSorted.size() * 95 / 100);
     std::nth_element(vSorted.begin(), nth, vSorted.end());
-    return "{\"steps\":" + place + ",\"step\":" + jsonNumber(largest / most) +
+    return "{\"mesh\":" + std::to_string(number) + ",\"steps\":" + place + ",\"step\":" + jsonNumber(largest / most) +
            ",\"mean\":" + jsonNumber(sum / static_cast<double>(vDistances.size())) + ",\"of95\":" + jsonNumber(*nth) +
            ",\"largest\":" + jsonNumber(largest) + "}";
 }
@@ -86,7 +88,8 @@ std::string packPoints(const ViewScene& scene, std::size_t maxPoints, PageData& 
     JsonList distances;
     for (std::size_t i = 0; i < std::min(scene.meshes.size(), maxMeshes); ++i) {
         if (scene.meshes[i]->indices.empty()) continue;
-        distances.add(packDistances(*scene.meshes[i], vPoints, data));
+        const std::string packed = packDistances(*scene.meshes[i], i, vPoints, data);
+        if (!packed.empty()) distances.add(packed);
     }
     return json + ",\"distances\":" + distances.done() + "}";
 }
