@@ -44,6 +44,7 @@ export class Viewer {
     this.ruler.visible = false;
     this.frame = this.makeLines(new Float32Array(72), '#2a5db0', 2);
     this.frame.visible = false;
+    this.frame.material.depthTest = false;
     this.depthTarget = new WebGLRenderTarget(1, 1);
     this.controls = new OrbitControls(this.camera, canvas);
     this.controls.zoomToCursor = true;

@@ -322,5 +322,6 @@ export class Panel {
 const number6 = x => Number(x.toPrecision(7)).toString();
 
 function tableOf(rows) {
-  return element('table', {}, ...rows.map(([label, value]) => element('tr', {}, element('td', {}, label), element('td', {}, value))));
+  return element('table', {}, ...rows.map(([label, value]) => element('tr', {},
+    element('td', value === '' ? {colspan: 2} : {}, label), value === '' ? '' : element('td', {}, value))));
 }
