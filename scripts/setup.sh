@@ -32,6 +32,19 @@ packages=(
     libjemalloc2        # allocators that must not change results
     libmimalloc2.0
     python3             # small tools around tests and benchmarks
+    python3-dev         # the Python package: headers, bindings, arrays
+    pybind11-dev
+    python3-numpy
+    python3-pip         # building its wheel
+    python3-setuptools
+    python3-wheel
+    python3-build
+    python3-venv
+    python3-pytest      # its tests
+    python3-matplotlib  # pictures
+    python3-nbclient    # the notebook
+    python3-ipykernel
+    python3-meshio      # another user of its arrays
 )
 # For the glTF validator and the pages. Node also comes from elsewhere, with npm in the same package.
 command -v node >/dev/null || packages+=(nodejs)

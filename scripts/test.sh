@@ -7,7 +7,8 @@
 #   release  every test, as shipped, warnings are errors
 #   clang    the tool and the tests of whole runs, built by clang as shipped
 #   asan     every test under the address and undefined behaviour sanitizers
-#   tsan     what runs on threads, built with clang, under the thread sanitizer
+#   tsan     what runs on threads, built with clang, under the thread sanitizer; stages
+#            with recorded results only as parts of whole runs
 #
 # clang builds no more than that because all parts together shall take less than
 # 25 minutes on two cores without a compiler cache; its warnings about the tests

@@ -181,6 +181,7 @@ struct PointStatistics {
 };
 // Throws no NoSurfaceError: points without a spacing have statistics too.
 ZEF_API PointStatistics measurePoints(std::span<const Point3> points, const Context& context = {});
+ZEF_API PointStatistics measurePoints(const PointView& points, const Context& context = {});
 
 // ---- from triangles to a mesh, or back to points
 
@@ -196,12 +197,14 @@ struct MeltOptions {
 // and not fit together. Throws NoSurfaceError if there is nothing to mesh, ArgumentError
 // also for a number of corners that is no multiple of three.
 ZEF_API TriangleMesh melt(std::span<const Point3> corners, const MeltOptions& options, const Context& context = {});
+ZEF_API TriangleMesh melt(const PointView& corners, const MeltOptions& options, const Context& context = {});
 ZEF_API TriangleMesh melt(const TriangleMesh& triangles, const MeltOptions& options, const Context& context = {});
 
 // One point of the surface for each grid cell that it touches, in a fixed order.
 // MeltOptions::mend plays no part. Throws like melt().
 ZEF_API std::vector<Point3> resample(std::span<const Point3> corners, const MeltOptions& options,
                                      const Context& context = {});
+ZEF_API std::vector<Point3> resample(const PointView& corners, const MeltOptions& options, const Context& context = {});
 ZEF_API std::vector<Point3> resample(const TriangleMesh& triangles, const MeltOptions& options,
                                      const Context& context = {});
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <functional>
 #include <numeric>
 #include <system_error>
@@ -14,6 +15,7 @@
 #include "parallel/TaskPool.h"
 #include "parallel/sortMT.h"
 #include "support/threads.h"
+#include "zef/errors.h"
 
 using namespace QUOR_ZEF;
 
@@ -196,6 +198,23 @@ TEST(LoopsOfRuns, eachUsesItsOwnNumberOfThreads) {
     EXPECT_EQ(withoutRun.numStrange, 0);
     const RunOf greedy(4'000'000'000);
     EXPECT_EQ(getNumThreads(), TaskPool::maxWorkers);
+}
+
+TEST(LoopsOfRuns, canBeCancelledWhileTheyWaitForTheirHelpers) {
+    std::atomic<bool> bHelped = false, bAsked = false;
+    RunOf here(2);
+    here.context.progress = [&](const ProgressStep&) { return !(bAsked = true); };
+    const auto caller = std::this_thread::get_id();
+    const auto waitFor = [](const std::atomic<bool>& bFlag) {
+        for (int i = 0; i < 5000 && !bFlag; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    };
+    const auto work = [&](int) {
+        if (std::this_thread::get_id() == caller) return waitFor(bHelped);
+        bHelped = true;
+        waitFor(bAsked);
+    };
+    EXPECT_THROW(parallelForEach(firstInts(2), work), CancelledError);
+    EXPECT_TRUE(bHelped);
 }
 
 TEST(LoopsOfRuns, goOnWithoutTheThreadsThatCannotBeStarted) {

@@ -48,16 +48,32 @@ void sampleCorners(const PointSource& corners, double absSpacing, double feature
     finishProgress();
 }
 
+double defaultSpacing(PointSource corners) {
+    // Some 100,000 triangles for a body that fills its box: seconds, and detail enough to judge by.
+    constexpr double cellsPerBox = 200.0;
+    constexpr double none = std::numeric_limits<double>::infinity();
+    corners.keepFinite(3);
+    std::array<double, 3> low{none, none, none}, high{-none, -none, -none};
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        const Point3 p = corners[i];
+        const std::array<double, 3> coords{p.px, p.py, p.pz};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            low[axis] = std::min(low[axis], coords[axis]);
+            high[axis] = std::max(high[axis], coords[axis]);
+        }
+    }
+    return std::max({high[0] - low[0], high[1] - low[1], high[2] - low[2], 0.0}) / cellsPerBox;
+}
+
 // The spacing that the options stand for.
-double checkOptions(std::span<const Point3> corners, const MeltOptions& options) {
-    checkSpan(corners, "corners");
+double checkOptions(const PointSource& corners, const MeltOptions& options) {
     checkOption("spacing", options.spacing, 0.0, std::numeric_limits<double>::infinity());
     checkOption("featureAngle", options.featureAngle, 0.0, 361.0);
     if (corners.size() % 3 != 0)
         throw ArgumentError("corners: " + std::to_string(corners.size()) +
                             " corners are no multiple of three; a triangle is cut short");
     if (options.spacing > 0.0) return options.spacing;
-    const double spacing = defaultMeltSpacing(corners);
+    const double spacing = defaultSpacing(corners);
     if (spacing > 0.0) return spacing;
     throw NoSurfaceError("the triangles have no size to take a spacing from; give one");
 }
@@ -71,37 +87,7 @@ std::vector<Point3> cornersOf(const TriangleMesh& mesh) {
     return vCorners;
 }
 
-}  // namespace
-
-std::shared_ptr<Mesh> melt(std::vector<Point3>& vPoints, double absSpacing, double featureAngle) {
-    std::shared_ptr<Mesh> pMesh = meltCorners(vPoints, absSpacing, featureAngle, false);
-    finishProgress();
-    return pMesh;
-}
-
-void toCloud(std::vector<Point3>& vPoints, double absSpacing, double featureAngle, std::vector<Point3>& vOut) {
-    sampleCorners(vPoints, absSpacing, featureAngle, vOut);
-}
-
-double defaultMeltSpacing(std::span<const Point3> corners) {
-    // Some 100,000 triangles for a body that fills its box: seconds, and detail enough to judge by.
-    constexpr double cellsPerBox = 200.0;
-    constexpr double none = std::numeric_limits<double>::infinity();
-    PointSource finite(corners);
-    finite.keepFinite(3);
-    std::array<double, 3> low{none, none, none}, high{-none, -none, -none};
-    for (std::size_t i = 0; i < finite.size(); ++i) {
-        const Point3 p = finite[i];
-        const std::array<double, 3> coords{p.px, p.py, p.pz};
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            low[axis] = std::min(low[axis], coords[axis]);
-            high[axis] = std::max(high[axis], coords[axis]);
-        }
-    }
-    return std::max({high[0] - low[0], high[1] - low[1], high[2] - low[2], 0.0}) / cellsPerBox;
-}
-
-TriangleMesh melt(std::span<const Point3> corners, const MeltOptions& options, const Context& context) {
+TriangleMesh meltSource(const PointSource& corners, const MeltOptions& options, const Context& context) {
     return runCall(context, [&] {
         const double spacing = checkOptions(corners, options);
         const std::shared_ptr<Mesh> pMesh = meltCorners(corners, spacing, options.featureAngle, options.mend);
@@ -119,11 +105,7 @@ TriangleMesh melt(std::span<const Point3> corners, const MeltOptions& options, c
     });
 }
 
-TriangleMesh melt(const TriangleMesh& triangles, const MeltOptions& options, const Context& context) {
-    return melt(cornersOf(triangles), options, context);
-}
-
-std::vector<Point3> resample(std::span<const Point3> corners, const MeltOptions& options, const Context& context) {
+std::vector<Point3> resampleSource(const PointSource& corners, const MeltOptions& options, const Context& context) {
     return runCall(context, [&] {
         const double spacing = checkOptions(corners, options);
         std::vector<Point3> vPoints;
@@ -131,6 +113,46 @@ std::vector<Point3> resample(std::span<const Point3> corners, const MeltOptions&
         if (vPoints.empty()) throw NoSurfaceError("no points came out of the triangles; try a smaller spacing");
         return vPoints;
     });
+}
+
+}  // namespace
+
+std::shared_ptr<Mesh> melt(std::vector<Point3>& vPoints, double absSpacing, double featureAngle) {
+    std::shared_ptr<Mesh> pMesh = meltCorners(vPoints, absSpacing, featureAngle, false);
+    finishProgress();
+    return pMesh;
+}
+
+void toCloud(std::vector<Point3>& vPoints, double absSpacing, double featureAngle, std::vector<Point3>& vOut) {
+    sampleCorners(vPoints, absSpacing, featureAngle, vOut);
+}
+
+double defaultMeltSpacing(std::span<const Point3> corners) {
+    return defaultSpacing(corners);
+}
+
+TriangleMesh melt(std::span<const Point3> corners, const MeltOptions& options, const Context& context) {
+    checkSpan(corners, "corners");
+    return meltSource(corners, options, context);
+}
+
+TriangleMesh melt(const PointView& corners, const MeltOptions& options, const Context& context) {
+    checkView(corners);
+    return meltSource(corners, options, context);
+}
+
+TriangleMesh melt(const TriangleMesh& triangles, const MeltOptions& options, const Context& context) {
+    return melt(cornersOf(triangles), options, context);
+}
+
+std::vector<Point3> resample(std::span<const Point3> corners, const MeltOptions& options, const Context& context) {
+    checkSpan(corners, "corners");
+    return resampleSource(corners, options, context);
+}
+
+std::vector<Point3> resample(const PointView& corners, const MeltOptions& options, const Context& context) {
+    checkView(corners);
+    return resampleSource(corners, options, context);
 }
 
 std::vector<Point3> resample(const TriangleMesh& triangles, const MeltOptions& options, const Context& context) {

@@ -207,6 +207,35 @@ std::uint64_t countDuplicates(const PointSource& finite) {
     return static_cast<std::uint64_t>(vSorted.end() - end);
 }
 
+PointStatistics measureStatistics(const PointSource& points, const Context& context) {
+    return runCall(context, [&] {
+        planMeasuring(true);
+        PointStatistics found;
+        Cloud cloud("points", -1.0, 1.0, false, -1);
+        cloud.choices.bKeepOutliers = false;
+        cloud.setPoints(points);
+        found.numStrays = cloud.numStrays;
+        found.numFinite = cloud.numPoints + cloud.numStrays;
+        if (found.numFinite == 0) {
+            found.fault = noPoints;
+            return found;
+        }
+        found.numDuplicates = countDuplicates(cloud.input);
+        found.low = {cloud.bboxMin[0], cloud.bboxMin[1], cloud.bboxMin[2]};
+        found.high = {cloud.bboxMax[0], cloud.bboxMax[1], cloud.bboxMax[2]};
+        try {
+            cloud.leaveOutFlyingPoints();
+            found.numOutliers = cloud.numOutliers;
+            cloud.estimateResolution();
+            lookAround(cloud, found);
+        } catch (const BugReport& report) {
+            found.fault = report.cure.empty() ? report.text : report.cure;
+        }
+        finishProgress();
+        return found;
+    });
+}
+
 }  // namespace
 
 std::shared_ptr<Mesh> reconstruct_abs(std::vector<Point3>& vPoints, bool bSmooth, double absSpacing, int numGrowSteps) {
@@ -246,32 +275,12 @@ double measureSpacing(const PointView& points, const Context& context) {
 
 PointStatistics measurePoints(std::span<const Point3> points, const Context& context) {
     checkSpan(points);
-    return runCall(context, [&] {
-        planMeasuring(true);
-        PointStatistics found;
-        Cloud cloud("points", -1.0, 1.0, false, -1);
-        cloud.choices.bKeepOutliers = false;
-        cloud.setPoints(points);
-        found.numStrays = cloud.numStrays;
-        found.numFinite = cloud.numPoints + cloud.numStrays;
-        if (found.numFinite == 0) {
-            found.fault = noPoints;
-            return found;
-        }
-        found.numDuplicates = countDuplicates(cloud.input);
-        found.low = {cloud.bboxMin[0], cloud.bboxMin[1], cloud.bboxMin[2]};
-        found.high = {cloud.bboxMax[0], cloud.bboxMax[1], cloud.bboxMax[2]};
-        try {
-            cloud.leaveOutFlyingPoints();
-            found.numOutliers = cloud.numOutliers;
-            cloud.estimateResolution();
-            lookAround(cloud, found);
-        } catch (const BugReport& report) {
-            found.fault = report.cure.empty() ? report.text : report.cure;
-        }
-        finishProgress();
-        return found;
-    });
+    return measureStatistics(points, context);
+}
+
+PointStatistics measurePoints(const PointView& points, const Context& context) {
+    checkView(points);
+    return measureStatistics(points, context);
 }
 
 }  // namespace QUOR_ZEF

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -49,7 +50,7 @@ private:
     std::string error;
     std::string stageTag;
     double reached = 0.0;
-    std::chrono::steady_clock::time_point lastReport;
+    std::chrono::steady_clock::time_point lastReport = std::chrono::steady_clock::now();
 
     void update(const std::string& name, double value) override;
     void report();
@@ -57,6 +58,13 @@ private:
 
 // That of the calling thread; null if it has none.
 Run* getRun();
+
+// Lets long serial loops of the calling thread be cancelled: to be called with a count.
+inline void pollRun(std::size_t count) {
+    constexpr std::size_t betweenLooks = 256;
+    if (count % betweenLooks != 0) return;
+    if (Run* const pRun = getRun()) pRun->poll();
+}
 
 // Makes a Run the calling thread's for the life of this, with a progress root of its own.
 class RunScope {

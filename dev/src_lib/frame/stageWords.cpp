@@ -13,6 +13,7 @@ struct Words {
 };
 
 constexpr std::array stages = {
+    Words{"", "preparing"},
     Words{"CL_out", "leaving out outliers"},
     Words{"CL_eres", "measuring the spacing"},
     Words{"CL_dens", "serving sparse parts"},

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "field/Component.h"
+#include "frame/Run.h"
 #include "gaps/Bridges.h"
 #include "gaps/Filler.h"
 #include "grid/Calc.h"
@@ -123,7 +124,9 @@ std::vector<uint64> emptyPockets(const std::vector<RCDPoint>& vFilled, const Cel
     const CellBlocks_RCD filled(codesOf(vFilled));
     Pockets pockets(all);
     std::vector<uint64> vEnclosed;
+    std::size_t num = 0;
     for (const RCDPoint& pair : vFilled) {
+        pollRun(num++);
         for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
             for (const uint64 rcd : {pair.first - step, pair.first + step}) {
                 if (all.contains(rcd)) continue;
@@ -168,7 +171,7 @@ std::vector<uint64> thickAround(const Component& component, const std::vector<ui
         });
     };
     for (const uint64 rcd : component.vBorderRCD) addAround(rcd);
-    for (std::size_t i = 0; i < v.size(); ++i) addAround(v[i]);
+    for (std::size_t num = 0; num < v.size();) addAround(v[num++]);
     sortMT(v.begin(), v.end());
     return v;
 }

@@ -1,5 +1,7 @@
 #include "parallel/TaskPool.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <new>
 #include <system_error>
@@ -128,9 +130,48 @@ void TaskPool::stop(bool bWait) {
     for (const auto& pThread : vEnding) pThread->join();
 }
 
+namespace {
+
+std::atomic<int> numForks = 0;  // on the way from the first process to this one
+
+// A process that forks leaves its child a pool without workers, maybe with locks that
+// nobody will ever open. The child never touches it again and makes its own, so none of
+// them is ever destroyed.
+struct ProcessPool {
+    TaskPool pool{static_cast<int>(getNumThreads())};
+    const int ofFork = numForks;
+    ProcessPool* pBefore = nullptr;  // that of the process before the fork
+
+    bool isMine() const { return ofFork == numForks; }
+};
+
+std::atomic<ProcessPool*> pNewest = nullptr;
+
+// Joins the workers at process exit.
+struct PoolEnd {
+    PoolEnd() {
+        pthread_atfork(nullptr, nullptr, [] { ++numForks; });
+    }
+    ~PoolEnd() {
+        ProcessPool* const pLast = pNewest;
+        if (pLast && pLast->isMine()) pLast->pool.stop(true);
+    }
+};
+
+ProcessPool* addPool(ProcessPool* pBefore) {
+    static const PoolEnd end;
+    auto pMade = std::make_unique<ProcessPool>();
+    pMade->pBefore = pBefore;
+    // Another thread may have been faster.
+    return pNewest.compare_exchange_strong(pBefore, pMade.get()) ? pMade.release() : pBefore;
+}
+
+}  // namespace
+
 TaskPool& getTaskPool() {
-    static TaskPool pool(static_cast<int>(getNumThreads()));
-    return pool;
+    ProcessPool* pPool = pNewest;
+    if (!pPool || !pPool->isMine()) pPool = addPool(pPool);
+    return pPool->pool;
 }
 
 }  // namespace QUOR_ZEF

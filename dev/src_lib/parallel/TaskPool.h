@@ -81,7 +81,7 @@ private:
 };
 
 // The pool of the process, with getNumThreads() workers at first. Made on first use,
-// finished and joined at process exit.
+// finished and joined at process exit. A forked child makes its own.
 TaskPool& getTaskPool();
 
 }  // namespace QUOR_ZEF

@@ -1,6 +1,7 @@
 #include "parallel/parallelTransform.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <exception>
 #include <memory>
@@ -34,6 +35,7 @@ private:
 class SharedTasks {
 public:
     using RunTask = void (*)(void* pTasks, std::size_t i, int worker);
+    static constexpr std::chrono::milliseconds betweenPolls{50};
 
     SharedTasks(std::size_t numTasks_, void* pTasks_, RunTask runTask_)
         : pRun(getRun()), numTasks(numTasks_), pTasks(pTasks_), runTask(runTask_) {}
@@ -58,7 +60,11 @@ public:
         work(callingThread);
         std::unique_lock lock(mutex);
         bClosed = true;
-        cv.wait(lock, [this] { return numHelpers == 0; });
+        while (!cv.wait_for(lock, betweenPolls, [this] { return numHelpers == 0; })) {
+            lock.unlock();
+            poll(numTasks);
+            lock.lock();
+        }
         if (pFailure) std::rethrow_exception(std::move(pFailure));
     }
 
@@ -74,6 +80,15 @@ private:
             } catch (...) {
                 fail(i, std::current_exception());
             }
+            if (worker == callingThread) poll(i);
+        }
+    }
+    // Long loops are cancelled between their tasks too.
+    void poll(std::size_t i) {
+        try {
+            if (pRun) pRun->poll();
+        } catch (...) {
+            fail(i, std::current_exception());
         }
     }
     void fail(std::size_t i, std::exception_ptr pWhy) {

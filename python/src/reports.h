@@ -1,0 +1,25 @@
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include "zef/files.h"
+#include "zef/meshCheck.h"
+#include "zef/reconstruction.h"
+
+// What calls found and did, as dicts with the names of C++ in the way of Python. A figure
+// added to a structure wants one line here, and one in the type stubs.
+
+namespace zefpy {
+
+namespace zef = QUOR_ZEF;
+
+// All but the mesh.
+pybind11::dict reportOf(const zef::Reconstruction& made);
+pybind11::dict reportOf(const zef::PointStatistics& found);
+pybind11::dict reportOf(const zef::ManifoldReport& mended);
+pybind11::dict reportOf(const zef::MeshReport& found);
+pybind11::dict reportOf(const zef::WriteResult& written);
+// All but the arrays.
+pybind11::dict reportOf(const zef::PointFile& file);
+
+}  // namespace zefpy

@@ -1,0 +1,61 @@
+"""Figures that calls give back."""
+
+from types import SimpleNamespace
+
+
+class Report(SimpleNamespace):
+    """Figures as attributes; vars(report) gives them as a dict."""
+
+
+class DensityReport(Report):
+    """What was found of the density of the points, and done."""
+
+
+class ReconstructionReport(Report):
+    """What reconstruct() found and did: spacing, points left out, coverage, ..."""
+
+
+class ManifoldReport(Report):
+    """What mend() found and did."""
+
+
+class MeshComponent(Report):
+    """Triangles that hang together across edges."""
+
+
+class MeshBorderLoop(Report):
+    """Border edges that follow one another."""
+
+
+class MeshReport(Report):
+    """What check() counted."""
+
+
+class PointStatistics(Report):
+    """What measure_points() found."""
+
+
+class FileInfo(Report):
+    """What info() found in a file; statistics holds those of its points."""
+
+
+class WriteResult(Report):
+    """How a file was written."""
+
+
+_INNER = {
+    "density": DensityReport,
+    "mended": ManifoldReport,
+    "components": MeshComponent,
+    "border_loops": MeshBorderLoop,
+}
+
+
+def report_of(kind, figures):
+    for name, inner in _INNER.items():
+        value = figures.get(name)
+        if isinstance(value, dict):
+            figures[name] = report_of(inner, value)
+        elif isinstance(value, tuple):
+            figures[name] = tuple(report_of(inner, part) for part in value)
+    return kind(**figures)

@@ -1,0 +1,51 @@
+"""Builds the Python package: CMake makes the extension module, with the library inside."""
+
+import os
+import re
+import shutil
+import subprocess
+import sys
+
+from setuptools import Extension, setup
+from setuptools.command.build_ext import build_ext
+
+ROOT = os.path.dirname(os.path.abspath(__file__))
+
+
+def version():
+    with open(os.path.join(ROOT, "CMakeLists.txt"), encoding="utf-8") as file:
+        return re.search(r"project\(zef VERSION ([0-9.]+)", file.read()).group(1)
+
+
+def pybind11_setting():
+    """Where pybind11 is, unless CMake finds it by itself."""
+    try:
+        import pybind11
+    except ImportError:
+        return []
+    return ["-Dpybind11_DIR=" + pybind11.get_cmake_dir()]
+
+
+class CMakeBuild(build_ext):
+    def build_extension(self, extension):
+        target = os.path.abspath(self.get_ext_fullpath(extension.name))
+        name = os.path.basename(target)
+        settings = {
+            "CMAKE_BUILD_TYPE": "Release",
+            "ZEF_BUILD_TESTS": "OFF",
+            "ZEF_BUILD_APPS": "OFF",
+            "ZEF_INSTALL": "OFF",
+            "ZEF_PYTHON": "ON",
+            "ZEF_PYTHON_OUTPUT": os.path.dirname(target),
+            "ZEF_PYTHON_SUFFIX": name[name.index("."):],
+            "Python_EXECUTABLE": sys.executable,
+        }
+        folder = os.path.abspath(self.build_temp)
+        command = ["cmake", "-S", ROOT, "-B", folder, *pybind11_setting()]
+        command += ["-G", "Ninja"] if shutil.which("ninja") else []
+        subprocess.run(command + [f"-D{key}={value}" for key, value in settings.items()], check=True)
+        jobs = os.environ.get("CMAKE_BUILD_PARALLEL_LEVEL", str(os.cpu_count() or 1))
+        subprocess.run(["cmake", "--build", folder, "--target", "zef_python", "-j", jobs], check=True)
+
+
+setup(version=version(), ext_modules=[Extension("zef._core", sources=[])], cmdclass={"build_ext": CMakeBuild})

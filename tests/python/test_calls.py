@@ -1,0 +1,221 @@
+"""Arrays, the surroundings of a call, and other users of its results."""
+
+import copy
+import logging
+import multiprocessing
+import os
+import pickle
+import signal
+import subprocess
+import threading
+import warnings
+
+import meshio
+import numpy as np
+import pytest
+from matplotlib.figure import Figure
+from matplotlib.image import imread
+
+import zef
+from zef import _arrays
+
+
+def same(a, b):
+    return a.vertices.tobytes() == b.vertices.tobytes() and a.triangles.tobytes() == b.triangles.tobytes()
+
+
+def test_every_layout_gives_the_same_mesh(points, made):
+    wide = np.full((len(points), 7), np.nan)
+    wide[:, 2:5] = points
+    read_only = points.copy()
+    read_only.flags.writeable = False
+    big_endian = ">f8" if np.little_endian else "<f8"
+    unaligned = np.frombuffer(b"x" + points.tobytes(), np.uint8)[1:].view(np.float64).reshape(-1, 3)
+    for layout in (wide[:, 2:5], read_only, points.astype(big_endian), np.asfortranarray(points), points[::-1][::-1],
+                   points.tolist(), unaligned):
+        assert same(zef.reconstruct(layout), made)
+    assert same(zef.reconstruct(points.astype(np.float32)), zef.reconstruct(points.astype(np.float32).astype(float)))
+
+
+def test_arrays_are_used_where_they_lie(points, made):
+    for array in (points, points[::2], np.hstack([points, points])[:, 1:4], made.vertices):
+        assert _arrays.coordinates("points", array) is array
+    assert np.shares_memory(_arrays.color_bytes("colors", made.colors, len(made.vertices)), made.colors)
+    for array in (points[::-1], points[:, ::-1], points.T.copy().T, np.broadcast_to(points[:1], (9, 3))):
+        assert not np.shares_memory(_arrays.coordinates("points", array), array)
+
+
+def test_results_lie_in_the_memory_of_the_mesh_and_outlive_it(points):
+    mesh = zef.reconstruct(points)
+    vertices, triangles = mesh.vertices, mesh.triangles
+    assert np.shares_memory(vertices, mesh.vertices) and not vertices.flags.owndata
+    assert (vertices.dtype, triangles.dtype, mesh.colors) == (np.float64, np.uint32, None)
+    before = vertices.copy()
+    mesh.smooth(steps=3)
+    assert np.array_equal(vertices, before) and not np.array_equal(mesh.vertices, before)
+    del mesh
+    assert np.array_equal(vertices, before) and triangles.max() == len(before) - 1
+
+
+def test_colors_come_in_bytes_words_and_shares(points):
+    shares = np.tile([0.0, 0.5, 1.0], (len(points), 1))
+    for colors in (shares, shares * 255, np.ceil(shares * 65535).astype(np.uint16), np.floor(shares * 255 + 0.5)):
+        assert zef.reconstruct(points, colors=colors).colors[0].tolist() == [0, 128, 255, 255]
+
+
+def test_vertices_and_colors_can_be_assigned(mesh):
+    mesh.vertices += 1.0
+    mesh.vertices = mesh.vertices * 2.0
+    assert np.allclose(mesh.vertices.mean(axis=0), 2.0, atol=0.02)
+    mesh.colors = None
+    assert mesh.colors is None
+    mesh.colors = np.zeros((len(mesh.vertices), 3))
+    assert mesh.colors[0].tolist() == [0, 0, 0, 255]
+
+
+def test_meshes_can_be_copied_and_pickled(mesh):
+    for other in (mesh.copy(), copy.deepcopy(mesh), pickle.loads(pickle.dumps(mesh))):
+        assert same(other, mesh) and other.colors.tobytes() == mesh.colors.tobytes() and other.report == mesh.report
+        other.vertices[0] = 0
+        assert mesh.vertices[0].any()
+
+
+def test_operations_change_the_mesh_in_place(mesh):
+    num = len(mesh.triangles)
+    assert mesh.simplify(ratio=0.5) > 0 and len(mesh.triangles) in (num // 2, num // 2 - 1)
+    mesh.flip_edges()
+    mesh.fill_colors()
+    assert mesh.mend().num_components == 1
+    report = zef.check(mesh)
+    assert (report.closed, report.euler, mesh.count_self_intersections()) == (True, 2, 0)
+    assert mesh.border_edges().shape == (0, 2) and mesh.average_edge_length() > 0
+    assert mesh.reduce_flat(max_deviation_deg=20) > 0
+    assert mesh.simplify(max_error=0.3) <= 0.3 and zef.check(mesh).closed
+
+
+def test_soup_melts_and_resamples_from_any_shape(mesh):
+    corners = mesh.vertices[mesh.triangles]
+    melted = zef.melt(mesh, spacing=0.1)
+    assert same(melted, zef.melt(corners, spacing=0.1)) and same(melted, zef.melt(corners.reshape(-1, 3), spacing=0.1))
+    cloud = zef.resample(corners, spacing=0.1)
+    assert len(cloud) == len(np.asarray(cloud)) > 1000 and cloud.colors is None
+
+
+def test_rows_that_are_not_finite_are_left_out_with_one_warning(points, made, caplog):
+    holed = np.insert(points, [5, 9], np.nan, axis=0)
+    with caplog.at_level(logging.WARNING, "zef"):
+        assert same(zef.reconstruct(holed), made)
+    assert [(r.name, r.levelname) for r in caplog.records] == [("zef", "WARNING")] and "2" in caplog.text
+
+
+class Stop(Exception):
+    pass
+
+
+@pytest.mark.parametrize("call", ["reconstruct", "smooth"])
+def test_what_progress_raises_ends_the_call_as_it_is(points, mesh, call):
+    function = (lambda **k: zef.reconstruct(points, **k)) if call == "reconstruct" else mesh.smooth
+    before, seen, stop = mesh.vertices.copy(), [], Stop()
+
+    def progress(stage, share):
+        seen.append((stage, share))
+        raise stop
+
+    with pytest.raises(Stop) as raised:
+        function(progress=progress)
+    assert raised.value is stop and len(seen) == 1 and isinstance(seen[0][0], str)
+    with pytest.raises(zef.CancelledError):
+        function(progress=lambda stage, share: False)
+    assert np.array_equal(mesh.vertices, before)
+    function(progress=lambda stage, share: seen.append(share))
+    assert seen[1:] == sorted(seen[1:]) and seen[-1] == 1.0
+
+
+def test_a_mesh_that_a_call_changes_is_refused_to_others(mesh):
+    answers = []
+
+    def progress(stage, share):
+        with pytest.raises(zef.ArgumentError, match="mesh"):
+            mesh.vertices
+        answers.append(share)
+
+    mesh.smooth(progress=progress)
+    assert answers and len(mesh.vertices) > 0
+
+
+def test_an_interrupt_ends_the_call(points):
+    def interrupt(stage, share):
+        os.kill(os.getpid(), signal.SIGINT)
+
+    with pytest.raises(KeyboardInterrupt):
+        zef.reconstruct(points, progress=interrupt)
+    os_thread = threading.Timer(0.05, os.kill, (os.getpid(), signal.SIGINT))
+    with pytest.raises(KeyboardInterrupt):
+        os_thread.start()
+        while True:
+            zef.reconstruct(points)
+
+
+def test_threads_work_side_by_side(points, made):
+    results = []
+    threads = [threading.Thread(target=lambda: results.append(zef.reconstruct(points, threads=2))) for _ in range(3)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert len(results) == 3 and all(same(result, made) for result in results)
+
+
+def mesh_in_child(points):
+    return zef.reconstruct(points, threads=3)
+
+
+def test_forked_processes_work_and_end(points, made):
+    assert same(mesh_in_child(points), made)  # now this process has workers
+    with multiprocessing.get_context("fork").Pool(2) as pool:
+        assert all(same(result, made) for result in pool.map(mesh_in_child, [points] * 3))
+    with warnings.catch_warnings():
+        warnings.simplefilter("ignore", DeprecationWarning)  # of later versions, for any fork
+        child = os.fork()
+    if child == 0:
+        result = mesh_in_child(points)
+        os.execv("/bin/sh", ["sh", "-c", "exit 7"]) if same(result, made) else os._exit(1)
+    assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 7
+
+
+def test_a_forked_process_ends_in_order():
+    code = ("import os, numpy, zef; p = numpy.random.default_rng(1).normal(size=(3000, 3));"
+            "p /= numpy.linalg.norm(p, axis=1)[:, None]; zef.reconstruct(p, threads=3); child = os.fork();"
+            "zef.reconstruct(p, threads=3); raise SystemExit(child and os.wait()[1])")
+    assert subprocess.run([os.sys.executable, "-W", "ignore", "-c", code], timeout=60).returncode == 0
+
+
+def test_files_come_back(mesh, points, tmp_path):
+    for name in ("a.ply", "a.obj", "a.off"):
+        assert mesh.write(tmp_path / name, precision="double", comments=["made here"]).doubles
+        back = zef.read_mesh(str(tmp_path / name))
+        assert np.array_equal(back.vertices[back.triangles], mesh.vertices[mesh.triangles])
+    found = zef.info(tmp_path / "a.ply")
+    assert (found.kind, found.num_triangles, found.comments) == ("mesh", len(mesh.triangles), ("made here",))
+    zef.write(tmp_path / "p.xyz", points, colors=np.full((len(points), 3), 5))
+    cloud = zef.read_points(os.fsencode(tmp_path / "p.xyz"))
+    assert np.array_equal(cloud.points, points) and cloud.colors[0].tolist() == [5, 5, 5, 255]
+    zef.write(tmp_path / "q.xyz", cloud)
+    assert (tmp_path / "p.xyz").read_bytes() == (tmp_path / "q.xyz").read_bytes()
+    for call in (zef.read_points, zef.read_mesh, zef.info):
+        with pytest.raises(zef.FileError, match="gone.ply") as raised:
+            call(tmp_path / "gone.ply")
+        assert isinstance(raised.value, OSError)
+
+
+def test_other_packages_take_the_arrays(mesh, tmp_path):
+    meshio.Mesh(mesh.vertices, [("triangle", mesh.triangles)]).write(tmp_path / "m.off")
+    assert np.allclose(zef.read_mesh(tmp_path / "m.off").vertices, mesh.vertices)
+    Figure().add_subplot(projection="3d").plot_trisurf(*mesh.vertices.T, triangles=mesh.triangles)
+
+
+def test_pictures_are_drawn(mesh, points, tmp_path):
+    mesh.plot(tmp_path / "a.png", size=1)
+    zef.view(mesh, points, path=tmp_path / "b.png", size=1)
+    one, two = imread(tmp_path / "a.png"), imread(tmp_path / "b.png")
+    assert two.shape[1] == 2 * one.shape[1] and one[50, 50, :3].max() < 0.5  # dark: the colour of the mesh
