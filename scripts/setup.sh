@@ -1,7 +1,12 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that the build, the tests and the benchmarks
-# need, and the glTF validator from npm into a folder that git ignores. Does
-# nothing, in a moment, when all of them are there.
+# need, and from npm, into folders that git ignores, the glTF validator and what
+# the pages of `zef view` are made of. Does nothing, in a moment, when all of them
+# are there.
+#
+#   scripts/setup.sh            what all tests of CI need
+#   scripts/setup.sh browser    also Chromium, for the test of the pages (some 500 MB);
+#                               then: cmake --preset release && ctest --preset release -R browser
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -19,6 +24,8 @@ packages=(
     libgtest-dev        # tests
     libbenchmark-dev    # benchmarks
     libhwy-dev          # Highway, the vectorised sort
+    zlib1g-dev          # pictures as PNG
+    libmeshoptimizer-dev  # packs the meshes of pages
     libtbb-dev          # a sort to compare with in the benchmarks
     libcli11-dev        # arguments of the command line tool
     nlohmann-json3-dev  # reports of the command line tool
@@ -39,7 +46,7 @@ packages=(
     python3-ipykernel
     python3-meshio      # another user of its arrays
 )
-# For the glTF validator. Node also comes from elsewhere, with npm in the same package.
+# For the glTF validator and the pages. Node also comes from elsewhere, with npm in the same package.
 command -v node >/dev/null || packages+=(nodejs)
 command -v npm >/dev/null || packages+=(npm)
 
@@ -48,6 +55,7 @@ fail() {
     exit 1
 }
 
+[[ ${1:-} == browser ]] && packages+=(chromium)
 command -v dpkg-query >/dev/null ||
     fail "this is not a Debian system; install the counterparts of: ${packages[*]}"
 
@@ -85,6 +93,24 @@ install_gltf_validator() {
     fi
 }
 
+# As the lock file tells, checked against its sums.
+install_page() {
+    cmp -s page/package-lock.json page/node_modules/.installed.json && return
+    echo "setup: installing what pages are made of"
+    if npm ci --prefix page --no-audit --no-fund --ignore-scripts; then
+        cp page/package-lock.json page/node_modules/.installed.json
+    else
+        echo "setup: npm could not install what pages are made of; zef view makes pictures only" >&2
+    fi
+}
+
+install_browser_driver() {
+    npm install --prefix tests/page/browser --no-audit --no-fund --no-package-lock --ignore-scripts ||
+        fail "npm could not install what drives the browser"
+}
+
 install_packages
 install_gltf_validator
+install_page
+if [[ ${1:-} == browser ]]; then install_browser_driver; fi
 echo "setup: done"

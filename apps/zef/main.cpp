@@ -32,6 +32,7 @@ void addCommands(Commands& commands) {
     addColour(commands);
     addHoles(commands);
     addCheck(commands);
+    addView(commands);
 }
 
 }  // namespace

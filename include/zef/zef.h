@@ -20,4 +20,5 @@
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
 #include "zef/threads.h"
+#include "zef/view.h"
 #include "zef/zef_api_functions.h"

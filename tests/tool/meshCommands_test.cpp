@@ -190,3 +190,32 @@ TEST(ToolHoles, measuresTheBorderAndListsIt) {
     EXPECT_EQ(runTool("holes " + sheet + " --list " + quoted(list)).status, 0) << "replaces its own kind";
     EXPECT_EQ(runTool("holes " + sheet + " --list " + sheet).status, 1);
 }
+
+TEST(ToolView, drawsAPictureAndReplacesNothingElse) {
+    const TempFolder folder;
+    const std::string sheet = quoted(folder.put("sheet.xyz", zef_test::sheetText(20, 0.1)));
+    const std::string png = quoted(folder.name("sheet.png"));
+    const ToolRun run = runTool("view --json --size 64x48 --from TOP " + sheet + " --png " + png);
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.report()["points"], 400);
+    EXPECT_EQ(folder.get("sheet.png").substr(0, 4), "\x89PNG");
+    EXPECT_EQ(runTool("view " + sheet + " --png " + png).status, 0);
+    EXPECT_EQ(runTool("view " + sheet + " --png " + sheet).status, 1);
+    EXPECT_EQ(runTool("view --size 64 " + sheet + " --png " + png).status, 2);
+}
+
+TEST(ToolView, writesPagesWhereTheirScriptIs) {
+    const TempFolder folder;
+    const std::string scan = quoted(folder.put("scan.xyz", zef_test::sheetText(20, 0.1)));
+    const ToolRun run = runTool("reconstruct -q --view " + scan);
+    if (run.status != 0) {
+        EXPECT_NE(run.err.find("scripts/setup.sh"), std::string::npos) << run.err;
+        EXPECT_EQ(folder.numFiles(), 1u) << "nothing is done before";
+        return;
+    }
+    EXPECT_NE(folder.get("scan.mesh.html").find("coverage of the points"), std::string::npos);
+    folder.put("scan.html", "of somebody else");
+    EXPECT_EQ(runTool("view " + scan).status, 1);
+    EXPECT_EQ(runTool("view --force " + scan).status, 0);
+    EXPECT_EQ(runTool("view " + scan).status, 0) << "replaces its own kind";
+}

@@ -28,6 +28,7 @@ void addRefit(Commands& commands);
 void addResample(Commands& commands);
 void addSmooth(Commands& commands);
 void addSpacing(Commands& commands);
+void addView(Commands& commands);
 
 // Lets the subcommand run the function with its options, which have a member talk.
 template <class Options>

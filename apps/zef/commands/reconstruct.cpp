@@ -6,6 +6,7 @@
 #include "chain.h"
 #include "commands/commands.h"
 #include "failures.h"
+#include "files/bundle.h"
 #include "files/inputs.h"
 #include "files/meshes.h"
 #include "numbers.h"
@@ -26,6 +27,7 @@ struct Options {
     std::string refit = "auto";
     bool bKeepNonManifold = false;
     Chain chain;
+    bool bView = false;
     OutputOptions output;
     TalkOptions talk;
 };
@@ -159,11 +161,26 @@ OutputOptions outputOf(const Options& options) {
     return output;
 }
 
+void showResult(CommandRun& commandRun, const std::string& page, const std::string& bundle,
+                const zef::TriangleMesh& mesh, const std::vector<zef::Point3>& vPoints) {
+    zef::PageOptions options;
+    options.title = std::filesystem::path(page).stem().string();
+    options.names = {options.title};
+    options.report = commandRun.report.lines();
+    writePageFile(commandRun, page, {{&mesh}, vPoints}, bundle, options);
+}
+
 int runReconstruct(const Options& options, CommandRun& commandRun) {
     if (options.bKeepNonManifold && !options.viewpoint.empty())
         throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
     const OutputOptions output = outputOf(options);
     checkMeshOutput(output, options.vInputs);
+    const std::string page = std::filesystem::path(output.path).replace_extension(".html").string();
+    std::string bundle;
+    if (options.bView) {
+        checkPage(page, options.vInputs, output.bForce);
+        bundle = readBundle();
+    }
     Scan scan = readScan(commandRun, options.vInputs);
     commandRun.lap("seconds_read", "read");
 
@@ -179,7 +196,8 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
 
     reportCloud(commandRun.report, scan.points.size(), made);
     if (library.mend && library.refit) reportRefit(commandRun.report, made.refit);
-    scan = {};
+    scan.normals = {};
+    if (!options.bView) scan = {};
     if (!options.chain.isEmpty()) {
         runChain(commandRun, options.chain, library.mend, made.mesh);
         commandRun.lap("seconds_refine", "refine");
@@ -188,7 +206,14 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     reportSides(commandRun.report, made);
     giveHints(commandRun, library, made, topology.numBorderLoops);
     commandRun.report.addText("output", "output", output.path);
-    finishMesh(commandRun, output, made.spacing, made.mesh);
+    // First of all the mesh, so that no page that fails takes it along.
+    writeMeshFile(commandRun, output, made.spacing, made.mesh);
+    commandRun.lap("seconds_write", "write");
+    if (options.bView) {
+        showResult(commandRun, page, bundle, made.mesh, scan.points);
+        commandRun.lap("seconds_page", "page");
+    }
+    commandRun.reportLaps();
     return EXIT_DONE;
 }
 
@@ -243,6 +268,8 @@ void addReconstruct(Commands& commands) {
         ->type_name("off|auto|RADIUS")
         ->capture_default_str();
     addChainOptions(command, pOptions->chain);
+    command.add_flag("--view", pOptions->bView,
+                     "Also write a page beside the output that shows the mesh with its points, as zef view does");
     addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);
     addTalkOptions(command, pOptions->talk);
     onRun(commands, command, pOptions, runReconstruct);

@@ -108,18 +108,46 @@ bool isCloudOrMeshFile(const std::string& path) {
     return isBinaryStl(bytes, size) || isBinaryPoints(bytes, size) || isPointText(bytes);
 }
 
-void checkOutput(const OutputOptions& output, const std::vector<std::string>& vInputs) {
+namespace {
+
+// isKind: whether an existing file may go; kind: in words.
+void checkReplaced(const std::string& path, const std::vector<std::string>& vInputs, bool bForce,
+                   bool (*isKind)(const std::string&), const char* kind) {
     std::error_code error;
-    const fs::path folder = fs::absolute(output.path).parent_path();
-    if (!fs::is_directory(folder, error)) throw Failure(output.path + ": there is no folder " + folder.string());
-    if (fs::is_directory(output.path, error)) throw Failure(output.path + ": is a folder");
-    if (output.bForce || !fs::is_regular_file(output.path, error)) return;
-    if (isAnInput(output.path, vInputs)) {
-        throw Failure(output.path + ": is an input too; give another name, or --force to replace it");
+    const fs::path folder = fs::absolute(path).parent_path();
+    if (!fs::is_directory(folder, error)) throw Failure(path + ": there is no folder " + folder.string());
+    if (fs::is_directory(path, error)) throw Failure(path + ": is a folder");
+    if (bForce || !fs::is_regular_file(path, error)) return;
+    if (isAnInput(path, vInputs)) {
+        throw Failure(path + ": is an input too; give another name, or --force to replace it");
     }
-    if (!isCloudOrMeshFile(output.path)) {
-        throw Failure(output.path + ": exists and is no cloud or mesh; give another name, or --force to replace it");
+    if (!isKind(path)) {
+        throw Failure(path + ": exists and is no " + kind + "; give another name, or --force to replace it");
     }
+}
+
+bool isPngFile(const std::string& path) {
+    const std::string bytes = firstBytes(path);
+    return bytes.empty() || startsWith(bytes, "\x89PNG");
+}
+
+bool isPageFile(const std::string& path) {
+    const std::string bytes = firstBytes(path);
+    return bytes.empty() || bytes.find("<meta name=\"generator\" content=\"zef\">") != std::string::npos;
+}
+
+}  // namespace
+
+void checkOutput(const OutputOptions& output, const std::vector<std::string>& vInputs) {
+    checkReplaced(output.path, vInputs, output.bForce, isCloudOrMeshFile, "cloud or mesh");
+}
+
+void checkPicture(const std::string& path, const std::vector<std::string>& vInputs, bool bForce) {
+    checkReplaced(path, vInputs, bForce, isPngFile, "PNG picture");
+}
+
+void checkPage(const std::string& path, const std::vector<std::string>& vInputs, bool bForce) {
+    checkReplaced(path, vInputs, bForce, isPageFile, "page of zef");
 }
 
 zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3& middle, double spacing) {

@@ -18,6 +18,10 @@ bool isCloudOrMeshFile(const std::string& path);
 // Throws Failure before any work is done: if the output is something that is not
 // to be replaced, or its folder is missing.
 void checkOutput(const OutputOptions& output, const std::vector<std::string>& vInputs);
+// The same for a picture, which replaces pictures alone.
+void checkPicture(const std::string& path, const std::vector<std::string>& vInputs, bool bForce);
+// For a page, which replaces pages alone.
+void checkPage(const std::string& path, const std::vector<std::string>& vInputs, bool bForce);
 
 // What the library is told for a file of this output. middle: what --shift auto takes
 // away. spacing: which rounding should leave alone; 0 if the library is to find one.

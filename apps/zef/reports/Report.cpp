@@ -91,6 +91,12 @@ void Report::addStages(const std::vector<StageClock::Stage>& vStages, bool bLine
     object["stages"] = std::move(stages);
 }
 
+std::vector<std::pair<std::string, std::string>> Report::lines() const {
+    std::vector<std::pair<std::string, std::string>> vPairs;
+    for (const Line& line : vLines) vPairs.emplace_back(line.label, line.text);
+    return vPairs;
+}
+
 void Report::print(bool bJson) const {
     if (bJson) {
         std::cout << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "reports/StageClock.h"
@@ -28,6 +29,8 @@ public:
     void setAnswer(const std::string& text) { answer = text; }
 
     void print(bool bJson) const;
+    // The lines for people: what, how much.
+    std::vector<std::pair<std::string, std::string>> lines() const;
 
 private:
     struct Line {

@@ -1,0 +1,44 @@
+#include "view/Camera.h"
+
+#include <array>
+#include <cstddef>
+
+namespace QUOR_ZEF {
+
+namespace {
+
+// With z up, by ViewFrom: where the viewer stands, and what is up in the picture.
+struct Place {
+    Vector3 back, up;
+};
+const std::array<Place, 7> places = {{
+    {{1, -1, 1}, {0, 0, 1}},  // ISO
+    {{0, -1, 0}, {0, 0, 1}},
+    {{0, 1, 0}, {0, 0, 1}},
+    {{-1, 0, 0}, {0, 0, 1}},
+    {{1, 0, 0}, {0, 0, 1}},
+    {{0, 0, 1}, {0, 1, 0}},
+    {{0, 0, -1}, {0, -1, 0}},
+}};
+
+Vector3 cross(const Vector3& v, const Vector3& w) {
+    return {v.vy * w.vz - v.vz * w.vy, v.vz * w.vx - v.vx * w.vz, v.vx * w.vy - v.vy * w.vx};
+}
+
+// What is up becomes y, and what was behind becomes -z.
+Vector3 turned(const Vector3& v) {
+    return {v.vx, v.vz, -v.vy};
+}
+
+}  // namespace
+
+Camera cameraOf(ViewFrom from, bool bYUp) {
+    const Place& place = places.at(static_cast<std::size_t>(from));
+    Camera camera;
+    camera.back = normalize(bYUp ? turned(place.back) : place.back);
+    camera.right = normalize(cross(bYUp ? turned(place.up) : place.up, camera.back));
+    camera.up = cross(camera.back, camera.right);
+    return camera;
+}
+
+}  // namespace QUOR_ZEF
