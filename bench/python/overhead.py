@@ -8,9 +8,11 @@ processes of their own, by turns. Memory is the peak of the process above what i
 the points in it, before the call. Also: what importing the package takes beyond numpy.
 """
 
+import os
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 
 
@@ -54,8 +56,14 @@ def import_seconds(rounds):
 
 
 def main(program, count="1000000", rounds="7"):
-    path, rounds = "/tmp/zef_overhead.f64", int(rounds)
-    write_points(path, int(count))
+    rounds = int(rounds)
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "points.f64")
+        write_points(path, int(count))
+        compare(program, path, count, rounds)
+
+
+def compare(program, path, count, rounds):
     sides = {"C++": [program, path], "Python": [sys.executable, __file__, "--measure", path]}
     results = {side: [] for side in sides}
     for _ in range(rounds):
