@@ -1,5 +1,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <cstdio>
+#include <exception>
 #include <iostream>
 
 #include "Interrupt.h"
@@ -35,10 +37,7 @@ void addCommands(Commands& commands) {
     addView(commands);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    catchInterrupts();
+int runTool(int argc, char** argv) {
     CLI::App app{
         "Triangle meshes from unordered 3D point clouds.\n"
         "Exit status: 0 done, 1 could not, 2 usage, 130 interrupted.",
@@ -51,4 +50,18 @@ int main(int argc, char** argv) {
         return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
     }
     return commands.run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    catchInterrupts();
+    try {
+        return runTool(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "zef: %s\n", error.what());
+    } catch (...) {
+        std::fputs("zef: an unknown error\n", stderr);
+    }
+    return EXIT_COULD_NOT;
 }

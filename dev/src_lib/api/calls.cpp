@@ -1,6 +1,9 @@
 #include "api/calls.h"
 
+#include <array>
 #include <cmath>
+#include <cstdio>
+#include <limits>
 #include <string>
 
 namespace QUOR_ZEF {
@@ -13,6 +16,12 @@ bool isFinite(const Point3& p) {
 
 std::string ofTriangle(std::size_t i) {
     return " of triangle " + std::to_string(i / 3);
+}
+
+std::string numberText(double value) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%g", value);
+    return text.data();
 }
 
 }  // namespace
@@ -62,9 +71,11 @@ void checkSpan(std::span<const Point3> points, const std::string& name) {
 
 void checkOption(const char* name, double value, double low, double high) {
     if (std::isfinite(value) && value >= low && value <= high) return;
-    const std::string range = std::isfinite(high) ? "from " + std::to_string(low) + " to " + std::to_string(high)
-                                                  : "a finite number of " + std::to_string(low) + " or more";
-    throw ArgumentError(std::string(name) + " is " + std::to_string(value) + "; it must be " + range);
+    const bool bAbove = low == std::numeric_limits<double>::min();
+    const std::string range = std::isfinite(high) ? "from " + numberText(low) + " to " + numberText(high)
+                              : bAbove            ? "a finite number above 0"
+                                                  : "a finite number of " + numberText(low) + " or more";
+    throw ArgumentError(std::string(name) + " is " + numberText(value) + "; it must be " + range);
 }
 
 void rethrowAsError(Run& run) {
