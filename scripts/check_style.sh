@@ -7,7 +7,7 @@
 # What changed is what differs from where this branch left origin/main, or from
 # the commit before if there is no such place or nothing changed since.
 # `tidy` reads the flags from build/release, which must be configured, and stops
-# after ZEF_TIDY_SECONDS (120): it tells the files that it did not come to.
+# after ZEF_TIDY_SECONDS (60): it tells the files that it did not come to.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -35,7 +35,7 @@ changed_sources() {
 }
 
 check_tidy() {
-    local commit seconds=${ZEF_TIDY_SECONDS:-120} results file files left=()
+    local commit seconds=${ZEF_TIDY_SECONDS:-60} results file files left=()
     commit=$(base)
     if [[ -z $commit ]]; then
         echo "style: no commit to compare with, so clang-tidy reads nothing"
