@@ -35,6 +35,7 @@ public:
     const std::string& getError() const { return error; }
 
     void write(std::string_view text) {
+        if (text.empty()) return;  // its address may be null
         if (text.size() > bufferSize - used) return writeLong(text);
         std::memcpy(pBuffer.get() + used, text.data(), text.size());
         used += text.size();
