@@ -34,7 +34,6 @@ public:
         for (const Side& side : vSides) area += side.area;
         if (vSides[2].area < leastShare * area) return {};
         std::array<Vector3, 3> n;
-        Vector3 heights;
         const Vector3& place = surface.vPlaces[vertex];
         const auto height = [&](std::size_t i) { return n[i] * (vSides[i].centre / vSides[i].area - place); };
         for (std::size_t i = 0; i < 3; ++i) n[i] = normalize(vSides[i].normal);
