@@ -239,8 +239,8 @@ NoiseMap::NoiseMap(const PointSource& points, double spacing) {
 // Two blocks of one code would only share their median.
 uint64 NoiseMap::codeOf(const Point3& p, double side) const {
     const Vector3 way = (p - low) / side;
-    const auto bits = [](double coord) { return static_cast<uint64>(static_cast<std::int64_t>(std::floor(coord))); };
-    return bits(way.vx) * 0xd6e8feb86659fd93 + bits(way.vy) * 0xa0761d6478bd642f + bits(way.vz) * 0xe7037ed1a0b428db;
+    const auto blockOf = [](double coord) { return static_cast<std::int64_t>(std::floor(coord)); };
+    return codeOfBlock(blockOf(way.vx), blockOf(way.vy), blockOf(way.vz));
 }
 
 void NoiseMap::addLevel(double side, const std::vector<Point3>& vPlaces, const std::vector<Scatter>& vFound) {

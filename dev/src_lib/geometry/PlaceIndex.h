@@ -15,6 +15,12 @@ namespace QUOR_ZEF {
 // scans come in rows. num is size at the most.
 std::size_t spreadSample(std::size_t k, std::size_t num, std::size_t size);
 
+// A block of a grid of any size as one number. Two blocks may have the same.
+inline uint64 codeOfBlock(std::int64_t x, std::int64_t y, std::int64_t z) {
+    return static_cast<uint64>(x) * 0xd6e8feb86659fd93 + static_cast<uint64>(y) * 0xa0761d6478bd642f +
+           static_cast<uint64>(z) * 0xe7037ed1a0b428db;
+}
+
 // Some places, to be found from whatever lies within a radius of them: many points are
 // compared with few places in one pass, without an order of the points. Blocks have twice the
 // radius as side, so that each ball touches eight of them at most. Reading from several
@@ -48,10 +54,7 @@ private:
     std::vector<Entry> vEntries;
 
     // Two blocks of one code would only be visited together.
-    static uint64 codeOf(const Block& block) {
-        return static_cast<uint64>(block.x) * 0xd6e8feb86659fd93 + static_cast<uint64>(block.y) * 0xa0761d6478bd642f +
-               static_cast<uint64>(block.z) * 0xe7037ed1a0b428db;
-    }
+    static uint64 codeOf(const Block& block) { return codeOfBlock(block.x, block.y, block.z); }
     Block blockOf(const Point3& p) const {
         const Vector3 way = (p - low) / (2.0 * radius);
         return {static_cast<std::int64_t>(way.vx), static_cast<std::int64_t>(way.vy),

@@ -5,20 +5,16 @@
 
 #include "flat/arrays.h"
 #include "flat/triangleSides.h"
+#include "geometry/freeFunctions.h"
 
 namespace QUOR_ZEF {
 
-Vector3 crossOf(const Vector3& a, const Vector3& b, const Vector3& c) {
-    const Vector3 u = b - a, v = c - a;
-    return {u.vy * v.vz - u.vz * v.vy, u.vz * v.vx - u.vx * v.vz, u.vx * v.vy - u.vy * v.vx};
-}
-
 FaceNormal normalOf(const Vector3& a, const Vector3& b, const Vector3& c) {
-    const Vector3 cross = crossOf(a, b, c);
-    const double length = cross.length();
+    const Vector3 normal = cross(b - a, c - a);
+    const double length = normal.length();
     if (!(length > 0.0)) return {};
-    return {static_cast<float>(cross.vx / length), static_cast<float>(cross.vy / length),
-            static_cast<float>(cross.vz / length), static_cast<float>(0.5 * length)};
+    return {static_cast<float>(normal.vx / length), static_cast<float>(normal.vy / length),
+            static_cast<float>(normal.vz / length), static_cast<float>(0.5 * length)};
 }
 
 RefitSurface::RefitSurface(const TriangleMesh& mesh) : vTriples(mesh.indices), edge(meanSideLength(mesh)) {

@@ -95,8 +95,6 @@ void forEachFace(const RefitPart& part, const FaceRings& rings, const Fn& fn) {
     });
 }
 
-// Twice the area long.
-Vector3 crossOf(const Vector3& a, const Vector3& b, const Vector3& c);
 FaceNormal normalOf(const Vector3& a, const Vector3& b, const Vector3& c);
 
 }  // namespace QUOR_ZEF

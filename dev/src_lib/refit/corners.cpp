@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
@@ -48,10 +49,6 @@ private:
     const RefitSurface& surface;
     std::vector<std::uint32_t> vFaces;
     std::vector<Side> vSides;
-
-    static Vector3 cross(const Vector3& u, const Vector3& v) {
-        return {u.vy * v.vz - u.vz * v.vy, u.vz * v.vx - u.vx * v.vz, u.vx * v.vy - u.vy * v.vx};
-    }
 
     // The triangles of two rings, by their planes.
     void gather(std::uint32_t vertex) {

@@ -6,6 +6,7 @@
 #include <span>
 #include <utility>
 
+#include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
@@ -115,18 +116,14 @@ public:
         for (const std::uint32_t t : surface.fans[vertex]) {
             const Vector3 n = surface.vNormals[t].toVector();
             heights += n * (n * (surface.vCentres[t] - place) + double{offsets.vOffsets[t]});
-            xx += n.vx * n.vx;
-            xy += n.vx * n.vy;
-            xz += n.vx * n.vz;
-            yy += n.vy * n.vy;
-            yz += n.vy * n.vz;
-            zz += n.vz * n.vz;
+            sums.add(n);
         }
     }
 
     // The next step after having moved so far.
     Vector3 step(const Vector3& moved) const {
         constexpr double hold = 1.0;  // faces
+        const auto& [xx, xy, xz, yy, yz, zz] = sums;
         const Vector3 right(heights.vx - xx * moved.vx - xy * moved.vy - xz * moved.vz,
                             heights.vy - xy * moved.vx - yy * moved.vy - yz * moved.vz,
                             heights.vz - xz * moved.vx - yz * moved.vy - zz * moved.vz);
@@ -139,7 +136,7 @@ public:
     }
 
 private:
-    double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
+    ProductSums sums;  // of the normals
     Vector3 heights;
 };
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 
+#include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
@@ -76,8 +77,7 @@ double varianceAround(const RefitSurface& surface, const FacePoints& points, std
         }
     }
     const Vector3 normal = normalize(sum), right = normalize(acrossOf(normal));
-    const Vector3 up(normal.vy * right.vz - normal.vz * right.vy, normal.vz * right.vx - normal.vx * right.vz,
-                     normal.vx * right.vy - normal.vy * right.vx);
+    const Vector3 up = cross(normal, right);
     HeightFit fit;
     for (const std::uint32_t t : vRing) {
         for (const Vector3& p : points.of(t)) {

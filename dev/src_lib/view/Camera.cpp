@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 
+#include "geometry/freeFunctions.h"
+
 namespace QUOR_ZEF {
 
 namespace {
@@ -20,10 +22,6 @@ const std::array<Place, 7> places = {{
     {{0, 0, 1}, {0, 1, 0}},
     {{0, 0, -1}, {0, -1, 0}},
 }};
-
-Vector3 cross(const Vector3& v, const Vector3& w) {
-    return {v.vy * w.vz - v.vz * w.vy, v.vz * w.vx - v.vx * w.vz, v.vx * w.vy - v.vy * w.vx};
-}
 
 // What is up becomes y, and what was behind becomes -z.
 Vector3 turned(const Vector3& v) {

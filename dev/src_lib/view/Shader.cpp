@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "geometry/freeFunctions.h"
+
 namespace QUOR_ZEF {
 
 namespace {
@@ -57,10 +59,6 @@ Vector3 normalAt(const Model::Part& part, const std::uint32_t* c, const std::arr
     }
     const Vector3 normal = normalize(sum);
     return normal.isDegenerate() ? flat : normal;
-}
-
-Vector3 cross(const Vector3& v, const Vector3& w) {
-    return {v.vy * w.vz - v.vz * w.vy, v.vz * w.vx - v.vx * w.vz, v.vx * w.vy - v.vy * w.vx};
 }
 
 }  // namespace
