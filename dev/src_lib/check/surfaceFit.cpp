@@ -26,24 +26,6 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 
 using Numbers = std::vector<std::uint32_t>;
 
-double sqDistanceToSide(const Vector3& fromStart, const Vector3& side) {
-    const double sqLength = side.sqLength();
-    const double share = sqLength > 0.0 ? std::clamp(fromStart * side / sqLength, 0.0, 1.0) : 0.0;
-    return (fromStart - side * share).sqLength();
-}
-
-double sqDistanceToTriangle(const Point3& p, const Point3& a, const Point3& b, const Point3& c) {
-    const std::array<Vector3, 3> aFrom = {p - a, p - b, p - c}, aSide = {b - a, c - b, a - c};
-    const Vector3 normal = cross(aSide[0], aSide[1]);
-    const auto isInside = [&](std::size_t i) { return cross(aSide[i], aFrom[i]) * normal >= 0.0; };
-    if (normal.sqLength() > 0.0 && isInside(0) && isInside(1) && isInside(2)) {
-        const double height = aFrom[0] * normal;
-        return height * height / normal.sqLength();
-    }
-    return std::min({sqDistanceToSide(aFrom[0], aSide[0]), sqDistanceToSide(aFrom[1], aSide[1]),
-                     sqDistanceToSide(aFrom[2], aSide[2])});
-}
-
 struct NearestSix {
     std::array<double, spacingRank> aSquared;  // distances, ascending
 
@@ -159,7 +141,7 @@ private:
         const Point3 low(std::min({a.px, b.px, c.px}), std::min({a.py, b.py, c.py}), std::min({a.pz, b.pz, c.pz}));
         const Point3 high(std::max({a.px, b.px, c.px}), std::max({a.py, b.py, c.py}), std::max({a.pz, b.pz, c.pz}));
         around.visit(low, high, [&](std::uint32_t s) {
-            vNearest[s] = std::min(vNearest[s], sqDistanceToTriangle(vPlaces[s], a, b, c));
+            vNearest[s] = std::min(vNearest[s], sqDistanceToTriangle(vPlaces[s] - a, b - a, c - a));
         });
     }
 };

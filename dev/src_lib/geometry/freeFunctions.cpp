@@ -1,7 +1,9 @@
 #include "geometry/freeFunctions.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <sstream>
 
 #include "frame/tools.h"
@@ -25,6 +27,29 @@ double getAngleRad(const Vector3& a, const Vector3& b) {
 
 double getTriangleArea(const Point3& p, const Point3& q, const Point3& r) {
     return cross(q - p, r - p).length() * 0.5;
+}
+
+namespace {
+
+double sqDistanceToSide(const Vector3& fromStart, const Vector3& side) {
+    const double sqLength = side.sqLength();
+    const double share = sqLength > 0.0 ? std::clamp(fromStart * side / sqLength, 0.0, 1.0) : 0.0;
+    return (fromStart - side * share).sqLength();
+}
+
+}  // namespace
+
+double sqDistanceToTriangle(const Vector3& toPoint, const Vector3& toSecond, const Vector3& toThird) {
+    const std::array<Vector3, 3> aFrom = {toPoint, toPoint - toSecond, toPoint - toThird};
+    const std::array<Vector3, 3> aSide = {toSecond, toThird - toSecond, toThird * -1.0};
+    const Vector3 normal = cross(aSide[0], aSide[1]);
+    const auto isInside = [&](std::size_t i) { return cross(aSide[i], aFrom[i]) * normal >= 0.0; };
+    if (normal.sqLength() > 0.0 && isInside(0) && isInside(1) && isInside(2)) {
+        const double height = toPoint * normal;
+        return height * height / normal.sqLength();
+    }
+    return std::min({sqDistanceToSide(aFrom[0], aSide[0]), sqDistanceToSide(aFrom[1], aSide[1]),
+                     sqDistanceToSide(aFrom[2], aSide[2])});
 }
 
 double computeArea(double len0, double len1, double len2) {

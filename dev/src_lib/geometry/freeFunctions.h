@@ -20,6 +20,10 @@ double getAngleRad(const Vector3& a, const Vector3& b);
 // Half the length of the cross product of the two edge vectors from p.
 double getTriangleArea(const Point3& p, const Point3& q, const Point3& r);
 
+// The squared distance of a point to a triangle, also to one without area; all seen from one
+// corner: the point, and the other two.
+double sqDistanceToTriangle(const Vector3& toPoint, const Vector3& toSecond, const Vector3& toThird);
+
 // The area from the three side lengths (Heron). Lengths that rounding has made
 // impossible give 0. A NaN shows a warning and fails an ASSEX.
 double computeArea(double len0, double len1, double len2);

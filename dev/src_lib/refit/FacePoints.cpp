@@ -9,6 +9,7 @@
 
 #include "frame/tools.h"
 #include "frame/types.h"
+#include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -169,21 +170,6 @@ std::vector<std::size_t> boundsOfCells(const std::vector<CodedIndex>& vOrder) {
     return vBounds;
 }
 
-// C. Ericson, Real-Time Collision Detection, 2005, 5.1.5.
-double sqDistanceToTriangle(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c) {
-    const Vector3 ab = b - a, ac = c - a, ap = p - a, bp = p - b, cp = p - c;
-    const double d1 = ab * ap, d2 = ac * ap, d3 = ab * bp, d4 = ac * bp, d5 = ab * cp, d6 = ac * cp;
-    if (d1 <= 0.0 && d2 <= 0.0) return ap.sqLength();
-    if (d3 >= 0.0 && d4 <= d3) return bp.sqLength();
-    if (d6 >= 0.0 && d5 <= d6) return cp.sqLength();
-    const double vc = d1 * d4 - d3 * d2, vb = d5 * d2 - d1 * d6, va = d3 * d6 - d5 * d4;
-    if (vc <= 0.0 && d1 >= 0.0 && d3 <= 0.0) return (ap - ab * (d1 / (d1 - d3))).sqLength();
-    if (vb <= 0.0 && d2 >= 0.0 && d6 <= 0.0) return (ap - ac * (d2 / (d2 - d6))).sqLength();
-    if (va <= 0.0 && d4 >= d3 && d5 >= d6) return (bp - (c - b) * ((d4 - d3) / (d4 - d3 + d5 - d6))).sqLength();
-    const double sum = va + vb + vc;
-    return (ap - ab * (vb / sum) - ac * (vc / sum)).sqLength();
-}
-
 std::uint32_t nearestOf(const RefitSurface& surface, std::span<const std::uint32_t> faces, const Vector3& p) {
     constexpr double shareOfMiddle = 0.02;
     double least = std::numeric_limits<double>::infinity();
@@ -192,8 +178,9 @@ std::uint32_t nearestOf(const RefitSurface& surface, std::span<const std::uint32
         const std::size_t side = 3 * std::size_t{t};
         const double toMiddle = shareOfMiddle * (surface.vCentres[t] - p).sqLength();
         if (toMiddle >= least) continue;
-        const double square = toMiddle + sqDistanceToTriangle(p, surface.corner(side), surface.corner(side + 1),
-                                                              surface.corner(side + 2));
+        const Vector3& a = surface.corner(side);
+        const double square =
+            toMiddle + sqDistanceToTriangle(p - a, surface.corner(side + 1) - a, surface.corner(side + 2) - a);
         if (square >= least) continue;
         least = square;
         nearest = t;
