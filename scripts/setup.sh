@@ -41,10 +41,10 @@ packages=(
     python3-build
     python3-venv
     python3-pytest      # its tests
-    python3-matplotlib  # pictures
+    python3-matplotlib  # other users of its arrays
+    python3-meshio
     python3-nbclient    # the notebook
     python3-ipykernel
-    python3-meshio      # another user of its arrays
 )
 # For the glTF validator and the pages. Node also comes from elsewhere, with npm in the same package.
 command -v node >/dev/null || packages+=(nodejs)

@@ -127,6 +127,16 @@ await fewer.evaluateOnNewDocument(() => { HTMLCanvasElement.prototype.getContext
 await fewer.goto(pathToFileURL(file('page.html')).href);
 await fewer.waitForSelector('.missing');
 expect((await fewer.evaluate(() => document.body.innerText)).includes('WebGL 2 is missing'), 'a browser without WebGL is told so');
+
+// As in a notebook: a frame of an origin of its own.
+const inner = fs.readFileSync(file('page.html'), 'utf8').replaceAll('&', '&amp;').replaceAll('"', '&quot;');
+fs.writeFileSync(file('frame.html'), `<iframe srcdoc="${inner}" sandbox="allow-scripts" style="width: 900px; height: 520px"></iframe>`);
+await page.setViewport({width: 1000, height: 600});
+await page.goto(pathToFileURL(file('frame.html')).href);
+const frame = await (await page.waitForSelector('iframe')).contentFrame();
+await frame.waitForFunction('window.zef && !window.zef.waiting');
+expect(await frame.evaluate(() => document.querySelector('canvas').clientHeight === 520), 'a frame of its own origin shows the page');
+await page.screenshot({path: file('frame.png')});
 expect(complaints.length === 0, `nothing to complain: ${complaints.join('; ')}`);
 await browser.close();
 process.exit(numFailed ? 1 : 0);
