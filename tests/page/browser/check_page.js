@@ -122,12 +122,6 @@ await settled();
 expect(await page.evaluate(() => document.getElementById('panel').clientHeight > 200 && document.querySelector('canvas').clientHeight > 300),
   'and the settings below it');
 await page.screenshot({path: file('phone.png')});
-const fewer = await browser.newPage();
-await fewer.evaluateOnNewDocument(() => { HTMLCanvasElement.prototype.getContext = () => null; });
-await fewer.goto(pathToFileURL(file('page.html')).href);
-await fewer.waitForSelector('.missing');
-expect((await fewer.evaluate(() => document.body.innerText)).includes('WebGL 2 is missing'), 'a browser without WebGL is told so');
-
 // As in a notebook: a frame of an origin of its own.
 const inner = fs.readFileSync(file('page.html'), 'utf8').replaceAll('&', '&amp;').replaceAll('"', '&quot;');
 fs.writeFileSync(file('frame.html'), `<iframe srcdoc="${inner}" sandbox="allow-scripts" style="width: 900px; height: 520px"></iframe>`);
@@ -137,6 +131,12 @@ const frame = await (await page.waitForSelector('iframe')).contentFrame();
 await frame.waitForFunction('window.zef && !window.zef.waiting');
 expect(await frame.evaluate(() => document.querySelector('canvas').clientHeight === 520), 'a frame of its own origin shows the page');
 await page.screenshot({path: file('frame.png')});
+
+const fewer = await browser.newPage();
+await fewer.evaluateOnNewDocument(() => { HTMLCanvasElement.prototype.getContext = () => null; });
+await fewer.goto(pathToFileURL(file('page.html')).href);
+await fewer.waitForSelector('.missing');
+expect((await fewer.evaluate(() => document.body.innerText)).includes('WebGL 2 is missing'), 'a browser without WebGL is told so');
 expect(complaints.length === 0, `nothing to complain: ${complaints.join('; ')}`);
 await browser.close();
 process.exit(numFailed ? 1 : 0);
