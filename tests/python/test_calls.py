@@ -134,6 +134,22 @@ def test_what_progress_raises_ends_the_call_as_it_is(points, mesh, call):
     assert seen[1:] == sorted(seen[1:]) and seen[-1] == 1.0
 
 
+def test_what_progress_raises_ends_reading_and_writing(mesh, points, tmp_path):
+    file = tmp_path / "a.ply"
+    mesh.write(file)
+    before, stop = file.read_bytes(), Stop()
+
+    def progress(stage, share):
+        if share == 1.0:
+            raise stop
+
+    for call in (mesh.write, zef.read_mesh, zef.read_points, zef.info, lambda f, **k: zef.write(f, points, **k)):
+        with pytest.raises(Stop) as raised:
+            call(file, progress=progress)
+        assert raised.value is stop
+    assert file.read_bytes() == before and os.listdir(tmp_path) == ["a.ply"]
+
+
 def test_a_mesh_that_a_call_changes_is_refused_to_others(mesh):
     answers = []
 

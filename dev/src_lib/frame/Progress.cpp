@@ -225,4 +225,9 @@ OptionalStage::OptionalStage(const std::string& name, uint64 todo) {
     if (pRoot->mNameKids.count(name) > 0) pProgress = pRoot->getChildProgressSetTodo(name, std::max<uint64>(todo, 1));
 }
 
+void RowStage::look() {
+    stage.tick(std::exchange(pending, 0));
+    pollRun(0);
+}
+
 }  // namespace QUOR_ZEF

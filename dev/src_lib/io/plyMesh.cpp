@@ -3,6 +3,7 @@
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
 #include "flat/arrays.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 
 namespace QUOR_ZEF::PLY {
@@ -13,8 +14,10 @@ template <class T, class Convert>
 std::vector<T> collectCoordinates(const std::vector<Point3>& vVertices, Convert convert) {
     std::vector<T> vXYZ;
     vXYZ.reserve(3 * vVertices.size());
-    for (const Point3& p : vVertices)
+    for (const Point3& p : vVertices) {
+        pollRun(vXYZ.size());
         for (const double coord : {p.px, p.py, p.pz}) vXYZ.push_back(convert(coord));
+    }
     return vXYZ;
 }
 
