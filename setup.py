@@ -30,6 +30,8 @@ def pybind11_setting():
 
 class CMakeBuild(build_ext):
     def build_extension(self, extension):
+        if not shutil.which("cmake"):
+            raise SystemExit("zef: CMake is not installed; on Debian, scripts/setup.sh installs all that the build needs")
         target = os.path.abspath(self.get_ext_fullpath(extension.name))
         name = os.path.basename(target)
         settings = {

@@ -215,6 +215,16 @@ std::string version() {
     return std::to_string(major) + "." + twoDigits;
 }
 
+// Earlier versions of pybind11 would take wrong sizes from the arrays of numpy 2.
+void requireKnownNumpy() {
+    constexpr int firstThatKnows = 0x020C0000;
+    if (PYBIND11_VERSION_HEX >= firstThatKnows) return;
+    const auto version = py::module_::import("numpy").attr("__version__").cast<std::string>();
+    if (version.find('.') == 1 && version[0] == '1') return;
+    throw py::import_error("zef was built with a pybind11 that knows numpy 1 only, and this is numpy " + version +
+                           ": install numpy below 2, or build zef with pybind11 2.12 or later");
+}
+
 void bindHolders(py::module_& m) {
     py::class_<MeshHolder>(m, "MeshHolder")
         .def(py::init<const py::array&, const py::array&, const py::object&>())
@@ -246,6 +256,7 @@ void bindHolders(py::module_& m) {
 }  // namespace
 
 PYBIND11_MODULE(_core, m) {
+    requireKnownNumpy();
     translateErrors();
     bindHolders(m);
     m.def("reconstruct", reconstruct);

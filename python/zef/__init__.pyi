@@ -340,7 +340,7 @@ def write(
 ) -> WriteResult: ...
 def check(mesh: Mesh, *, threads: int = 0, progress: _Progress = None) -> MeshReport: ...
 def draw(
-    mesh: Union[Mesh, Sequence[Mesh], None],
+    mesh: Union[Mesh, Sequence[Mesh], Cloud, npt.NDArray[Any], None],
     cloud: Union[_Numbers, Cloud, None] = None,
     *,
     width: int = 1600,
@@ -356,7 +356,7 @@ def draw(
     progress: _Progress = None,
 ) -> Picture: ...
 def view(
-    mesh: Union[Mesh, Sequence[Mesh], None],
+    mesh: Union[Mesh, Sequence[Mesh], Cloud, npt.NDArray[Any], None],
     cloud: Union[_Numbers, Cloud, None] = None,
     *,
     path: Optional[_Path] = None,

@@ -20,6 +20,13 @@ _SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "page.js")
 _log = logging.getLogger("zef")
 
 
+def _file_name(path, endings):
+    name = os.fsdecode(_arrays.path("path", path))
+    if os.path.splitext(name)[1].lower() not in endings:
+        raise ArgumentError(f"path is {_arrays._short(path)}; it must end in {' or '.join(endings)}")
+    return name
+
+
 class _Shown:
     """What a browser can show. path: the file that it was written to, or None."""
 
@@ -27,12 +34,9 @@ class _Shown:
 
     def save(self, path):
         """Writes it as a file, whole or not at all."""
-        file = _arrays.path("path", path)
-        ending = os.path.splitext(os.fsdecode(file))[1].lower()
-        if ending not in self._endings:
-            raise ArgumentError(f"path is {_arrays._short(path)}; it must end in {' or '.join(self._endings)}")
-        self._write(file)
-        self.path = os.fsdecode(file)
+        name = _file_name(path, self._endings)
+        self._write(os.fsencode(name))
+        self.path = name
 
     def open(self):
         """Opens it in the browser, if need be from a file in the folder for temporary ones.
@@ -137,7 +141,7 @@ def _in_notebook():
 
 
 def _meshes(mesh):
-    wish = "a Mesh, a list of Meshes, or None"
+    wish = "a Mesh, a list of Meshes, points, or None"
     meshes = [] if mesh is None else list(mesh) if isinstance(mesh, (list, tuple)) else [mesh]
     if not all(isinstance(one, Mesh) for one in meshes) or (mesh is not None and not meshes):
         raise ArgumentTypeError(f"mesh is {_arrays._short(mesh)}; it must be {wish}")
@@ -145,13 +149,18 @@ def _meshes(mesh):
 
 
 def _scene(mesh, cloud):
-    """Meshes, points and colours as the library takes them."""
-    held = [one._held for one in _meshes(mesh)]
-    if not held and cloud is None:
+    """Meshes; and meshes, points and colours as the library takes them."""
+    name = "cloud"
+    if cloud is None and isinstance(mesh, (Cloud, np.ndarray)):
+        name, mesh, cloud = "mesh", None, mesh
+    meshes = _meshes(mesh)
+    if not meshes and cloud is None:
         raise ArgumentError("mesh and cloud are None; give one of them")
-    if cloud is None or isinstance(cloud, Cloud):
-        return held, cloud and cloud._held, None
-    return held, _arrays.coordinates("cloud", cloud), None
+    if isinstance(cloud, Cloud):
+        points = cloud._held
+    else:
+        points = cloud if cloud is None else _arrays.coordinates(name, cloud)
+    return meshes, ([one._held for one in meshes], points, None)
 
 
 def _figures(report):
@@ -203,20 +212,22 @@ def _still(meshes, points, colors, given, context):
 
 @takes_options("DrawOptions")
 def draw(mesh, cloud=None, *, given, context):
-    """A Picture of a Mesh or a list of them, and of a cloud, (n, 3) or a Cloud; either may be None.
+    """A Picture of a Mesh or a list of them, and of a cloud, (n, 3) or a Cloud.
+
+    One of them may be None, and a cloud may stand alone in place of the mesh.
 
     As large as it fits, without perspective, z up. Border edges are red lines, edges of more
     than two triangles violet ones, back sides of triangles orange; points without colours show
     their height, or are blue beside a mesh. Rows that are not finite are left out. Its save()
     writes a PNG file. A million triangles take about a third of a second."""
-    return Picture(_core.draw(*_scene(mesh, cloud), given, *context))
+    return Picture(_core.draw(*_scene(mesh, cloud)[1], given, *context))
 
 
 @takes_options("PageOptions")
 def view(mesh, cloud=None, *, path=None, report=None, height=520, given, context):
     """Shows a Mesh or a list of them, and a cloud, (n, 3) or a Cloud, in an interactive page.
 
-    Either may be None. In a notebook the page shows where it is the last line of a cell, height
+    One of them may be None, and a cloud may stand alone in place of the mesh. In a notebook the page shows where it is the last line of a cell, height
     pixels high; there max_triangles is 250 000 and max_points 150 000 unless they are given.
     Elsewhere the browser opens it, from a file in the folder for temporary ones, which stays;
     without a browser a warning of the logger "zef" names the file. With a path, .html, the page
@@ -225,12 +236,12 @@ def view(mesh, cloud=None, *, path=None, report=None, height=520, given, context
 
     Gives a Page, with html, path, save(path) and open(). A path ending in .png, or a package that
     was built without the script of the pages, which a warning tells, gives a Picture, see draw()."""
-    scene = _scene(mesh, cloud)
-    lines = _lines(report, _meshes(mesh))
+    meshes, scene = _scene(mesh, cloud)
+    lines = _lines(report, meshes)
     pixels = _core.number("height", height)
     if not 100 <= pixels <= 4000:
         raise ArgumentError(f"height is {_arrays._short(height)}; it must be from 100 to 4000 pixels")
-    name = None if path is None else os.fsdecode(_arrays.path("path", path))
+    name = None if path is None else _file_name(path, Page._endings + Picture._endings)
     wants_picture = name is not None and name.lower().endswith(".png")
     inline = name is None and _in_notebook()
     script = None if wants_picture else _script()

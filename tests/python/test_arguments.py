@@ -67,7 +67,8 @@ def calls(points, mesh, folder):
             function = getattr(owner, name)
             parameters = inspect.signature(function).parameters
             if name != "copy":
-                yield name, function, parameters, {**{p: some[p] for p in parameters if p in some}, **needs.get(name, {})}
+                path = {"path": folder / "a.html"} if name in ("view", "plot") else {}
+                yield name, function, parameters, {p: v for p, v in {**some, **needs.get(name, {}), **path}.items() if p in parameters}
 
 
 def test_every_bad_value_is_told_by_the_name_of_its_argument(points, mesh, tmp_path):
