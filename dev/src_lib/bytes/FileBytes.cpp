@@ -92,7 +92,8 @@ void adviseHugePages(void* pMemory, std::size_t numBytes) {
     const std::uintptr_t first = roundUp(address, hugePage);
     const std::uintptr_t last = (address + numBytes) / hugePage * hugePage;
     // Only a hint: where it is refused, everything works as before.
-    if (last > first) static_cast<void>(::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE));
+    if (last <= first) return;
+    static_cast<void>(::madvise(static_cast<char*>(pMemory) + (first - address), last - first, MADV_HUGEPAGE));
 }
 
 void reserveMore(std::vector<Point3>& vPoints, std::size_t num) {
