@@ -115,8 +115,17 @@ def test_operations_refuse_meshes_without_meaning_and_leave_them():
 
 
 def test_unknown_arguments_are_named():
-    with pytest.raises(zef.ArgumentError, match="growsteps"):
+    with pytest.raises(zef.ArgumentError, match="growsteps.*grow_steps"):
         zef.reconstruct(np.eye(3), growsteps=3)
+    with pytest.raises(zef.ArgumentError, match="points without a name"):
+        zef.reconstruct(np.eye(3), 0.1)
+
+
+def test_arrays_that_are_nearly_right_are_told_how(points):
+    for near, cure in ((points.T, "points.T"), (np.hstack([points, points]), "points[:, :3]")):
+        with pytest.raises(zef.ArgumentError) as raised:
+            zef.reconstruct(near)
+        assert cure in str(raised.value)
 
 
 def stub_signatures():

@@ -104,6 +104,12 @@ def test_soup_melts_and_resamples_from_any_shape(mesh):
     assert len(cloud) == len(np.asarray(cloud)) > 1000 and cloud.colors is None
 
 
+def test_masked_rows_are_left_out(points, made):
+    masked = np.ma.masked_array(np.insert(points, 5, 7.0, axis=0), mask=False)
+    masked[5] = np.ma.masked
+    assert same(zef.reconstruct(masked), made)
+
+
 def test_rows_that_are_not_finite_are_left_out_with_one_warning(points, made, caplog):
     holed = np.insert(points, [5, 9], np.nan, axis=0)
     with caplog.at_level(logging.WARNING, "zef"):
