@@ -205,7 +205,8 @@ TEST(Refit, sameBytesOnAnyNumberOfThreadsAndInAnyOrder) {
 TEST(Refit, coloursAreThoseOfThePointsAround) {
     std::vector<Point3> vPoints;
     for (int i = 0; i < 3600; ++i) {
-        vPoints.emplace_back(0.5 * (i % 60), 0.5 * (i / 60), 0.0);
+        const int row = i / 60;
+        vPoints.emplace_back(0.5 * (i % 60), 0.5 * row, 0.0);
         vPoints.back().setColor(i % 60 < 30 ? 10 : 200, 0, 0, 255);
     }
     const Shape sheet = gridSheet(30, 30);
