@@ -6,6 +6,7 @@
 #include <functional>
 #include <random>
 
+#include "flat/arrays.h"
 #include "geometry/freeFunctions.h"
 #include "support/shapes.h"
 #include "zef/reconstruction.h"
@@ -126,6 +127,7 @@ TEST(Refit, noisyBoxGetsSharpEdgesAndCorners) {
     EXPECT_NEAR(made.refit.noise * made.measuredSpacing, 0.2 * spacing, 0.03 * spacing);
     EXPECT_GT(made.refit.numCreaseVertices, 100u);
     EXPECT_TRUE(check(made.mesh).closed);
+    EXPECT_EQ(countSelfIntersections(made.mesh), 0u);
 }
 
 TEST(Refit, noisySphereStaysASphere) {
@@ -187,6 +189,30 @@ TEST(Refit, doesNotBlowUpOnWhatIsNoSurface) {
     TriangleMesh mesh{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {2, 0, 0}}, {0, 1, 2, 0, 3, 1}};
     refit(mesh, viewOf(vLine), {1.0, 0.0});  // one triangle has no area
     EXPECT_EQ(mesh.indices.size(), 6u);
+}
+
+TEST(Refit, leadsNoVertexAwayFromAllPoints) {
+    Random random;
+    std::vector<Point3> vPoints;
+    while (vPoints.size() < 3000) {
+        const double x = random(), y = random(), z = random();
+        vPoints.emplace_back(x, y, z);
+    }
+    ReconstructOptions options;
+    options.refit = false;
+    Reconstruction made = reconstruct(vPoints, options);
+    const std::vector<Point3> vBefore = made.mesh.vertices;
+    refit(made.mesh, vPoints, {made.measuredSpacing, 0.0});
+    const auto toPoints = [&](const Point3& p) {
+        double least = 1e9;
+        for (const Point3& q : vPoints) least = std::min(least, (p - q).length());
+        return least;
+    };
+    const double edge = meanSideLength(made.mesh);
+    for (std::size_t i = 0; i < vBefore.size(); ++i) {
+        if (toPoints(vBefore[i]) > 0.5 * edge) continue;
+        EXPECT_LT(toPoints(made.mesh.vertices[i]), 0.9 * edge) << i;
+    }
 }
 
 TEST(Refit, sameBytesOnAnyNumberOfThreadsAndInAnyOrder) {
