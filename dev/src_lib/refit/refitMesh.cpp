@@ -151,10 +151,11 @@ private:
 
     void sharpenCorners(const RefitPart& creases) {
         const std::vector<Vector3> vBefore = surface.vPlaces;
+        const std::vector<FaceNormal> vTrue = surface.vNormals;
         surface.vPlaces = placesOfCorners(surface, creases);
         for (const std::uint32_t i : creases.vVertices)
             if ((surface.vPlaces[i] - vOld[i]).length() > longestMove * surface.edge) surface.vPlaces[i] = vBefore[i];
-        takeBackFolds(creases, vBefore, surface.vNormals);
+        takeBackFolds(creases, vBefore, vTrue);
     }
 
     // What bends as much as a crease would shrink over many rounds.
@@ -270,7 +271,8 @@ private:
 
     // Where triangles would turn away from the filtered normals, their vertices go back half of
     // the way, then all of it. Leaves the true normals.
-    void takeBackFolds(const RefitPart& part, const std::vector<Vector3>& vBefore, std::vector<FaceNormal> vTrue) {
+    void takeBackFolds(const RefitPart& part, const std::vector<Vector3>& vBefore,
+                       const std::vector<FaceNormal>& vTrue) {
         constexpr int numTries = 4;
         const std::vector<FaceNormal> vWanted = surface.vNormals;
         surface.renewNormals();
