@@ -58,13 +58,13 @@ mesh = zef.reconstruct(rows)
 report = mesh.check()
 assert report.closed and report.manifold, report
 PYTHON
-zef reconstruct sphere.xyz --quiet
-zef check sphere.xyz.mesh.ply 2>/dev/null || zef check sphere.mesh.ply
-zef view sphere.mesh.ply -o sphere.html --png sphere.png --quiet
+zef reconstruct sphere.xyz -o sphere.ply --quiet
+zef check sphere.ply
+zef view sphere.ply -o sphere.html --png sphere.png --quiet
 test -s sphere.html && test -s sphere.png
 cat >program.cpp <<'CPP'
 #include <zef/zef.h>
-int main() { return zef::check(zef::readMesh("sphere.mesh.ply").mesh).closed ? 0 : 1; }
+int main() { return zef::check(zef::readMesh("sphere.ply")).closed ? 0 : 1; }
 CPP
 g++ -std=c++20 program.cpp -o program $(pkg-config --cflags --libs zef)
 ./program
