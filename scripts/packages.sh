@@ -80,7 +80,11 @@ else
     cp "$folder"/*.deb "$folder/try.sh" "$root/tmp/"
     chroot "$root" sh -c "apt-get update -q && DEBIAN_FRONTEND=noninteractive apt-get install -q -y \
         --no-install-recommends /tmp/*.deb g++ pkg-config" >"$folder/install.log" 2>&1
+    mount -t proc proc "$root/proc"
+    trap 'umount "$root/proc"' EXIT
     chroot "$root" bash /tmp/try.sh
+    trap - EXIT
+    umount "$root/proc"
     rm -rf "$root"
 fi
 say "done: $folder"
