@@ -26,6 +26,33 @@ sed -E 's|\(docs/|(|g; s|\[([^]]*)\]\((include/zef\|examples\|LICENSE\|CONTRIBUT
     README.md >"$pages/index.md"
 sed -E 's|\(docs/|(|g' CHANGELOG.md >"$pages/changelog.md"
 sed -i -E 's|\[([^]]*)\]\(\.\./[^)]*\)|\1|g' "$pages"/*.md "$pages"/decisions/*.md
+# From the docstrings, which the built module completes with the options.
+python=$(sed -n 's/^Python_EXECUTABLE:[^=]*=//p' build/release/CMakeCache.txt 2>/dev/null || true)
+if PYTHONPATH=build/release/python "${python:-/usr/bin/python3}" - >"$pages/python_reference.md" <<'PYTHON'
+import inspect, zef
+
+def show(name, thing, level):
+    try:
+        signature = str(inspect.signature(thing))
+    except (TypeError, ValueError):
+        signature = ""
+    print("%s %s\n\n```\n%s%s\n```\n\n```\n%s\n```\n" % ("#" * level, name, name, signature, inspect.getdoc(thing) or "-"))
+
+print("# Python reference\n\nAs `help(zef)` tells it.\n")
+for name in sorted(n for n in dir(zef) if not n.startswith("_")):
+    thing = getattr(zef, name)
+    if not callable(thing):
+        continue
+    show(name, thing, 2)
+    if inspect.isclass(thing) and not issubclass(thing, BaseException):
+        for member, value in sorted(vars(thing).items()):
+            if not member.startswith("_") and callable(value):
+                show("%s.%s" % (name, member), value, 3)
+PYTHON
+then :; else
+    echo "docs: the Python module is not built in build/release, so that its reference is empty" >&2
+    echo "Not built." >"$pages/python_reference.md"
+fi
 echo '<p><a href="api/index.html">Reference of the C++ interface</a></p>' >>"$pages/index.md"
 mkdocs build --strict --quiet
 doxygen docs/Doxyfile
