@@ -53,9 +53,12 @@ class CMakeBuild(build_ext):
 
 
 def put_page_script(folder):
-    """The script of the interactive pages, where node and the packages of page/ are there."""
+    """The script of the interactive pages: as archives of a release bring it, or made by node."""
     target = os.path.join(folder, "page.js")
-    if os.path.isdir(os.path.join(ROOT, "page", "node_modules", "esbuild")) and shutil.which("node"):
+    made = os.path.join(ROOT, "page", "made", "page.js")
+    if os.path.exists(made):
+        shutil.copyfile(made, target)
+    elif os.path.isdir(os.path.join(ROOT, "page", "node_modules", "esbuild")) and shutil.which("node"):
         subprocess.run(["node", os.path.join(ROOT, "page", "build.mjs"), os.path.abspath(target)], check=True)
     elif not os.path.exists(target):
         print("node or the packages of page/ are not installed (scripts/setup.sh does it): view() draws pictures only")
