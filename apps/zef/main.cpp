@@ -34,6 +34,7 @@ void addCommands(Commands& commands) {
     addColour(commands);
     addHoles(commands);
     addCheck(commands);
+    addCompare(commands);
     addView(commands);
 }
 

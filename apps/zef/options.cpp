@@ -25,12 +25,13 @@ void addTalkOptions(CLI::App& command, TalkOptions& talk) {
 }
 
 void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name) {
-    const bool bOptional = name == OutputName::OPTIONAL;
-    command
-        .add_option(name == OutputName::POSITIONAL ? "-o,--output,OUT" : "-o,--output", output.path,
-                    bOptional ? "The file to write, NAME.mesh.ply beside the first input NAME.* if it is not given"
-                              : "The file to write")
-        ->required(!bOptional);
+    const auto words = [name] {
+        if (name == OutputName::OPTIONAL)
+            return "The file to write, NAME.mesh.ply beside the first input NAME.* if it is not given";
+        return name == OutputName::COLOURED ? "Write the first with the distances as colours" : "The file to write";
+    };
+    command.add_option(name == OutputName::POSITIONAL ? "-o,--output,OUT" : "-o,--output", output.path, words())
+        ->required(name == OutputName::REQUIRED || name == OutputName::POSITIONAL);
     command.add_flag("--force", output.bForce, "Replace an output of any kind, also one that is an input");
     CLI::Option* const pDouble = command.add_flag(
         "--double", output.bDouble,

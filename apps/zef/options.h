@@ -23,8 +23,9 @@ struct OutputOptions {
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk);
 
-// OPTIONAL: there is a name if none is given. POSITIONAL: it may also stand without -o.
-enum class OutputName { REQUIRED, OPTIONAL, POSITIONAL };
+// OPTIONAL: there is a name if none is given. POSITIONAL: it may also stand without -o. COLOURED: only if it is
+// given, with colours by distance.
+enum class OutputName { REQUIRED, OPTIONAL, POSITIONAL, COLOURED };
 void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name);
 
 // "x,y,z" as finite numbers. False if it is anything else.

@@ -17,6 +17,7 @@ struct Commands {
 void addAnneal(Commands& commands);
 void addCheck(Commands& commands);
 void addColour(Commands& commands);
+void addCompare(Commands& commands);
 void addConvert(Commands& commands);
 void addFlip(Commands& commands);
 void addHoles(Commands& commands);

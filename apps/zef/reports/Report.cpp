@@ -30,6 +30,10 @@ std::string numberText(double value) {
     return formatted("%.9g", value);
 }
 
+std::string shortText(double value) {
+    return formatted("%.4g", value);
+}
+
 std::string percentText(double share) {
     return formatted("%.4g %%", 100.0 * share);
 }

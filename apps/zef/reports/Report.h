@@ -44,6 +44,7 @@ private:
 // 1234567 as 1,234,567.
 std::string countText(std::uint64_t count);
 std::string numberText(double value);
+std::string shortText(double value);  // four digits
 std::string percentText(double share);
 std::string secondsText(double seconds);
 std::string bytesText(std::uint64_t bytes);

@@ -175,6 +175,10 @@ OperationPlan planOfIntersections() {
     return {"CountSelfIntersections", {{"SI_cells", 40.0}, {"SI_pairs", 60.0}}};
 }
 
+OperationPlan planOfComparing() {
+    return {"Compare", {{"CP_there", 50.0}, {"CP_back", 50.0}}};
+}
+
 void finishProgress() {
     getProgress()->finish(true);
     getProgress()->reset();

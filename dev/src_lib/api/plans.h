@@ -33,6 +33,7 @@ OperationPlan planOfRefitting();
 OperationPlan planOfMaking();  // a mesh manifold
 OperationPlan planOfChecking();
 OperationPlan planOfIntersections();
+OperationPlan planOfComparing();
 
 // Says that all is done, and forgets the plan.
 void finishProgress();

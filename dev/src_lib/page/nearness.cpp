@@ -1,36 +1,23 @@
 #include "page/nearness.h"
 
 #include <cmath>
+#include <limits>
 
 #include "page/Rounding.h"
 #include "parallel/parallelTransform.h"
-#include "simplify/TriangleTree.h"
+#include "simplify/NearestFeet.h"
 #include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
 
 std::vector<float> distancesTo(const TriangleMesh& mesh, const std::vector<Point3>& vPoints) {
-    constexpr std::size_t minChunk = 20000;
+    if (mesh.indices.empty()) return std::vector<float>(vPoints.size(), std::numeric_limits<float>::infinity());
     const FanSurface surface(mesh);
-    std::vector<float> vDistances(vPoints.size());
-    parallelChunks(vPoints.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-        // A tree is for one thread; the distances are exact, so the cuts do not show.
-        TriangleTree tree(surface);
-        Foot foot;
-        for (std::size_t i = begin; i < end; ++i) {
-            const Vector3 p(vPoints[i].px, vPoints[i].py, vPoints[i].pz);
-            const std::uint32_t last = foot.triangle;
-            const bool bFound = std::isfinite(foot.sqDistance);
-            foot = {};
-            // The triangle next to the last point is near to this one.
-            if (bFound) {
-                findFoot(p, surface.corner(last, 0), surface.corner(last, 1), surface.corner(last, 2), foot);
-                foot.triangle = last;
-            }
-            tree.findCloser(p, foot);
-            vDistances[i] = static_cast<float>(std::sqrt(foot.sqDistance));
-        }
-    });
+    std::vector<Foot> vFeet(vPoints.size());
+    NearestFeet(surface).find(vPoints, vFeet);
+    std::vector<float> vDistances;
+    vDistances.reserve(vFeet.size());
+    for (const Foot& foot : vFeet) vDistances.push_back(static_cast<float>(std::sqrt(foot.sqDistance)));
     return vDistances;
 }
 
