@@ -21,6 +21,7 @@ public:
     CommandRun& operator=(const CommandRun&) = delete;
 
     Report report;
+    const std::string inputFormat;  // of standard input; empty if none was told
     // For every call of the library.
     const zef::Context& getContext() const { return context; }
 

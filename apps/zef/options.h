@@ -7,15 +7,20 @@
 
 // The options that several commands share, each parsed in one place.
 
+// The group of those of all commands.
+inline constexpr const char* sharedGroup = "Options of all commands";
+
 struct TalkOptions {
     bool bQuiet = false;
     bool bVerbose = false;
     bool bJson = false;
-    unsigned numThreads = 0;  // 0: as many as the machine has
+    unsigned numThreads = 0;       // 0: as many as the machine has
+    std::string inputFormat = {};  // of standard input, an ending without its dot
 };
 
 struct OutputOptions {
     std::string path;
+    std::string format = "ply";  // of standard output
     bool bForce = false;
     bool bDouble = false, bSingle = false;
     std::string shift;  // empty, "auto" or "x,y,z"

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "CommandRun.h"
+#include "manual/CommandTable.h"
 
 // The subcommands, one file each. What one of them is to do when it was asked
 // for stands in run; its options live in there.

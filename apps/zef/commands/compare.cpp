@@ -8,6 +8,7 @@
 #include "failures.h"
 #include "files/bundle.h"
 #include "files/meshes.h"
+#include "files/pipes.h"
 #include "numbers.h"
 #include "options.h"
 
@@ -140,6 +141,8 @@ void writeView(CommandRun& commandRun, const std::string& page, const std::strin
 }
 
 int runCompare(const Options& options, CommandRun& commandRun) {
+    if (options.bView && (isPipe(options.path) || isPipe(options.output.path)))
+        throw UsageFailure("--view has no name for its page where - stands for a file");
     const std::string page = pageOf(options);
     checkOutputs(options, page);
     const std::string bundle = options.bView ? readBundle() : "";
@@ -172,8 +175,7 @@ void addCompare(Commands& commands) {
         .add_option(
             "--limit", pOptions->library.limit,
             "Where the histogram and the colours end, in the unit of the files; by default where 99 % are nearer")
-        ->check(checkNumber)
-        ->check(CLI::PositiveNumber);
+        ->check(checkPositive);
     command.add_option("--bins", pOptions->library.bins, "Of the histogram")
         ->check(CLI::Range(1u, 10'000u))
         ->capture_default_str();
@@ -184,5 +186,9 @@ void addCompare(Commands& commands) {
                      "Also write a page that shows both, the first coloured by its distance");
     addOutputOptions(command, pOptions->output, OutputName::COLOURED);
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef compare mesh.ply truth.stl", "Distances both ways, with histograms."},
+                          {"zef compare mesh.ply scan.ply -o coloured.ply --limit 0.5",
+                           "The mesh with its distances from the points as colours."},
+                          {"zef compare before.ply after.ply --view", "A page that shows where two meshes differ."}});
     onRun(commands, command, pOptions, runCompare);
 }

@@ -5,15 +5,17 @@
 #include <utility>
 
 #include "failures.h"
+#include "files/pipes.h"
 #include "reports/topology.h"
 #include "zef/files.h"
 #include "zef/meshCheck.h"
 
 void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>& vInputs) {
-    const zef::FileFormat format = zef::formatOf(output.path);
-    if (!format.writesMeshes) throw UsageFailure(output.path + ": no known format; use .ply, .obj, .stl, .off or .glb");
+    const std::string name = nameOfFormat(output.path, output.format);
+    const zef::FileFormat format = zef::formatOf(name);
+    if (!format.writesMeshes) throw UsageFailure(name + ": no known format; use .ply, .obj, .stl, .off or .glb");
     if (output.bDouble && !format.hasDoubles)
-        throw UsageFailure(output.path + ": the format has no room for --double; use .ply, .obj or .off, or --shift");
+        throw UsageFailure(name + ": the format has no room for --double; use .ply, .obj or .off, or --shift");
     checkOutput(output, vInputs);
 }
 
@@ -42,8 +44,9 @@ std::size_t dropUnusable(zef::TriangleMesh& mesh) {
 }  // namespace
 
 zef::TriangleMesh readSurface(CommandRun& commandRun, const std::string& path) {
-    commandRun.step("reading " + path);
-    zef::PointFile file = zef::readPoints(path, commandRun.getContext());
+    zef::PointFile file;
+    readInput(commandRun, path,
+              [&](const std::string& name) { file = zef::readPoints(name, commandRun.getContext()); });
     if (file.kind == zef::PointFile::Kind::CORNERS) return readMeshFile(commandRun, path);
     zef::TriangleMesh mesh{std::move(file.points), std::move(file.indices)};
     const std::size_t numDropped = dropUnusable(mesh);
@@ -53,8 +56,10 @@ zef::TriangleMesh readSurface(CommandRun& commandRun, const std::string& path) {
 }
 
 zef::TriangleMesh readMeshFile(CommandRun& commandRun, const std::string& path) {
-    commandRun.step("reading " + path);
-    return zef::readMesh(path, {}, commandRun.getContext());
+    zef::TriangleMesh mesh;
+    readInput(commandRun, path,
+              [&](const std::string& name) { mesh = zef::readMesh(name, {}, commandRun.getContext()); });
+    return mesh;
 }
 
 void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
@@ -63,8 +68,9 @@ void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
 
 void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh) {
     const zef::WriteOptions options = writeOptionsOf(output, zef::middleOffset(mesh), spacing);
-    commandRun.stepWriting(output.path);
-    reportWritten(commandRun.report, output, zef::write(output.path, mesh, options, commandRun.getContext()));
+    writeOutput(commandRun, output.path, output.format, [&](const std::string& name) {
+        reportWritten(commandRun.report, output, zef::write(name, mesh, options, commandRun.getContext()));
+    });
 }
 
 zef::MeshReport reportMeshOf(CommandRun& commandRun, const zef::TriangleMesh& mesh) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,7 +29,11 @@ public:
     // Stands alone in place of the lines.
     void setAnswer(const std::string& text) { answer = text; }
 
-    void print(bool bJson) const;
+    // Where standard output is taken.
+    void useStandardError() { bStandardError = true; }
+
+    // False if it could not be written.
+    bool print(bool bJson) const;
     // The lines for people: what, how much.
     std::vector<std::pair<std::string, std::string>> lines() const;
 
@@ -39,6 +44,9 @@ private:
     nlohmann::ordered_json object = nlohmann::ordered_json::object();
     std::vector<Line> vLines;
     std::string answer;
+    bool bStandardError = false;
+
+    void printLines(std::ostream& out) const;
 };
 
 // 1234567 as 1,234,567.
