@@ -87,11 +87,12 @@ Ending endingOf(CommandRun& commandRun, const std::function<int(CommandRun&)>& c
 
 }  // namespace
 
-int runCommand(const TalkOptions& talk, const std::function<int(CommandRun&)>& command) {
+int runCommand(const std::string& name, const TalkOptions& talk, const std::function<int(CommandRun&)>& command) {
     Report report;
     Ending ending;
     {
         CommandRun commandRun(talk);
+        commandRun.report.begin(name);
         ending = endingOf(commandRun, command);
         report = std::move(commandRun.report);
     }

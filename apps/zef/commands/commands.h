@@ -36,9 +36,10 @@ void addView(Commands& commands);
 template <class Options>
 void onRun(Commands& commands, CLI::App& subcommand, std::shared_ptr<Options> pOptions,
            int (*function)(const Options&, CommandRun&)) {
-    subcommand.callback([&commands, pOptions, function] {
-        commands.run = [pOptions, function] {
-            return runCommand(pOptions->talk, [&](CommandRun& commandRun) { return function(*pOptions, commandRun); });
+    subcommand.callback([&commands, pOptions, function, name = subcommand.get_name()] {
+        commands.run = [pOptions, function, name] {
+            return runCommand(name, pOptions->talk,
+                              [&](CommandRun& commandRun) { return function(*pOptions, commandRun); });
         };
     });
 }

@@ -116,7 +116,6 @@ void writeColoured(CommandRun& commandRun, const OutputOptions& output, const ze
     } else {
         writeMeshFile(commandRun, output, ownSpacing, mesh);
     }
-    commandRun.report.addText("output", "output", output.path);
     commandRun.lap("seconds_write", "write");
 }
 

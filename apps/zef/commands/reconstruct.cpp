@@ -208,7 +208,6 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     const zef::MeshReport topology = reportMeshOf(commandRun, made.mesh);
     reportSides(commandRun.report, made);
     giveHints(commandRun, library, made, topology.numBorderLoops);
-    commandRun.report.addText("output", "output", output.path);
     // First of all the mesh, so that no page that fails takes it along.
     writeMeshFile(commandRun, output, made.spacing, made.mesh);
     commandRun.lap("seconds_write", "write");

@@ -68,6 +68,7 @@ void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
 
 void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh) {
     const zef::WriteOptions options = writeOptionsOf(output, zef::middleOffset(mesh), spacing);
+    commandRun.report.addText("output", "output", output.path);
     writeOutput(commandRun, output.path, output.format, [&](const std::string& name) {
         reportWritten(commandRun.report, output, zef::write(name, mesh, options, commandRun.getContext()));
     });

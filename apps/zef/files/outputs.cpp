@@ -174,6 +174,7 @@ void reportWritten(Report& report, const OutputOptions& output, const zef::Write
 void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing,
                     std::span<const zef::Point3> points) {
     const zef::WriteOptions options = writeOptionsOf(output, zef::middleOffset(points), spacing);
+    commandRun.report.addText("output", "output", output.path);
     writeOutput(commandRun, output.path, output.format, [&](const std::string& name) {
         reportWritten(commandRun.report, output, zef::write(name, points, options, commandRun.getContext()));
     });

@@ -53,6 +53,12 @@ std::string bytesText(std::uint64_t bytes) {
     return formatted(units[unit], value);
 }
 
+void Report::begin(const std::string& command) {
+    constexpr int version = 1;
+    object["report_version"] = version;
+    object["command"] = command;
+}
+
 void Report::add(const std::string& key, const std::string& label, Json value, const std::string& text) {
     if (!key.empty()) object[key] = std::move(value);
     if (!label.empty()) vLines.push_back({label, text});

@@ -14,6 +14,9 @@
 // only, and a label without key in the lines only.
 class Report {
 public:
+    // The version of what docs/report.schema.json describes, and the name of the command.
+    void begin(const std::string& command);
+
     void addCount(const std::string& key, const std::string& label, std::uint64_t count);
     void addNumber(const std::string& key, const std::string& label, double value);
     void addShare(const std::string& key, const std::string& label, double share);  // 0 to 1
