@@ -10,7 +10,7 @@ CommandRun::CommandRun(const TalkOptions& talk)
     : inputFormat(talk.inputFormat),
       bQuiet(talk.bQuiet),
       bVerbose(talk.bVerbose),
-      bar(std::cerr, !talk.bQuiet && isErrorATerminal()) {
+      bar(std::cerr, kindOfProgress(talk.bQuiet)) {
     context.threads = talk.numThreads;
     context.progress = [this](const zef::ProgressStep& progress) {
         show(progress);

@@ -50,6 +50,7 @@ constexpr std::array stages = {
     Words{"RF_fit", "refitting to the points"},
     Words{"CK_mesh", "checking edges and vertices"},
     Words{"CK_fit", "measuring the coverage"},
+    Words{"CK_noise", "measuring the noise"},
     Words{"CP_there", "measuring the distances"},
     Words{"CP_back", "measuring the other way round"},
     Words{"SI_cells", "sorting triangles"},
