@@ -41,6 +41,7 @@ packages=(
     python3-build
     python3-venv
     python3-pytest      # its tests
+    python3-jsonschema  # checks reports of the tool against their schema
     python3-matplotlib  # other users of its arrays
     python3-meshio
     python3-nbclient    # the notebook

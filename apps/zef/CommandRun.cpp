@@ -7,7 +7,10 @@
 #include "failures.h"
 
 CommandRun::CommandRun(const TalkOptions& talk)
-    : bQuiet(talk.bQuiet), bVerbose(talk.bVerbose), bar(std::cerr, !talk.bQuiet && isErrorATerminal()) {
+    : inputFormat(talk.inputFormat),
+      bQuiet(talk.bQuiet),
+      bVerbose(talk.bVerbose),
+      bar(std::cerr, kindOfProgress(talk.bQuiet)) {
     context.threads = talk.numThreads;
     context.progress = [this](const zef::ProgressStep& progress) {
         show(progress);
@@ -84,11 +87,12 @@ Ending endingOf(CommandRun& commandRun, const std::function<int(CommandRun&)>& c
 
 }  // namespace
 
-int runCommand(const TalkOptions& talk, const std::function<int(CommandRun&)>& command) {
+int runCommand(const std::string& name, const TalkOptions& talk, const std::function<int(CommandRun&)>& command) {
     Report report;
     Ending ending;
     {
         CommandRun commandRun(talk);
+        commandRun.report.begin(name);
         ending = endingOf(commandRun, command);
         report = std::move(commandRun.report);
     }
@@ -96,8 +100,7 @@ int runCommand(const TalkOptions& talk, const std::function<int(CommandRun&)>& c
         std::cerr << "zef: " + ending.failure + "\n" << std::flush;
         return ending.status;
     }
-    report.print(talk.bJson);
-    if (std::cout) return ending.status;
+    if (report.print(talk.bJson)) return ending.status;
     std::cerr << "zef: the report could not be written to standard output\n";
     return EXIT_COULD_NOT;
 }

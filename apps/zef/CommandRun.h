@@ -21,6 +21,7 @@ public:
     CommandRun& operator=(const CommandRun&) = delete;
 
     Report report;
+    const std::string inputFormat;  // of standard input; empty if none was told
     // For every call of the library.
     const zef::Context& getContext() const { return context; }
 
@@ -62,4 +63,4 @@ private:
 
 // Runs a command and prints its report, or says on standard error why there is
 // none. Returns the status of the process: the command's own if it ended.
-int runCommand(const TalkOptions& talk, const std::function<int(CommandRun&)>& command);
+int runCommand(const std::string& name, const TalkOptions& talk, const std::function<int(CommandRun&)>& command);

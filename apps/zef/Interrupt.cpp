@@ -2,7 +2,10 @@
 
 #include <unistd.h>
 
+#include <array>
+#include <climits>
 #include <csignal>
+#include <cstring>
 #include <string_view>
 
 #include "failures.h"
@@ -16,9 +19,25 @@ void tell(std::string_view text) {
     if (write(STDERR_FILENO, text.data(), text.size()) < 0) _exit(EXIT_CANCELLED);
 }
 
-// Nothing is on the disk yet, so nothing has to be cleaned up.
+// For a signal's handler, which can neither lock nor allocate.
+constexpr std::size_t maxFiles = 2;
+std::array<char, PATH_MAX> folderToRemove{};
+std::array<std::array<char, PATH_MAX>, maxFiles> filesToRemove{};
+
+void keepName(const std::string& name, std::array<char, PATH_MAX>& place) {
+    if (name.size() < place.size()) std::memcpy(place.data(), name.c_str(), name.size() + 1);
+}
+
+// Nothing else is on the disk yet.
+void removeFiles() {
+    for (const auto& file : filesToRemove)
+        if (file[0] != 0) unlink(file.data());
+    if (folderToRemove[0] != 0) rmdir(folderToRemove.data());
+}
+
 void endProcess(int) {
     if (bHeld) return;
+    removeFiles();
     if (bTerminal) tell("\r\033[K");  // in place of the progress bar
     tell("zef: cancelled, nothing was written\n");
     _exit(EXIT_CANCELLED);
@@ -32,6 +51,11 @@ void catchInterrupts() {
     action.sa_handler = endProcess;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
+}
+
+void removeWhenInterrupted(const std::string& file, const std::string& folder) {
+    keepName(folder, folderToRemove);
+    keepName(file, filesToRemove[filesToRemove[0][0] != 0 ? 1 : 0]);
 }
 
 void holdInterrupts() {

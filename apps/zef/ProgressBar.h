@@ -5,11 +5,15 @@
 #include <string>
 #include <string_view>
 
-// One line that shows the step, how much of it is done and the time so far.
+// One line that shows the step, how much of it is done, the time so far and the time that is left.
 class ProgressBar {
 public:
-    // out is borrowed. Nothing is drawn unless bDraw.
-    ProgressBar(std::ostream& out, bool bDraw);
+    // DRAWN: on a terminal, in place of itself. ONE_LINE: for a file or a pipe; a single line, of the
+    // first step that takes ten seconds.
+    enum class Kind { SILENT, ONE_LINE, DRAWN };
+
+    // out is borrowed.
+    ProgressBar(std::ostream& out, Kind kind);
     ~ProgressBar();
 
     // A step without a measure of its own, such as reading a file.
@@ -21,16 +25,20 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
+    using Seconds = std::chrono::duration<double>;
 
     std::ostream& out;
-    bool bDraw;
-    bool bShown = false;
+    const Kind kind;
+    bool bShown = false, bTold = false;
     std::string stepName;
-    Clock::time_point start = Clock::now();
+    Clock::time_point start = Clock::now(), stepStart = start;
     Clock::time_point lastDrawn{};
+    Seconds left{-1.0};  // of the step; below 0 while nothing is known
 
-    void draw(std::string_view name, const std::string& percent);
+    void estimate(double share, Clock::time_point now);
+    void draw(std::string_view name, const std::string& text);
+    void tell(double share, Clock::time_point now);
 };
 
-// Whether a bar on standard error would be seen.
-bool isErrorATerminal();
+// SILENT if quiet, else what suits standard error.
+ProgressBar::Kind kindOfProgress(bool bQuiet);

@@ -36,7 +36,7 @@ void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, zef::TriangleMes
 
 void addChainOptions(CLI::App& command, Chain& chain) {
     command.add_option("--smooth-steps", chain.numSmoothSteps, "Then smooth the mesh so often, keeping its volume")
-        ->check(CLI::NonNegativeNumber);
+        ->check(checkCount);
     command.add_flag("--flip", chain.bFlip, "Then straighten creases by flipping edges");
     command
         .add_option("--reduce", chain.goal.target, "Then reduce it to a number of triangles, or to a share such as 10%")
@@ -45,8 +45,7 @@ void addChainOptions(CLI::App& command, Chain& chain) {
     command
         .add_option("--reduce-error", chain.goal.error,
                     "Then reduce it as far as it stays within that distance, in the unit of the points")
-        ->check(checkNumber)
-        ->check(CLI::PositiveNumber);
+        ->check(checkPositive);
 }
 
 void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, zef::TriangleMesh& mesh) {

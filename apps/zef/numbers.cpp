@@ -16,6 +16,17 @@ std::string checkNumber(const std::string& text) {
     return parseNumber(text, ignored) ? "" : text + " is no number";
 }
 
+std::string checkPositive(const std::string& text) {
+    double value;
+    return parseNumber(text, value) && value > 0.0 ? "" : text + " is no number above 0";
+}
+
+std::string checkCount(const std::string& text) {
+    double value;
+    const bool bCount = parseNumber(text, value) && value >= 0.0 && value == std::floor(value);
+    return bCount ? "" : text + " is no whole number of 0 or more";
+}
+
 std::string shortestText(double value) {
     char text[64];
     return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);

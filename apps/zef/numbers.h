@@ -10,5 +10,9 @@ bool parseNumber(std::string_view text, double& value);
 // a finite number, else what is wrong.
 std::string checkNumber(const std::string& text);
 
+// The same for numbers above 0, and for whole numbers of 0 or more.
+std::string checkPositive(const std::string& text);
+std::string checkCount(const std::string& text);
+
 // The fewest digits that read back as the same value.
 std::string shortestText(double value);

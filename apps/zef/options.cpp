@@ -4,8 +4,28 @@
 #include <algorithm>
 
 #include "numbers.h"
+#include "zef/files.h"
 
 namespace {
+
+// Options that are added meanwhile stand below a title of their own.
+class GroupScope {
+public:
+    GroupScope(CLI::App& command_, const char* name) : command(command_) { command.option_defaults()->group(name); }
+    ~GroupScope() { command.option_defaults()->group("Options"); }
+    GroupScope(const GroupScope&) = delete;
+    GroupScope& operator=(const GroupScope&) = delete;
+
+private:
+    CLI::App& command;
+};
+
+std::string checkInputFormat(const std::string& text) {
+    const zef::FileFormat format = zef::formatOf("-." + text);
+    return format.readsPoints || format.readsMeshes
+               ? ""
+               : text + " is no format that can be read; use ply, stl, obj, off or xyz";
+}
 
 std::string checkShift(const std::string& text) {
     std::array<double, 3> shift;
@@ -15,6 +35,13 @@ std::string checkShift(const std::string& text) {
 }  // namespace
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk) {
+    const GroupScope group(command, sharedGroup);
+    command.get_help_ptr()->group(sharedGroup);
+    command
+        .add_option("--format", talk.inputFormat,
+                    "What comes from standard input, which is the file named -, as an ending: ply")
+        ->type_name("ENDING")
+        ->check(checkInputFormat);
     command.add_flag("-q,--quiet", talk.bQuiet, "No progress bar and no messages but errors");
     command.add_flag("--verbose", talk.bVerbose, "Also what only developers of the library understand");
     command.add_flag("--json", talk.bJson, "The report as one JSON object, on the last line of standard output");
@@ -25,12 +52,20 @@ void addTalkOptions(CLI::App& command, TalkOptions& talk) {
 }
 
 void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name) {
-    const bool bOptional = name == OutputName::OPTIONAL;
+    const GroupScope group(command, "Output");
+    const auto words = [name] {
+        if (name == OutputName::OPTIONAL)
+            return "The file to write, NAME.mesh.ply beside the first input NAME.* if it is not given";
+        return name == OutputName::COLOURED ? "Write the first with the distances as colours" : "The file to write";
+    };
+    command.add_option(name == OutputName::POSITIONAL ? "-o,--output,OUT" : "-o,--output", output.path, words())
+        ->type_name("FILE")
+        ->required(name == OutputName::REQUIRED || name == OutputName::POSITIONAL);
     command
-        .add_option(name == OutputName::POSITIONAL ? "-o,--output,OUT" : "-o,--output", output.path,
-                    bOptional ? "The file to write, NAME.mesh.ply beside the first input NAME.* if it is not given"
-                              : "The file to write")
-        ->required(!bOptional);
+        .add_option("--output-format", output.format,
+                    "What goes to standard output, which is the file named -, as an ending")
+        ->type_name("ENDING")
+        ->capture_default_str();
     command.add_flag("--force", output.bForce, "Replace an output of any kind, also one that is an input");
     CLI::Option* const pDouble = command.add_flag(
         "--double", output.bDouble,

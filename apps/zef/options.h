@@ -7,15 +7,20 @@
 
 // The options that several commands share, each parsed in one place.
 
+// The group of those of all commands.
+inline constexpr const char* sharedGroup = "Options of all commands";
+
 struct TalkOptions {
     bool bQuiet = false;
     bool bVerbose = false;
     bool bJson = false;
-    unsigned numThreads = 0;  // 0: as many as the machine has
+    unsigned numThreads = 0;       // 0: as many as the machine has
+    std::string inputFormat = {};  // of standard input, an ending without its dot
 };
 
 struct OutputOptions {
     std::string path;
+    std::string format = "ply";  // of standard output
     bool bForce = false;
     bool bDouble = false, bSingle = false;
     std::string shift;  // empty, "auto" or "x,y,z"
@@ -23,8 +28,9 @@ struct OutputOptions {
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk);
 
-// OPTIONAL: there is a name if none is given. POSITIONAL: it may also stand without -o.
-enum class OutputName { REQUIRED, OPTIONAL, POSITIONAL };
+// OPTIONAL: there is a name if none is given. POSITIONAL: it may also stand without -o. COLOURED: only if it is
+// given, with colours by distance.
+enum class OutputName { REQUIRED, OPTIONAL, POSITIONAL, COLOURED };
 void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name);
 
 // "x,y,z" as finite numbers. False if it is anything else.

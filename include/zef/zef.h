@@ -9,6 +9,7 @@
 #include "zef/ProgressBase.h"
 #include "zef/TriangleMesh.h"
 #include "zef/Vector3.h"
+#include "zef/compare.h"
 #include "zef/errors.h"
 #include "zef/exceptions.h"
 #include "zef/export.h"

@@ -1,4 +1,5 @@
 #include "frame/Progress.h"
+#include "frame/Run.h"
 
 #include <gtest/gtest.h>
 
@@ -192,4 +193,22 @@ TEST_F(ProgressTree, newThreadNeverMeetsTheSubscriberOfAnEndedOne) {
             planProgress("Run", {{"stage", 1.0}});
         }).join();
     }
+}
+
+TEST(Progress, newWeightsKeepWhatWasToldAndShareOutTheRest) {
+    std::vector<double> vShares;
+    const Context context = {.progress = [&](const ProgressStep& step) {
+        vShares.push_back(step.share);
+        return true;
+    }};
+    QUOR_ZEF::Run run(context);
+    const RunScope scope(run);
+    planProgress("Run", {{"a", 1.0}, {"b", 1.0}, {"c", 2.0}});
+    getProgress()->getChildProgressSetTodo("a", 1)->finish(true);
+    reweighStages({{"a", 7.0}, {"c", 8.0}});  // a is through
+    EXPECT_DOUBLE_EQ(vShares.back(), 0.25);
+    getProgress()->getChildProgressSetTodo("b", 1)->finish(true);
+    EXPECT_DOUBLE_EQ(vShares.back(), 0.25 + 0.75 / 9.0);
+    getProgress()->getChildProgressSetTodo("c", 1)->finish(true);
+    EXPECT_DOUBLE_EQ(vShares.back(), 1.0);
 }

@@ -17,27 +17,12 @@ using zef_test::sheetText;
 using zef_test::TempFolder;
 using zef_test::ToolRun;
 
-namespace {
-
-std::set<std::string> keysOf(const nlohmann::json& object) {
-    std::set<std::string> keys;
-    for (const auto& [key, value] : object.items()) keys.insert(key);
-    return keys;
-}
-
-}  // namespace
-
 TEST(ToolInfo, tellsWhatIsInACloud) {
     const TempFolder folder;
     const std::string path = folder.put("sheet.xyz", sheetText(40, 0.1) + "0 0 0\nnan 1 2\n");
     const ToolRun run = runTool("info --json " + quoted(path));
     ASSERT_EQ(run.status, 0) << run.err;
     const nlohmann::json report = run.report();
-    EXPECT_EQ(keysOf(report),
-              (std::set<std::string>{"file",          "format",   "kind",      "points",         "colour",
-                                     "box_min",       "box_max",  "box_size",  "duplicates",     "non_finite",
-                                     "strays",        "outliers", "spacing",   "cells",          "sparse_share",
-                                     "local_spacing", "noise",    "precision", "expected_bytes", "expected_time"}));
     EXPECT_EQ(report["precision"], "single");
     EXPECT_LT(report["noise"], 0.1);
     EXPECT_NEAR(report["local_spacing"][1].get<double>(), std::hypot(0.1, 0.1), 0.01);
@@ -172,44 +157,6 @@ TEST(ToolReconstruct, writesAMeshThatCheckCountsAlike) {
     const ToolRun run = runTool("reconstruct --json " + in + " -o " + out);
     ASSERT_EQ(run.status, 0) << run.err;
     const nlohmann::json report = run.report();
-    EXPECT_EQ(keysOf(report), (std::set<std::string>{"points",
-                                                     "box_size",
-                                                     "spacing",
-                                                     "spacing_used",
-                                                     "cells",
-                                                     "density",
-                                                     "sparse_share",
-                                                     "level_points",
-                                                     "added_points",
-                                                     "coarsening",
-                                                     "coverage",
-                                                     "noise",
-                                                     "refit_radius",
-                                                     "moved_vertices",
-                                                     "crease_vertices",
-                                                     "mean_move",
-                                                     "max_move",
-                                                     "non_finite",
-                                                     "strays",
-                                                     "outliers",
-                                                     "removed_pieces",
-                                                     "vertices",
-                                                     "removed_triangles",
-                                                     "triangles",
-                                                     "components",
-                                                     "border_edges",
-                                                     "border_loops",
-                                                     "non_manifold_edges",
-                                                     "hints",
-                                                     "output",
-                                                     "seconds_read",
-                                                     "seconds_reconstruct",
-                                                     "seconds_write",
-                                                     "peak_bytes",
-                                                     "precision",
-                                                     "stages",
-                                                     "sides",
-                                                     "turned_pieces"}));
     EXPECT_EQ(run.err, "");
     EXPECT_TRUE(report["hints"].empty());
     EXPECT_EQ(report["coverage"], 1.0);

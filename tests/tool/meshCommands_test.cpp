@@ -219,3 +219,17 @@ TEST(ToolView, writesPagesWhereTheirScriptIs) {
     EXPECT_EQ(runTool("view --force " + scan).status, 0);
     EXPECT_EQ(runTool("view " + scan).status, 0) << "replaces its own kind";
 }
+
+TEST(ToolCompare, tellsBothWaysAndColoursTheFirst) {
+    const TempFolder folder;
+    const std::string in = folder.put("in.obj", objText(zef_test::icosphere(3)));
+    const std::string out = folder.name("out.ply");
+    const std::string reference = folder.put("reference.obj", objText(zef_test::icosphere(3, 1.5)));
+    const ToolRun run =
+        runTool("compare --json --limit 0.25 " + quoted(in) + " " + quoted(reference) + " -o " + quoted(out));
+    ASSERT_EQ(run.status, 0) << run.err;
+    for (const char* const way : {"there", "back"})
+        EXPECT_NEAR(run.report()[way]["mean"].get<double>(), 0.5, 0.01) << way;
+    EXPECT_EQ(run.report()["there"]["histogram"].back(), run.report()["there"]["samples"]);
+    for (const zef::Point3& p : zef::readMesh(out).vertices) EXPECT_GT(p.r, p.b) << "beyond the limit is red";
+}

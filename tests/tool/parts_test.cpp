@@ -11,13 +11,13 @@
 TEST(ToolProgressBar, showsTheStageOrElseTheStepAndVanishes) {
     std::ostringstream out, silent;
     {
-        ProgressBar bar(out, true);
+        ProgressBar bar(out, ProgressBar::Kind::DRAWN);
         bar.step("reducing");
         bar.hide();  // so that each update draws
         bar.update("", 0.1);
         bar.hide();
         bar.update("merging vertices", 0.5);
-        ProgressBar(silent, false).update("merging vertices", 0.5);
+        ProgressBar(silent, ProgressBar::Kind::ONE_LINE).update("merging vertices", 0.5);
     }
     for (const char* const part : {"reducing", " 10 %", "merging vertices", " 50 %"})
         EXPECT_NE(out.str().find(part), std::string::npos) << out.str();

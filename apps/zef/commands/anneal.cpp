@@ -16,5 +16,6 @@ void addAnneal(Commands& commands) {
     CLI::App& command = *commands.app.add_subcommand(
         "anneal", "Straighten creases by flips and simulated annealing: better, and some 20 times as long");
     addMeshChange(command, *pFiles);
+    addExamples(command, {{"zef anneal mesh.ply -o sharp.ply", "The same, better and slower."}});
     onRun(commands, command, pFiles, runAnneal);
 }

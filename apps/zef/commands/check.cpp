@@ -63,8 +63,10 @@ void addCheck(Commands& commands) {
     auto pOptions = std::make_shared<CheckOptions>();
     CLI::App& command = *commands.app.add_subcommand(
         "check", "Report the topology of a mesh; status 0 only if it is closed, manifold and oriented");
-    command.add_option("MESH", pOptions->path, "A file of triangles")->required();
+    command.add_option("IN", pOptions->path, "A file of triangles")->required();
     command.add_flag("--deep", pOptions->bDeep, "Count the pairs of triangles that intersect, too");
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef check mesh.ply", "Status 0 if the mesh encloses a volume."},
+                          {"zef check --deep --json mesh.ply", "Also self-intersections, for programs."}});
     onRun(commands, command, pOptions, runCheck);
 }

@@ -43,5 +43,8 @@ void addColour(Commands& commands) {
         ->type_name("LO HI")
         ->check(CLI::Range(0.0, 1.0))
         ->check(checkNumber);
+    addExamples(command, {{"zef colour mesh.ply -o full.ply --fill", "Colours for vertices that have none."},
+                          {"zef colour mesh.ply -o bright.ply --contrast 0.01 0.01",
+                           "Stretches the colours, a hundredth clipped at both ends."}});
     onRun(commands, command, pOptions, runColour);
 }

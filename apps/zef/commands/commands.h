@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "CommandRun.h"
+#include "manual/CommandTable.h"
 
 // The subcommands, one file each. What one of them is to do when it was asked
 // for stands in run; its options live in there.
@@ -17,6 +18,7 @@ struct Commands {
 void addAnneal(Commands& commands);
 void addCheck(Commands& commands);
 void addColour(Commands& commands);
+void addCompare(Commands& commands);
 void addConvert(Commands& commands);
 void addFlip(Commands& commands);
 void addHoles(Commands& commands);
@@ -34,9 +36,10 @@ void addView(Commands& commands);
 template <class Options>
 void onRun(Commands& commands, CLI::App& subcommand, std::shared_ptr<Options> pOptions,
            int (*function)(const Options&, CommandRun&)) {
-    subcommand.callback([&commands, pOptions, function] {
-        commands.run = [pOptions, function] {
-            return runCommand(pOptions->talk, [&](CommandRun& commandRun) { return function(*pOptions, commandRun); });
+    subcommand.callback([&commands, pOptions, function, name = subcommand.get_name()] {
+        commands.run = [pOptions, function, name] {
+            return runCommand(name, pOptions->talk,
+                              [&](CommandRun& commandRun) { return function(*pOptions, commandRun); });
         };
     });
 }

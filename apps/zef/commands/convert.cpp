@@ -5,6 +5,7 @@
 #include "files/inputs.h"
 #include "files/meshes.h"
 #include "files/outputs.h"
+#include "files/pipes.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ struct ConvertOptions {
 constexpr double ownSpacing = 0.0;  // the library finds one
 
 void convertCloud(const ConvertOptions& options, CommandRun& commandRun, const std::vector<zef::Point3>& vPoints) {
-    const std::string& path = options.output.path;
+    const std::string path = nameOfFormat(options.output.path, options.output.format);
     if (!zef::formatOf(path).writesPoints)
         throw Failure(path + ": that format needs triangles, and there are only points");
     commandRun.report.addCount("points", "points", vPoints.size());
@@ -39,7 +40,7 @@ void convertMesh(const ConvertOptions& options, CommandRun& commandRun) {
 }
 
 int runConvert(const ConvertOptions& options, CommandRun& commandRun) {
-    const std::string& out = options.output.path;
+    const std::string out = nameOfFormat(options.output.path, options.output.format);
     const zef::FileFormat format = zef::formatOf(out);
     if (!format.writesPoints && !format.writesMeshes) throw UsageFailure(out + ": no known format");
     if (format.writesMeshes) {
@@ -65,5 +66,9 @@ void addConvert(Commands& commands) {
     command.add_option("IN", pOptions->path, "A file of points or triangles")->required();
     addOutputOptions(command, pOptions->output, OutputName::POSITIONAL);
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef convert scan.xyz scan.ply", "Points; the endings tell the formats."},
+                          {"zef convert mesh.ply mesh.stl --shift auto",
+                           "Takes an offset away that single precision would suffer from."},
+                          {"zef convert - - --format obj --output-format stl <in.obj >out.stl", "Through pipes."}});
     onRun(commands, command, pOptions, runConvert);
 }

@@ -15,5 +15,6 @@ void addFlip(Commands& commands) {
     auto pFiles = std::make_shared<MeshChange>();
     CLI::App& command = *commands.app.add_subcommand("flip", "Straighten creases by flipping edges, in one pass");
     addMeshChange(command, *pFiles);
+    addExamples(command, {{"zef flip mesh.ply -o sharp.ply", "Creases come straight."}});
     onRun(commands, command, pFiles, runFlip);
 }

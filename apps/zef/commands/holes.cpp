@@ -5,6 +5,7 @@
 #include "failures.h"
 #include "files/meshes.h"
 #include "files/outputs.h"
+#include "files/pipes.h"
 #include "reports/measure.h"
 #include "zef/meshCheck.h"
 #include "zef/refinement.h"
@@ -68,8 +69,8 @@ void writeList(const Options& options, CommandRun& commandRun, const zef::Triang
     for (const auto& edge : zef::borderEdges(mesh, commandRun.getContext())) {
         for (const std::uint32_t vertex : edge) vEnds.push_back(mesh.vertices[vertex]);
     }
-    commandRun.stepWriting(options.list.path);
-    zef::writeSegments(options.list.path, vEnds, commandRun.getContext());
+    writeOutput(commandRun, options.list.path, "list",
+                [&](const std::string& name) { zef::writeSegments(name, vEnds, commandRun.getContext()); });
 }
 
 int runHoles(const Options& options, CommandRun& commandRun) {
@@ -91,11 +92,14 @@ int runHoles(const Options& options, CommandRun& commandRun) {
 void addHoles(Commands& commands) {
     auto pOptions = std::make_shared<Options>();
     CLI::App& command = *commands.app.add_subcommand("holes", "Report the border loops of a mesh, the longest first");
-    command.add_option("MESH", pOptions->path, "A file of triangles")->required();
+    command.add_option("IN", pOptions->path, "A file of triangles")->required();
     CLI::Option* pList =
-        command.add_option("--list", pOptions->list.path, "Write the border edges to this file, as a Geomview LIST");
+        command.add_option("--list", pOptions->list.path, "Write the border edges to this file, as a Geomview LIST")
+            ->type_name("FILE");
     command.add_flag("--force", pOptions->list.bForce, "Replace a file of any kind, also one that is the input")
         ->needs(pList);
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef holes mesh.ply", "The longest borders, where they are and how large."},
+                          {"zef holes mesh.ply --list borders.list", "Also as lines to look at."}});
     onRun(commands, command, pOptions, runHoles);
 }

@@ -102,7 +102,9 @@ int runInfo(const InfoOptions& options, CommandRun& commandRun) {
 void addInfo(Commands& commands) {
     auto pOptions = std::make_shared<InfoOptions>();
     CLI::App& command = *commands.app.add_subcommand("info", "Tell what is in a file of points or triangles");
-    command.add_option("FILE", pOptions->path, "A file of points or triangles")->required();
+    command.add_option("IN", pOptions->path, "A file of points or triangles")->required();
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef info scan.ply", "Spacing, noise, density, and what a reconstruction would take."},
+                          {"zef info --json scan.ply", "The same for programs."}});
     onRun(commands, command, std::move(pOptions), runInfo);
 }

@@ -40,5 +40,7 @@ void addMelt(Commands& commands) {
     addMendOption(command, pOptions->bKeepNonManifold);
     addOutputOptions(command, pOptions->output, OutputName::REQUIRED);
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef melt parts.stl -o whole.ply", "One mesh around triangles that overlap."},
+                          {"zef melt parts.stl -o fine.ply --spacing 0.1", "With vertices at that distance."}});
     onRun(commands, command, pOptions, runMelt);
 }

@@ -9,6 +9,7 @@
 #include "files/bundle.h"
 #include "files/inputs.h"
 #include "files/meshes.h"
+#include "files/pipes.h"
 #include "numbers.h"
 #include "options.h"
 #include "reports/measure.h"
@@ -156,8 +157,9 @@ void addSides(const Options& options, const Scan& scan, zef::ReconstructOptions&
 
 OutputOptions outputOf(const Options& options) {
     OutputOptions output = options.output;
-    if (output.path.empty())
-        output.path = std::filesystem::path(options.vInputs.front()).replace_extension(".mesh.ply").string();
+    const std::string& first = options.vInputs.front();
+    if (output.path.empty() && isPipe(first)) output.path = first;
+    if (output.path.empty()) output.path = std::filesystem::path(first).replace_extension(".mesh.ply").string();
     return output;
 }
 
@@ -175,6 +177,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
         throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
     const OutputOptions output = outputOf(options);
     checkMeshOutput(output, options.vInputs);
+    if (options.bView && isPipe(output.path)) throw UsageFailure("--view has no name for its page: give one with -o");
     const std::string page = std::filesystem::path(output.path).replace_extension(".html").string();
     std::string bundle;
     if (options.bView) {
@@ -205,7 +208,6 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     const zef::MeshReport topology = reportMeshOf(commandRun, made.mesh);
     reportSides(commandRun.report, made);
     giveHints(commandRun, library, made, topology.numBorderLoops);
-    commandRun.report.addText("output", "output", output.path);
     // First of all the mesh, so that no page that fails takes it along.
     writeMeshFile(commandRun, output, made.spacing, made.mesh);
     commandRun.lap("seconds_write", "write");
@@ -220,16 +222,14 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
 void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
     CLI::Option* pSpacing =
         command.add_option("--spacing", library.spacing, "Distance of the vertices, in the unit of the points")
-            ->check(checkNumber)
-            ->check(CLI::PositiveNumber);
+            ->check(checkPositive);
     command.add_option("--factor", library.factor, "The same as a multiple of the measured spacing")
-        ->check(checkNumber)
-        ->check(CLI::PositiveNumber)
+        ->check(checkPositive)
         ->capture_default_str()
         ->excludes(pSpacing);
     command.add_flag("--smooth", library.smooth, "One more pass of smoothing, for noisy scans");
     command.add_option("--grow", library.growSteps, "How far gaps are closed, in steps; 0 leaves them open")
-        ->check(CLI::NonNegativeNumber)
+        ->check(checkCount)
         ->capture_default_str();
     command.add_flag("--keep-borders,!--no-keep-borders", library.keepBorders,
                      "Open borders stay where the points end, whatever --grow adds beyond them (the default), or not");
@@ -243,7 +243,7 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
                      "Mesh stray points and points that fly off the surfaces as well");
     command
         .add_option("--min-piece", library.minPiece, "Remove lonely pieces of fewer triangles than this; 0 keeps all")
-        ->check(CLI::NonNegativeNumber)
+        ->check(checkCount)
         ->capture_default_str();
 }
 
@@ -272,5 +272,11 @@ void addReconstruct(Commands& commands) {
                      "Also write a page beside the output that shows the mesh with its points, as zef view does");
     addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);
     addTalkOptions(command, pOptions->talk);
+    addExamples(command,
+                {{"zef reconstruct scan.ply", "Writes scan.mesh.ply."},
+                 {"zef reconstruct left.ply right.ply -o both.obj --view",
+                  "Joins two scans of the same coordinates, and shows the result as both.html."},
+                 {"zef reconstruct noisy.xyz --factor 2 --smooth", "A coarser grid and more smoothing, for noise."},
+                 {"zef reconstruct - --format xyz <scan.xyz >mesh.ply", "Through pipes."}});
     onRun(commands, command, pOptions, runReconstruct);
 }

@@ -53,13 +53,11 @@ void addReduce(Commands& commands) {
     CLI::Option* pError = command
                               .add_option("--error", pOptions->goal.error,
                                           "How far the result may be from the mesh, in the unit of the mesh")
-                              ->check(checkNumber)
-                              ->check(CLI::PositiveNumber);
+                              ->check(checkPositive);
     command
         .add_option("--max-length", pOptions->library.maxEdgeLength,
                     "Without those: the longest edge that may be merged away; by default 4 average edges")
-        ->check(checkNumber)
-        ->check(CLI::PositiveNumber)
+        ->check(checkPositive)
         ->excludes(pTarget, pError);
     command
         .add_option("--max-turn", pOptions->library.maxDeviationDeg,
@@ -70,5 +68,7 @@ void addReduce(Commands& commands) {
         ->excludes(pTarget, pError);
     command.add_flag("--keep-non-manifold", pOptions->bKeepNonManifold,
                      "Leave edges of more than two triangles that such merges make");
+    addExamples(command, {{"zef reduce mesh.ply -o small.ply --target 10%", "A tenth of the triangles."},
+                          {"zef reduce mesh.ply -o small.ply --error 0.1", "As few as stay within that distance."}});
     onRun(commands, command, pOptions, runReduce);
 }

@@ -37,12 +37,12 @@ void addRefit(Commands& commands) {
     command
         .add_option("--spacing", pOptions->library.spacing,
                     "Distance of the points, in their unit; by default measured")
-        ->check(checkNumber)
-        ->check(CLI::PositiveNumber);
+        ->check(checkPositive);
     command
         .add_option("--radius", pOptions->library.radius,
                     "How far a triangle looks for points, in their spacings; by default by their noise, 1.5 to 4")
-        ->check(checkNumber)
-        ->check(CLI::PositiveNumber);
+        ->check(checkPositive);
+    addExamples(command,
+                {{"zef refit mesh.ply scan.ply -o better.ply", "Fits the mesh to the points that it was made of."}});
     onRun(commands, command, pOptions, runRefit);
 }

@@ -1,6 +1,7 @@
 #include "commands/commands.h"
 #include "failures.h"
 #include "files/outputs.h"
+#include "files/pipes.h"
 #include "files/triangles.h"
 
 namespace {
@@ -13,7 +14,7 @@ struct Options {
 };
 
 int runResample(const Options& options, CommandRun& commandRun) {
-    const std::string& out = options.output.path;
+    const std::string out = nameOfFormat(options.output.path, options.output.format);
     if (!zef::formatOf(out).writesPoints) throw UsageFailure(out + ": no known format for points; use .ply or .xyz");
     checkOutput(options.output, {options.path});
     Report& report = commandRun.report;
@@ -43,5 +44,6 @@ void addResample(Commands& commands) {
     addSamplingOptions(command, pOptions->sampling);
     addOutputOptions(command, pOptions->output, OutputName::REQUIRED);
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef resample mesh.stl -o points.xyz --spacing 0.5", "Points at about that distance."}});
     onRun(commands, command, pOptions, runResample);
 }

@@ -1,5 +1,6 @@
 #include "commands/commands.h"
 #include "meshChange.h"
+#include "numbers.h"
 #include "zef/refinement.h"
 
 namespace {
@@ -19,10 +20,10 @@ void addSmooth(Commands& commands) {
     auto pOptions = std::make_shared<Options>();
     CLI::App& command = *commands.app.add_subcommand("smooth", "Move vertices towards the mean of their neighbours");
     addMeshChange(command, *pOptions);
-    command.add_option("--steps", pOptions->library.steps, "How often")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
+    command.add_option("--steps", pOptions->library.steps, "How often")->check(checkCount)->capture_default_str();
     command.add_flag("--keep-volume", pOptions->library.keepVolume,
                      "Follow each step by one back, so that the mesh does not shrink");
+    addExamples(command,
+                {{"zef smooth mesh.ply -o smooth.ply --steps 5 --keep-volume", "Five steps without shrinking."}});
     onRun(commands, command, pOptions, runSmooth);
 }

@@ -7,12 +7,12 @@
 namespace {
 
 struct SpacingOptions {
-    std::string path;
+    std::vector<std::string> vInputs;
     TalkOptions talk;
 };
 
 int runSpacing(const SpacingOptions& options, CommandRun& commandRun) {
-    const std::vector<zef::Point3> vPoints = readScan(commandRun, {options.path}).points;
+    const std::vector<zef::Point3> vPoints = readScan(commandRun, options.vInputs).points;
     const double spacing = zef::measureSpacing(vPoints, commandRun.getContext());
     commandRun.report.addCount("points", "", vPoints.size());
     commandRun.report.addNumber("spacing", "", spacing);
@@ -25,7 +25,9 @@ int runSpacing(const SpacingOptions& options, CommandRun& commandRun) {
 void addSpacing(Commands& commands) {
     auto pOptions = std::make_shared<SpacingOptions>();
     CLI::App& command = *commands.app.add_subcommand("spacing", "Print the spacing of a cloud, one number");
-    command.add_option("FILE", pOptions->path, "A file of points")->required();
+    command.add_option("IN", pOptions->vInputs, "Files of points, taken together")->required();
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef spacing scan.ply", "One number on standard output."},
+                          {"zef spacing left.ply right.ply", "Of two scans taken together."}});
     onRun(commands, command, pOptions, runSpacing);
 }

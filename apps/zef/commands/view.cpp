@@ -1,13 +1,14 @@
 #include <CLI/App.hpp>
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
-#include <map>
 
 #include "commands/commands.h"
 #include "failures.h"
 #include "files/bundle.h"
 #include "files/outputs.h"
+#include "files/pipes.h"
 #include "files/scenes.h"
 #include "numbers.h"
 #include "options.h"
@@ -17,7 +18,7 @@ namespace {
 
 struct ViewOptions {
     std::vector<std::string> vInputs;
-    std::string page, title, png, size = "1600x1200";
+    std::string page, title, png, size = "1600x1200", from = "iso";
     bool bOpen = false, bForce = false, bFlat = false, bNoBorders = false, bNoColours = false;
     zef::DrawOptions draw;
     TalkOptions talk;
@@ -42,17 +43,31 @@ std::string checkSize(const std::string& text) {
     return parseSize(text, draw) ? "" : "--size wants two whole numbers of pixels, as 1600x1200";
 }
 
+constexpr std::array directions = {"iso", "front", "back", "left", "right", "top", "bottom"};
+
+// As ViewFrom counts them; their number if it is none of them.
+std::size_t directionOf(const std::string& text) {
+    const std::string word = CLI::detail::to_lower(text);
+    return static_cast<std::size_t>(std::find(directions.begin(), directions.end(), word) - directions.begin());
+}
+
+std::string checkFrom(const std::string& text) {
+    if (directionOf(text) < directions.size()) return "";
+    return text + " is none of iso, front, back, left, right, top and bottom";
+}
+
 void drawPicture(const ViewOptions& options, CommandRun& commandRun, const ShownFiles& files) {
     zef::DrawOptions draw = options.draw;
     parseSize(options.size, draw);
+    draw.from = static_cast<zef::ViewFrom>(directionOf(options.from));
     draw.smooth = !options.bFlat;
     draw.borders = !options.bNoBorders;
     draw.colors = !options.bNoColours;
     commandRun.step("drawing");
     const zef::Image image = zef::draw(files.scene(), draw, commandRun.getContext());
     commandRun.lap("seconds_draw", "draw");
-    commandRun.stepWriting(options.png);
-    zef::writePng(options.png, image, commandRun.getContext());
+    writeOutput(commandRun, options.png, "png",
+                [&](const std::string& name) { zef::writePng(name, image, commandRun.getContext()); });
     commandRun.report.addText("png", "picture", options.png);
     commandRun.lap("seconds_write", "write");
 }
@@ -67,6 +82,7 @@ std::string titleOf(const std::vector<std::string>& vInputs) {
 // Beside the first input if only that is asked for.
 std::string pageOf(const ViewOptions& options) {
     if (!options.page.empty() || (!options.png.empty() && !options.bOpen)) return options.page;
+    if (isPipe(options.vInputs.front())) throw UsageFailure("the page has no name: give one with -o");
     return std::filesystem::path(options.vInputs.front()).replace_extension(".html").string();
 }
 
@@ -101,25 +117,24 @@ void addView(Commands& commands) {
     CLI::App& command =
         *commands.app.add_subcommand("view", "Show meshes and clouds together, in a page for the browser or a picture");
     command.add_option("IN", pOptions->vInputs, "Files of triangles or points")->required();
-    command.add_option("-o,--output", pOptions->page,
-                       "The page to write, one file that needs no network; NAME.html beside the first input NAME.* if "
-                       "neither this nor --png is given");
+    command
+        .add_option("-o,--output", pOptions->page,
+                    "The page to write, one file that needs no network; NAME.html beside the first input NAME.* if "
+                    "neither this nor --png is given")
+        ->type_name("FILE");
     command.add_flag("--open", pOptions->bOpen, "Open the page in the browser");
     command.add_option("--title", pOptions->title, "Of the page; the names of the files if it is not given");
-    command.add_option("--png", pOptions->png, "The picture to write, without a browser");
+    command.add_option("--png", pOptions->png, "The picture to write, without a browser")->type_name("FILE");
     command.add_option("--size", pOptions->size, "The picture's width and height in pixels")
         ->type_name("WxH")
         ->check(checkSize)
         ->capture_default_str();
-    const std::map<std::string, zef::ViewFrom> directions = {
-        {"iso", zef::ViewFrom::ISO},      {"front", zef::ViewFrom::FRONT}, {"back", zef::ViewFrom::BACK},
-        {"left", zef::ViewFrom::LEFT},    {"right", zef::ViewFrom::RIGHT}, {"top", zef::ViewFrom::TOP},
-        {"bottom", zef::ViewFrom::BOTTOM}};
     command
-        .add_option("--from", pOptions->draw.from,
+        .add_option("--from", pOptions->from,
                     "Where the viewer of the picture stands: iso is in front, to the right and above")
         ->type_name("iso|front|back|left|right|top|bottom")
-        ->transform(CLI::CheckedTransformer(directions, CLI::ignore_case).description(""));
+        ->check(checkFrom)
+        ->capture_default_str();
     command.add_flag("--y-up", pOptions->draw.yUp, "y is up, and front sees against z; by default z is up");
     command.add_flag("--flat", pOptions->bFlat, "Each triangle of the picture in one shade");
     command.add_flag("--no-borders", pOptions->bNoBorders,
@@ -128,5 +143,8 @@ void addView(Commands& commands) {
                      "Picture: one colour for each mesh, whatever its vertices have");
     command.add_flag("--force", pOptions->bForce, "Replace an output of any kind, also one that is an input");
     addTalkOptions(command, pOptions->talk);
+    addExamples(command, {{"zef view mesh.ply --open", "Shows mesh.html in the browser."},
+                          {"zef view mesh.ply scan.ply -o both.html", "Also how far the points are from the surface."},
+                          {"zef view mesh.ply --png mesh.png --from front", "A picture, without a browser."}});
     onRun(commands, command, pOptions, runView);
 }

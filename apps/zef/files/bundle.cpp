@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "failures.h"
+#include "files/pipes.h"
 
 namespace fs = std::filesystem;
 
@@ -31,8 +32,8 @@ void writePageFile(CommandRun& commandRun, const std::string& path, const zef::V
                    const std::string& bundle, const zef::PageOptions& options) {
     commandRun.step("making the page");
     const std::string html = zef::makePage(scene, bundle, options, commandRun.getContext());
-    commandRun.stepWriting(path);
-    zef::writePage(path, html, commandRun.getContext());
+    writeOutput(commandRun, path, "html",
+                [&](const std::string& name) { zef::writePage(name, html, commandRun.getContext()); });
     commandRun.report.addText("page", "page", path);
     commandRun.report.addBytes("page_bytes", "", html.size());
 }

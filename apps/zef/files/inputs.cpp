@@ -3,10 +3,12 @@
 #include <utility>
 
 #include "failures.h"
+#include "files/pipes.h"
 
 zef::PointFile readCloud(CommandRun& commandRun, const std::string& path) {
-    commandRun.step("reading " + path);
-    zef::PointFile file = zef::readPoints(path, commandRun.getContext());
+    zef::PointFile file;
+    readInput(commandRun, path,
+              [&](const std::string& name) { file = zef::readPoints(name, commandRun.getContext()); });
     if (file.points.empty()) throw Failure(path + ": there are no points in it");
     return file;
 }

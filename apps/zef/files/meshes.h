@@ -13,6 +13,10 @@
 // meshes, and for doubles in a format that has none.
 void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>& vInputs);
 
+// A mesh, or the points of a file without triangles. Triangles that repeat a vertex or are not finite
+// are left out, with a warning.
+zef::TriangleMesh readSurface(CommandRun& commandRun, const std::string& path);
+
 zef::TriangleMesh readMeshFile(CommandRun& commandRun, const std::string& path);
 
 // For commands that make meshes: whether what is not manifold is left as it is.

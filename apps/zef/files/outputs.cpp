@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "failures.h"
+#include "files/pipes.h"
 #include "numbers.h"
 
 namespace fs = std::filesystem;
@@ -113,6 +114,7 @@ namespace {
 // isKind: whether an existing file may go; kind: in words.
 void checkReplaced(const std::string& path, const std::vector<std::string>& vInputs, bool bForce,
                    bool (*isKind)(const std::string&), const char* kind) {
+    if (isPipe(path)) return;
     std::error_code error;
     const fs::path folder = fs::absolute(path).parent_path();
     if (!fs::is_directory(folder, error)) throw Failure(path + ": there is no folder " + folder.string());
@@ -172,6 +174,8 @@ void reportWritten(Report& report, const OutputOptions& output, const zef::Write
 void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing,
                     std::span<const zef::Point3> points) {
     const zef::WriteOptions options = writeOptionsOf(output, zef::middleOffset(points), spacing);
-    commandRun.stepWriting(output.path);
-    reportWritten(commandRun.report, output, zef::write(output.path, points, options, commandRun.getContext()));
+    commandRun.report.addText("output", "output", output.path);
+    writeOutput(commandRun, output.path, output.format, [&](const std::string& name) {
+        reportWritten(commandRun.report, output, zef::write(name, points, options, commandRun.getContext()));
+    });
 }

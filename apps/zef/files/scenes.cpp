@@ -14,27 +14,7 @@ bool isFinite(const zef::Point3& p) {
     return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
 }
 
-// Leaves out the triangles that repeat a vertex or have one that is not finite; how many.
-std::size_t dropUnshown(zef::TriangleMesh& mesh) {
-    std::vector<std::uint32_t>& v = mesh.indices;
-    std::size_t end = 0;
-    for (std::size_t i = 0; i < v.size(); i += 3) {
-        const bool bRepeats = v[i] == v[i + 1] || v[i + 1] == v[i + 2] || v[i + 2] == v[i];
-        const auto isGood = [&](std::uint32_t corner) { return isFinite(mesh.vertices[corner]); };
-        if (bRepeats || !std::all_of(v.data() + i, v.data() + i + 3, isGood)) continue;
-        std::copy_n(v.data() + i, 3, v.data() + end);
-        end += 3;
-    }
-    const std::size_t numDropped = (v.size() - end) / 3;
-    v.resize(end);
-    return numDropped;
-}
-
-void addMesh(CommandRun& commandRun, const std::string& path, zef::TriangleMesh mesh, ShownFiles& files) {
-    const std::size_t numDropped = dropUnshown(mesh);
-    if (numDropped > 0)
-        commandRun.warn(path + ": " + countText(numDropped) +
-                        " triangles repeat a vertex or are not finite; not shown");
+void addMesh(const std::string& path, zef::TriangleMesh&& mesh, ShownFiles& files) {
     files.vMeshes.push_back(std::move(mesh));
     files.vMeshNames.push_back(std::filesystem::path(path).filename().string());
 }
@@ -60,14 +40,11 @@ zef::ViewScene ShownFiles::scene() const {
 ShownFiles readShown(CommandRun& commandRun, const std::vector<std::string>& vPaths) {
     ShownFiles files;
     for (const std::string& path : vPaths) {
-        commandRun.step("reading " + path);
-        zef::PointFile file = zef::readPoints(path, commandRun.getContext());
-        if (file.kind == zef::PointFile::Kind::CORNERS) {
-            addMesh(commandRun, path, readMeshFile(commandRun, path), files);
-        } else if (file.kind == zef::PointFile::Kind::MESH) {
-            addMesh(commandRun, path, {std::move(file.points), std::move(file.indices)}, files);
+        zef::TriangleMesh mesh = readSurface(commandRun, path);
+        if (mesh.indices.empty()) {
+            addPoints(commandRun, path, std::move(mesh.vertices), files);
         } else {
-            addPoints(commandRun, path, std::move(file.points), files);
+            addMesh(path, std::move(mesh), files);
         }
     }
     std::size_t numTriangles = 0;

@@ -10,8 +10,7 @@ void addSamplingOptions(CLI::App& command, zef::MeltOptions& sampling) {
     command
         .add_option("--spacing", sampling.spacing,
                     "Distance of the vertices, in the unit of the file; by default a 200th of its longest side")
-        ->check(checkNumber)
-        ->check(CLI::PositiveNumber);
+        ->check(checkPositive);
     command
         .add_option("--feature-angle", sampling.featureAngle,
                     "Edges stay sharp whose triangles meet at that many degrees or more; 361 for none")

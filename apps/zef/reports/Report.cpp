@@ -30,6 +30,10 @@ std::string numberText(double value) {
     return formatted("%.9g", value);
 }
 
+std::string shortText(double value) {
+    return formatted("%.4g", value);
+}
+
 std::string percentText(double share) {
     return formatted("%.4g %%", 100.0 * share);
 }
@@ -47,6 +51,12 @@ std::string bytesText(std::uint64_t bytes) {
         ++unit;
     }
     return formatted(units[unit], value);
+}
+
+void Report::begin(const std::string& command) {
+    constexpr int version = 1;
+    object["report_version"] = version;
+    object["command"] = command;
 }
 
 void Report::add(const std::string& key, const std::string& label, Json value, const std::string& text) {
@@ -97,19 +107,21 @@ std::vector<std::pair<std::string, std::string>> Report::lines() const {
     return vPairs;
 }
 
-void Report::print(bool bJson) const {
+bool Report::print(bool bJson) const {
+    std::ostream& out = bStandardError ? std::cerr : std::cout;
     if (bJson) {
-        std::cout << object.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
-        return;
+        out << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+    } else if (!answer.empty()) {
+        out << answer << '\n';
+    } else {
+        printLines(out);
     }
-    if (!answer.empty()) {
-        std::cout << answer << std::endl;
-        return;
-    }
+    return static_cast<bool>(out << std::flush);
+}
+
+void Report::printLines(std::ostream& out) const {
     std::size_t width = 0;
     for (const Line& line : vLines) width = std::max(width, line.label.size());
-    for (const Line& line : vLines) {
-        std::cout << line.label << std::string(width + 2 - line.label.size(), ' ') << line.text << '\n';
-    }
-    std::cout << std::flush;
+    for (const Line& line : vLines)
+        out << line.label << std::string(width + 2 - line.label.size(), ' ') << line.text << '\n';
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +14,9 @@
 // only, and a label without key in the lines only.
 class Report {
 public:
+    // The version of what docs/report.schema.json describes, and the name of the command.
+    void begin(const std::string& command);
+
     void addCount(const std::string& key, const std::string& label, std::uint64_t count);
     void addNumber(const std::string& key, const std::string& label, double value);
     void addShare(const std::string& key, const std::string& label, double share);  // 0 to 1
@@ -28,7 +32,11 @@ public:
     // Stands alone in place of the lines.
     void setAnswer(const std::string& text) { answer = text; }
 
-    void print(bool bJson) const;
+    // Where standard output is taken.
+    void useStandardError() { bStandardError = true; }
+
+    // False if it could not be written.
+    bool print(bool bJson) const;
     // The lines for people: what, how much.
     std::vector<std::pair<std::string, std::string>> lines() const;
 
@@ -39,11 +47,15 @@ private:
     nlohmann::ordered_json object = nlohmann::ordered_json::object();
     std::vector<Line> vLines;
     std::string answer;
+    bool bStandardError = false;
+
+    void printLines(std::ostream& out) const;
 };
 
 // 1234567 as 1,234,567.
 std::string countText(std::uint64_t count);
 std::string numberText(double value);
+std::string shortText(double value);  // four digits
 std::string percentText(double share);
 std::string secondsText(double seconds);
 std::string bytesText(std::uint64_t bytes);

@@ -48,11 +48,11 @@ void checkIndices(const TriangleMesh& mesh, const std::string& name) {
     }
 }
 
-void checkMesh(const TriangleMesh& mesh) {
-    checkIndices(mesh);
+void checkMesh(const TriangleMesh& mesh, const std::string& name) {
+    checkIndices(mesh, name);
     for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
         if (isFinite(mesh.vertices[mesh.indices[i]])) continue;
-        throw ArgumentError("mesh.vertices: vertex " + std::to_string(mesh.indices[i]) + ofTriangle(i) +
+        throw ArgumentError(name + ".vertices: vertex " + std::to_string(mesh.indices[i]) + ofTriangle(i) +
                             " has no finite position");
     }
 }

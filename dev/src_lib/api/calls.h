@@ -22,7 +22,7 @@ void checkRange(const TriangleMesh& mesh, const std::string& name = "mesh");
 // The same, and if a triangle repeats a vertex.
 void checkIndices(const TriangleMesh& mesh, const std::string& name = "mesh");
 // The same, and if a vertex of a triangle has no finite position.
-void checkMesh(const TriangleMesh& mesh);
+void checkMesh(const TriangleMesh& mesh, const std::string& name = "mesh");
 // Throws an ArgumentError for a null pointer or a stride that is too small.
 void checkView(const PointView& view);
 void checkSpan(std::span<const Point3> points, const std::string& name = "points");

@@ -1,22 +1,18 @@
 #include "api/plans.h"
 
+#include <algorithm>
 #include <cmath>
+#include <initializer_list>
+#include <string_view>
+#include <vector>
 
 #include "frame/Run.h"
+#include "frame/stageCosts.h"
 #include "refine/RMesh.h"
 
 namespace QUOR_ZEF {
 
 namespace {
-
-// What follows the cells of a scan. Weights are percents of the time of a run, measured on two
-// threads with a scan of 362,000 points and 380,000 triangles, which filled its gaps.
-void addRepair(ProgressPlan& plan) {
-    const ProgressPlan stages = {{"HL_st", 0.5},  {"VO_ftx", 6.0},   {"VO_amb", 0.5}, {"TP_unif", 5.0},
-                                 {"TP_pps", 3.0}, {"TP_cbcpl", 3.5}, {"TP_itr", 0.5}, {"TP_fin", 10.0},
-                                 {"RM_cpo", 2.5}, {"RM_kdeg", 1.5}};
-    plan.insert(plan.end(), stages.begin(), stages.end());
-}
 
 // Making the mesh manifold takes a seventh of the time.
 void addMending(ProgressPlan& plan) {
@@ -31,7 +27,7 @@ const ProgressPlan samplingStages = {{"dih2e", 2.0}, {"reo", 1.0},      {"rFins"
 
 }  // namespace
 
-void planReconstruction(const ReconstructOptions& options) {
+void planReconstruction(const ReconstructOptions& options, std::size_t numPoints) {
     if (!getRun()) {
         planProgress("Reconstruct", {{"CL_eres", 3.0},
                                      {"SM_run", 3.0},
@@ -50,23 +46,25 @@ void planReconstruction(const ReconstructOptions& options) {
                                      {"efLoop", 10.0}});
         return;
     }
-    ProgressPlan plan = {{"SM_run", options.smooth ? 28.0 : 18.0}, {"CL_creb", 8.0}};
+    std::vector<std::string_view> vLeftOut;
+    const auto leaveOutUnless = [&](bool bWanted, std::initializer_list<std::string_view> tags) {
+        if (!bWanted) vLeftOut.insert(vLeftOut.end(), tags);
+    };
     const bool bDensity = options.density != Density::EVEN && options.levels > 0;
     const bool bMeasured = bDensity && options.density == Density::AUTO;
-    if (!(options.spacing > 0.0) || bMeasured) plan.emplace_back("CL_eres", 0.3);
-    if (!options.keepOutliers) plan.emplace_back("CL_out", 2.0);
-    if (bDensity) plan.emplace_back("CL_dens", bMeasured ? 2.0 : 15.0);
-    if (options.growSteps > 0) {
-        plan[1].second = 22.0;
-        plan.emplace_back("CL_fill", options.keepBorders ? 27.0 : 300.0);
-    }
-    addRepair(plan);
-    if (options.mend) {
-        addMending(plan);
-        plan.emplace_back("SD_turn", 1.0);
-        if (options.refit) plan.emplace_back("RF_fit", 15.0);
-    }
-    if (options.measureCoverage) plan.emplace_back("CK_fit", 2.0);
+    leaveOutUnless(!options.keepOutliers, {"CL_out"});
+    leaveOutUnless(!(options.spacing > 0.0) || bMeasured, {"CL_eres"});
+    leaveOutUnless(bDensity, {"CL_dens"});
+    leaveOutUnless(options.growSteps > 0, {"CL_fill"});
+    leaveOutUnless(options.mend, {"MF_edges", "MF_mend", "MF_loops", "MF_renew", "MF_face", "SD_turn"});
+    leaveOutUnless(options.mend && options.refit, {"RF_fit"});
+    leaveOutUnless(options.measureCoverage, {"CK_fit", "CK_noise"});
+    ScanSize size = ScanSize::guess(static_cast<double>(numPoints), options.spacing > 0.0 ? 1.3 : options.factor);
+    size.bUneven = options.density == Density::UNEVEN;
+    ProgressPlan plan = costsOfReconstruction(size);
+    std::erase_if(plan, [&](const auto& stage) {
+        return std::find(vLeftOut.begin(), vLeftOut.end(), stage.first) != vLeftOut.end();
+    });
     planProgress("Reconstruct", plan);
 }
 
@@ -183,6 +181,10 @@ void planReading(bool bComparing) {
 
 void planWriting() {
     planProgress("Write", {{"IO_write", 1.0}});
+}
+
+OperationPlan planOfComparing() {
+    return {"Compare", {{"CP_there", 50.0}, {"CP_back", 50.0}}};
 }
 
 void finishProgress() {

@@ -13,7 +13,7 @@ namespace QUOR_ZEF {
 // plans that name stages of other calls too, so that some of them never begin.
 
 // Set the calling thread's root. The older entries have no say in what is planned.
-void planReconstruction(const ReconstructOptions& options);
+void planReconstruction(const ReconstructOptions& options, std::size_t numPoints);
 void planMeasuring(bool bDensity);  // or the spacing alone
 void planSpacing();
 void planMelt(bool bMend);
@@ -35,6 +35,7 @@ OperationPlan planOfRefitting();
 OperationPlan planOfMaking();  // a mesh manifold
 OperationPlan planOfChecking();
 OperationPlan planOfIntersections();
+OperationPlan planOfComparing();
 
 // Says that all is done, and forgets the plan.
 void finishProgress();

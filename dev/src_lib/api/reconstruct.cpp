@@ -88,7 +88,7 @@ Density densityOf(const ReconstructOptions& options) {
 
 std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& job) {
     passLicenseGate("reconstruct", vPoints.size());
-    planReconstruction({});
+    planReconstruction({}, vPoints.size());
     passLicenseGate("license state", vPoints.size());
     std::shared_ptr<Mesh> pMesh = run(vPoints, job, nullptr);
     finishProgress();
@@ -156,7 +156,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
     if (!options.normals.empty()) normals = {&points, &options.normals.front().vx, sizeof(Vector3) / sizeof(double)};
     return runCall(context, [&] {
         passLicenseGate("reconstruct", points.size());
-        planReconstruction(options);
+        planReconstruction(options, points.size());
         passLicenseGate("license state", points.size());
         Reconstruction result;
         Findings findings{result, {}, {}};

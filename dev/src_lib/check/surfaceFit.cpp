@@ -57,13 +57,15 @@ public:
         firstRadius = cell * std::min(1.0, std::sqrt(2.0 * cellsPerPoint));
     }
 
-    double getCoverage() {
+    double getCoverage(OptionalStage& stage) {
         for (;;) {
             const Numbers vNoSpacing = select([this](std::uint32_t s) { return needsSpacing(s); });
             const Numbers vNoDistance = select([this](std::uint32_t s) { return needsDistance(s); });
             if (1000 * std::max(vNoSpacing.size(), vNoDistance.size()) <= vPlaces.size()) break;
             if (!vNoSpacing.empty()) findSpacings(vNoSpacing);
+            stage.tick(vNoSpacing.size());
             if (!vNoDistance.empty()) findDistances(vNoDistance);
+            stage.tick(vNoDistance.size());
         }
         const Numbers vCovered = select([this](std::uint32_t s) { return isCovered(s); });
         return static_cast<double>(vCovered.size()) / static_cast<double>(vPlaces.size());
@@ -150,8 +152,9 @@ private:
 
 double measureCoverage(const PointSource& points, const TriangleMesh& mesh, double cellSize) {
     if (points.empty()) return 0.0;
-    OptionalStage stage("CK_fit", 1);
-    const double coverage = FitMeasure(points, mesh, cellSize).getCoverage();
+    // Each sample is looked for twice, and some of them again.
+    OptionalStage stage("CK_fit", 2 * std::min(points.size(), maxSampled));
+    const double coverage = FitMeasure(points, mesh, cellSize).getCoverage(stage);
     stage.finish();
     return coverage;
 }

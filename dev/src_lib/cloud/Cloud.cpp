@@ -329,13 +329,18 @@ std::vector<Point3> getSamples(const Smooth& smooth, const Calc& calc, Progress&
 }  // namespace
 
 void Cloud::createBundles(std::unique_ptr<Smooth> pSmooth) {
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_creb", 6);
+    // The time before gaps are filled, which is a stage of its own, and that after it.
+    constexpr uint64 cleaning = 40, thinning = 12;
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_creb", 5 + expectedTicks(cleaning + thinning, 1));
     pProgress->tick();
     std::vector<Point3> vSamples = getSamples(*pSmooth, *pCalc, *pProgress);
     pSmooth.reset();
+    if (!bMelt) expectCosts(numPoints + foundDensity.numAddedPoints, vSamples.size());
     std::vector<RCDPoint> vCells;
-    cleanPoints_RCD(vSamples, vCells);
-    pProgress->tick();
+    cleanPoints_RCD(vSamples, vCells, [&] {
+        if (getRun()) pProgress->tick(cleaning);
+    });
+    pProgress->tick(expectedTicks(thinning, 1));
     makeBundles(vCells);
     pProgress->tick();
     pProgress->finish(true);

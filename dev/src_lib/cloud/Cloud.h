@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -105,6 +106,7 @@ public:
     // Puts points into them. Lays a coarser grid if they take too many cells, but where the
     // spacing was given leaves the sparsest as they are; either with a warning.
     void serveSparseParts();
+    void expectCosts(std::size_t numInGrid, std::size_t numCells = 0) const;
 
     // ---- Cloud.cpp
 
@@ -121,7 +123,8 @@ public:
 
     // One sample per cell, thinned to a surface, gaps filled if asked for, as
     // (CCD, sample); the cells of the input ascend, filled ones follow. Empties vSamples.
-    void cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vOut);
+    void cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vOut,
+                         const std::function<void()>& beforeFilling);
 
     // One pair per cell, ascending: of several samples the one of lowest index.
     // vAllRCDOut: the same codes. Empties vSamples.

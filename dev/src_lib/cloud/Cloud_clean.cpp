@@ -47,17 +47,20 @@ struct Wedge {
 
 }  // namespace
 
-void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vOut) {
+void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vOut,
+                            const std::function<void()>& beforeFilling) {
     std::vector<RCDPoint> vRemainingRCDPoint;
     std::vector<uint64> vAllRCD;
     std::vector<uint64> vAllRmg;
     getRCD2Point(vSamples, vRemainingRCDPoint, vAllRCD);
-    const GapCloser gapCloser(*pCalc, numGrowSteps, choices.bKeepBorders);
+    GapCloser gapCloser(*pCalc, numGrowSteps, choices.bKeepBorders);
+    gapCloser.bUneven = foundDensity.uneven;
     if (numGrowSteps > 0 && choices.bKeepBorders) gapCloser.closePinholes(vAllRCD, vRemainingRCDPoint);
     pruneBorders(vRemainingRCDPoint, vAllRCD, vAllRmg);
     std::vector<uint64>().swap(vAllRCD);
     keepListed(vAllRmg, vRemainingRCDPoint);
     ASSEX(vAllRmg.size()==vRemainingRCDPoint.size());
+    beforeFilling();
     if (numGrowSteps > 0) gapCloser.fillGaps(vAllRmg, vRemainingRCDPoint);
     const Calc& calc = *pCalc;
     parallelTransform(vRemainingRCDPoint, vOut,

@@ -8,6 +8,7 @@
 #include "density/PointGrid.h"
 #include "density/evenness.h"
 #include "frame/Progress.h"
+#include "frame/stageCosts.h"
 #include "frame/tools.h"
 #include "grid/Calc.h"
 #include "parallel/parallelTransform.h"
@@ -33,7 +34,18 @@ bool Cloud::isUneven() {
     if (choices.density == Density::AUTO) foundDensity.unsupportedShare = measureUnsupportedShare();
     foundDensity.uneven = choices.density == Density::UNEVEN || foundDensity.unsupportedShare >= maxUnsupported;
     if (!foundDensity.uneven) pProgress->finish(true);
+    expectCosts(numPoints);
     return foundDensity.uneven;
+}
+
+// Of what is to come, by the points in the grid, and by its cells if there are some yet.
+void Cloud::expectCosts(std::size_t numInGrid, std::size_t numCells) const {
+    const double factor = absSpacing > 0.0 ? 1.3 : spacingFactor;
+    ScanSize size = ScanSize::guess(static_cast<double>(numPoints), factor);
+    size.numPoints = static_cast<double>(numInGrid);
+    if (numCells > 0) size.numCells = static_cast<double>(numCells);
+    size.bUneven = foundDensity.uneven;
+    reweighStages(costsOfReconstruction(size));
 }
 
 double Cloud::measureUnsupportedShare() {
@@ -55,14 +67,13 @@ double Cloud::measureUnsupportedShare() {
 }
 
 void Cloud::serveSparseParts() {
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_dens", 4);
+    Progress* pProgress =
+        getProgress()->getChildProgressSetTodo("CL_dens", Densifier::ticksToFind + Densifier::ticksToRun);
     constexpr int maxTries = 4;
     int numLevels = choices.numLevels;
     for (int numTries = 1;; ++numTries) {
         const PointGrid pointGrid(input, *pCalc);
-        pProgress->tick();
-        Densifier densifier(pointGrid);
-        pProgress->tick();
+        Densifier densifier(pointGrid, pProgress);
         const double maxCells = getMaxCells(numPoints);
         const double numCells = densifier.estimateCells(numLevels);
         // A coarser grid can bring in points that were beyond the levels of the finer one.
@@ -83,6 +94,7 @@ void Cloud::serveSparseParts() {
     }
     warnOfBudget(numLevels);
     input = PointSource(vPoints);
+    expectCosts(vPoints.size());
     pProgress->finish(true);
 }
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "frame/Progress.h"
 #include "geometry/symmetricEigen.h"
 #include "parallel/parallelTransform.h"
 
@@ -22,17 +23,28 @@ constexpr std::uint32_t none = ~std::uint32_t{0};
 
 }  // namespace
 
-Densifier::Densifier(const PointGrid& pointGrid) : grid(pointGrid), cell(pointGrid.getCalc().getCellSize()) {
+Densifier::Densifier(const PointGrid& pointGrid, Progress* pProgressToTick)
+    : grid(pointGrid), pProgress(pProgressToTick), cell(pointGrid.getCalc().getCellSize()) {
     if (grid.size() > 0) findSparse();
 }
 
+void Densifier::tick(uint64 num) const {
+    if (pProgress) pProgress->tick(num);
+}
+
 void Densifier::findSparse() {
-    const auto vParts = parallelChunkResults<Found>(grid.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-        return findSparseFrom(static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end));
-    });
-    for (const Found& part : vParts) {
-        vSparse.insert(vSparse.end(), part.vSparse.begin(), part.vSparse.end());
-        vNeighbours.insert(vNeighbours.end(), part.vNeighbours.begin(), part.vNeighbours.end());
+    for (uint64 part = 0; part < ticksToFind; ++part) {
+        const std::size_t first = grid.size() * part / ticksToFind, last = grid.size() * (part + 1) / ticksToFind;
+        const auto vParts =
+            parallelChunkResults<Found>(last - first, minChunk, [&](std::size_t begin, std::size_t end) {
+                return findSparseFrom(static_cast<std::uint32_t>(first + begin),
+                                      static_cast<std::uint32_t>(first + end));
+            });
+        for (const Found& found : vParts) {
+            vSparse.insert(vSparse.end(), found.vSparse.begin(), found.vSparse.end());
+            vNeighbours.insert(vNeighbours.end(), found.vNeighbours.begin(), found.vNeighbours.end());
+        }
+        tick(1);
     }
     vNumberOf.assign(grid.size(), none);
     for (std::size_t s = 0; s < vSparse.size(); ++s) {
@@ -314,9 +326,16 @@ std::vector<std::uint32_t> Densifier::listDiscs(int numLevels) const {
 
 std::vector<Point3> Densifier::run(int numLevels) {
     constexpr int numRounds = 3, numSharpenings = 2;
-    for (int round = 0; round < numRounds; ++round) moveOntoPlanes();
+    for (int round = 0; round < numRounds; ++round) {
+        moveOntoPlanes();
+        tick(2);
+    }
     restoreBulges();
-    for (int round = 0; round < numSharpenings; ++round) sharpenCreases();
+    tick(1);
+    for (int round = 0; round < numSharpenings; ++round) {
+        sharpenCreases();
+        tick(2);
+    }
     dropDisagreeing();
     const std::vector<std::uint32_t> vDiscs = listDiscs(numLevels);
     std::vector<DrawnCell> vAdded = drawDiscs(

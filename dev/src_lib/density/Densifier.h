@@ -13,6 +13,8 @@
 
 namespace QUOR_ZEF {
 
+class Progress;
+
 // Adds points where a cloud is too sparse for its grid, so that one grid serves it from its
 // densest to its sparsest part.
 //
@@ -28,8 +30,9 @@ namespace QUOR_ZEF {
 // point, on all threads.
 class Densifier {
 public:
-    // The grid outlives this.
-    explicit Densifier(const PointGrid& pointGrid);
+    // The grid outlives this. pProgress, if not null, outlives it too, and gets as many ticks here and in run().
+    explicit Densifier(const PointGrid& pointGrid, Progress* pProgress = nullptr);
+    static constexpr uint64 ticksToFind = 16, ticksToRun = 13;
 
     // Roughly the cells that the discs fill. A point of level n has a spacing of up to 2^n
     // cells, and of more than half of that but for level 0; points of higher levels lay no discs.
@@ -80,7 +83,10 @@ private:
     void cutAtCreases(Disc& disc, std::size_t number) const;
     bool holdsDense(uint64 ccd) const;
 
+    void tick(uint64 num) const;
+
     const PointGrid& grid;
+    Progress* const pProgress;             // not owned; may be null
     const double cell;                     // world units
     std::vector<Sparse> vSparse;           // ascending by point
     std::vector<std::uint32_t> vNumberOf;  // in vSparse, by point; none for dense points

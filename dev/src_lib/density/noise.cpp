@@ -6,6 +6,7 @@
 #include <span>
 #include <utility>
 
+#include "frame/Progress.h"
 #include "geometry/PlaceIndex.h"
 #include "geometry/freeFunctions.h"
 #include "geometry/symmetricEigen.h"
@@ -16,7 +17,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::size_t maxSampled = 6'000, fewest = 2'000, pointsPerSample = 20;
-constexpr std::size_t minChunk = 50'000, minFits = 64;
+constexpr std::size_t minChunk = 50'000, minFits = 64, batchSize = 1'000;
 constexpr std::array<std::size_t, 4> aNumPoints = {16, 32, 64, 128};  // of the pieces, which double their area
 constexpr double firstReach = 2.5;                                    // spacings: some 16 to 30 points in a plane
 constexpr int numReaches = 5;                                         // each twice the one before
@@ -122,19 +123,26 @@ public:
     void run() {
         std::vector<std::uint32_t> vOpen(vPlaces.size());
         std::iota(vOpen.begin(), vOpen.end(), 0u);
+        // Most are settled in the first reach.
+        OptionalStage stage("CK_noise", vOpen.size());
         double radius = firstRadius;
         for (int i = 0; i < numReaches && !vOpen.empty(); ++i, radius *= 2.0) {
             findHits(vOpen, radius);
             std::vector<char> vSettled(vOpen.size());
-            parallelChunks(vOpen.size(), minFits, [&](std::size_t begin, std::size_t end) {
-                for (std::size_t k = begin; k < end; ++k) vSettled[k] = settle(vOpen[k]) ? 1 : 0;
-            });
+            for (std::size_t at = 0; at < vOpen.size(); at += batchSize) {
+                const std::size_t num = std::min(batchSize, vOpen.size() - at);
+                parallelChunks(num, minFits, [&](std::size_t begin, std::size_t end) {
+                    for (std::size_t k = at + begin; k < at + end; ++k) vSettled[k] = settle(vOpen[k]) ? 1 : 0;
+                });
+                stage.tick(num);
+            }
             std::size_t numLeft = 0;
             for (std::size_t k = 0; k < vOpen.size(); ++k)
                 if (!vSettled[k]) vOpen[numLeft++] = vOpen[k];
             vOpen.resize(numLeft);
             if (numLeft > fewest) thinOut(vOpen, (numLeft + fewest - 1) / fewest);
         }
+        stage.finish();
     }
 
     std::vector<Point3> vPlaces;

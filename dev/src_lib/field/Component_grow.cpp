@@ -87,13 +87,14 @@ bool Component::run(CodePoints& vOut, OptionalStage* pStage) {
     if (!hasSeam()) return true;
     layGrowthBox();
     assignFirstDistances();
+    if (pStage) pStage->tickByTime(0);
     bool bDone = false;
     for (int i = 0; i < numGrowSteps && !bDone; ++i) {
         const bool bQuiet = inflateOneStep2();
         lowPass2(numSmoothings, true);
         bDone = bQuiet && i >= numSureSteps;
         // What is left out counts as done.
-        if (pStage) pStage->tick((bDone ? static_cast<uint64>(numGrowSteps - i) : 1) * vCellRCD.size());
+        if (pStage) pStage->tickByTime((bDone ? static_cast<uint64>(numGrowSteps - i) : 1) * vCellRCD.size());
     }
     getZeroRCD(vOut);
     return true;

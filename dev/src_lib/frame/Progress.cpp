@@ -22,6 +22,10 @@ int64 monotonicNanoseconds() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(sinceStart).count();
 }
 
+double secondsBetween(int64 from, int64 to) {
+    return 1e-9 * static_cast<double>(to - from);
+}
+
 // ticks * share, truncated. The largest counts round up beyond their type.
 uint64 partOf(uint64 ticks, double share) {
     return share >= 1.0 ? ticks : static_cast<uint64>(static_cast<double>(ticks) * share);
@@ -95,6 +99,24 @@ double Progress::getValue() const {
         weightSum += pChild->weight;
     }
     return weightSum == 0.0 ? 1.0 : sum / weightSum;
+}
+
+double Progress::getCostDone() const {
+    const std::lock_guard lock(mutex);
+    double sum = 0.0;
+    for (const auto& [childName, pChild] : mNameKids) sum += pChild->getValue() * pChild->weight;
+    return sum;
+}
+
+void Progress::setCost(double cost, uint64 numDone, uint64 numTodo) {
+    {
+        const std::lock_guard lock(mutex);
+        weight = cost;
+        done = numDone;
+        todo = numTodo;
+    }
+    if (Run* const pRun = getRun()) pRun->continueFrom(pParent->getValue());
+    notify("");
 }
 
 void Progress::tick(uint64 num) {
@@ -216,13 +238,44 @@ bool ensureProgressPlan(const std::string& name, const ProgressPlan& plan) {
     return true;
 }
 
+void reweighStages(const ProgressPlan& costs) {
+    Run* const pRun = getRun();
+    if (!pRun) return;
+    Progress* const pRoot = getProgress();
+    const std::lock_guard lock(pRoot->mutex);
+    for (const auto& [childName, cost] : costs) {
+        const auto q_it = pRoot->mNameKids.find(childName);
+        if (q_it != pRoot->mNameKids.end() && q_it->second->getValue() < 1.0) q_it->second->weight = cost;
+    }
+    pRun->continueFrom(pRoot->getValue());
+}
+
 uint64 expectedTicks(uint64 real, uint64 classic) {
     return std::max<uint64>(getRun() ? real : classic, 1);
 }
 
-OptionalStage::OptionalStage(const std::string& name, uint64 todo) {
+OptionalStage::OptionalStage(const std::string& name, uint64 todo)
+    : ticksLeft(std::max<uint64>(todo, 1)), begin(monotonicNanoseconds()), last(begin) {
     Progress* const pRoot = getProgress();
-    if (pRoot->mNameKids.count(name) > 0) pProgress = pRoot->getChildProgressSetTodo(name, std::max<uint64>(todo, 1));
+    if (pRoot->mNameKids.count(name) == 0) return;
+    pProgress = pRoot->getChildProgressSetTodo(name, ticksLeft);
+    const double seconds = secondsBetween(pRoot->startTime, begin);
+    if (getRun() && seconds > 0.0) costOfSecond = pRoot->getCostDone() / seconds;
+}
+
+void OptionalStage::tickByTime(uint64 num) {
+    constexpr double growth = 0.5, steps = 1e6;
+    if (!pProgress) return;
+    const int64 now = monotonicNanoseconds();
+    const int64 before = std::exchange(last, now);
+    ticksLeft -= std::min(num, ticksLeft);
+    if (!(costOfSecond > 0.0)) return tick(num);
+    if (num == 0) return;
+    const double spent = secondsBetween(begin, now), left = static_cast<double>(ticksLeft);
+    const double share = left / (left + static_cast<double>(num));
+    const double all = spent + secondsBetween(before, now) / static_cast<double>(num) * left * (1.0 + growth * share);
+    pProgress->setCost(costOfSecond * all, static_cast<uint64>(steps * std::min(spent / all, 1.0)),
+                       static_cast<uint64>(steps));
 }
 
 void RowStage::look() {

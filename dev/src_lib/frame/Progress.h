@@ -52,6 +52,10 @@ public:
     void setTodo(uint64 newTodo);
     // 0 to 1. Not forced to rise.
     double getValue() const;
+    // The sum over the children of what they are worth, in the unit of their weights.
+    double getCostDone() const;
+    // Of a child: another weight, and how much of it is done.
+    void setCost(double cost, uint64 numDone, uint64 numTodo);
     void tick(uint64 num = 1);
     // Marks this node, or all its children, as done.
     void finish(bool bNotify);
@@ -84,6 +88,11 @@ void planProgress(const std::string& name, const ProgressPlan& plan);
 // Returns true if it planned, so that the caller finishes and resets the root.
 bool ensureProgressPlan(const std::string& name, const ProgressPlan& plan);
 
+// More is known of what the planned stages cost than when they were planned: gives them these weights. What was
+// told stays, and what is left of it runs over the stages that are left. Does nothing for the older entries,
+// and for stages that are through or not planned.
+void reweighStages(const ProgressPlan& costs);
+
 // What a stage expects: the older entries have counts of their own, which many runs do not reach.
 uint64 expectedTicks(uint64 real, uint64 classic);
 
@@ -94,12 +103,18 @@ public:
     void tick(uint64 num = 1) {
         if (pProgress) pProgress->tick(num);
     }
+    // tick() where only time tells what a step costs, beside the stages before: each step left is taken to last
+    // a little longer than the last one, the more the more there are. 0: a first step begins.
+    void tickByTime(uint64 num);
     void finish() {
         if (pProgress) pProgress->finish(true);
     }
 
 private:
     Progress* pProgress = nullptr;  // not owned
+    uint64 ticksLeft;
+    int64 begin, last;          // nanoseconds of the monotonic clock
+    double costOfSecond = 0.0;  // in the unit of the weights; 0: not known
 };
 
 // The same for loops over the rows of a file, on the calling thread: tells how far they are,

@@ -41,8 +41,15 @@ void Run::enterStage(const std::string& tag) {
 }
 
 void Run::update(const std::string& /*name*/, double value) {
-    reached = std::clamp(value, reached, 1.0);
+    const double share =
+        fromValue < 1.0 ? fromShare + (1.0 - fromShare) * (value - fromValue) / (1.0 - fromValue) : value;
+    reached = std::clamp(share, reached, 1.0);
     report();
+}
+
+void Run::continueFrom(double value) {
+    fromValue = value;
+    fromShare = std::max(reached, value);
 }
 
 void Run::poll() {

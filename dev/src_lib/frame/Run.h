@@ -36,6 +36,9 @@ public:
     std::string getError();
     // A stage begins, on the calling thread.
     void enterStage(const std::string& tag);
+    // What is done of the whole is this by new weights of its stages: what is left of the share runs
+    // over the rest.
+    void continueFrom(double value);
     // The stage goes on, on the calling thread: repeats what was reported a while ago.
     void poll();
 
@@ -50,6 +53,7 @@ private:
     std::string error;
     std::string stageTag;
     double reached = 0.0;
+    double fromValue = 0.0, fromShare = 0.0;  // from where on shares follow values
     std::chrono::steady_clock::time_point lastReport = std::chrono::steady_clock::now();
 
     void update(const std::string& name, double value) override;

@@ -6,6 +6,7 @@
 #include <queue>
 
 #include "frame/Progress.h"
+#include "frame/stageCosts.h"
 #include "frame/tools.h"
 #include "gaps/BorderSearch.h"
 #include "gaps/CellBox.h"
@@ -130,6 +131,7 @@ void Filler::fill(CodePoints& vOut) {
 void Filler::growComponents(CodePoints& vOut) {
     uint64 todo = 0;
     for (const auto& pComponent : vComponents) todo += pComponent->numGrowthTicks();
+    reweighStages({{"CL_fill", costOfFilling(static_cast<double>(pvGlobalBorderRCD->size()), numGrowSteps, bUneven)}});
     OptionalStage stage("CL_fill", todo);
     for (std::unique_ptr<Component>& pComponent : vComponents) {
         CodePoints vLocal;

@@ -41,6 +41,7 @@ void GapCloser::fillGaps(const std::vector<uint64>& vAllRmg, std::vector<RCDPoin
     RemoveDecider_RCD(&vAllRmg, pCalc).classify(vLocalArea, vLocalBorder);
     std::vector<RCDPoint> vRCD2ZeroPoint;
     Filler filler(numGrowSteps, vLocalBorder, vLocalArea, vRemainingRCDPoint, pCalc);
+    filler.bUneven = bUneven;
     filler.fill(vRCD2ZeroPoint);
     pruneZeros(vLocalArea, vLocalBorder, vRCD2ZeroPoint, vRemainingRCDPoint);
 }

@@ -229,6 +229,7 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
     Filler filler(numGrowSteps, vBorder, vArea, vCorePoints, pCalc);
     Bridges bridges(filler);
     filler.maxSourceSteps = maxSourceSteps;
+    filler.bUneven = bUneven;
     filler.bKeepStackedApart = true;
     filler.bStepsWithinSize = true;
     filler.adapt = [&](const Component& component, std::vector<RCDPoint>& vZero) {

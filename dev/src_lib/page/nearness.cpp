@@ -2,70 +2,30 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
+#include <limits>
+#include <span>
 
 #include "frame/Run.h"
 #include "page/Rounding.h"
 #include "parallel/parallelTransform.h"
-#include "simplify/TriangleTree.h"
+#include "simplify/NearestFeet.h"
 #include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
 
-namespace {
-
-// The distances of some points, one after the other.
-class Walk {
-public:
-    Walk(const FanSurface& surface_, const std::vector<Point3>& vPoints_, std::size_t begin, std::size_t end_)
-        : surface(surface_), vPoints(vPoints_), tree(surface_), next(begin), end(end_) {}
-
-    bool isOver() const { return next == end; }
-    void go(std::size_t numPoints, std::vector<float>& vDistances) {
-        for (const std::size_t stop = next + std::min(numPoints, end - next); next < stop; ++next) {
-            findNext();
-            vDistances[next] = static_cast<float>(std::sqrt(foot.sqDistance));
-        }
-    }
-
-private:
-    const FanSurface& surface;
-    const std::vector<Point3>& vPoints;
-    TriangleTree tree;  // for one thread
-    Foot foot;
-    std::size_t next, end;
-
-    void findNext() {
-        const Vector3 p(vPoints[next].px, vPoints[next].py, vPoints[next].pz);
-        const std::uint32_t last = foot.triangle;
-        const bool bFound = std::isfinite(foot.sqDistance);
-        foot = {};
-        // The triangle next to the last point is near to this one.
-        if (bFound) {
-            findFoot(p, surface.corner(last, 0), surface.corner(last, 1), surface.corner(last, 2), foot);
-            foot.triangle = last;
-        }
-        tree.findCloser(p, foot);
-    }
-};
-
-}  // namespace
-
-// The distances are exact, so that the cuts between walks do not show. Walks go in turns, so
-// that the call can be cancelled between two.
 std::vector<float> distancesTo(const TriangleMesh& mesh, const std::vector<Point3>& vPoints) {
-    constexpr std::size_t minChunk = 20000, pointsPerTurn = 4096;
+    if (mesh.indices.empty()) return std::vector<float>(vPoints.size(), std::numeric_limits<float>::infinity());
+    constexpr std::size_t batchSize = 50'000;  // points between two chances to cancel
     const FanSurface surface(mesh);
-    // As many as threads, since all of them have a tree at the same time.
-    const std::size_t share = vPoints.size() / getLoopThreads(vPoints.size()) + 1;
-    const std::vector<std::size_t> vBounds = getChunkBounds(vPoints.size(), std::max(minChunk, share));
-    std::vector<std::unique_ptr<Walk>> vWalks;
-    for (std::size_t i = 1; i < vBounds.size(); ++i)
-        vWalks.push_back(std::make_unique<Walk>(surface, vPoints, vBounds[i - 1], vBounds[i]));
-    std::vector<float> vDistances(vPoints.size());
-    while (!std::all_of(vWalks.begin(), vWalks.end(), [](const auto& pWalk) { return pWalk->isOver(); })) {
+    const NearestFeet nearest(surface);
+    std::vector<Foot> vFeet(std::min(batchSize, vPoints.size()));
+    std::vector<float> vDistances;
+    vDistances.reserve(vPoints.size());
+    for (std::size_t begin = 0; begin < vPoints.size(); begin += batchSize) {
         pollRun(0);
-        parallelForEach(vWalks, [&](const auto& pWalk) { pWalk->go(pointsPerTurn, vDistances); });
+        const std::size_t num = std::min(batchSize, vPoints.size() - begin);
+        nearest.find(std::span(vPoints).subspan(begin, num), std::span(vFeet).first(num));
+        for (std::size_t i = 0; i < num; ++i) vDistances.push_back(static_cast<float>(std::sqrt(vFeet[i].sqDistance)));
     }
     return vDistances;
 }

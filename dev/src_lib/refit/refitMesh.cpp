@@ -42,6 +42,10 @@ double sweepsFor(double noise) {
     return std::min(clean + perSpacing * std::max(noise, 0.0), most);
 }
 
+// In thousandths.
+constexpr uint64 timeOfSetUp = 90, timeOfNoise = 40, timeOfRounds = 540, timeOfCreases = 330;
+constexpr uint64 numParts = 3;  // of a round: flips, normals, places
+
 class Refitter {
 public:
     Refitter(const TriangleMesh& mesh, const PointSource& points, const RefitOptions& options_)
@@ -50,19 +54,19 @@ public:
     void run(OptionalStage& stage, const PointSource& points) {
         settleFits(points);
         flattenSpikes();
-        stage.tick();
+        stage.tick(timeOfNoise);
         const RefitPart whole = surface.getWhole();
         const int numRounds = roundsOnAll();
+        const uint64 time = timeOfRounds + (bStepped ? timeOfCreases : 0);
         for (int round = 0; round < numRounds; ++round) {
             flipToCreases(surface, whole, round == 0 || numRounds < mostRounds ? 2 : 1);
-            fitOnce(whole, round);
-            stage.tick();
+            stage.tick(time / static_cast<uint64>(numRounds) / numParts);
+            fitOnce(whole, round, [&] { stage.tick(time / static_cast<uint64>(numRounds) / numParts); });
         }
         // Risers are no creases.
-        if (!bStepped) fitCreases();
+        if (!bStepped) fitCreases(stage);
         bringBackLost();
         flipToCreases(surface, whole, 1);
-        stage.tick();
     }
 
     // Places and triangles; colours if the points have some.
@@ -131,13 +135,14 @@ private:
         bStepped = steps.isFound();
     }
 
-    void fitCreases() {
+    void fitCreases(OptionalStage& stage) {
         narrowRadii();
         const RefitPart creases = surface.getCreases();
         if (creases.vFaces.empty()) return;
         for (int round = 0; round < mostRounds; ++round) {
             flipToCreases(surface, creases, 1);
-            fitOnce(creases, mostRounds + round);
+            fitOnce(creases, mostRounds + round, [] {});
+            stage.tick(timeOfCreases / (mostRounds + 1));
         }
         sharpenCorners(creases);
     }
@@ -257,15 +262,19 @@ private:
         return std::clamp(most - perSpacing * (relativeNoise - third), least, most);
     }
 
-    void fitOnce(const RefitPart& part, int round) {
+    // Calls tick() after each part but the first one of a round, see numParts.
+    template <class Tick>
+    void fitOnce(const RefitPart& part, int round, const Tick& tick) {
         constexpr double sigma = 0.35;
         const std::vector<Vector3> vBefore = surface.vPlaces;
         const std::vector<FaceNormal> vTrue = surface.vNormals;
         surface.listRings(part, rings);
         filterNormals(surface, part, rings, sharpenFits(part, round == 0), sigma);
+        tick();
         facePoints.follow(surface, part, rings);
         moveOntoPlanes(surface, part, fitOffsets(surface, part, rings, facePoints, vFits, sigma, shareOfOwn(round)),
                        vOld, longestMove * surface.edge, numSteps);
+        tick();
         takeBackFolds(part, vBefore, vTrue);
     }
 
@@ -338,9 +347,9 @@ private:
 
 RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options) {
     if (mesh.indices.empty() || points.empty()) return {};
-    OptionalStage stage("RF_fit", mostRounds + 3);
+    OptionalStage stage("RF_fit", timeOfSetUp + timeOfNoise + timeOfRounds + timeOfCreases);
     Refitter refitter(mesh, points, options);
-    stage.tick();
+    stage.tick(timeOfSetUp);
     refitter.run(stage, points);
     refitter.writeTo(mesh, points);
     stage.finish();

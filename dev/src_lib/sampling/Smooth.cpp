@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "frame/Progress.h"
+#include "frame/stageCosts.h"
 #include "frame/tools.h"
 #include "grid/ColumnCursors.h"
 #include "parallel/parallelTransform.h"
@@ -180,22 +181,28 @@ Smooth::Smooth(PointSource givenInput, std::vector<Point3>* pCellPoints, Calc* p
 }
 
 void Smooth::run(bool bSmooth) {
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("SM_run", 9);
-    const auto stage = [&](void (Smooth::*pStage)()) {
+    // Of a hundred parts of the time.
+    constexpr uint64 bridging = 28, making = 3, linking = 12, fitting = 45, smoothing = 10;
+    constexpr uint64 all = bridging + making + 2 * linking + fitting, more = smoothing + 2 * linking;
+    const double numPoints = static_cast<double>(input.size());
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("SM_run", expectedTicks(all, 9));
+    const auto stage = [&](void (Smooth::*pStage)(), uint64 cost) {
         (this->*pStage)();
-        pProgress->tick();
+        pProgress->tick(expectedTicks(cost, 1));
     };
     mergeCellPoints();
-    stage(&Smooth::addBridgePoints);
-    stage(&Smooth::createNodes);
-    stage(&Smooth::densifyNeigs);
-    stage(&Smooth::relinkNodes);
+    stage(&Smooth::addBridgePoints, bridging);
+    stage(&Smooth::createNodes, making);
+    stage(&Smooth::densifyNeigs, linking);
+    stage(&Smooth::relinkNodes, linking);
     if (bSmooth || (std::isfinite(mostScatter) && measureScatter() > mostScatter)) {
-        stage(&Smooth::smoothOnce);
-        stage(&Smooth::densifyNeigs);
-        stage(&Smooth::relinkNodes);
+        pProgress->setTodo(expectedTicks(all + more, 9));
+        reweighStages({{"SM_run", costOfSmoothedPlanes(numPoints)}});
+        stage(&Smooth::smoothOnce, smoothing);
+        stage(&Smooth::densifyNeigs, linking);
+        stage(&Smooth::relinkNodes, linking);
     }
-    stage(&Smooth::fitPlanes);
+    stage(&Smooth::fitPlanes, fitting);
     pProgress->finish(true);
 }
 

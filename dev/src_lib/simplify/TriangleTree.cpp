@@ -58,7 +58,23 @@ void TriangleTree::split(std::uint32_t number) {
     vNodes.push_back({boxOf(middle, end), middle, end, 0});
 }
 
+void TriangleTree::splitAll() {
+    for (std::uint32_t number = 0; number < vNodes.size(); ++number)
+        if (vNodes[number].end - vNodes[number].begin > maxLeaf && vNodes[number].half == 0) split(number);
+}
+
 void TriangleTree::findCloser(const Vector3& p, Foot& foot) {
+    search(p, foot, [this](std::uint32_t number) {
+        if (vNodes[number].half == 0) split(number);
+    });
+}
+
+void TriangleTree::findCloserIn(const Vector3& p, Foot& foot) const {
+    search(p, foot, [](std::uint32_t /*number*/) {});
+}
+
+template <class Split>
+void TriangleTree::search(const Vector3& p, Foot& foot, const Split& splitNode) const {
     // Halving 2^32 triangles is no deeper.
     std::pair<double, std::uint32_t> stack[64];
     std::size_t num = 0;
@@ -71,7 +87,7 @@ void TriangleTree::findCloser(const Vector3& p, Foot& foot) {
             for (std::uint32_t k = begin; k < end; ++k) takeCloser(p, vOrder[k], foot);
             continue;
         }
-        if (vNodes[number].half == 0) split(number);
+        splitNode(number);
         const std::uint32_t half = vNodes[number].half;
         std::pair<double, std::uint32_t> first{vNodes[half].box.sqDistance(p), half},
             second{vNodes[half + 1].box.sqDistance(p), half + 1};
