@@ -22,7 +22,7 @@ cp -r docs/pictures "$pages"
 mkdir "$pages/figures" && cp docs/figures/*.svg "$pages/figures"
 cp -r docs/decisions "$pages"
 # The two pages of the root, with links from where they now lie.
-sed -E 's|\(docs/|(|g; s|\[([^]]*)\]\((include/zef\|examples\|LICENSE\|CONTRIBUTING.md)\)|\1|g; s|\(CHANGELOG.md\)|(changelog.md)|g' \
+sed -E 's|\(docs/|(|g; s|\[([^]]*)\]\((include/zef\|examples\|LICENSE\|CONTRIBUTING.md\|packaging)\)|\1|g; s|\(CHANGELOG.md\)|(changelog.md)|g' \
     README.md >"$pages/index.md"
 sed -E 's|\(docs/|(|g' CHANGELOG.md >"$pages/changelog.md"
 sed -i -E 's|\[([^]]*)\]\(\.\./[^)]*\)|\1|g' "$pages"/*.md "$pages"/decisions/*.md
