@@ -80,7 +80,7 @@ void reportComparison(Report& report, const zef::Comparison& made) {
     const auto addNumber = [&](const std::string& label, double (*valueOf)(const zef::Deviation&)) {
         lines.add(label, [&](const zef::Deviation& deviation) { return shortText(valueOf(deviation)); });
     };
-    lines.add("",
+    lines.add("distances",
               [&](const zef::Deviation& deviation) { return &deviation == &made.there ? "to reference" : "and back"; });
     addNumber("mean distance", [](const zef::Deviation& d) { return d.mean; });
     addNumber("root mean square", [](const zef::Deviation& d) { return d.rms; });
