@@ -284,3 +284,18 @@ TEST(ToolReconstruct, leavesNothingBehindWhenItFails) {
     }
     EXPECT_EQ(folder.numFiles(), 1u);
 }
+
+TEST(ToolRecipe, settingsAreTakenAndWhatIsGivenCountsForMore) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("sheet.xyz", sheetText(40, 0.1)));
+    const nlohmann::json list = runTool("recipe --json").report()["recipes"];
+    EXPECT_EQ(list.size(), 6u);
+    for (const nlohmann::json& recipe : list) {
+        const std::string name = recipe["name"];
+        const ToolRun run = runTool("reconstruct " + in + " --recipe " + name + " --factor 2");
+        EXPECT_EQ(run.status, name == "print" ? 1 : 0) << name << run.err << "a sheet is no body";
+        EXPECT_NE(run.out.find(name + ": --grow "), std::string::npos) << "without the factor: " << run.out;
+    }
+    EXPECT_TRUE(std::filesystem::exists(folder.name("sheet.mesh.glb")));
+    EXPECT_EQ(runTool("reconstruct " + in + " --recipe soup").status, 2);
+}
