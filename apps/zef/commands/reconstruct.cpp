@@ -14,6 +14,7 @@
 #include "options.h"
 #include "recipes.h"
 #include "reports/measure.h"
+#include "reports/memory.h"
 #include "reports/refit.h"
 #include "reports/topology.h"
 #include "zef/reconstruction.h"
@@ -30,7 +31,7 @@ struct Options {
     std::string refit = "auto";
     bool bKeepNonManifold = false;
     Chain chain;
-    bool bView = false, bCheck = false;
+    bool bView = false, bCheck = false, bAnyway = false;
     std::string recipe;                  // a name, or empty; its options are parsed like others
     const CLI::App* pCommand = nullptr;  // not owned; knows what was parsed
     OutputOptions output;
@@ -209,6 +210,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     Scan scan = readScan(commandRun, options.vInputs);
     commandRun.lap("seconds_read", "read");
 
+    if (!options.bAnyway) requireMemory(commandRun, scan.points, options.library);
     commandRun.step("reconstructing");
     zef::ReconstructOptions library = options.library;
     library.mend = !options.bKeepNonManifold;
@@ -302,6 +304,7 @@ void addReconstruct(Commands& commands) {
     addChainOptions(command, pOptions->chain);
     command.add_flag("--check", pOptions->bCheck,
                      "Tell whether the mesh is closed, manifold and oriented; status 1 if not, though it is written");
+    command.add_flag("--anyway", pOptions->bAnyway, "Begin even if more memory will be needed than is free");
     command.add_flag("--view", pOptions->bView,
                      "Also write a page beside the output that shows the mesh with its points, as zef view does");
     addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);
