@@ -37,7 +37,7 @@ TYPES = {"char": "i1", "uchar": "u1", "int8": "i1", "uint8": "u1", "short": "<i2
          "int32": "<i4", "uint32": "<u4", "float": "<f4", "float32": "<f4", "double": "<f8", "float64": "<f8"}
 
 
-def read_mesh(path):
+def read_arrays(path):
     data = open(path, "rb").read()
     start = data.index(b"end_header\n") + 11
     if b"binary_little_endian" not in data[:start]:
@@ -54,10 +54,27 @@ def read_mesh(path):
     for name, count, fields in elements:
         arrays[name] = np.frombuffer(data, np.dtype(fields), count, start)
         start += arrays[name].nbytes
-    vertex, face = arrays["vertex"], arrays["face"]
+    return arrays
+
+
+def places(vertex):
+    return np.stack([vertex[k] for k in "xyz"], 1).astype(float)
+
+
+def read_points(path):
+    return places(read_arrays(path)["vertex"])
+
+
+def read_mesh(path):
+    arrays = read_arrays(path)
+    face = arrays["face"]
     if not (face["count"] == 3).all():
         sys.exit(path + ": holds other polygons than triangles")
-    return np.stack([vertex[k] for k in "xyz"], 1).astype(float), face[face.dtype.names[-1]].astype(int)
+    return places(arrays["vertex"]), face[face.dtype.names[-1]].astype(int)
+
+
+def default_tool():
+    return os.path.join(os.path.dirname(__file__), "..", "build", "release", "apps", "zef", "zef")
 
 
 def write_ply(path, points, faces=None):
@@ -244,7 +261,7 @@ def checked(tool, path):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("meshes")
-    parser.add_argument("--tool", default=os.path.join(os.path.dirname(__file__), "..", "build", "release", "apps", "zef", "zef"))
+    parser.add_argument("--tool", default=default_tool())
     parser.add_argument("--run", action="append", metavar="NAME=OPTIONS")
     parser.add_argument("--shapes", help="names, with commas between")
     parser.add_argument("--noise", default="0,0.3,0.8", help="in spacings, with commas between")
@@ -286,4 +303,5 @@ def main():
                     print("%-16s %5g %-16s" % (name, noise, way) + "".join("%9s" % text for text in texts), flush=True)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -24,6 +24,7 @@ offline "$python" -m build --outdir "$folder/dist" --sdist --no-isolation .
 offline "$folder/venv/bin/pip" install --no-index "$folder"/zef-*.whl
 
 cd "$folder"
-env -u PYTHONPATH "$folder/venv/bin/python" -c 'import zef; print("zef", zef.__version__, "in", zef.__file__)'
+env -u PYTHONPATH "$folder/venv/bin/python" -c 'import os, zef
+print("zef", zef.__version__, "in", zef.__file__, "with pages" if os.path.exists(zef._scene._SCRIPT) else "with pictures only")'
 env -u PYTHONPATH "$folder/venv/bin/python" "$OLDPWD/examples/python/first_mesh.py" "$folder/torus.ply"
 ldd "$folder"/venv/lib/python3*/site-packages/zef/_core*.so

@@ -42,10 +42,10 @@ packages=(
     python3-venv
     python3-pytest      # its tests
     python3-jsonschema  # checks reports of the tool against their schema
-    python3-matplotlib  # pictures
+    python3-matplotlib  # other users of its arrays
+    python3-meshio
     python3-nbclient    # the notebook
     python3-ipykernel
-    python3-meshio      # another user of its arrays
 )
 # For the glTF validator and the pages. Node also comes from elsewhere, with npm in the same package.
 command -v node >/dev/null || packages+=(nodejs)

@@ -1,6 +1,6 @@
-"""A coloured scan to a mesh and a picture of both.
+"""A coloured scan to a mesh and a web page of both.
 
-    coloured_scan.py [SCAN [OUT.ply [PICTURE.png]]]
+    coloured_scan.py [SCAN [OUT.ply [PAGE.html]]]
 
 Without a file, a scan of a hill with painted rings is simulated.
 """
@@ -23,7 +23,7 @@ def simulate(path):
     zef.write(path, np.column_stack([ground, height]), colors=colors)
 
 
-def main(scan=None, out="hill.ply", picture="hill.png"):
+def main(scan=None, out="hill.ply", page="hill.html"):
     logging.basicConfig(format="%(name)s: %(message)s")  # where warnings of the library go
     if scan is None:
         scan = "hill_scan.ply"
@@ -34,8 +34,8 @@ def main(scan=None, out="hill.ply", picture="hill.png"):
     mesh = zef.reconstruct(cloud)  # with the colours of the cloud
     mesh.smooth(steps=2, keep_volume=True)
     mesh.write(out)
-    zef.view(mesh, cloud, path=picture)
-    print(mesh, "in", out, "and", picture)
+    shown = zef.view(mesh, cloud, path=page, title="Hill", names=["hill"])
+    print(mesh, "in", out, "and", shown.path)
 
 
 if __name__ == "__main__":

@@ -19,8 +19,9 @@ namespace QUOR_ZEF {
 // Files of points and meshes, by the ending of the name in any capitals. What cannot be
 // read or written throws a FileError that begins with the name and says where and what
 // helps; readers take at most 16 times the size of the file and 1 MiB of memory, whatever
-// the file claims. A written file appears whole or not at all: on failure what stood
-// under the name is untouched. The locale plays no part. All on the calling thread, O(n).
+// the file claims. A written file appears whole or not at all: on failure, and when the call is
+// cancelled, what stood under the name is untouched. The locale plays no part. All on the
+// calling thread, O(n).
 
 // What a file of points or triangles holds.
 struct PointFile {

@@ -120,8 +120,8 @@ struct ManifoldOptions {
 // is left of these faults is cut open; what then hangs loose with 20 triangles or less
 // at something ten times as large, also at a vertex, goes. No vertex moves.
 //
-// Closed components come out with positive volume. So do those whose holes are small
-// beside them; sheets face up the axis that they lean to most.
+// Closed components come out with positive volume. So do those that open no wider than about
+// half a sphere; sheets face up the axis that they lean to most.
 // The same mesh always gives the same result.
 //
 // Throws an ArgumentError, with the mesh unchanged, for a triangle that repeats a vertex

@@ -41,7 +41,8 @@ enum class Density : std::uint8_t {
 // also a room around its viewpoint. Each open piece goes by the first of these that tells:
 //   VIEWPOINT  it looks to ReconstructOptions::viewpoint, most of its area
 //   NORMALS    it looks to where the normals of the points near it point, most of them
-//   VOLUME     it is nearly closed, and faces outward
+//   VOLUME     it opens about as wide as half a sphere at the most, as what stands on a table
+//              does, with a rim that is not too ragged: it faces outward
 //   TERRAIN    heights, along z, spread little beside the horizontal: it looks up
 //   AGREEMENT  all pieces look to one place, as in the scan of one view; that from which
 //              most area shows one side, least is hidden behind other pieces and there

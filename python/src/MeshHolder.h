@@ -23,6 +23,9 @@ public:
     pybind11::array getTriangles() const;
     pybind11::object getColors() const;  // None without any
     void setColors(const pybind11::object& colors);
+    // The mesh for as long as it is held; a change meanwhile works on a copy. Throws an
+    // ArgumentError while a call changes it.
+    std::shared_ptr<QUOR_ZEF::TriangleMesh> read() const;
     MeshHolder copy() const { return MeshHolder(*read()); }
 
     // fn(mesh, context) of a mesh that nobody changes meanwhile.
@@ -51,8 +54,6 @@ private:
     };
 
     std::shared_ptr<QUOR_ZEF::TriangleMesh> pHeld;  // null while a call changes it
-
-    std::shared_ptr<QUOR_ZEF::TriangleMesh> read() const;
 };
 
 }  // namespace zefpy

@@ -82,13 +82,16 @@ zef::PointView viewOf(const py::array& points, const py::object& colors, const p
 
 std::vector<zef::Point3> pointsOf(const py::array& points, const py::object& colors) {
     const zef::PointView view = viewOf(points, colors, py::none());
-    std::vector<zef::Point3> vPoints(view.count);
+    constexpr std::size_t betweenLooks = std::size_t{1} << 16;  // whether Ctrl-C was pressed
+    std::vector<zef::Point3> vPoints;
+    vPoints.reserve(view.count);
     for (std::size_t i = 0; i < view.count; ++i) {
+        if (i % betweenLooks == 0 && PyErr_CheckSignals() != 0) throw py::error_already_set();
         const double* const p = view.xyz + i * view.stride;
-        vPoints[i].set(p[0], p[1], p[2]);
+        vPoints.emplace_back(p[0], p[1], p[2]);
         if (!view.colors) continue;
         const std::uint8_t* const c = view.colors + i * view.colorStride;
-        vPoints[i].setColor(c[0], c[1], c[2], c[3]);
+        vPoints.back().setColor(c[0], c[1], c[2], c[3]);
     }
     return vPoints;
 }

@@ -8,10 +8,12 @@
 
 #include "Call.h"
 #include "MeshHolder.h"
+#include "PointHolder.h"
 #include "arrays.h"
 #include "errors.h"
 #include "options.h"
 #include "reports.h"
+#include "scenes.h"
 #include "zef/zef_api_functions.h"
 
 // The calls of the library for the package around this module, which checks arrays and
@@ -20,25 +22,6 @@
 namespace zefpy {
 
 namespace {
-
-// What readPoints() or resample() gave, with arrays in its memory.
-struct PointHolder {
-    std::shared_ptr<zef::PointFile> pFile = std::make_shared<zef::PointFile>();
-
-    py::array getPoints() const { return coordinatesOf(pFile->points, keepAlive(pFile)); }
-    py::object getColors() const {
-        return pFile->hasColor ? py::object(colorsOf(pFile->points, keepAlive(pFile))) : py::none();
-    }
-    py::object getNormals() const {
-        return pFile->normals.empty() ? py::none() : py::object(normalsOf(pFile->normals, keepAlive(pFile)));
-    }
-    py::object getTriangles() const {
-        if (pFile->kind != zef::PointFile::Kind::MESH) return py::none();
-        const auto num = static_cast<py::ssize_t>(pFile->indices.size() / 3);
-        return py::array(py::dtype::of<std::uint32_t>(), {num, py::ssize_t{3}}, {}, pFile->indices.data(),
-                         keepAlive(pFile));
-    }
-};
 
 // fn(points) of an input where it lies: a PointHolder as the span that it is, or else arrays.
 template <class Fn>
@@ -132,15 +115,9 @@ py::dict writePoints(const std::string& path, const py::object& points, const py
                      const py::object& threads, const py::object& progress) {
     Call call(threads, progress);
     const auto options = readOptions<zef::WriteOptions>(given);
-    std::vector<zef::Point3> vCopied;
-    std::shared_ptr<zef::PointFile> pFile;
-    if (py::isinstance<PointHolder>(points)) {
-        pFile = points.cast<PointHolder&>().pFile;
-    } else {
-        vCopied = pointsOf(py::reinterpret_borrow<py::array>(points), colors);
-    }
-    const std::span<const zef::Point3> written = pFile ? pFile->points : vCopied;
-    return reportOf(call.run([&](const zef::Context& context) { return zef::write(path, written, options, context); }));
+    const OwnPoints written(points, colors);
+    return reportOf(
+        call.run([&](const zef::Context& context) { return zef::write(path, written.get(), options, context); }));
 }
 
 py::dict mend(MeshHolder& mesh, const py::dict& given, const py::object& threads, const py::object& progress) {
@@ -238,6 +215,16 @@ std::string version() {
     return std::to_string(major) + "." + twoDigits;
 }
 
+// Earlier versions of pybind11 would take wrong sizes from the arrays of numpy 2.
+void requireKnownNumpy() {
+    constexpr int firstThatKnows = 0x020C0000;
+    if (PYBIND11_VERSION_HEX >= firstThatKnows) return;
+    const auto version = py::module_::import("numpy").attr("__version__").cast<std::string>();
+    if (version.find('.') == 1 && version[0] == '1') return;
+    throw py::import_error("zef was built with a pybind11 that knows numpy 1 only, and this is numpy " + version +
+                           ": install numpy below 2, or build zef with pybind11 2.12 or later");
+}
+
 void bindHolders(py::module_& m) {
     py::class_<MeshHolder>(m, "MeshHolder")
         .def(py::init<const py::array&, const py::array&, const py::object&>())
@@ -269,6 +256,7 @@ void bindHolders(py::module_& m) {
 }  // namespace
 
 PYBIND11_MODULE(_core, m) {
+    requireKnownNumpy();
     translateErrors();
     bindHolders(m);
     m.def("reconstruct", reconstruct);
@@ -280,6 +268,7 @@ PYBIND11_MODULE(_core, m) {
     m.def("read_mesh", readMesh);
     m.def("write_mesh", writeMesh);
     m.def("write_points", writePoints);
+    bindScenes(m);
     m.def("number", readNumber);
     m.attr("options") = describeOptions();
     m.attr("version") = version();

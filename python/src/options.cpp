@@ -112,10 +112,36 @@ Options optionsOf(zef::WriteOptions& o) {
     };
 }
 
+Options optionsOf(zef::DrawOptions& o) {
+    return {
+        {"width", &o.width, "pixels, 16 to 16384"},
+        {"height", &o.height, "pixels, 16 to 16384"},
+        {"from", &o.from,
+         "where the viewer stands: \"iso\" (in front, to the right and above), \"front\", \"back\", \"left\", "
+         "\"right\", \"top\" or \"bottom\""},
+        {"yUp", &o.yUp, "whether y is up instead of z"},
+        {"smooth", &o.smooth, "whether the light changes across triangles, not at their edges"},
+        {"colors", &o.colors, "those of vertices and points; else one for each mesh"},
+        {"borders", &o.borders, "border edges and non-manifold edges as lines"},
+        {"pointSize", &o.pointSize, "pixels; 0: by their number"},
+        {"finer", &o.finer, "samples a pixel in each direction, 1 to 4"},
+    };
+}
+
+Options optionsOf(zef::PageOptions& o) {
+    return {
+        {"title", &o.title, "of the page, plain text"},
+        {"names", &o.names, "of the meshes, a list of texts"},
+        {"yUp", &o.yUp, "whether y is up instead of z"},
+        {"maxTriangles", &o.maxTriangles, "of a mesh; one with more is shown coarser"},
+        {"maxPoints", &o.maxPoints, "of the cloud; of more, some are shown, evenly"},
+    };
+}
+
 // ---- names
 
 std::string pythonName(const std::string& name) {
-    if (name == "lambda") return "lambda_";
+    if (name == "lambda" || name == "from") return name + "_";
     std::string snake;
     for (const char c : name) {
         if (std::isupper(static_cast<unsigned char>(c))) snake += '_';
@@ -136,6 +162,8 @@ struct AllOptions {
     zef::SmoothingOptions smoothing;
     zef::ReadMeshOptions readMesh;
     zef::WriteOptions write;
+    zef::DrawOptions draw;
+    zef::PageOptions page;
 
     std::vector<std::pair<const char*, Options>> byStructure() {
         return {{"ReconstructOptions", optionsOf(reconstruct)},
@@ -146,7 +174,9 @@ struct AllOptions {
                 {"ReduceFlatOptions", optionsOf(reduceFlat)},
                 {"SmoothingOptions", optionsOf(smoothing)},
                 {"ReadMeshOptions", optionsOf(readMesh)},
-                {"WriteOptions", optionsOf(write)}};
+                {"WriteOptions", optionsOf(write)},
+                {"DrawOptions", optionsOf(draw)},
+                {"PageOptions", optionsOf(page)}};
     }
 };
 
@@ -157,6 +187,7 @@ std::map<std::string, std::string> collectNames() {
                                                 {"highFraction", "high_fraction"}};
     for (const auto& [structure, options] : AllOptions().byStructure())
         for (const Option& option : options) names.emplace(option.name, pythonName(option.name));
+    names.erase("from");  // a word of many texts
     return names;
 }
 
@@ -189,6 +220,7 @@ namespace {
 
 constexpr std::array<const char*, 3> densityWords = {"auto", "even", "uneven"};
 constexpr std::array<const char*, 3> precisionWords = {"auto", "single", "double"};
+constexpr std::array<const char*, 7> viewWords = {"iso", "front", "back", "left", "right", "top", "bottom"};
 
 std::string shortText(const py::handle& value) {
     constexpr std::size_t maxLength = 60;
@@ -260,6 +292,10 @@ void read(const std::string& name, const py::handle& value, zef::Precision& plac
     readWord(name, value, precisionWords, place);
 }
 
+void read(const std::string& name, const py::handle& value, zef::ViewFrom& place) {
+    readWord(name, value, viewWords, place);
+}
+
 std::array<double, 3> readThree(const std::string& name, const py::handle& value) {
     constexpr const char* wish = "three finite numbers";
     if (!PySequence_Check(value.ptr()) || PyUnicode_Check(value.ptr())) refuse<WrongType>(name, value, wish);
@@ -288,18 +324,27 @@ void read(const std::string& name, const py::handle& value, std::optional<zef::P
     place.emplace(x, y, z);
 }
 
+// One line, in Unicode.
+std::string readLine(const std::string& name, const py::handle& whole, const py::handle& line, const char* wish) {
+    if (!PyUnicode_Check(line.ptr())) refuse<WrongType>(name, whole, wish);
+    Py_ssize_t length = 0;
+    const char* const pText = PyUnicode_AsUTF8AndSize(line.ptr(), &length);
+    if (!pText) refuse<zef::ArgumentError>(name, whole, "texts in Unicode");
+    std::string text(pText, static_cast<std::size_t>(length));
+    if (text.find_first_of("\r\n") != std::string::npos) refuse<zef::ArgumentError>(name, whole, wish);
+    return text;
+}
+
+void read(const std::string& name, const py::handle& value, std::string& place) {
+    place = readLine(name, value, value, "a text of one line");
+}
+
 void read(const std::string& name, const py::handle& value, std::vector<std::string>& place) {
     constexpr const char* wish = "a list or tuple of texts, a line each";
     if (!PyList_Check(value.ptr()) && !PyTuple_Check(value.ptr())) refuse<WrongType>(name, value, wish);
     place.clear();
-    for (const py::handle line : py::reinterpret_borrow<py::sequence>(value)) {
-        if (!PyUnicode_Check(line.ptr())) refuse<WrongType>(name, value, wish);
-        Py_ssize_t length = 0;
-        const char* const pText = PyUnicode_AsUTF8AndSize(line.ptr(), &length);
-        if (!pText) refuse<zef::ArgumentError>(name, value, "texts in Unicode");
-        place.emplace_back(pText, static_cast<std::size_t>(length));
-        if (place.back().find_first_of("\r\n") != std::string::npos) refuse<zef::ArgumentError>(name, value, wish);
-    }
+    for (const py::handle line : py::reinterpret_borrow<py::sequence>(value))
+        place.push_back(readLine(name, value, line, wish));
 }
 
 py::object tell(zef::Density value) {
@@ -307,6 +352,12 @@ py::object tell(zef::Density value) {
 }
 py::object tell(zef::Precision value) {
     return py::str(precisionWords.at(static_cast<std::size_t>(value)));
+}
+py::object tell(zef::ViewFrom value) {
+    return py::str(viewWords.at(static_cast<std::size_t>(value)));
+}
+py::object tell(const std::string& value) {
+    return py::str(value);
 }
 py::object tell(const std::optional<zef::Point3>& value) {
     return value ? py::object(py::make_tuple(value->px, value->py, value->pz)) : py::none();

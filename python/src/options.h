@@ -13,6 +13,7 @@
 #include "zef/meshCheck.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
+#include "zef/view.h"
 
 // The options of the library as keyword arguments: the names, types and defaults of C++,
 // written in the way of Python. An option added to a structure wants one line here, and
@@ -23,8 +24,9 @@ namespace zefpy {
 namespace zef = QUOR_ZEF;
 
 struct Option {
-    using Place = std::variant<bool*, int*, std::uint32_t*, std::size_t*, double*, zef::Density*, zef::Precision*,
-                               std::optional<zef::Point3>*, zef::Vector3*, std::vector<std::string>*>;
+    using Place =
+        std::variant<bool*, int*, std::uint32_t*, std::size_t*, double*, zef::Density*, zef::Precision*, zef::ViewFrom*,
+                     std::optional<zef::Point3>*, zef::Vector3*, std::string*, std::vector<std::string>*>;
     const char* name;     // in C++
     Place place;          // where its value lies; borrowed
     const char* meaning;  // with unit, for the docstrings
@@ -40,6 +42,8 @@ Options optionsOf(zef::ReduceFlatOptions& options);
 Options optionsOf(zef::SmoothingOptions& options);
 Options optionsOf(zef::ReadMeshOptions& options);
 Options optionsOf(zef::WriteOptions& options);
+Options optionsOf(zef::DrawOptions& options);
+Options optionsOf(zef::PageOptions& options);
 
 // Tuples (name, default, meaning) under the name of each structure.
 pybind11::dict describeOptions();

@@ -50,14 +50,4 @@ from ._reports import (
     WriteResult,
 )
 
-
-def view(mesh, cloud=None, *, path=None, azimuth=-60.0, elevation=30.0, size=6.0):
-    """A picture of a Mesh, and beside it of a cloud, (n, 3) or a Cloud; either may be None.
-
-    Seen from azimuth and elevation, degrees, without perspective; z is up. size: inches of
-    each of them. In a notebook the picture shows where it is the last line of a cell.
-    Elsewhere it is written to path, or else to a file that the browser opens. Gives a
-    Picture with save(path) and the figure of matplotlib, which this wants."""
-    from ._picture import view as view_picture
-
-    return view_picture(mesh, cloud, path=path, azimuth=azimuth, elevation=elevation, size=size)
+from ._scene import Page, Picture, draw, view

@@ -1,5 +1,5 @@
 from os import PathLike
-from typing import Any, Callable, Optional, Sequence, Tuple, Union
+from typing import Any, Callable, Mapping, Optional, Sequence, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -250,10 +250,31 @@ class Mesh:
         self,
         path: Optional[_Path] = None,
         *,
-        azimuth: float = -60.0,
-        elevation: float = 30.0,
-        size: float = 6.0,
-    ) -> Any: ...
+        cloud: Union[_Numbers, Cloud, None] = None,
+        report: Optional[Mapping[str, Any]] = None,
+        height: float = 520,
+        title: str = "zef",
+        names: Sequence[str] = (),
+        y_up: bool = False,
+        max_triangles: int = 3000000,
+        max_points: int = 3000000,
+        threads: int = 0,
+        progress: _Progress = None,
+    ) -> Union[Page, Picture]: ...
+
+class Page:
+    html: str
+    path: Optional[str]
+    def __init__(self, text: str, height: int, picture: Optional[Picture] = None) -> None: ...
+    def save(self, path: _Path) -> None: ...
+    def open(self) -> bool: ...
+
+class Picture:
+    pixels: npt.NDArray[np.uint8]
+    path: Optional[str]
+    def __init__(self, pixels: npt.NDArray[np.uint8]) -> None: ...
+    def save(self, path: _Path) -> None: ...
+    def open(self) -> bool: ...
 
 def reconstruct(
     points: Union[_Numbers, Cloud],
@@ -318,12 +339,34 @@ def write(
     progress: _Progress = None,
 ) -> WriteResult: ...
 def check(mesh: Mesh, *, threads: int = 0, progress: _Progress = None) -> MeshReport: ...
+def draw(
+    mesh: Union[Mesh, Sequence[Mesh], Cloud, npt.NDArray[Any], None],
+    cloud: Union[_Numbers, Cloud, None] = None,
+    *,
+    width: int = 1600,
+    height: int = 1200,
+    from_: str = "iso",
+    y_up: bool = False,
+    smooth: bool = True,
+    colors: bool = True,
+    borders: bool = True,
+    point_size: float = 0.0,
+    finer: int = 2,
+    threads: int = 0,
+    progress: _Progress = None,
+) -> Picture: ...
 def view(
-    mesh: Optional[Mesh],
+    mesh: Union[Mesh, Sequence[Mesh], Cloud, npt.NDArray[Any], None],
     cloud: Union[_Numbers, Cloud, None] = None,
     *,
     path: Optional[_Path] = None,
-    azimuth: float = -60.0,
-    elevation: float = 30.0,
-    size: float = 6.0,
-) -> Any: ...
+    report: Optional[Mapping[str, Any]] = None,
+    height: float = 520,
+    title: str = "zef",
+    names: Sequence[str] = (),
+    y_up: bool = False,
+    max_triangles: int = 3000000,
+    max_points: int = 3000000,
+    threads: int = 0,
+    progress: _Progress = None,
+) -> Union[Page, Picture]: ...

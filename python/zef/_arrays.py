@@ -8,6 +8,8 @@ from ._errors import ArgumentError, ArgumentTypeError
 
 
 def _short(value):
+    if isinstance(value, np.ndarray) and value.size > 3:
+        return f"an array of shape {value.shape}"
     text = repr(value)
     return text if len(text) <= 60 else text[:60] + "..."
 
@@ -44,11 +46,22 @@ def _in_layout(array, dtype):
     return array if _lies_well(array, dtype) else np.require(array, dtype, ["C_CONTIGUOUS", "ALIGNED"])
 
 
+def _hint(name, array):
+    """For arrays as people have them who are nearly there."""
+    if array.ndim == 2 and array.shape[0] == 3:
+        return f", as {name}.T is"
+    if array.ndim == 2 and array.shape[1] > 3:
+        return f", as {name}[:, :3] is"
+    return ""
+
+
 def coordinates(name, value, count=None):
-    """(n, 3) doubles."""
+    """(n, 3) doubles; what is masked becomes NaN."""
     wish = "an array of real numbers of shape (n, 3)"
     array = _as_array(name, value, wish)
-    _require_shape(name, array, (3,), wish)
+    if isinstance(value, np.ma.MaskedArray):
+        array = value.astype(np.float64).filled(np.nan)
+    _require_shape(name, array, (3,), wish + _hint(name, array))
     if count is not None and len(array) != count:
         raise ArgumentError(f"{name} has {len(array)} rows; it must have {count}, one for each point")
     return _in_layout(array, np.float64)

@@ -185,11 +185,13 @@ class Mesh:
         file = _arrays.path("path", path)
         return report_of(WriteResult, _core.write_mesh(file, self._held, given, *context))
 
-    def plot(self, path=None, *, azimuth=-60.0, elevation=30.0, size=6.0):
-        """A picture of the mesh, see view()."""
-        from ._picture import view
+    @takes_options("PageOptions")
+    def plot(self, path=None, *, cloud=None, report=None, height=520, given, context):
+        """Shows the mesh, see view(): an interactive page in the notebook or the browser."""
+        from ._scene import view
 
-        return view(self, None, path=path, azimuth=azimuth, elevation=elevation, size=size)
+        return view(self, cloud, path=path, report=report, height=height, **given, threads=context[0],
+                    progress=context[1])
 
 
 def _restore(vertices, triangles, colors, report):

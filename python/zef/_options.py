@@ -17,6 +17,13 @@ def _sentence(name, default, meaning):
     return f"{name} (default {default!r}): {meaning}."
 
 
+def _meant(name, known):
+    import difflib
+
+    close = difflib.get_close_matches(name, known, 1)
+    return f"; perhaps {close[0]} is meant" if close else "; it must be one of " + ", ".join(known)
+
+
 def takes_options(structure=None):
     """The function gets what was given of the options of this structure as a dict, given,
     and (threads, progress) as context. Its signature and docstring tell all of them."""
@@ -26,11 +33,13 @@ def takes_options(structure=None):
     def decorate(function):
         @functools.wraps(function)
         def call(*args, threads=0, progress=None, **keywords):
+            if len(args) > len(places):
+                unnamed = ", ".join(name for name in places if name != "self") or "nothing"
+                raise ArgumentTypeError(f"{function.__name__}() takes {unnamed} without a name, and all else as name=value")
             given = {name: keywords.pop(name) for name in names.intersection(keywords)}
             for name in keywords:
                 if name not in known:
-                    raise ArgumentTypeError(f"{name} is no argument of {function.__name__}(); it must be one of "
-                                            + ", ".join(known))
+                    raise ArgumentTypeError(f"{name} is no argument of {function.__name__}()" + _meant(name, known))
             extra = {"given": given} if structure else {}
             return function(*args, **keywords, **extra, context=(threads, progress))
 
@@ -40,6 +49,7 @@ def takes_options(structure=None):
             inspect.Parameter(name, inspect.Parameter.KEYWORD_ONLY, default=default)
             for name, default, _ in (*options, *_CONTEXT)
         ]
+        places = [p.name for p in own if p.kind is p.POSITIONAL_OR_KEYWORD]
         known = [p.name for p in (*own, *added) if p.name != "self"]
         call.__signature__ = signature.replace(parameters=own + added)
         lines = [_sentence(*option) for option in (*options, *_CONTEXT)]

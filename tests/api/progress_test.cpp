@@ -11,6 +11,7 @@
 #include "frame/Progress.h"
 #include "support/capture.h"
 #include "support/shapes.h"
+#include "support/tempFolder.h"
 #include "zef/zef.h"
 
 using namespace QUOR_ZEF;
@@ -58,6 +59,20 @@ const std::vector<Entry> entries = {
     {"anneal", [](Input& in, const Context& c) { anneal(in.mesh, c); }},
     {"smooth", [](Input& in, const Context& c) { smooth(in.mesh, {.steps = 3}, c); }},
 };
+
+// Writes and reads a file by that name, as a mesh or as points.
+std::vector<Entry> fileEntries(const std::string& path, bool bText) {
+    const FileFormat format = formatOf(path);
+    std::vector<Entry> vEntries;
+    if (format.writesMeshes) {
+        vEntries.emplace_back("write", [=](Input& in, const Context& c) { write(path, in.mesh, {.text = bText}, c); });
+    } else {
+        vEntries.emplace_back("write", [=](Input& in, const Context& c) { write(path, in.mesh.vertices, {}, c); });
+    }
+    if (format.readsMeshes) vEntries.emplace_back("read", [=](Input&, const Context& c) { readMesh(path, {}, c); });
+    if (format.readsPoints) vEntries.emplace_back("info", [=](Input&, const Context& c) { readPoints(path, c); });
+    return vEntries;
+}
 
 // Runs the entry; ends it at the first report of at least this share.
 struct Told {
@@ -124,5 +139,26 @@ TEST(progress, anEntryThatIsCancelledLeavesItsInputAndTheNextOneIsGood) {
         }
         Told().run(entry, input, 2.0);
         EXPECT_EQ(input.content(), expected.content()) << entry.first;
+    }
+}
+
+TEST(progress, ofFilesRisesToOneAndCancellingLeavesTheFile) {
+    const TempFolder folder;
+    for (const char* const name :
+         {"a.ply", "a.stl", "text.ply", "text.stl", "a.obj", "a.off", "a.glb", "a.xyz", "a.bin"}) {
+        for (const Entry& entry : fileEntries(folder.name(name), std::string(name).starts_with("text"))) {
+            SCOPED_TRACE(std::string(entry.first) + " " + name);
+            Input input;
+            const bool bWrites = std::string(entry.first) == "write";
+            if (bWrites) folder.put(name, "before");
+            for (const double endAt : {0.0, 0.5, 1.0}) EXPECT_THROW(Told().run(entry, input, endAt), CancelledError);
+            EXPECT_EQ(folder.get(name) == "before", bWrites);
+            Told told;
+            told.run(entry, input, 2.0);
+            ASSERT_GT(told.vShares.size(), 8u);
+            EXPECT_TRUE(std::is_sorted(told.vShares.begin(), told.vShares.end()));
+            EXPECT_EQ(told.vShares.back(), 1.0);
+            EXPECT_EQ(told.planned, told.entered);
+        }
     }
 }

@@ -59,6 +59,18 @@ needs_library || { echo "zef::zef is not the shared library" >&2; exit 1; }
 configure "$examples" "$work/examples"
 (cd "$work/examples" && ctest --output-on-failure)
 
+# Within another project: the library alone, without installing it; building it all would take too long.
+for fetched in ON OFF; do
+    rm -rf "$work/subproject"
+    "$cmake" -G "$generator" -S "$consumer/../subproject" -B "$work/subproject" -DCMAKE_CXX_COMPILER="$compiler" \
+        -DZEF_SOURCES="$(realpath "$consumer/../../..")" -DZEF_FETCHED=$fetched
+    targets=$("$cmake" --build "$work/subproject" --target help)
+    grep -q "zef_static" <<<"$targets" || { echo "no library within another project" >&2; exit 1; }
+    ! grep -qE "zef_tool|test_grid|zef_python" <<<"$targets" ||
+        { echo "more than the library within another project" >&2; exit 1; }
+    "$cmake" --build "$work/subproject" --target consumer
+done
+
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name zef.pc)")
 export PKG_CONFIG_PATH
 pkg-config --exact-version=1.13 zef

@@ -19,6 +19,8 @@ BAD = {
     str: [*ODD, None, True, "", "AUTO ", 1, [], NAN, b"auto", "x"],
     "three": [*ODD, (1, 2), (1, 2, 3, 4), "123", (1, 2, NAN), (1, 2, math.inf), (1, 2, None), 5, [[1], 2, 3], True],
     "lines": [object(), 1j, "1", b"1", {}, None, 5, [1], ["a\nb"], [None], [b"x"], ["\ud800"]],
+    "line": [object(), 1j, b"1", {}, None, 5, [], "a\nb", "\ud800"],
+    "report": [object(), 1j, "1", 5, [], (1,), {"a": "\ud800"}],
     "progress": [object(), 1j, "1", b"1", {}, 5, True, [], (1,), np.zeros(2), NAN, 0],
     "path": [object(), 1j, "", b"", {}, None, 5.0, [], "a\0b", np.zeros(2), True + 0.5, ["a"]],
     "points": [object(), 1j, "abc", b"x", {}, None, 7, [], [[]], [[1, 2], [3]], np.zeros(3), np.zeros((3, 2)),
@@ -36,21 +38,22 @@ RANGE = {
     "spacing": [-1, math.inf, -math.inf], "factor": [0, -1, math.inf], "levels": [11], "feature_angle": [-1, 362],
     "max_error": [-1], "max_color_step": [0, -1], "max_edge_length": [-1, math.inf], "max_deviation_deg": [-1, 181],
     "lambda_": [0, 1], "low_fraction": [-1, 2], "high_fraction": [-1, 2], "ratio": [0, 1.1, -1, math.inf], "radius": [-1, math.inf], "refit_radius": [-1, math.inf],
-    "size": [0, 1e9], "azimuth": [math.inf, 400], "elevation": [91], "normals": [np.ones((5, 3))],
+    "width": [15, 20000], "height": [0, 1e9], "point_size": [-1, 300], "finer": [0, 5], "max_triangles": [0],
+    "max_points": [0], "normals": [np.ones((5, 3))],
     "points": [np.full((5, 3), NAN), np.empty((0, 3))],
 }
 KINDS = {
-    "viewpoint": "three", "offset": "three", "comments": "lines", "progress": "progress", "path": "path",
+    "viewpoint": "three", "offset": "three", "comments": "lines", "names": "lines", "title": "line", "report": "report", "progress": "progress", "path": "path",
     "points": "points", "normals": "points", "colors": "colors", "triangles": "triangles", "what": "points",
     "low_fraction": float, "high_fraction": float, "ratio": float, "mesh": "points", "cloud": "points",
 }
-MAY_BE_NONE = {"viewpoint", "progress", "colors", "normals", "ratio", "mesh", "cloud"}
 
 
 def bad_values(parameter):
     name, default = parameter.name, parameter.default
-    values = BAD[KINDS.get(name) or type(default)] + RANGE.get(name, [])
-    return [v for v in values if not (v is None and name in MAY_BE_NONE)]
+    kind = bool if isinstance(default, bool) else KINDS.get(name) or type(default)
+    values = BAD[kind] + RANGE.get(name, [])
+    return [v for v in values if not (v is None and (name == "mesh" or default is None))]
 
 
 def calls(points, mesh, folder):
@@ -58,13 +61,14 @@ def calls(points, mesh, folder):
             "low_fraction": 0.1, "high_fraction": 0.1}
     needs = {"simplify": {"max_error": 0.1}, "smooth": {"keep_volume": True}}
     for owner, names in ((zef, ["reconstruct", "measure_spacing", "measure_points", "melt", "resample", "read_points",
-                               "read_mesh", "info", "write", "check", "view"]),
+                               "read_mesh", "info", "write", "check", "draw", "view"]),
                          (mesh, [n for n in dir(zef.Mesh) if not n.startswith("_") and callable(getattr(zef.Mesh, n))])):
         for name in names:
             function = getattr(owner, name)
             parameters = inspect.signature(function).parameters
             if name != "copy":
-                yield name, function, parameters, {**{p: some[p] for p in parameters if p in some}, **needs.get(name, {})}
+                path = {"path": folder / "a.html"} if name in ("view", "plot") else {}
+                yield name, function, parameters, {p: v for p, v in {**some, **needs.get(name, {}), **path}.items() if p in parameters}
 
 
 def test_every_bad_value_is_told_by_the_name_of_its_argument(points, mesh, tmp_path):
@@ -72,8 +76,6 @@ def test_every_bad_value_is_told_by_the_name_of_its_argument(points, mesh, tmp_p
     wrong, tried = [], 0
     for function_name, function, parameters, good in calls(points, mesh, tmp_path):
         for name, parameter in parameters.items():
-            if name == "path" and function_name in ("view", "plot"):
-                continue
             for value in bad_values(parameter):
                 tried += 1
                 told = "nothing was raised"
@@ -113,8 +115,17 @@ def test_operations_refuse_meshes_without_meaning_and_leave_them():
 
 
 def test_unknown_arguments_are_named():
-    with pytest.raises(zef.ArgumentError, match="growsteps"):
+    with pytest.raises(zef.ArgumentError, match="growsteps.*grow_steps"):
         zef.reconstruct(np.eye(3), growsteps=3)
+    with pytest.raises(zef.ArgumentError, match="points without a name"):
+        zef.reconstruct(np.eye(3), 0.1)
+
+
+def test_arrays_that_are_nearly_right_are_told_how(points):
+    for near, cure in ((points.T, "points.T"), (np.hstack([points, points]), "points[:, :3]")):
+        with pytest.raises(zef.ArgumentError) as raised:
+            zef.reconstruct(near)
+        assert cure in str(raised.value)
 
 
 def stub_signatures():

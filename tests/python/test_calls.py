@@ -1,6 +1,8 @@
 """Arrays, the surroundings of a call, and other users of its results."""
 
+import base64
 import copy
+import html
 import logging
 import multiprocessing
 import os
@@ -17,7 +19,7 @@ from matplotlib.figure import Figure
 from matplotlib.image import imread
 
 import zef
-from zef import _arrays
+from zef import _arrays, _scene
 
 
 def same(a, b):
@@ -102,6 +104,12 @@ def test_soup_melts_and_resamples_from_any_shape(mesh):
     assert len(cloud) == len(np.asarray(cloud)) > 1000 and cloud.colors is None
 
 
+def test_masked_rows_are_left_out(points, made):
+    masked = np.ma.masked_array(np.insert(points, 5, 7.0, axis=0), mask=False)
+    masked[5] = np.ma.masked
+    assert same(zef.reconstruct(masked), made)
+
+
 def test_rows_that_are_not_finite_are_left_out_with_one_warning(points, made, caplog):
     holed = np.insert(points, [5, 9], np.nan, axis=0)
     with caplog.at_level(logging.WARNING, "zef"):
@@ -130,6 +138,22 @@ def test_what_progress_raises_ends_the_call_as_it_is(points, mesh, call):
     assert np.array_equal(mesh.vertices, before)
     function(progress=lambda stage, share: seen.append(share))
     assert seen[1:] == sorted(seen[1:]) and seen[-1] == 1.0
+
+
+def test_what_progress_raises_ends_reading_and_writing(mesh, points, tmp_path):
+    file = tmp_path / "a.ply"
+    mesh.write(file)
+    before, stop = file.read_bytes(), Stop()
+
+    def progress(stage, share):
+        if share == 1.0:
+            raise stop
+
+    for call in (mesh.write, zef.read_mesh, zef.read_points, zef.info, lambda f, **k: zef.write(f, points, **k)):
+        with pytest.raises(Stop) as raised:
+            call(file, progress=progress)
+        assert raised.value is stop
+    assert file.read_bytes() == before and os.listdir(tmp_path) == ["a.ply"]
 
 
 def test_a_mesh_that_a_call_changes_is_refused_to_others(mesh):
@@ -216,7 +240,50 @@ def test_other_packages_take_the_arrays(mesh, tmp_path):
 
 
 def test_pictures_are_drawn(mesh, points, tmp_path):
-    mesh.plot(tmp_path / "a.png", size=1)
-    zef.view(mesh, points, path=tmp_path / "b.png", size=1)
-    one, two = imread(tmp_path / "a.png"), imread(tmp_path / "b.png")
-    assert two.shape[1] == 2 * one.shape[1] and one[50, 50, :3].max() < 0.5  # dark: the colour of the mesh
+    picture = zef.draw(mesh, width=80, height=60, from_="top")
+    picture.save(tmp_path / "a.png")
+    written = imread(tmp_path / "a.png")[:, :, :3] * 255
+    assert np.array_equal(written, picture.pixels[:, :, :3]) and picture.path == str(tmp_path / "a.png")
+    assert written[30, 40].tolist() == picture.pixels[30, 40, :3].tolist() and not (written[30, 40] == written[0, 0]).all()
+    assert zef.view([mesh, mesh.copy()], points, path=tmp_path / "b.png").pixels.shape == (1200, 1600, 4)
+    with pytest.raises(zef.ArgumentError, match="path.*png"):
+        picture.save(tmp_path / "a.gif")
+
+
+@pytest.fixture
+def script(tmp_path, monkeypatch):
+    """A package with the script of the pages, on a machine without a browser."""
+    (tmp_path / "page.js").write_text("start()")
+    monkeypatch.setattr(_scene, "_SCRIPT", tmp_path / "page.js")
+    monkeypatch.setattr("tempfile.tempdir", str(tmp_path))
+    for name in ("DISPLAY", "WAYLAND_DISPLAY", "BROWSER"):
+        monkeypatch.delenv(name, raising=False)
+
+
+def test_pages_are_files_and_tell_what_was_found(script, mesh, points, tmp_path):
+    page = mesh.plot(tmp_path / "a.html", cloud=points, title="a <b>")
+    text = (tmp_path / "a.html").read_text()
+    assert text == page.html and page.path == str(tmp_path / "a.html")
+    assert "a &lt;b&gt;" in text and "start()" in text and '["points","3,000"]' in text
+    assert '["who","me"]' in zef.view(mesh, report={"who": "me"}, path=tmp_path / "a.html").html
+
+
+def test_without_a_browser_the_file_is_named(script, mesh, caplog):
+    page = mesh.plot()
+    assert open(page.path).read() == page.html and page.path in caplog.text and "browser" in caplog.text
+
+
+def test_without_the_script_a_picture_is_shown(script, mesh, caplog, monkeypatch, tmp_path):
+    monkeypatch.setattr(_scene, "_SCRIPT", tmp_path / "gone.js")
+    assert isinstance(mesh.plot(), zef.Picture) and "script" in caplog.text
+    mesh.plot(tmp_path / "a.html")
+    assert (tmp_path / "a.png").exists() and not (tmp_path / "a.html").exists() and "a.png" in caplog.text
+
+
+def test_a_notebook_gets_a_frame_and_a_picture(script, mesh, monkeypatch):
+    monkeypatch.setattr(_scene, "_in_notebook", lambda: True)
+    page = mesh.plot(height=300)
+    data, _ = page._repr_mimebundle_()
+    frame = data["text/html"]
+    assert page.path is None and base64.b64decode(data["image/png"])[1:4] == b"PNG"
+    assert "height: 300px" in frame and html.unescape(frame.split('"')[1]) == page.html

@@ -6,6 +6,7 @@
 #include <functional>
 #include <random>
 
+#include "flat/arrays.h"
 #include "geometry/freeFunctions.h"
 #include "support/shapes.h"
 #include "zef/reconstruction.h"
@@ -126,6 +127,7 @@ TEST(Refit, noisyBoxGetsSharpEdgesAndCorners) {
     EXPECT_NEAR(made.refit.noise * made.measuredSpacing, 0.2 * spacing, 0.03 * spacing);
     EXPECT_GT(made.refit.numCreaseVertices, 100u);
     EXPECT_TRUE(check(made.mesh).closed);
+    EXPECT_EQ(countSelfIntersections(made.mesh), 0u);
 }
 
 TEST(Refit, noisySphereStaysASphere) {
@@ -189,6 +191,30 @@ TEST(Refit, doesNotBlowUpOnWhatIsNoSurface) {
     EXPECT_EQ(mesh.indices.size(), 6u);
 }
 
+TEST(Refit, leadsNoVertexAwayFromAllPoints) {
+    Random random;
+    std::vector<Point3> vPoints;
+    while (vPoints.size() < 3000) {
+        const double x = random(), y = random(), z = random();
+        vPoints.emplace_back(x, y, z);
+    }
+    ReconstructOptions options;
+    options.refit = false;
+    Reconstruction made = reconstruct(vPoints, options);
+    const std::vector<Point3> vBefore = made.mesh.vertices;
+    refit(made.mesh, vPoints, {made.measuredSpacing, 0.0});
+    const auto toPoints = [&](const Point3& p) {
+        double least = 1e9;
+        for (const Point3& q : vPoints) least = std::min(least, (p - q).length());
+        return least;
+    };
+    const double edge = meanSideLength(made.mesh);
+    for (std::size_t i = 0; i < vBefore.size(); ++i) {
+        if (toPoints(vBefore[i]) > 0.5 * edge) continue;
+        EXPECT_LT(toPoints(made.mesh.vertices[i]), 0.9 * edge) << i;
+    }
+}
+
 TEST(Refit, sameBytesOnAnyNumberOfThreadsAndInAnyOrder) {
     std::vector<Point3> vPoints = boxPoints({1, 1, 1}, 20'000, 0.01);
     const Shape ball = icosphere(5, 1.3);
@@ -205,7 +231,8 @@ TEST(Refit, sameBytesOnAnyNumberOfThreadsAndInAnyOrder) {
 TEST(Refit, coloursAreThoseOfThePointsAround) {
     std::vector<Point3> vPoints;
     for (int i = 0; i < 3600; ++i) {
-        vPoints.emplace_back(0.5 * (i % 60), 0.5 * (i / 60), 0.0);
+        const int row = i / 60;
+        vPoints.emplace_back(0.5 * (i % 60), 0.5 * row, 0.0);
         vPoints.back().setColor(i % 60 < 30 ? 10 : 200, 0, 0, 255);
     }
     const Shape sheet = gridSheet(30, 30);

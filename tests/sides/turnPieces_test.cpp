@@ -134,6 +134,13 @@ TEST(TurnPieces, terrainLooksUp) {
     EXPECT_GT(shareToward(made.mesh, Point3(5, 5, 1e6)), 0.99);
 }
 
+// All of it is seen from within, but scanners stand without.
+TEST(TurnPieces, whatStandsOnATableFacesOutward) {
+    const Reconstruction half = reconstruct(sphere(0.0), optionsOf(0.05));
+    EXPECT_EQ(half.sideRule, SideRule::VOLUME);
+    EXPECT_LT(shareToward(half.mesh, Point3(0, 0, 0)), 0.01);
+}
+
 // The places that it could be seen from are its own.
 TEST(TurnPieces, aSingleTriangleHasASide) {
     TriangleMesh mesh{{{0, 0, 0}, {1, 0, 0.5}, {0, 1, 0.2}}, {0, 1, 2}};

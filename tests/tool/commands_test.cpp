@@ -229,7 +229,10 @@ TEST(ToolReconstruct, hintsAtWhatLooksWrongOnce) {
     std::mt19937 random(5);
     std::normal_distribution<double> scatter(0.0, 0.2);
     std::ostringstream text;
-    for (int i = 0; i < 4000; ++i) text << 0.1 * (i % 63) << " " << 0.1 * (i / 63) << " " << scatter(random) << "\n";
+    for (int i = 0; i < 4000; ++i) {
+        const int row = i / 63;
+        text << 0.1 * (i % 63) << " " << 0.1 * row << " " << scatter(random) << "\n";
+    }
     const std::string command =
         "reconstruct --json --spacing 0.13 --min-piece 0 " + quoted(folder.put("noisy.xyz", text.str()));
     const ToolRun run = runTool(command);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "api/calls.h"
+#include "api/plans.h"
 #include "bytes/AtomicFile.h"
 #include "bytes/Visualizer3.h"
 #include "io/loadCloud.h"
@@ -26,28 +27,41 @@ void checkOptions(const WriteOptions& options) {
 
 PointFile readPoints(const std::filesystem::path& path, const Context& context) {
     return runCall(context, [&] {
+        planReading(false);
         PointFile file = loadCloud(path.string());
+        finishProgress();
         for (const std::string& note : file.notes) showWarning("readPoints", path.string() + ": " + note);
         return file;
     });
 }
 
 TriangleMesh readMesh(const std::filesystem::path& path, const ReadMeshOptions& options, const Context& context) {
-    return runCall(context, [&] { return readMeshFile(path.string(), options); });
+    return runCall(context, [&] {
+        planReading(options.mergeEqual || endingOf(path.string()) == ".stl");
+        TriangleMesh mesh = readMeshFile(path.string(), options);
+        finishProgress();
+        return mesh;
+    });
 }
 
 WriteResult write(const std::filesystem::path& path, const TriangleMesh& mesh, const WriteOptions& options,
                   const Context& context) {
     checkIndices(mesh);
     checkOptions(options);
-    return runCall(context, [&] { return writeMeshFile(path.string(), mesh, options); });
+    return runCall(context, [&] {
+        planWriting();
+        return writeMeshFile(path.string(), mesh, options);
+    });
 }
 
 WriteResult write(const std::filesystem::path& path, std::span<const Point3> points, const WriteOptions& options,
                   const Context& context) {
     checkSpan(points);
     checkOptions(options);
-    return runCall(context, [&] { return saveCloud(path.string(), points, options); });
+    return runCall(context, [&] {
+        planWriting();
+        return saveCloud(path.string(), points, options);
+    });
 }
 
 Vector3 middleOffset(std::span<const Point3> points) {

@@ -173,6 +173,16 @@ OperationPlan planOfIntersections() {
     return {"CountSelfIntersections", {{"SI_cells", 40.0}, {"SI_pairs", 60.0}}};
 }
 
+void planReading(bool bComparing) {
+    ProgressPlan plan = {{"IO_load", 20.0}, {"IO_read", 80.0}};
+    if (bComparing) plan.emplace_back("IO_pos", 100.0);
+    planProgress("Read", plan);
+}
+
+void planWriting() {
+    planProgress("Write", {{"IO_write", 1.0}});
+}
+
 OperationPlan planOfComparing() {
     return {"Compare", {{"CP_there", 50.0}, {"CP_back", 50.0}}};
 }

@@ -18,6 +18,8 @@ void planMeasuring(bool bDensity);  // or the spacing alone
 void planSpacing();
 void planMelt(bool bMend);
 void planToCloud();
+void planReading(bool bComparing);  // of a file; and positions, for equal ones
+void planWriting();                 // of a file, which tells by itself that all is done
 
 // An operation on a mesh, which may be part of a run that has planned its stages.
 struct OperationPlan {

@@ -12,6 +12,8 @@
 #include <system_error>
 #include <utility>
 
+#include "frame/Run.h"
+
 namespace QUOR_ZEF {
 
 namespace {
@@ -121,6 +123,7 @@ void AtomicFile::closeAndRemove() {
 }
 
 void AtomicFile::flush() {
+    pollRun(0);
     std::size_t done = 0;
     while (isGood() && done < used) {
         const ssize_t num = ::write(descriptor, pBuffer.get() + done, used - done);

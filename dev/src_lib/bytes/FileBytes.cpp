@@ -12,12 +12,16 @@
 #include <system_error>
 #include <utility>
 
+#include "frame/Progress.h"
+#include "frame/Run.h"
+
 namespace QUOR_ZEF {
 
 namespace {
 
 constexpr std::size_t hugePage = std::size_t{2} << 20;
-constexpr std::size_t readBlock = std::size_t{1} << 30;  // a single read gives no more than 2 GiB
+constexpr std::size_t readBlock = std::size_t{1} << 22;  // short enough to cancel between two
+constexpr std::size_t growth = std::size_t{1} << 20;
 
 // Closes the file, also when an exception passes.
 struct Descriptor {
@@ -46,12 +50,15 @@ bool FileBytes::load(const std::string& name) {
 // growing; a file that changes its size meanwhile is read to where it ends.
 bool FileBytes::readAll(int descriptor, std::size_t expected) {
     if (!grow(expected + 1)) return false;
+    OptionalStage stage("IO_load", expected);
     for (;;) {
-        if (size == capacity && !grow(capacity + capacity / 2 + readBlock / 1024)) return false;
+        pollRun(0);
+        if (size == capacity && !grow(capacity + capacity / 2 + growth)) return false;
         const ssize_t num = ::read(descriptor, pData.get() + size, std::min(capacity - size, readBlock));
         if (num == 0) return true;
         if (num > 0) {
             size += static_cast<std::size_t>(num);
+            stage.tick(static_cast<uint64>(num));
         } else if (errno != EINTR) {
             return fail(errno);
         }
@@ -85,7 +92,8 @@ void adviseHugePages(void* pMemory, std::size_t numBytes) {
     const std::uintptr_t first = roundUp(address, hugePage);
     const std::uintptr_t last = (address + numBytes) / hugePage * hugePage;
     // Only a hint: where it is refused, everything works as before.
-    if (last > first) static_cast<void>(::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE));
+    if (last <= first) return;
+    static_cast<void>(::madvise(static_cast<char*>(pMemory) + (first - address), last - first, MADV_HUGEPAGE));
 }
 
 void reserveMore(std::vector<Point3>& vPoints, std::size_t num) {

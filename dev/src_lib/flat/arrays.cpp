@@ -24,15 +24,21 @@ void renumberVertices(TriangleMesh& mesh, VertexOrder order) {
         for (std::uint32_t& index : vIndex)
             if (index != none) index = num++;
     } else {
-        for (const std::uint32_t vertex : mesh.indices)
-            if (vIndex[vertex] == none) vIndex[vertex] = num++;
+        for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+            pollRun(i);
+            std::uint32_t& index = vIndex[mesh.indices[i]];
+            if (index == none) index = num++;
+        }
     }
-    for (std::uint32_t& vertex : mesh.indices) vertex = vIndex[vertex];
-    if (order == VertexOrder::MESH && num == vIndex.size()) return;
-    std::vector<Point3> vVertices(num);
-    for (std::size_t i = 0; i < vIndex.size(); ++i)
+    const bool bAsBefore = order == VertexOrder::MESH && num == vIndex.size();
+    std::vector<Point3> vVertices(bAsBefore ? 0 : num);
+    for (std::size_t i = 0; i < vIndex.size() && !bAsBefore; ++i) {
+        pollRun(i);
         if (vIndex[i] != none) vVertices[vIndex[i]] = mesh.vertices[i];
-    mesh.vertices = std::move(vVertices);
+    }
+    // The mesh changes only now, since the call may have been cancelled above.
+    for (std::uint32_t& vertex : mesh.indices) vertex = vIndex[vertex];
+    if (!bAsBefore) mesh.vertices = std::move(vVertices);
 }
 
 std::size_t dropRepeating(std::vector<std::uint32_t>& vTriples) {
@@ -53,6 +59,7 @@ std::size_t dropRepeating(std::vector<std::uint32_t>& vTriples) {
 double meanSideLength(const TriangleMesh& mesh) {
     double sum = 0.0;
     for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+        pollRun(i);
         const std::size_t next = i % 3 == 2 ? i - 2 : i + 1;
         sum += (mesh.vertices[mesh.indices[next]] - mesh.vertices[mesh.indices[i]]).length();
     }

@@ -12,7 +12,8 @@ namespace QUOR_ZEF {
 // triangles bring them, which is the order of the files.
 enum class VertexOrder : std::uint8_t { MESH, FIRST_USE };
 
-// Leaves out the vertices of no triangle. O(n).
+// Leaves out the vertices of no triangle. A call that is cancelled meanwhile leaves the mesh
+// as it is. O(n).
 void renumberVertices(TriangleMesh& mesh, VertexOrder order);
 
 // Leaves out the triangles in which a vertex comes twice; returns how many. O(n).

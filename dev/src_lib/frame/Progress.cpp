@@ -278,4 +278,9 @@ void OptionalStage::tickByTime(uint64 num) {
                        static_cast<uint64>(steps));
 }
 
+void RowStage::look() {
+    stage.tick(std::exchange(pending, 0));
+    pollRun(0);
+}
+
 }  // namespace QUOR_ZEF

@@ -117,4 +117,24 @@ private:
     double costOfSecond = 0.0;  // in the unit of the weights; 0: not known
 };
 
+// The same for loops over the rows of a file, on the calling thread: tells how far they are,
+// and lets the call be cancelled, whatever it has planned. A step is two increments and a
+// compare but for one in 256.
+class RowStage {
+public:
+    RowStage(const std::string& name, uint64 todo) : stage(name, todo) {}
+    void step(uint64 num = 1) {
+        pending += num;
+        if (++numSteps % stepsPerLook == 0) look();
+    }
+    void finish() { stage.finish(); }
+
+private:
+    static constexpr uint64 stepsPerLook = 256;
+    OptionalStage stage;
+    uint64 numSteps = 0, pending = 0;
+
+    void look();
+};
+
 }  // namespace QUOR_ZEF

@@ -41,8 +41,8 @@ void Run::enterStage(const std::string& tag) {
 }
 
 void Run::update(const std::string& /*name*/, double value) {
-    const double share =
-        fromValue < 1.0 ? fromShare + (1.0 - fromShare) * (value - fromValue) / (1.0 - fromValue) : value;
+    const bool bBetween = fromValue < 1.0 && value < 1.0;  // else rounding could keep it below 1
+    const double share = bBetween ? fromShare + (1.0 - fromShare) * (value - fromValue) / (1.0 - fromValue) : value;
     reached = std::clamp(share, reached, 1.0);
     report();
 }

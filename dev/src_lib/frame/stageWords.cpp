@@ -63,6 +63,10 @@ constexpr std::array stages = {
     Words{"ar4", "sampling areas"},
     Words{"oifc", "sorting samples"},
     Words{"mandiffe", "collecting edge samples"},
+    Words{"IO_load", "reading the file"},
+    Words{"IO_read", "taking rows of the file"},
+    Words{"IO_pos", "comparing positions"},
+    Words{"IO_write", "writing the file"},
     Words{"mandiffa", "collecting area samples"},
 };
 

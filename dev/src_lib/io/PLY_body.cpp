@@ -6,6 +6,7 @@
 
 #include "bytes/FileBytes.h"
 #include "bytes/textNumbers.h"
+#include "frame/Progress.h"
 #include "io/PlyFileImpl.h"
 
 namespace QUOR_ZEF::PLY {
@@ -144,7 +145,8 @@ public:
         checkCount();
         for (const Step& step : vSteps)
             if (step.pData) allocate(step);
-        for (std::size_t row = 0; row < element.count && !vSteps.empty(); ++row)
+        RowStage rows("IO_read", element.count);
+        for (std::size_t row = 0; row < element.count && !vSteps.empty(); ++row, rows.step())
             for (const Step& step : vSteps) readStep(step, row);
         for (const Step& step : vSteps)
             if (step.pData) finish(*step.pData);

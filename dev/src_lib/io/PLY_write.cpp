@@ -1,5 +1,8 @@
+#include <numeric>
+
 #include "bytes/AtomicFile.h"
 #include "bytes/FileBytes.h"
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "io/PlyFileImpl.h"
 
@@ -110,11 +113,12 @@ RowPart rowPartOf(const PlyFileImpl::Group& group) {
     return part;
 }
 
-void writeLittleEndian(AtomicFile& out, const std::vector<PlyFileImpl::Group>& vGroups, uint64 numRows) {
+void writeLittleEndian(AtomicFile& out, const std::vector<PlyFileImpl::Group>& vGroups, uint64 numRows,
+                       RowStage& rows) {
     std::vector<RowPart> vParts;
     vParts.reserve(vGroups.size());
     for (const PlyFileImpl::Group& group : vGroups) vParts.push_back(rowPartOf(group));
-    for (uint64 row = 0; row < numRows; ++row) {
+    for (uint64 row = 0; row < numRows; ++row, rows.step()) {
         for (RowPart& part : vParts) {
             out.write(part.count);
             out.write(std::string_view(part.p, part.numBytes));
@@ -127,12 +131,14 @@ void writeLittleEndian(AtomicFile& out, const std::vector<PlyFileImpl::Group>& v
 
 void PlyFileImpl::writeBody(AtomicFile& out, Format outFormat, int digits) const {
     const ValueWriter writer{out, outFormat, digits};
+    const auto addRows = [](uint64 num, const PlyElement& element) { return num + element.count; };
+    RowStage rows("IO_write", std::accumulate(vElements.begin(), vElements.end(), uint64{0}, addRows));
     for (std::size_t i = 0; i < vElements.size(); ++i) {
         if (outFormat == Format::LITTLE_ENDIAN_BINARY) {
-            writeLittleEndian(out, vGroups[i], vElements[i].count);
+            writeLittleEndian(out, vGroups[i], vElements[i].count, rows);
             continue;
         }
-        for (std::size_t row = 0; row < vElements[i].count; ++row) {
+        for (std::size_t row = 0; row < vElements[i].count; ++row, rows.step()) {
             for (const Group& group : vGroups[i]) {
                 const bool bList = group.countType != Type::INVALID;
                 if (bList) writer.count(group.countType, group.listCount);
@@ -142,6 +148,7 @@ void PlyFileImpl::writeBody(AtomicFile& out, Format outFormat, int digits) const
             if (outFormat == Format::ASCII) out.write('\n');
         }
     }
+    rows.finish();
 }
 
 void PlyFile::addProperties(const std::string& elementKey, const std::vector<std::string>& propertyKeys, Type type,

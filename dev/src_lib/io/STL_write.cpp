@@ -1,5 +1,6 @@
 #include "bytes/AtomicFile.h"
 #include "flat/arrays.h"
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "io/STL.h"
@@ -33,9 +34,11 @@ void writeFacet(AtomicFile& file, const Point3& a, const Point3& b, const Point3
 void writeStlText(AtomicFile& file, const TriangleMesh& mesh) {
     file.write("solid - ZEF\n");
     const std::vector<std::uint32_t>& vTriples = mesh.indices;
-    for (std::size_t i = 0; i < vTriples.size() && file.isGood(); i += 3)
+    RowStage rows("IO_write", mesh.numTriangles());
+    for (std::size_t i = 0; i < vTriples.size() && file.isGood(); i += 3, rows.step())
         writeFacet(file, mesh.vertices[vTriples[i]], mesh.vertices[vTriples[i + 1]], mesh.vertices[vTriples[i + 2]]);
     file.write("endsolid - ZEF\n");
+    rows.finish();
 }
 
 bool writeSTL(const TriangleMesh& mesh, const std::string& name) {

@@ -6,6 +6,7 @@
 
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
+#include "frame/Progress.h"
 #include "io/PLY.h"
 #include "io/meshFormats.h"
 
@@ -117,15 +118,20 @@ std::array<std::uint16_t, 256> makeLinear() {
 }
 
 void writeBuffer(AtomicFile& file, const TriangleMesh& mesh, bool bColor) {
-    for (const Point3& p : mesh.vertices) file.writeRaw(std::array<float, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)});
+    RowStage rows("IO_write", mesh.vertices.size() + mesh.numTriangles());
+    for (const Point3& p : mesh.vertices) {
+        file.writeRaw(std::array<float, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)});
+        rows.step();
+    }
     if (bColor) {
         const std::array<std::uint16_t, 256> linear = makeLinear();
         constexpr std::uint16_t opaque = 65535;
         for (const Point3& p : mesh.vertices)
             file.writeRaw(std::array<std::uint16_t, 4>{linear[p.r], linear[p.g], linear[p.b], opaque});
     }
-    for (std::size_t i = 0; i < mesh.indices.size(); i += 3)
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3, rows.step())
         file.writeRaw(std::array<std::uint32_t, 3>{mesh.indices[i], mesh.indices[i + 1], mesh.indices[i + 2]});
+    rows.finish();
 }
 
 Text assetText(const Vector3& offset) {

@@ -2,6 +2,7 @@
 
 #include "bytes/FileBytes.h"
 #include "bytes/textNumbers.h"
+#include "frame/Progress.h"
 #include "io/PLY.h"
 #include "io/cloudLoaders.h"
 
@@ -65,7 +66,9 @@ void loadBinaryStl(std::string_view bytes, PointFile& out) {
                         " triangles announced, but the file ends before; it is cut short, or no STL file");
     out.format = "STL, binary";
     reserveMore(out.points, static_cast<std::size_t>(3 * numFacets));
+    RowStage rows("IO_read", numFacets);
     for (std::size_t i = 0; i < numFacets; ++i) {
+        rows.step();
         const char* p = bytes.data() + stlHeader + i * stlRecord + 12;  // after the normal
         for (int corner = 0; corner < 3; ++corner, p += 12)
             out.points.emplace_back(loadValue<float>(p), loadValue<float>(p + 4), loadValue<float>(p + 8));
@@ -77,8 +80,16 @@ public:
     TextStlLoader(std::string_view bytes, PointFile& cloud) : text(bytes), out(cloud) {}
 
     void load() {
+        // A facet takes seven lines, and growing while millions are there would take long.
+        const auto numLines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+        reserveMore(out.points, std::min(numLines / 7 + 1, text.size() / 64 + 1) * 3);
         std::string_view rest = text;
-        while (!rest.empty()) takeText(withoutIndent(takeLine(rest)));
+        RowStage rows("IO_read", text.size());
+        while (!rest.empty()) {
+            const std::string_view line = takeLine(rest);
+            rows.step(line.size() + 1);
+            takeText(withoutIndent(line));
+        }
         if (bInLoop) failAtLine(text, text.data() + text.size(), "the file ends inside a facet; it is cut short");
         if (out.points.empty()) throw LoadError("no facets; is it an STL file?");
     }
@@ -123,7 +134,9 @@ public:
     void load() {
         const char* pEnd = text.data() + text.size();
         const char* p = text.data();
+        RowStage rows("IO_read", text.size());
         while (p != pEnd) {
+            const char* const pLine = p;
             p = skipBlanks(p, pEnd);
             const char* pStop = lineEnd(p, pEnd);
             const std::string_view line(p, static_cast<std::size_t>(pStop - p));
@@ -131,6 +144,7 @@ public:
             if (line.size() > 1 && line[0] == 'f' && isBlank(line[1])) pStop = takeFace(p + 1, pEnd);
             if (line.starts_with("#")) keepComment(line, out);
             p = pStop == pEnd ? pEnd : pStop + 1;
+            rows.step(static_cast<uint64>(p - pLine));
         }
         finish();
     }
@@ -221,8 +235,9 @@ public:
 
     void load() {
         parseHeader();
-        for (uint64 i = 0; i < numVertices; ++i) takeVertex(nextLine());
-        for (uint64 i = 0; i < numFaces; ++i) takeFace(nextLine(), i + 1);
+        RowStage rows("IO_read", numVertices + numFaces);
+        for (uint64 i = 0; i < numVertices; ++i, rows.step()) takeVertex(nextLine());
+        for (uint64 i = 0; i < numFaces; ++i, rows.step()) takeFace(nextLine(), i + 1);
         colors.apply(out);
         if (!out.indices.empty()) out.kind = PointFile::Kind::MESH;
     }

@@ -6,6 +6,7 @@
 
 #include "bytes/FileBytes.h"
 #include "bytes/textNumbers.h"
+#include "frame/Progress.h"
 #include "io/PLY.h"
 #include "io/cloudLoaders.h"
 
@@ -50,7 +51,8 @@ void takePoints(const PlyData& xyz, PointFile& out) {
     reserveMore(out.points, xyz.count);
     PLY::visitType(xyz.type, [&](auto example) {
         using T = decltype(example);
-        for (std::size_t i = 0; i < xyz.count; ++i) {
+        RowStage rows("IO_read", xyz.count);
+        for (std::size_t i = 0; i < xyz.count; ++i, rows.step()) {
             const char* p = xyz.row(i);
             out.points.emplace_back(loadValue<T>(p), loadValue<T>(p + sizeof(T)), loadValue<T>(p + 2 * sizeof(T)));
         }
@@ -62,7 +64,8 @@ void takeNormals(const PlyData& xyz, PointFile& out) {
     PLY::visitType(xyz.type, [&](auto example) {
         using T = decltype(example);
         const auto at = [](const char* p) { return static_cast<double>(loadValue<T>(p)); };
-        for (std::size_t i = 0; i < xyz.count; ++i) {
+        RowStage rows("IO_read", xyz.count);
+        for (std::size_t i = 0; i < xyz.count; ++i, rows.step()) {
             const char* p = xyz.row(i);
             addNormal({at(p), at(p + sizeof(T)), at(p + 2 * sizeof(T))}, out);
         }
@@ -115,7 +118,8 @@ void takeColors(const PlyData& rgb, std::vector<Point3>& vPoints) {
     PLY::visitType(rgb.type, [&](auto example) {
         using T = decltype(example);
         const float full = brightest<T>(rgb);
-        for (std::size_t i = 0; i < vPoints.size(); ++i) {
+        RowStage rows("IO_read", vPoints.size());
+        for (std::size_t i = 0; i < vPoints.size(); ++i, rows.step()) {
             const char* p = rgb.row(i);
             vPoints[i].setColor(toByte<T>(p, full), toByte<T>(p + sizeof(T), full), toByte<T>(p + 2 * sizeof(T), full),
                                 255);
@@ -157,7 +161,8 @@ void takeFaces(const PlyData& faces, std::size_t fileSize, PointFile& out) {
     PLY::visitType(faces.type, [&](auto example) {
         using T = decltype(example);
         const char* p = faces.pFirst;
-        for (std::size_t i = 0; i < faces.count; ++i) {
+        RowStage rows("IO_read", faces.count);
+        for (std::size_t i = 0; i < faces.count; ++i, rows.step()) {
             for (std::size_t k = 0; k < faces.rowLength(i); ++k, p += sizeof(T))
                 fan.addCorner(toIndex<T>(p, out.points.size(), i));
             fan.endFace();

@@ -4,6 +4,7 @@
 
 #include "bytes/FileBytes.h"
 #include "bytes/textNumbers.h"
+#include "frame/Progress.h"
 #include "io/PLY.h"
 #include "io/cloudLoaders.h"
 
@@ -171,7 +172,12 @@ public:
         if (rest.starts_with("\xEF\xBB\xBF")) rest.remove_prefix(3);  // the byte order mark of UTF-8
         const auto numLines = static_cast<std::size_t>(std::count(rest.begin(), rest.end(), '\n')) + 1;
         reserveMore(out.points, std::min(numLines, rest.size() / 6 + 1));
-        while (!rest.empty()) takeText(takeLine(rest));
+        RowStage rows("IO_read", rest.size());
+        while (!rest.empty()) {
+            const std::string_view line = takeLine(rest);
+            rows.step(line.size() + 1);
+            takeText(line);
+        }
         if (out.points.empty()) throw LoadError("no line starts with three numbers; expected x y z on each line");
         settleExtra();
     }
@@ -267,7 +273,9 @@ void loadBinCloud(std::string_view bytes, PointFile& out) {
                         std::to_string(numThere) + "; the file is cut short");
     out.format = "binary list of points";
     reserveMore(out.points, static_cast<std::size_t>(count));
+    RowStage rows("IO_read", static_cast<uint64>(count));
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+        rows.step();
         const char* p = bytes.data() + headerBytes + i * numCoords * sizeof(double);
         out.points.emplace_back(loadValue<double>(p), loadValue<double>(p + 8),
                                 numCoords == 3 ? loadValue<double>(p + 16) : 0.0);

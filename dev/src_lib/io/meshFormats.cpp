@@ -4,7 +4,10 @@
 #include <array>
 
 #include "bytes/AtomicFile.h"
+#include "bytes/FileBytes.h"
 #include "flat/arrays.h"
+#include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "io/STL.h"
@@ -44,13 +47,19 @@ void writeColor(AtomicFile& file, const Point3& p) {
 }
 
 // firstIndex: the number of the first vertex in the format.
-void writeTriple(AtomicFile& file, const char* start, const std::uint32_t* pTriple, int64 firstIndex) {
-    file.write(start);
-    for (int i = 0; i < 3; ++i) {
-        file.write(' ');
-        file.writeInteger(pTriple[i] + firstIndex);
+void writeTriples(AtomicFile& file, const char* start, const TriangleMesh& mesh, int64 firstIndex, RowStage& rows) {
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3, rows.step()) {
+        file.write(start);
+        for (std::size_t k = i; k < i + 3; ++k) {
+            file.write(' ');
+            file.writeInteger(mesh.indices[k] + firstIndex);
+        }
+        file.write('\n');
     }
-    file.write('\n');
+}
+
+RowStage rowsOf(const TriangleMesh& mesh) {
+    return {"IO_write", mesh.vertices.size() + mesh.numTriangles()};
 }
 
 void writeComments(AtomicFile& file, const WriteOptions& options) {
@@ -65,10 +74,29 @@ void finish(AtomicFile& file) {
     if (!file.commit()) throw MeshFileError(file.getError());
 }
 
+// All is told before the file appears: whoever ends the call then has none.
+void finish(AtomicFile& file, RowStage& rows) {
+    rows.finish();
+    finish(file);
+}
+
+// With large pages, since it cannot be cancelled meanwhile.
+TriangleMesh copyOf(const TriangleMesh& mesh) {
+    TriangleMesh copy;
+    reserveMore(copy.vertices, mesh.vertices.size());
+    copy.vertices = mesh.vertices;
+    copy.indices.reserve(mesh.indices.size());
+    adviseHugePages(copy.indices.data(), mesh.indices.size() * sizeof(std::uint32_t));
+    copy.indices = mesh.indices;
+    return copy;
+}
+
 // The mesh as it stands in files.
 void prepare(TriangleMesh& mesh, const Vector3& offset) {
     const bool bColor = mesh.hasColor();
+    std::size_t num = 0;
     for (Point3& p : mesh.vertices) {
+        pollRun(num++);
         p.set(p - offset);
         if (bColor && !p.hasColor()) p.setColor(grey, grey, grey, 255);
     }
@@ -101,14 +129,16 @@ void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     AtomicFile file(path);
     writeComments(file, options);
     const bool bColor = mesh.hasColor();
+    RowStage rows = rowsOf(mesh);
     for (const Point3& p : mesh.vertices) {
+        rows.step();
         file.write("v ");
         writePosition(file, p, isDouble(options));
         if (bColor) writeColor(file, p);
         file.write('\n');
     }
-    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) writeTriple(file, "f", &mesh.indices[i], 1);
-    finish(file);
+    writeTriples(file, "f", mesh, 1, rows);
+    finish(file, rows);
 }
 
 void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options) {
@@ -117,7 +147,9 @@ void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     file.write(bColor ? "COFF\n" : "OFF\n");
     writeComments(file, options);
     file.write(std::to_string(mesh.vertices.size()) + " " + std::to_string(mesh.numTriangles()) + " 0\n");
+    RowStage rows = rowsOf(mesh);
     for (const Point3& p : mesh.vertices) {
+        rows.step();
         writePosition(file, p, isDouble(options));
         if (bColor) {
             writeColor(file, p);
@@ -125,8 +157,8 @@ void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOpti
         }
         file.write('\n');
     }
-    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) writeTriple(file, "3", &mesh.indices[i], 0);
-    finish(file);
+    writeTriples(file, "3", mesh, 0, rows);
+    finish(file, rows);
 }
 
 // 80 bytes of text, the count, then 50 bytes a triangle: normal, corners, no attributes.
@@ -137,7 +169,8 @@ void writeBinaryStl(const TriangleMesh& mesh, const std::string& path) {
     std::array<char, 80> title{"ZEF, binary STL"};
     file.writeRaw(title);
     file.writeRaw(static_cast<std::uint32_t>(mesh.numTriangles()));
-    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+    RowStage rows("IO_write", mesh.numTriangles());
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3, rows.step()) {
         const Point3& a = mesh.vertices[mesh.indices[i]];
         const Point3& b = mesh.vertices[mesh.indices[i + 1]];
         const Point3& c = mesh.vertices[mesh.indices[i + 2]];
@@ -150,7 +183,7 @@ void writeBinaryStl(const TriangleMesh& mesh, const std::string& path) {
         file.writeRaw(record);
         file.writeRaw(std::uint16_t{0});
     }
-    finish(file);
+    finish(file, rows);
 }
 
 namespace {
@@ -183,7 +216,7 @@ WriteResult writeMeshFile(const std::string& path, const TriangleMesh& mesh, con
         throw ArgumentError(path + ": unknown ending \"" + ending + "\"; known are .ply .obj .stl .off .glb");
     if (isDouble(options) && !hasDoubles(ending) && !(options.text && ending == ".stl"))
         throw ArgumentError(path + ": the format holds floats only; write .ply, .obj or .off, or subtract an offset");
-    TriangleMesh out = mesh;
+    TriangleMesh out = copyOf(mesh);
     renumberVertices(out, VertexOrder::FIRST_USE);
     const double spacing = options.spacing > 0.0 ? options.spacing : meanSideLength(out);
     CoordinatePlan plan = planCoordinates(out.vertices, spacing, hasDoubles(ending), options);

@@ -3,6 +3,7 @@
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
 #include "flat/arrays.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 
 namespace QUOR_ZEF::PLY {
@@ -13,8 +14,10 @@ template <class T, class Convert>
 std::vector<T> collectCoordinates(const std::vector<Point3>& vVertices, Convert convert) {
     std::vector<T> vXYZ;
     vXYZ.reserve(3 * vVertices.size());
-    for (const Point3& p : vVertices)
+    for (const Point3& p : vVertices) {
+        pollRun(vXYZ.size());
         for (const double coord : {p.px, p.py, p.pz}) vXYZ.push_back(convert(coord));
+    }
     return vXYZ;
 }
 
@@ -30,7 +33,7 @@ std::vector<std::uint8_t> collectColors(const std::vector<Point3>& vVertices) {
 
 void writePlyMesh(const TriangleMesh& mesh, const std::string& name, const MeshLayout& layout) {
     AtomicFile file(name);
-    if (!file.isGood()) throw PlyError("failed to write " + name);
+    if (!file.isGood()) throw PlyError(file.getError());
     std::vector<float> vFloats;
     std::vector<double> vDoubles;
     if (layout.bDouble) {
@@ -49,7 +52,7 @@ void writePlyMesh(const TriangleMesh& mesh, const std::string& name, const MeshL
     if (layout.bColor) ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, Type::UCHAR, num, vRGBA.data());
     ply.addProperties("face", {"vertex_indices"}, Type::UINT, mesh.numTriangles(), mesh.indices.data(), Type::UCHAR, 3);
     ply.write(file, layout.format, layout.digits);
-    if (!file.commit()) throw PlyError("failed to write " + name + ", " + file.getError());
+    if (!file.commit()) throw PlyError(file.getError());
 }
 
 bool writePly(const TriangleMesh& mesh, const std::string& name, bool bAscii) {

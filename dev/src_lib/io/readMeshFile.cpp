@@ -3,7 +3,10 @@
 #include <numeric>
 #include <utility>
 
+#include "bytes/FileBytes.h"
 #include "flat/arrays.h"
+#include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "io/cloudLoaders.h"
 #include "io/loadCloud.h"
@@ -15,12 +18,21 @@ namespace {
 
 constexpr std::uint32_t none = 0xffffffffu;
 
+// Of large pages, since filling cannot be cancelled.
+std::vector<std::uint32_t> filled(std::size_t num, std::uint32_t value) {
+    std::vector<std::uint32_t> v;
+    v.reserve(num);
+    adviseHugePages(v.data(), num * sizeof(std::uint32_t));
+    v.assign(num, value);
+    return v;
+}
+
 // Different positions, numbered as they come. A hash table with open addressing,
 // at most half full.
 class PositionNumbers {
 public:
     explicit PositionNumbers(std::size_t numPositions)
-        : vSlots(std::bit_ceil(2 * numPositions + 1), none), mask(vSlots.size() - 1) {}
+        : vSlots(filled(std::bit_ceil(2 * numPositions + 1), none)), mask(vSlots.size() - 1) {}
 
     // vDifferent gets p if its position is new.
     std::uint32_t numberOf(const Point3& p, std::vector<Point3>& vDifferent) {
@@ -48,9 +60,11 @@ private:
 void mergeEqualPositions(TriangleMesh& mesh) {
     const std::vector<Point3> vAll = std::move(mesh.vertices);
     mesh.vertices.clear();
+    reserveMore(mesh.vertices, vAll.size() / 6 + vAll.size() / 64);  // six corners a vertex on a closed surface
     PositionNumbers numbers(vAll.size());
-    std::vector<std::uint32_t> vNumber(vAll.size());
-    for (std::size_t i = 0; i < vAll.size(); ++i) vNumber[i] = numbers.numberOf(vAll[i], mesh.vertices);
+    std::vector<std::uint32_t> vNumber = filled(vAll.size(), 0);
+    RowStage rows("IO_pos", vAll.size());
+    for (std::size_t i = 0; i < vAll.size(); ++i, rows.step()) vNumber[i] = numbers.numberOf(vAll[i], mesh.vertices);
     for (std::uint32_t& index : mesh.indices) index = vNumber[index];
 }
 
@@ -69,6 +83,7 @@ void checkVertices(const TriangleMesh& mesh) {
     if (mesh.indices.empty()) throw LoadError("no triangles, but " + std::to_string(mesh.vertices.size()) + " points");
     if (mesh.vertices.size() >= none) throw LoadError("too many vertices; cut the mesh into parts");
     for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+        pollRun(i);
         if (isFinite(mesh.vertices[mesh.indices[i]])) continue;
         throw LoadError("vertex " + std::to_string(mesh.indices[i] + 1) + " of triangle " + std::to_string(i / 3 + 1) +
                         " has no finite position");

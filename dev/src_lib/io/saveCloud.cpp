@@ -9,6 +9,7 @@
 
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
+#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "frame/types.h"
 #include "io/PLY.h"
@@ -77,7 +78,9 @@ void writePly(AtomicFile& file, std::span<const Point3> vPoints, const WriteOpti
 
 void writeText(AtomicFile& file, std::span<const Point3> vPoints, char separator) {
     const bool bColor = hasColor(vPoints);
+    RowStage rows("IO_write", vPoints.size());
     for (const Point3& p : vPoints) {
+        rows.step();
         file.writeShortest(p.px);
         for (const double value : {p.py, p.pz}) {
             file.write(separator);
@@ -90,15 +93,19 @@ void writeText(AtomicFile& file, std::span<const Point3> vPoints, char separator
         }
         file.write('\n');
     }
+    rows.finish();
 }
 
 void writeBin(AtomicFile& file, std::span<const Point3> vPoints) {
     constexpr std::int32_t typeXYZ = 30;
     file.writeRaw(typeXYZ);
     file.writeRaw(static_cast<int64>(vPoints.size()));
+    RowStage rows("IO_write", vPoints.size());
     for (const Point3& p : vPoints) {
+        rows.step();
         for (const double value : {p.px, p.py, p.pz}) file.writeRaw(value);
     }
+    rows.finish();
 }
 
 void writeForm(AtomicFile& file, CloudForm form, std::span<const Point3> vPoints, const WriteOptions& options) {

@@ -271,7 +271,8 @@ private:
             if (vNumSets[vertex] > 0) {
                 vMoved.emplace_back(corner, static_cast<std::uint32_t>(mesh.vertices.size()));
                 vNewVertex.push_back(vMoved.back());
-                mesh.vertices.push_back(Point3(mesh.vertices[vertex]));
+                const Point3 copied = mesh.vertices[vertex];
+                mesh.vertices.push_back(copied);
                 if (vNumSets[vertex] == 1) ++report.numSplitVertices;
             }
             vNumSets[vertex] = static_cast<std::uint8_t>(std::min(vNumSets[vertex] + 1, 2));

@@ -8,7 +8,9 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr double maxCaps = 0.3;   // area of the caps over that of the component
+// Areas of caps over that of the component: across the openings, where half a sphere has 0.5, and along
+// every zigzag of their rims, of which sheets that occlusions cut out have many.
+constexpr double maxOpenings = 0.56, maxCaps = 0.7;
 constexpr double minLean = 0.01;  // length of the sum of all areas over the area
 
 const Point3 zero(0.0, 0.0, 0.0);
@@ -17,10 +19,10 @@ const Point3 zero(0.0, 0.0, 0.0);
 struct Sums {
     Vector3 middle;  // of all corners, and their number
     double numCorners = 0.0;
-    Vector3 lean;                      // twice the areas along their normals
-    double area = 0.0, capArea = 0.0;  // twice
-    double volume = 0.0;               // six times, with the caps
-    int64 excess = 0;                  // flipped triangles less the others
+    Vector3 lean;                                      // twice the areas along their normals
+    double area = 0.0, capArea = 0.0, openings = 0.0;  // twice
+    double volume = 0.0;                               // six times, with the caps
+    int64 excess = 0;                                  // flipped triangles less the others
 };
 
 class OutsideFinder {
@@ -97,11 +99,14 @@ private:
             loop.numCorners += 2.0;
         }
         for (const std::uint32_t side : vBorder) {
-            const Sums& loop = vLoops[vLoop[loops.find(mesh.indices[side])] - 1];
+            Sums& loop = vLoops[vLoop[loops.find(mesh.indices[side])] - 1];
             Sums& sums = vSums[vNumber[side / 3]];
             const Point3 middle = zero + loop.middle * (1.0 / loop.numCorners);
             const double sign = vFlip[side / 3] ? -1.0 : 1.0;
             const Vector3 doubleArea = cross(at(side) - middle, at(nextSide(side)) - middle) * -sign;
+            sums.openings -= loop.lean.length();
+            loop.lean += doubleArea;
+            sums.openings += loop.lean.length();
             sums.capArea += doubleArea.length();
             sums.volume += doubleArea * (middle - (zero + sums.middle));
         }
@@ -109,7 +114,9 @@ private:
 
     PieceKind kindOf(std::uint32_t number) const {
         if (!vOpen[number]) return PieceKind::CLOSED;
-        return vSums[number].capArea < maxCaps * vSums[number].area ? PieceKind::BODY : PieceKind::SHEET;
+        const Sums& sums = vSums[number];
+        const bool bBody = sums.openings < maxOpenings * sums.area && sums.capArea < maxCaps * sums.area;
+        return bBody ? PieceKind::BODY : PieceKind::SHEET;
     }
 
     bool facesInward(std::uint32_t number) const {

@@ -21,8 +21,9 @@ struct MeshComponents {
 // change. Returns the kinds of the components.
 //
 // A closed component faces outward, by the sign of its volume; one with holes does,
-// too, if caps over them, from the middles of their borders, have less than 0.3 of
-// its area. A sheet faces up the axis that it leans to most; one that leans to none
+// too, if they open little more than half a sphere does, with rims that are not too ragged: caps
+// over them, from the middles of their borders, have less than 0.7 of its area, and in the sum of their directions less
+// than 0.56. A sheet faces up the axis that it leans to most; one that leans to none
 // keeps the direction that most of its triangles have. O(n).
 std::vector<PieceKind> faceOutward(const TriangleMesh& mesh, const MeshComponents& components,
                                    std::vector<std::uint8_t>& vFlip);

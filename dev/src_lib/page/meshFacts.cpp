@@ -7,6 +7,7 @@
 
 #include "check/checkTriangles.h"
 #include "flat/EdgeTable.h"
+#include "frame/Run.h"
 #include "store/DisjointSets.h"
 
 namespace QUOR_ZEF {
@@ -29,6 +30,7 @@ std::vector<Piece> findPieces(const TriangleMesh& mesh, const EdgeTable& edges) 
     std::vector<std::uint32_t> vNumber(mesh.numTriangles());
     std::vector<Piece> vPieces;
     for (std::uint32_t t = 0; t < mesh.numTriangles(); ++t) {
+        pollRun(t);
         const std::uint32_t root = sets.find(t);
         if (root == t) {
             vNumber[t] = static_cast<std::uint32_t>(vPieces.size());
@@ -100,7 +102,9 @@ std::string countsOf(const MeshReport& report) {
 
 std::string meshFacts(const TriangleMesh& mesh, const Rounding& rounding, PageData& data) {
     MeshReport report = checkTriangles(mesh);
+    pollRun(0);
     const EdgeTable edges(mesh.indices, mesh.vertices.size());
+    pollRun(0);
     return "\"counts\":" + countsOf(report) + ",\"pieces\":" + jsonOf(findPieces(mesh, edges)) +
            ",\"loops\":" + jsonOf(std::move(report.borderLoops)) +
            ",\"borders\":" + packLines(mesh, edges, true, rounding, data) +

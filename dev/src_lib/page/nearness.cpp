@@ -1,8 +1,11 @@
 #include "page/nearness.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
 
+#include "frame/Run.h"
 #include "page/Rounding.h"
 #include "parallel/parallelTransform.h"
 #include "simplify/NearestFeet.h"
@@ -12,12 +15,18 @@ namespace QUOR_ZEF {
 
 std::vector<float> distancesTo(const TriangleMesh& mesh, const std::vector<Point3>& vPoints) {
     if (mesh.indices.empty()) return std::vector<float>(vPoints.size(), std::numeric_limits<float>::infinity());
+    constexpr std::size_t batchSize = 50'000;  // points between two chances to cancel
     const FanSurface surface(mesh);
-    std::vector<Foot> vFeet(vPoints.size());
-    NearestFeet(surface).find(vPoints, vFeet);
+    const NearestFeet nearest(surface);
+    std::vector<Foot> vFeet(std::min(batchSize, vPoints.size()));
     std::vector<float> vDistances;
-    vDistances.reserve(vFeet.size());
-    for (const Foot& foot : vFeet) vDistances.push_back(static_cast<float>(std::sqrt(foot.sqDistance)));
+    vDistances.reserve(vPoints.size());
+    for (std::size_t begin = 0; begin < vPoints.size(); begin += batchSize) {
+        pollRun(0);
+        const std::size_t num = std::min(batchSize, vPoints.size() - begin);
+        nearest.find(std::span(vPoints).subspan(begin, num), std::span(vFeet).first(num));
+        for (std::size_t i = 0; i < num; ++i) vDistances.push_back(static_cast<float>(std::sqrt(vFeet[i].sqDistance)));
+    }
     return vDistances;
 }
 
@@ -58,8 +67,10 @@ std::vector<std::uint8_t> findUnmeasured(const TriangleMesh& mesh, std::span<con
     if (points.empty() || !(reach > 0.0) || !(box.extent() / reach < mostCells)) return vUnmeasured;
     const CellGrid grid{Point3(box.low[0], box.low[1], box.low[2]), reach};
     CodeMap cells;
-    for (const Point3& p : points)
-        if (isFinite(p)) cells.insert(grid.codeOf(p, 0, 0, 0), 0);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        pollRun(i);
+        if (isFinite(points[i])) cells.insert(grid.codeOf(points[i], 0, 0, 0), 0);
+    }
     parallelChunks(vUnmeasured.size(), 20000, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
             vUnmeasured[i] = isFinite(mesh.vertices[i]) && !isAnyAround(cells, grid, mesh.vertices[i]);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "flat/arrays.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "page/Rounding.h"
 #include "page/meshFacts.h"
@@ -49,6 +50,7 @@ struct Ordered {
 
     Ordered(const Indices& unordered, std::size_t numAll) : indices(unordered.size()), vPlaces(numAll) {
         meshopt_optimizeVertexCacheStrip(indices.data(), unordered.data(), unordered.size(), numAll);
+        pollRun(0);
         numVertices = meshopt_optimizeVertexFetchRemap(vPlaces.data(), indices.data(), indices.size(), numAll);
         for (std::uint32_t& i : indices) i = vPlaces[i];
     }
@@ -79,6 +81,7 @@ std::string packMesh(const TriangleMesh& mesh, const std::string& name, std::spa
     std::string json = "{\"name\":" + jsonText(name) + "," + rounding.json() + ",\"box\":" + box.json() +
                        ",\"reduced\":" + (bReduced ? "true" : "false");
     json += ",\"vertices\":" + data.addElements(vVertices.data(), vVertices.size(), sizeof(PackedPoint));
+    pollRun(0);
     json += ",\"triangles\":" + data.addTriangles(ordered.indices, vVertices.size());
     return json + "," + meshFacts(mesh, rounding, data) + "}";
 }

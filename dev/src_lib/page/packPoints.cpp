@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "page/Rounding.h"
 #include "page/nearness.h"
@@ -41,7 +42,9 @@ std::vector<Point3> sortedInSpace(const std::vector<Point3>& vPoints, const Page
         for (const double coord : {p.px - box.low[0], p.py - box.low[1], p.pz - box.low[2]})
             vPositions.push_back(static_cast<float>(coord / std::max(box.extent(), 1e-300)));
     std::vector<std::uint32_t> vPlaces(vPoints.size());
+    pollRun(0);
     meshopt_spatialSortRemap(vPlaces.data(), vPositions.data(), vPoints.size(), 3 * sizeof(float));
+    pollRun(0);
     std::vector<Point3> vSorted(vPoints.size());
     for (std::size_t i = 0; i < vPoints.size(); ++i) vSorted[vPlaces[i]] = vPoints[i];
     return vSorted;

@@ -207,8 +207,8 @@ FacePoints::FacePoints(const RefitSurface& surface, const PointSource& points) {
     const ColumnGrid grid(surface);
     const PlaceLists lists(surface, grid);
     std::vector<CodedIndex> vOrder = sortPoints(points, grid);
-    std::vector<std::uint32_t> vFaces(vOrder.size(), nobody);
-    std::vector<Vector3> vSorted(vOrder.size());
+    vFaces.assign(vOrder.size(), nobody);
+    vUnsorted.resize(vOrder.size());
     const auto findFaces = [&](std::size_t begin, std::size_t end) {
         Sweep sweep(lists);
         while (begin < end) {
@@ -221,27 +221,26 @@ FacePoints::FacePoints(const RefitSurface& surface, const PointSource& points) {
             });
             sweep.moveTo(vOrder[begin].first);
             for (; begin < last; ++begin) {
-                vSorted[begin] = toVector(points[vOrder[begin].second]);
-                vFaces[begin] = sweep.nearestFace(vSorted[begin], grid.getCell());
+                vUnsorted[begin] = toVector(points[vOrder[begin].second]);
+                vFaces[begin] = sweep.nearestFace(vUnsorted[begin], grid.getCell());
             }
         }
     };
     parallelChunks(boundsOfCells(vOrder), findFaces);
 
-    std::vector<std::uint32_t> vOrigins(vOrder.size());
-    for (std::size_t i = 0; i < vOrder.size(); ++i) vOrigins[i] = static_cast<std::uint32_t>(vOrder[i].second);
-    sortByFace(surface.numTriangles(), vFaces, std::move(vSorted), std::move(vOrigins));
+    vUnsortedIndices.resize(vOrder.size());
+    for (std::size_t i = 0; i < vOrder.size(); ++i) vUnsortedIndices[i] = static_cast<std::uint32_t>(vOrder[i].second);
+    sortByFace(surface.numTriangles());
 }
 
-void FacePoints::sortByFace(std::size_t numFaces, const std::vector<std::uint32_t>& vFaces,
-                            std::vector<Vector3> vUnsorted, std::vector<std::uint32_t> vUnsortedIndices) {
+void FacePoints::sortByFace(std::size_t numFaces) {
     vStart.assign(numFaces + 1, 0);
     for (const std::uint32_t face : vFaces)
         if (face != nobody) ++vStart[face + 1];
     for (std::size_t t = 0; t < numFaces; ++t) vStart[t + 1] += vStart[t];
     vPlaces.resize(vStart.back());
     vIndices.resize(vStart.back());
-    std::vector<std::uint32_t> vNext(vStart.begin(), vStart.end() - 1);
+    vNext.assign(vStart.begin(), vStart.end() - 1);
     for (std::size_t i = 0; i < vFaces.size(); ++i) {
         if (vFaces[i] == nobody) continue;
         const std::uint32_t at = vNext[vFaces[i]]++;
@@ -252,7 +251,9 @@ void FacePoints::sortByFace(std::size_t numFaces, const std::vector<std::uint32_
 
 void FacePoints::follow(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings) {
     constexpr float creaseCosine = 0.9F;
-    std::vector<std::uint32_t> vFaces(size());
+    std::swap(vPlaces, vUnsorted);
+    std::swap(vIndices, vUnsortedIndices);
+    vFaces.resize(vUnsorted.size());
     for (std::uint32_t t = 0; t < surface.numTriangles(); ++t)
         std::fill(vFaces.begin() + vStart[t], vFaces.begin() + vStart[t + 1], t);
     parallelChunks(part.vFaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
@@ -265,10 +266,10 @@ void FacePoints::follow(const RefitSurface& surface, const RefitPart& part, cons
             const bool bCrease = surface.bendsBeyond(face, rings[k], creaseCosine);
             for (std::uint32_t i = vStart[face]; i < vStart[face + 1]; ++i)
                 vFaces[i] =
-                    bCrease ? nearestOf(surface, vAround, vPlaces[i]) : nearestMiddle(surface, vAround, vPlaces[i]);
+                    bCrease ? nearestOf(surface, vAround, vUnsorted[i]) : nearestMiddle(surface, vAround, vUnsorted[i]);
         }
     });
-    sortByFace(surface.numTriangles(), vFaces, std::move(vPlaces), std::move(vIndices));
+    sortByFace(surface.numTriangles());
 }
 
 }  // namespace QUOR_ZEF

@@ -1,13 +1,25 @@
 #include "refit/RefitSurface.h"
 
+#include <algorithm>
 #include <array>
 #include <numeric>
+#include <utility>
 
 #include "flat/arrays.h"
 #include "flat/triangleSides.h"
 #include "geometry/freeFunctions.h"
 
 namespace QUOR_ZEF {
+
+namespace {
+
+std::vector<std::uint32_t> sortUnique(std::vector<std::uint32_t> v) {
+    std::sort(v.begin(), v.end());
+    v.erase(std::unique(v.begin(), v.end()), v.end());
+    return v;
+}
+
+}  // namespace
 
 FaceNormal normalOf(const Vector3& a, const Vector3& b, const Vector3& c) {
     const Vector3 normal = cross(b - a, c - a);
@@ -43,16 +55,36 @@ void RefitSurface::findOpposites() {
     });
 }
 
+void RefitSurface::renewNormal(std::size_t face) {
+    const Vector3 &a = corner(3 * face), &b = corner(3 * face + 1), &c = corner(3 * face + 2);
+    vCentres[face] = (a + b + c) * (1.0 / 3.0);
+    vNormals[face] = normalOf(a, b, c);
+}
+
 void RefitSurface::renewNormals() {
     vCentres.resize(numTriangles());
     vNormals.resize(numTriangles());
     parallelChunks(numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t t = begin; t < end; ++t) {
-            const Vector3 &a = corner(3 * t), &b = corner(3 * t + 1), &c = corner(3 * t + 2);
-            vCentres[t] = (a + b + c) * (1.0 / 3.0);
-            vNormals[t] = normalOf(a, b, c);
-        }
+        for (std::size_t t = begin; t < end; ++t) renewNormal(t);
     });
+}
+
+void RefitSurface::renewNormals(const std::vector<std::uint32_t>& vFaces) {
+    for (const std::uint32_t t : vFaces) renewNormal(t);
+}
+
+std::vector<std::uint32_t> RefitSurface::cornersOf(const std::vector<std::uint32_t>& vFaces) const {
+    std::vector<std::uint32_t> vCorners;
+    vCorners.reserve(3 * vFaces.size());
+    for (const std::uint32_t t : vFaces)
+        vCorners.insert(vCorners.end(), {vTriples[3 * t], vTriples[3 * t + 1], vTriples[3 * t + 2]});
+    return sortUnique(std::move(vCorners));
+}
+
+std::vector<std::uint32_t> RefitSurface::facesAt(const std::vector<std::uint32_t>& vVertices) const {
+    std::vector<std::uint32_t> vFaces;
+    for (const std::uint32_t i : vVertices) vFaces.insert(vFaces.end(), fans[i].begin(), fans[i].end());
+    return sortUnique(std::move(vFaces));
 }
 
 RefitPart RefitSurface::getWhole() const {

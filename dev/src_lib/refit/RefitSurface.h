@@ -67,6 +67,10 @@ struct RefitSurface {
     void renewFans();
     // Follow vPlaces and vTriples.
     void renewNormals();
+    void renewNormals(const std::vector<std::uint32_t>& vFaces);
+    // Ascending, each once: the vertices of triangles, and the triangles at vertices.
+    std::vector<std::uint32_t> cornersOf(const std::vector<std::uint32_t>& vFaces) const;
+    std::vector<std::uint32_t> facesAt(const std::vector<std::uint32_t>& vVertices) const;
 
     RefitPart getWhole() const;
     // Good until an edge flips; some 50 bytes a triangle, 30 nanoseconds.
@@ -82,6 +86,7 @@ struct RefitSurface {
     }
 
 private:
+    void renewNormal(std::size_t face);
     void findOpposites();
     std::uint32_t fillRing(std::size_t face, std::uint32_t* pRing) const;
     bool isCreased(std::size_t face) const;

@@ -64,28 +64,46 @@ double sharpestCosine(const Vector3& a, const Vector3& b, const Vector3& c) {
     return std::max({cosine(ab, bc), cosine(bc, ca), cosine(ca, ab)});
 }
 
+// Of edges by side, in world units times radians; negative where both triangles are not of the part.
+using BendSums = std::vector<float>;
+
+void renewBends(const RefitSurface& surface, const std::vector<std::uint32_t>& vFaces, BendSums& vBends) {
+    parallelChunks(vFaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            for (std::uint32_t side = 3 * vFaces[i]; side < 3 * vFaces[i] + 3; ++side) {
+                const std::uint32_t opposite = surface.vOpposite[side];
+                const double bend =
+                    opposite == none ? 0.0 : bendOf(surface.vNormals[side / 3], surface.vNormals[opposite / 3]);
+                const double length = (surface.corner(nextSide(side)) - surface.corner(side)).length();
+                vBends[side] = static_cast<float>(bend * length);
+            }
+        }
+    });
+}
+
 // How much less the surface bends, in mean edges times radians; 0 where it must not flip.
-double gainOf(const RefitSurface& surface, std::uint32_t side) {
+double gainOf(const RefitSurface& surface, const BendSums& vBends, std::uint32_t side) {
     constexpr double leastGain = 0.05, sharpest = 0.98;
-    if (surface.isBorder(side) || surface.vOpposite[side] < side) return 0.0;
+    const std::uint32_t other = surface.vOpposite[side];
+    if (other == none || other < side || vBends[other] < 0.0F) return 0.0;
+    const double before = double{vBends[side]} + double{vBends[nextSide(side)]} + double{vBends[previousSide(side)]} +
+                          double{vBends[nextSide(other)]} + double{vBends[previousSide(other)]};
+    if (before <= leastGain * surface.edge) return 0.0;
     const Diamond at(surface, side);
+    if (at.c == at.d) return 0.0;
     const std::vector<Vector3>& vP = surface.vPlaces;
-    const auto beyond = at.triangles(surface);
-    const FaceNormal &n0 = surface.vNormals[beyond[0]], &n1 = surface.vNormals[beyond[1]];
-    const double lengthBC = (vP[at.c] - vP[at.b]).length(), lengthCA = (vP[at.a] - vP[at.c]).length(),
-                 lengthAD = (vP[at.d] - vP[at.a]).length(), lengthDB = (vP[at.b] - vP[at.d]).length();
-    const auto outer = [&](std::size_t i, const FaceNormal& n, double length) {
-        return beyond[i] == none ? 0.0 : bendOf(surface.vNormals[beyond[i]], n) * length;
-    };
-    const double before = bendOf(n0, n1) * (vP[at.b] - vP[at.a]).length() + outer(2, n0, lengthBC) +
-                          outer(3, n0, lengthCA) + outer(4, n1, lengthAD) + outer(5, n1, lengthDB);
-    if (before <= leastGain * surface.edge || at.c == at.d) return 0.0;
     const FaceNormal m0 = normalOf(vP[at.c], vP[at.d], vP[at.b]), m1 = normalOf(vP[at.d], vP[at.c], vP[at.a]);
+    const FaceNormal &n0 = surface.vNormals[side / 3], &n1 = surface.vNormals[other / 3];
     if (m0.area == 0.0F || m1.area == 0.0F || (m0 * m1 <= 0.0F && n0 * n1 > 0.0F)) return 0.0;
     double after = bendOf(m0, m1) * (vP[at.d] - vP[at.c]).length();
     const auto gain = [&] { return (before - after) / surface.edge - leastGain; };
     if (!(gain() > 0.0)) return 0.0;  // what comes on top is not negative
-    after = after + outer(2, m0, lengthBC) + outer(3, m1, lengthCA) + outer(4, m1, lengthAD) + outer(5, m0, lengthDB);
+    const auto beyond = at.triangles(surface);
+    const auto outer = [&](std::size_t i, const FaceNormal& n, std::uint32_t u, std::uint32_t v) {
+        return beyond[i] == none ? 0.0 : bendOf(surface.vNormals[beyond[i]], n) * (vP[u] - vP[v]).length();
+    };
+    after = after + outer(2, m0, at.b, at.c) + outer(3, m1, at.c, at.a) + outer(4, m1, at.a, at.d) +
+            outer(5, m0, at.d, at.b);
     if (!(gain() > 0.0)) return 0.0;
     const double newCosine =
         std::max(sharpestCosine(vP[at.c], vP[at.d], vP[at.b]), sharpestCosine(vP[at.d], vP[at.c], vP[at.a]));
@@ -118,14 +136,15 @@ void flip(RefitSurface& surface, const Diamond& at) {
 
 using Candidate = std::pair<double, std::uint32_t>;  // gain, side
 
-std::vector<Candidate> findCandidates(const RefitSurface& surface, const RefitPart& part) {
+std::vector<Candidate> findCandidates(const RefitSurface& surface, const BendSums& vBends,
+                                      const std::vector<std::uint32_t>& vFaces) {
     std::vector<Candidate> vAll;
     for (const std::vector<Candidate>&vPart : parallelChunkResults<std::vector<Candidate>>(
-             part.vFaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
+             vFaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
                  std::vector<Candidate> vFound;
                  for (std::size_t i = begin; i < end; ++i) {
-                     for (std::uint32_t side = 3 * part.vFaces[i]; side < 3 * part.vFaces[i] + 3; ++side) {
-                         const double gain = gainOf(surface, side);
+                     for (std::uint32_t side = 3 * vFaces[i]; side < 3 * vFaces[i] + 3; ++side) {
+                         const double gain = gainOf(surface, vBends, side);
                          if (gain > 0.0) vFound.emplace_back(gain, side);
                      }
                  }
@@ -138,28 +157,59 @@ std::vector<Candidate> findCandidates(const RefitSurface& surface, const RefitPa
     return vAll;
 }
 
-}  // namespace
-
-std::size_t flipToCreases(RefitSurface& surface, const RefitPart& part) {
-    std::vector<bool> vTouched(surface.numTriangles()), vJoined(surface.numVertices());
-    std::size_t numFlipped = 0;
-    for (const auto& [gain, side] : findCandidates(surface, part)) {
+// Marks the triangles that lie at flips; those of one do not lie at another.
+bool flipBest(RefitSurface& surface, const std::vector<Candidate>& vCandidates, std::vector<char>& vTouched) {
+    std::vector<bool> vJoined(surface.numVertices());
+    bool bAny = false;
+    for (const auto& [gain, side] : vCandidates) {
         const Diamond at(surface, side);
         const auto around = at.triangles(surface);
         if (std::any_of(around.begin(), around.end(), [&](std::uint32_t t) { return t != none && vTouched[t]; }))
             continue;
         // What joins two vertices must not do so twice.
         if (vJoined[at.c] && vJoined[at.d]) continue;
-        vJoined[at.c] = vJoined[at.d] = true;
+        vJoined[at.c] = vJoined[at.d] = bAny = true;
         for (const std::uint32_t t : around)
-            if (t != none) vTouched[t] = true;
+            if (t != none) vTouched[t] = 1;
         flip(surface, at);
-        ++numFlipped;
     }
-    if (numFlipped == 0) return 0;
-    surface.renewFans();
-    surface.renewNormals();
-    return numFlipped;
+    return bAny;
+}
+
+// Those of the faces that have a marked one two edges away or nearer, by which an edge
+// gains otherwise or could not flip.
+std::vector<std::uint32_t> facesBeside(const RefitSurface& surface, const std::vector<std::uint32_t>& vFaces,
+                                       std::vector<char>& vTouched) {
+    constexpr char near = 2;
+    for (std::uint32_t t = 0; t < surface.numTriangles(); ++t) {
+        if (vTouched[t] != 1) continue;
+        for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side)
+            if (!surface.isBorder(side) && !vTouched[surface.vOpposite[side] / 3])
+                vTouched[surface.vOpposite[side] / 3] = near;
+    }
+    std::vector<std::uint32_t> vBeside;
+    for (const std::uint32_t t : vFaces) {
+        bool bBeside = vTouched[t] != 0;
+        for (std::uint32_t side = 3 * t; side < 3 * t + 3 && !bBeside; ++side)
+            bBeside = !surface.isBorder(side) && vTouched[surface.vOpposite[side] / 3] != 0;
+        if (bBeside) vBeside.push_back(t);
+    }
+    return vBeside;
+}
+
+}  // namespace
+
+void flipToCreases(RefitSurface& surface, const RefitPart& part, int numPasses) {
+    BendSums vBends(3 * surface.numTriangles(), -1.0F);
+    std::vector<std::uint32_t> vFaces = part.vFaces;
+    for (int pass = 0; pass < numPasses; ++pass) {
+        std::vector<char> vTouched(surface.numTriangles());
+        renewBends(surface, vFaces, vBends);
+        if (!flipBest(surface, findCandidates(surface, vBends, vFaces), vTouched)) return;
+        surface.renewFans();
+        surface.renewNormals();
+        if (pass + 1 < numPasses) vFaces = facesBeside(surface, vFaces, vTouched);
+    }
 }
 
 }  // namespace QUOR_ZEF

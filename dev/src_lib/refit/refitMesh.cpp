@@ -59,13 +59,14 @@ public:
         const int numRounds = roundsOnAll();
         const uint64 time = timeOfRounds + (bStepped ? timeOfCreases : 0);
         for (int round = 0; round < numRounds; ++round) {
-            flipEdges(whole, round == 0 || numRounds < mostRounds ? 2 : 1);
+            flipToCreases(surface, whole, round == 0 || numRounds < mostRounds ? 2 : 1);
             stage.tick(time / static_cast<uint64>(numRounds) / numParts);
             fitOnce(whole, round, [&] { stage.tick(time / static_cast<uint64>(numRounds) / numParts); });
         }
         // Risers are no creases.
         if (!bStepped) fitCreases(stage);
-        flipEdges(whole, 1);
+        bringBackLost();
+        flipToCreases(surface, whole, 1);
     }
 
     // Places and triangles; colours if the points have some.
@@ -136,14 +137,14 @@ private:
 
     void fitCreases(OptionalStage& stage) {
         narrowRadii();
+        const RefitPart creases = surface.getCreases();
+        if (creases.vFaces.empty()) return;
         for (int round = 0; round < mostRounds; ++round) {
-            const RefitPart creases = surface.getCreases();
-            if (creases.vFaces.empty()) break;
-            flipEdges(creases, 1);
+            flipToCreases(surface, creases, 1);
             fitOnce(creases, mostRounds + round, [] {});
             stage.tick(timeOfCreases / (mostRounds + 1));
         }
-        sharpenCorners();
+        sharpenCorners(creases);
     }
 
     // What is clean keeps gaining, and much noise is left after two rounds; in between a third
@@ -153,14 +154,13 @@ private:
         return relativeNoise > least && relativeNoise < most ? mostRounds - 1 : mostRounds;
     }
 
-    void sharpenCorners() {
-        const RefitPart creases = surface.getCreases();
+    void sharpenCorners(const RefitPart& creases) {
         const std::vector<Vector3> vBefore = surface.vPlaces;
+        const std::vector<FaceNormal> vTrue = surface.vNormals;
         surface.vPlaces = placesOfCorners(surface, creases);
         for (const std::uint32_t i : creases.vVertices)
             if ((surface.vPlaces[i] - vOld[i]).length() > longestMove * surface.edge) surface.vPlaces[i] = vBefore[i];
-        takeBackFolds(creases, vBefore, surface.vNormals);
-        surface.renewNormals();
+        takeBackFolds(creases, vBefore, vTrue);
     }
 
     // What bends as much as a crease would shrink over many rounds.
@@ -200,6 +200,36 @@ private:
         return true;
     }
 
+    // Vertices that fitting has led away from all points return, halfway if that suffices.
+    void bringBackLost() {
+        parallelChunks(vOld.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                if (!isLost(i, surface.vPlaces[i]) || isLost(i, vOld[i])) continue;
+                const Vector3 halfway = (vOld[i] + surface.vPlaces[i]) * 0.5;
+                surface.vPlaces[i] = isLost(i, halfway) ? vOld[i] : halfway;
+            }
+        });
+        surface.renewNormals();
+    }
+
+    // Whether no point of the triangles around is near.
+    bool isLost(std::size_t vertex, const Vector3& place) const {
+        constexpr double farthest = 0.75;  // mean edges
+        const double sqFarthest = farthest * farthest * surface.edge * surface.edge;
+        const auto hasNear = [&](std::uint32_t t) {
+            for (const Vector3& p : facePoints.of(t))
+                if ((p - place).sqLength() < sqFarthest) return true;
+            return false;
+        };
+        const std::span<const std::uint32_t> fan = surface.fans[vertex];
+        if (std::any_of(fan.begin(), fan.end(), hasNear)) return false;
+        for (const std::uint32_t t : fan)
+            for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
+                for (const std::uint32_t u : surface.fans[surface.vTriples[side]])
+                    if (hasNear(u)) return false;
+        return true;
+    }
+
     // Each neighbour counts twice in a closed fan.
     Vector3 meanAround(std::size_t vertex) const {
         Vector3 sum;
@@ -208,10 +238,6 @@ private:
             for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
                 if (surface.vTriples[side] != vertex) sum += surface.vPlaces[surface.vTriples[side]];
         return sum / (2.0 * static_cast<double>(fan.size()));
-    }
-
-    void flipEdges(const RefitPart& part, int numPasses) {
-        for (int pass = 0; pass < numPasses; ++pass) flipToCreases(surface, part);
     }
 
     // Triangles along creases start with normals from both sides and need more sweeps; but much noise
@@ -250,45 +276,36 @@ private:
                        vOld, longestMove * surface.edge, numSteps);
         tick();
         takeBackFolds(part, vBefore, vTrue);
-        surface.renewNormals();
     }
 
     // Where triangles would turn away from the filtered normals, their vertices go back half of
-    // the way, then all of it.
+    // the way, then all of it. Leaves the true normals.
     void takeBackFolds(const RefitPart& part, const std::vector<Vector3>& vBefore,
                        const std::vector<FaceNormal>& vTrue) {
         constexpr int numTries = 4;
-        for (int attempt = 1; attempt <= numTries; ++attempt) {
+        const std::vector<FaceNormal> vWanted = surface.vNormals;
+        surface.renewNormals();
+        std::vector<std::uint32_t> vFolds = findFolds(part.vFaces, vWanted, vTrue);
+        for (int attempt = 1; attempt <= numTries && !vFolds.empty(); ++attempt) {
             const double share = attempt < numTries ? 0.5 : 0.0;
-            std::vector<char> vBack(surface.numVertices());
-            bool bAny = false;
-            for (const std::uint32_t t : findFolds(part, vTrue))
-                for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
-                    vBack[surface.vTriples[side]] = bAny = true;
-            if (!bAny) return;
-            for (std::size_t i = 0; i < vBack.size(); ++i)
-                if (vBack[i]) surface.vPlaces[i] = vBefore[i] + (surface.vPlaces[i] - vBefore[i]) * share;
+            const std::vector<std::uint32_t> vBack = surface.cornersOf(vFolds);
+            for (const std::uint32_t i : vBack)
+                surface.vPlaces[i] = vBefore[i] + (surface.vPlaces[i] - vBefore[i]) * share;
+            const std::vector<std::uint32_t> vMoved = surface.facesAt(vBack);
+            surface.renewNormals(vMoved);
+            if (attempt < numTries) vFolds = findFolds(vMoved, vWanted, vTrue);
         }
     }
 
-    std::vector<std::uint32_t> findFolds(const RefitPart& part, const std::vector<FaceNormal>& vTrue) const {
+    std::vector<std::uint32_t> findFolds(const std::vector<std::uint32_t>& vFaces,
+                                         const std::vector<FaceNormal>& vWanted,
+                                         const std::vector<FaceNormal>& vTrue) const {
         constexpr float steepest = 0.2F;  // cosine
         std::vector<std::uint32_t> vFolds;
-        for (const std::vector<std::uint32_t>&vPart : parallelChunkResults<std::vector<std::uint32_t>>(
-                 part.vFaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-                     std::vector<std::uint32_t> vFound;
-                     for (std::size_t i = begin; i < end; ++i) {
-                         const std::size_t t = part.vFaces[i];
-                         const FaceNormal& wanted = surface.vNormals[t];
-                         const FaceNormal now =
-                             normalOf(surface.corner(3 * t), surface.corner(3 * t + 1), surface.corner(3 * t + 2));
-                         const float cosine = now * wanted;
-                         if (cosine < steepest && cosine < vTrue[t] * wanted)
-                             vFound.push_back(static_cast<std::uint32_t>(t));
-                     }
-                     return vFound;
-                 }))
-            vFolds.insert(vFolds.end(), vPart.begin(), vPart.end());
+        for (const std::uint32_t t : vFaces) {
+            const float cosine = surface.vNormals[t] * vWanted[t];
+            if (cosine < steepest && cosine < vTrue[t] * vWanted[t]) vFolds.push_back(t);
+        }
         return vFolds;
     }
 

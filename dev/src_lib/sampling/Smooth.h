@@ -34,7 +34,7 @@ public:
     double spacing;                    // edge of the grid's cells, world units
 
     // All must outlive this; *pPoints can be the input. Cells that are no cubes fail an ASSEX.
-    Smooth(PointSource input_, std::vector<Point3>* pPoints, Calc* pCalc);
+    Smooth(PointSource givenInput, std::vector<Point3>* pCellPoints, Calc* pGrid);
     Smooth(std::vector<Point3>* pPoints_, Calc* pCalc_) : Smooth(PointSource(*pPoints_), pPoints_, pCalc_) {}
 
     // Up to this scatter of the nodes, in cells, bSmooth decides alone; beyond it smoothing takes place in

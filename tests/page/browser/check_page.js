@@ -122,6 +122,16 @@ await settled();
 expect(await page.evaluate(() => document.getElementById('panel').clientHeight > 200 && document.querySelector('canvas').clientHeight > 300),
   'and the settings below it');
 await page.screenshot({path: file('phone.png')});
+// As in a notebook: a frame of an origin of its own.
+const inner = fs.readFileSync(file('page.html'), 'utf8').replaceAll('&', '&amp;').replaceAll('"', '&quot;');
+fs.writeFileSync(file('frame.html'), `<iframe srcdoc="${inner}" sandbox="allow-scripts" style="width: 900px; height: 520px"></iframe>`);
+await page.setViewport({width: 1000, height: 600});
+await page.goto(pathToFileURL(file('frame.html')).href);
+const frame = await (await page.waitForSelector('iframe')).contentFrame();
+await frame.waitForFunction('window.zef && !window.zef.waiting');
+expect(await frame.evaluate(() => document.querySelector('canvas').clientHeight === 520), 'a frame of its own origin shows the page');
+await page.screenshot({path: file('frame.png')});
+
 const fewer = await browser.newPage();
 await fewer.evaluateOnNewDocument(() => { HTMLCanvasElement.prototype.getContext = () => null; });
 await fewer.goto(pathToFileURL(file('page.html')).href);

@@ -1,0 +1,18 @@
+vcpkg_download_distfile(archive URLS "@URL@" FILENAME "zef-${VERSION}.tar.gz" SHA512 @SHA512@)
+vcpkg_extract_source_archive(source ARCHIVE "${archive}")
+vcpkg_check_features(OUT_FEATURE_OPTIONS features FEATURES tools ZEF_BUILD_APPS)
+vcpkg_cmake_configure(SOURCE_PATH "${source}" OPTIONS ${features} -DZEF_BUILD_TESTS=OFF -DZEF_PYTHON=OFF)
+vcpkg_cmake_install()
+vcpkg_cmake_config_fixup(CONFIG_PATH lib/cmake/zef)
+vcpkg_fixup_pkgconfig()
+if(ZEF_BUILD_APPS)
+  vcpkg_copy_tools(TOOL_NAMES zef AUTO_CLEAN)
+endif()
+# Both kinds are built; the triplet says which one is wanted.
+if(VCPKG_LIBRARY_LINKAGE STREQUAL "static")
+  file(GLOB unwanted "${CURRENT_PACKAGES_DIR}/lib/libzef.so*" "${CURRENT_PACKAGES_DIR}/debug/lib/libzef.so*"
+    "${CURRENT_PACKAGES_DIR}/lib/libzef*.dylib" "${CURRENT_PACKAGES_DIR}/debug/lib/libzef*.dylib")
+  file(REMOVE ${unwanted})
+endif()
+file(REMOVE_RECURSE "${CURRENT_PACKAGES_DIR}/debug/include" "${CURRENT_PACKAGES_DIR}/debug/share")
+vcpkg_install_copyright(FILE_LIST "${source}/LICENSE")
