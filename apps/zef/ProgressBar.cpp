@@ -38,7 +38,7 @@ std::string barText(double value) {
 
 }  // namespace
 
-ProgressBar::ProgressBar(std::ostream& stream, Kind kind_) : out(stream), kind(kind_) {}
+ProgressBar::ProgressBar(std::ostream& stream, Kind kindOfBar) : out(stream), kind(kindOfBar) {}
 
 ProgressBar::~ProgressBar() {
     hide();

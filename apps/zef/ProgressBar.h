@@ -12,8 +12,8 @@ public:
     // first step that takes ten seconds.
     enum class Kind { SILENT, ONE_LINE, DRAWN };
 
-    // out is borrowed.
-    ProgressBar(std::ostream& out, Kind kind);
+    // The stream is borrowed.
+    ProgressBar(std::ostream& stream, Kind kindOfBar);
     ~ProgressBar();
 
     // A step without a measure of its own, such as reading a file.

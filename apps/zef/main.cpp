@@ -27,6 +27,7 @@ void addCommands(Commands& commands) {
     addSpacing(commands);
     addConvert(commands);
     addReconstruct(commands);
+    addRecipe(commands);
     addMelt(commands);
     addResample(commands);
     addRefit(commands);

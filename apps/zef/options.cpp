@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "numbers.h"
+#include "recipes.h"
 #include "zef/files.h"
 
 namespace {
@@ -103,6 +104,7 @@ std::vector<std::string> reversedArguments(int argc, const char* const* argv) {
         const auto second = vArguments.begin() + static_cast<std::ptrdiff_t>(i) + 2;
         vArguments.erase(second, second + 2);
     }
+    if (!vArguments.empty()) vArguments = withRecipe(std::move(vArguments));
     std::reverse(vArguments.begin(), vArguments.end());
     return vArguments;
 }

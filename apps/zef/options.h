@@ -37,5 +37,5 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name)
 bool parseThree(const std::string& text, std::array<double, 3>& numbers);
 
 // The arguments of the program, last first as CLI11 takes them, with the three
-// numbers behind --shift or --viewpoint joined to one word.
+// numbers behind --shift or --viewpoint joined to one word, and what a recipe stands for.
 std::vector<std::string> reversedArguments(int argc, const char* const* argv);

@@ -26,7 +26,8 @@ with open(folder / "scan.csv", "w") as scan:
 # The options that bring keys of their own; no command may be missing.
 runs = [
     "info scan.csv", "info one.xyz", "spacing scan.csv", "convert scan.csv scan.ply",
-    "reconstruct scan.csv -o mesh.ply", "info mesh.ply", "convert mesh.ply far.stl --shift auto",
+    "reconstruct scan.csv -o mesh.ply", "recipe",
+    "reconstruct scan.csv -o web.glb --recipe web --check", "info mesh.ply", "convert mesh.ply far.stl --shift auto",
     "reconstruct scan.csv -o other.ply --spacing 0.2 --keep-non-manifold --smooth-steps 1 --flip --reduce 50%",
     "melt mesh.ply -o melt.ply --spacing 0.2", "resample mesh.ply -o points.ply --spacing 0.2",
     "refit mesh.ply scan.csv -o refit.ply", "flip mesh.ply -o flip.ply", "anneal mesh.ply -o anneal.ply",

@@ -287,3 +287,33 @@ TEST(ToolReconstruct, leavesNothingBehindWhenItFails) {
     }
     EXPECT_EQ(folder.numFiles(), 1u);
 }
+
+TEST(ToolRecipe, settingsAreTakenAndWhatIsGivenCountsForMore) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("sheet.xyz", sheetText(40, 0.1)));
+    const nlohmann::json list = runTool("recipe --json").report()["recipes"];
+    EXPECT_EQ(list.size(), 6u);
+    for (const nlohmann::json& recipe : list) {
+        const std::string name = recipe["name"];
+        const ToolRun run = runTool("reconstruct " + in + " --recipe " + name + " --factor 2");
+        EXPECT_EQ(run.status, name == "print" ? 1 : 0) << name << run.err << "a sheet is no body";
+        EXPECT_NE(run.out.find(name + ": --grow "), std::string::npos) << "without the factor: " << run.out;
+    }
+    EXPECT_TRUE(std::filesystem::exists(folder.name("sheet.mesh.glb")));
+    EXPECT_EQ(runTool("reconstruct " + in + " --recipe soup").status, 2);
+}
+
+TEST(ToolMemory, refusesWhatWillNotFitAndSaysWhatWill) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("sheet.xyz", sheetText(200, 0.1)));
+    setenv("ZEF_FREE_BYTES", "20000000", 1);
+    const ToolRun refused = runTool("reconstruct --factor 0.5 " + in);
+    const std::size_t cure = refused.err.find("try --factor ");
+    EXPECT_EQ(refused.status, 1);
+    ASSERT_NE(cure, std::string::npos) << refused.err;
+    EXPECT_FALSE(std::filesystem::exists(folder.name("sheet.mesh.ply")));
+    const std::string factor = refused.err.substr(cure + 4, refused.err.find(',', cure) - cure - 4);
+    EXPECT_EQ(runTool("reconstruct " + factor + " " + in).status, 0) << factor;
+    EXPECT_EQ(runTool("reconstruct --factor 0.5 --anyway " + in).status, 0);
+    unsetenv("ZEF_FREE_BYTES");
+}

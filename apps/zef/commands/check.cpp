@@ -44,9 +44,7 @@ int runCheck(const CheckOptions& options, CommandRun& commandRun) {
     report.add("euler", "Euler number", topology.euler, std::to_string(topology.euler));
     report.addNumber("area", "area", topology.area);
     report.addNumber("volume", "volume", topology.volume);
-    report.addFlag("closed", "closed", topology.closed);
-    report.addFlag("manifold", "manifold", topology.manifold);
-    report.addFlag("oriented", "oriented", topology.oriented);
+    reportBody(report, topology);
     report.add("component_list", "", componentList(topology), "");
     reportComponents(report, topology);
     if (options.bDeep) {
@@ -54,7 +52,7 @@ int runCheck(const CheckOptions& options, CommandRun& commandRun) {
         report.addCount("self_intersections", "self-intersections",
                         zef::countSelfIntersections(mesh, commandRun.getContext()));
     }
-    return topology.closed && topology.manifold && topology.oriented ? EXIT_DONE : EXIT_COULD_NOT;
+    return isBody(topology) ? EXIT_DONE : EXIT_COULD_NOT;
 }
 
 }  // namespace

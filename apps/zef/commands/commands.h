@@ -24,6 +24,7 @@ void addFlip(Commands& commands);
 void addHoles(Commands& commands);
 void addInfo(Commands& commands);
 void addMelt(Commands& commands);
+void addRecipe(Commands& commands);
 void addReconstruct(Commands& commands);
 void addReduce(Commands& commands);
 void addRefit(Commands& commands);

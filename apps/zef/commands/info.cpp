@@ -6,6 +6,7 @@
 #include "failures.h"
 #include "files/inputs.h"
 #include "reports/measure.h"
+#include "reports/memory.h"
 #include "zef/reconstruction.h"
 
 namespace {
@@ -15,7 +16,7 @@ struct InfoOptions {
     TalkOptions talk;
 };
 
-// What a reconstruction takes at most: a share for each point, and one for open
+// The time that a reconstruction takes at most: a share for each point, and one for open
 // borders and gaps, whose length goes with the root of the number of points. From
 // seven scans and clouds of 0.1 to 10 million points with two cores; closed shapes
 // stay at the first share.
@@ -23,7 +24,6 @@ struct Cost {
     double perPoint, perRoot;
     double of(double numPoints) const { return perPoint * numPoints + perRoot * std::sqrt(numPoints); }
 };
-constexpr Cost bytesTaken{450.0, 1.4e6};
 constexpr Cost secondsTaken{5e-6, 0.025};
 
 const char* kindWords(zef::PointFile::Kind kind) {
@@ -75,9 +75,11 @@ void reportSpacing(Report& report, const zef::PointStatistics& found) {
     }
 }
 
-void reportCost(Report& report, std::uint64_t numPoints) {
-    const double num = static_cast<double>(numPoints);
-    report.addBytes("expected_bytes", "memory to reconstruct, up to", static_cast<std::uint64_t>(bytesTaken.of(num)));
+void reportCost(Report& report, const zef::PointStatistics& found) {
+    const double num = static_cast<double>(found.numFinite);
+    const zef::ReconstructOptions usual;
+    const double bytes = expectedBytes(num, usual.factor, found.unsupportedShare >= unevenShare);
+    report.addBytes("expected_bytes", "memory to reconstruct, about", static_cast<std::uint64_t>(bytes));
     report.addText("expected_time", "time to reconstruct", timeClass(secondsTaken.of(num)));
 }
 
@@ -93,7 +95,7 @@ int runInfo(const InfoOptions& options, CommandRun& commandRun) {
     report.addCount("strays", "stray points", found.numStrays);
     report.addCount("outliers", "outliers", found.numOutliers);
     reportSpacing(report, found);
-    reportCost(report, found.numFinite);
+    reportCost(report, found);
     return EXIT_DONE;
 }
 

@@ -12,8 +12,11 @@
 #include "files/pipes.h"
 #include "numbers.h"
 #include "options.h"
+#include "recipes.h"
 #include "reports/measure.h"
+#include "reports/memory.h"
 #include "reports/refit.h"
+#include "reports/topology.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
 
@@ -28,7 +31,9 @@ struct Options {
     std::string refit = "auto";
     bool bKeepNonManifold = false;
     Chain chain;
-    bool bView = false;
+    bool bView = false, bCheck = false, bAnyway = false;
+    std::string recipe;                  // a name, or empty; its options are parsed like others
+    const CLI::App* pCommand = nullptr;  // not owned; knows what was parsed
     OutputOptions output;
     TalkOptions talk;
 };
@@ -158,8 +163,10 @@ void addSides(const Options& options, const Scan& scan, zef::ReconstructOptions&
 OutputOptions outputOf(const Options& options) {
     OutputOptions output = options.output;
     const std::string& first = options.vInputs.front();
+    const Recipe* const pRecipe = findRecipe(options.recipe);
     if (output.path.empty() && isPipe(first)) output.path = first;
-    if (output.path.empty()) output.path = std::filesystem::path(first).replace_extension(".mesh.ply").string();
+    if (output.path.empty())
+        output.path = std::filesystem::path(first).replace_extension(pRecipe ? pRecipe->ending : ".mesh.ply").string();
     return output;
 }
 
@@ -170,6 +177,22 @@ void showResult(CommandRun& commandRun, const std::string& page, const std::stri
     options.names = {options.title};
     options.report = commandRun.report.lines();
     writePageFile(commandRun, page, {{&mesh}, vPoints}, bundle, options);
+}
+
+// With those of its options that nobody has set otherwise.
+void reportRecipe(Report& report, const Options& options) {
+    const Recipe* const pRecipe = findRecipe(options.recipe);
+    if (!pRecipe) return;
+    std::string line = pRecipe->name + ":";
+    for (std::size_t i = 0; i < pRecipe->vOptions.size(); ++i) {
+        const std::string& name = pRecipe->vOptions[i];
+        const std::vector<std::string> vParsed = options.pCommand->get_option(name)->results();
+        const bool bValue = i + 1 < pRecipe->vOptions.size() && pRecipe->vOptions[i + 1][0] != '-';
+        if (bValue) ++i;
+        if (vParsed.empty() || (bValue && vParsed.back() != pRecipe->vOptions[i])) continue;
+        line.append(" ").append(name).append(bValue ? " " + pRecipe->vOptions[i] : "");
+    }
+    report.add("recipe", "recipe", pRecipe->name, line);
 }
 
 int runReconstruct(const Options& options, CommandRun& commandRun) {
@@ -187,6 +210,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     Scan scan = readScan(commandRun, options.vInputs);
     commandRun.lap("seconds_read", "read");
 
+    if (!options.bAnyway) requireMemory(commandRun, scan.points, options.library);
     commandRun.step("reconstructing");
     zef::ReconstructOptions library = options.library;
     library.mend = !options.bKeepNonManifold;
@@ -197,6 +221,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     if (!library.mend) zef::fillColors(made.mesh, commandRun.getContext());
     commandRun.lap("seconds_reconstruct", "reconstruct");
 
+    reportRecipe(commandRun.report, options);
     reportCloud(commandRun.report, scan.points.size(), made);
     if (library.mend && library.refit) reportRefit(commandRun.report, made.refit);
     scan.normals = {};
@@ -206,8 +231,11 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
         commandRun.lap("seconds_refine", "refine");
     }
     const zef::MeshReport topology = reportMeshOf(commandRun, made.mesh);
+    if (options.bCheck) reportBody(commandRun.report, topology);
     reportSides(commandRun.report, made);
     giveHints(commandRun, library, made, topology.numBorderLoops);
+    const bool bFaulty = options.bCheck && !isBody(topology);
+    if (bFaulty) commandRun.warn("the mesh is not closed, manifold and oriented; zef holes tells where it is open");
     // First of all the mesh, so that no page that fails takes it along.
     writeMeshFile(commandRun, output, made.spacing, made.mesh);
     commandRun.lap("seconds_write", "write");
@@ -216,7 +244,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
         commandRun.lap("seconds_page", "page");
     }
     commandRun.reportLaps();
-    return EXIT_DONE;
+    return bFaulty ? EXIT_COULD_NOT : EXIT_DONE;
 }
 
 void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
@@ -252,7 +280,13 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
 void addReconstruct(Commands& commands) {
     auto pOptions = std::make_shared<Options>();
     CLI::App& command = *commands.app.add_subcommand("reconstruct", "Make a triangle mesh from one or more scans");
+    pOptions->pCommand = &command;
     command.add_option("IN", pOptions->vInputs, "Files of points, taken together")->required();
+    command
+        .add_option("--recipe", pOptions->recipe,
+                    "Settings for a common job, see zef recipe; options that are given besides count for more")
+        ->type_name(recipeNames())
+        ->check(checkRecipe);
     addLibraryOptions(command, pOptions->library);
     command
         .add_option("--viewpoint", pOptions->viewpoint,
@@ -268,15 +302,20 @@ void addReconstruct(Commands& commands) {
         ->type_name("off|auto|RADIUS")
         ->capture_default_str();
     addChainOptions(command, pOptions->chain);
+    command.add_flag("--check", pOptions->bCheck,
+                     "Tell whether the mesh is closed, manifold and oriented; status 1 if not, though it is written");
+    command.add_flag("--anyway", pOptions->bAnyway, "Begin even if more memory will be needed than is free");
     command.add_flag("--view", pOptions->bView,
                      "Also write a page beside the output that shows the mesh with its points, as zef view does");
     addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);
     addTalkOptions(command, pOptions->talk);
-    addExamples(command,
-                {{"zef reconstruct scan.ply", "Writes scan.mesh.ply."},
-                 {"zef reconstruct left.ply right.ply -o both.obj --view",
-                  "Joins two scans of the same coordinates, and shows the result as both.html."},
-                 {"zef reconstruct noisy.xyz --factor 2 --smooth", "A coarser grid and more smoothing, for noise."},
-                 {"zef reconstruct - --format xyz <scan.xyz >mesh.ply", "Through pipes."}});
+    addExamples(
+        command,
+        {{"zef reconstruct scan.ply", "Writes scan.mesh.ply."},
+         {"zef reconstruct left.ply right.ply -o both.obj --view",
+          "Joins two scans of the same coordinates, and shows the result as both.html."},
+         {"zef reconstruct noisy.xyz --factor 2 --smooth", "A coarser grid and more smoothing, for noise."},
+         {"zef reconstruct part.ply --recipe print -o part.stl", "A closed body, checked; zef recipe lists more."},
+         {"zef reconstruct - --format xyz <scan.xyz >mesh.ply", "Through pipes."}});
     onRun(commands, command, pOptions, runReconstruct);
 }

@@ -15,6 +15,16 @@ void reportMesh(Report& report, const zef::MeshReport& topology) {
     reportBorders(report, topology);
 }
 
+void reportBody(Report& report, const zef::MeshReport& topology) {
+    report.addFlag("closed", "closed", topology.closed);
+    report.addFlag("manifold", "manifold", topology.manifold);
+    report.addFlag("oriented", "oriented", topology.oriented);
+}
+
+bool isBody(const zef::MeshReport& topology) {
+    return topology.closed && topology.manifold && topology.oriented;
+}
+
 Json componentList(const zef::MeshReport& topology) {
     Json list = Json::array();
     for (const zef::MeshComponent& component : topology.components) {

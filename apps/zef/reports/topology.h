@@ -11,5 +11,9 @@ void reportBorders(Report& report, const zef::MeshReport& topology);
 // The same after the numbers of vertices, triangles and pieces.
 void reportMesh(Report& report, const zef::MeshReport& topology);
 
+// Whether it is closed, manifold and oriented: three lines.
+void reportBody(Report& report, const zef::MeshReport& topology);
+bool isBody(const zef::MeshReport& topology);
+
 // An object for each component, in the order of the report.
 nlohmann::ordered_json componentList(const zef::MeshReport& topology);

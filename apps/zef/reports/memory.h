@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "CommandRun.h"
+#include "zef/reconstruction.h"
+
+// Of sparse points from which on a scan is uneven, see zef::Density::AUTO.
+inline constexpr double unevenShare = 0.0225;
+
+// What zef reconstruct takes at its peak, in bytes. factor: edge of a grid cell in measured spacings;
+// bUneven: whether sparse parts get points. 0.8 to 1.3 times what scans took, of 20,000 to 360,000
+// points and with factors from 0.8 to 2, and 0.65 to 1.5 times with samples of closed shapes.
+double expectedBytes(double numPoints, double factor, bool bUneven);
+
+// Throws Failure, with what helps, if a reconstruction would take more than is free. Points are only
+// looked at where it may come near that.
+void requireMemory(CommandRun& commandRun, std::span<const zef::Point3> points, const zef::ReconstructOptions& options);
