@@ -11,6 +11,7 @@
 #include "frame/Progress.h"
 #include "geometry/freeFunctions.h"
 #include "refine/flatten.h"
+#include "simplify/CostQueue.h"
 #include "simplify/FanSurface.h"
 #include "simplify/TriangleTree.h"
 #include "support/digest.h"
@@ -222,6 +223,24 @@ TEST_F(ReduceTo, givesTheRecordedTrianglesAndNothingNonManifold) {
         }
     }
     EXPECT_EQ(digest(vAll), 0x4664e83fe91885deu);
+}
+
+TEST(CostQueue, givesTheLeastOfAllThatHasComeSoFar) {
+    struct Entry {
+        double cost;
+        bool operator<(const Entry& other) const { return cost < other.cost; }
+    };
+    CostQueue<Entry> queue;
+    std::multiset<double> model;
+    Rand15 rand(7);
+    for (int i = 0; i < 2'000 || !model.empty(); ++i) {
+        for (int k = 0; i < 1'000 && k < 3; ++k) queue.push({*model.insert(std::ldexp(rand.next() % 99, i % 40 - 30))});
+        Entry entry{};
+        ASSERT_EQ(queue.pop(entry, [](const Entry&) { return false; }), !model.empty());
+        if (model.empty()) continue;
+        ASSERT_EQ(entry.cost, *model.begin());
+        model.erase(model.begin());
+    }
 }
 
 TEST(TriangleTree, findsTheClosestPointThatPlainSearchFinds) {

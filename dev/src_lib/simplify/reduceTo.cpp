@@ -13,11 +13,11 @@
 #include "parallel/parallelTransform.h"
 #include "simplify/CollapseMesh.h"
 #include "simplify/ColorQuadric.h"
+#include "simplify/CostQueue.h"
 #include "simplify/FanSurface.h"
 #include "simplify/Quadric.h"
 #include "simplify/SampleTracker.h"
 #include "simplify/SurfaceDistance.h"
-#include "store/MinHeap.h"
 #include "zef/refinement.h"
 
 namespace QUOR_ZEF {
@@ -117,8 +117,10 @@ public:
         const bool bBound = std::isfinite(options.maxError);
         Progress* pLoop = getProgress()->getChildProgressSetTodo("RM_rtloop", bBound ? 2 * toRemove : toRemove);
         std::size_t numTried = 0;
-        while (mesh.getNumLive() > options.targetTriangles && !queue.empty()) {
-            if (collapseNext()) pLoop->tick();
+        Candidate candidate;
+        const auto isOutdated = [this](const Candidate& c) { return versionsOf(c.u, c.v) != c.versions; };
+        while (mesh.getNumLive() > options.targetTriangles && queue.pop(candidate, isOutdated)) {
+            if (!isOutdated(candidate) && collapse(candidate)) pLoop->tick();
             // Refused merges tell nothing, and there can be many in a row.
             if (Run* const pRun = getRun(); pRun && ++numTried % 256 == 0) pRun->poll();
         }
@@ -305,21 +307,17 @@ private:
             }
             return vScored;
         };
-        std::vector<Candidate> vAll;
         for (const auto& vScored : parallelChunkResults<std::vector<Candidate>>(vQuadrics.size(), minChunk, score))
-            vAll.insert(vAll.end(), vScored.begin(), vScored.end());
-        queue.fill(std::move(vAll));
+            for (const Candidate& candidate : vScored) queue.push(candidate);
     }
 
     void push(const Candidate& candidate) {
         if (std::isfinite(candidate.cost)) queue.push(candidate);
     }
 
-    // True if that was a collapse.
-    bool collapseNext() {
-        const Candidate candidate = queue.pop();
+    // False if it was refused.
+    bool collapse(const Candidate& candidate) {
         const std::uint32_t u = candidate.u, v = candidate.v;
-        if (versionsOf(u, v) != candidate.versions) return false;
         if (!mesh.begin(u, v)) {
             postpone(candidate);
             return false;
@@ -423,7 +421,7 @@ private:
     double lengthPerStep = 0.0;                // of a colour channel
     std::unique_ptr<SampleTracker> pTracker;   // null without a limit
     Vector3 center;
-    MinHeap<Candidate> queue;                         // the cheapest first
+    CostQueue<Candidate> queue;                       // the cheapest first
     std::vector<std::uint32_t> vNewIndex, vOldIndex;  // of vertices: of the result by those of the source, and back
 };
 
