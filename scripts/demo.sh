@@ -5,12 +5,12 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build=build/release
+build=build/demo/build
 tool=$build/apps/zef/zef
 make_scan=$build/examples/make_scan
 
-./scripts/setup.sh
-cmake --preset release
+./scripts/setup.sh demo
+cmake -G Ninja -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DZEF_BUILD_TESTS=OFF
 cmake --build "$build" -j "$(nproc)" --target apps/zef/all examples/all
 
 run() {

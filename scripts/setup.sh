@@ -1,40 +1,42 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that the build, the tests and the benchmarks
-# need, and from npm, into folders that git ignores, the glTF validator and what
-# the pages of `zef view` are made of. Does nothing, in a moment, when all of them
-# are there.
+# Installs the Debian 12 packages that a job needs, and from npm, into folders that git ignores, what the
+# pages of `zef view` are made of. Does nothing, in a moment, when all of them are there.
 #
-#   scripts/setup.sh            what all tests of CI need
-#   scripts/setup.sh browser    also Chromium, for the test of the pages (some 500 MB);
-#                               then: cmake --preset release && ctest --preset release -R browser
+#   scripts/setup.sh demo    to build the library, the tool and the Python package
+#   scripts/setup.sh test    also what all tests of CI and the benchmarks need, with Chromium (some 500 MB) for
+#                            the test of the pages and the glTF validator; without these two, their tests are left out
+#
+# scripts/packages.sh and scripts/docs.sh install what they need themselves.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 packages=(
     g++                 # the compiler of the release build
-    clang               # second compiler, and the thread sanitizer's
-    libclang-rt-14-dev  # sanitizer run times of clang
-    clang-format        # both hold the sources to the repository's style
-    clang-tidy
     cmake               # build system
     ninja-build         # runs the builds
     pkg-config          # finds Highway; the install test uses it as well
     ccache              # makes later builds fast
     git                 # fetches and records the sources
-    libgtest-dev        # tests
-    libbenchmark-dev    # benchmarks
     libhwy-dev          # Highway, the vectorised sort
     zlib1g-dev          # pictures as PNG
     libmeshoptimizer-dev  # packs the meshes of pages
-    libtbb-dev          # a sort to compare with in the benchmarks
     libcli11-dev        # arguments of the command line tool
     nlohmann-json3-dev  # reports of the command line tool
-    libjemalloc2        # allocators that must not change results
-    libmimalloc2.0
     python3             # small tools around tests and benchmarks
     python3-dev         # the Python package: headers, bindings, arrays
     pybind11-dev
     python3-numpy
+)
+for_tests=(
+    clang               # second compiler, and the thread sanitizer's
+    libclang-rt-14-dev  # sanitizer run times of clang
+    clang-format        # both hold the sources to the repository's style
+    clang-tidy
+    libgtest-dev        # tests
+    libbenchmark-dev    # benchmarks
+    libtbb-dev          # a sort to compare with in the benchmarks
+    libjemalloc2        # allocators that must not change results
+    libmimalloc2.0
     python3-pip         # building its wheel
     python3-setuptools
     python3-wheel
@@ -56,12 +58,23 @@ fail() {
     exit 1
 }
 
-[[ ${1:-} == browser ]] && packages+=(chromium)
+case ${1:-test} in
+    demo) ;;
+    test) packages+=("${for_tests[@]}") ;;
+    *) fail "there is no job $1; jobs are demo and test" ;;
+esac
 command -v dpkg-query >/dev/null ||
     fail "this is not a Debian system; install the counterparts of: ${packages[*]}"
 
+as_root=()
+if ((EUID != 0)); then as_root=(sudo); fi
+
+apt_install() {
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "$@"
+}
+
 install_packages() {
-    local installed package missing=() as_root=()
+    local installed package missing=()
     installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "${packages[@]}" 2>/dev/null || true)
     for package in "${packages[@]}"; do
         grep -qxF "$package installed" <<<"$installed" || missing+=("$package")
@@ -70,16 +83,12 @@ install_packages() {
         echo "setup: all packages are installed"
         return
     fi
-    if ((EUID != 0)); then
-        command -v sudo >/dev/null ||
-            fail "not root, and there is no sudo; run as root: apt-get install ${missing[*]}"
-        as_root=(sudo)
+    if ((EUID != 0)) && ! command -v sudo >/dev/null; then
+        fail "not root, and there is no sudo; run as root: apt-get install ${missing[*]}"
     fi
     echo "setup: installing ${missing[*]}"
     "${as_root[@]}" apt-get update -q || fail "apt-get update failed; is there a network?"
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -q -y --no-install-recommends "${missing[@]}" ||
-        fail "apt-get could not install ${missing[*]}"
+    apt_install "${missing[@]}" || fail "apt-get could not install ${missing[*]}"
 }
 
 # One test is all that needs it, so that the rest works without npm's registry.
@@ -105,13 +114,24 @@ install_page() {
     fi
 }
 
-install_browser_driver() {
-    npm install --prefix tests/page/browser --no-audit --no-fund --no-package-lock --ignore-scripts ||
-        fail "npm could not install what drives the browser"
+# Also for one test alone, and large.
+install_browser() {
+    local folder=tests/page/browser
+    command -v chromium >/dev/null || apt_install chromium >/dev/null ||
+        echo "setup: apt-get could not install Chromium; the test of the pages is left out" >&2
+    cmp -s "$folder/package.json" "$folder/node_modules/.installed.json" && return
+    echo "setup: installing what drives the browser"
+    if npm install --prefix "$folder" --no-audit --no-fund --no-package-lock --ignore-scripts; then
+        cp "$folder/package.json" "$folder/node_modules/.installed.json"
+    else
+        echo "setup: npm could not install what drives the browser; the test of the pages is left out" >&2
+    fi
 }
 
 install_packages
-install_gltf_validator
 install_page
-if [[ ${1:-} == browser ]]; then install_browser_driver; fi
+if [[ ${1:-test} == test ]]; then
+    install_gltf_validator
+    install_browser
+fi
 echo "setup: done"

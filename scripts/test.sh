@@ -30,7 +30,7 @@ for part in "${parts[@]}"; do
     esac
 done
 
-./scripts/setup.sh
+./scripts/setup.sh test
 if [[ -n ${ZEF_TEST_DATA:-} ]]; then
     [[ -d $ZEF_TEST_DATA ]] || { echo "test: ZEF_TEST_DATA is no folder: $ZEF_TEST_DATA" >&2; exit 2; }
     ZEF_TEST_DATA=$(realpath "$ZEF_TEST_DATA")

@@ -2,7 +2,7 @@
 //
 //   node bench/page/frame_times.js PAGE.html [CHROMIUM [EXTRA FLAGS...]]
 //
-// Needs scripts/setup.sh browser. A browser without a GPU draws on the processor; the renderer is told beside the
+// Needs what scripts/setup.sh test installs. A browser without a GPU draws on the processor; the renderer is told beside the
 // figures. To use one: node bench/page/frame_times.js PAGE.html chromium --use-angle=gl --ignore-gpu-blocklist
 import {createRequire} from 'node:module';
 import {pathToFileURL} from 'node:url';

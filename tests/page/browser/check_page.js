@@ -42,7 +42,11 @@ fs.writeFileSync(file('scan.xyz'), points.join('\n'));
 execFileSync(tool, ['view', file('one.obj'), file('two.obj'), file('scan.xyz'), '-o', file('page.html'), '-q',
   '--title', '</title><script>document.hacked = 1</script> & co']);
 
-const browser = await puppeteer.launch({executablePath: chromium, args: ['--no-sandbox', '--use-angle=swiftshader', '--enable-unsafe-swiftshader']});
+const args = ['--no-sandbox', '--disable-dev-shm-usage', '--use-angle=swiftshader', '--enable-unsafe-swiftshader'];
+const browser = await puppeteer.launch({executablePath: chromium, args}).catch(error => {
+  console.log(`Chromium cannot start here, so that no page was tried: ${error}`);
+  process.exit(77);
+});
 const page = await browser.newPage();
 const complaints = [];
 page.on('console', message => { if (message.type() === 'error') complaints.push(message.text()); });
