@@ -59,7 +59,7 @@ TEST(Compare, spheresAreAsFarApartAsTheirRadii) {
         EXPECT_NEAR(deviation.percentiles[1], 0.25, 2e-3);
         EXPECT_LT(deviation.meanAngle, 2.0);
         EXPECT_EQ(deviation.turnedShare, 0.0);
-        EXPECT_EQ(std::accumulate(deviation.histogram.begin(), deviation.histogram.end(), 0u), 20'000u);
+        EXPECT_EQ(std::accumulate(deviation.histogram.begin(), deviation.histogram.end(), std::uint64_t{0}), 20'000u);
     }
     for (std::size_t i = 0; i < outer.indices.size(); i += 3) std::swap(outer.indices[i], outer.indices[i + 1]);
     EXPECT_EQ(compare(inner, outer, few).there.turnedShare, 1.0);
