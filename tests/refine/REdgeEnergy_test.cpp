@@ -86,6 +86,13 @@ TEST(REdgeEnergy, scoreOfATurnedPairIsThatAfterRepairAndChangesNothing) {
         energy.score();
         const double scored = energy.energy;
         ASSERT_EQ(cornerNumbers(mesh), before);
+        std::vector<double> vCosts;
+        for (std::uint32_t k = 0; k < mesh.getNumEdges(); ++k)
+            vCosts.push_back(REdgeEnergy::bendCost(*mesh.getEdge(k)));
+        energy.score(scored, vCosts.data());
+        ASSERT_EQ(energy.energy, scored);
+        if (scored != REdgeEnergy::refused) energy.score(scored + 1e-9);
+        ASSERT_TRUE(energy.energy == scored || energy.energy == REdgeEnergy::refused);
         const bool bTurned = mesh.getTriangle(0)->needFlip(mesh.getTriangle(1));
         ASSERT_EQ(energy.needsRepair(), bTurned);
         energy.compute();

@@ -32,7 +32,7 @@ double bendBetween(const Vector3& u, const Vector3& v) {
     return 1.0 - std::clamp(u * v, -1.0, 1.0);
 }
 
-double bendCost(double length, double bend) {
+double costOf(double length, double bend) {
     return std::pow(length * bend, bendExponent);
 }
 
@@ -72,6 +72,7 @@ void REdgeEnergy::repair() {
     Flip f;
     if (!findFlip(f)) return;
     if (f.bTurned) f.pRT1->reverse();
+    bRepaired |= f.bTurned;
     const Point3 *pOppCorner0 = f.pOppCorner0, *pOppCorner1 = f.pOppCorner1;
     ASSEX(pOppCorner0!=pOppCorner1);
     if (*pOppCorner0 == *pOppCorner1 && !pRMesh->hasLiveEdge(pOppCorner0, pOppCorner1)) separate(f);
@@ -80,6 +81,7 @@ void REdgeEnergy::repair() {
 // The last resort writes the position directly: no place that is free has been
 // found, so the mesh's look-up of positions stays as it was.
 void REdgeEnergy::separate(const Flip& f) {
+    bRepaired = true;
     const Point3 &p0 = *f.pOppCorner0, &px = *f.pOppCorner1;
     pRMesh->relaxVertex(f.pOppCorner0);
     pRMesh->relaxVertex(f.pOppCorner1);
@@ -106,7 +108,10 @@ void REdgeEnergy::compute() {
     Flip f;
     if (!findFlip(f)) return;
     fillNormals(f);
-    if (assess(f)) energy = rate(f);
+    if (!assess(f)) return;
+    Sums sums{};
+    sumBends(f, refused, nullptr, sums);
+    energy = rate(f, sums);
 }
 
 bool REdgeEnergy::computeMayFlip() {
@@ -119,24 +124,71 @@ bool REdgeEnergy::computeMayFlip() {
     return assess(f);
 }
 
-void REdgeEnergy::score() {
+// The two triangles, with nothing to repair.
+bool REdgeEnergy::isAsScored(std::uint32_t firstNew) const {
+    const auto isOld = [firstNew](const RTriangle* pRT) { return pRT->getNumber() < firstNew; };
+    return !bRepaired && pRE->getDegree() == 2 && std::ranges::all_of(pRE->triangles(), isOld) && !needsRepair();
+}
+
+bool REdgeEnergy::areSidesAsScored(std::uint32_t firstNew) const {
+    const auto isOld = [firstNew](const RTriangle* pRT) { return pRT->getNumber() < firstNew; };
+    for (const RTriangle* pRT : pRE->triangles())
+        for (int i = 0; i < 3; ++i)
+            if (!std::ranges::all_of(pRT->getRE(i)->triangles(), isOld)) return false;
+    return true;
+}
+
+double REdgeEnergy::recompute(double scored, std::uint32_t firstNew) {
+    Flip f;
+    if (isAsScored(firstNew) && areSidesAsScored(firstNew) && findFlip(f) &&
+        !pRMesh->hasLiveEdge(f.pOppCorner0, f.pOppCorner1)) {
+        energy = scored;
+    } else {
+        compute();
+    }
+    return energy;
+}
+
+// Whether the other diagonal has come meanwhile, the flip itself finds out.
+bool REdgeEnergy::recomputeMayFlip(std::uint32_t firstNew) {
+    return isAsScored(firstNew) || computeMayFlip();
+}
+
+// Most edges are refused by their bends, so that the rest comes last. Penalties and further
+// bends only lower the energy, rounding included, and no test changes another's result.
+void REdgeEnergy::score(double least, const double* pBendCosts) {
     energy = refused;
     Flip f;
-    if (findFlip(f) && assess(f)) energy = rate(f);
+    Sums sums{};
+    if (!findFlip(f) || f.pOppCorner0 == f.pOppCorner1 || !takeNormals(f) || !rateBends(f)) return;
+    if (!sumBends(f, least, pBendCosts, sums)) return;
+    if (rateAngles(f) && !pRMesh->hasLiveEdge(f.pOppCorner0, f.pOppCorner1)) energy = rate(f, sums);
+}
+
+double REdgeEnergy::bendCost(const REdge& edge) {
+    RTriangle *pRT0 = nullptr, *pRT1 = nullptr;
+    if (!edge.getTwoTriangles(pRT0, pRT1, true) || !pRT0->normal.isNV() || !pRT1->normal.isNV()) return noCost;
+    const Vector3 normal = pRT1->normal * (pRT0->needFlip(pRT1) ? -1.0 : 1.0);
+    return costOf((*edge.p1 - *edge.p0).length(), bendBetween(pRT0->normal, normal));
 }
 
 // False if the edge must not be flipped. Nothing here fails on any input, since
-// workers come here: where two triangles lie on the same corners, the opposite
-// corners are one vertex, and that is refused as well.
+// workers come to these tests: where two triangles lie on the same corners, the
+// opposite corners are one vertex, and that is refused as well.
 bool REdgeEnergy::assess(Flip& f) const {
     if (f.pOppCorner0 == f.pOppCorner1 || pRMesh->hasLiveEdge(f.pOppCorner0, f.pOppCorner1)) return false;
-    // A null vector is no normal, nor is what overflow has left.
+    return takeNormals(f) && rateAngles(f) && rateBends(f);
+}
+
+// A null vector is no normal, nor is what overflow has left.
+bool REdgeEnergy::takeNormals(Flip& f) const {
     f.vec0 = f.pRT0->normal;
     f.vec1 = f.pRT1->normal * (f.bTurned ? -1.0 : 1.0);
     if (!f.vec0.isNV() || !f.vec1.isNV()) return false;
     f.curLen = (*f.pNext - *f.pPrev).length();
     f.altLen = (*f.pOppCorner0 - *f.pOppCorner1).length();
-    return std::isfinite(f.curLen) && rateAngles(f) && rateBends(f);
+    f.colorBonus = colorBonus(*f.pNext, *f.pPrev, *f.pOppCorner0, *f.pOppCorner1);
+    return std::isfinite(f.curLen);
 }
 
 bool REdgeEnergy::rateAngles(Flip& f) const {
@@ -168,19 +220,16 @@ bool REdgeEnergy::rateBends(Flip& f) const {
     return !(f.altBend > foldBend && f.altBend > f.curBend);
 }
 
-// The edge and the four around it, before and after. One of the four without
-// exactly one triangle on the other side, or with one that has no normal, adds
-// nothing.
-REdgeEnergy::Sums REdgeEnergy::sumBends(const Flip& f) const {
-    Sums sums{bendCost(f.curLen, f.curBend), bendCost(f.altLen, f.altBend)};
+// Of the four edges around, those with exactly one triangle on the other side that has a
+// normal; the others add nothing. Returns their number.
+int REdgeEnergy::findSides(const Flip& f, Side* pSides) const {
+    int num = 0;
     const auto add = [&](RTriangle* pRT, int ici, bool bTurned, const Vector3& cur, const Vector3& alt) {
-        const REdge* pSide = pRT->getRE(ici);
-        const RTriangle* pNeig = pSide->getOtherTriangle(pRT);
+        const REdge* pEdge = pRT->getRE(ici);
+        const RTriangle* pNeig = pEdge->getOtherTriangle(pRT);
         if (!pNeig || !pNeig->normal.isNV()) return;
         const Vector3 normal = pNeig->normal * (pRT->needFlip(pNeig) != bTurned ? -1.0 : 1.0);
-        const double length = (*pSide->p1 - *pSide->p0).length();
-        sums.cur += bendCost(length, bendBetween(normal, cur));
-        sums.alt += bendCost(length, bendBetween(normal, alt));
+        pSides[num++] = {pEdge, (*pEdge->p1 - *pEdge->p0).length(), normal, &cur, &alt};
     };
     const int iciNext1 = (f.ici1 + (f.bTurned ? 1 : 2)) % 3;  // of pNext in pRT1
     const int iciPrev1 = (f.ici1 + (f.bTurned ? 2 : 1)) % 3;
@@ -188,13 +237,31 @@ REdgeEnergy::Sums REdgeEnergy::sumBends(const Flip& f) const {
     add(f.pRT0, (f.ici0 + 2) % 3, false, f.vec0, f.altVec0);
     add(f.pRT1, iciPrev1, f.bTurned, f.vec1, f.altVec0);
     add(f.pRT1, iciNext1, f.bTurned, f.vec1, f.altVec1);
-    return sums;
+    return num;
 }
 
-double REdgeEnergy::rate(const Flip& f) const {
-    const Sums sums = sumBends(f);
-    const double value =
-        sums.cur - sums.alt - f.penalty + colorBonus(*f.pNext, *f.pPrev, *f.pOppCorner0, *f.pOppCorner1);
+// The edge and the four around it, before and after. False as soon as the energy is
+// below the least. Kept costs have the bits of those found here: what they come from
+// is the same from both sides of an edge but for signs, which cancel.
+bool REdgeEnergy::sumBends(const Flip& f, double least, const double* pBendCosts, Sums& sums) const {
+    Side sides[4];
+    const int num = findSides(f, sides);
+    sums.cur = pBendCosts ? pBendCosts[pRE->getNumber()] : costOf(f.curLen, f.curBend);
+    for (int i = 0; i < num; ++i) {
+        const Side& side = sides[i];
+        sums.cur += pBendCosts ? pBendCosts[side.pEdge->getNumber()]
+                               : costOf(side.length, bendBetween(side.normal, *side.pCur));
+    }
+    sums.alt = costOf(f.altLen, f.altBend);
+    for (int i = 0; i < num; ++i) {
+        if (rate(f, sums) < least) return false;
+        sums.alt += costOf(sides[i].length, bendBetween(sides[i].normal, *sides[i].pAlt));
+    }
+    return true;
+}
+
+double REdgeEnergy::rate(const Flip& f, const Sums& sums) const {
+    const double value = sums.cur - sums.alt - f.penalty + f.colorBonus;
     return value < lowEnergy ? value - lowEnergyPenalties * f.penalty : value;
 }
 

@@ -248,10 +248,15 @@ private:
     std::uint32_t drawSeed();
     void prepareScoring(const std::vector<REdge*>& vInRE);
     void fillNormals();
-    void getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, double minEnergy, double temperature,
-                                       std::uint32_t seed, std::size_t from, std::size_t to,
-                                       std::vector<std::pair<double, REdge*>>& vImpRE);
+    std::vector<double> findBendCosts() const;
+    void getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, const std::vector<double>& vBendCosts,
+                                       double minEnergy, double temperature, std::uint32_t seed, std::size_t from,
+                                       std::size_t to, std::vector<std::pair<double, REdge*>>& vImpRE);
     std::size_t flipBestFirst(const std::vector<std::pair<double, REdge*>>& vImpRE, Progress* pProgress);
+    static void fetchTriangles(const REdge* pRE);
+    static void fetchCorners(const REdge* pRE);
+    static void fetchNeighbours(const REdge* pRE);
+    void fetchFlip(const std::vector<std::pair<double, REdge*>>& vImpRE, std::size_t i) const;
     void anneal(double temperature);
 
     std::vector<Point3> vVertices;   // never resized after the constructor

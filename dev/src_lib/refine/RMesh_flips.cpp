@@ -15,8 +15,11 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr double minImprovement = 0.005;  // below it an outdated flip is not tried again
+// How far ahead the records of an edge are fetched, each after those that point at it.
+constexpr std::size_t edgesAhead = 20, trianglesAhead = 15, cornersAhead = 10, neighboursAhead = 5;
 constexpr std::size_t minEdgeChunk = 100, minNormalChunk = 1'000;
 
+constexpr double roundingOfLog = 1e-9;  // far more than logarithm and exponential may be wrong
 constexpr double startTemperature = 0.02, endTemperature = 0.001, cooling = 0.9;
 
 using Candidate = std::pair<double, REdge*>;
@@ -34,6 +37,8 @@ class FlipQueue {
 public:
     explicit FlipQueue(const std::vector<Candidate>& vSorted_) : vSorted(vSorted_) {}
 
+    // How many of those given have been taken.
+    std::size_t getNext() const { return next; }
     bool pop(Candidate& candidate) {
         const bool bSorted = next < vSorted.size(), bAgain = !vAgain.empty();
         if (!bSorted && !bAgain) return false;
@@ -113,6 +118,36 @@ std::uint32_t RMesh::drawSeed() {
     return high << 15 | static_cast<std::uint32_t>(rand.next());
 }
 
+// New records lie in the order of the flips, which is none: without this, every edge waits
+// for one record after the other.
+void RMesh::fetchTriangles(const REdge* pRE) {
+    for (const RTriangle* pRT : pRE->triangles()) {
+        __builtin_prefetch(pRT);
+        __builtin_prefetch(reinterpret_cast<const char*>(pRT + 1) - 1);
+    }
+}
+
+void RMesh::fetchCorners(const REdge* pRE) {
+    for (const RTriangle* pRT : pRE->triangles()) {
+        for (const Point3* p : pRT->corner) __builtin_prefetch(p);
+        for (const REdge* pSide : pRT->pRE) __builtin_prefetch(pSide);
+    }
+}
+
+void RMesh::fetchNeighbours(const REdge* pRE) {
+    for (const RTriangle* pRT : pRE->triangles())
+        for (const REdge* pSide : pRT->pRE) fetchTriangles(pSide);
+}
+
+void RMesh::fetchFlip(const std::vector<std::pair<double, REdge*>>& vImpRE, std::size_t i) const {
+    if (i + edgesAhead >= vImpRE.size()) return;
+    __builtin_prefetch(vImpRE[i + edgesAhead].second);
+    fetchTriangles(vImpRE[i + trianglesAhead].second);
+    fetchCorners(vImpRE[i + cornersAhead].second);
+    for (const RTriangle* pRT : vImpRE[i + neighboursAhead].second->triangles())
+        for (const Point3* p : pRT->corner) __builtin_prefetch(getFan(p).data());
+}
+
 // What scoring on several threads would have to change is changed here, in the
 // order of the edges. A turned triangle may leave another edge inconsistent, as
 // one on a one-sided surface must be; that is scored as it is.
@@ -121,6 +156,10 @@ void RMesh::prepareScoring(const std::vector<REdge*>& vInRE) {
         std::vector<REdge*> vFound;
         REdgeEnergy energy(this, nullptr);
         for (std::size_t i = begin; i < end; ++i) {
+            if (i + trianglesAhead < end) {
+                fetchTriangles(vInRE[i + trianglesAhead]);
+                fetchCorners(vInRE[i + neighboursAhead]);
+            }
             energy.pRE = vInRE[i];
             if (energy.needsRepair()) vFound.push_back(energy.pRE);
         }
@@ -144,16 +183,29 @@ void RMesh::fillNormals() {
     });
 }
 
+// Each edge counts in the energies of five.
+std::vector<double> RMesh::findBendCosts() const {
+    std::vector<double> vBendCosts(edges.size());
+    parallelChunks(vBendCosts.size(), minNormalChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            if (i + neighboursAhead < end) fetchTriangles(edges[i + neighboursAhead]);
+            vBendCosts[i] = REdgeEnergy::bendCost(*edges[i]);
+        }
+    });
+    return vBendCosts;
+}
+
 void RMesh::getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double minEnergy, double temperature,
                                      std::vector<std::pair<double, REdge*>>& vImpRE) {
     ASSEX(vImpRE.empty());
     const std::uint32_t seed = drawSeed();
     Progress* pProgress = getProgress()->getChildProgressSetTodo(getCandidateStage(temperature),
                                                                  expectedTicks(vInRE.size(), uint64{5} * vInRE.size()));
-    const auto score = [&](std::size_t from, std::size_t to) {
-        getEdgeFlipCandidates_MT_priv(vInRE, minEnergy, temperature, seed, from, to, vImpRE);
-    };
     prepareScoring(vInRE);
+    const std::vector<double> vBendCosts = findBendCosts();
+    const auto score = [&](std::size_t from, std::size_t to) {
+        getEdgeFlipCandidates_MT_priv(vInRE, vBendCosts, minEnergy, temperature, seed, from, to, vImpRE);
+    };
     vImpRE.resize(vInRE.size());
     parallelGroups(vInRE.size(), minEdgeChunk, score, [pProgress](std::size_t num) { pProgress->tick(num); });
     std::erase(vImpRE, Candidate(0.0, nullptr));
@@ -164,23 +216,27 @@ void RMesh::getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double mi
     }
 }
 
-void RMesh::getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, double minEnergy, double temperature,
-                                          std::uint32_t seed, std::size_t from, std::size_t to,
-                                          std::vector<std::pair<double, REdge*>>& vImpRE) {
+void RMesh::getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, const std::vector<double>& vBendCosts,
+                                          double minEnergy, double temperature, std::uint32_t seed, std::size_t from,
+                                          std::size_t to, std::vector<std::pair<double, REdge*>>& vImpRE) {
     ASSEX(to<=vImpRE.size());
     ASSEX(to<=vInRE.size());
     REdgeEnergy energy(this, nullptr);
-    // The Metropolis rule. The draw is the edge's own, so that no thread changes it.
-    const auto isDrawn = [&] {
-        const double draw = Rand15::at(seed, energy.pRE->getNumber()) / 32767.0;
-        return draw <= std::exp(energy.energy / temperature);
-    };
+    const double leastGood = std::min(minEnergy, 0.0);
     for (std::size_t i = from; i < to; ++i) {
+        if (i + trianglesAhead < to) {
+            fetchTriangles(vInRE[i + trianglesAhead]);
+            fetchCorners(vInRE[i + cornersAhead]);
+            fetchNeighbours(vInRE[i + neighboursAhead]);
+        }
         energy.pRE = vInRE[i];
-        energy.score();
+        // The Metropolis rule. The draw is the edge's own, so that no thread changes it.
+        const double draw = temperature != 0.0 ? Rand15::at(seed, energy.pRE->getNumber()) / 32767.0 : 1.0;
+        const double leastDrawn = temperature * (std::log(draw) - roundingOfLog);
+        energy.score(temperature != 0.0 ? std::min(leastGood, leastDrawn) : leastGood, vBendCosts.data());
         if (energy.energy == REdgeEnergy::refused) continue;
-        const bool bGood = energy.energy >= minEnergy || energy.energy >= 0.0;
-        if (bGood || (temperature != 0.0 && isDrawn())) vImpRE[i] = {energy.energy, energy.pRE};
+        const bool bDrawn = temperature != 0.0 && draw <= std::exp(energy.energy / temperature);
+        if (energy.energy >= leastGood || bDrawn) vImpRE[i] = {energy.energy, energy.pRE};
     }
 }
 
@@ -203,15 +259,16 @@ std::size_t RMesh::flipBestFirst(const std::vector<std::pair<double, REdge*>>& v
     std::size_t numFlips = 0;
     FlipQueue queue(vImpRE);
     REdgeEnergy energy(this, nullptr);
+    const std::uint32_t firstNew = triangles.size();
     Candidate candidate;
     while (queue.pop(candidate)) {
         const double savedImprovement = candidate.first;
         REdge* const pRE = candidate.second;
         ASSEX(savedImprovement>-1.7976931348623158e+308);
         ASSEX(pRE!=0);
+        fetchFlip(vImpRE, queue.getNext());
         energy.pRE = pRE;
-        energy.compute();
-        const double freshImprovement = energy.energy;
+        const double freshImprovement = energy.recompute(savedImprovement, firstNew);
         if (savedImprovement > freshImprovement) {
             if (freshImprovement > minImprovement) queue.push({freshImprovement, pRE});
             continue;
@@ -240,10 +297,12 @@ void RMesh::anneal(double temperature) {
     Rand15 shuffleRand(drawSeed());
     shuffle(vImpRE, shuffleRand);
     REdgeEnergy energy(this, nullptr);
+    const std::uint32_t firstNew = triangles.size();
     OptionalStage stage(getAnnealingStage(temperature), vImpRE.size());
-    for (const Candidate& candidate : vImpRE) {
-        energy.pRE = candidate.second;
-        if (energy.computeMayFlip()) candidate.second->tryFlipEdge(this, nullptr, nullptr);
+    for (std::size_t i = 0; i < vImpRE.size(); ++i) {
+        fetchFlip(vImpRE, i);
+        energy.pRE = vImpRE[i].second;
+        if (energy.recomputeMayFlip(firstNew)) energy.pRE->tryFlipEdge(this, nullptr, nullptr);
         stage.tick();
     }
     stage.finish();
