@@ -335,10 +335,11 @@ void Cloud::createBundles(std::unique_ptr<Smooth> pSmooth) {
     pProgress->tick();
     std::vector<Point3> vSamples = getSamples(*pSmooth, *pCalc, *pProgress);
     pSmooth.reset();
-    if (!bMelt) expectCosts(numPoints + foundDensity.numAddedPoints, vSamples.size());
     std::vector<RCDPoint> vCells;
-    cleanPoints_RCD(vSamples, vCells, [&] {
-        if (getRun()) pProgress->tick(cleaning);
+    cleanPoints_RCD(vSamples, vCells, [&](std::size_t numCells) {
+        if (!getRun()) return;
+        pProgress->tick(cleaning);
+        expectCosts(numPoints + foundDensity.numAddedPoints, numCells);
     });
     pProgress->tick(expectedTicks(thinning, 1));
     makeBundles(vCells);

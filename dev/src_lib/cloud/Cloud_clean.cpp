@@ -48,7 +48,7 @@ struct Wedge {
 }  // namespace
 
 void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vOut,
-                            const std::function<void()>& beforeFilling) {
+                            const std::function<void(std::size_t numCells)>& beforeFilling) {
     std::vector<RCDPoint> vRemainingRCDPoint;
     std::vector<uint64> vAllRCD;
     std::vector<uint64> vAllRmg;
@@ -60,7 +60,7 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>
     std::vector<uint64>().swap(vAllRCD);
     keepListed(vAllRmg, vRemainingRCDPoint);
     ASSEX(vAllRmg.size()==vRemainingRCDPoint.size());
-    beforeFilling();
+    beforeFilling(vRemainingRCDPoint.size());
     if (numGrowSteps > 0) gapCloser.fillGaps(vAllRmg, vRemainingRCDPoint);
     const Calc& calc = *pCalc;
     parallelTransform(vRemainingRCDPoint, vOut,

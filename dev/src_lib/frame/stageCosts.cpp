@@ -18,7 +18,7 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
             {"CL_dens", either(0.02, 12.0) * in},
             {"SM_run", either(0.68, 0.55) * n},
             {"CL_creb", either(0.6, 1.15) * n},
-            {"CL_fill", either(0.3, 9.5) * in},
+            {"CL_fill", either(0.3, 11.3) * in},
             {"HL_st", 0.04 * c},
             {"VO_ftx", 0.6 * c},
             {"VO_amb", 0.3 * c},
@@ -41,7 +41,7 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
 }
 
 double costOfFilling(double numBorderCells, int numGrowSteps, bool bUneven) {
-    const double perCellAndStep = bUneven ? 7.4 : 2.6;
+    const double perCellAndStep = bUneven ? 8.5 : 2.6;
     return perCellAndStep * numBorderCells * numGrowSteps;
 }
 
