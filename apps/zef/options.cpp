@@ -9,17 +9,10 @@
 
 namespace {
 
-// Options that are added meanwhile stand below a title of their own.
-class GroupScope {
-public:
-    GroupScope(CLI::App& command_, const char* name) : command(command_) { command.option_defaults()->group(name); }
-    ~GroupScope() { command.option_defaults()->group("Options"); }
-    GroupScope(const GroupScope&) = delete;
-    GroupScope& operator=(const GroupScope&) = delete;
-
-private:
-    CLI::App& command;
-};
+// The title that options which are added from now on stand below.
+void setGroup(CLI::App& command, const char* name = "Options") {
+    command.option_defaults()->group(name);
+}
 
 std::string checkInputFormat(const std::string& text) {
     const zef::FileFormat format = zef::formatOf("-." + text);
@@ -36,7 +29,7 @@ std::string checkShift(const std::string& text) {
 }  // namespace
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk) {
-    const GroupScope group(command, sharedGroup);
+    setGroup(command, sharedGroup);
     command.get_help_ptr()->group(sharedGroup);
     command
         .add_option("--format", talk.inputFormat,
@@ -50,10 +43,11 @@ void addTalkOptions(CLI::App& command, TalkOptions& talk) {
         .add_option("--threads", talk.numThreads,
                     "Threads to run on, by default as many as the machine has; results do not depend on it")
         ->check(CLI::Range(1u, 1024u));
+    setGroup(command);
 }
 
 void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name) {
-    const GroupScope group(command, "Output");
+    setGroup(command, "Output");
     const auto words = [name] {
         if (name == OutputName::OPTIONAL)
             return "The file to write, NAME.mesh.ply beside the first input NAME.* if it is not given";
@@ -79,6 +73,7 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name)
                     "Subtract x y z from all coordinates, or an offset near their middle (auto)")
         ->type_name("x y z|auto")
         ->check(checkShift);
+    setGroup(command);
 }
 
 bool parseThree(const std::string& text, std::array<double, 3>& numbers) {

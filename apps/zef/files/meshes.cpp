@@ -76,7 +76,7 @@ void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, double s
 
 zef::MeshReport reportMeshOf(CommandRun& commandRun, const zef::TriangleMesh& mesh) {
     commandRun.step("counting borders");
-    const zef::MeshReport topology = zef::check(mesh, commandRun.getContext());
+    zef::MeshReport topology = zef::check(mesh, commandRun.getContext());
     reportMesh(commandRun.report, topology);
     commandRun.skipped();
     return topology;

@@ -32,7 +32,8 @@ std::vector<std::string> choicesOf(const std::string& value) {
 }
 
 std::string wordsOf(const CLI::Option& option) {
-    std::string words = option.get_description(), notes;
+    std::string notes;
+    const std::string& words = option.get_description();
     const auto note = [&](const std::string& text) { notes += (notes.empty() ? "" : ", ") + text; };
     if (!option.get_default_str().empty()) note("default " + option.get_default_str());
     for (const CLI::Option* const pOther : option.get_needs()) note("with " + pOther->get_name());

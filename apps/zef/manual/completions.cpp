@@ -12,6 +12,7 @@ std::string joined(const std::vector<std::string>& vWords, const std::string& be
 
 std::vector<std::string> commandNames(const std::vector<CommandRow>& table) {
     std::vector<std::string> vNames;
+    vNames.reserve(table.size());
     for (const CommandRow& command : table) vNames.push_back(command.name);
     return vNames;
 }
@@ -63,7 +64,7 @@ std::string zshOption(const OptionRow& option) {
     if (!option.vChoices.empty()) action += "(" + joined(option.vChoices, " ") + ")";
     std::string text;
     for (const std::string& name : option.vNames)
-        text += " \\\n                '" + name + "[" + zshWords(option.words) + "]" + action + "'";
+        text.append(" \\\n                '").append(name).append("[" + zshWords(option.words) + "]" + action + "'");
     return text;
 }
 

@@ -37,8 +37,8 @@ public:
     // vBorderRCD, vAreaRCD: all cells, each in one of them, in any order; the
     // border is sorted in place, both lists and vRCDPoint (sorted, the sample of each
     // cell) are borrowed. Fails an ASSEX if the numbers do not add up.
-    Filler(int numGrowSteps, std::vector<uint64>& vBorderRCD, const std::vector<uint64>& vAreaRCD,
-           const CodePoints& vRCDPoint, const Calc* pCalc);
+    Filler(int givenGrowSteps, std::vector<uint64>& vBorderRCD, const std::vector<uint64>& vAreaRCD,
+           const CodePoints& vRCDPoint, const Calc* pGivenCalc);
     Filler(const Filler&) = delete;
     Filler& operator=(const Filler&) = delete;
 
