@@ -64,7 +64,13 @@ std::string zshOption(const OptionRow& option) {
     if (!option.vChoices.empty()) action += "(" + joined(option.vChoices, " ") + ")";
     std::string text;
     for (const std::string& name : option.vNames)
-        text.append(" \\\n                '").append(name).append("[" + zshWords(option.words) + "]" + action + "'");
+        text.append(" \\\n                '")
+            .append(name)
+            .append("[")
+            .append(zshWords(option.words))
+            .append("]")
+            .append(action)
+            .append("'");
     return text;
 }
 
