@@ -305,9 +305,9 @@ TEST(ToolRecipe, settingsAreTakenAndWhatIsGivenCountsForMore) {
 
 TEST(ToolMemory, refusesWhatWillNotFitAndSaysWhatWill) {
     const TempFolder folder;
-    const std::string in = quoted(folder.put("sheet.xyz", sheetText(200, 0.1)));
-    setenv("ZEF_FREE_BYTES", "20000000", 1);
-    const ToolRun refused = runTool("reconstruct --factor 0.2 " + in);  // also beside what sanitizers hold
+    const std::string in = quoted(folder.put("sheet.xyz", sheetText(120, 0.1)));
+    setenv("ZEF_USABLE_BYTES", "40000000", 1);
+    const ToolRun refused = runTool("reconstruct --factor 0.5 " + in);
     const std::size_t cure = refused.err.find("try --factor ");
     EXPECT_EQ(refused.status, 1);
     ASSERT_NE(cure, std::string::npos) << refused.err;
@@ -315,5 +315,5 @@ TEST(ToolMemory, refusesWhatWillNotFitAndSaysWhatWill) {
     const std::string factor = refused.err.substr(cure + 4, refused.err.find(',', cure) - cure - 4);
     EXPECT_EQ(runTool("reconstruct " + factor + " " + in).status, 0) << factor;
     EXPECT_EQ(runTool("reconstruct --factor 0.5 --anyway " + in).status, 0);
-    unsetenv("ZEF_FREE_BYTES");
+    unsetenv("ZEF_USABLE_BYTES");
 }

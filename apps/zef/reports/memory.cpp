@@ -43,8 +43,7 @@ void requireMemory(CommandRun& commandRun, std::span<const zef::Point3> points,
                    const zef::ReconstructOptions& options) {
     constexpr double near = 0.5, finest = 0.3;  // of what is free; a factor
     const double num = static_cast<double>(points.size());
-    // The points are there already.
-    const double bytes = static_cast<double>(freeBytes()) + static_cast<double>(residentBytes());
+    const double bytes = static_cast<double>(usableBytes());
     const double atFirst = options.spacing > 0.0 ? finest : options.factor;
     if (expectedBytes(num, atFirst, true) < near * bytes) return;
     commandRun.step("looking at the points");

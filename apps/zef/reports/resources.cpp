@@ -42,6 +42,12 @@ std::uint64_t bytesOfGroup() {
     return limit - std::min(limit, used - std::min(used, cached));
 }
 
+std::uint64_t residentBytes() {
+    std::ifstream in("/proc/self/statm");
+    std::uint64_t all = 0, resident = 0;
+    return in >> all >> resident ? resident * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)) : 0;
+}
+
 }  // namespace
 
 std::uint64_t peakBytes() {
@@ -50,13 +56,8 @@ std::uint64_t peakBytes() {
     return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
 }
 
-std::uint64_t residentBytes() {
-    std::ifstream in("/proc/self/statm");
-    std::uint64_t all = 0, resident = 0;
-    return in >> all >> resident ? resident * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)) : 0;
-}
-
-std::uint64_t freeBytes() {
-    if (const char* const pTold = std::getenv("ZEF_FREE_BYTES")) return std::strtoull(pTold, nullptr, 10);
-    return std::min(availableBytes(), bytesOfGroup());
+std::uint64_t usableBytes() {
+    if (const char* const pTold = std::getenv("ZEF_USABLE_BYTES")) return std::strtoull(pTold, nullptr, 10);
+    const std::uint64_t free = std::min(availableBytes(), bytesOfGroup()), most = ~std::uint64_t{0};
+    return free + std::min(residentBytes(), most - free);
 }

@@ -21,9 +21,6 @@ private:
 // The most memory that the process has held so far.
 std::uint64_t peakBytes();
 
-// What it holds now.
-std::uint64_t residentBytes();
-
-// What it may take besides: of the machine, or of the container that it runs in. The environment's
-// ZEF_FREE_BYTES says otherwise. The largest number if nobody knows.
-std::uint64_t freeBytes();
+// What it holds and what it may take besides: of the machine, or of the container that it runs in. The environment's
+// ZEF_USABLE_BYTES says otherwise. The largest number if nobody knows.
+std::uint64_t usableBytes();
