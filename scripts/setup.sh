@@ -91,15 +91,15 @@ install_packages() {
     apt_install "${missing[@]}" || fail "apt-get could not install ${missing[*]}"
 }
 
-# One test is all that needs it, so that the rest works without npm's registry.
-install_gltf_validator() {
-    local folder=tests/tool/gltf
+# install_for_tests FOLDER WHAT TEST: one test is all that needs it, so that the rest works without npm's registry.
+install_for_tests() {
+    local folder=$1
     cmp -s "$folder/package.json" "$folder/node_modules/.installed.json" && return
-    echo "setup: installing the glTF validator"
+    echo "setup: installing $2"
     if npm install --prefix "$folder" --no-audit --no-fund --no-package-lock --ignore-scripts; then
         cp "$folder/package.json" "$folder/node_modules/.installed.json"
     else
-        echo "setup: npm could not install the glTF validator; the test of glTF files is left out" >&2
+        echo "setup: npm could not install $2; the test of $3 is left out" >&2
     fi
 }
 
@@ -114,24 +114,12 @@ install_page() {
     fi
 }
 
-# Also for one test alone, and large.
-install_browser() {
-    local folder=tests/page/browser
-    command -v chromium >/dev/null || apt_install chromium >/dev/null ||
-        echo "setup: apt-get could not install Chromium; the test of the pages is left out" >&2
-    cmp -s "$folder/package.json" "$folder/node_modules/.installed.json" && return
-    echo "setup: installing what drives the browser"
-    if npm install --prefix "$folder" --no-audit --no-fund --no-package-lock --ignore-scripts; then
-        cp "$folder/package.json" "$folder/node_modules/.installed.json"
-    else
-        echo "setup: npm could not install what drives the browser; the test of the pages is left out" >&2
-    fi
-}
-
 install_packages
 install_page
 if [[ ${1:-test} == test ]]; then
-    install_gltf_validator
-    install_browser
+    install_for_tests tests/tool/gltf "the glTF validator" "glTF files"
+    install_for_tests tests/page/browser "what drives the browser" "the pages"
+    command -v chromium >/dev/null || apt_install chromium >/dev/null ||
+        echo "setup: apt-get could not install Chromium; the test of the pages is left out" >&2
 fi
 echo "setup: done"

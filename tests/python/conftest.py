@@ -15,12 +15,12 @@ def ball(count):
     return np.array(rows)
 
 
-@pytest.fixture(scope="session")
+@pytest.fixture(scope="module")
 def points():
     return ball(3000)
 
 
-@pytest.fixture(scope="session")
+@pytest.fixture(scope="module")
 def made(points):
     import zef
 
