@@ -128,6 +128,13 @@ py::dict mend(MeshHolder& mesh, const py::dict& given, const py::object& threads
     }));
 }
 
+py::dict untangle(MeshHolder& mesh, const py::object& threads, const py::object& progress) {
+    Call call(threads, progress);
+    return reportOf(mesh.change(call, [&](zef::TriangleMesh& changed, const zef::Context& context) {
+        return zef::untangle(changed, context);
+    }));
+}
+
 py::dict refit(MeshHolder& mesh, const py::array& points, const py::object& colors, const py::dict& given,
                const py::object& threads, const py::object& progress) {
     Call call(threads, progress);
@@ -234,6 +241,7 @@ void bindHolders(py::module_& m) {
         .def("copy", &MeshHolder::copy)
         .def("mend", mend)
         .def("refit", refit)
+        .def("untangle", untangle)
         .def("simplify", simplify)
         .def("reduce_flat", reduceFlat)
         .def("smooth", smooth)

@@ -39,6 +39,7 @@ Options optionsOf(zef::ReconstructOptions& o) {
          "get colours"},
         {"refit", &o.refit, "with mend: whether the mesh is then fitted closer to the points"},
         {"refitRadius", &o.refitRadius, "with refit: how far a face looks for points, in spacings; 0: by the noise"},
+        {"untangle", &o.untangle, "with mend: whether triangles that intersect are then parted"},
         {"minPiece", &o.minPiece, "pieces of fewer triangles than this are removed in the end; 0 keeps all"},
         {"viewpoint", &o.viewpoint,
          "where the scanner stood, if all points were seen from there: x, y, z in the coordinates of the points"},
@@ -61,6 +62,7 @@ Options optionsOf(zef::ManifoldOptions& o) {
         {"fillHoles", &o.fillHoles, "small ones; else holes stay open"},
         {"maxHoleEdges", &o.maxHoleEdges, "of holes in surfaces that are no bodies"},
         {"exactVertices", &o.exactVertices, "whether the vertices lie on the surface, as those of melt() do"},
+        {"untangle", &o.untangle, "whether triangles that intersect are then parted, as by untangle()"},
     };
 }
 

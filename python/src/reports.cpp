@@ -30,6 +30,9 @@ py::object told(const zef::ManifoldReport& mended) {
 py::object told(const zef::RefitReport& fitted) {
     return reportOf(fitted);
 }
+py::object told(const zef::UntangleReport& parted) {
+    return reportOf(parted);
+}
 py::object told(const zef::MeshComponent& part);
 py::object told(const zef::MeshBorderLoop& loop);
 template <class T>
@@ -113,6 +116,7 @@ py::dict reportOf(const zef::Reconstruction& made) {
         .add("numRemovedPieces", made.numRemovedPieces)
         .add("numRemovedTriangles", made.numRemovedTriangles)
         .add("refit", made.refit)
+        .add("untangled", made.untangled)
         .add("sideRule", std::string(zef::wordOf(made.sideRule)))
         .add("numTurnedPieces", made.numTurnedPieces)
         .add("coverage", made.coverage)
@@ -154,7 +158,12 @@ py::dict reportOf(const zef::ManifoldReport& mended) {
         .add("numReversedTriangles", mended.numReversedTriangles)
         .add("numComponents", mended.numComponents)
         .add("numClosedComponents", mended.numClosedComponents)
+        .add("untangled", mended.untangled)
         .dict;
+}
+
+py::dict reportOf(const zef::UntangleReport& parted) {
+    return Figures().add("numPairs", parted.numPairs).add("numPairsLeft", parted.numPairsLeft).dict;
 }
 
 py::dict reportOf(const zef::RefitReport& fitted) {

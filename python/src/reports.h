@@ -18,6 +18,7 @@ pybind11::dict reportOf(const zef::Reconstruction& made);
 pybind11::dict reportOf(const zef::PointStatistics& found);
 pybind11::dict reportOf(const zef::ManifoldReport& mended);
 pybind11::dict reportOf(const zef::RefitReport& fitted);
+pybind11::dict reportOf(const zef::UntangleReport& parted);
 pybind11::dict reportOf(const zef::MeshReport& found);
 pybind11::dict reportOf(const zef::WriteResult& written);
 // All but the arrays.

@@ -47,6 +47,7 @@ from ._reports import (
     PointStatistics,
     ReconstructionReport,
     RefitReport,
+    UntangleReport,
     WriteResult,
 )
 

@@ -45,6 +45,11 @@ class ManifoldReport:
     num_reversed_triangles: int
     num_components: int
     num_closed_components: int
+    untangled: UntangleReport
+
+class UntangleReport:
+    num_pairs: int
+    num_pairs_left: int
 
 class RefitReport:
     noise: float
@@ -68,6 +73,7 @@ class ReconstructionReport:
     num_removed_pieces: int
     num_removed_triangles: int
     refit: RefitReport
+    untangled: UntangleReport
     side_rule: str
     num_turned_pieces: int
     coverage: float
@@ -183,9 +189,11 @@ class Mesh:
         fill_holes: bool = True,
         max_hole_edges: int = 16,
         exact_vertices: bool = False,
+        untangle: bool = False,
         threads: int = 0,
         progress: _Progress = None,
     ) -> ManifoldReport: ...
+    def untangle(self, *, threads: int = 0, progress: _Progress = None) -> UntangleReport: ...
     def refit(
         self,
         points: Union[_Numbers, Cloud],
@@ -292,6 +300,7 @@ def reconstruct(
     mend: bool = True,
     refit: bool = True,
     refit_radius: float = 0.0,
+    untangle: bool = True,
     min_piece: int = 30,
     viewpoint: Optional[_Three] = None,
     measure_coverage: bool = False,

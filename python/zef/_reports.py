@@ -23,6 +23,10 @@ class RefitReport(Report):
     """What refit() found and did."""
 
 
+class UntangleReport(Report):
+    """How many pairs of triangles intersected, and how many still do."""
+
+
 class MeshComponent(Report):
     """Triangles that hang together across edges."""
 
@@ -51,6 +55,7 @@ _INNER = {
     "density": DensityReport,
     "mended": ManifoldReport,
     "refit": RefitReport,
+    "untangled": UntangleReport,
     "components": MeshComponent,
     "border_loops": MeshBorderLoop,
 }

@@ -36,6 +36,8 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
             {"MF_face", 0.2 * c},
             {"SD_turn", either(0.05, 1.1) * c},
             {"RF_fit", 1.3 * in + 4.0 * c},
+            {"UT_find", 0.8 * c},
+            {"UT_part", either(0.03, 1.5) * c},
             {"CK_fit", 45e3 + 0.1 * in},
             {"CK_noise", 5.0 * std::min(samplesOfNoise, in / pointsPerSample) + 0.03 * in}};
 }
