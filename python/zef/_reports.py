@@ -39,6 +39,14 @@ class PointStatistics(Report):
     """What measure_points() found."""
 
 
+class Deviation(Report):
+    """How far one of the two that compare() got is from the other."""
+
+
+class Comparison(Report):
+    """What compare() measured: there, back, limit, distances."""
+
+
 class FileInfo(Report):
     """What info() found in a file; statistics holds those of its points."""
 
@@ -53,6 +61,8 @@ _INNER = {
     "refit": RefitReport,
     "components": MeshComponent,
     "border_loops": MeshBorderLoop,
+    "there": Deviation,
+    "back": Deviation,
 }
 
 
