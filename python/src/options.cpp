@@ -114,6 +114,15 @@ Options optionsOf(zef::WriteOptions& o) {
     };
 }
 
+Options optionsOf(zef::CompareOptions& o) {
+    return {
+        {"samples", &o.samples, "of a mesh, strewn evenly over its area; of a cloud all points are asked"},
+        {"limit", &o.limit,
+         "where the histograms end, in the unit of the vertices; 0: where 99 of 100 samples are nearer"},
+        {"bins", &o.bins, "of the histograms up to there, 1 to 10000"},
+    };
+}
+
 Options optionsOf(zef::DrawOptions& o) {
     return {
         {"width", &o.width, "pixels, 16 to 16384"},
@@ -164,6 +173,7 @@ struct AllOptions {
     zef::SmoothingOptions smoothing;
     zef::ReadMeshOptions readMesh;
     zef::WriteOptions write;
+    zef::CompareOptions compare;
     zef::DrawOptions draw;
     zef::PageOptions page;
 
@@ -177,6 +187,7 @@ struct AllOptions {
                 {"SmoothingOptions", optionsOf(smoothing)},
                 {"ReadMeshOptions", optionsOf(readMesh)},
                 {"WriteOptions", optionsOf(write)},
+                {"CompareOptions", optionsOf(compare)},
                 {"DrawOptions", optionsOf(draw)},
                 {"PageOptions", optionsOf(page)}};
     }

@@ -2,6 +2,7 @@
 
 #include <pybind11/stl.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,7 @@ py::object told(const zef::UntangleReport& parted) {
 }
 py::object told(const zef::MeshComponent& part);
 py::object told(const zef::MeshBorderLoop& loop);
+py::object told(const zef::Deviation& deviation);
 template <class T>
 py::object told(const T& value) {
     return py::cast(value);
@@ -44,6 +46,11 @@ py::object told(const std::vector<T>& vValues) {
     py::tuple values(vValues.size());
     for (std::size_t i = 0; i < vValues.size(); ++i) values[i] = told(vValues[i]);
     return values;
+}
+
+template <class T, std::size_t num>
+py::object told(const std::array<T, num>& values) {
+    return told(std::vector<T>(values.begin(), values.end()));
 }
 
 // Figures under their names.
@@ -94,6 +101,19 @@ py::object told(const zef::MeshBorderLoop& loop) {
         .dict;
 }
 
+py::object told(const zef::Deviation& deviation) {
+    return Figures()
+        .add("numSamples", deviation.numSamples)
+        .add("mean", deviation.mean)
+        .add("rms", deviation.rms)
+        .add("max", deviation.max)
+        .add("percentiles", deviation.percentiles)
+        .add("histogram", deviation.histogram)
+        .add("meanAngle", deviation.meanAngle)
+        .add("turnedShare", deviation.turnedShare)
+        .dict;
+}
+
 const char* wordOf(zef::PointFile::Kind kind) {
     if (kind == zef::PointFile::Kind::CORNERS) return "corners";
     return kind == zef::PointFile::Kind::MESH ? "mesh" : "points";
@@ -136,7 +156,7 @@ py::dict reportOf(const zef::PointStatistics& found) {
         .add("numCells", found.numCells)
         .add("fault", found.fault)
         .add("unsupportedShare", found.unsupportedShare)
-        .add("localSpacing", std::vector<double>(found.localSpacing.begin(), found.localSpacing.end()))
+        .add("localSpacing", found.localSpacing)
         .add("noise", found.noise)
         .add("needsDoubles", found.needsDoubles)
         .dict;
@@ -199,6 +219,10 @@ py::dict reportOf(const zef::MeshReport& found) {
         .add("components", found.components)
         .add("borderLoops", found.borderLoops)
         .dict;
+}
+
+py::dict reportOf(const zef::Comparison& made) {
+    return Figures().add("there", made.there).add("back", made.back).add("limit", made.limit).dict;
 }
 
 py::dict reportOf(const zef::WriteResult& written) {

@@ -135,6 +135,22 @@ class PointStatistics:
     noise: float
     needs_doubles: bool
 
+class Deviation:
+    num_samples: int
+    mean: float
+    rms: float
+    max: float
+    percentiles: _Vector
+    histogram: Tuple[int, ...]
+    mean_angle: float
+    turned_share: float
+
+class Comparison:
+    there: Deviation
+    back: Deviation
+    limit: float
+    distances: npt.NDArray[np.float64]
+
 class FileInfo:
     kind: str
     format: str
@@ -329,6 +345,17 @@ def resample(
     threads: int = 0,
     progress: _Progress = None,
 ) -> Cloud: ...
+def compare(
+    mesh: Union[Mesh, Cloud, _Numbers],
+    reference: Union[Mesh, Cloud, _Numbers],
+    *,
+    samples: int = 200000,
+    limit: float = 0.0,
+    bins: int = 20,
+    threads: int = 0,
+    progress: _Progress = None,
+) -> Comparison: ...
+def distance_colors(distances: npt.ArrayLike, limit: float) -> npt.NDArray[np.uint8]: ...
 def read_points(path: _Path, *, threads: int = 0, progress: _Progress = None) -> Cloud: ...
 def read_mesh(
     path: _Path, *, merge_equal: bool = False, threads: int = 0, progress: _Progress = None

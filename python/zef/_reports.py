@@ -43,6 +43,14 @@ class PointStatistics(Report):
     """What measure_points() found."""
 
 
+class Deviation(Report):
+    """How far one of the two that compare() got is from the other."""
+
+
+class Comparison(Report):
+    """What compare() measured: there, back, limit, distances."""
+
+
 class FileInfo(Report):
     """What info() found in a file; statistics holds those of its points."""
 
@@ -58,6 +66,8 @@ _INNER = {
     "untangled": UntangleReport,
     "components": MeshComponent,
     "border_loops": MeshBorderLoop,
+    "there": Deviation,
+    "back": Deviation,
 }
 
 

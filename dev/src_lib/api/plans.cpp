@@ -8,6 +8,7 @@
 
 #include "frame/Run.h"
 #include "frame/stageCosts.h"
+#include "parallel/concurrency.h"
 #include "refine/RMesh.h"
 
 namespace QUOR_ZEF {
@@ -62,6 +63,7 @@ void planReconstruction(const ReconstructOptions& options, std::size_t numPoints
     leaveOutUnless(options.measureCoverage, {"CK_fit", "CK_noise"});
     ScanSize size = ScanSize::guess(static_cast<double>(numPoints), options.spacing > 0.0 ? 1.3 : options.factor);
     size.bUneven = options.density == Density::UNEVEN;
+    size.numThreads = getNumThreads();
     ProgressPlan plan = costsOfReconstruction(size);
     std::erase_if(plan, [&](const auto& stage) {
         return std::find(vLeftOut.begin(), vLeftOut.end(), stage.first) != vLeftOut.end();

@@ -11,6 +11,7 @@
 #include "gaps/BorderSearch.h"
 #include "gaps/CellBox.h"
 #include "grid/codeSets.h"
+#include "parallel/concurrency.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -131,7 +132,9 @@ void Filler::fill(CodePoints& vOut) {
 void Filler::growComponents(CodePoints& vOut) {
     uint64 todo = 0;
     for (const auto& pComponent : vComponents) todo += pComponent->numGrowthTicks();
-    reweighStages({{"CL_fill", costOfFilling(static_cast<double>(pvGlobalBorderRCD->size()), numGrowSteps, bUneven)}});
+    const double numCells = static_cast<double>(pvGlobalRCDPoint->size());
+    const double numBorderCells = static_cast<double>(pvGlobalBorderRCD->size());
+    reweighStages({{"CL_fill", costOfFilling(numCells, numBorderCells, numGrowSteps, bUneven, getNumThreads())}});
     OptionalStage stage("CL_fill", todo);
     for (std::unique_ptr<Component>& pComponent : vComponents) {
         CodePoints vLocal;
