@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <optional>
 
 #include "field/Component.h"
 #include "frame/Run.h"
@@ -227,14 +228,17 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
     keepListed(vCore, vCorePoints);
     const CellBlocks_RCD thick(vThick);
     Filler filler(numGrowSteps, vBorder, vArea, vCorePoints, pCalc);
-    Bridges bridges(filler);
     filler.maxSourceSteps = maxSourceSteps;
     filler.bUneven = bUneven;
     filler.bKeepStackedApart = true;
     filler.bStepsWithinSize = true;
+    filler.joinPieces();
+    std::optional<Bridges> bridges;
+    if (filler.vRawComponents.size() > 1) bridges.emplace(filler);
+    std::vector<std::vector<uint64>> vBridgesOf(filler.vComponents.size());
     filler.adapt = [&](const Component& component, std::vector<RCDPoint>& vZero) {
-        const std::vector<uint64> vOwnBridges = bridges.find(component, codesOf(vZero));
-        vBridges = unionOf(vBridges, vOwnBridges);
+        std::vector<uint64>& vOwnBridges = vBridgesOf[static_cast<std::size_t>(component.id)];
+        vOwnBridges = bridges->find(component, codesOf(vZero));
         if (filler.vComponents.size() < 2) return;
         const std::vector<uint64> vOwnThick = thickAround(component, vThick, thick);
         const std::vector<uint64> vOwn = unionOf(component.vCellRCD, vOwnThick);
@@ -242,7 +246,9 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
         tightenFilling(unionOf(component.vBorderRCD, vOwnThick), pairsOf(vOwn, vCloud), vZero);
         peelFilling(vOwn, vOwnBridges, vZero);
     };
-    filler.fill(vFilled);
+    filler.growComponents(vFilled);
+    for (const std::vector<uint64>& v : vBridgesOf) vBridges.insert(vBridges.end(), v.begin(), v.end());
+    sortUniqueMT(vBridges);
     keepListed(vCodes, vFilled, false);
     tightenFilling(unionOf(vBorder, vThick), vCloud, vFilled);
     peelFilling(vCodes, vBridges, vFilled);
