@@ -351,8 +351,14 @@ struct CornerSmoother::PatchCopy {
         for (const Tile& tile : vTiles) vNumberOf[tile.place] = noPlace;
         vTiles.clear();
         vTiles.reserve(patch.end - patch.first + patch.vAround.size());
-        for (std::size_t i = patch.first; i < patch.end; ++i) add(*smoother.vAtWork[i], smoother.turn);
-        for (const std::uint32_t place : patch.vAround) add(*smoother.vAtWork[place], smoother.turn);
+        const std::size_t numOwn = patch.end - patch.first, num = numOwn + patch.vAround.size();
+        const auto at = [&](std::size_t i) -> const Tile& {
+            return *smoother.vAtWork[i < numOwn ? patch.first + i : patch.vAround[i - numOwn]];
+        };
+        for (std::size_t i = 0; i < num; ++i) {
+            if (i + 2 < num) fetch(at(i + 2), smoother.turn);
+            add(at(i), smoother.turn);
+        }
         for (Tile& tile : vTiles) {
             for (const Tile*& pNeig : tile.neigs) {
                 if (pNeig->place == noPlace) continue;
@@ -363,6 +369,17 @@ struct CornerSmoother::PatchCopy {
     }
 
 private:
+    // They lie anywhere in memory.
+    static void fetch(const Tile& tile, std::size_t turn) {
+        constexpr std::size_t lineSize = 64;
+        const auto fetchBytes = [](const void* pFirst, std::size_t num) {
+            for (std::size_t i = 0; i < num; i += lineSize) __builtin_prefetch(static_cast<const char*>(pFirst) + i);
+        };
+        fetchBytes(&tile, sizeof(void*) * 12);
+        fetchBytes(&tile.products[turn], sizeof(Numbers));
+        fetchBytes(&tile.weights[turn], sizeof(Numbers));
+        fetchBytes(&tile.runs, sizeof(tile.runs) / 2);
+    }
     // Others may write what is not read in this turn.
     void add(const Tile& tile, std::size_t turn) {
         vNumberOf[tile.place] = static_cast<std::uint32_t>(vTiles.size());
