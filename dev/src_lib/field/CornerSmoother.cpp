@@ -370,25 +370,25 @@ struct CornerSmoother::PatchCopy {
 
 private:
     // They lie anywhere in memory.
-    static void fetch(const Tile& tile, std::size_t turn) {
+    static void fetch(const Tile& tile, std::size_t from) {
         constexpr std::size_t lineSize = 64;
         const auto fetchBytes = [](const void* pFirst, std::size_t num) {
             for (std::size_t i = 0; i < num; i += lineSize) __builtin_prefetch(static_cast<const char*>(pFirst) + i);
         };
         fetchBytes(&tile, sizeof(void*) * 12);
-        fetchBytes(&tile.products[turn], sizeof(Numbers));
-        fetchBytes(&tile.weights[turn], sizeof(Numbers));
+        fetchBytes(&tile.products[from], sizeof(Numbers));
+        fetchBytes(&tile.weights[from], sizeof(Numbers));
         fetchBytes(&tile.runs, sizeof(tile.runs) / 2);
     }
     // Others may write what is not read in this turn.
-    void add(const Tile& tile, std::size_t turn) {
+    void add(const Tile& tile, std::size_t from) {
         vNumberOf[tile.place] = static_cast<std::uint32_t>(vTiles.size());
         Tile& copy = vTiles.emplace_back(tile.pBrick);
         copy.place = tile.place;
         copy.numRuns = tile.numRuns;
         copy.neigs = tile.neigs;
-        copy.products = {tile.products[turn], tile.products[turn]};
-        copy.weights = {tile.weights[turn], tile.weights[turn]};
+        copy.products = {tile.products[from], tile.products[from]};
+        copy.weights = {tile.weights[from], tile.weights[from]};
         std::copy_n(tile.runs.begin(), tile.numRuns, copy.runs.begin());
     }
 };
