@@ -55,6 +55,7 @@ void Run::continueFrom(double value) {
 
 void Run::poll() {
     if (bWorker) {
+        const std::lock_guard lock(mutex);
         if (bCancelled) throw CancelledError("cancelled");
         return;
     }
@@ -66,6 +67,7 @@ void Run::report() {
     lastReport = std::chrono::steady_clock::now();
     if (!context.progress) return;
     if (context.progress({stageWords(stageTag), stageTag, reached})) return;
+    const std::lock_guard lock(mutex);
     bCancelled = true;
     throw CancelledError("cancelled");
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <mutex>
@@ -51,12 +50,12 @@ private:
     friend class RunScope;
 
     const Context& context;
-    std::mutex mutex;  // of the sink and of error
+    std::mutex mutex;  // of the sink, error and bCancelled
     std::string error;
     std::string stageTag;
     double reached = 0.0;
     double fromValue = 0.0, fromShare = 0.0;  // from where on shares follow values
-    std::atomic<bool> bCancelled = false;
+    bool bCancelled = false;                  // guarded by mutex
     std::chrono::steady_clock::time_point lastReport = std::chrono::steady_clock::now();
 
     void update(const std::string& name, double value) override;

@@ -1,7 +1,6 @@
 #include "gaps/Filler.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <map>
 #include <numeric>
@@ -156,16 +155,12 @@ void Filler::growComponents(CodePoints& vOut) {
     uint64 todo = 0;
     for (const auto& pComponent : vComponents) todo += pComponent->numGrowthTicks();
     reweighStages({{"CL_fill", costOfFilling(static_cast<double>(pvGlobalBorderRCD->size()), numGrowSteps, bUneven)}});
-    OptionalStage stage("CL_fill", todo);
-    std::atomic<uint64> numPending = 0;  // ticks of workers
+    SharedStage stage("CL_fill", todo);
     std::vector<std::size_t> vSizes;
     for (const auto& pComponent : vComponents) vSizes.push_back(pComponent->vBorderRCD.size());
     std::vector<CodePoints> vFound(vComponents.size());
     runLargestFirst(vSizes, [&](std::size_t i, int worker) {
-        vComponents[i]->run(vFound[i], [&](uint64 num) {
-            numPending += num;
-            if (worker == callingThread) stage.tickByTime(numPending.exchange(0));
-        });
+        vComponents[i]->run(vFound[i], [&](uint64 num) { stage.tickByTime(worker == callingThread, num); });
         if (adapt && vRawComponents.size() > 1) adapt(*vComponents[i], vFound[i]);
         vComponents[i].reset();
     });
