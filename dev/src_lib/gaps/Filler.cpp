@@ -157,6 +157,7 @@ void Filler::growComponents(CodePoints& vOut) {
     reweighStages({{"CL_fill", costOfFilling(static_cast<double>(pvGlobalBorderRCD->size()), numGrowSteps, bUneven)}});
     SharedStage stage("CL_fill", todo);
     std::vector<std::size_t> vSizes;
+    vSizes.reserve(vComponents.size());
     for (const auto& pComponent : vComponents) vSizes.push_back(pComponent->vBorderRCD.size());
     std::vector<CodePoints> vFound(vComponents.size());
     runLargestFirst(vSizes, [&](std::size_t i, int worker) {
@@ -186,6 +187,7 @@ void Filler::createComponents() {
     std::vector<std::vector<uint64>> vPieces;
     createCC_RCD(unionOf(vGlobalAreaRCD, *pvGlobalBorderRCD), vPieces);
     std::vector<std::size_t> vSizes;
+    vSizes.reserve(vPieces.size());
     for (const std::vector<uint64>& vPiece : vPieces) vSizes.push_back(vPiece.size());
     vRawComponents.resize(vPieces.size());
     runLargestFirst(vSizes, [&](std::size_t i, int /*worker*/) {
