@@ -217,6 +217,44 @@ TEST(LoopsOfRuns, canBeCancelledWhileTheyWaitForTheirHelpers) {
     EXPECT_TRUE(bHelped);
 }
 
+TEST(LoopsOfRuns, endOnTheirHelpersWhenTheyAreCancelled) {
+    RunOf here(2);
+    here.context.progress = [](const ProgressStep&) { return false; };
+    const auto caller = std::this_thread::get_id();
+    std::atomic<bool> bEnded = false;
+    const auto work = [&](int) {
+        if (std::this_thread::get_id() == caller) return std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        for (int i = 0; i < 5000; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            try {
+                pollRun(0);
+            } catch (const CancelledError&) {
+                bEnded = true;
+                throw;
+            }
+        }
+    };
+    EXPECT_THROW(parallelForEach(firstInts(2), work), CancelledError);
+    EXPECT_TRUE(bEnded);
+}
+
+TEST(LoopsOfRuns, shareLoopsInsideThemWithThreadsThatAreDone) {
+    const RunOf here(2);
+    for (const int busy : {0, 1}) {
+        std::atomic<bool> bShared = false;
+        parallelForEach(firstInts(2), [&](int i) {
+            const auto own = std::this_thread::get_id();
+            for (int round = 0; round < 5000 && i == busy && !bShared; ++round) {
+                parallelForEach(firstInts(8), [&](int) {
+                    if (std::this_thread::get_id() != own) bShared = true;
+                    std::this_thread::sleep_for(std::chrono::microseconds(100));
+                });
+            }
+        });
+        EXPECT_TRUE(bShared) << busy;
+    }
+}
+
 TEST(LoopsOfRuns, goOnWithoutTheThreadsThatCannotBeStarted) {
     TaskPool& pool = getTaskPool();
     const ThreadCount count(1);

@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "frame/tools.h"
+#include "parallel/blockSort.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -123,10 +124,25 @@ void NeighbourSearch::collect(std::uint32_t i, std::size_t num) {
     for (std::size_t r = 0; r < numRanges; ++r)
         for (std::uint32_t k = aRanges[r].first; k < aRanges[r].second; ++k)
             if (k != i) vNear.push_back({(grid[k] - p).sqLength(), k});
-    if (vNear.size() > num) {
-        std::nth_element(vNear.begin(), vNear.begin() + static_cast<std::ptrdiff_t>(num), vNear.end());
-        vNear.resize(num);
+    if (vNear.size() > num) keepNearest(num);
+}
+
+// Parts by distance first, where the outcome of a comparison is no jump: as a jump it would be guessed wrong half the
+// time.
+void NeighbourSearch::keepNearest(std::size_t num) {
+    constexpr std::ptrdiff_t small = 160;
+    const auto byDistance = [](const Neighbour& a, const Neighbour& b) { return a.sqDistance < b.sqDistance; };
+    const auto end = vNear.begin() + static_cast<std::ptrdiff_t>(num);
+    auto first = vNear.begin(), last = vNear.end();
+    while (last - first > small) {
+        const double pivot = choosePivot(first, last, byDistance)->sqDistance;
+        const auto mid = blockPartition(first, last, [pivot](const Neighbour& n) { return n.sqDistance < pivot; });
+        if (mid == first) break;
+        (mid > end ? last : first) = mid;
+        if (mid == end) break;
     }
+    if (first != end) std::nth_element(first, end, last);
+    vNear.resize(num);
 }
 
 const std::vector<NeighbourSearch::Neighbour>& NeighbourSearch::find(std::uint32_t i, std::size_t num) {

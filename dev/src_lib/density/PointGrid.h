@@ -81,6 +81,7 @@ public:
 private:
     void lookAround(int level, uint64 cell);
     void collect(std::uint32_t i, std::size_t num);
+    void keepNearest(std::size_t num);
     double getReach(const Point3& p, int level, uint64 cell) const;
 
     const PointGrid& grid;

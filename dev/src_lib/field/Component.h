@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <utility>
@@ -18,8 +19,6 @@
 #include "zef/Point3.h"
 
 namespace QUOR_ZEF {
-
-class OptionalStage;
 
 // A piece of the cell set, seen by its voxel surface. Around a sampled surface the
 // cells form a band with two large sheets of facets, one on each side, and a
@@ -45,7 +44,7 @@ public:
     // The box of growth, in cells.
     int minX = 0x7fffffff, minY = 0x7fffffff, minZ = 0x7fffffff;
     int maxX = 0, maxY = 0, maxZ = 0;
-    int id = -1;                            // place among the raw Components, set by the Filler; orders go by it
+    int id = -1;                            // place among those of its kind, set by the Filler; orders go by it
     const CodePoints* pvRemainingRCDPoint;  // the run's sample of each cell, sorted; not owned
     const Calc* pCalc;                      // not owned
     CornerStore cornerStore;                // empty before run()
@@ -109,8 +108,8 @@ public:
 
     // Grows the field for up to numGrowSteps steps (above 0, or an ASSEX fails) and
     // sets vOut to the new points, sorted, one a cell. True. To be called once, on a
-    // merged Component. pStage: gets numGrowthTicks() ticks, or fewer; may be null.
-    bool run(CodePoints& vOut, OptionalStage* pStage = nullptr);
+    // merged Component. onTicks: told of numGrowthTicks() ticks, or fewer, at first of none.
+    bool run(CodePoints& vOut, const std::function<void(uint64)>& onTicks = {});
     uint64 numGrowthTicks() const;
     // Adds one layer of corners. True if no two neighbours of opposite sign met.
     bool inflateOneStep2();

@@ -2,7 +2,6 @@
 #include <cmath>
 
 #include "field/Component.h"
-#include "frame/Progress.h"
 #include "frame/tools.h"
 #include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
@@ -80,21 +79,21 @@ uint64 Component::numGrowthTicks() const {
     return static_cast<uint64>(std::max(numGrowSteps, 0)) * vCellRCD.size();
 }
 
-bool Component::run(CodePoints& vOut, OptionalStage* pStage) {
+bool Component::run(CodePoints& vOut, const std::function<void(uint64)>& onTicks) {
     ASSEX(numGrowSteps>0);
     vOut.clear();
     // A field of one sign has no zero level.
     if (!hasSeam()) return true;
     layGrowthBox();
     assignFirstDistances();
-    if (pStage) pStage->tickByTime(0);
+    if (onTicks) onTicks(0);
     bool bDone = false;
     for (int i = 0; i < numGrowSteps && !bDone; ++i) {
         const bool bQuiet = inflateOneStep2();
         lowPass2(numSmoothings, true);
         bDone = bQuiet && i >= numSureSteps;
         // What is left out counts as done.
-        if (pStage) pStage->tickByTime((bDone ? static_cast<uint64>(numGrowSteps - i) : 1) * vCellRCD.size());
+        if (onTicks) onTicks((bDone ? static_cast<uint64>(numGrowSteps - i) : 1) * vCellRCD.size());
     }
     getZeroRCD(vOut);
     return true;

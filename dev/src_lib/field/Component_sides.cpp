@@ -266,10 +266,18 @@ std::pair<int, double> Component::cc_getWeight(const Facet* pFacet, int lowerInd
 int Component::cc_colorize_w(std::vector<Facet*>& vList, int lowerIndex, int upperIndex, double minWeight) {
     int numAssigned = 0;
     WeightQueue queue;
+    constexpr std::size_t minChunk = 5000;
     std::vector<std::size_t> vWeightless;  // what would come last, in the order of the list
+    std::vector<double> vWeights(vList.size());
+    parallelChunks(vList.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            if (vList[i]->component != -1) continue;
+            vWeights[i] = cc_getWeight(vList[i], lowerIndex, upperIndex).second;
+        }
+    });
     for (std::size_t i = 0; i < vList.size(); ++i) {
         if (vList[i]->component != -1) continue;
-        const double weight = cc_getWeight(vList[i], lowerIndex, upperIndex).second;
+        const double weight = vWeights[i];
         if (weight > 0.0) {
             queue.push(weight, i);
         } else {

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -15,35 +16,9 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 500;  // tiles
-
-// A tile with one more place on each side, x*36 + y*6 + z.
-constexpr int haloStrides[3] = {36, 6, 1};
-constexpr std::size_t haloSize = 216;
-constexpr std::array<std::uint8_t, 16> haloPlaces = [] {
-    std::array<std::uint8_t, 16> places{};
-    for (unsigned row = 0; row < 16; ++row) {
-        places[row] = static_cast<std::uint8_t>((row / 4 + 1) * 36 + (row % 4 + 1) * 6 + 1);
-    }
-    return places;
-}();
-
-// By order, the way to each slot's neighbour in a halo. Free slots lead to missing ones,
-// which are 0 and change no sum.
-struct HaloSteps {
-    std::array<std::array<std::int8_t, 6>, SlotOrders::num> steps{};
-
-    constexpr HaloSteps() {
-        for (std::size_t order = 0; order < SlotOrders::num; ++order) {
-            for (std::size_t slot = 0; slot < 6; ++slot) {
-                const unsigned dir = slotOrders.dirs[order][slot];
-                const int step = dir % 2 ? haloStrides[dir / 2] : -haloStrides[dir / 2];
-                steps[order][slot] = static_cast<std::int8_t>(step);
-            }
-        }
-    }
-};
-constexpr HaloSteps haloSteps;
+constexpr std::size_t minChunk = 500, minSwept = 250;  // tiles
+constexpr int sweepsTogether = 4;       // a corner's width of a tile: what is beyond the next one is too far
+constexpr std::size_t patchSize = 256;  // tiles; with those around them they fit into 1 MB
 
 // A row of four places, which the compilers turn into one instruction for each operation.
 using Float4 = float __attribute__((vector_size(16)));
@@ -79,40 +54,28 @@ Float4 absOf(Float4 v) {
 
 }  // namespace
 
-// The products and weights around and in a tile.
-struct CornerSmoother::Halo {
-    std::array<float, haloSize> products, weights;
+// The numbers of a row, and of the rows beside it by dir. Those along z are the row itself, moved by one place.
+struct CornerSmoother::Rows {
+    Float4 own;
+    std::array<Float4, 6> beside;
 
-    Halo(const Tile& tile, std::size_t turn) {
-        fill(products, tile, [turn](const Tile& t) -> const Numbers& { return t.products[turn]; });
-        fill(weights, tile, [turn](const Tile& t) -> const Numbers& { return t.weights[turn]; });
-    }
-
-private:
     template <class NumbersOf>
-    static void fill(std::array<float, haloSize>& to, const Tile& tile, const NumbersOf& numbersOf) {
-        const auto copyRow = [&](const Numbers& from, std::size_t row, std::size_t place) {
-            store(load(&from[4 * row]), &to[place]);
-        };
-        for (std::size_t row = 0; row < 16; ++row) copyRow(numbersOf(tile), row, haloPlaces[row]);
-        for (std::size_t i = 0; i < 4; ++i) {
-            copyRow(numbersOf(*tile.neigs[0]), 12 + i, haloPlaces[i] - 36);
-            copyRow(numbersOf(*tile.neigs[1]), i, haloPlaces[12 + i] + 36);
-            copyRow(numbersOf(*tile.neigs[2]), 4 * i + 3, haloPlaces[4 * i] - 6);
-            copyRow(numbersOf(*tile.neigs[3]), 4 * i, haloPlaces[4 * i + 3] + 6);
-        }
-        const Numbers &below = numbersOf(*tile.neigs[4]), &above = numbersOf(*tile.neigs[5]);
-        for (std::size_t row = 0; row < 16; ++row) {
-            to[haloPlaces[row] - 1] = below[4 * row + 3];
-            to[haloPlaces[row] + 4] = above[4 * row];
-        }
+    Rows(const Tile& tile, std::size_t row, const NumbersOf& numbersOf) {
+        const std::size_t x = row / 4, y = row % 4;
+        const auto rowOf = [&](const Tile* pTile, std::size_t i) { return load(&numbersOf(*pTile)[4 * i]); };
+        const auto& neigs = tile.neigs;
+        own = rowOf(&tile, row);
+        beside[0] = x > 0 ? rowOf(&tile, row - 4) : rowOf(neigs[0], row + 12);
+        beside[1] = x < 3 ? rowOf(&tile, row + 4) : rowOf(neigs[1], row - 12);
+        beside[2] = y > 0 ? rowOf(&tile, row - 1) : rowOf(neigs[2], row + 3);
+        beside[3] = y < 3 ? rowOf(&tile, row + 1) : rowOf(neigs[3], row - 3);
+        beside[4] = __builtin_shufflevector(rowOf(neigs[4], row), own, 3, 4, 5, 6);
+        beside[5] = __builtin_shufflevector(own, rowOf(neigs[5], row), 1, 2, 3, 4);
     }
 };
 
 CornerSmoother::Tile* CornerSmoother::newTile(CornerStore::Brick* pBrick) {
-    Tile* const pTile = std::construct_at(pool.alloc());
-    pTile->pBrick = pBrick;
-    return pTile;
+    return std::construct_at(pool.alloc(), pBrick);
 }
 
 void CornerSmoother::requireTile(const CornerStore& store, std::uint32_t number) {
@@ -243,23 +206,19 @@ struct CornerSmoother::Means {
     Float4 val, weight;
 
     template <bool bSlots>
-    Means(const Run& run, const Halo& halo, std::bool_constant<bSlots> /*inSlotOrder*/) {
-        const float* const pProduct = &halo.products[haloPlaces[run.row]];
-        const float* const pWeight = &halo.weights[haloPlaces[run.row]];
-        Float4 sum = load(pProduct), sumWeight = load(pWeight), numNeigs;
-        const auto add = [&](int step) {
-            sum += load(pProduct + step);
-            sumWeight += load(pWeight + step);
-        };
+    Means(const Tile& tile, const Run& run, std::size_t turn, std::bool_constant<bSlots> /*inSlotOrder*/) {
+        const Rows products(tile, run.row, [turn](const Tile& t) -> const Numbers& { return t.products[turn]; });
+        const Rows weights(tile, run.row, [turn](const Tile& t) -> const Numbers& { return t.weights[turn]; });
+        Float4 sum = products.own, sumWeight = weights.own, numNeigs;
+        // Missing neighbours, to which free slots lead too, are 0 and change no sum.
+        for (std::size_t i = 0; i < products.beside.size(); ++i) {
+            const std::size_t dir = bSlots ? slotOrders.dirs[run.slots][i] : i;
+            sum += products.beside[dir];
+            sumWeight += weights.beside[dir];
+        }
         if constexpr (bSlots) {
-            for (const int step : haloSteps.steps[run.slots]) add(step);
             numNeigs = Float4{} + static_cast<float>(slotOrders.numNeigs[run.slots]);
         } else {
-            // Missing neighbours are 0.
-            for (const int stride : haloStrides) {
-                add(-stride);
-                add(stride);
-            }
             const Int4 nums = {run.slots & 7, run.slots >> 3 & 7, run.slots >> 6 & 7, run.slots >> 9};
             numNeigs = __builtin_convertvector(nums, Float4);
         }
@@ -276,14 +235,14 @@ struct CornerSmoother::Means {
 };
 
 template <bool bLast>
-void CornerSmoother::keep(const Run& run, Means means, Tile& tile) const {
+void CornerSmoother::keep(const Run& run, Means means, Tile& tile, std::size_t from) const {
     if (run.state() != ST_INFLATED) {
         for (int lane = 0; lane < 4; ++lane)
             means.val[lane] = keepBorder(run.state() == ST_LOWER_BORDER, means.val[lane]);
     }
     const Int4 flags = flagsOfLanes[run.lanes()];
-    float* const pProduct = &tile.products[1 - turn][4 * run.row];
-    float* const pWeight = &tile.weights[1 - turn][4 * run.row];
+    float* const pProduct = &tile.products[1 - from][4 * run.row];
+    float* const pWeight = &tile.weights[1 - from][4 * run.row];
     store(select(flags, bUseWeights ? means.weight * means.val : means.val, load(pProduct)), pProduct);
     store(select(flags, means.weight, load(pWeight)), pWeight);
     if constexpr (bLast) {
@@ -297,43 +256,178 @@ void CornerSmoother::keep(const Run& run, Means means, Tile& tile) const {
 }
 
 template <bool bSlots>
-CornerSmoother::Trace CornerSmoother::findLarge(const Tile& tile, const Halo& halo) {
+CornerSmoother::Trace CornerSmoother::findLarge(const Tile& tile, std::size_t from) {
     for (std::size_t i = 0; i < tile.numRuns; ++i) {
-        const Means means(tile.runs[i], halo, std::bool_constant<bSlots>());
+        const Means means(tile, tile.runs[i], from, std::bool_constant<bSlots>());
         const Int4 large = means.isLarge() & flagsOfLanes[tile.runs[i].lanes()];
         for (int lane = 0; lane < 4; ++lane) {
-            if (large[lane]) return {true, means.weight[lane], means.val[lane]};
+            if (large[lane]) return {0, means.weight[lane], means.val[lane]};
         }
     }
     return {};
 }
 
 template <bool bLast, bool bSlots>
-CornerSmoother::Trace CornerSmoother::sweepTile(Tile& tile) const {
-    const Halo halo(tile, turn);
+CornerSmoother::Trace CornerSmoother::sweepTile(Tile& tile, std::size_t from) const {
     Int4 large{};
     for (std::size_t i = 0; i < tile.numRuns; ++i) {
-        const Means means(tile.runs[i], halo, std::bool_constant<bSlots>());
+        const Means means(tile, tile.runs[i], from, std::bool_constant<bSlots>());
         large |= means.isLarge() & flagsOfLanes[tile.runs[i].lanes()];
-        keep<bLast>(tile.runs[i], means, tile);
+        keep<bLast>(tile.runs[i], means, tile, from);
     }
-    return isAny(large) ? findLarge<bSlots>(tile, halo) : Trace();
+    return isAny(large) ? findLarge<bSlots>(tile, from) : Trace();
+}
+
+template <bool bLast>
+CornerSmoother::Trace CornerSmoother::sweepTile(Tile& tile, std::size_t from) const {
+    return bInSlotOrder ? sweepTile<bLast, true>(tile, from) : sweepTile<bLast, false>(tile, from);
+}
+
+// The tiles that this call sweeps.
+void CornerSmoother::findWork() {
+    vAtWork.clear();
+    for (Tile* const pTile : vTiles) {
+        const bool bAtWork = pTile->numRuns > 0 && !pTile->bResting;
+        pTile->place = bAtWork ? static_cast<std::uint32_t>(vAtWork.size()) : noPlace;
+        if (bAtWork) vAtWork.push_back(pTile);
+    }
+    vPatches.clear();
+    if (vAtWork.size() <= 2 * patchSize) return;
+    vPatches.resize((vAtWork.size() + patchSize - 1) / patchSize);
+    parallelChunks(vPatches.size(), 1, [&](std::size_t begin, std::size_t end) {
+        std::vector<bool> vSeen(vAtWork.size());
+        for (std::size_t i = begin; i < end; ++i) {
+            vPatches[i] = {i * patchSize, std::min((i + 1) * patchSize, vAtWork.size()), {}};
+            findAround(vPatches[i], vSeen);
+        }
+    });
+}
+
+// vSeen: of the tiles at work; none, before and after.
+void CornerSmoother::findAround(Patch& patch, std::vector<bool>& vSeen) const {
+    const auto see = [&](const Tile* pTile) {
+        if (pTile->place == noPlace || vSeen[pTile->place]) return;
+        vSeen[pTile->place] = true;
+        patch.vAround.push_back(pTile->place);
+    };
+    for (std::size_t i = patch.first; i < patch.end; ++i) vSeen[i] = true;
+    for (std::size_t i = patch.first; i < patch.end; ++i) {
+        for (std::size_t dir = 0; dir < 6; ++dir) {
+            const Tile* const pBeside = vAtWork[i]->neigs[dir];
+            see(pBeside);
+            if (pBeside == pEmpty) continue;
+            for (std::size_t second = 0; second < 6; ++second) {
+                if (second / 2 == dir / 2 || pBeside->neigs[second] == pEmpty) continue;
+                const Tile* const pDiagonal = pBeside->neigs[second];
+                see(pDiagonal);
+                const std::size_t third = 2 * (3 - dir / 2 - second / 2);
+                for (const std::size_t end : {third, third + 1}) see(pDiagonal->neigs[end]);
+            }
+        }
+    }
+    for (std::size_t i = patch.first; i < patch.end; ++i) vSeen[i] = false;
+    for (const std::uint32_t place : patch.vAround) vSeen[place] = false;
 }
 
 template <bool bLast>
 CornerSmoother::Trace CornerSmoother::sweep() {
-    const auto vTraces = parallelChunkResults<Trace>(vTiles.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    const auto vTraces = parallelChunkResults<Trace>(vAtWork.size(), minSwept, [&](std::size_t begin, std::size_t end) {
         Trace first;
-        for (std::size_t i = begin; i < end; ++i) {
-            if (vTiles[i]->numRuns == 0 || vTiles[i]->bResting) continue;
-            const Trace trace = bInSlotOrder ? sweepTile<bLast, true>(*vTiles[i]) : sweepTile<bLast, false>(*vTiles[i]);
-            if (trace.bFound && !first.bFound) first = trace;
-        }
+        for (std::size_t i = begin; i < end; ++i) first.add(sweepTile<bLast>(*vAtWork[i], turn), 0);
         return first;
     });
     turn = 1 - turn;
-    const auto it = std::find_if(vTraces.begin(), vTraces.end(), [](const Trace& trace) { return trace.bFound; });
-    return it == vTraces.end() ? Trace() : *it;
+    return Trace::firstOf(vTraces);
+}
+
+// Copies of the tiles of a patch and of those around it.
+struct CornerSmoother::PatchCopy {
+    std::vector<Tile> vTiles;
+    std::vector<std::uint32_t> vNumberOf;  // by place
+
+    explicit PatchCopy(std::size_t numAtWork) : vNumberOf(numAtWork, noPlace) {}
+
+    void take(const CornerSmoother& smoother, const Patch& patch) {
+        for (const Tile& tile : vTiles) vNumberOf[tile.place] = noPlace;
+        vTiles.clear();
+        vTiles.reserve(patch.end - patch.first + patch.vAround.size());
+        const std::size_t numOwn = patch.end - patch.first, num = numOwn + patch.vAround.size();
+        const auto at = [&](std::size_t i) -> const Tile& {
+            return *smoother.vAtWork[i < numOwn ? patch.first + i : patch.vAround[i - numOwn]];
+        };
+        for (std::size_t i = 0; i < num; ++i) {
+            if (i + 2 < num) fetch(at(i + 2), smoother.turn);
+            add(at(i), smoother.turn);
+        }
+        for (Tile& tile : vTiles) {
+            for (const Tile*& pNeig : tile.neigs) {
+                if (pNeig->place == noPlace) continue;
+                const std::uint32_t number = vNumberOf[pNeig->place];
+                pNeig = number == noPlace ? smoother.pEmpty : &vTiles[number];
+            }
+        }
+    }
+
+private:
+    // They lie anywhere in memory.
+    static void fetch(const Tile& tile, std::size_t from) {
+        constexpr std::size_t lineSize = 64;
+        const auto fetchBytes = [](const void* pFirst, std::size_t num) {
+            for (std::size_t i = 0; i < num; i += lineSize) __builtin_prefetch(static_cast<const char*>(pFirst) + i);
+        };
+        fetchBytes(&tile, sizeof(void*) * 12);
+        fetchBytes(&tile.products[from], sizeof(Numbers));
+        fetchBytes(&tile.weights[from], sizeof(Numbers));
+        fetchBytes(&tile.runs, sizeof(tile.runs) / 2);
+    }
+    // Others may write what is not read in this turn.
+    void add(const Tile& tile, std::size_t from) {
+        vNumberOf[tile.place] = static_cast<std::uint32_t>(vTiles.size());
+        Tile& copy = vTiles.emplace_back(tile.pBrick);
+        copy.place = tile.place;
+        copy.numRuns = tile.numRuns;
+        copy.neigs = tile.neigs;
+        copy.products = {tile.products[from], tile.products[from]};
+        copy.weights = {tile.weights[from], tile.weights[from]};
+        std::copy_n(tile.runs.begin(), tile.numRuns, copy.runs.begin());
+    }
+};
+
+// In each sweep what is known of the tiles around shrinks by a corner from outside, and they are as wide
+// as there are sweeps.
+template <bool bLast>
+CornerSmoother::Trace CornerSmoother::sweepPatch(const Patch& patch, int numSweeps, PatchCopy& copy) const {
+    Trace first;
+    copy.take(*this, patch);
+    const std::size_t numOwn = patch.end - patch.first;
+    for (int i = 0; i < numSweeps; ++i) {
+        const bool bEnd = i + 1 == numSweeps;
+        const auto from = static_cast<std::size_t>(i % 2);
+        for (std::size_t k = 0; k < numOwn; ++k) {
+            Tile& tile = copy.vTiles[k];
+            first.add(bLast && bEnd ? sweepTile<true>(tile, from) : sweepTile<false>(tile, from), i);
+        }
+        for (std::size_t k = numOwn; k < copy.vTiles.size() && !bEnd; ++k) sweepTile<false>(copy.vTiles[k], from);
+    }
+    const auto last = static_cast<std::size_t>(numSweeps % 2);
+    for (std::size_t k = 0; k < numOwn; ++k) {
+        Tile& tile = *vAtWork[patch.first + k];
+        tile.products[1 - turn] = copy.vTiles[k].products[last];
+        tile.weights[1 - turn] = copy.vTiles[k].weights[last];
+    }
+    return first;
+}
+
+template <bool bLast>
+CornerSmoother::Trace CornerSmoother::sweepPatches(int numSweeps) {
+    const auto vTraces = parallelChunkResults<Trace>(vPatches.size(), 1, [&](std::size_t begin, std::size_t end) {
+        Trace first;
+        PatchCopy copy(vAtWork.size());
+        for (std::size_t i = begin; i < end; ++i) first.add(sweepPatch<bLast>(vPatches[i], numSweeps, copy));
+        return first;
+    });
+    turn = 1 - turn;
+    return Trace::firstOf(vTraces);
 }
 
 void CornerSmoother::smooth(CornerStore& store, int numPasses) {
@@ -341,12 +435,19 @@ void CornerSmoother::smooth(CornerStore& store, int numPasses) {
     ++numCalls;
     refresh(store);
     if (restAfter != neverResting) letRest();
+    findWork();
     Trace first;
-    for (int pass = 1; pass <= numPasses; ++pass) {
-        const Trace trace = pass == numPasses ? sweep<true>() : sweep<false>();
-        if (trace.bFound && !first.bFound) first = trace;
+    for (int done = 0; done < numPasses;) {
+        const int num = vPatches.empty() ? 1 : std::min(sweepsTogether, numPasses - done);
+        done += num;
+        const bool bLast = done == numPasses;
+        if (vPatches.empty()) {
+            first.add(bLast ? sweep<true>() : sweep<false>(), done);
+        } else {
+            first.add(bLast ? sweepPatches<true>(num) : sweepPatches<false>(num), done);
+        }
     }
-    if (first.bFound) showDetail("newWeight=", first.weight, ", newVal=", first.val);
+    if (first.isFound()) showDetail("newWeight=", first.weight, ", newVal=", first.val);
 }
 
 }  // namespace QUOR_ZEF

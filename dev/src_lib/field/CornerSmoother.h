@@ -47,6 +47,7 @@ public:
 
 private:
     using Mask = CornerStore::Mask;
+    static constexpr std::uint32_t noPlace = ~std::uint32_t{0};
     // By place.
     using Numbers = std::array<float, CornerStore::brickSize>;
     struct Value {
@@ -54,8 +55,20 @@ private:
         float weight;
     };
     struct Trace {
-        bool bFound = false;
+        static constexpr int never = 0x7fffffff;
+        int sweep = never;  // in which it was found
         float weight = 0.0F, val = 0.0F;
+
+        bool isFound() const { return sweep != never; }
+        // Another one, which counts if its sweep was earlier. later: sweeps before it began to count.
+        void add(const Trace& trace, int later = 0) {
+            if (trace.isFound() && trace.sweep + later < sweep) *this = {trace.sweep + later, trace.weight, trace.val};
+        }
+        static Trace firstOf(const std::vector<Trace>& vTraces) {
+            Trace first;
+            for (const Trace& trace : vTraces) first.add(trace);
+            return first;
+        }
     };
     // Active corners of one state in one row of places, 4 along z. In slot order, their
     // neighbours come in the same order; otherwise slots has the number of neighbours of each
@@ -71,18 +84,28 @@ private:
     // A copy of a brick. What a sweep reads and writes takes turns; both are equal where
     // nothing is active, and 0 where no corner exists.
     struct Tile {
-        CornerStore::Brick* pBrick = nullptr;  // the store's; null in the empty tile
-        bool bSettled = false;                 // its corners and their neighbours all exist
+        explicit Tile(CornerStore::Brick* pOfStore) : pBrick(pOfStore) {}
+
+        CornerStore::Brick* pBrick;  // the store's; null in the empty tile
+        bool bSettled = false;       // its corners and their neighbours all exist
         bool bResting = false;
         // The calls that brought the latest corners: here, within one brick and within two.
         int lastNew = 0, lastBeside = 0, lastNear = 0;
         Mask active = 0;
         std::uint32_t numRuns = 0;
+        std::uint32_t place = noPlace;       // in vAtWork
         std::array<const Tile*, 6> neigs{};  // by dir
         std::array<Numbers, 2> products{}, weights{};
         std::array<Run, CornerStore::brickSize> runs;
     };
-    struct Halo;
+    // Tiles that follow each other in Z-order, to be swept several times while they are in the caches, on
+    // copies; with the tiles at work from which anything comes to them meanwhile.
+    struct Patch {
+        std::size_t first = 0, end = 0;      // in vAtWork
+        std::vector<std::uint32_t> vAround;  // places
+    };
+    struct PatchCopy;
+    struct Rows;
     struct Means;
 
     Value valueOf(const Corner& corner) const {
@@ -96,14 +119,23 @@ private:
     void letRest();
     void refresh(Tile& tile) const;
     Run takeRun(const CornerStore::Brick& brick, Mask& left) const;
+    void fetch(std::size_t next, std::size_t end) const;
+    void findWork();
+    void findAround(Patch& patch, std::vector<bool>& vSeen) const;
     template <bool bLast>
     Trace sweep();
-    template <bool bLast, bool bSlots>
-    Trace sweepTile(Tile& tile) const;
     template <bool bLast>
-    void keep(const Run& run, Means means, Tile& tile) const;
+    Trace sweepPatches(int numSweeps);
+    template <bool bLast>
+    Trace sweepPatch(const Patch& patch, int numSweeps, PatchCopy& copy) const;
+    template <bool bLast>
+    Trace sweepTile(Tile& tile, std::size_t from) const;
+    template <bool bLast, bool bSlots>
+    Trace sweepTile(Tile& tile, std::size_t from) const;
+    template <bool bLast>
+    void keep(const Run& run, Means means, Tile& tile, std::size_t from) const;
     template <bool bSlots>
-    static Trace findLarge(const Tile& tile, const Halo& halo);
+    static Trace findLarge(const Tile& tile, std::size_t from);
     float keepBorder(bool bLower, float newVal) const;
 
     SimplePool<Tile> pool;
@@ -111,6 +143,8 @@ private:
     std::size_t numTaken = 0;      // corners of the store that have been looked at
     std::vector<Tile*> vByNumber;  // by brick of the store; null if none is needed
     std::vector<Tile*> vTiles;     // in Z-order
+    std::vector<Tile*> vAtWork;    // those of them that this call sweeps
+    std::vector<Patch> vPatches;   // of them; none if they are few
     Tile* pEmpty = nullptr;        // stands for bricks that have no tile
     std::size_t turn = 0;          // which values a sweep reads
 };

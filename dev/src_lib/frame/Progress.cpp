@@ -284,6 +284,16 @@ void OptionalStage::tickByTime(uint64 num) {
                        static_cast<uint64>(steps));
 }
 
+void SharedStage::tickByTime(bool bOwnThread, uint64 num) {
+    {
+        const std::lock_guard lock(mutex);
+        numPending += num;
+        if (!bOwnThread) return;
+        num = std::exchange(numPending, 0);
+    }
+    stage.tickByTime(num);
+}
+
 void RowStage::look() {
     stage.tick(std::exchange(pending, 0));
     pollRun(0);

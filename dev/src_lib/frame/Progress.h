@@ -120,7 +120,21 @@ private:
     double secondsOfTick = 0.0;  // of the last ones; 0: not known
 };
 
-// The same for loops over the rows of a file, on the calling thread: tells how far they are,
+// A stage for which several threads work. It is ticked on the one that made it; the ticks of others count with
+// the next ones of its own.
+class SharedStage {
+public:
+    SharedStage(const std::string& name, uint64 todo) : stage(name, todo) {}
+    void tickByTime(bool bOwnThread, uint64 num);
+    void finish() { stage.finish(); }
+
+private:
+    OptionalStage stage;
+    std::mutex mutex;       // of numPending
+    uint64 numPending = 0;  // ticks of other threads
+};
+
+// An OptionalStage for loops over the rows of a file, on the calling thread: tells how far they are,
 // and lets the call be cancelled, whatever it has planned. A step is two increments and a
 // compare but for one in 256.
 class RowStage {

@@ -13,6 +13,7 @@ namespace QUOR_ZEF {
 namespace {
 
 thread_local Run* pCurrent = nullptr;
+thread_local bool bWorker = false;
 
 }  // namespace
 
@@ -53,6 +54,11 @@ void Run::continueFrom(double value) {
 }
 
 void Run::poll() {
+    if (bWorker) {
+        const std::lock_guard lock(mutex);
+        if (bCancelled) throw CancelledError("cancelled");
+        return;
+    }
     constexpr std::chrono::milliseconds pause{50};
     if (std::chrono::steady_clock::now() - lastReport > pause) report();
 }
@@ -60,7 +66,10 @@ void Run::poll() {
 void Run::report() {
     lastReport = std::chrono::steady_clock::now();
     if (!context.progress) return;
-    if (!context.progress({stageWords(stageTag), stageTag, reached})) throw CancelledError("cancelled");
+    if (context.progress({stageWords(stageTag), stageTag, reached})) return;
+    const std::lock_guard lock(mutex);
+    bCancelled = true;
+    throw CancelledError("cancelled");
 }
 
 Run* getRun() {
@@ -79,10 +88,11 @@ RunScope::~RunScope() {
     delete exchangeProgressRoot(pRootBefore);
 }
 
-WorkerScope::WorkerScope(Run* pRun) : pBefore(std::exchange(pCurrent, pRun)) {}
+WorkerScope::WorkerScope(Run* pRun) : pBefore(std::exchange(pCurrent, pRun)), bBefore(std::exchange(bWorker, true)) {}
 
 WorkerScope::~WorkerScope() {
     pCurrent = pBefore;
+    bWorker = bBefore;
 }
 
 }  // namespace QUOR_ZEF

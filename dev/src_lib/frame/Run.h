@@ -39,7 +39,8 @@ public:
     // What is done of the whole is this by new weights of its stages: what is left of the share runs
     // over the rest.
     void continueFrom(double value);
-    // The stage goes on, on the calling thread: repeats what was reported a while ago.
+    // The stage goes on: repeats what was reported a while ago. On a worker it only ends what
+    // the caller has cancelled.
     void poll();
 
     // The least area on which a plane is fitted: that of the first cloud of the call.
@@ -49,11 +50,12 @@ private:
     friend class RunScope;
 
     const Context& context;
-    std::mutex mutex;  // of the sink and of error
+    std::mutex mutex;  // of the sink, error and bCancelled
     std::string error;
     std::string stageTag;
     double reached = 0.0;
     double fromValue = 0.0, fromShare = 0.0;  // from where on shares follow values
+    bool bCancelled = false;                  // guarded by mutex
     std::chrono::steady_clock::time_point lastReport = std::chrono::steady_clock::now();
 
     void update(const std::string& name, double value) override;
@@ -63,7 +65,7 @@ private:
 // That of the calling thread; null if it has none.
 Run* getRun();
 
-// Lets long serial loops of the calling thread be cancelled: to be called with a count.
+// Lets long serial loops be cancelled: to be called with a count.
 inline void pollRun(std::size_t count) {
     constexpr std::size_t betweenLooks = 256;
     if (count % betweenLooks != 0) return;
@@ -93,6 +95,7 @@ public:
 
 private:
     Run* pBefore;
+    bool bBefore;
 };
 
 }  // namespace QUOR_ZEF

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iostream>
 #include <string_view>
+#include <utility>
 
 #include "frame/Run.h"
 
@@ -69,7 +70,20 @@ void showOddity(const std::string& place, const std::string& text) {
     showWarning(place, text);
 }
 
+namespace {
+
+thread_local std::vector<std::string>* pKeptDetails = nullptr;
+
+}  // namespace
+
+DetailKeeper::DetailKeeper(std::vector<std::string>& vLines) : pBefore(std::exchange(pKeptDetails, &vLines)) {}
+
+DetailKeeper::~DetailKeeper() {
+    pKeptDetails = pBefore;
+}
+
 void showDetail(const std::string& line) {
+    if (pKeptDetails) return pKeptDetails->push_back(line);
     if (Run* const pRun = getRun()) {
         // Blank lines before it are for terminals.
         return pRun->message(Severity::DETAIL,

@@ -2,6 +2,7 @@
 
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "frame/types.h"
 #include "zef/exceptions.h"
@@ -37,6 +38,19 @@ void showWarning(const std::string& place, const std::string& text);
 void showOddity(const std::string& place, const std::string& text);
 // A line for developers, in the same way.
 void showDetail(const std::string& line);
+// While it lives, the lines that its thread would show go into a list, to be shown later in an order that
+// does not depend on threads.
+class DetailKeeper {
+public:
+    explicit DetailKeeper(std::vector<std::string>& vLines);
+    ~DetailKeeper();
+    DetailKeeper(const DetailKeeper&) = delete;
+    DetailKeeper& operator=(const DetailKeeper&) = delete;
+
+private:
+    std::vector<std::string>* pBefore;
+};
+
 // Of more than one part, each as a stream writes it.
 template <class... Parts>
 requires(sizeof...(Parts) > 1) void showDetail(const Parts&... parts) {

@@ -151,10 +151,7 @@ std::vector<uint64> withBeside(const std::vector<uint64>& vBridges, const std::v
 
 }  // namespace
 
-// Once the Filler has its pieces.
-void Bridges::prepare() {
-    if (planes) return;
-    planes.emplace(*filler.pvGlobalRCDPoint);
+Bridges::Bridges(const Filler& filler) : planes(*filler.pvGlobalRCDPoint) {
     const auto idOf = [](const AffiData& a) { return static_cast<std::uint32_t>(a.pComponent->id); };
     std::vector<int> vNumBorder(filler.vRawComponents.size());
     for (const AffiData& a : filler.vAffiData) ++vNumBorder[idOf(a)];
@@ -163,8 +160,7 @@ void Bridges::prepare() {
     }
 }
 
-std::vector<uint64> Bridges::find(const Component& component, const std::vector<uint64>& vZero) {
-    prepare();
+std::vector<uint64> Bridges::find(const Component& component, const std::vector<uint64>& vZero) const {
     CodeMap ownPieces;
     std::uint32_t first = none;
     bool bSeveral = false;
@@ -178,7 +174,7 @@ std::vector<uint64> Bridges::find(const Component& component, const std::vector<
     if (!bSeveral) return {};
     const Crossing crossing(vZero, ownPieces);
     std::vector<std::vector<uint64>> vCracks;
-    createCC_RCD(crossing.findMiddles(*planes), vCracks);
+    createCC_RCD(crossing.findMiddles(planes), vCracks);
     std::vector<uint64> vBridges;
     for (const std::vector<uint64>& vMiddles : vCracks) {
         double width = 0.0;

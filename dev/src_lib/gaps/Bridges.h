@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <vector>
 
 #include "frame/types.h"
@@ -14,21 +13,19 @@ namespace QUOR_ZEF {
 // another and go on with the surface of both: what closes a crack whose ends are open. A crack counts
 // where it is at least half as long as it is wide.
 //
-// For the Components of one Filler, which must outlive it. Threads: one at a time.
+// For the Components of one Filler, which must outlive it. Threads: any number may ask.
 class Bridges {
 public:
-    explicit Bridges(const Filler& ofFiller) : filler(ofFiller) {}
+    // Once the pieces are joined. O(n) in the cells of the cloud.
+    explicit Bridges(const Filler& filler);
 
     // Of the filling vZero (sorted) of a merged Component, sorted. O(n) in the cells, about a
-    // microsecond each; the first call also in those of the cloud.
-    std::vector<uint64> find(const Component& component, const std::vector<uint64>& vZero);
+    // microsecond each.
+    std::vector<uint64> find(const Component& component, const std::vector<uint64>& vZero) const;
 
 private:
-    void prepare();
-
-    const Filler& filler;
-    std::optional<LocalPlanes> planes;  // of the cloud
-    CodeMap pieces;                     // the border cells of larger pieces with their numbers
+    LocalPlanes planes;  // of the cloud
+    CodeMap pieces;      // the border cells of larger pieces with their numbers
 };
 
 }  // namespace QUOR_ZEF

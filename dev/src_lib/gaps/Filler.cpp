@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numeric>
 #include <queue>
+#include <string>
 
 #include "frame/Progress.h"
 #include "frame/stageCosts.h"
@@ -75,6 +77,23 @@ int stepsWithin(const std::vector<Component*>& vGroup) {
     return static_cast<int>(box.diagonal().length() / 2.0 + spare);
 }
 
+// fn(i, worker) for each of these sizes, side by side, large ones first. What they show comes in their order.
+template <class Fn>
+void runLargestFirst(const std::vector<std::size_t>& vSizes, const Fn& fn) {
+    std::vector<std::size_t> vOrder(vSizes.size());
+    std::iota(vOrder.begin(), vOrder.end(), 0);
+    std::stable_sort(vOrder.begin(), vOrder.end(), [&](std::size_t i, std::size_t k) { return vSizes[i] > vSizes[k]; });
+    std::vector<std::vector<std::string>> vShown(vSizes.size());
+    shareTasks(vOrder.size(), [&](std::size_t place, int worker) {
+        const std::size_t i = vOrder[place];
+        const DetailKeeper keeper(vShown[i]);
+        fn(i, worker);
+    });
+    for (const std::vector<std::string>& vLines : vShown) {
+        for (const std::string& line : vLines) showDetail(line);
+    }
+}
+
 // Components by falling key; equal keys in the order of insertion.
 class Queue {
 public:
@@ -120,13 +139,17 @@ Filler::Filler(int givenGrowSteps, std::vector<uint64>& vBorderRCD, const std::v
 }
 
 void Filler::fill(CodePoints& vOut) {
+    joinPieces();
+    growComponents(vOut);
+}
+
+void Filler::joinPieces() {
     createComponents();
     AffiPairs vPairs;
     determineAffiliation(maxAffiliation, vPairs);
     if (bKeepStackedApart) dropStacked(vPairs);
     orient(vPairs);
     mergeComponents();
-    growComponents(vOut);
 }
 
 void Filler::growComponents(CodePoints& vOut) {
@@ -135,15 +158,18 @@ void Filler::growComponents(CodePoints& vOut) {
     const double numCells = static_cast<double>(pvGlobalRCDPoint->size());
     const double numBorderCells = static_cast<double>(pvGlobalBorderRCD->size());
     reweighStages({{"CL_fill", costOfFilling(numCells, numBorderCells, numGrowSteps, bUneven, getNumThreads())}});
-    OptionalStage stage("CL_fill", todo);
-    for (std::unique_ptr<Component>& pComponent : vComponents) {
-        CodePoints vLocal;
-        pComponent->run(vLocal, &stage);
-        if (adapt && vRawComponents.size() > 1) adapt(*pComponent, vLocal);
-        pComponent.reset();
-        appendNew(vLocal, vOut);
-    }
+    SharedStage stage("CL_fill", todo);
+    std::vector<std::size_t> vSizes;
+    vSizes.reserve(vComponents.size());
+    for (const auto& pComponent : vComponents) vSizes.push_back(pComponent->vBorderRCD.size());
+    std::vector<CodePoints> vFound(vComponents.size());
+    runLargestFirst(vSizes, [&](std::size_t i, int worker) {
+        vComponents[i]->run(vFound[i], [&](uint64 num) { stage.tickByTime(worker == callingThread, num); });
+        if (adapt && vRawComponents.size() > 1) adapt(*vComponents[i], vFound[i]);
+        vComponents[i].reset();
+    });
     stage.finish();
+    for (const CodePoints& vLocal : vFound) appendNew(vLocal, vOut);
     // Of Components that reach the same cell the first one stays.
     sortStableByFirstMT(vOut.begin(), vOut.end());
     const auto bSame = [](const auto& a, const auto& b) { return a.first == b.first; };
@@ -163,17 +189,22 @@ void Filler::appendNew(const CodePoints& vLocal, CodePoints& vOut) const {
 void Filler::createComponents() {
     std::vector<std::vector<uint64>> vPieces;
     createCC_RCD(unionOf(vGlobalAreaRCD, *pvGlobalBorderRCD), vPieces);
-    vAffiData.reserve(pvGlobalBorderRCD->size());
-    for (std::vector<uint64>& vPiece : vPieces) {
+    std::vector<std::size_t> vSizes;
+    vSizes.reserve(vPieces.size());
+    for (const std::vector<uint64>& vPiece : vPieces) vSizes.push_back(vPiece.size());
+    vRawComponents.resize(vPieces.size());
+    runLargestFirst(vSizes, [&](std::size_t i, int /*worker*/) {
         std::vector<uint64> vBorder;
-        for (const uint64 rcd : vPiece) {
+        for (const uint64 rcd : vPieces[i]) {
             if (containsCode(*pvGlobalBorderRCD, rcd)) vBorder.push_back(rcd);
         }
-        vRawComponents.push_back(std::make_unique<Component>(vPiece, vBorder, pvGlobalRCDPoint, pCalc));
-        std::vector<uint64>().swap(vPiece);
-        Component* const pComponent = vRawComponents.back().get();
-        pComponent->id = static_cast<int>(vRawComponents.size()) - 1;
-        for (const uint64 rcd : vBorder) vAffiData.push_back({rcd, pComponent, 3.402823466e+38F});
+        vRawComponents[i] = std::make_unique<Component>(vPieces[i], vBorder, pvGlobalRCDPoint, pCalc);
+        vRawComponents[i]->id = static_cast<int>(i);
+        std::vector<uint64>().swap(vPieces[i]);
+    });
+    vAffiData.reserve(pvGlobalBorderRCD->size());
+    for (const auto& pRaw : vRawComponents) {
+        for (const uint64 rcd : pRaw->vBorderRCD) vAffiData.push_back({rcd, pRaw.get(), 3.402823466e+38F});
     }
 }
 
@@ -284,6 +315,7 @@ void Filler::mergeComponents() {
         const int numSteps = bStepsWithinSize ? std::min(numGrowSteps, stepsWithin(vGroup)) : numGrowSteps;
         vComponents.push_back(std::make_unique<Component>(vGroup, numSteps, pvGlobalRCDPoint, pCalc));
         vComponents.back()->maxSourceSteps = maxSourceSteps;
+        vComponents.back()->id = static_cast<int>(vComponents.size()) - 1;
     }
 }
 

@@ -49,7 +49,9 @@ public:
 
     // The steps of fill(), in this order.
 
-    // One raw Component for each connected piece.
+    // All of them but the last, which may also be called alone.
+    void joinPieces();
+    // One raw Component for each connected piece, side by side.
     void createComponents();
     // For each border cell the nearest one of another Component, less than maxDist
     // cells away (in steps of 5), as pairs by number and code, sorted, each once, if no
@@ -64,7 +66,7 @@ public:
     void orient(const AffiPairs& vPairs);
     // One merged Component for each group that hangs together by connections.
     void mergeComponents();
-    // The new points of all merged Components, which are freed.
+    // The new points of all merged Components, which are freed. They grow side by side.
     void growComponents(CodePoints& vOut);
 
     int numGrowSteps;
@@ -76,7 +78,7 @@ public:
     bool bUneven = false;            // parts of the scan are sparse; progress only depends on it
     bool bStepsWithinSize = false;   // no more growth steps than a hole of the size of a Component takes
     // If set, and there are several pieces: changes the new points of each merged Component,
-    // sorted, before they are put together.
+    // sorted, before they are put together. Called on several threads.
     std::function<void(const Component&, CodePoints&)> adapt;
     std::vector<uint64>* pvGlobalBorderRCD;                          // not owned, sorted
     std::vector<uint64> vGlobalAreaRCD;                              // sorted

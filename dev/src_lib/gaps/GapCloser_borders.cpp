@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <optional>
 
 #include "field/Component.h"
 #include "frame/Run.h"
@@ -139,20 +140,30 @@ std::vector<uint64> emptyPockets(const std::vector<RCDPoint>& vFilled, const Cel
     return vEnclosed;
 }
 
-// The mean of the samples in the 26 cells around a cell, moved into it.
-Point3 meanAround(uint64 rcd, const std::vector<RCDPoint>& vCloud, const std::vector<RCDPoint>& vFilled,
+// The samples of two lists that share no cell, in the order of their cells.
+std::vector<const Point3*> samplesOf(const std::vector<RCDPoint>& vCloud, const std::vector<RCDPoint>& vFilled) {
+    std::vector<const Point3*> v;
+    v.reserve(vCloud.size() + vFilled.size());
+    auto filled = vFilled.begin();
+    for (const RCDPoint& pair : vCloud) {
+        for (; filled != vFilled.end() && filled->first < pair.first; ++filled) v.push_back(&filled->second);
+        v.push_back(&pair.second);
+    }
+    for (; filled != vFilled.end(); ++filled) v.push_back(&filled->second);
+    return v;
+}
+
+// The mean of the samples in the 26 cells around a cell, moved into it. vSamples: of the cells.
+Point3 meanAround(uint64 rcd, const CellBlocks_RCD& cells, const std::vector<const Point3*>& vSamples,
                   const Calc& calc) {
     uint64 around[26];
     calc.completeArray26_RCD(rcd, around);
     double x = 0.0, y = 0.0, z = 0.0;
     int num = 0;
     for (const uint64 neighbour : around) {
-        for (const std::vector<RCDPoint>* pv : {&vCloud, &vFilled}) {
-            const auto it = findCode(*pv, neighbour);
-            if (it == pv->end()) continue;
-            it->second.addOwnCoords(x, y, z);
-            ++num;
-        }
+        if (!cells.contains(neighbour)) continue;
+        vSamples[cells.indexOf(neighbour)]->addOwnCoords(x, y, z);
+        ++num;
     }
     Point3 mean = num > 0 ? Point3(x / num, y / num, z / num) : calc.getCellCenter(calc.rcdToCcd(rcd));
     calc.adaptPointToRCD(rcd, mean);
@@ -184,12 +195,13 @@ std::vector<RCDPoint> pairsOf(const std::vector<uint64>& vCodes, const std::vect
     return v;
 }
 
-// Adds cells, with samples from those around them.
-void addCells(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vCloud, const Calc& calc,
-              std::vector<RCDPoint>& vFilled) {
+// Adds cells, with samples from those around them. cells: of the cloud and the filling.
+void addCells(const std::vector<uint64>& vCodes, const CellBlocks_RCD& cells, const std::vector<RCDPoint>& vCloud,
+              const Calc& calc, std::vector<RCDPoint>& vFilled) {
     if (vCodes.empty()) return;
+    const std::vector<const Point3*> vSamples = samplesOf(vCloud, vFilled);
     std::vector<RCDPoint> vAll = vFilled;
-    for (const uint64 rcd : vCodes) vAll.emplace_back(rcd, meanAround(rcd, vCloud, vFilled, calc));
+    parallelTransform(vCodes, vAll, [&](uint64 rcd) { return RCDPoint(rcd, meanAround(rcd, cells, vSamples, calc)); });
     sortStableByFirstMT(vAll.begin(), vAll.end());
     vFilled.swap(vAll);
 }
@@ -214,7 +226,7 @@ void GapCloser::closePinholes(std::vector<uint64>& vCodes, std::vector<RCDPoint>
     std::vector<uint64> vPinholes;
     for (const std::vector<uint64>& v : vFound) vPinholes.insert(vPinholes.end(), v.begin(), v.end());
     sortUniqueMT(vPinholes);
-    addCells(vPinholes, {}, *pCalc, vCloud);
+    addCells(vPinholes, cells, {}, *pCalc, vCloud);
     vCodes = unionOf(vCodes, vPinholes);
 }
 
@@ -227,14 +239,17 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
     keepListed(vCore, vCorePoints);
     const CellBlocks_RCD thick(vThick);
     Filler filler(numGrowSteps, vBorder, vArea, vCorePoints, pCalc);
-    Bridges bridges(filler);
     filler.maxSourceSteps = maxSourceSteps;
     filler.bUneven = bUneven;
     filler.bKeepStackedApart = true;
     filler.bStepsWithinSize = true;
+    filler.joinPieces();
+    std::optional<Bridges> bridges;
+    if (filler.vRawComponents.size() > 1) bridges.emplace(filler);
+    std::vector<std::vector<uint64>> vBridgesOf(filler.vComponents.size());
     filler.adapt = [&](const Component& component, std::vector<RCDPoint>& vZero) {
-        const std::vector<uint64> vOwnBridges = bridges.find(component, codesOf(vZero));
-        vBridges = unionOf(vBridges, vOwnBridges);
+        std::vector<uint64>& vOwnBridges = vBridgesOf[static_cast<std::size_t>(component.id)];
+        vOwnBridges = bridges->find(component, codesOf(vZero));
         if (filler.vComponents.size() < 2) return;
         const std::vector<uint64> vOwnThick = thickAround(component, vThick, thick);
         const std::vector<uint64> vOwn = unionOf(component.vCellRCD, vOwnThick);
@@ -242,7 +257,9 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
         tightenFilling(unionOf(component.vBorderRCD, vOwnThick), pairsOf(vOwn, vCloud), vZero);
         peelFilling(vOwn, vOwnBridges, vZero);
     };
-    filler.fill(vFilled);
+    filler.growComponents(vFilled);
+    for (const std::vector<uint64>& v : vBridgesOf) vBridges.insert(vBridges.end(), v.begin(), v.end());
+    sortUniqueMT(vBridges);
     keepListed(vCodes, vFilled, false);
     tightenFilling(unionOf(vBorder, vThick), vCloud, vFilled);
     peelFilling(vCodes, vBridges, vFilled);
@@ -274,7 +291,7 @@ void GapCloser::tightenFilling(const std::vector<uint64>& vSeam, const std::vect
     std::vector<uint64> vAdded = findPlugs(emptyAtSeam(vRCD2ZeroPoint, vSeam, all, *pCalc), all, *pCalc);
     const std::vector<uint64> vPockets = emptyPockets(vRCD2ZeroPoint, CellBlocks_RCD(unionOf(vAll, vAdded)));
     vAdded.insert(vAdded.end(), vPockets.begin(), vPockets.end());
-    addCells(vAdded, vCloud, *pCalc, vRCD2ZeroPoint);
+    addCells(vAdded, all, vCloud, *pCalc, vRCD2ZeroPoint);
 }
 
 }  // namespace QUOR_ZEF

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "parallel/concurrency.h"
+#include "parallel/spin.h"
 
 namespace QUOR_ZEF {
 
@@ -86,6 +87,7 @@ void TaskPool::work(int i, const std::shared_ptr<std::atomic<bool>>& pFlag) {
 
 // False if the worker is to end.
 bool TaskPool::nextJob(Job& job, const std::atomic<bool>& bEnd) {
+    spinUntil([this] { return numQueued.load(std::memory_order_relaxed) > 0; });
     std::unique_lock lock(mutex);
     ++numWaiting;
     cv.wait(lock, [&] { return !queue.empty() || bDone || bEnd; });
@@ -93,6 +95,7 @@ bool TaskPool::nextJob(Job& job, const std::atomic<bool>& bEnd) {
     if (queue.empty()) return false;
     job = std::move(queue.front());
     queue.pop_front();
+    --numQueued;
     return true;
 }
 
@@ -100,8 +103,10 @@ std::future<void> TaskPool::enqueue(Job job) {
     std::future<void> future = job.get_future();
     if (std::unique_lock lock(mutex); !isStopped() && numWorkers > 0) {
         queue.push_back(std::move(job));
+        ++numQueued;
+        const bool bWake = numWaiting > 0;
         lock.unlock();
-        cv.notify_one();
+        if (bWake) cv.notify_one();
         return future;
     }
     job(0);  // no worker will ever come
@@ -119,6 +124,7 @@ void TaskPool::stop(bool bWait) {
         if (!bWait) {
             for (const auto& pFlag : vFlags) *pFlag = true;
             vDropped.swap(queue);
+            numQueued = 0;
         }
         vEnding.swap(vThreads);
         vFlags.clear();

@@ -33,6 +33,7 @@ public:
     std::vector<std::shared_ptr<std::atomic<bool>>> vFlags;  // one stop flag per worker, shared with it
     std::atomic<int> numWorkers = 0;                         // vThreads.size()
     std::deque<Job> queue;                                   // pending jobs, guarded by mutex
+    std::atomic<int> numQueued = 0;                          // queue.size(), for looks without the lock
     std::atomic<bool> bDone = false;                         // stop(true): finish the queue, then end
     std::atomic<bool> bStop = false;                         // stop(false): end now
     std::atomic<int> numWaiting = 0;                         // workers asleep on cv

@@ -12,8 +12,9 @@
 // are idle. All of them return when every element is done. Below 2 elements, or with
 // fewer than 2 threads, they run on the calling thread alone. fn is called from several
 // threads at once, so it may write only what belongs to its own element or chunk. A loop
-// or sort that fn starts runs on the thread that starts it. A call costs some 20
-// microseconds beyond its work.
+// or sort that fn starts is shared with those threads of the outer loop that have nothing
+// left to do, and a thread that waits for such helpers works on what they start. A call costs
+// some microseconds beyond its work.
 //
 // When fn throws, the elements before that one are still done, those behind it may be
 // left out; the exception of the first element that throws leaves the loop after all
@@ -81,7 +82,7 @@ void runTasks(std::vector<Task>& vTasks) {
 }
 
 // The threads for a loop over n elements: 1 if it is to run on the calling thread, as
-// inside a task that is shared already.
+// inside a task of a loop all of whose threads are at work.
 unsigned getLoopThreads(std::size_t n);
 
 // Appends fn(element) for every element of vIn, in that order. fn takes a
