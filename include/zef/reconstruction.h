@@ -202,6 +202,7 @@ struct MeltOptions {
     double featureAngle = 45.0;  // degrees, 0 to 361; edges whose triangles meet at that angle or more, between the
                                  // normals, stay sharp; 361 for none
     bool mend = true;            // whether the mesh is made manifold, as by mend()
+    bool untangle = true;        // with mend: whether triangles that intersect are then parted, as by untangle()
 };
 
 // The surface of the triangles as one mesh with vertices at about that distance.
@@ -213,7 +214,7 @@ ZEF_API TriangleMesh melt(const PointView& corners, const MeltOptions& options, 
 ZEF_API TriangleMesh melt(const TriangleMesh& triangles, const MeltOptions& options, const Context& context = {});
 
 // One point of the surface for each grid cell that it touches, in a fixed order.
-// MeltOptions::mend plays no part. Throws like melt().
+// MeltOptions::mend and untangle play no part. Throws like melt().
 ZEF_API std::vector<Point3> resample(std::span<const Point3> corners, const MeltOptions& options,
                                      const Context& context = {});
 ZEF_API std::vector<Point3> resample(const PointView& corners, const MeltOptions& options, const Context& context = {});

@@ -54,6 +54,7 @@ Options optionsOf(zef::MeltOptions& o) {
          "degrees, 0 to 361; edges whose triangles meet at that angle or more, between the normals, stay sharp; 361 "
          "for none"},
         {"mend", &o.mend, "whether the mesh is made manifold"},
+        {"untangle", &o.untangle, "with mend: whether triangles that intersect are then parted"},
     };
 }
 

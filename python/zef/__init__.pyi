@@ -333,6 +333,7 @@ def melt(
     spacing: float = 0.0,
     feature_angle: float = 45.0,
     mend: bool = True,
+    untangle: bool = True,
     threads: int = 0,
     progress: _Progress = None,
 ) -> Mesh: ...
@@ -342,6 +343,7 @@ def resample(
     spacing: float = 0.0,
     feature_angle: float = 45.0,
     mend: bool = True,
+    untangle: bool = True,
     threads: int = 0,
     progress: _Progress = None,
 ) -> Cloud: ...

@@ -38,6 +38,7 @@ void addMelt(Commands& commands) {
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
     addSamplingOptions(command, pOptions->sampling);
     addMendOption(command, pOptions->bKeepNonManifold);
+    addUntangleOption(command, pOptions->sampling.untangle);
     addOutputOptions(command, pOptions->output, OutputName::REQUIRED);
     addTalkOptions(command, pOptions->talk);
     addExamples(command, {{"zef melt parts.stl -o whole.ply", "One mesh around triangles that overlap."},

@@ -8,6 +8,7 @@
 #include "api/MeshBody.h"
 #include "api/calls.h"
 #include "api/plans.h"
+#include "api/untangled.h"
 #include "cloud/CloudMgr.h"
 #include "frame/License.h"
 #include "geometry/PointSource.h"
@@ -25,9 +26,10 @@ void inputTriangles(CloudMgr& cloudMgr, const PointSource& corners, double absSp
     cloudMgr.inputPointsViaMemory(corners, absSpacing, -1.0, true, featureAngle, false, nullptr, -1);
 }
 
-std::shared_ptr<Mesh> meltCorners(const PointSource& corners, double absSpacing, double featureAngle, bool bMend) {
+std::shared_ptr<Mesh> meltCorners(const PointSource& corners, double absSpacing, double featureAngle, bool bMend,
+                                  bool bUntangle) {
     passLicenseGate("melt", corners.size());
-    planMelt(bMend);
+    planMelt(bMend, bUntangle);
     passLicenseGate("license state", corners.size());
     CloudMgr cloudMgr;
     inputTriangles(cloudMgr, corners, absSpacing, featureAngle);
@@ -90,7 +92,8 @@ std::vector<Point3> cornersOf(const TriangleMesh& mesh) {
 TriangleMesh meltSource(const PointSource& corners, const MeltOptions& options, const Context& context) {
     return runCall(context, [&] {
         const double spacing = checkOptions(corners, options);
-        const std::shared_ptr<Mesh> pMesh = meltCorners(corners, spacing, options.featureAngle, options.mend);
+        const std::shared_ptr<Mesh> pMesh =
+            meltCorners(corners, spacing, options.featureAngle, options.mend, options.untangle);
         if (!pMesh || pMesh->getNumT() == 0)
             throw NoSurfaceError("no surface came out of the triangles; try a smaller spacing");
         TriangleMesh mesh = pMesh->releaseTriangles();
@@ -99,6 +102,7 @@ TriangleMesh meltSource(const PointSource& corners, const MeltOptions& options, 
             mending.exactVertices = true;
             ManifoldReport ignored;
             makeManifold(mesh, mending, ignored);
+            if (options.untangle) untangleForFiles(mesh, spacing);
         }
         finishProgress();
         return mesh;
@@ -118,7 +122,7 @@ std::vector<Point3> resampleSource(const PointSource& corners, const MeltOptions
 }  // namespace
 
 std::shared_ptr<Mesh> melt(std::vector<Point3>& vPoints, double absSpacing, double featureAngle) {
-    std::shared_ptr<Mesh> pMesh = meltCorners(vPoints, absSpacing, featureAngle, false);
+    std::shared_ptr<Mesh> pMesh = meltCorners(vPoints, absSpacing, featureAngle, false, false);
     finishProgress();
     return pMesh;
 }

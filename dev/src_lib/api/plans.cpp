@@ -84,7 +84,7 @@ void planSpacing() {
         planProgress("Density Estimation", {{"CL_eres", 3.0}, {"SM_run", 3.0}, {"CL_creb", 3.0}});
 }
 
-void planMelt(bool bMend) {
+void planMelt(bool bMend, bool bUntangle) {
     if (!getRun()) {
         planProgress(
             "Melt",
@@ -102,6 +102,7 @@ void planMelt(bool bMend) {
                                  {"TP_pps", 20.0}, {"RM_cpo", 5.0}, {"RM_kdeg", 7.0}};
     plan.insert(plan.end(), repair.begin(), repair.end());
     if (bMend) addMending(plan);
+    if (bMend && bUntangle) plan.insert(plan.end(), {{"UT_find", 15.0}, {"UT_part", 8.0}});
     planProgress("Melt", plan);
 }
 

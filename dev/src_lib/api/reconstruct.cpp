@@ -12,6 +12,7 @@
 #include "api/calls.h"
 #include "api/plans.h"
 #include "api/sparseParts.h"
+#include "api/untangled.h"
 #include "check/checkTriangles.h"
 #include "check/surfaceFit.h"
 #include "cloud/CloudMgr.h"
@@ -145,12 +146,6 @@ void refitToPoints(const PointSource& points, const ReconstructOptions& options,
     result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius});
 }
 
-void untangleResult(Reconstruction& result) {
-    if (!needsDoubles(result.low, result.high, result.spacing))
-        for (Point3& p : result.mesh.vertices) p.set(nearestFloats(p));
-    result.untangled = untangleMesh(result.mesh);
-}
-
 void measureFit(const PointSource& counted, Reconstruction& result) {
     const double covered = measureCoverage(counted, result.mesh, result.spacing);
     result.coverage = covered * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
@@ -184,7 +179,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         removeSmallPieces(options, findings.sparseParts, result);
         result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
         if (isRefitWanted(options)) refitToPoints(findings.counted, options, result);
-        if (options.untangle && options.mend) untangleResult(result);
+        if (options.untangle && options.mend) result.untangled = untangleForFiles(result.mesh, result.spacing);
         if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();
         return result;

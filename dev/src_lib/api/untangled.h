@@ -1,0 +1,11 @@
+#pragma once
+
+#include "zef/meshCheck.h"
+
+namespace QUOR_ZEF {
+
+// Parts triangles that intersect, of a manifold mesh with vertices at about this distance. Where a file will
+// hold it in floats, its vertices become floats first, so that it stays as it is there.
+UntangleReport untangleForFiles(TriangleMesh& mesh, double spacing);
+
+}  // namespace QUOR_ZEF
