@@ -31,6 +31,7 @@ void addCommands(Commands& commands) {
     addMelt(commands);
     addResample(commands);
     addRefit(commands);
+    addMend(commands);
     addFlip(commands);
     addAnneal(commands);
     addReduce(commands);

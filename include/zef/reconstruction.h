@@ -91,6 +91,9 @@ struct ReconstructOptions {
     // radius in spacings, or 0 for one by the noise.
     bool refit = true;
     double refitRadius = 0.0;
+    // With mend: whether triangles that intersect are then parted, as by untangle(). Where floats keep the
+    // points to a thousandth of the spacing, vertices are rounded to floats before that.
+    bool untangle = true;
     // Pieces of fewer triangles than this are removed in the end, unless such pieces lie
     // close to each other in number; the largest piece stays in any case. 0 keeps all.
     std::uint32_t minPiece = 30;
@@ -133,6 +136,7 @@ struct Reconstruction {
     std::uint64_t numRemovedPieces = 0;     // after that, see ReconstructOptions::minPiece,
     std::uint64_t numRemovedTriangles = 0;  // and their triangles
     RefitReport refit;                      // see ReconstructOptions::refit
+    UntangleReport untangled;               // see ReconstructOptions::untangle
     // What settled the sides of most of the area, NONE without ReconstructOptions::mend,
     // and how many pieces were turned, after they were mended.
     SideRule sideRule = SideRule::NONE;

@@ -21,11 +21,11 @@ const PLACES = {
 };
 
 export class Viewer {
-  constructor(canvas, data) {
+  constructor(canvas, context, data) {
     this.data = data;
     this.canvas = canvas;
     this.onMoved = () => {};
-    this.renderer = new WebGLRenderer({canvas, antialias: true, preserveDrawingBuffer: false});
+    this.renderer = new WebGLRenderer({canvas, context});
     this.renderer.autoClear = false;
     this.renderer.localClippingEnabled = true;
     this.renderer.outputColorSpace = 'srgb-linear';
@@ -159,7 +159,9 @@ export class Viewer {
 
   resize() {
     const {clientWidth, clientHeight} = this.canvas.parentElement;
-    if (!clientWidth || !clientHeight) return;
+    const size = `${clientWidth} ${clientHeight}`;
+    if (!clientWidth || !clientHeight || size === this.size) return;
+    this.size = size;
     this.renderer.setSize(clientWidth, clientHeight, false);
     this.camera.aspect = clientWidth / clientHeight;
     this.camera.updateProjectionMatrix();

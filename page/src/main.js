@@ -20,16 +20,18 @@ async function start() {
   document.head.append(element('style', {}, style));
   if (typeof WebAssembly === 'undefined') return say('This browser has no WebAssembly', 'Any browser of the last years shows this page.');
   const scene = await readScene();
-  if (!document.createElement('canvas').getContext('webgl2')) {
+  // The one that draws: making a context takes long where there is no graphics card.
+  const canvas = element('canvas', {tabindex: '0', 'aria-label': 'The scene; ? lists the keys'});
+  const context = canvas.getContext('webgl2', {antialias: true});
+  if (!context) {
     return say('This browser cannot draw in three dimensions', 'WebGL 2 is missing or switched off. Turn on hardware acceleration in its ' +
       'settings, or open the page in another browser. zef view --png draws without one. The page holds:', ...linesOf(scene));
   }
-  const canvas = element('canvas', {tabindex: '0', 'aria-label': 'The scene; ? lists the keys'});
   const stage = element('div', {id: 'stage'}, canvas);
   const app = element('div', {id: 'app'}, stage);
   if (window.matchMedia('(max-width: 720px)').matches) app.classList.add('folded');
   document.body.append(app);
-  const viewer = new Viewer(canvas, scene);
+  const viewer = new Viewer(canvas, context, scene);
   new Panel(app, stage, viewer);
   viewer.resize();
   window.zef = viewer;

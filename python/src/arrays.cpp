@@ -56,12 +56,6 @@ py::array normalsOf(std::vector<zef::Vector3>& vNormals, const py::capsule& owne
             owner};
 }
 
-py::array takeIndices(std::vector<std::uint32_t> vIndices, py::ssize_t width) {
-    const auto pOwner = std::make_shared<std::vector<std::uint32_t>>(std::move(vIndices));
-    return {
-        py::dtype::of<std::uint32_t>(), {length(pOwner->size()) / width, width}, {}, pOwner->data(), keepAlive(pOwner)};
-}
-
 zef::PointView viewOf(const py::array& points, const py::object& colors, const py::object& normals) {
     zef::PointView view;
     view.count = static_cast<std::size_t>(points.shape(0));

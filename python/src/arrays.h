@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "zef/Point3.h"
@@ -31,8 +32,12 @@ py::capsule keepAlive(std::shared_ptr<Owner> pOwner) {
 py::array coordinatesOf(std::vector<zef::Point3>& vPoints, const py::capsule& owner);
 py::array colorsOf(std::vector<zef::Point3>& vPoints, const py::capsule& owner);
 py::array normalsOf(std::vector<zef::Vector3>& vNormals, const py::capsule& owner);
-// (n, width) of an array that is moved into memory that the result owns.
-py::array takeIndices(std::vector<std::uint32_t> vIndices, py::ssize_t width);
+// Of this shape, in memory that is moved and that the result owns.
+template <class T>
+py::array take(std::vector<T> vValues, const std::vector<py::ssize_t>& shape) {
+    const auto pOwner = std::make_shared<std::vector<T>>(std::move(vValues));
+    return {py::dtype::of<T>(), shape, {}, pOwner->data(), keepAlive(pOwner)};
+}
 
 // Points where they lie; colors and normals may be None.
 zef::PointView viewOf(const py::array& points, const py::object& colors, const py::object& normals);

@@ -128,6 +128,13 @@ py::dict mend(MeshHolder& mesh, const py::dict& given, const py::object& threads
     }));
 }
 
+py::dict untangle(MeshHolder& mesh, const py::object& threads, const py::object& progress) {
+    Call call(threads, progress);
+    return reportOf(mesh.change(call, [&](zef::TriangleMesh& changed, const zef::Context& context) {
+        return zef::untangle(changed, context);
+    }));
+}
+
 py::dict refit(MeshHolder& mesh, const py::array& points, const py::object& colors, const py::dict& given,
                const py::object& threads, const py::object& progress) {
     Call call(threads, progress);
@@ -192,14 +199,51 @@ Answer ask(const MeshHolder& mesh, const py::object& threads, const py::object& 
 
 py::array borderEdges(const MeshHolder& mesh, const py::object& threads, const py::object& progress) {
     Call call(threads, progress);
-    return takeIndices(mesh.look(call,
-                                 [](const zef::TriangleMesh& looked, const zef::Context& context) {
-                                     std::vector<std::uint32_t> vEnds;
-                                     for (const auto& [low, high] : zef::borderEdges(looked, context))
-                                         vEnds.insert(vEnds.end(), {low, high});
-                                     return vEnds;
-                                 }),
-                       2);
+    std::vector<std::uint32_t> vEnds =
+        mesh.look(call, [](const zef::TriangleMesh& looked, const zef::Context& context) {
+            std::vector<std::uint32_t> vFound;
+            for (const auto& [low, high] : zef::borderEdges(looked, context)) vFound.insert(vFound.end(), {low, high});
+            return vFound;
+        });
+    const auto num = static_cast<py::ssize_t>(vEnds.size() / 2);
+    return take(std::move(vEnds), {num, 2});
+}
+
+// What can be compared: the mesh of a MeshHolder where it lies, or points as a mesh without triangles.
+std::shared_ptr<const zef::TriangleMesh> surfaceOf(const py::object& surface) {
+    if (py::isinstance<MeshHolder>(surface)) return surface.cast<MeshHolder&>().read();
+    const auto pPoints = std::make_shared<zef::TriangleMesh>();
+    pPoints->vertices = py::isinstance<PointHolder>(surface)
+                            ? surface.cast<PointHolder&>().pFile->points
+                            : pointsOf(py::reinterpret_borrow<py::array>(surface), py::none());
+    return pPoints;
+}
+
+py::dict compare(const py::object& mesh, const py::object& reference, const py::dict& given, const py::object& threads,
+                 const py::object& progress) {
+    Call call(threads, progress);
+    const auto options = readOptions<zef::CompareOptions>(given);
+    const auto pMesh = surfaceOf(mesh), pReference = surfaceOf(reference);
+    zef::Comparison made =
+        call.run([&](const zef::Context& context) { return zef::compare(*pMesh, *pReference, options, context); });
+    py::dict report = reportOf(made);
+    const auto num = static_cast<py::ssize_t>(made.distances.size());
+    report["distances"] = take(std::move(made.distances), {num});
+    return report;
+}
+
+// (n, 4), in rows that lie apart.
+py::array distanceColors(const py::array_t<double, py::array::c_style>& distances, const py::object& limit) {
+    double itsLimit = 0.0;
+    readArgument({"limit", &itsLimit, ""}, limit);
+    const auto pMesh = std::make_shared<zef::TriangleMesh>();
+    pMesh->vertices.resize(static_cast<std::size_t>(distances.size()));
+    const std::span<const double> values(distances.data(), pMesh->vertices.size());
+    {
+        const py::gil_scoped_release unlocked;
+        zef::colorByDistance(*pMesh, values, itsLimit);
+    }
+    return colorsOf(pMesh->vertices, keepAlive(pMesh));
 }
 
 double readNumber(const std::string& name, const py::object& value) {
@@ -234,6 +278,7 @@ void bindHolders(py::module_& m) {
         .def("copy", &MeshHolder::copy)
         .def("mend", mend)
         .def("refit", refit)
+        .def("untangle", untangle)
         .def("simplify", simplify)
         .def("reduce_flat", reduceFlat)
         .def("smooth", smooth)
@@ -264,6 +309,8 @@ PYBIND11_MODULE(_core, m) {
     m.def("measure_points", measurePoints);
     m.def("melt", melt);
     m.def("resample", resample);
+    m.def("compare", compare);
+    m.def("distance_colors", distanceColors);
     m.def("read_points", readPoints);
     m.def("read_mesh", readMesh);
     m.def("write_mesh", writeMesh);

@@ -39,6 +39,7 @@ Options optionsOf(zef::ReconstructOptions& o) {
          "get colours"},
         {"refit", &o.refit, "with mend: whether the mesh is then fitted closer to the points"},
         {"refitRadius", &o.refitRadius, "with refit: how far a face looks for points, in spacings; 0: by the noise"},
+        {"untangle", &o.untangle, "with mend: whether triangles that intersect are then parted"},
         {"minPiece", &o.minPiece, "pieces of fewer triangles than this are removed in the end; 0 keeps all"},
         {"viewpoint", &o.viewpoint,
          "where the scanner stood, if all points were seen from there: x, y, z in the coordinates of the points"},
@@ -61,6 +62,7 @@ Options optionsOf(zef::ManifoldOptions& o) {
         {"fillHoles", &o.fillHoles, "small ones; else holes stay open"},
         {"maxHoleEdges", &o.maxHoleEdges, "of holes in surfaces that are no bodies"},
         {"exactVertices", &o.exactVertices, "whether the vertices lie on the surface, as those of melt() do"},
+        {"untangle", &o.untangle, "whether triangles that intersect are then parted, as by untangle()"},
     };
 }
 
@@ -109,6 +111,15 @@ Options optionsOf(zef::WriteOptions& o) {
         {"text", &o.text, "text where the format has both forms (PLY, STL)"},
         {"offset", &o.offset, "x, y, z that are subtracted from all coordinates"},
         {"comments", &o.comments, "a line each (PLY, OBJ, OFF)"},
+    };
+}
+
+Options optionsOf(zef::CompareOptions& o) {
+    return {
+        {"samples", &o.samples, "of a mesh, strewn evenly over its area; of a cloud all points are asked"},
+        {"limit", &o.limit,
+         "where the histograms end, in the unit of the vertices; 0: where 99 of 100 samples are nearer"},
+        {"bins", &o.bins, "of the histograms up to there, 1 to 10000"},
     };
 }
 
@@ -162,6 +173,7 @@ struct AllOptions {
     zef::SmoothingOptions smoothing;
     zef::ReadMeshOptions readMesh;
     zef::WriteOptions write;
+    zef::CompareOptions compare;
     zef::DrawOptions draw;
     zef::PageOptions page;
 
@@ -175,6 +187,7 @@ struct AllOptions {
                 {"SmoothingOptions", optionsOf(smoothing)},
                 {"ReadMeshOptions", optionsOf(readMesh)},
                 {"WriteOptions", optionsOf(write)},
+                {"CompareOptions", optionsOf(compare)},
                 {"DrawOptions", optionsOf(draw)},
                 {"PageOptions", optionsOf(page)}};
     }

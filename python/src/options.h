@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "zef/compare.h"
 #include "zef/files.h"
 #include "zef/meshCheck.h"
 #include "zef/reconstruction.h"
@@ -42,6 +43,7 @@ Options optionsOf(zef::ReduceFlatOptions& options);
 Options optionsOf(zef::SmoothingOptions& options);
 Options optionsOf(zef::ReadMeshOptions& options);
 Options optionsOf(zef::WriteOptions& options);
+Options optionsOf(zef::CompareOptions& options);
 Options optionsOf(zef::DrawOptions& options);
 Options optionsOf(zef::PageOptions& options);
 

@@ -2,6 +2,7 @@
 
 #include <pybind11/stl.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,8 +31,12 @@ py::object told(const zef::ManifoldReport& mended) {
 py::object told(const zef::RefitReport& fitted) {
     return reportOf(fitted);
 }
+py::object told(const zef::UntangleReport& parted) {
+    return reportOf(parted);
+}
 py::object told(const zef::MeshComponent& part);
 py::object told(const zef::MeshBorderLoop& loop);
+py::object told(const zef::Deviation& deviation);
 template <class T>
 py::object told(const T& value) {
     return py::cast(value);
@@ -41,6 +46,11 @@ py::object told(const std::vector<T>& vValues) {
     py::tuple values(vValues.size());
     for (std::size_t i = 0; i < vValues.size(); ++i) values[i] = told(vValues[i]);
     return values;
+}
+
+template <class T, std::size_t num>
+py::object told(const std::array<T, num>& values) {
+    return told(std::vector<T>(values.begin(), values.end()));
 }
 
 // Figures under their names.
@@ -91,6 +101,19 @@ py::object told(const zef::MeshBorderLoop& loop) {
         .dict;
 }
 
+py::object told(const zef::Deviation& deviation) {
+    return Figures()
+        .add("numSamples", deviation.numSamples)
+        .add("mean", deviation.mean)
+        .add("rms", deviation.rms)
+        .add("max", deviation.max)
+        .add("percentiles", deviation.percentiles)
+        .add("histogram", deviation.histogram)
+        .add("meanAngle", deviation.meanAngle)
+        .add("turnedShare", deviation.turnedShare)
+        .dict;
+}
+
 const char* wordOf(zef::PointFile::Kind kind) {
     if (kind == zef::PointFile::Kind::CORNERS) return "corners";
     return kind == zef::PointFile::Kind::MESH ? "mesh" : "points";
@@ -113,6 +136,7 @@ py::dict reportOf(const zef::Reconstruction& made) {
         .add("numRemovedPieces", made.numRemovedPieces)
         .add("numRemovedTriangles", made.numRemovedTriangles)
         .add("refit", made.refit)
+        .add("untangled", made.untangled)
         .add("sideRule", std::string(zef::wordOf(made.sideRule)))
         .add("numTurnedPieces", made.numTurnedPieces)
         .add("coverage", made.coverage)
@@ -132,7 +156,7 @@ py::dict reportOf(const zef::PointStatistics& found) {
         .add("numCells", found.numCells)
         .add("fault", found.fault)
         .add("unsupportedShare", found.unsupportedShare)
-        .add("localSpacing", std::vector<double>(found.localSpacing.begin(), found.localSpacing.end()))
+        .add("localSpacing", found.localSpacing)
         .add("noise", found.noise)
         .add("needsDoubles", found.needsDoubles)
         .dict;
@@ -154,7 +178,12 @@ py::dict reportOf(const zef::ManifoldReport& mended) {
         .add("numReversedTriangles", mended.numReversedTriangles)
         .add("numComponents", mended.numComponents)
         .add("numClosedComponents", mended.numClosedComponents)
+        .add("untangled", mended.untangled)
         .dict;
+}
+
+py::dict reportOf(const zef::UntangleReport& parted) {
+    return Figures().add("numPairs", parted.numPairs).add("numPairsLeft", parted.numPairsLeft).dict;
 }
 
 py::dict reportOf(const zef::RefitReport& fitted) {
@@ -190,6 +219,10 @@ py::dict reportOf(const zef::MeshReport& found) {
         .add("components", found.components)
         .add("borderLoops", found.borderLoops)
         .dict;
+}
+
+py::dict reportOf(const zef::Comparison& made) {
+    return Figures().add("there", made.there).add("back", made.back).add("limit", made.limit).dict;
 }
 
 py::dict reportOf(const zef::WriteResult& written) {

@@ -2,6 +2,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include "zef/compare.h"
 #include "zef/files.h"
 #include "zef/meshCheck.h"
 #include "zef/reconstruction.h"
@@ -18,9 +19,11 @@ pybind11::dict reportOf(const zef::Reconstruction& made);
 pybind11::dict reportOf(const zef::PointStatistics& found);
 pybind11::dict reportOf(const zef::ManifoldReport& mended);
 pybind11::dict reportOf(const zef::RefitReport& fitted);
+pybind11::dict reportOf(const zef::UntangleReport& parted);
 pybind11::dict reportOf(const zef::MeshReport& found);
 pybind11::dict reportOf(const zef::WriteResult& written);
 // All but the arrays.
+pybind11::dict reportOf(const zef::Comparison& made);
 pybind11::dict reportOf(const zef::PointFile& file);
 
 }  // namespace zefpy

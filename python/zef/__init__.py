@@ -26,6 +26,8 @@ from ._errors import (
 from ._functions import (
     Cloud,
     check,
+    compare,
+    distance_colors,
     info,
     measure_points,
     measure_spacing,
@@ -38,7 +40,9 @@ from ._functions import (
 )
 from ._mesh import Mesh
 from ._reports import (
+    Comparison,
     DensityReport,
+    Deviation,
     FileInfo,
     ManifoldReport,
     MeshBorderLoop,
@@ -47,6 +51,7 @@ from ._reports import (
     PointStatistics,
     ReconstructionReport,
     RefitReport,
+    UntangleReport,
     WriteResult,
 )
 

@@ -45,6 +45,11 @@ class ManifoldReport:
     num_reversed_triangles: int
     num_components: int
     num_closed_components: int
+    untangled: UntangleReport
+
+class UntangleReport:
+    num_pairs: int
+    num_pairs_left: int
 
 class RefitReport:
     noise: float
@@ -68,6 +73,7 @@ class ReconstructionReport:
     num_removed_pieces: int
     num_removed_triangles: int
     refit: RefitReport
+    untangled: UntangleReport
     side_rule: str
     num_turned_pieces: int
     coverage: float
@@ -129,6 +135,22 @@ class PointStatistics:
     noise: float
     needs_doubles: bool
 
+class Deviation:
+    num_samples: int
+    mean: float
+    rms: float
+    max: float
+    percentiles: _Vector
+    histogram: Tuple[int, ...]
+    mean_angle: float
+    turned_share: float
+
+class Comparison:
+    there: Deviation
+    back: Deviation
+    limit: float
+    distances: npt.NDArray[np.float64]
+
 class FileInfo:
     kind: str
     format: str
@@ -183,9 +205,11 @@ class Mesh:
         fill_holes: bool = True,
         max_hole_edges: int = 16,
         exact_vertices: bool = False,
+        untangle: bool = False,
         threads: int = 0,
         progress: _Progress = None,
     ) -> ManifoldReport: ...
+    def untangle(self, *, threads: int = 0, progress: _Progress = None) -> UntangleReport: ...
     def refit(
         self,
         points: Union[_Numbers, Cloud],
@@ -292,6 +316,7 @@ def reconstruct(
     mend: bool = True,
     refit: bool = True,
     refit_radius: float = 0.0,
+    untangle: bool = True,
     min_piece: int = 30,
     viewpoint: Optional[_Three] = None,
     measure_coverage: bool = False,
@@ -320,6 +345,17 @@ def resample(
     threads: int = 0,
     progress: _Progress = None,
 ) -> Cloud: ...
+def compare(
+    mesh: Union[Mesh, Cloud, _Numbers],
+    reference: Union[Mesh, Cloud, _Numbers],
+    *,
+    samples: int = 200000,
+    limit: float = 0.0,
+    bins: int = 20,
+    threads: int = 0,
+    progress: _Progress = None,
+) -> Comparison: ...
+def distance_colors(distances: npt.ArrayLike, limit: float) -> npt.NDArray[np.uint8]: ...
 def read_points(path: _Path, *, threads: int = 0, progress: _Progress = None) -> Cloud: ...
 def read_mesh(
     path: _Path, *, merge_equal: bool = False, threads: int = 0, progress: _Progress = None

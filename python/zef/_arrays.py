@@ -67,6 +67,15 @@ def coordinates(name, value, count=None):
     return _in_layout(array, np.float64)
 
 
+def numbers(name, value):
+    """(n,) doubles."""
+    wish = "an array of real numbers of shape (n,)"
+    array = _as_array(name, value, wish)
+    if array.ndim != 1:
+        raise ArgumentError(f"{name} has the shape {array.shape}; it must be {wish}")
+    return np.ascontiguousarray(array, np.float64)
+
+
 def corners(name, value):
     """(3m, 3) doubles, from (m, 3, 3) or as they are."""
     wish = "a Mesh, or an array of real numbers of shape (m, 3, 3): triangles, corners, x y z"

@@ -6,7 +6,7 @@ from . import _arrays, _core
 from ._errors import ArgumentTypeError
 from ._mesh import Mesh
 from ._options import takes_options
-from ._reports import FileInfo, PointStatistics, ReconstructionReport, WriteResult, report_of
+from ._reports import Comparison, FileInfo, PointStatistics, ReconstructionReport, WriteResult, report_of
 
 
 class Cloud:
@@ -76,13 +76,17 @@ def _input(points, colors=None, normals=None):
     return array, _arrays.color_bytes("colors", colors, len(array)), normals
 
 
+def _surface(name, surface):
+    if isinstance(surface, Mesh):
+        return surface._held
+    if isinstance(surface, Cloud):
+        return surface._held if surface.triangles is None else Mesh(surface.points, surface.triangles)._held
+    return _arrays.coordinates(name, surface)
+
+
 def _triangles(triangles):
-    if isinstance(triangles, Mesh):
-        return triangles._held
-    if isinstance(triangles, Cloud):
-        if triangles.triangles is not None:
-            return Mesh(triangles.points, triangles.triangles)._held
-        return triangles._held
+    if isinstance(triangles, (Mesh, Cloud)):
+        return _surface("triangles", triangles)
     return _arrays.corners("triangles", triangles)
 
 
@@ -196,3 +200,28 @@ def check(mesh, *, context):
     if not isinstance(mesh, Mesh):
         raise ArgumentTypeError(f"mesh is {_arrays._short(mesh)}; it must be a Mesh")
     return mesh.check(threads=context[0], progress=context[1])
+
+
+@takes_options("CompareOptions")
+def compare(mesh, reference, *, given, context):
+    """How far a mesh or cloud is from a reference, and that from it: a Comparison.
+
+    mesh, reference: a Mesh; a Cloud, which counts as a mesh if it has triangles; or points, (n, 3). there tells
+    how far the mesh is from the reference, back the other way, each as a Deviation: mean, rms, max, three
+    percentiles (50, 95, 99), a histogram whose last bin is beyond limit, mean_angle of the normals in degrees
+    and turned_share, both -1 unless both are meshes. distances, (n,) float64: of the vertices of
+    mesh from the reference, -1 for rows that are not finite. See distance_colors() and view().
+
+    Distances are in the unit of the vertices, to the nearest point on triangles or in the cloud. Raises
+    ArgumentError, and NoSurfaceError if one of the two has no finite points. Some 5 microseconds a sample and
+    vertex."""
+    return report_of(Comparison, _core.compare(_surface("mesh", mesh), _surface("reference", reference), given, *context))
+
+
+def distance_colors(distances, limit):
+    """Colours for distances, (n,), as from compare(): (n, 4) uint8, for Mesh.colors or write().
+
+    Blue for 0, by green and yellow to red for the limit and what lies beyond; grey where a distance is below 0
+    or NaN. Raises ArgumentError for a limit that is not above 0."""
+    values = _arrays.numbers("distances", distances)
+    return np.ascontiguousarray(_core.distance_colors(values, limit))

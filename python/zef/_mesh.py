@@ -5,7 +5,7 @@ import math
 from . import _arrays, _core
 from ._errors import ArgumentError
 from ._options import takes_options
-from ._reports import ManifoldReport, MeshReport, RefitReport, WriteResult, report_of
+from ._reports import ManifoldReport, MeshReport, RefitReport, UntangleReport, WriteResult, report_of
 
 
 class Mesh:
@@ -82,9 +82,17 @@ class Mesh:
     def mend(self, *, given, context):
         """Makes every edge and vertex manifold and every piece consistently oriented.
 
-        No vertex moves. Gives a ManifoldReport. Raises ArgumentError for a triangle that
+        No vertex moves without untangle. Gives a ManifoldReport. Raises ArgumentError for a triangle that
         repeats a vertex and for a position that is not finite, as all operations do."""
         return report_of(ManifoldReport, self._held.mend(given, *context))
+
+    @takes_options()
+    def untangle(self, *, context):
+        """Parts triangles that intersect; vertices there move, mostly by half an edge at the most.
+
+        Gives an UntangleReport. A mesh that is not manifold and oriented stays as it is: see
+        mend()."""
+        return report_of(UntangleReport, self._held.untangle(*context))
 
     @takes_options("RefitOptions")
     def refit(self, points, *, colors=None, given, context):

@@ -23,6 +23,10 @@ class RefitReport(Report):
     """What refit() found and did."""
 
 
+class UntangleReport(Report):
+    """How many pairs of triangles intersected, and how many still do."""
+
+
 class MeshComponent(Report):
     """Triangles that hang together across edges."""
 
@@ -39,6 +43,14 @@ class PointStatistics(Report):
     """What measure_points() found."""
 
 
+class Deviation(Report):
+    """How far one of the two that compare() got is from the other."""
+
+
+class Comparison(Report):
+    """What compare() measured: there, back, limit, distances."""
+
+
 class FileInfo(Report):
     """What info() found in a file; statistics holds those of its points."""
 
@@ -51,8 +63,11 @@ _INNER = {
     "density": DensityReport,
     "mended": ManifoldReport,
     "refit": RefitReport,
+    "untangled": UntangleReport,
     "components": MeshComponent,
     "border_loops": MeshBorderLoop,
+    "there": Deviation,
+    "back": Deviation,
 }
 
 

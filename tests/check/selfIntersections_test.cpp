@@ -18,7 +18,7 @@ namespace {
 using Ints = std::array<std::int64_t, 3>;
 
 std::size_t count(const zef_test::Shape& shape) {
-    return countIntersectingPairs({shape.vertices, shape.triples});
+    return findIntersectingPairs({shape.vertices, shape.triples}).size();
 }
 
 void append(zef_test::Shape& shape, const zef_test::Shape& other, const Vector3& shift) {

@@ -26,6 +26,7 @@ BAD = {
     "points": [object(), 1j, "abc", b"x", {}, None, 7, [], [[]], [[1, 2], [3]], np.zeros(3), np.zeros((3, 2)),
                np.zeros((2, 2, 2)), np.zeros((4, 3), complex), np.array([["a", "b", "c"]]), np.zeros((5, 3), bool),
                np.array([[1, 2, None]]), [["x"] * 3]],
+    "numbers": [object(), 1j, "abc", {}, None, 7, np.zeros((2, 2)), ["a"], [True]],
     "colors": [object(), 1j, "abc", {}, 7, [], np.zeros(3), np.zeros((1, 3)), np.full((3000, 3), -1),
                np.full((3000, 3), 70000), np.full((3000, 3), NAN), np.full((3000, 3), 256.0), np.zeros((3000, 5))],
     "triangles": [object(), 1j, "abc", {}, None, 7, np.zeros((4, 3)), np.zeros((2, 3, 2)), np.zeros((3, 2), int),
@@ -38,7 +39,7 @@ RANGE = {
     "spacing": [-1, math.inf, -math.inf], "factor": [0, -1, math.inf], "levels": [11], "feature_angle": [-1, 362],
     "max_error": [-1], "max_color_step": [0, -1], "max_edge_length": [-1, math.inf], "max_deviation_deg": [-1, 181],
     "lambda_": [0, 1], "low_fraction": [-1, 2], "high_fraction": [-1, 2], "ratio": [0, 1.1, -1, math.inf], "radius": [-1, math.inf], "refit_radius": [-1, math.inf],
-    "width": [15, 20000], "height": [0, 1e9], "point_size": [-1, 300], "finer": [0, 5], "max_triangles": [0],
+    "samples": [0, 2**32], "limit": [-1, math.inf], "bins": [0, 10001], "width": [15, 20000], "height": [0, 1e9], "point_size": [-1, 300], "finer": [0, 5], "max_triangles": [0],
     "max_points": [0], "normals": [np.ones((5, 3))],
     "points": [np.full((5, 3), NAN), np.empty((0, 3))],
 }
@@ -46,6 +47,7 @@ KINDS = {
     "viewpoint": "three", "offset": "three", "comments": "lines", "names": "lines", "title": "line", "report": "report", "progress": "progress", "path": "path",
     "points": "points", "normals": "points", "colors": "colors", "triangles": "triangles", "what": "points",
     "low_fraction": float, "high_fraction": float, "ratio": float, "mesh": "points", "cloud": "points",
+    "reference": "points", "distances": "numbers", "limit": float,
 }
 
 
@@ -57,11 +59,11 @@ def bad_values(parameter):
 
 
 def calls(points, mesh, folder):
-    some = {"points": points, "triangles": mesh, "path": folder / "a.ply", "what": mesh, "mesh": mesh,
-            "low_fraction": 0.1, "high_fraction": 0.1}
+    some = {"points": points, "triangles": mesh, "path": folder / "a.ply", "what": mesh, "mesh": mesh, "reference": points,
+            "distances": np.zeros(5), "limit": 1.0, "low_fraction": 0.1, "high_fraction": 0.1}
     needs = {"simplify": {"max_error": 0.1}, "smooth": {"keep_volume": True}}
     for owner, names in ((zef, ["reconstruct", "measure_spacing", "measure_points", "melt", "resample", "read_points",
-                               "read_mesh", "info", "write", "check", "draw", "view"]),
+                               "read_mesh", "info", "write", "check", "compare", "distance_colors", "draw", "view"]),
                          (mesh, [n for n in dir(zef.Mesh) if not n.startswith("_") and callable(getattr(zef.Mesh, n))])):
         for name in names:
             function = getattr(owner, name)
@@ -156,6 +158,7 @@ def test_stubs_have_all_figures_of_reports(points, mesh, tmp_path):
              for c in tree.body if isinstance(c, ast.ClassDef)}
     mesh.write(tmp_path / "a.ply")
     report = zef.reconstruct(points).report
-    for found in (report, report.density, report.mended, report.refit, mesh.check(), mesh.check().components[0],
+    compared = zef.compare(mesh, points, samples=9)
+    for found in (compared, compared.there, report, report.density, report.mended, report.refit, mesh.check(), mesh.check().components[0],
                   zef.info(tmp_path / "a.ply"), zef.measure_points(points), mesh.write(tmp_path / "b.ply")):
         assert set(vars(found)) == stubs[type(found).__name__]

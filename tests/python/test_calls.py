@@ -233,6 +233,29 @@ def test_files_come_back(mesh, points, tmp_path):
         assert isinstance(raised.value, OSError)
 
 
+def test_parallel_sheets_are_as_far_apart_as_they_lie():
+    corners = np.array([[0, 0, 0], [4, 0, 0], [4, 4, 0], [0, 4, 0]])
+    sheet, above = (zef.Mesh(corners + [0, 0, z], [[0, 1, 2], [0, 2, 3]]) for z in (0, 0.5))
+    found = zef.compare(sheet, above, samples=1000, limit=1.0, bins=4)
+    for way in (found.there, found.back):
+        assert np.allclose([way.mean, way.rms, way.max, *way.percentiles], 0.5) and way.mean_angle < 1e-5
+        assert (way.num_samples, way.histogram[2], way.turned_share) == (1000, 1000, 0.0)
+    assert np.allclose(found.distances, 0.5) and found.distances.shape == (4,)
+    colors = zef.distance_colors([0.0, found.limit, 9.0, -1.0], found.limit)
+    assert colors[0, :3].argmax() == 2 and colors[1, :3].argmax() == 0  # blue, red
+    assert np.array_equal(colors[1], colors[2]) and len(set(colors[3, :3])) == 1
+    sheet.colors = colors
+    assert np.array_equal(sheet.colors, colors)
+
+
+def test_a_cloud_is_compared_where_its_points_lie(points, mesh, tmp_path):
+    zef.write(tmp_path / "p.xyz", points * 2)
+    for cloud in (points * 2, zef.read_points(tmp_path / "p.xyz")):
+        found = zef.compare(cloud, mesh)
+        assert np.allclose(found.distances, 1.0, atol=0.01) and found.there.num_samples == len(points)
+        assert found.there.mean_angle == -1 and found.back.mean > 1.0
+
+
 def test_other_packages_take_the_arrays(mesh, tmp_path):
     meshio.Mesh(mesh.vertices, [("triangle", mesh.triangles)]).write(tmp_path / "m.off")
     assert np.allclose(zef.read_mesh(tmp_path / "m.off").vertices, mesh.vertices)

@@ -8,6 +8,7 @@
 
 #include "flat/arrays.h"
 #include "geometry/freeFunctions.h"
+#include "refit/refitMesh.h"
 #include "support/shapes.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
@@ -202,7 +203,7 @@ TEST(Refit, leadsNoVertexAwayFromAllPoints) {
     options.refit = false;
     Reconstruction made = reconstruct(vPoints, options);
     const std::vector<Point3> vBefore = made.mesh.vertices;
-    refit(made.mesh, vPoints, {made.measuredSpacing, 0.0});
+    refitMesh(made.mesh, viewOf(vPoints), {made.measuredSpacing, 0.0});
     const auto toPoints = [&](const Point3& p) {
         double least = 1e9;
         for (const Point3& q : vPoints) least = std::min(least, (p - q).length());

@@ -30,7 +30,7 @@ runs = [
     "reconstruct scan.csv -o web.glb --recipe web --check", "info mesh.ply", "convert mesh.ply far.stl --shift auto",
     "reconstruct scan.csv -o other.ply --spacing 0.2 --keep-non-manifold --smooth-steps 1 --flip --reduce 50%",
     "melt mesh.ply -o melt.ply --spacing 0.2", "resample mesh.ply -o points.ply --spacing 0.2",
-    "refit mesh.ply scan.csv -o refit.ply", "flip mesh.ply -o flip.ply", "anneal mesh.ply -o anneal.ply",
+    "refit mesh.ply scan.csv -o refit.ply", "mend mesh.ply -o mended.ply", "flip mesh.ply -o flip.ply", "anneal mesh.ply -o anneal.ply",
     "reduce mesh.ply -o less.ply", "reduce mesh.ply -o less.ply --target 10%", "smooth mesh.ply -o smooth.ply",
     "colour mesh.ply -o colour.ply --fill", "holes mesh.ply", "check --deep mesh.ply",
     "compare mesh.ply scan.csv -o compared.ply", "compare mesh.ply other.ply", "view mesh.ply --png view.png",

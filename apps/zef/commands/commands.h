@@ -28,6 +28,7 @@ void addRecipe(Commands& commands);
 void addReconstruct(Commands& commands);
 void addReduce(Commands& commands);
 void addRefit(Commands& commands);
+void addMend(Commands& commands);
 void addResample(Commands& commands);
 void addSmooth(Commands& commands);
 void addSpacing(Commands& commands);

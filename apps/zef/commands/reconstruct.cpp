@@ -228,8 +228,11 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     if (!options.bView) scan = {};
     if (!options.chain.isEmpty()) {
         runChain(commandRun, options.chain, library.mend, made.mesh);
+        if (library.mend && library.untangle)
+            made.untangled.numPairsLeft = zef::untangle(made.mesh, commandRun.getContext()).numPairsLeft;
         commandRun.lap("seconds_refine", "refine");
     }
+    if (library.mend && library.untangle) reportUntangled(commandRun.report, made.untangled);
     const zef::MeshReport topology = reportMeshOf(commandRun, made.mesh);
     if (options.bCheck) reportBody(commandRun.report, topology);
     reportSides(commandRun.report, made);
@@ -294,6 +297,7 @@ void addReconstruct(Commands& commands) {
         ->type_name("x y z")
         ->check(checkViewpoint);
     addMendOption(command, pOptions->bKeepNonManifold);
+    addUntangleOption(command, pOptions->library.untangle);
     command
         .add_option("--refit", pOptions->refit,
                     "Fit the mesh closer to the points, which takes their noise away and makes creases sharp: to those "

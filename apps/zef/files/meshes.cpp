@@ -66,6 +66,10 @@ void addMendOption(CLI::App& command, bool& bKeepNonManifold) {
     command.add_flag("--keep-non-manifold", bKeepNonManifold, "Leave edges of more than two triangles as they are");
 }
 
+void addUntangleOption(CLI::App& command, bool& bUntangle) {
+    command.add_flag("--untangle,!--no-untangle", bUntangle, "Part triangles that intersect (the default), or not");
+}
+
 void writeMeshFile(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::TriangleMesh& mesh) {
     const zef::WriteOptions options = writeOptionsOf(output, zef::middleOffset(mesh), spacing);
     commandRun.report.addText("output", "output", output.path);

@@ -21,6 +21,7 @@ zef::TriangleMesh readMeshFile(CommandRun& commandRun, const std::string& path);
 
 // For commands that make meshes: whether what is not manifold is left as it is.
 void addMendOption(CLI::App& command, bool& bKeepNonManifold);
+void addUntangleOption(CLI::App& command, bool& bUntangle);
 
 // Writes the mesh and reports how; spacing as in writeOptionsOf(). From here on the
 // command cannot be cancelled.

@@ -25,6 +25,12 @@ bool isBody(const zef::MeshReport& topology) {
     return topology.closed && topology.manifold && topology.oriented;
 }
 
+void reportUntangled(Report& report, const zef::UntangleReport& untangled) {
+    report.addCount("crossing_pairs", "self-intersections parted", untangled.numPairs);
+    report.addCount("crossing_pairs_left", untangled.numPairsLeft > 0 ? "self-intersections left" : "",
+                    untangled.numPairsLeft);
+}
+
 Json componentList(const zef::MeshReport& topology) {
     Json list = Json::array();
     for (const zef::MeshComponent& component : topology.components) {

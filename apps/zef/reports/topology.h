@@ -15,5 +15,8 @@ void reportMesh(Report& report, const zef::MeshReport& topology);
 void reportBody(Report& report, const zef::MeshReport& topology);
 bool isBody(const zef::MeshReport& topology);
 
+// Pairs of triangles that intersected, and those that still do.
+void reportUntangled(Report& report, const zef::UntangleReport& untangled);
+
 // An object for each component, in the order of the report.
 nlohmann::ordered_json componentList(const zef::MeshReport& topology);

@@ -8,6 +8,7 @@
 #include "check/selfIntersections.h"
 #include "flat/arrays.h"
 #include "mend/Manifold.h"
+#include "untangle/untangleMesh.h"
 
 namespace QUOR_ZEF {
 
@@ -24,8 +25,26 @@ std::size_t countSelfIntersections(const TriangleMesh& mesh, const Context& cont
     checkIndices(mesh);
     return runCall(context, [&] {
         std::size_t num = 0;
-        runPlanned(planOfIntersections(), [&] { num = countIntersectingPairs(mesh); });
+        runPlanned(planOfIntersections(), [&] { num = findIntersectingPairs(mesh).size(); });
         return num;
+    });
+}
+
+UntangleReport untangle(TriangleMesh& mesh, const Context& context) {
+    checkMesh(mesh);
+    return runCall(context, [&] {
+        UntangleReport report;
+        TriangleMesh untangled = mesh;
+        renumberVertices(untangled, VertexOrder::MESH);
+        runPlanned(planOfUntangling(), [&] {
+            const MeshReport state = checkTriangles(untangled);
+            if (state.manifold && state.oriented)
+                report = untangleMesh(untangled);
+            else
+                report.numPairs = report.numPairsLeft = findIntersectingPairs(untangled).size();
+        });
+        mesh = std::move(untangled);
+        return report;
     });
 }
 
@@ -35,7 +54,10 @@ ManifoldReport mend(TriangleMesh& mesh, const ManifoldOptions& options, const Co
         ManifoldReport report;
         TriangleMesh mended = mesh;
         renumberVertices(mended, VertexOrder::MESH);
-        runPlanned(planOfMaking(), [&] { makeManifold(mended, options, report); });
+        runPlanned(planOfMaking(options.untangle), [&] {
+            makeManifold(mended, options, report);
+            if (options.untangle) report.untangled = untangleMesh(mended);
+        });
         checkMeshSize(mended.vertices.size(), mended.numTriangles());
         mesh = std::move(mended);
         return report;

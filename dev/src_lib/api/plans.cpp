@@ -8,6 +8,7 @@
 
 #include "frame/Run.h"
 #include "frame/stageCosts.h"
+#include "parallel/concurrency.h"
 #include "refine/RMesh.h"
 
 namespace QUOR_ZEF {
@@ -58,9 +59,11 @@ void planReconstruction(const ReconstructOptions& options, std::size_t numPoints
     leaveOutUnless(options.growSteps > 0, {"CL_fill"});
     leaveOutUnless(options.mend, {"MF_edges", "MF_mend", "MF_loops", "MF_renew", "MF_face", "SD_turn"});
     leaveOutUnless(options.mend && options.refit, {"RF_fit"});
+    leaveOutUnless(options.mend && options.untangle, {"UT_find", "UT_part"});
     leaveOutUnless(options.measureCoverage, {"CK_fit", "CK_noise"});
     ScanSize size = ScanSize::guess(static_cast<double>(numPoints), options.spacing > 0.0 ? 1.3 : options.factor);
     size.bUneven = options.density == Density::UNEVEN;
+    size.numThreads = getNumThreads();
     ProgressPlan plan = costsOfReconstruction(size);
     std::erase_if(plan, [&](const auto& stage) {
         return std::find(vLeftOut.begin(), vLeftOut.end(), stage.first) != vLeftOut.end();
@@ -157,12 +160,19 @@ OperationPlan planOfSmoothing() {
 }
 
 OperationPlan planOfRefitting() {
-    return {"Refitting", {{"CK_mesh", 1.0}, {"RF_fit", 9.0}}};
+    return {"Refitting", {{"CK_mesh", 1.0}, {"RF_fit", 9.0}, {"UT_find", 1.5}, {"UT_part", 0.3}}};
 }
 
-OperationPlan planOfMaking() {
-    return {"MakeManifold",
-            {{"MF_edges", 30.0}, {"MF_mend", 12.0}, {"MF_loops", 15.0}, {"MF_renew", 23.0}, {"MF_face", 20.0}}};
+OperationPlan planOfMaking(bool bUntangle) {
+    OperationPlan plan = {
+        "MakeManifold",
+        {{"MF_edges", 30.0}, {"MF_mend", 12.0}, {"MF_loops", 15.0}, {"MF_renew", 23.0}, {"MF_face", 20.0}}};
+    if (bUntangle) plan.stages.insert(plan.stages.end(), {{"UT_find", 80.0}, {"UT_part", 20.0}});
+    return plan;
+}
+
+OperationPlan planOfUntangling() {
+    return {"Untangle", {{"CK_mesh", 20.0}, {"UT_find", 60.0}, {"UT_part", 20.0}}};
 }
 
 OperationPlan planOfChecking() {

@@ -32,7 +32,8 @@ OperationPlan planOfReduce();
 OperationPlan planOfReduceTo(const ReduceOptions& options);
 OperationPlan planOfSmoothing();
 OperationPlan planOfRefitting();
-OperationPlan planOfMaking();  // a mesh manifold
+OperationPlan planOfMaking(bool bUntangle = false);  // a mesh manifold
+OperationPlan planOfUntangling();
 OperationPlan planOfChecking();
 OperationPlan planOfIntersections();
 OperationPlan planOfComparing();

@@ -28,6 +28,7 @@
 #include "refit/refitMesh.h"
 #include "sides/turnPieces.h"
 #include "smooth/colors.h"
+#include "untangle/untangleMesh.h"
 #include "zef/Mesh.h"
 #include "zef/reconstruction.h"
 #include "zef/zef_api_functions.h"
@@ -144,6 +145,12 @@ void refitToPoints(const PointSource& points, const ReconstructOptions& options,
     result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius});
 }
 
+void untangleResult(Reconstruction& result) {
+    if (!needsDoubles(result.low, result.high, result.spacing))
+        for (Point3& p : result.mesh.vertices) p.set(nearestFloats(p));
+    result.untangled = untangleMesh(result.mesh);
+}
+
 void measureFit(const PointSource& counted, Reconstruction& result) {
     const double covered = measureCoverage(counted, result.mesh, result.spacing);
     result.coverage = covered * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
@@ -177,6 +184,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         removeSmallPieces(options, findings.sparseParts, result);
         result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
         if (isRefitWanted(options)) refitToPoints(findings.counted, options, result);
+        if (options.untangle && options.mend) untangleResult(result);
         if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();
         return result;
@@ -212,7 +220,9 @@ RefitReport refitSource(TriangleMesh& mesh, const PointSource& points, const Ref
         finite.keepFinite(1);
         runPlanned(planOfRefitting(), [&] {
             const MeshReport state = checkTriangles(fitted);
-            if (state.manifold && state.oriented) report = refitMesh(fitted, finite, settled);
+            if (!state.manifold || !state.oriented) return;
+            report = refitMesh(fitted, finite, settled);
+            untangleMesh(fitted);
         });
         mesh = std::move(fitted);
         return report;

@@ -1,12 +1,31 @@
 #pragma once
 
-#include <cstddef>
+#include <array>
+#include <cstdint>
+#include <vector>
 
+#include "check/CrossingTest.h"
+#include "check/ExactPlaces.h"
+#include "check/TriangleGrid.h"
 #include "flat/arrays.h"
 
 namespace QUOR_ZEF {
 
-// The work of countSelfIntersections().
-std::size_t countIntersectingPairs(const TriangleMesh& mesh);
+using TrianglePair = std::array<std::uint32_t, 2>;  // numbers, the lower one first
+
+// The triangles of a mesh that have an area, with corners that are the same where their places
+// are.
+struct ExactTriangles {
+    explicit ExactTriangles(const TriangleMesh& mesh);
+
+    ExactPlaces places;
+    std::vector<CrossingTest::Corners> vCorners;
+    std::vector<std::uint32_t> vNumbers;  // in the mesh, ascending
+};
+
+// What countSelfIntersections() counts, by numbers in the mesh, ascending.
+std::vector<TrianglePair> findIntersectingPairs(const TriangleMesh& mesh);
+// The same; the grid is that of the triangles, of which there are two at least.
+std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid);
 
 }  // namespace QUOR_ZEF

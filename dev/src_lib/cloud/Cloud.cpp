@@ -334,12 +334,13 @@ void Cloud::createBundles(std::unique_ptr<Smooth> pSmooth) {
     Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_creb", 5 + expectedTicks(cleaning + thinning, 1));
     pProgress->tick();
     std::vector<Point3> vSamples = getSamples(*pSmooth, *pCalc, *pProgress);
+    const bool bScattered = pSmooth->bSmoothed;
     pSmooth.reset();
     std::vector<RCDPoint> vCells;
     cleanPoints_RCD(vSamples, vCells, [&](std::size_t numCells) {
         if (!getRun()) return;
         pProgress->tick(cleaning);
-        expectCosts(numPoints + foundDensity.numAddedPoints, numCells);
+        expectCosts(numPoints + foundDensity.numAddedPoints, numCells, bScattered);
     });
     pProgress->tick(expectedTicks(thinning, 1));
     makeBundles(vCells);

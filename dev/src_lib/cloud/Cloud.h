@@ -106,7 +106,7 @@ public:
     // Puts points into them. Lays a coarser grid if they take too many cells, but where the
     // spacing was given leaves the sparsest as they are; either with a warning.
     void serveSparseParts();
-    void expectCosts(std::size_t numInGrid, std::size_t numCells = 0) const;
+    void expectCosts(std::size_t numInGrid, std::size_t numCells = 0, bool bScattered = false) const;
 
     // ---- Cloud.cpp
 

@@ -11,6 +11,7 @@
 #include "frame/stageCosts.h"
 #include "frame/tools.h"
 #include "grid/Calc.h"
+#include "parallel/concurrency.h"
 #include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
@@ -38,13 +39,15 @@ bool Cloud::isUneven() {
     return foundDensity.uneven;
 }
 
-// Of what is to come, by the points in the grid, and by its cells if there are some yet.
-void Cloud::expectCosts(std::size_t numInGrid, std::size_t numCells) const {
+// Of what is to come, by the points in the grid, and by its cells if there are some yet, and whether noise shows.
+void Cloud::expectCosts(std::size_t numInGrid, std::size_t numCells, bool bScattered) const {
     const double factor = absSpacing > 0.0 ? 1.3 : spacingFactor;
     ScanSize size = ScanSize::guess(static_cast<double>(numPoints), factor);
     size.numPoints = static_cast<double>(numInGrid);
     if (numCells > 0) size.numCells = static_cast<double>(numCells);
     size.bUneven = foundDensity.uneven;
+    size.bScattered = bScattered;
+    size.numThreads = getNumThreads();
     reweighStages(costsOfReconstruction(size));
 }
 

@@ -255,25 +255,31 @@ uint64 expectedTicks(uint64 real, uint64 classic) {
 }
 
 OptionalStage::OptionalStage(const std::string& name, uint64 todo)
-    : ticksLeft(std::max<uint64>(todo, 1)), begin(monotonicNanoseconds()), last(begin) {
+    : ticksLeft(std::max<uint64>(todo, 1)), ticksInAll(ticksLeft), begin(monotonicNanoseconds()), last(begin) {
     Progress* const pRoot = getProgress();
     if (pRoot->mNameKids.count(name) == 0) return;
     pProgress = pRoot->getChildProgressSetTodo(name, ticksLeft);
     const double seconds = secondsBetween(pRoot->startTime, begin);
     if (getRun() && seconds > 0.0) costOfSecond = pRoot->getCostDone() / seconds;
+    planned = pProgress->weight;
 }
 
 void OptionalStage::tickByTime(uint64 num) {
-    constexpr double growth = 0.5, steps = 1e6;
+    constexpr double growth = 0.5, trustGain = 4.0, steps = 1e6;
     if (!pProgress) return;
     const int64 now = monotonicNanoseconds();
     const int64 before = std::exchange(last, now);
     ticksLeft -= std::min(num, ticksLeft);
     if (!(costOfSecond > 0.0)) return tick(num);
     if (num == 0) return;
+    const double ofThis = secondsBetween(before, now) / static_cast<double>(num);
+    secondsOfTick = secondsOfTick > 0.0 ? (secondsOfTick + ofThis) / 2.0 : ofThis;
     const double spent = secondsBetween(begin, now), left = static_cast<double>(ticksLeft);
-    const double share = left / (left + static_cast<double>(num));
-    const double all = spent + secondsBetween(before, now) / static_cast<double>(num) * left * (1.0 + growth * share);
+    const double shareLeft = left / static_cast<double>(ticksInAll);
+    const double byTime = secondsOfTick * left * (1.0 + growth * shareLeft),
+                 byPlan = planned / costOfSecond * shareLeft;
+    const double trust = std::min(trustGain * (1.0 - shareLeft), 1.0);
+    const double all = spent + trust * byTime + (1.0 - trust) * byPlan;
     pProgress->setCost(costOfSecond * all, static_cast<uint64>(steps * std::min(spent / all, 1.0)),
                        static_cast<uint64>(steps));
 }

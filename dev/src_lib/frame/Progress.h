@@ -103,8 +103,9 @@ public:
     void tick(uint64 num = 1) {
         if (pProgress) pProgress->tick(num);
     }
-    // tick() where only time tells what a step costs, beside the stages before: each step left is taken to last
-    // a little longer than the last one, the more the more there are. 0: a first step begins.
+    // tick() where time tells best what a step costs: each step left is taken to last a little longer than the
+    // last ones, the more the more there are. The weight of the stage counts beside that for the first quarter.
+    // 0: a first step begins.
     void tickByTime(uint64 num);
     void finish() {
         if (pProgress) pProgress->finish(true);
@@ -112,9 +113,11 @@ public:
 
 private:
     Progress* pProgress = nullptr;  // not owned
-    uint64 ticksLeft;
-    int64 begin, last;          // nanoseconds of the monotonic clock
-    double costOfSecond = 0.0;  // in the unit of the weights; 0: not known
+    uint64 ticksLeft, ticksInAll;
+    int64 begin, last;           // nanoseconds of the monotonic clock
+    double costOfSecond = 0.0;   // in the unit of the weights; 0: not known
+    double planned = 0.0;        // cost of the stage
+    double secondsOfTick = 0.0;  // of the last ones; 0: not known
 };
 
 // A stage for which several threads work. It is ticked on the one that made it; the ticks of others count with

@@ -13,6 +13,7 @@
 #include "gaps/BorderSearch.h"
 #include "gaps/CellBox.h"
 #include "grid/codeSets.h"
+#include "parallel/concurrency.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -154,7 +155,9 @@ void Filler::joinPieces() {
 void Filler::growComponents(CodePoints& vOut) {
     uint64 todo = 0;
     for (const auto& pComponent : vComponents) todo += pComponent->numGrowthTicks();
-    reweighStages({{"CL_fill", costOfFilling(static_cast<double>(pvGlobalBorderRCD->size()), numGrowSteps, bUneven)}});
+    const double numCells = static_cast<double>(pvGlobalRCDPoint->size());
+    const double numBorderCells = static_cast<double>(pvGlobalBorderRCD->size());
+    reweighStages({{"CL_fill", costOfFilling(numCells, numBorderCells, numGrowSteps, bUneven, getNumThreads())}});
     SharedStage stage("CL_fill", todo);
     std::vector<std::size_t> vSizes;
     vSizes.reserve(vComponents.size());

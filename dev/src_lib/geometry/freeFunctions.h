@@ -11,6 +11,17 @@ inline Vector3 cross(const Vector3& a, const Vector3& b) {
     return {a.vy * b.vz - a.vz * b.vy, a.vz * b.vx - a.vx * b.vz, a.vx * b.vy - a.vy * b.vx};
 }
 
+// The float that is nearest. Volatile, since gcc 12 takes two such conversions beside each other for none.
+inline double nearestFloat(double x) {
+    const volatile float rounded = static_cast<float>(x);
+    return static_cast<double>(rounded);
+}
+inline Point3 nearestFloats(const Point3& p) {
+    Point3 rounded = p;
+    rounded.set(nearestFloat(p.px), nearestFloat(p.py), nearestFloat(p.pz));
+    return rounded;
+}
+
 // The angle between two unit vectors. A scalar product beyond 1 by rounding
 // counts as 1; one below -1 gives 180 degrees, but the full 6.283185307 in
 // radians, and callers rely on that.

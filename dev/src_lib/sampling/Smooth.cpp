@@ -9,6 +9,7 @@
 #include "frame/stageCosts.h"
 #include "frame/tools.h"
 #include "grid/ColumnCursors.h"
+#include "parallel/concurrency.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 #include "sampling/PointMean.h"
@@ -195,9 +196,10 @@ void Smooth::run(bool bSmooth) {
     stage(&Smooth::createNodes, making);
     stage(&Smooth::densifyNeigs, linking);
     stage(&Smooth::relinkNodes, linking);
-    if (bSmooth || (std::isfinite(mostScatter) && measureScatter() > mostScatter)) {
+    bSmoothed = bSmooth || (std::isfinite(mostScatter) && measureScatter() > mostScatter);
+    if (bSmoothed) {
         pProgress->setTodo(expectedTicks(all + more, 9));
-        reweighStages({{"SM_run", costOfSmoothedPlanes(numPoints)}});
+        reweighStages({{"SM_run", costOfSmoothedPlanes(numPoints, getNumThreads())}});
         stage(&Smooth::smoothOnce, smoothing);
         stage(&Smooth::densifyNeigs, linking);
         stage(&Smooth::relinkNodes, linking);

@@ -40,6 +40,7 @@ public:
     // Up to this scatter of the nodes, in cells, bSmooth decides alone; beyond it smoothing takes place in
     // any case.
     double mostScatter = std::numeric_limits<double>::infinity();
+    bool bSmoothed = false;  // whether run() did
 
     // The whole stage, to be called once. bSmooth: with one smoothing pass.
     // Leaves one point per cell in *pPoints: the merged ones in code order, then

@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <set>
+#include <vector>
+
+#include "frame/Rand15.h"
+#include "geometry/freeFunctions.h"
+#include "support/shapes.h"
+#include "zef/meshCheck.h"
+#include "zef/reconstruction.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+TriangleMesh meshOf(const Shape& shape, const Vector3& shift = {}) {
+    TriangleMesh mesh{shape.vertices, shape.triples};
+    for (Point3& p : mesh.vertices) p = p + shift;
+    return mesh;
+}
+
+TriangleMesh joined(TriangleMesh a, const TriangleMesh& b) {
+    const auto offset = static_cast<std::uint32_t>(a.vertices.size());
+    a.vertices.insert(a.vertices.end(), b.vertices.begin(), b.vertices.end());
+    for (const std::uint32_t i : b.indices) a.indices.push_back(offset + i);
+    return a;
+}
+
+double random(Rand15& rand) {
+    return 2.0 * rand.next() / 32767.0 - 1.0;
+}
+
+Vector3 randomVector(Rand15& rand) {
+    const double z = random(rand), y = random(rand), x = random(rand);
+    return {x, y, z};
+}
+
+// One vertex of so many goes up to a distance along each axis.
+void displace(TriangleMesh& mesh, std::size_t oneOf, double distance) {
+    Rand15 rand;
+    for (std::size_t i = 0; i < mesh.vertices.size(); i += oneOf)
+        mesh.vertices[i] = mesh.vertices[i] + randomVector(rand) * distance;
+}
+
+double farthestMove(const TriangleMesh& a, const TriangleMesh& b) {
+    double farthest = 0.0;
+    for (const Point3& p : a.vertices) {
+        double nearest = 1e300;
+        for (const Point3& q : b.vertices) nearest = std::min(nearest, (p - q).length());
+        farthest = std::max(farthest, nearest);
+    }
+    return farthest;
+}
+
+void expectSound(const TriangleMesh& mesh) {
+    const MeshReport report = check(mesh);
+    EXPECT_TRUE(report.manifold);
+    EXPECT_TRUE(report.oriented);
+    EXPECT_EQ(report.numDegenerateTriangles, 0u);
+    EXPECT_EQ(countSelfIntersections(mesh), 0u);
+}
+
+}  // namespace
+
+TEST(Untangle, partsWhatDisplacedVerticesFold) {
+    const TriangleMesh torusMesh = meshOf(torus(60, 30, 3.0, 1.0));
+    for (const double distance : {0.6, 1.0}) {  // edges are 0.2 to 0.4
+        TriangleMesh mesh = torusMesh;
+        displace(mesh, 9, distance);
+        const std::size_t numBefore = countSelfIntersections(mesh);
+        ASSERT_GT(numBefore, 20u);
+        const UntangleReport report = untangle(mesh);
+        EXPECT_EQ(report.numPairs, numBefore);
+        EXPECT_EQ(report.numPairsLeft, 0u);
+        expectSound(mesh);
+        EXPECT_TRUE(check(mesh).closed);
+        EXPECT_EQ(check(mesh).components.at(0).genus, 1);
+        EXPECT_GT(mesh.numTriangles(), torusMesh.numTriangles() * 3 / 4);
+        EXPECT_LT(farthestMove(torusMesh, mesh), 0.6);
+    }
+}
+
+TEST(Untangle, pushesSheetsApart) {
+    TriangleMesh upper = meshOf(gridSheet(20, 20), {0.3, 0.4, 0.15});
+    for (const std::size_t i : {147u, 148u, 168u}) upper.vertices[i].pz = -0.1;
+    TriangleMesh mesh = joined(meshOf(gridSheet(20, 20)), upper);
+    ASSERT_GT(countSelfIntersections(mesh), 10u);
+    const std::size_t numBorderEdges = check(mesh).numBorderEdges;
+    EXPECT_EQ(untangle(mesh).numPairsLeft, 0u);
+    expectSound(mesh);
+    EXPECT_EQ(check(mesh).numBorderEdges, numBorderEdges);
+    EXPECT_EQ(check(mesh).numComponents, 2u);
+}
+
+TEST(Untangle, partsBodiesThatTouchInOnePlaceButNoSeams) {
+    // The lowest vertex of one sphere is the highest of the other.
+    TriangleMesh mesh = joined(meshOf(icosphere(2)), meshOf(icosphere(2)));
+    const auto low = [](const Point3& a, const Point3& b) { return a.pz < b.pz; };
+    const std::size_t half = mesh.vertices.size() / 2;
+    const auto middle = mesh.vertices.begin() + static_cast<std::ptrdiff_t>(half);
+    const Vector3 shift =
+        *std::min_element(mesh.vertices.begin(), middle, low) - *std::max_element(middle, mesh.vertices.end(), low);
+    for (std::size_t i = half; i < 2 * half; ++i) mesh.vertices[i] = mesh.vertices[i] + shift;
+    const auto numPlaces = [](const TriangleMesh& m) {
+        std::set<std::array<double, 3>> sPlaces;
+        for (const Point3& p : m.vertices) sPlaces.insert({p.px, p.py, p.pz});
+        return sPlaces.size();
+    };
+    ASSERT_LT(numPlaces(mesh), 2 * half);
+    untangle(mesh);
+    EXPECT_EQ(numPlaces(mesh), 2 * half);
+    expectSound(mesh);
+
+    TriangleMesh seam = joined(meshOf(gridSheet(5, 5)), meshOf(gridSheet(5, 5), {4.0, 0.0, 0.0}));
+    const std::vector<Point3> vBefore = seam.vertices;
+    untangle(seam);
+    EXPECT_TRUE(std::equal(vBefore.begin(), vBefore.end(), seam.vertices.begin()));
+}
+
+TEST(Untangle, cutsOutWhatGoesThrough) {
+    TriangleMesh upright = meshOf(gridSheet(20, 20));
+    for (Point3& p : upright.vertices) p = Point3(p.px + 0.3, 9.6, p.py - 8.7);
+    TriangleMesh mesh = joined(meshOf(gridSheet(20, 20)), upright);
+    const std::size_t numTriangles = mesh.numTriangles();
+    ASSERT_GT(countSelfIntersections(mesh), 40u);
+    EXPECT_EQ(untangle(mesh).numPairsLeft, 0u);
+    expectSound(mesh);
+    EXPECT_GT(mesh.numTriangles(), numTriangles * 17 / 20);
+}
+
+TEST(Untangle, leavesAloneWhatDoesNotIntersect) {
+    const TriangleMesh sound = meshOf(icosphere(3), {0.1, 0.2, 0.3});
+    TriangleMesh mesh = sound;
+    EXPECT_EQ(untangle(mesh).numPairs, 0u);
+    EXPECT_EQ(mesh.indices, sound.indices);
+    EXPECT_TRUE(std::equal(mesh.vertices.begin(), mesh.vertices.end(), sound.vertices.begin()));
+
+    // Three triangles at an edge, and one through all of them.
+    TriangleMesh fins = {
+        {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {0, -1, 0.1}, {0.2, -1, 0.2}, {0.2, 2, 0.3}, {0.2, 0, 2}},
+        {0, 1, 2, 0, 1, 3, 0, 1, 4, 5, 6, 7}};
+    const TriangleMesh before = fins;
+    EXPECT_GT(untangle(fins).numPairsLeft, 0u);
+    EXPECT_EQ(fins.indices, before.indices);
+}
+
+TEST(Untangle, keepsFloatsAndTheBytesOfOtherPlaces) {
+    const auto toFloats = [](TriangleMesh& mesh) {
+        for (Point3& p : mesh.vertices) p.set(nearestFloats(p));
+    };
+    TriangleMesh mesh = meshOf(icosphere(4));
+    toFloats(mesh);
+    const TriangleMesh before = mesh;
+    displace(mesh, 20, 0.3);
+    toFloats(mesh);
+    ASSERT_GT(untangle(mesh).numPairs, 0u);
+    expectSound(mesh);
+    std::size_t numSame = 0;
+    for (const Point3& p : mesh.vertices) {
+        for (const double x : {p.px, p.py, p.pz}) EXPECT_EQ(nearestFloat(x), x);
+        if (std::find(before.vertices.begin(), before.vertices.end(), p) != before.vertices.end()) ++numSame;
+    }
+    EXPECT_GT(numSame, before.vertices.size() * 3 / 4);
+}
+
+TEST(Untangle, noReconstructionIntersectsItself) {
+    Rand15 rand;
+    for (std::size_t num = 40; num < 4000; num = num * 3 / 2) {
+        std::vector<Point3> vPoints;
+        while (vPoints.size() < num) {
+            const Vector3 p = randomVector(rand);
+            // A ball, and the skin of one, both squeezed.
+            const double length = p.length(), wanted = vPoints.size() % 2 ? 1.0 : length;
+            if (length > 0.1 && length < 1.0)
+                vPoints.push_back(Point3() + Vector3(p.vx, p.vy, 0.2 * p.vz) * (wanted / length));
+        }
+        TriangleMesh mesh;
+        try {
+            mesh = reconstruct(vPoints).mesh;
+        } catch (const NoSurfaceError&) {
+            continue;
+        }
+        SCOPED_TRACE(num);
+        EXPECT_EQ(countSelfIntersections(mesh), 0u);
+        EXPECT_TRUE(check(mesh).manifold);
+        EXPECT_TRUE(check(mesh).oriented);
+    }
+}
