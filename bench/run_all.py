@@ -178,7 +178,7 @@ def remark(found):
 
 def write_page(found, earlier, scale, args, path):
     out = ["# Performance", "",
-           f"What `zef reconstruct --refit off` costs from file to file: medians of {args.runs} run{"s" * (args.runs > 1)} by turns, on "
+           f"What `zef reconstruct --refit off` costs from file to file: medians of {args.runs} run{'s' * (args.runs > 1)} by turns, on "
            f"{os.cpu_count()} cores. `bench/run_all.py` writes this page on your machine; compare figures of one page "
            "only. “cores busy” is processor time by wall time. “to the last” is the time by that of the page before, "
            "both by units of a fixed loop.", ""] + remark(found)
