@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <span>
 
 #include "geometry/freeFunctions.h"
@@ -55,24 +54,23 @@ std::size_t Knot::loosen(Indices vTriangles) {
     return numPairs;
 }
 
-// Sets vTangled.
+// Sets vPairs and vTangled.
 std::size_t Knot::findPairs(Indices vTriangles) {
     sortUnique(vTriangles);
     std::erase_if(vTriangles, [&](std::uint32_t t) { return !surface.isAlive(t) || !surface.hasArea(t); });
-    Indices vFound;
+    vPairs.clear();
+    vTangled.clear();
     if (!vTriangles.empty()) {
         lookNear(vTriangles);
         forEachPairOf(vTriangles, [&](std::uint32_t t, std::uint32_t u) {
-            vFound.push_back(t);
-            vFound.push_back(u);
+            vPairs.push_back({t, u});
             return true;
         });
     }
-    const std::size_t num = vFound.size() / 2;
-    sortUnique(vFound);
-    vTangled = std::move(vFound);
+    for (const TrianglePair& pair : vPairs) vTangled.insert(vTangled.end(), pair.begin(), pair.end());
+    sortUnique(vTangled);
     numRingsSeen = -1;
-    return num;
+    return vPairs.size();
 }
 
 void Knot::lookNear(const Indices& vTriangles) {
@@ -125,18 +123,20 @@ void Knot::forEachPairOf(const Indices& vTriangles, const Fn& fn) const {
     }
 }
 
-// Those without an area count as well. Ends early beyond `most`.
-std::size_t Knot::countPairs(const Indices& vTriangles, std::size_t most) const {
-    std::size_t num = 0;
-    Indices vWithArea;
-    for (const std::uint32_t t : vTriangles) {
-        if (surface.hasArea(t))
-            vWithArea.push_back(t);
-        else
-            ++num;
-    }
-    forEachPairOf(vWithArea, [&](std::uint32_t, std::uint32_t) { return ++num <= most; });
-    return num;
+std::size_t Knot::countKnownPairs(const Indices& vTriangles) const {
+    const auto isOf = [&](const TrianglePair& pair) {
+        return contains(vTriangles, pair[0]) || contains(vTriangles, pair[1]);
+    };
+    return static_cast<std::size_t>(std::ranges::count_if(vPairs, isOf));
+}
+
+// Those without an area count as well, and so do pairs of other knots.
+bool Knot::hasFewerPairs(const Indices& vTriangles, std::size_t than) const {
+    Indices vWithArea = vTriangles;
+    std::erase_if(vWithArea, [&](std::uint32_t t) { return !surface.hasArea(t); });
+    std::size_t num = vTriangles.size() - vWithArea.size();
+    if (num < than) forEachPairOf(vWithArea, [&](std::uint32_t, std::uint32_t) { return ++num < than; });
+    return num < than;
 }
 
 // What costs and changes least comes first.
@@ -158,13 +158,13 @@ bool Knot::attempt(SurfaceChange& change) {
         std::erase_if(vFaces, [&](std::uint32_t t) { return !surface.isAlive(t); });
     };
     addFans();
-    const std::size_t numBefore = countPairs(vFaces, std::numeric_limits<std::size_t>::max());
+    const std::size_t numBefore = countKnownPairs(vFaces);
     if (numBefore == 0) return false;
     const Indices vOuter = outerSidesOf(change.vGone);
     const std::uint32_t first = surface.apply(change);
     for (std::uint32_t i = 0; i < change.vAdded.size(); ++i) vFaces.push_back(first + i);
     addFans();
-    if (isSound(change, vOuter) && countPairs(vFaces, numBefore) < numBefore) {
+    if (isSound(change, vOuter) && hasFewerPairs(vFaces, numBefore)) {
         vTangled = std::move(vFaces);
         return true;
     }

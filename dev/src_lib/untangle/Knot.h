@@ -35,6 +35,7 @@ private:
     TangledSurface& surface;
     const std::vector<Coords>& vFirst;
     const KnotLimits limits;
+    std::vector<TrianglePair> vPairs;
     std::vector<std::uint32_t> vTangled;  // triangles of pairs, ascending
     struct Boxed {
         CoordBox box;
@@ -50,7 +51,8 @@ private:
     std::vector<std::uint32_t> ringsAround(int numRings) const;
     template <class Fn>
     void forEachPairOf(const std::vector<std::uint32_t>& vTriangles, const Fn& fn) const;
-    std::size_t countPairs(const std::vector<std::uint32_t>& vTriangles, std::size_t most) const;
+    std::size_t countKnownPairs(const std::vector<std::uint32_t>& vTriangles) const;
+    bool hasFewerPairs(const std::vector<std::uint32_t>& vTriangles, std::size_t than) const;
     bool tryAll();
     bool attempt(SurfaceChange& change);
     std::vector<std::uint32_t> outerSidesOf(const std::vector<std::uint32_t>& vTriangles) const;

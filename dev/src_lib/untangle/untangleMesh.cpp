@@ -90,13 +90,13 @@ struct Scale {
 
 // Returns how many pairs are left.
 std::size_t partAll(TangledSurface& surface, std::vector<Indices> vKnots, const Scale& scale, OptionalStage& stage) {
-    constexpr int mostRounds = 4, numCareful = 2;
+    constexpr int mostRounds = 3;
     constexpr double farthest = 0.5, farther = 1.0, anyhow = 2.0;  // mean edges
     const std::vector<Coords> vFirst = surface.places();
     std::size_t numLeft = 0;
     for (int round = 0; round < mostRounds && !vKnots.empty(); ++round) {
         const bool bDrastically = round + 1 == mostRounds;
-        const double move = round < numCareful ? farthest : bDrastically ? anyhow : farther;
+        const double move = round == 0 ? farthest : bDrastically ? anyhow : farther;
         numLeft = 0;
         std::vector<Indices> vLeft;
         for (const Indices& vKnot : vKnots) {
