@@ -39,17 +39,19 @@ std::string textInside(const std::string& condition) {
     return begin == end ? "" : condition.substr(begin + 1, end - begin - 1);
 }
 
+BugReport reportOf(const std::string& text, const std::string& cure) {
+    BugReport report;
+    report.text = text;
+    report.cure = cure;
+    return report;
+}
+
 }  // namespace
 
 void assexFailed(const char* file, int line, const char* function, const char* condition) {
     const std::string place = std::string(fileName(file)) + ":" + std::to_string(line);
     const std::string failed = std::string("Condition [ ") + condition + " failed ]";
-    if (getRun()) {
-        BugReport report;
-        report.text = place + ": " + failed;
-        report.cure = textInside(condition);
-        throw report;
-    }
+    if (getRun()) throw reportOf(place + ": " + failed, textInside(condition));
     std::cout << "      " + place + "\n      " + function << std::flush;
     showError("ASSEX", failed);
     throwBug();
@@ -104,11 +106,7 @@ void deliberateExit(const std::string& place) {
 }
 
 void throwBug() {
-    if (Run* const pRun = getRun()) {
-        BugReport report;
-        report.text = pRun->getError();
-        throw report;
-    }
+    if (Run* const pRun = getRun()) throw reportOf(pRun->getError(), "");
     throw ZefBugException();
 }
 

@@ -102,8 +102,9 @@ private:
         }
     }
     void spread() {
-        for (std::size_t next = 0; next < vQueue.size(); ++next) {
-            const Entry entry = vQueue[next];
+        std::size_t next = 0;
+        while (next < vQueue.size()) {
+            const Entry entry = vQueue[next++];
             const uint64 rcd = vCells[entry.first];
             zero.forEachInMask(rcd, zero.mask27(rcd), [&](std::uint32_t neighbour, int) {
                 enter(neighbour, {entry.second.seed, entry.second.piece, entry.first, entry.second.numSteps + 1});
