@@ -60,7 +60,7 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
 }
 
 double costOfFilling(double numCells, double numBorderCells, int numGrowSteps, bool bUneven, double numThreads) {
-    const double perCell = 0.85, perBorderCellAndStep = bUneven ? 7.5 : 4.5;
+    const double perCell = 0.85, perBorderCellAndStep = bUneven ? 3.8 : 4.5;
     const double all = perCell * numCells + perBorderCellAndStep * numBorderCells * numGrowSteps;
     return costAmong(numThreads, sharedFilling(numCells, bUneven), all);
 }
