@@ -120,6 +120,7 @@ void addCheck(Commands& commands) {
                     "Status 0 if all of these hold, and only then: manifold, oriented, closed, embedded (no triangles "
                     "intersect)")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->check(CLI::IsMember(promises))
         ->type_name("LIST");
     addTalkOptions(command, pOptions->talk);

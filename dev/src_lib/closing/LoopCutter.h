@@ -15,8 +15,6 @@ namespace QUOR_ZEF {
 // shortest new edge first, as long as the triangle neither folds back nor covers another vertex.
 class LoopCutter {
 public:
-    using Triangle = std::vector<std::uint32_t>;
-
     // One place for each vertex, in order; and beside each of its edges, the third corner of the triangle there.
     LoopCutter(std::span<const Point3> vPlaces_, std::span<const Point3> vBeside_);
 

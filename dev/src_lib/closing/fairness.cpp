@@ -35,6 +35,8 @@ double straightnessOf(const Patch& patch, const LoopSurroundings& around) {
 class ThinPlate {
 public:
     ThinPlate(const Patch& patch_, const LoopSurroundings& around) : patch(patch_), vNeighbours(patch.neighbours()) {
+        vOuterSum.reserve(patch.numLoop);
+        vOuterNum.reserve(patch.numLoop);
         for (std::uint32_t i = 0; i < patch.numLoop; ++i) {
             Vector3 sum;
             for (const Point3& p : around.vOuter[i]) sum += p - Point3();
