@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -75,6 +76,10 @@ ZEF_API MeshReport check(const TriangleMesh& mesh, const Context& context = {});
 // few large ones among many small ones take longer. Up to 400 bytes a triangle
 // meanwhile, mostly half of it.
 ZEF_API std::size_t countSelfIntersections(const TriangleMesh& mesh, const Context& context = {});
+
+// The pairs themselves: numbers of triangles, the lower one first, ascending.
+ZEF_API std::vector<std::array<std::uint32_t, 2>> findSelfIntersections(const TriangleMesh& mesh,
+                                                                        const Context& context = {});
 
 // What untangle() found and left.
 struct UntangleReport {

@@ -34,6 +34,7 @@ py::object told(const zef::RefitReport& fitted) {
 py::object told(const zef::UntangleReport& parted) {
     return reportOf(parted);
 }
+py::object told(const zef::ClosingReport& closing);
 py::object told(const zef::MeshComponent& part);
 py::object told(const zef::MeshBorderLoop& loop);
 py::object told(const zef::Deviation& deviation);
@@ -63,6 +64,15 @@ public:
     }
     py::dict dict;
 };
+
+py::object told(const zef::ClosingReport& closing) {
+    return Figures()
+        .add("numClosedLoops", closing.numClosedLoops)
+        .add("numSheets", closing.numSheets)
+        .add("numInner", closing.numInner)
+        .add("holds", closing.holds)
+        .dict;
+}
 
 py::object told(const zef::DensityReport& density) {
     return Figures()
@@ -137,6 +147,7 @@ py::dict reportOf(const zef::Reconstruction& made) {
         .add("numRemovedTriangles", made.numRemovedTriangles)
         .add("refit", made.refit)
         .add("untangled", made.untangled)
+        .add("closing", made.closing)
         .add("sideRule", std::string(zef::wordOf(made.sideRule)))
         .add("numTurnedPieces", made.numTurnedPieces)
         .add("coverage", made.coverage)

@@ -40,6 +40,7 @@ from ._functions import (
 )
 from ._mesh import Mesh
 from ._reports import (
+    ClosingReport,
     Comparison,
     DensityReport,
     Deviation,

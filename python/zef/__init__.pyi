@@ -51,6 +51,12 @@ class UntangleReport:
     num_pairs: int
     num_pairs_left: int
 
+class ClosingReport:
+    num_closed_loops: int
+    num_sheets: int
+    num_inner: int
+    holds: bool
+
 class RefitReport:
     noise: float
     radius: float
@@ -74,6 +80,7 @@ class ReconstructionReport:
     num_removed_triangles: int
     refit: RefitReport
     untangled: UntangleReport
+    closing: ClosingReport
     side_rule: str
     num_turned_pieces: int
     coverage: float
@@ -317,6 +324,8 @@ def reconstruct(
     refit: bool = True,
     refit_radius: float = 0.0,
     untangle: bool = True,
+    closed: bool = False,
+    keep_inner: bool = False,
     min_piece: int = 30,
     viewpoint: Optional[_Three] = None,
     measure_coverage: bool = False,

@@ -23,6 +23,10 @@ class RefitReport(Report):
     """What refit() found and did."""
 
 
+class ClosingReport(Report):
+    """What reconstruct() closed, and left out, when asked for closed pieces."""
+
+
 class UntangleReport(Report):
     """How many pairs of triangles intersected, and how many still do."""
 
@@ -63,6 +67,7 @@ _INNER = {
     "density": DensityReport,
     "mended": ManifoldReport,
     "refit": RefitReport,
+    "closing": ClosingReport,
     "untangled": UntangleReport,
     "components": MeshComponent,
     "border_loops": MeshBorderLoop,

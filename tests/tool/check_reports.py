@@ -21,6 +21,10 @@ with open(folder / "scan.csv", "w") as scan:
     for i in range(side * side):
         x, y = 0.1 * (i % side), 0.1 * (i // side)
         scan.write(f"{x},{y},{0.2 * math.sin(1.5 * x)},{i % 256},0,255\n")
+with open(folder / "ball.xyz", "w") as ball:
+    for i in range(2000):
+        z, turn = (i + 0.5) / 1000 - 1, 2.4 * i
+        ball.write(f"{math.sqrt(1 - z * z) * math.sin(turn)} {math.sqrt(1 - z * z) * math.cos(turn)} {z}\n")
 (folder / "one.xyz").write_text("1 2 3\n")
 
 # The options that bring keys of their own; no command may be missing.
@@ -32,7 +36,7 @@ runs = [
     "melt mesh.ply -o melt.ply --spacing 0.2", "resample mesh.ply -o points.ply --spacing 0.2",
     "refit mesh.ply scan.csv -o refit.ply", "mend mesh.ply -o mended.ply", "flip mesh.ply -o flip.ply", "anneal mesh.ply -o anneal.ply",
     "reduce mesh.ply -o less.ply", "reduce mesh.ply -o less.ply --target 10%", "smooth mesh.ply -o smooth.ply",
-    "colour mesh.ply -o colour.ply --fill", "holes mesh.ply", "check --deep mesh.ply",
+    "colour mesh.ply -o colour.ply --fill", "holes mesh.ply", "check --deep --promise embedded mesh.ply", "reconstruct ball.xyz -o ball.ply --closed",
     "compare mesh.ply scan.csv -o compared.ply", "compare mesh.ply other.ply", "view mesh.ply --png view.png",
 ]
 named = set(re.findall(r"^  (\w+) ", subprocess.check_output([tool, "--help"], text=True), re.M))

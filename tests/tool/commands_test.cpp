@@ -297,6 +297,7 @@ TEST(ToolRecipe, settingsAreTakenAndWhatIsGivenCountsForMore) {
         const std::string name = recipe["name"];
         const ToolRun run = runTool("reconstruct " + in + " --recipe " + name + " --factor 2");
         EXPECT_EQ(run.status, name == "print" ? 1 : 0) << name << run.err << "a sheet is no body";
+        if (name == "print") continue;
         EXPECT_NE(run.out.find(name + ": --grow "), std::string::npos) << "without the factor: " << run.out;
     }
     EXPECT_TRUE(std::filesystem::exists(folder.name("sheet.mesh.glb")));

@@ -233,3 +233,34 @@ TEST(ToolCompare, tellsBothWaysAndColoursTheFirst) {
     EXPECT_EQ(run.report()["there"]["histogram"].back(), run.report()["there"]["samples"]);
     for (const zef::Point3& p : zef::readMesh(out).vertices) EXPECT_GT(p.r, p.b) << "beyond the limit is red";
 }
+
+TEST(ToolCheck, promisesHoldOrNameWhatFails) {
+    const TempFolder folder;
+    zef_test::Shape sheets = zef_test::gridSheet(3, 3);
+    const std::string open = folder.put("open.obj", objText(sheets));
+    EXPECT_EQ(runTool("check --promise manifold,embedded " + quoted(open)).status, 0);
+    const ToolRun closed = runTool("check --promise manifold,closed " + quoted(open));
+    EXPECT_EQ(closed.status, 1);
+    EXPECT_NE(closed.err.find("not closed: 1 border loops"), std::string::npos) << closed.err;
+    sheets.vertices.insert(sheets.vertices.end(), {{0.7, 0.6, -1.0}, {0.7, 0.6, 1.0}, {0.9, 0.8, 1.0}});
+    sheets.triples.insert(sheets.triples.end(), {9, 10, 11});
+    const ToolRun crossed =
+        runTool("check --json --promise embedded " + quoted(folder.put("two.obj", objText(sheets))));
+    EXPECT_EQ(crossed.status, 1);
+    const nlohmann::json report = crossed.report();
+    EXPECT_EQ(report["promise_holds"], false);
+    EXPECT_EQ(report["self_intersection_places"].size(), report["self_intersections"]);
+    EXPECT_NEAR(report["self_intersection_places"][0][0], 0.7, 0.3);
+}
+
+TEST(ToolReconstruct, closedOrRefused) {
+    const TempFolder folder;
+    const std::string ball = folder.put("ball.obj", objText(zef_test::icosphere(4)));
+    const std::string sheet = folder.put("sheet.obj", objText(zef_test::gridSheet(30, 30)));
+    const std::string out = folder.name("out.ply");
+    EXPECT_EQ(runTool("reconstruct --closed " + quoted(ball) + " -o " + quoted(out)).status, 0);
+    EXPECT_EQ(runTool("check --promise manifold,oriented,closed,embedded " + quoted(out)).status, 0);
+    const ToolRun refused = runTool("reconstruct --closed " + quoted(sheet) + " -o " + quoted(folder.name("no.ply")));
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("nothing encloses a volume"), std::string::npos) << refused.err;
+}

@@ -1,16 +1,24 @@
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
 
 #include "commands/commands.h"
 #include "failures.h"
 #include "files/meshes.h"
+#include "numbers.h"
 #include "reports/topology.h"
 #include "zef/meshCheck.h"
+
+using Json = nlohmann::ordered_json;
 
 namespace {
 
 struct CheckOptions {
     std::string path;
     bool bDeep = false;
+    std::vector<std::string> vPromises;  // empty: closed, manifold and oriented
     TalkOptions talk;
 };
 
@@ -31,6 +39,41 @@ void reportComponents(Report& report, const zef::MeshReport& topology) {
     }
 }
 
+const std::vector<std::string> promises = {"manifold", "oriented", "closed", "embedded"};
+
+// Some of them, so that one can go there and look.
+void reportPlaces(Report& report, const zef::TriangleMesh& mesh,
+                  const std::vector<std::array<std::uint32_t, 2>>& vPairs) {
+    constexpr std::size_t mostShown = 10;
+    Json list = Json::array();
+    for (std::size_t i = 0; i < std::min(vPairs.size(), mostShown); ++i) {
+        zef::Vector3 middle;
+        for (const std::uint32_t t : vPairs[i])
+            for (std::size_t k = 0; k < 3; ++k)
+                middle += (mesh.vertices[mesh.indices[3 * std::size_t{t} + k]] - zef::Point3()) * (1.0 / 6.0);
+        list.push_back({middle.vx, middle.vy, middle.vz});
+        report.addText("", "  near", numberText(middle.vx) + " " + numberText(middle.vy) + " " + numberText(middle.vz));
+    }
+    report.add("self_intersection_places", "", list, "");
+}
+
+// What of the promises does not hold, as a sentence; empty if all does.
+std::string brokenPromises(const CheckOptions& options, const zef::MeshReport& topology, std::size_t numPairs) {
+    std::string text;
+    const auto look = [&](const char* promise, bool bHolds, const std::string& fault) {
+        if (bHolds || std::ranges::count(options.vPromises, promise) == 0) return;
+        text += (text.empty() ? "" : "; ") + std::string("not ") + promise + ": " + fault;
+    };
+    look("manifold", topology.manifold,
+         countText(topology.numNonManifoldEdges) + " edges and " + countText(topology.numNonManifoldVertices) +
+             " vertices");
+    look("oriented", topology.oriented, countText(topology.numOrientationConflicts) + " edges");
+    look("closed", topology.closed,
+         topology.numTriangles == 0 ? "no triangles" : countText(topology.numBorderLoops) + " border loops");
+    look("embedded", numPairs == 0, countText(numPairs) + " pairs of triangles intersect");
+    return text;
+}
+
 int runCheck(const CheckOptions& options, CommandRun& commandRun) {
     const zef::TriangleMesh mesh = readMeshFile(commandRun, options.path);
     commandRun.step("checking");
@@ -47,10 +90,19 @@ int runCheck(const CheckOptions& options, CommandRun& commandRun) {
     reportBody(report, topology);
     report.add("component_list", "", componentList(topology), "");
     reportComponents(report, topology);
-    if (options.bDeep) {
+    std::size_t numPairs = 0;
+    if (options.bDeep || std::ranges::count(options.vPromises, "embedded") > 0) {
         commandRun.step("looking for self-intersections");
-        report.addCount("self_intersections", "self-intersections",
-                        zef::countSelfIntersections(mesh, commandRun.getContext()));
+        const auto vPairs = zef::findSelfIntersections(mesh, commandRun.getContext());
+        numPairs = vPairs.size();
+        report.addCount("self_intersections", "self-intersections", numPairs);
+        reportPlaces(report, mesh, vPairs);
+    }
+    if (!options.vPromises.empty()) {
+        const std::string broken = brokenPromises(options, topology, numPairs);
+        report.addFlag("promise_holds", "promise holds", broken.empty());
+        if (!broken.empty()) commandRun.warn(options.path + ": " + broken);
+        return broken.empty() ? EXIT_DONE : EXIT_COULD_NOT;
     }
     return isBody(topology) ? EXIT_DONE : EXIT_COULD_NOT;
 }
@@ -62,9 +114,18 @@ void addCheck(Commands& commands) {
     CLI::App& command = *commands.app.add_subcommand(
         "check", "Report the topology of a mesh; status 0 only if it is closed, manifold and oriented");
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
-    command.add_flag("--deep", pOptions->bDeep, "Count the pairs of triangles that intersect, too");
+    command.add_flag("--deep", pOptions->bDeep, "Count the pairs of triangles that intersect, too, and tell where");
+    command
+        .add_option("--promise", pOptions->vPromises,
+                    "Status 0 if all of these hold, and only then: manifold, oriented, closed, embedded (no triangles "
+                    "intersect)")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(CLI::IsMember(promises))
+        ->type_name("LIST");
     addTalkOptions(command, pOptions->talk);
     addExamples(command, {{"zef check mesh.ply", "Status 0 if the mesh encloses a volume."},
+                          {"zef check --promise manifold,closed,embedded mesh.ply", "Status 0 only if all three hold."},
                           {"zef check --deep --json mesh.ply", "Also self-intersections, for programs."}});
     onRun(commands, command, pOptions, runCheck);
 }

@@ -83,6 +83,12 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
     report.addCount("removed_triangles", "", made.numRemovedTriangles);
 }
 
+void reportClosing(Report& report, const zef::ClosingReport& closing) {
+    report.addCount("closed_loops", "border loops closed", closing.numClosedLoops);
+    report.addCount("left_out_sheets", closing.numSheets > 0 ? "left out, open sheets" : "", closing.numSheets);
+    report.addCount("left_out_inner", closing.numInner > 0 ? "left out, inside others" : "", closing.numInner);
+}
+
 void reportSides(Report& report, const zef::Reconstruction& made) {
     if (made.sideRule == zef::SideRule::NONE) return;
     report.addText("sides", "sides by", zef::wordOf(made.sideRule));
@@ -198,6 +204,8 @@ void reportRecipe(Report& report, const Options& options) {
 int runReconstruct(const Options& options, CommandRun& commandRun) {
     if (options.bKeepNonManifold && !options.viewpoint.empty())
         throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
+    if (options.library.closed && (options.bKeepNonManifold || !options.library.untangle))
+        throw UsageFailure("--closed goes with neither --keep-non-manifold nor --no-untangle");
     const OutputOptions output = outputOf(options);
     checkMeshOutput(output, options.vInputs);
     if (options.bView && isPipe(output.path)) throw UsageFailure("--view has no name for its page: give one with -o");
@@ -234,11 +242,16 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
     }
     if (library.mend && library.untangle) reportUntangled(commandRun.report, made.untangled);
     const zef::MeshReport topology = reportMeshOf(commandRun, made.mesh);
-    if (options.bCheck) reportBody(commandRun.report, topology);
+    if (options.bCheck || library.closed) reportBody(commandRun.report, topology);
+    if (library.closed) reportClosing(commandRun.report, made.closing);
     reportSides(commandRun.report, made);
     giveHints(commandRun, library, made, topology.numBorderLoops);
-    const bool bFaulty = options.bCheck && !isBody(topology);
-    if (bFaulty) commandRun.warn("the mesh is not closed, manifold and oriented; zef holes tells where it is open");
+    const bool bOpen = (options.bCheck || library.closed) && !isBody(topology);
+    const bool bTangled = library.closed && made.untangled.numPairsLeft > 0;
+    if (bOpen) commandRun.warn("the mesh is not closed, manifold and oriented; zef holes tells where it is open");
+    if (bTangled)
+        commandRun.warn(countText(made.untangled.numPairsLeft) +
+                        " pairs of triangles still intersect; zef check --deep tells where");
     // First of all the mesh, so that no page that fails takes it along.
     writeMeshFile(commandRun, output, made.spacing, made.mesh);
     commandRun.lap("seconds_write", "write");
@@ -247,7 +260,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
         commandRun.lap("seconds_page", "page");
     }
     commandRun.reportLaps();
-    return bFaulty ? EXIT_COULD_NOT : EXIT_DONE;
+    return bOpen || bTangled ? EXIT_COULD_NOT : EXIT_DONE;
 }
 
 void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
@@ -272,6 +285,10 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
         ->capture_default_str();
     command.add_flag("--keep-outliers", library.keepOutliers,
                      "Mesh stray points and points that fly off the surfaces as well");
+    command.add_flag("--closed", library.closed,
+                     "Close every piece, so that it encloses a volume, and leave out what encloses none; status 1 if "
+                     "that fails somewhere, though the mesh is written");
+    command.add_flag("--keep-inner", library.keepInner, "With --closed: keep pieces inside others");
     command
         .add_option("--min-piece", library.minPiece, "Remove lonely pieces of fewer triangles than this; 0 keeps all")
         ->check(checkCount)

@@ -22,11 +22,15 @@ MeshReport check(const TriangleMesh& mesh, const Context& context) {
 }
 
 std::size_t countSelfIntersections(const TriangleMesh& mesh, const Context& context) {
+    return findSelfIntersections(mesh, context).size();
+}
+
+std::vector<TrianglePair> findSelfIntersections(const TriangleMesh& mesh, const Context& context) {
     checkIndices(mesh);
     return runCall(context, [&] {
-        std::size_t num = 0;
-        runPlanned(planOfIntersections(), [&] { num = findIntersectingPairs(mesh).size(); });
-        return num;
+        std::vector<TrianglePair> vPairs;
+        runPlanned(planOfIntersections(), [&] { vPairs = findIntersectingPairs(mesh); });
+        return vPairs;
     });
 }
 

@@ -59,6 +59,7 @@ void planReconstruction(const ReconstructOptions& options, std::size_t numPoints
     leaveOutUnless(options.growSteps > 0, {"CL_fill"});
     leaveOutUnless(options.mend, {"MF_edges", "MF_mend", "MF_loops", "MF_renew", "MF_face", "SD_turn"});
     leaveOutUnless(options.mend && options.refit, {"RF_fit"});
+    leaveOutUnless(options.closed, {"CL_close"});
     leaveOutUnless(options.mend && options.untangle, {"UT_find", "UT_part"});
     leaveOutUnless(options.measureCoverage, {"CK_fit", "CK_noise"});
     ScanSize size = ScanSize::guess(static_cast<double>(numPoints), options.spacing > 0.0 ? 1.3 : options.factor);

@@ -15,6 +15,8 @@
 #include "api/untangled.h"
 #include "check/checkTriangles.h"
 #include "check/surfaceFit.h"
+#include "closing/bodies.h"
+#include "closing/closeLoops.h"
 #include "cloud/CloudMgr.h"
 #include "density/noise.h"
 #include "density/surroundings.h"
@@ -106,6 +108,8 @@ void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
     if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
     checkOption("levels", options.levels, 0.0, maxLevels);
     checkOption("refitRadius", options.refitRadius, 0.0, unlimited);
+    if (options.closed && !(options.mend && options.untangle))
+        throw ArgumentError("closed: only with mend and untangle");
     if (options.viewpoint) {
         const Point3& p = *options.viewpoint;
         if (!std::isfinite(p.px) || !std::isfinite(p.py) || !std::isfinite(p.pz))
@@ -146,6 +150,44 @@ void refitToPoints(const PointSource& points, const ReconstructOptions& options,
     result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius});
 }
 
+// Once; what parts triangles that intersect may open the mesh anew.
+void closeOnce(Reconstruction& result, const ReconstructOptions& options) {
+    const std::size_t numBefore = result.mesh.numTriangles();
+    result.closing.numClosedLoops += closeLoops(result.mesh, result.spacing);
+    const LeftOutPieces left = keepBodies(result.mesh, numBefore, result.spacing, options.keepInner);
+    result.closing.numSheets += left.numSheets;
+    result.closing.numInner += left.numInner;
+    if (result.mesh.indices.empty())
+        throw NoSurfaceError(
+            "nothing encloses a volume: all pieces are open sheets, which a patch would only cover; "
+            "leave out closed");
+    if (result.mesh.hasColor()) completeColors(result.mesh);
+}
+
+void tellOfLeftOut(const ClosingReport& closing) {
+    if (closing.numSheets > 0)
+        showWarning("closing", std::to_string(closing.numSheets) +
+                                   " pieces left out, since they are open sheets that enclose next to nothing");
+    if (closing.numInner > 0)
+        showWarning("closing", std::to_string(closing.numInner) + " pieces left out, since they are inside others");
+}
+
+void closeResult(Reconstruction& result, const ReconstructOptions& options) {
+    constexpr int mostRounds = 5;
+    std::size_t numPairs = 0;
+    for (int round = 0; round < mostRounds && !result.closing.holds; ++round) {
+        // What opened again is closed anew from a little farther off.
+        if (round > 0) widenHoles(result.mesh, round);
+        closeOnce(result, options);
+        result.untangled = untangleForFiles(result.mesh, result.spacing);
+        numPairs = std::max(numPairs, result.untangled.numPairs);
+        const MeshReport state = checkTriangles(result.mesh);
+        result.closing.holds = state.closed && state.manifold && state.oriented && result.untangled.numPairsLeft == 0;
+    }
+    result.untangled.numPairs = numPairs;
+    tellOfLeftOut(result.closing);
+}
+
 void measureFit(const PointSource& counted, Reconstruction& result) {
     const double covered = measureCoverage(counted, result.mesh, result.spacing);
     result.coverage = covered * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
@@ -179,7 +221,10 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         removeSmallPieces(options, findings.sparseParts, result);
         result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
         if (isRefitWanted(options)) refitToPoints(findings.counted, options, result);
-        if (options.untangle && options.mend) result.untangled = untangleForFiles(result.mesh, result.spacing);
+        if (options.closed)
+            closeResult(result, options);
+        else if (options.untangle && options.mend)
+            result.untangled = untangleForFiles(result.mesh, result.spacing);
         if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();
         return result;

@@ -52,6 +52,7 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
             {"MF_face", 0.2 * c},
             {"SD_turn", among(0.6, either(0.05, 1.1) * c)},
             {"RF_fit", among(0.8, (size.bScattered ? 1.4 : 1.0) * (15e3 + 1.3 * in + 4.0 * c))},
+            {"CL_close", 2.0 * c},
             {"UT_find", among(0.7, 0.8 * c)},
             {"UT_part", either(0.03, 1.5) * c},
             {"CK_fit", among(0.95, 55e3 + 0.08 * in)},

@@ -48,6 +48,7 @@ constexpr std::array stages = {
     Words{"MF_face", "facing outwards"},
     Words{"SD_turn", "facing one side"},
     Words{"RF_fit", "refitting to the points"},
+    Words{"CL_close", "closing borders"},
     Words{"UT_find", "finding triangles that intersect"},
     Words{"UT_part", "parting triangles that intersect"},
     Words{"CK_mesh", "checking edges and vertices"},

@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "closing/bodies.h"
+#include "closing/closeLoops.h"
+#include "frame/Rand15.h"
+#include "support/shapes.h"
+#include "zef/meshCheck.h"
+#include "zef/reconstruction.h"
+
+using namespace QUOR_ZEF;
+using namespace zef_test;
+
+namespace {
+
+// The triangles of a shape whose middle is below a height.
+TriangleMesh cutAt(const Shape& shape, double height) {
+    TriangleMesh mesh{shape.vertices, {}};
+    for (std::size_t t = 0; t < shape.triples.size(); t += 3) {
+        const std::uint32_t* const p = &shape.triples[t];
+        double z = 0.0;
+        for (std::size_t i = 0; i < 3; ++i) z += shape.vertices[p[i]].pz / 3.0;
+        if (z < height) mesh.indices.insert(mesh.indices.end(), p, p + 3);
+    }
+    return mesh;
+}
+
+TriangleMesh closed(TriangleMesh mesh, double cellSize) {
+    const std::size_t numBefore = mesh.numTriangles();
+    closeLoops(mesh, cellSize);
+    keepBodies(mesh, numBefore, cellSize, false);
+    return mesh;
+}
+
+void expectEmbeddedBody(const TriangleMesh& mesh) {
+    const MeshReport report = check(mesh);
+    EXPECT_TRUE(report.closed && report.manifold && report.oriented);
+    EXPECT_EQ(countSelfIntersections(mesh), 0u);
+}
+
+}  // namespace
+
+// Loops of about 80 and 320 edges, which are filled in different ways.
+TEST(Closing, halfSphereGetsFlatBottom) {
+    for (const int numSplits : {4, 6}) {
+        const double edge = 1.1 / (1 << numSplits);
+        const TriangleMesh open = cutAt(icosphere(numSplits), 0.0), mesh = closed(open, edge);
+        expectEmbeddedBody(mesh);
+        EXPECT_NEAR(check(mesh).volume, 2.0 / 3.0 * M_PI, 0.06);
+        EXPECT_NEAR(check(mesh).area, 3.0 * M_PI, 0.1);
+        EXPECT_GT(mesh.numTriangles(), 1.3 * static_cast<double>(open.numTriangles()));
+        for (const Point3& p : mesh.vertices) EXPECT_LT(p.pz, edge);
+    }
+}
+
+TEST(Closing, holeOfSphereGoesOnRound) {
+    const TriangleMesh mesh = closed(cutAt(icosphere(4), 0.85), 0.07);
+    expectEmbeddedBody(mesh);
+    for (const Point3& p : mesh.vertices) EXPECT_NEAR((p - Point3()).length(), 1.0, 0.03);
+}
+
+TEST(Closing, innerSphereAndSheetsGo) {
+    TriangleMesh mesh = cutAt(icosphere(3), 2.0);
+    for (const Shape& other : {icosphere(2, 0.5), gridSheet(9, 9, 0.1)}) {
+        const auto offset = static_cast<std::uint32_t>(mesh.vertices.size());
+        for (const std::uint32_t i : other.triples) mesh.indices.push_back(offset + i);
+        mesh.vertices.insert(mesh.vertices.end(), other.vertices.begin(), other.vertices.end());
+    }
+    const std::size_t numBefore = mesh.numTriangles();
+    EXPECT_EQ(closeLoops(mesh, 0.1), 1u);
+    TriangleMesh all = mesh;
+    EXPECT_EQ(keepBodies(all, numBefore, 0.1, true).numSheets, 1u);
+    EXPECT_EQ(check(all).numComponents, 2u);
+    EXPECT_EQ(keepBodies(mesh, numBefore, 0.1, false).numInner, 1u);
+    EXPECT_NEAR(check(mesh).volume, 4.0 / 3.0 * M_PI, 0.1);
+}
+
+TEST(Closing, randomHolesClose) {
+    Rand15 rand;
+    const Shape shape = torus(80, 40, 3.0, 1.0);
+    for (int round = 0; round < 10; ++round) {
+        TriangleMesh mesh{shape.vertices, {}};
+        std::vector<Point3> vHoles;
+        for (int i = 0; i < 8; ++i)
+            vHoles.push_back(shape.vertices[static_cast<std::size_t>(rand.next()) % shape.vertices.size()]);
+        for (std::size_t t = 0; t < shape.triples.size(); t += 3) {
+            const Point3& p = shape.vertices[shape.triples[t]];
+            if (std::ranges::all_of(vHoles,
+                                    [&](const Point3& q) { return (p - q).length() > 0.5 + rand.next() / 9e4; }))
+                mesh.indices.insert(mesh.indices.end(), &shape.triples[t], &shape.triples[t] + 3);
+        }
+        ManifoldOptions options;
+        options.fillHoles = false;
+        mend(mesh, options);
+        if (round % 2 == 1) widenHoles(mesh, 1);
+        EXPECT_GT(check(mesh).numBorderLoops, 0u);
+        mesh = closed(mesh, 0.2);
+        untangle(mesh);
+        expectEmbeddedBody(mesh);
+    }
+}
+
+TEST(Closing, planeIsRefused) {
+    const Shape sheet = gridSheet(40, 40);
+    ReconstructOptions options;
+    options.closed = true;
+    EXPECT_THROW(reconstruct(sheet.vertices, options), NoSurfaceError);
+    EXPECT_TRUE(reconstruct(icosphere(4).vertices, options).closing.holds);
+}
