@@ -172,7 +172,7 @@ void closeOnce(Reconstruction& result, const ReconstructOptions& options) {
 void tellOfLeftOut(const ClosingReport& closing) {
     if (closing.numSheets > 0)
         showWarning("closing", std::to_string(closing.numSheets) +
-                                     " pieces left out, since they are open sheets that enclose next to nothing");
+                                   " pieces left out, since they are open sheets that enclose next to nothing");
     if (closing.numInner > 0)
         showWarning("closing", std::to_string(closing.numInner) + " pieces left out, since they are inside others");
 }
