@@ -49,6 +49,7 @@ public:
         constexpr int mostSteps = 400;
         constexpr double enough = 1e-10;  // of the squared residual
         std::vector<Vector3> vAt;
+        vAt.reserve(patch.vPlaces.size());
         for (const Point3& p : patch.vPlaces) vAt.push_back(p - Point3());
         std::vector<Vector3> vResidual = gradient(bends(vAt, true));
         for (Vector3& v : vResidual) v *= -1.0;
@@ -65,6 +66,7 @@ public:
             for (std::size_t i = 0; i < vWay.size(); ++i) vWay[i] = vResidual[i] + vWay[i] * (square / before);
         }
         std::vector<Point3> vPlaces;
+        vPlaces.reserve(vAt.size());
         for (const Vector3& v : vAt) vPlaces.push_back(Point3() + v);
         return vPlaces;
     }
