@@ -34,7 +34,6 @@ void addMend(Commands& commands) {
     addMeshChange(command, *pOptions);
     command.add_flag("--keep-holes", pOptions->bKeepHoles, "Holes stay open, small ones too");
     addUntangleOption(command, pOptions->bUntangle);
-    addExamples(command,
-                {{"zef mend mesh.stl -o sound.ply", "What other programs take, but for larger holes."}});
+    addExamples(command, {{"zef mend mesh.stl -o sound.ply", "What other programs take, but for larger holes."}});
     onRun(commands, command, pOptions, runMend);
 }

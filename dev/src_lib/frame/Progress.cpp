@@ -284,6 +284,14 @@ void OptionalStage::tickByTime(uint64 num) {
                        static_cast<uint64>(steps));
 }
 
+SharedStage::SharedStage(const std::string& name, uint64 todo) : stage(name, todo) {
+    if (Run* const pRun = getRun()) pRun->beforeReport = [this] { tickPending(); };
+}
+
+SharedStage::~SharedStage() {
+    if (Run* const pRun = getRun()) pRun->beforeReport = nullptr;
+}
+
 void SharedStage::tickByTime(bool bOwnThread, uint64 num) {
     {
         const std::lock_guard lock(mutex);
@@ -292,6 +300,15 @@ void SharedStage::tickByTime(bool bOwnThread, uint64 num) {
         num = std::exchange(numPending, 0);
     }
     stage.tickByTime(num);
+}
+
+void SharedStage::tickPending() {
+    uint64 num = 0;
+    {
+        const std::lock_guard lock(mutex);
+        num = std::exchange(numPending, 0);
+    }
+    if (num > 0) stage.tickByTime(num);
 }
 
 void RowStage::look() {

@@ -121,14 +121,19 @@ private:
 };
 
 // A stage for which several threads work. It is ticked on the one that made it; the ticks of others count with
-// the next ones of its own.
+// the next ones of its own, or when its Run reports next. One at a time.
 class SharedStage {
 public:
-    SharedStage(const std::string& name, uint64 todo) : stage(name, todo) {}
+    SharedStage(const std::string& name, uint64 todo);
+    ~SharedStage();
+    SharedStage(const SharedStage&) = delete;
+    SharedStage& operator=(const SharedStage&) = delete;
     void tickByTime(bool bOwnThread, uint64 num);
     void finish() { stage.finish(); }
 
 private:
+    void tickPending();
+
     OptionalStage stage;
     std::mutex mutex;       // of numPending
     uint64 numPending = 0;  // ticks of other threads

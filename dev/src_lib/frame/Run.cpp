@@ -60,7 +60,10 @@ void Run::poll() {
         return;
     }
     constexpr std::chrono::milliseconds pause{50};
-    if (std::chrono::steady_clock::now() - lastReport > pause) report();
+    if (std::chrono::steady_clock::now() - lastReport <= pause) return;
+    lastReport = std::chrono::steady_clock::now();
+    if (beforeReport) beforeReport();
+    report();
 }
 
 void Run::report() {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -42,6 +43,9 @@ public:
     // The stage goes on: repeats what was reported a while ago. On a worker it only ends what
     // the caller has cancelled.
     void poll();
+
+    // What poll() calls before it reports, on the calling thread; may be empty.
+    std::function<void()> beforeReport;
 
     // The least area on which a plane is fitted: that of the first cloud of the call.
     FirstValue minArea;
