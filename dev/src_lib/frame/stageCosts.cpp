@@ -31,10 +31,10 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
     const auto among = [&](double share, double cost) { return costAmong(size.numThreads, share, cost); };
     return {{"CL_out", 0.07 * in},
             {"CL_eres", 0.015 * in},
-            {"CL_dens", among(0.85, either(0.02, 11.0) * in)},
-            {"SM_run", among(sharedPlanes, either(0.7, 0.55) * n)},
-            {"CL_creb", either(0.54, 0.82) * n},
-            {"CL_fill", among(sharedFilling(c, size.bUneven), size.bUneven ? 9.0 * in : 2.4 * c)},
+            {"CL_dens", among(0.85, either(0.02, 9.3) * in)},
+            {"SM_run", among(sharedPlanes, either(0.52, 0.45) * n)},
+            {"CL_creb", either(0.5, 0.9) * n},
+            {"CL_fill", among(sharedFilling(c, size.bUneven), size.bUneven ? 10.0 * in : 2.4 * c)},
             {"HL_st", 0.04 * c},
             {"VO_ftx", among(0.6, 0.6 * c)},
             {"VO_amb", among(0.6, 0.3 * c)},
@@ -51,17 +51,17 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
             {"MF_renew", (size.bScattered ? 1.5 : either(0.3, 1.2)) * c},
             {"MF_face", 0.2 * c},
             {"SD_turn", among(0.6, either(0.05, 1.1) * c)},
-            {"RF_fit", among(0.8, (size.bScattered ? 1.4 : 1.0) * (15e3 + 1.3 * in + 4.0 * c))},
+            {"RF_fit", among(0.8, (size.bScattered ? 1.4 : 1.0) * (15e3 + 1.3 * in + 3.7 * c))},
             {"CL_close", 2.0 * c},
             {"UT_find", among(0.7, 0.8 * c)},
-            {"UT_part", either(0.03, 1.5) * c},
-            {"CK_fit", among(0.95, 55e3 + 0.08 * in)},
+            {"UT_part", either(0.1, 2.6) * c},
+            {"CK_fit", among(0.95, 80e3 + 0.08 * in)},
             {"CK_noise",
-             among(0.95, (size.bScattered ? 14.0 : 5.0) * std::min(samplesOfNoise, in / pointsPerSample) + 0.03 * in)}};
+             among(0.95, (size.bScattered ? 14.0 : 6.5) * std::min(samplesOfNoise, in / pointsPerSample) + 0.03 * in)}};
 }
 
 double costOfFilling(double numCells, double numBorderCells, int numGrowSteps, bool bUneven, double numThreads) {
-    const double perCell = 0.85, perBorderCellAndStep = bUneven ? 3.8 : 4.5;
+    const double perCell = 0.85, perBorderCellAndStep = bUneven ? 4.2 : 4.5;
     const double all = perCell * numCells + perBorderCellAndStep * numBorderCells * numGrowSteps;
     return costAmong(numThreads, sharedFilling(numCells, bUneven), all);
 }
