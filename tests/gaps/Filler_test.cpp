@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <optional>
+#include <vector>
+
 #include "gaps/Bridges.h"
 #include "gaps/drawnGaps.h"
 #include "support/capture.h"
@@ -42,12 +46,16 @@ TEST(Filler, everyStepIsTheRecordedOne) {
                 for (const Facet& f : pRaw->vVisibleFacets) digest.add(f.component);
             }
             Bridges bridges(filler);
-            filler.adapt = [&](const Component& component, CodePoints& vNew) {
-                digest.add(bridges.find(component, codesOf(vNew)));
-            };
             filler.mergeComponents();
+            // On several threads, each component once.
+            std::vector<std::optional<std::vector<uint64>>> vBridged(filler.vComponents.size());
+            filler.adapt = [&](const Component& component, CodePoints& vNew) {
+                vBridged.at(static_cast<std::size_t>(component.id)) = bridges.find(component, codesOf(vNew));
+            };
             CodePoints vOut;
             filler.growComponents(vOut);
+            for (const auto& bridged : vBridged)
+                if (bridged) digest.add(*bridged);
             digest.add(vOut);
             numFilled += vOut.size();
         });
