@@ -49,6 +49,7 @@ export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1:allo
 num_passed=0
 num_failed=0
 broken=()  # parts that did not build, or whose tests could not run
+failures=()  # of each failed test the part and the name
 
 # The sanitizers of these compilers give up on some kernels when addresses are randomised.
 without_randomised_addresses() {
@@ -69,6 +70,10 @@ count() {
     read -r failed _ _ _ _ total <<<"$summary"
     num_failed=$((num_failed + failed))
     num_passed=$((num_passed + total - failed))
+    local name
+    while read -r name; do
+        failures+=("$part: $name")
+    done < <(sed -n '/^The following tests FAILED:/,/^$/s/^[[:space:]]*[0-9]* - //p' "$1")
 }
 
 run_style() {
@@ -82,6 +87,7 @@ run_style() {
         else
             echo "test: style: $check failed" >&2
             num_failed=$((num_failed + 1))
+            failures+=("style: $check")
         fi
     done
     echo "test: style done after $((SECONDS - start)) s"
@@ -110,5 +116,6 @@ for part in "${parts[@]}"; do
 done
 
 ((${#broken[@]})) && echo "test: broken: ${broken[*]}"
+((${#failures[@]})) && printf 'test: failed: %s\n' "${failures[@]}"
 echo "$num_passed passed, $((num_failed + ${#broken[@]})) failed"
 ((num_failed == 0 && ${#broken[@]} == 0))

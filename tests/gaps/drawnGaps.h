@@ -60,7 +60,10 @@ inline void addDrawnGaps(Scene& scene, unsigned k) {
                 const unsigned place = 40 * size;
                 const double px = 200.5 + draws.below(place), py = 200.5 + draws.below(place);
                 const double pz = 200.5 + draws.below(place);
-                for (unsigned n = 0; n < nx * ny; ++n) scene.add(px + n % nx, py + n / nx, pz);
+                for (unsigned n = 0; n < nx * ny; ++n) {
+                    const unsigned row = n / nx;
+                    scene.add(px + n % nx, py + row, pz);
+                }
             }
             const double dx = x - 220, dy = y - 218, r2 = (8.0 + 2 * size) * (8.0 + 2 * size) - dx * dx - dy * dy;
             if (kind == 5 && r2 > 0 && !(bHole && i > 20)) {
