@@ -2,22 +2,17 @@
 
 #include <array>
 #include <limits>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bytes/LoadError.h"
 #include "io/loadCloud.h"
 
 namespace QUOR_ZEF {
 
 // The formats behind loadCloud. Each fills an empty PointFile from the bytes of
 // a file that is not empty, and throws LoadError or PLY::PlyError.
-
-// what(): place, fault and cure, without the name of the file.
-struct LoadError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 void loadPlyCloud(std::string_view bytes, PointFile& out);
 void loadStlCloud(std::string_view bytes, PointFile& out);

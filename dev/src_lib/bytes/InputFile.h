@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace QUOR_ZEF {
+
+// A file whose parts are read as they are needed, so that it may be larger than memory. Pipes
+// and devices, which have no places to go to, are held in memory as a whole.
+class InputFile {
+public:
+    // Throws a LoadError if the file cannot be opened.
+    explicit InputFile(const std::string& name);
+    ~InputFile();
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    std::uint64_t getSize() const { return size; }
+
+    // Fills all of out with the bytes from this place on. A LoadError if the file ends before,
+    // or cannot be read. From any threads at once.
+    void read(std::uint64_t place, std::span<char> out) const;
+
+private:
+    struct Source;
+    std::unique_ptr<Source> pSource;
+    std::uint64_t size = 0;
+};
+
+}  // namespace QUOR_ZEF
