@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "zef/files.h"
+
 // The options that several commands share, each parsed in one place.
 
 // The group of those of all commands.
@@ -25,6 +27,9 @@ struct OutputOptions {
     bool bDouble = false, bSingle = false;
     std::string shift;  // empty, "auto" or "x,y,z"
 };
+
+// Which points of files are taken.
+void addReadOptions(CLI::App& command, zef::ReadOptions& reading);
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk);
 

@@ -10,7 +10,8 @@
 namespace {
 
 struct ConvertOptions {
-    std::string path;
+    std::vector<std::string> vInputs;
+    zef::ReadOptions reading;
     OutputOptions output;
     TalkOptions talk;
 };
@@ -32,8 +33,8 @@ std::uint64_t countVertices(const zef::TriangleMesh& mesh) {
     return static_cast<std::uint64_t>(std::count(vUsed.begin(), vUsed.end(), true));
 }
 
-void convertMesh(const ConvertOptions& options, CommandRun& commandRun) {
-    const zef::TriangleMesh mesh = readMeshFile(commandRun, options.path);
+void convertMesh(const ConvertOptions& options, CommandRun& commandRun, zef::PointFile&& file) {
+    const zef::TriangleMesh mesh = zef::toMesh(std::move(file), {}, commandRun.getContext());
     commandRun.report.addCount("vertices", "vertices", countVertices(mesh));
     commandRun.report.addCount("triangles", "triangles", mesh.numTriangles());
     writeMeshFile(commandRun, options.output, ownSpacing, mesh);
@@ -44,14 +45,13 @@ int runConvert(const ConvertOptions& options, CommandRun& commandRun) {
     const zef::FileFormat format = zef::formatOf(out);
     if (!format.writesPoints && !format.writesMeshes) throw UsageFailure(out + ": no known format");
     if (format.writesMeshes) {
-        checkMeshOutput(options.output, {options.path});
+        checkMeshOutput(options.output, options.vInputs);
     } else {
-        checkOutput(options.output, {options.path});
+        checkOutput(options.output, options.vInputs);
     }
-    zef::PointFile file = readCloud(commandRun, options.path);
+    zef::PointFile file = readFiles(commandRun, options.vInputs, options.reading);
     if (file.kind != zef::PointFile::Kind::POINTS && format.writesMeshes) {
-        file = {};
-        convertMesh(options, commandRun);
+        convertMesh(options, commandRun, std::move(file));
     } else {
         convertCloud(options, commandRun, file.points);
     }
@@ -63,7 +63,8 @@ int runConvert(const ConvertOptions& options, CommandRun& commandRun) {
 void addConvert(Commands& commands) {
     auto pOptions = std::make_shared<ConvertOptions>();
     CLI::App& command = *commands.app.add_subcommand("convert", "Write a cloud or a mesh in another format");
-    command.add_option("IN", pOptions->path, "A file of points or triangles")->required();
+    command.add_option("IN", pOptions->vInputs, "Files of points, taken together, or one of triangles")->required();
+    addReadOptions(command, pOptions->reading);
     addOutputOptions(command, pOptions->output, OutputName::POSITIONAL);
     addTalkOptions(command, pOptions->talk);
     addExamples(command, {{"zef convert scan.xyz scan.ply", "Points; the endings tell the formats."},

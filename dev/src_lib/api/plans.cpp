@@ -191,6 +191,10 @@ void planReading(bool bComparing) {
     planProgress("Read", plan);
 }
 
+void planReadingFiles() {
+    planProgress("Read", {{"IO_files", 1.0}});
+}
+
 void planWriting() {
     planProgress("Write", {{"IO_write", 1.0}});
 }

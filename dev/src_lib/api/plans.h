@@ -19,6 +19,7 @@ void planSpacing();
 void planMelt(bool bMend, bool bUntangle);
 void planToCloud();
 void planReading(bool bComparing);  // of a file; and positions, for equal ones
+void planReadingFiles();            // a part at a time
 void planWriting();                 // of a file, which tells by itself that all is done
 
 // An operation on a mesh, which may be part of a run that has planned its stages.

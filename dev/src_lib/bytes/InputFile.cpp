@@ -16,7 +16,8 @@ namespace QUOR_ZEF {
 
 struct InputFile::Source {
     int descriptor = -1;
-    FileBytes memory;  // of what is no plain file
+    FileBytes memory;      // of what is no plain file, and of what is held
+    bool bHeld = false;
 
     Source() = default;
     Source(const Source&) = delete;
@@ -34,7 +35,7 @@ namespace {
 
 }  // namespace
 
-InputFile::InputFile(const std::string& name) : pSource(std::make_unique<Source>()) {
+InputFile::InputFile(const std::string& path) : pSource(std::make_unique<Source>()), name(path) {
     pSource->descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
     if (pSource->descriptor < 0) fail(errno);
     struct ::stat info {};
@@ -43,11 +44,16 @@ InputFile::InputFile(const std::string& name) : pSource(std::make_unique<Source>
         size = static_cast<std::uint64_t>(info.st_size);
         return;
     }
-    if (!pSource->memory.load(name)) throw LoadError(pSource->memory.getError());
-    size = pSource->memory.view().size();
+    size = hold().size();
 }
 
 InputFile::~InputFile() = default;
+
+std::string_view InputFile::hold() {
+    if (!pSource->bHeld && !pSource->memory.load(name)) throw LoadError(pSource->memory.getError());
+    pSource->bHeld = true;
+    return pSource->memory.view();
+}
 
 void InputFile::read(std::uint64_t place, std::span<char> out) const {
     const auto failAtEnd = [&] {
@@ -56,7 +62,7 @@ void InputFile::read(std::uint64_t place, std::span<char> out) const {
     };
     if (place > size || out.size() > size - place) failAtEnd();
     if (out.empty()) return;
-    if (!pSource->memory.view().empty()) {
+    if (pSource->bHeld) {
         std::memcpy(out.data(), pSource->memory.view().data() + place, out.size());
         return;
     }

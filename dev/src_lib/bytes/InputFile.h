@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace QUOR_ZEF {
 
@@ -12,7 +13,7 @@ namespace QUOR_ZEF {
 class InputFile {
 public:
     // Throws a LoadError if the file cannot be opened.
-    explicit InputFile(const std::string& name);
+    explicit InputFile(const std::string& path);
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
@@ -23,8 +24,12 @@ public:
     // or cannot be read. From any threads at once.
     void read(std::uint64_t place, std::span<char> out) const;
 
+    // All bytes, held in memory from now on. A LoadError as above. One thread.
+    std::string_view hold();
+
 private:
     struct Source;
+    std::string name;
     std::unique_ptr<Source> pSource;
     std::uint64_t size = 0;
 };

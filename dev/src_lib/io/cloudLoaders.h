@@ -18,8 +18,9 @@ void loadPlyCloud(std::string_view bytes, PointFile& out);
 void loadStlCloud(std::string_view bytes, PointFile& out);
 void loadObjCloud(std::string_view bytes, PointFile& out);
 void loadOffCloud(std::string_view bytes, PointFile& out);
-// bPts: seven numbers on a line are x y z intensity red green blue.
-void loadTextCloud(std::string_view bytes, bool bPts, PointFile& out);
+// names: of the columns, apart by commas; empty: the file may name them. bPts: seven numbers on
+// a line without names are x y z intensity red green blue.
+void loadTextCloud(std::string_view bytes, const std::string& names, bool bPts, PointFile& out);
 void loadBinCloud(std::string_view bytes, PointFile& out);
 
 [[noreturn]] void failAtLine(std::string_view text, const char* pHere, const std::string& fault);

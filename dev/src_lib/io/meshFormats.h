@@ -31,7 +31,7 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOpti
 // The comments of a file: the offset, if there is one, then those of the options.
 std::vector<std::string> commentsOf(const WriteOptions& options);
 
-// See readMesh().
-TriangleMesh readMeshFile(const std::string& path, const ReadMeshOptions& options);
+// See toMesh(). name: of the file, for messages; may be empty. Throws a LoadError.
+TriangleMesh meshOf(PointFile&& file, const std::string& name, const ReadMeshOptions& options);
 
 }  // namespace QUOR_ZEF

@@ -1,0 +1,73 @@
+#include "files/formatTable.h"
+
+#include <algorithm>
+
+#include "formats/e57.h"
+#include "formats/las.h"
+#include "formats/pcd.h"
+#include "formats/ptx.h"
+#include "io/loadCloud.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+bool isPly(std::string_view bytes) {
+    return bytes.starts_with("ply\n") || bytes.starts_with("ply\r");
+}
+
+bool isGlb(std::string_view bytes) {
+    return bytes.starts_with("glTF");
+}
+
+bool canRead(const Format& format, const char* ending) {
+    return format.open || isLoadable(ending);
+}
+
+}  // namespace
+
+const std::vector<Format>& formatTable() {
+    static const std::vector<Format> vFormats = {
+        {"PLY", {".ply"}, "colours, normals, viewpoint, triangles", true, isPly},
+        {"text", {".xyz", ".txt", ".asc", ".pts", ".csv"}, "colours, normals, intensities"},
+        {"LAS", {".las"}, "colours, intensities, classes, projection", false, isLas, openLas},
+        {"LAZ", {".laz"}, "colours, intensities, classes, projection", false, nullptr, openLas},
+        {"E57", {".e57"}, "colours, intensities, normals, scans, viewpoints", false, isE57, openE57},
+        {"PCD", {".pcd"}, "colours, intensities, normals, viewpoint", false, isPcd, openPcd},
+        {"PTX", {".ptx"}, "colours, intensities, scans, viewpoints", false, nullptr, openPtx},
+        {"binary list", {".bin"}, "nothing"},
+        {"OBJ", {".obj"}, "colours, triangles", true},
+        {"STL", {".stl"}, "triangles", true},
+        {"OFF", {".off"}, "colours, triangles", true},
+        {"glTF", {".glb"}, "nothing, it is not read", false, isGlb},
+    };
+    return vFormats;
+}
+
+const Format* formatOfEnding(std::string_view ending) {
+    for (const Format& format : formatTable())
+        if (std::find(format.vEndings.begin(), format.vEndings.end(), ending) != format.vEndings.end()) return &format;
+    return nullptr;
+}
+
+const Format* formatOfContent(std::string_view firstBytes) {
+    for (const Format& format : formatTable())
+        if (format.hasMark && format.hasMark(firstBytes)) return &format;
+    return nullptr;
+}
+
+std::string readableEndings(bool bMeshesOnly) {
+    std::string text;
+    for (const Format& format : formatTable())
+        for (const char* const ending : format.vEndings)
+            if (canRead(format, ending) && (format.bMeshes || !bMeshesOnly))
+                text.append(text.empty() ? "" : " ").append(ending);
+    return text;
+}
+
+std::string readEndingOf(const std::string& path) {
+    const std::string ending = endingOf(path);
+    return ending == ".gz" ? endingOf(path.substr(0, path.size() - ending.size())) : ending;
+}
+
+}  // namespace QUOR_ZEF
