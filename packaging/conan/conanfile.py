@@ -19,7 +19,9 @@ class ZefConan(ConanFile):
 
     def requirements(self):
         self.requires("highway/1.0.3")
+        self.requires("liblzf/3.6")
         self.requires("meshoptimizer/0.18")
+        self.requires("pugixml/1.13")
         self.requires("zlib/[>=1.2.11 <2]")
         if self.options.tools:
             self.requires("cli11/2.3.2")
