@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "failures.h"
 #include "numbers.h"
 #include "recipes.h"
 #include "zef/files.h"
@@ -47,9 +48,8 @@ void addClasses(CLI::App& command, const char* name, std::vector<std::uint8_t>& 
 
 std::string checkInputFormat(const std::string& text) {
     const zef::FileFormat format = zef::formatOf("-." + text);
-    return format.readsPoints || format.readsMeshes
-               ? ""
-               : text + " is no format that can be read; zef formats lists them";
+    return format.readsPoints || format.readsMeshes ? ""
+                                                    : text + " is no format that can be read; zef formats lists them";
 }
 
 std::string checkShift(const std::string& text) {
@@ -61,7 +61,8 @@ std::string checkShift(const std::string& text) {
 
 void addReadOptions(CLI::App& command, zef::ReadOptions& reading) {
     setGroup(command, "Input");
-    addClasses(command, "--keep-class", reading.keepClasses, "Only points of these classes of LAS: 2,6 is ground and buildings");
+    addClasses(command, "--keep-class", reading.keepClasses,
+               "Only points of these classes of LAS: 2,6 is ground and buildings");
     addClasses(command, "--drop-class", reading.dropClasses, "No points of these classes: 7,18 is noise");
     command
         .add_option_function<std::string>(
@@ -112,9 +113,7 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name)
             return "The file to write, NAME.mesh.ply beside the first input NAME.* if it is not given";
         return name == OutputName::COLOURED ? "Write the first with the distances as colours" : "The file to write";
     };
-    command.add_option(name == OutputName::POSITIONAL ? "-o,--output,OUT" : "-o,--output", output.path, words())
-        ->type_name("FILE")
-        ->required(name == OutputName::REQUIRED || name == OutputName::POSITIONAL);
+    command.add_option("-o,--output", output.path, words())->type_name("FILE")->required(name == OutputName::REQUIRED);
     command
         .add_option("--output-format", output.format,
                     "What goes to standard output, which is the file named -, as an ending")
@@ -133,6 +132,13 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name)
         ->type_name("x y z|auto")
         ->check(checkShift);
     setGroup(command);
+}
+
+void takeLastAsOutput(std::vector<std::string>& vInputs, OutputOptions& output) {
+    if (!output.path.empty()) return;
+    if (vInputs.size() < 2) throw UsageFailure("there is no file to write: name it last, or with -o");
+    output.path = vInputs.back();
+    vInputs.pop_back();
 }
 
 bool parseThree(const std::string& text, std::array<double, 3>& numbers) {

@@ -33,9 +33,11 @@ void addReadOptions(CLI::App& command, zef::ReadOptions& reading);
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk);
 
-// OPTIONAL: there is a name if none is given. POSITIONAL: it may also stand without -o. COLOURED: only if it is
-// given, with colours by distance.
-enum class OutputName { REQUIRED, OPTIONAL, POSITIONAL, COLOURED };
+// OPTIONAL: there is a name if none is given. LAST: without -o it is the last input, see takeLastAsOutput(). COLOURED:
+// only if it is given, with colours by distance.
+enum class OutputName { REQUIRED, OPTIONAL, LAST, COLOURED };
+// Throws UsageFailure if there is no other input.
+void takeLastAsOutput(std::vector<std::string>& vInputs, OutputOptions& output);
 void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name);
 
 // "x,y,z" as finite numbers. False if it is anything else.

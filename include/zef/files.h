@@ -40,8 +40,8 @@ struct PointFile {
     // As they stand in the file, not normalised, one for each point; zero where one is
     // missing or not finite. Empty if there are none.
     std::vector<Vector3> normals;
-    std::vector<std::uint8_t> classes;    // LAS: of each point, 2 ground, 6 building ...; else empty
-    std::vector<float> intensities;       // of each point as they stand in the file; empty if there are none
+    std::vector<std::uint8_t> classes;  // LAS: of each point, 2 ground, 6 building ...; else empty
+    std::vector<float> intensities;     // of each point as they stand in the file; empty if there are none
     // Where the scanner stood, if the file says so. Where scans of one file stood at several
     // places there is none, and normals, if the file has none, point from each point to its
     // scanner.
@@ -90,8 +90,8 @@ struct PointFile {
 //   .ptx                       all scans with their poses; colours, intensities, places of the
 //                              scanner; points without return are left out
 // and each of them, but for the last four lines, also compressed by gzip (.ply.gz). A mark at the start
-// of the file counts for more than the ending. Doubles keep their precision, colour without alpha gets alpha 255, and other
-// properties are skipped. Coordinates may be nan or infinite.
+// of the file counts for more than the ending. Doubles keep their precision, colour without alpha gets alpha 255, and
+// other properties are skipped. Coordinates may be nan or infinite.
 ZEF_API PointFile readPoints(const std::filesystem::path& path, const Context& context = {});
 
 // Which points of files are taken. Choosing among those of a mesh leaves its triangles out.

@@ -40,7 +40,9 @@ void convertMesh(const ConvertOptions& options, CommandRun& commandRun, zef::Poi
     writeMeshFile(commandRun, options.output, ownSpacing, mesh);
 }
 
-int runConvert(const ConvertOptions& options, CommandRun& commandRun) {
+int runConvert(const ConvertOptions& given, CommandRun& commandRun) {
+    ConvertOptions options = given;
+    takeLastAsOutput(options.vInputs, options.output);
     const std::string out = nameOfFormat(options.output.path, options.output.format);
     const zef::FileFormat format = zef::formatOf(out);
     if (!format.writesPoints && !format.writesMeshes) throw UsageFailure(out + ": no known format");
@@ -63,13 +65,18 @@ int runConvert(const ConvertOptions& options, CommandRun& commandRun) {
 void addConvert(Commands& commands) {
     auto pOptions = std::make_shared<ConvertOptions>();
     CLI::App& command = *commands.app.add_subcommand("convert", "Write a cloud or a mesh in another format");
-    command.add_option("IN", pOptions->vInputs, "Files of points, taken together, or one of triangles")->required();
+    command
+        .add_option(
+            "IN", pOptions->vInputs,
+            "Files or folders of points, taken together, or one of triangles; without -o the last is the file to write")
+        ->required();
     addReadOptions(command, pOptions->reading);
-    addOutputOptions(command, pOptions->output, OutputName::POSITIONAL);
+    addOutputOptions(command, pOptions->output, OutputName::LAST);
     addTalkOptions(command, pOptions->talk);
     addExamples(command, {{"zef convert scan.xyz scan.ply", "Points; the endings tell the formats."},
                           {"zef convert mesh.ply mesh.stl --shift auto",
                            "Takes an offset away that single precision would suffer from."},
+                          {"zef convert scans thin.ply --grid 0.05", "A folder of scans, one point for each cell."},
                           {"zef convert - - --format obj --output-format stl <in.obj >out.stl", "Through pipes."}});
     onRun(commands, command, pOptions, runConvert);
 }

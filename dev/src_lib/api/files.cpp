@@ -38,8 +38,7 @@ void checkOptions(const ReadOptions& options) {
 }
 
 void showNotes(const std::string& path, const PointFile& file, std::size_t first = 0) {
-    for (std::size_t i = first; i < file.notes.size(); ++i)
-        showWarning("readPoints", path + ": " + file.notes[i]);
+    for (std::size_t i = first; i < file.notes.size(); ++i) showWarning("readPoints", path + ": " + file.notes[i]);
 }
 
 PointFile readOne(const std::filesystem::path& path, const ReadOptions& options) {
@@ -88,7 +87,8 @@ PointFile readPoints(const std::vector<std::filesystem::path>& paths, const Read
                      const Context& context) {
     checkOptions(options);
     if (paths.empty()) throw ArgumentError("paths: there is no file to read");
-    return runCall(context, [&] { return paths.size() == 1 ? readOne(paths.front(), options) : readMany(paths, options); });
+    return runCall(context,
+                   [&] { return paths.size() == 1 ? readOne(paths.front(), options) : readMany(paths, options); });
 }
 
 TriangleMesh readMesh(const std::filesystem::path& path, const ReadMeshOptions& options, const Context& context) {

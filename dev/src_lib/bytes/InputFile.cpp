@@ -16,7 +16,7 @@ namespace QUOR_ZEF {
 
 struct InputFile::Source {
     int descriptor = -1;
-    FileBytes memory;      // of what is no plain file, and of what is held
+    FileBytes memory;  // of what is no plain file, and of what is held
     bool bHeld = false;
 
     Source() = default;
@@ -35,7 +35,7 @@ namespace {
 
 }  // namespace
 
-InputFile::InputFile(const std::string& path) : pSource(std::make_unique<Source>()), name(path) {
+InputFile::InputFile(const std::string& path) : name(path), pSource(std::make_unique<Source>()) {
     pSource->descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
     if (pSource->descriptor < 0) fail(errno);
     struct ::stat info {};

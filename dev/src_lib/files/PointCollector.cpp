@@ -78,8 +78,8 @@ bool PointCollector::isTaken(const PointBlock& block, std::size_t i) {
         const auto& [low, high] = *options.box;
         const Point3& p = block.points[i];
         // Not so for nan.
-        const bool bInside = p.px >= low.px && p.px <= high.px && p.py >= low.py && p.py <= high.py && p.pz >= low.pz &&
-                             p.pz <= high.pz;
+        const bool bInside =
+            p.px >= low.px && p.px <= high.px && p.py >= low.py && p.py <= high.py && p.pz >= low.pz && p.pz <= high.pz;
         if (!bInside) return false;
     }
     return numLeft++ % options.every == 0;
@@ -118,7 +118,7 @@ void PointCollector::noteViewpoint(const std::optional<Point3>& viewpoint) {
     vRunEnds.back() = all.points.size();
 }
 
-uint64 PointCollector::cellOf(const Point3& p) const {
+uint64 PointCollector::codeOf(const Point3& p) const {
     uint64 code = 0;
     for (const double offset : {p.px - origin.px, p.py - origin.py, p.pz - origin.pz}) {
         const double number = std::floor(offset / options.grid) + cellsToEachSide;
@@ -130,33 +130,50 @@ uint64 PointCollector::cellOf(const Point3& p) const {
     return code;
 }
 
+// Cells begin at multiples of their side, so that the first point does not matter.
+PointCollector::Cell& PointCollector::cellOf(const Point3& p) {
+    if (vCells.empty()) {
+        const auto corner = [&](double coord) { return std::floor(coord / options.grid) * options.grid; };
+        origin = {corner(p.px), corner(p.py), corner(p.pz)};
+    }
+    const auto next = static_cast<std::uint32_t>(vCells.size());
+    const std::uint32_t number = cells.insert(codeOf(p), next);
+    if (number == next) pushSlowly(vCells, Cell());
+    return vCells[number];
+}
+
+void PointCollector::Cell::add(const PointBlock& block, std::size_t i) {
+    const Point3& p = block.points[i];
+    if (num++ == 0) {
+        first = p;
+        if (!block.classes.empty()) pointClass = block.classes[i];
+    }
+    sum += p - first;
+    if (!block.normals.empty()) normal += block.normals[i];
+    if (block.normals.empty() && block.viewpoint) normal += directionTo(*block.viewpoint, p);
+    if (!block.intensities.empty()) intensity += static_cast<double>(block.intensities[i]);
+    if (!p.hasColor()) return;
+    ++numColored;
+    color[0] += p.r;
+    color[1] += p.g;
+    color[2] += p.b;
+    color[3] += p.a;
+}
+
+Point3 PointCollector::Cell::mean() const {
+    Point3 p;
+    p.set(first + sum / static_cast<double>(num));
+    if (numColored > 0)
+        p.setColor(meanByte(color[0], numColored), meanByte(color[1], numColored), meanByte(color[2], numColored),
+                   meanByte(color[3], numColored));
+    return p;
+}
+
 void PointCollector::thin(const PointBlock& block) {
     if (!block.points.empty()) noteViewpoint(block.viewpoint);
     for (std::size_t i = 0; i < block.points.size(); ++i) {
         pollRun(i);
-        const Point3& p = block.points[i];
-        if (!isFinite(p)) continue;
-        if (vCells.empty()) {
-            const auto corner = [&](double coord) { return std::floor(coord / options.grid) * options.grid; };
-            origin = {corner(p.px), corner(p.py), corner(p.pz)};
-        }
-        const auto next = static_cast<std::uint32_t>(vCells.size());
-        const std::uint32_t number = cells.insert(cellOf(p), next);
-        if (number == next) {
-            pushSlowly(vCells, Cell{.first = p});
-            if (!block.classes.empty()) vCells.back().pointClass = block.classes[i];
-        }
-        Cell& cell = vCells[number];
-        ++cell.num;
-        cell.sum += Vector3(p.px - cell.first.px, p.py - cell.first.py, p.pz - cell.first.pz);
-        if (!block.normals.empty()) cell.normal += block.normals[i];
-        if (block.normals.empty() && block.viewpoint) cell.normal += directionTo(*block.viewpoint, p);
-        if (!block.intensities.empty()) cell.intensity += static_cast<double>(block.intensities[i]);
-        if (!p.hasColor()) continue;
-        ++cell.numColored;
-        for (const auto& [sum, value] : {std::pair(&cell.color[0], p.r), std::pair(&cell.color[1], p.g),
-                                         std::pair(&cell.color[2], p.b), std::pair(&cell.color[3], p.a)})
-            *sum += value;
+        if (isFinite(block.points[i])) cellOf(block.points[i]).add(block, i);
     }
 }
 
@@ -164,16 +181,10 @@ void PointCollector::thin(const PointBlock& block) {
 void PointCollector::takeMeans() {
     all.points.reserve(vCells.size());
     for (const Cell& cell : vCells) {
-        const auto num = static_cast<double>(cell.num);
-        Point3 p(cell.first.px + cell.sum.vx / num, cell.first.py + cell.sum.vy / num,
-                 cell.first.pz + cell.sum.vz / num);
-        if (cell.numColored > 0)
-            p.setColor(meanByte(cell.color[0], cell.numColored), meanByte(cell.color[1], cell.numColored),
-                       meanByte(cell.color[2], cell.numColored), meanByte(cell.color[3], cell.numColored));
-        all.points.push_back(p);
+        all.points.push_back(cell.mean());
         if (bNormals || bNoNormals) all.normals.push_back(cell.normal);
         if (bClasses) all.classes.push_back(cell.pointClass);
-        if (bIntensities) all.intensities.push_back(static_cast<float>(cell.intensity / num));
+        if (bIntensities) all.intensities.push_back(static_cast<float>(cell.intensity / static_cast<double>(cell.num)));
     }
     vCells = {};
     cells = CodeMap();

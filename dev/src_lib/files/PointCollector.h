@@ -39,6 +39,9 @@ private:
         std::array<uint64, 4> color{};
         uint64 num = 0, numColored = 0;
         std::uint8_t pointClass = 0;
+
+        void add(const PointBlock& block, std::size_t i);
+        Point3 mean() const;
     };
 
     const ReadOptions& options;
@@ -60,7 +63,8 @@ private:
     bool isTaken(const PointBlock& block, std::size_t i);
     void keepChosen(PointBlock& block);
     void thin(const PointBlock& block);
-    uint64 cellOf(const Point3& p) const;
+    uint64 codeOf(const Point3& p) const;
+    Cell& cellOf(const Point3& p);
     void append(PointBlock& block);
     void noteViewpoint(const std::optional<Point3>& viewpoint);
     void takeMeans();

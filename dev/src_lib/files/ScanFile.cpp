@@ -12,9 +12,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-InputFile openFile(const std::string& path) try {
-    return InputFile(path);
-} catch (const LoadError& error) {
+InputFile openFile(const std::string& path) try { return InputFile(path); } catch (const LoadError& error) {
     throw FileError(path + ": " + error.what());
 }
 
@@ -134,7 +132,8 @@ void ScanFile::collect(const ReadOptions& options, PointCollector& collector, Op
         PointFile whole = loadWhole(options);
         PointBlock block = blockOf(whole);
         out = std::move(whole);
-        if (out.kind != PointFile::Kind::POINTS) out.notes.emplace_back("Triangles are left out; only points are taken.");
+        if (out.kind != PointFile::Kind::POINTS)
+            out.notes.emplace_back("Triangles are left out; only points are taken.");
         out.kind = PointFile::Kind::POINTS;
         out.indices = {};
         collector.add(block);

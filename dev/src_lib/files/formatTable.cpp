@@ -3,9 +3,6 @@
 #include <algorithm>
 
 #include "formats/e57.h"
-#include "formats/las.h"
-#include "formats/pcd.h"
-#include "formats/ptx.h"
 #include "io/loadCloud.h"
 
 namespace QUOR_ZEF {
@@ -30,11 +27,7 @@ const std::vector<Format>& formatTable() {
     static const std::vector<Format> vFormats = {
         {"PLY", {".ply"}, "colours, normals, viewpoint, triangles", true, isPly},
         {"text", {".xyz", ".txt", ".asc", ".pts", ".csv"}, "colours, normals, intensities"},
-        {"LAS", {".las"}, "colours, intensities, classes, projection", false, isLas, openLas},
-        {"LAZ", {".laz"}, "colours, intensities, classes, projection", false, nullptr, openLas},
         {"E57", {".e57"}, "colours, intensities, normals, scans, viewpoints", false, isE57, openE57},
-        {"PCD", {".pcd"}, "colours, intensities, normals, viewpoint", false, isPcd, openPcd},
-        {"PTX", {".ptx"}, "colours, intensities, scans, viewpoints", false, nullptr, openPtx},
         {"binary list", {".bin"}, "nothing"},
         {"OBJ", {".obj"}, "colours, triangles", true},
         {"STL", {".stl"}, "triangles", true},

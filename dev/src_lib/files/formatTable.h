@@ -11,12 +11,12 @@ namespace QUOR_ZEF {
 // What the library knows of a format: the one table that readers, writers, help and documents
 // go by. What can be written is a matter of the endings.
 struct Format {
-    const char* name;                                      // for people
-    std::vector<const char*> vEndings;                     // in small letters, with the dot
-    const char* keeps;                                     // beside coordinates, when reading
-    bool bMeshes = false;                                  // reads triangles
+    const char* name;                                        // for people
+    std::vector<const char*> vEndings;                       // in small letters, with the dot
+    const char* keeps;                                       // beside coordinates, when reading
+    bool bMeshes = false;                                    // reads triangles
     bool (*hasMark)(std::string_view firstBytes) = nullptr;  // null: content does not tell
-    OpenStream open = nullptr;                             // null: read as a whole, or not at all
+    OpenStream open = nullptr;                               // null: read as a whole, or not at all
 };
 
 const std::vector<Format>& formatTable();

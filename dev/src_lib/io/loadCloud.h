@@ -11,8 +11,8 @@ namespace QUOR_ZEF {
 
 // How the bytes of a file are to be taken.
 struct CloudForm {
-    std::string ending;   // of the format, in small letters; one of isLoadable()
-    std::string columns;  // of text, see ReadOptions; empty: found
+    std::string ending;     // of the format, in small letters; one of isLoadable()
+    std::string columns;    // of text, see ReadOptions; empty: found
     bool bPartial = false;  // take what stands before a fault
 };
 

@@ -103,8 +103,7 @@ TriangleMesh meshOf(PointFile&& file, const std::string& name, const ReadMeshOpt
     checkMeshSize(mesh.vertices.size(), mesh.numTriangles());
     const std::size_t numDropped = dropRepeating(mesh.indices);
     if (numDropped > 0)
-        showWarning("readMesh",
-                    start + std::to_string(numDropped) + " triangles with a corner twice are left out");
+        showWarning("readMesh", start + std::to_string(numDropped) + " triangles with a corner twice are left out");
     return mesh;
 }
 
