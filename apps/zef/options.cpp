@@ -126,6 +126,9 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name)
         "than a thousandth of the spacing, while STL and glTF get a shift then");
     command.add_flag("--single", output.bSingle, "Coordinates in single precision, whatever is lost")
         ->excludes(pDouble);
+    command.add_flag("--normals", output.bNormals,
+                     "With normals: of a mesh those of its vertices (PLY, OBJ, glTF), of points those that were read "
+                     "(PLY, text, PCD)");
     command
         .add_option("--shift", output.shift,
                     "Subtract x y z from all coordinates, or an offset near their middle (auto)")

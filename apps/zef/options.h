@@ -25,6 +25,7 @@ struct OutputOptions {
     std::string format = "ply";  // of standard output
     bool bForce = false;
     bool bDouble = false, bSingle = false;
+    bool bNormals = false;
     std::string shift;  // empty, "auto" or "x,y,z"
 };
 

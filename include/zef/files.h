@@ -162,6 +162,10 @@ struct WriteOptions {
     double spacing = 0.0;
     // Text where the format has both forms (PLY, STL).
     bool text = false;
+    // Of meshes: normals of the vertices, the mean of those of their triangles by area (PLY, OBJ,
+    // glTF). Of points: those of the file that is written, where it has some (PLY, text, PCD). An
+    // ArgumentError for other formats.
+    bool normals = false;
     // Subtracted from all coordinates, so that floats can hold those that are far
     // from the origin. Stands in the file, if it is not 0, as a comment "offset X Y Z"
     // (PLY, OBJ, OFF), or as translation of the node and under asset.extras.offset (glTF);

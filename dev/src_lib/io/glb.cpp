@@ -6,6 +6,7 @@
 
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
+#include "flat/arrays.h"
 #include "frame/Progress.h"
 #include "io/PLY.h"
 #include "io/meshFormats.h"
@@ -18,6 +19,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr uint64 positionBytes = 12;  // three floats
+constexpr uint64 normalBytes = 12;
 constexpr uint64 colorBytes = 8;      // four 16 bit numbers
 constexpr uint64 tripleBytes = 12;
 constexpr std::uint32_t headerBytes = 12, chunkHeaderBytes = 8;
@@ -63,7 +65,7 @@ Box boxOf(const std::vector<Point3>& vVertices) {
 // The parts of the JSON text that describe a mesh of one primitive.
 class Description {
 public:
-    Description(const TriangleMesh& mesh, bool bColor, const Vector3& offset) {
+    Description(const TriangleMesh& mesh, bool bColor, bool bNormals, const Vector3& offset) {
         const uint64 numVertices = mesh.vertices.size();
         const Box box = boxOf(mesh.vertices);
         add(numVertices * positionBytes, targetVertices, typeFloat, numVertices,
@@ -71,9 +73,14 @@ public:
         if (bColor)
             add(numVertices * colorBytes, targetVertices, typeUshort, numVertices,
                 R"("type":"VEC4","normalized":true)");
+        if (bNormals)
+            add(numVertices * normalBytes, targetVertices, typeFloat, numVertices, R"("type":"VEC3")");
         add(mesh.numTriangles() * tripleBytes, targetIndices, typeUint, 3 * mesh.numTriangles(), R"("type":"SCALAR")");
         if (!offset.isDegenerate()) node = R"(,"translation":)" + triple({offset.vx, offset.vy, offset.vz});
-        attributes = bColor ? R"({"POSITION":0,"COLOR_0":1})" : R"({"POSITION":0})";
+        attributes = R"({"POSITION":0)";
+        if (bColor) attributes += R"(,"COLOR_0":1)";
+        if (bNormals) attributes += R"(,"NORMAL":)" + std::to_string(numParts - 2);
+        attributes += "}";
         indices = std::to_string(numParts - 1);
     }
     uint64 numBytes() const { return size; }
@@ -117,7 +124,7 @@ std::array<std::uint16_t, 256> makeLinear() {
     return linear;
 }
 
-void writeBuffer(AtomicFile& file, const TriangleMesh& mesh, bool bColor) {
+void writeBuffer(AtomicFile& file, const TriangleMesh& mesh, bool bColor, bool bNormals) {
     RowStage rows("IO_write", mesh.vertices.size() + mesh.numTriangles());
     for (const Point3& p : mesh.vertices) {
         file.writeRaw(std::array<float, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)});
@@ -129,6 +136,8 @@ void writeBuffer(AtomicFile& file, const TriangleMesh& mesh, bool bColor) {
         for (const Point3& p : mesh.vertices)
             file.writeRaw(std::array<std::uint16_t, 4>{linear[p.r], linear[p.g], linear[p.b], opaque});
     }
+    if (bNormals)
+        for (const std::array<float, 3>& normal : vertexNormals(mesh)) file.writeRaw(normal);
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3, rows.step())
         file.writeRaw(std::array<std::uint32_t, 3>{mesh.indices[i], mesh.indices[i + 1], mesh.indices[i + 2]});
     rows.finish();
@@ -156,7 +165,7 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     if (bEmpty) {
         json += R"("scenes":[{}]})";
     } else {
-        const Description description(mesh, bColor, options.offset);
+        const Description description(mesh, bColor, options.normals, options.offset);
         json += description.text();
         bufferBytes = description.numBytes();
     }
@@ -170,7 +179,7 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     file.write(json);
     if (!bEmpty) {
         writeChunk(file, bufferBytes, binaryChunk);
-        writeBuffer(file, mesh, bColor);
+        writeBuffer(file, mesh, bColor, options.normals);
     }
     if (!file.commit()) throw MeshFileError(file.getError());
 }

@@ -22,6 +22,7 @@ WriteResult writeMeshFile(const std::string& path, const TriangleMesh& mesh, con
 // Whether the ending, in small letters, is one of those.
 bool isMeshFormat(const std::string& ending);
 bool hasDoubles(const std::string& ending);
+bool hasNormals(const std::string& ending);
 
 void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options);
 void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options);
