@@ -9,6 +9,7 @@
 
 #include "bytes/LoadError.h"
 #include "bytes/textNumbers.h"
+#include "formats/quoted.h"
 
 namespace QUOR_ZEF {
 
@@ -37,7 +38,7 @@ double parseReal(std::string_view text, double ifEmpty, const std::string& place
     double value = 0.0;
     const char* const pEnd = text.data() + text.size();
     if (parseAnyNumber(text.data(), pEnd, value) != pEnd || !std::isfinite(value))
-        fail(place, "\"" + std::string(text.substr(0, 40)) + "\" is no number");
+        fail(place, quoted(text) + " is no number");
     return value;
 }
 
@@ -50,7 +51,7 @@ Int parseWhole(std::string_view text, Int ifEmpty, const std::string& place) {
     if (const auto [pStop, code] = std::from_chars(text.data() + (text.front() == '+' ? 1 : 0), pEnd, value);
         code == std::errc() && pStop == pEnd)
         return value;
-    fail(place, "\"" + std::string(text.substr(0, 40)) + "\" is no whole number that fits");
+    fail(place, quoted(text) + " is no whole number that fits");
 }
 
 double realOf(Node node, double ifEmpty) {
@@ -116,7 +117,7 @@ E57Field fieldOf(Node node, const std::string& place) {
     } else if (type == "String") {
         field.type = E57Field::Type::STRING;
     } else {
-        fail(place, "the type \"" + std::string(type.substr(0, 40)) + "\" is not known in a record");
+        fail(place, "the type " + quoted(type) + " is not known in a record");
     }
     return field;
 }
@@ -139,7 +140,7 @@ void checkCodecs(Node codecs, const std::string& place) {
         for (const Node part : codec.children()) {
             const std::string_view name = part.name();
             if (name.ends_with("Codec") && name != "bitPackCodec")
-                fail(place, "the codec \"" + std::string(name.substr(0, 40)) + "\" is not known");
+                fail(place, "the codec " + quoted(name) + " is not known");
         }
 }
 

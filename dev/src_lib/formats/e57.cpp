@@ -9,6 +9,7 @@
 #include "bytes/FileBytes.h"
 #include "formats/E57Pages.h"
 #include "formats/E57Scans.h"
+#include "formats/keepOnly.h"
 #include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
@@ -312,16 +313,6 @@ private:
     }
 };
 
-// Takes out what is not to be kept, in place, behind the first ones.
-template <class T>
-void keepOnly(const std::vector<char>& vKeep, std::size_t first, std::vector<T>& v) {
-    if (v.empty()) return;
-    std::size_t at = first;
-    for (std::size_t i = 0; i < vKeep.size(); ++i)
-        if (vKeep[i] != 0) v[at++] = v[first + i];
-    v.resize(at);
-}
-
 class E57Stream : public PointStream {
 public:
     E57Stream(const InputFile& source, const PointChoice& wanted) : file(source), pages(source), choice(wanted) {
@@ -475,7 +466,8 @@ private:
         for (const std::size_t stop : parallelChunkResults<std::size_t>(num, minRecords, decodeChunk))
             numGood = std::min(numGood, stop);
         vKeep.resize(numGood);
-        takeOut(vKeep, first, out);
+        resizeAll(first + numGood, out);
+        numInvalid += keepOnly(vKeep, first, out);
         if (numGood < num) failAtRecord(numGood);
         section->drop(num);
         numLeft -= num;
@@ -485,16 +477,6 @@ private:
         out.points.resize(size);
         if (bIntensities) out.intensities.resize(size);
         if (bNormals) out.normals.resize(size);
-    }
-
-    void takeOut(const std::vector<char>& vKeep, std::size_t first, PointBlock& out) {
-        const auto numOut = static_cast<std::uint64_t>(std::count(vKeep.begin(), vKeep.end(), 0));
-        numInvalid += numOut;
-        resizeAll(first + vKeep.size(), out);
-        if (numOut == 0) return;
-        keepOnly(vKeep, first, out.points);
-        keepOnly(vKeep, first, out.intensities);
-        keepOnly(vKeep, first, out.normals);
     }
 
     [[noreturn]] void failAtRecord(std::size_t index) const {
