@@ -201,10 +201,18 @@ ZEF_API WriteResult write(const std::filesystem::path& path, const TriangleMesh&
 //   .xyz .txt .asc .pts .csv   x y z a line, so that doubles read back the same, then
 //                              red green blue if any point has colour; .csv with commas
 //   .bin                       as readPoints() reads it: no colour
+//   .las                       1.2, or 1.4 for more than 2^32 points; whole numbers times a power
+//                              of ten below a thousandth of the spacing
+//   .pcd                       0.7, binary; colours
 // Where some points have colour, the others are written white. ArgumentError for
 // another ending.
 ZEF_API WriteResult write(const std::filesystem::path& path, std::span<const Point3> points,
                           const WriteOptions& options = {}, const Context& context = {});
+
+// The same of points with what belongs to them, as far as the format holds it: LAS classes and
+// intensities, the others normals by request. ArgumentError where these are not as many as points.
+ZEF_API WriteResult write(const std::filesystem::path& path, const PointFile& file, const WriteOptions& options = {},
+                          const Context& context = {});
 
 // An offset in round numbers near the middle of all finite points, or of the vertices of
 // triangles: multiples of the power of ten below the longest side of their box. O(n).

@@ -187,10 +187,10 @@ TEST(Precision, keepsProjectedCoordinates) {
 TEST(Precision, ofPointsLooksPastLostEchoes) {
     const TempFolder folder;
     std::vector<Point3> vPoints = zef_test::gridSheet(40, 40, 0.1).vertices;
-    EXPECT_FALSE(saveCloud(folder.name("a.ply"), vPoints, {}).doubles);
+    EXPECT_FALSE(saveCloud(folder.name("a.ply"), plyCloud, {vPoints}, {}).doubles);
     for (Point3& p : vPoints) p.set(p.px + 4000, p.py, p.pz);
     vPoints[0] = {0, 0, 0};
-    EXPECT_TRUE(saveCloud(folder.name("a.ply"), vPoints, {}).doubles);
+    EXPECT_TRUE(saveCloud(folder.name("a.ply"), plyCloud, {vPoints}, {}).doubles);
     EXPECT_EQ(loadCloud(folder.name("a.ply")).points, vPoints);
 }
 

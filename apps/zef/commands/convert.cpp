@@ -18,12 +18,12 @@ struct ConvertOptions {
 
 constexpr double ownSpacing = 0.0;  // the library finds one
 
-void convertCloud(const ConvertOptions& options, CommandRun& commandRun, const std::vector<zef::Point3>& vPoints) {
+void convertCloud(const ConvertOptions& options, CommandRun& commandRun, const zef::PointFile& cloud) {
     const std::string path = nameOfFormat(options.output.path, options.output.format);
     if (!zef::formatOf(path).writesPoints)
         throw Failure(path + ": that format needs triangles, and there are only points");
-    commandRun.report.addCount("points", "points", vPoints.size());
-    writeCloudFile(commandRun, options.output, ownSpacing, vPoints);
+    commandRun.report.addCount("points", "points", cloud.points.size());
+    writeCloudFile(commandRun, options.output, ownSpacing, cloud);
 }
 
 // Of triangles.
@@ -55,7 +55,7 @@ int runConvert(const ConvertOptions& given, CommandRun& commandRun) {
     if (file.kind != zef::PointFile::Kind::POINTS && format.writesMeshes) {
         convertMesh(options, commandRun, std::move(file));
     } else {
-        convertCloud(options, commandRun, file.points);
+        convertCloud(options, commandRun, file);
     }
     return EXIT_DONE;
 }

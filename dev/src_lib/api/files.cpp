@@ -11,7 +11,6 @@
 #include "io/loadCloud.h"
 #include "io/meshFormats.h"
 #include "io/precision.h"
-#include "io/saveCloud.h"
 
 namespace QUOR_ZEF {
 
@@ -126,14 +125,34 @@ WriteResult write(const std::filesystem::path& path, const TriangleMesh& mesh, c
     });
 }
 
-WriteResult write(const std::filesystem::path& path, std::span<const Point3> points, const WriteOptions& options,
-                  const Context& context) {
-    checkSpan(points);
+namespace {
+
+WriteResult writeCloud(const std::string& path, const CloudView& cloud, const WriteOptions& options,
+                       const Context& context) {
+    checkSpan(cloud.points);
     checkOptions(options);
+    const CloudWriter* const pWriter = cloudWriterOf(path);
+    if (!pWriter) throw ArgumentError(path + ": the ending is no format of points; known are " + writableEndings());
     return runCall(context, [&] {
         planWriting();
-        return saveCloud(path.string(), points, options);
+        return saveCloud(path, *pWriter, cloud, options);
     });
+}
+
+}  // namespace
+
+WriteResult write(const std::filesystem::path& path, std::span<const Point3> points, const WriteOptions& options,
+                  const Context& context) {
+    return writeCloud(path.string(), {points}, options, context);
+}
+
+WriteResult write(const std::filesystem::path& path, const PointFile& file, const WriteOptions& options,
+                  const Context& context) {
+    const auto fits = [&](std::size_t num) { return num == 0 || num == file.points.size(); };
+    if (!fits(file.normals.size()) || !fits(file.classes.size()) || !fits(file.intensities.size()))
+        throw ArgumentError("file: normals, classes and intensities must be none, or one for each of its " +
+                            std::to_string(file.points.size()) + " points");
+    return writeCloud(path.string(), {file.points, file.normals, file.classes, file.intensities}, options, context);
 }
 
 Vector3 middleOffset(std::span<const Point3> points) {
@@ -166,8 +185,9 @@ FileFormat formatOf(const std::filesystem::path& path) {
     FileFormat format;
     format.writesMeshes = isMeshFormat(ending);
     format.hasDoubles = hasDoubles(ending);
-    format.writesPoints = isCloudName(path.string());
-    format.alwaysDoubles = isAlwaysExact(path.string());
+    const CloudWriter* const pWriter = cloudWriterOf(path.string());
+    format.writesPoints = pWriter != nullptr;
+    format.alwaysDoubles = pWriter && !pWriter->bHasFloats;
     const Format* const pFormat = formatOfEnding(readEnding);
     format.readsPoints = pFormat && (pFormat->open || isLoadable(readEnding));
     format.readsMeshes = format.readsPoints && pFormat->bMeshes;

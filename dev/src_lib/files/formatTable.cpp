@@ -3,6 +3,10 @@
 #include <algorithm>
 
 #include "formats/e57.h"
+#include "formats/las.h"
+#include "formats/pcd.h"
+#include "formats/pcdWriter.h"
+#include "formats/ptx.h"
 #include "io/loadCloud.h"
 
 namespace QUOR_ZEF {
@@ -17,6 +21,12 @@ bool isGlb(std::string_view bytes) {
     return bytes.starts_with("glTF");
 }
 
+void writePcdCloud(AtomicFile& file, const CloudView& cloud, const WriteOptions& options) {
+    writePcd(file, cloud.points, options.precision == Precision::DOUBLE);
+}
+
+const CloudWriter pcdCloud{writePcdCloud, true};
+
 bool canRead(const Format& format, const char* ending) {
     return format.open || isLoadable(ending);
 }
@@ -25,10 +35,21 @@ bool canRead(const Format& format, const char* ending) {
 
 const std::vector<Format>& formatTable() {
     static const std::vector<Format> vFormats = {
-        {"PLY", {".ply"}, "colours, normals, viewpoint, triangles", true, isPly},
-        {"text", {".xyz", ".txt", ".asc", ".pts", ".csv"}, "colours, normals, intensities"},
+        {"PLY", {".ply"}, "colours, normals, viewpoint, triangles", true, isPly, nullptr, &plyCloud},
+        {"text",
+         {".xyz", ".txt", ".asc", ".pts"},
+         "colours, normals, intensities",
+         false,
+         nullptr,
+         nullptr,
+         &textCloud},
+        {"CSV", {".csv"}, "colours, normals, intensities", false, nullptr, nullptr, &csvCloud},
+        {"LAS", {".las"}, "colours, intensities, classes, projection", false, isLas, openLas},
+        {"LAZ", {".laz"}, "colours, intensities, classes, projection", false, nullptr, openLas},
         {"E57", {".e57"}, "colours, intensities, normals, scans, viewpoints", false, isE57, openE57},
-        {"binary list", {".bin"}, "nothing"},
+        {"PCD", {".pcd"}, "colours, intensities, normals, viewpoint", false, isPcd, openPcd, &pcdCloud},
+        {"PTX", {".ptx"}, "colours, intensities, scans, viewpoints", false, isPtx, openPtx},
+        {"binary list", {".bin"}, "nothing", false, nullptr, nullptr, &binCloud},
         {"OBJ", {".obj"}, "colours, triangles", true},
         {"STL", {".stl"}, "triangles", true},
         {"OFF", {".off"}, "colours, triangles", true},
@@ -47,6 +68,19 @@ const Format* formatOfContent(std::string_view firstBytes) {
     for (const Format& format : formatTable())
         if (format.hasMark && format.hasMark(firstBytes)) return &format;
     return nullptr;
+}
+
+const CloudWriter* cloudWriterOf(const std::string& path) {
+    const Format* const pFormat = formatOfEnding(endingOf(path));
+    return pFormat ? pFormat->pWriter : nullptr;
+}
+
+std::string writableEndings() {
+    std::string text;
+    for (const Format& format : formatTable())
+        for (const char* const ending : format.vEndings)
+            if (format.pWriter) text.append(text.empty() ? "" : " ").append(ending);
+    return text;
 }
 
 std::string readableEndings(bool bMeshesOnly) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "formats/PointStream.h"
+#include "io/saveCloud.h"
 
 namespace QUOR_ZEF {
 
@@ -17,16 +18,22 @@ struct Format {
     bool bMeshes = false;                                    // reads triangles
     bool (*hasMark)(std::string_view firstBytes) = nullptr;  // null: content does not tell
     OpenStream open = nullptr;                               // null: read as a whole, or not at all
+    const CloudWriter* pWriter = nullptr;                    // of points
 };
 
 const std::vector<Format>& formatTable();
 
 // Null if there is none.
 const Format* formatOfEnding(std::string_view ending);
+// Of points; null if there is none.
+const CloudWriter* cloudWriterOf(const std::string& path);
 const Format* formatOfContent(std::string_view firstBytes);
 
 // All endings that can be read, apart by blanks.
 std::string readableEndings(bool bMeshesOnly);
+
+// The same for writing points.
+std::string writableEndings();
 
 // The ending that tells how a file is to be read: that before ".gz", if there is one.
 std::string readEndingOf(const std::string& path);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -19,10 +18,6 @@ void renumberVertices(TriangleMesh& mesh, VertexOrder order);
 
 // Leaves out the triangles in which a vertex comes twice; returns how many. O(n).
 std::size_t dropRepeating(std::vector<std::uint32_t>& vTriples);
-
-// Of the vertices: the mean of their triangles' normals, by area, of length 1 as floats; zero for
-// vertices of no area. O(n).
-std::vector<std::array<float, 3>> vertexNormals(const TriangleMesh& mesh);
 
 // The mean length of the edges, each counted as often as triangles have it; 1 if
 // there is none. O(n).

@@ -6,10 +6,10 @@
 
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
-#include "flat/arrays.h"
 #include "frame/Progress.h"
 #include "io/PLY.h"
 #include "io/meshFormats.h"
+#include "io/vertexNormals.h"
 
 // Binary glTF 2.0: a header of 12 bytes, the description as JSON, and one buffer
 // with positions, colours and indices, one after another, all a multiple of 4 bytes.
@@ -20,7 +20,7 @@ namespace {
 
 constexpr uint64 positionBytes = 12;  // three floats
 constexpr uint64 normalBytes = 12;
-constexpr uint64 colorBytes = 8;      // four 16 bit numbers
+constexpr uint64 colorBytes = 8;  // four 16 bit numbers
 constexpr uint64 tripleBytes = 12;
 constexpr std::uint32_t headerBytes = 12, chunkHeaderBytes = 8;
 // Numbers of the format.
@@ -73,8 +73,7 @@ public:
         if (bColor)
             add(numVertices * colorBytes, targetVertices, typeUshort, numVertices,
                 R"("type":"VEC4","normalized":true)");
-        if (bNormals)
-            add(numVertices * normalBytes, targetVertices, typeFloat, numVertices, R"("type":"VEC3")");
+        if (bNormals) add(numVertices * normalBytes, targetVertices, typeFloat, numVertices, R"("type":"VEC3")");
         add(mesh.numTriangles() * tripleBytes, targetIndices, typeUint, 3 * mesh.numTriangles(), R"("type":"SCALAR")");
         if (!offset.isDegenerate()) node = R"(,"translation":)" + triple({offset.vx, offset.vy, offset.vz});
         attributes = R"({"POSITION":0)";

@@ -14,6 +14,7 @@
 #include "io/loadCloud.h"
 #include "io/plyMesh.h"
 #include "io/precision.h"
+#include "io/vertexNormals.h"
 
 namespace QUOR_ZEF {
 

@@ -4,9 +4,9 @@
 
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
-#include "flat/arrays.h"
 #include "frame/Run.h"
 #include "frame/tools.h"
+#include "io/vertexNormals.h"
 
 namespace QUOR_ZEF::PLY {
 

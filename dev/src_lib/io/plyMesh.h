@@ -22,7 +22,7 @@ struct MeshLayout {
     bool bDouble = false;  // coordinates
     int digits = 6;        // of coordinates in text, or shortest
     bool bNormals = false;
-    bool bColor = true;    // red green blue alpha
+    bool bColor = true;  // red green blue alpha
     std::vector<std::string> vComments;
 };
 // Throws a PlyError if the file cannot be written.
