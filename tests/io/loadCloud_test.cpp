@@ -142,7 +142,7 @@ TEST_F(LoadCloud, errorsNameThePlace) {
         {"a.xyz", std::string("1 2 3\n\0\0", 8), "byte 6: the file is not plain text"},
         {"a.bin", bin, "byte 4: 2 points announced"},
         {"a.bin", "short", "shorter than the header"},
-        {"a.las", "LASF", "unknown ending \".las\""},
+        {"a.zip", "PK", "unknown ending \".zip\""},
         {"noending", "1 2 3\n", "unknown ending \"\""}};
     for (const auto& [file, bytes, text] : cases) EXPECT_TRUE(refuses(file, bytes, text));
     EXPECT_FALSE(cloud.load(folder.name("none.ply")));

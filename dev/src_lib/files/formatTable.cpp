@@ -4,10 +4,12 @@
 
 #include "formats/e57.h"
 #include "formats/las.h"
+#include "formats/lasWriter.h"
 #include "formats/pcd.h"
 #include "formats/pcdWriter.h"
 #include "formats/ptx.h"
 #include "io/loadCloud.h"
+#include "io/precision.h"
 
 namespace QUOR_ZEF {
 
@@ -25,6 +27,12 @@ void writePcdCloud(AtomicFile& file, const CloudView& cloud, const WriteOptions&
     writePcd(file, cloud.points, options.precision == Precision::DOUBLE);
 }
 
+void writeLasCloud(AtomicFile& file, const CloudView& cloud, const WriteOptions& options) {
+    const double spacing = options.spacing > 0.0 ? options.spacing : roughSpacing(cloud.points);
+    writeLas(file, {cloud.points, cloud.classes, cloud.intensities}, {.spacing = spacing});
+}
+
+const CloudWriter lasCloud{writeLasCloud};
 const CloudWriter pcdCloud{writePcdCloud, true};
 
 bool canRead(const Format& format, const char* ending) {
@@ -44,7 +52,7 @@ const std::vector<Format>& formatTable() {
          nullptr,
          &textCloud},
         {"CSV", {".csv"}, "colours, normals, intensities", false, nullptr, nullptr, &csvCloud},
-        {"LAS", {".las"}, "colours, intensities, classes, projection", false, isLas, openLas},
+        {"LAS", {".las"}, "colours, intensities, classes, projection", false, isLas, openLas, &lasCloud},
         {"LAZ", {".laz"}, "colours, intensities, classes, projection", false, nullptr, openLas},
         {"E57", {".e57"}, "colours, intensities, normals, scans, viewpoints", false, isE57, openE57},
         {"PCD", {".pcd"}, "colours, intensities, normals, viewpoint", false, isPcd, openPcd, &pcdCloud},

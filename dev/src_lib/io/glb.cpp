@@ -54,7 +54,7 @@ Box boxOf(const std::vector<Point3>& vVertices) {
         const std::array<double, 3> coords{p.px, p.py, p.pz};
         for (std::size_t i = 0; i < 3; ++i) {
             const double value = narrow(coords[i]);
-            if (!std::isfinite(value)) throw MeshFileError("glTF cannot hold the coordinate " + number(coords[i]));
+            if (!std::isfinite(value)) throw SaveError("glTF cannot hold the coordinate " + number(coords[i]));
             box.lower[i] = std::min(box.lower[i], value);
             box.upper[i] = std::max(box.upper[i], value);
         }
@@ -170,7 +170,7 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     }
     while (json.size() % 4 != 0) json += ' ';
     const uint64 total = headerBytes + chunkHeaderBytes + json.size() + (bEmpty ? 0 : chunkHeaderBytes + bufferBytes);
-    if (total > 0xffffffffu) throw MeshFileError("the mesh takes more than the 4 GiB of a glTF file");
+    if (total > 0xffffffffu) throw SaveError("the mesh takes more than the 4 GiB of a glTF file");
 
     AtomicFile file(path);
     file.writeRaw(std::array<std::uint32_t, 3>{magic, version, static_cast<std::uint32_t>(total)});
@@ -180,7 +180,7 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOpti
         writeChunk(file, bufferBytes, binaryChunk);
         writeBuffer(file, mesh, bColor, options.normals);
     }
-    if (!file.commit()) throw MeshFileError(file.getError());
+    if (!file.commit()) throw SaveError(file.getError());
 }
 
 }  // namespace QUOR_ZEF

@@ -77,7 +77,7 @@ void writeComments(AtomicFile& file, const WriteOptions& options) {
 }
 
 void finish(AtomicFile& file) {
-    if (!file.commit()) throw MeshFileError(file.getError());
+    if (!file.commit()) throw SaveError(file.getError());
 }
 
 // All is told before the file appears: whoever ends the call then has none.
@@ -186,7 +186,7 @@ void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOpti
 
 // 80 bytes of text, the count, then 50 bytes a triangle: normal, corners, no attributes.
 void writeBinaryStl(const TriangleMesh& mesh, const std::string& path) {
-    if (mesh.numTriangles() > 0xffffffffu) throw MeshFileError("binary STL holds at most 2^32 - 1 triangles");
+    if (mesh.numTriangles() > 0xffffffffu) throw SaveError("binary STL holds at most 2^32 - 1 triangles");
     AtomicFile file(path);
     // Readers take a file that starts with "solid" for text.
     std::array<char, 80> title{"ZEF, binary STL"};
@@ -254,7 +254,7 @@ WriteResult writeMeshFile(const std::string& path, const TriangleMesh& mesh, con
     prepare(out, plan.offset);
     try {
         writeFormat(path, ending, out, settled(options, plan));
-    } catch (const MeshFileError& error) {
+    } catch (const SaveError& error) {
         throw FileError(path + ": " + error.what());
     } catch (const PLY::PlyError& error) {
         throw FileError(path + ": " + error.what());

@@ -1,19 +1,15 @@
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "bytes/LoadError.h"
 #include "zef/files.h"
 
 namespace QUOR_ZEF {
 
-// The formats behind write(). Each throws a MeshFileError, or PLY a PlyError, if the mesh
+// The formats behind write(). Each throws a SaveError, or PLY a PlyError, if the mesh
 // does not fit into the format or the file cannot be written.
-struct MeshFileError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 // Chooses by the ending, numbers the vertices by first use, settles the precision and
 // subtracts the offset, which the others leave alone: they take settled() options. Throws
 // a FileError; ArgumentError for an ending that is none of a mesh, and for doubles in a

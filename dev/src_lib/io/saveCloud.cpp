@@ -151,7 +151,11 @@ WriteResult saveCloud(const std::string& path, const CloudWriter& writer, const 
         out.points = vShifted;
     }
     AtomicFile file(path);
-    if (file.isGood()) writer.write(file, out, settled(options, plan));
+    try {
+        if (file.isGood()) writer.write(file, out, settled(options, plan));
+    } catch (const SaveError& error) {
+        throw FileError(path + ": " + error.what());
+    }
     if (!file.commit()) throw FileError(path + ": " + file.getError());
     if (!plan.warning.empty()) showWarning("write", path + ": " + plan.warning);
     return {plan.bDouble, plan.offset};

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bytes/AtomicFile.h"
+#include "bytes/LoadError.h"
 #include "zef/files.h"
 
 namespace QUOR_ZEF {
@@ -19,6 +20,7 @@ struct CloudView {
 
 // How a format is written. Coordinates have the offset taken away already, and the precision is settled.
 struct CloudWriter {
+    // Throws a SaveError for what the format does not hold.
     void (*write)(AtomicFile& file, const CloudView& cloud, const WriteOptions& options) = nullptr;
     bool bHasFloats = false;   // else coordinates are exact in any case
     bool bHasNormals = false;  // if they are asked for
