@@ -20,7 +20,8 @@ struct E57TestScan {
     std::vector<E57TestField> fields;
     std::string xml;  // further elements
     std::uint64_t numRecords = 0;
-    std::string offset = {};  // another one than the true one
+    std::string offset = {};                 // another one than the true one
+    std::vector<E57TestField> restart = {};  // records behind the others, in packets that begin anew
 };
 
 inline std::uint32_t slowCrc(const std::string& bytes) {
@@ -47,15 +48,15 @@ inline std::string packBits(const E57TestField& field) {
     std::size_t bit = 0;
     for (const std::uint64_t value : field.packed)
         for (unsigned i = 0; i < field.numBits; ++i, ++bit)
-            bytes[bit / 8] = static_cast<char>(bytes[bit / 8] | ((value >> i & 1) << bit % 8));
+            if ((value >> i & 1) != 0) bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
     return bytes;
 }
 
 // Buffers of a packet differ in length, so that values lie across packets; behind the first
 // one stand an index packet and an empty one.
-inline std::string makePackets(const E57TestScan& scan, std::size_t packetBytes) {
+inline std::string makePackets(const std::vector<E57TestField>& vFields, std::size_t packetBytes) {
     std::vector<std::string> vStreams;
-    for (const E57TestField& field : scan.fields) vStreams.push_back(packBits(field));
+    for (const E57TestField& field : vFields) vStreams.push_back(packBits(field));
     std::string packets;
     for (bool bMore = true; bMore;) {
         bMore = false;
@@ -85,7 +86,8 @@ inline std::string makeE57(const std::vector<E57TestScan>& vScans, std::size_t p
     std::string payload(48, '\0');
     std::string xml = "<?xml version=\"1.0\"?>\n<e57Root type=\"Structure\"><data3D type=\"Vector\">";
     for (const E57TestScan& scan : vScans) {
-        const std::string packets = makePackets(scan, packetBytes);
+        std::string packets = makePackets(scan.fields, packetBytes);
+        if (!scan.restart.empty()) packets += makePackets(scan.restart, packetBytes).replace(1, 1, "\1");
         const std::string offset = scan.offset.empty() ? std::to_string(physicalOf(payload.size())) : scan.offset;
         xml += "<vectorChild type=\"Structure\">" + scan.xml + "<points type=\"CompressedVector\" fileOffset=\"" +
                offset + "\" recordCount=\"" + std::to_string(scan.numRecords) + "\"><prototype type=\"Structure\">";

@@ -26,6 +26,7 @@ E57TestField integers(const std::string& name, const std::string& attributes, un
     static std::mt19937_64 random(7);
     E57TestField field{name, "type=\"Integer\" " + attributes, numBits, std::vector<std::uint64_t>(num)};
     for (std::uint64_t& value : field.packed) value = range == ~std::uint64_t{0} ? random() : random() % (range + 1);
+    field.packed[0] = 0;
     if (num > 1) field.packed[1] = range;
     return field;
 }
@@ -157,6 +158,19 @@ TEST(E57, movesTurnsAndFiltersEachScan) {
     EXPECT_EQ(read({sphere(), second}, choice).block.viewpoint, Point3(10, 20, 30));
     choice.scan = 2;
     EXPECT_NE(read({sphere(), second}, choice).error.find("the last one is scan 1; "), std::string::npos);
+}
+
+TEST(E57, dropsBitsWhereAPacketBeginsAnew) {
+    const auto field = [](const std::string& name, std::vector<std::uint64_t> packed) {
+        return E57TestField{name, "type=\"Integer\" " + limits("0", "6"), 3, std::move(packed)};
+    };
+    const E57TestScan scan = {
+        {singles("cartesianX", {1.f}), field("cartesianY", {2}), field("cartesianZ", {3})},
+        "",
+        3,
+        "",
+        {singles("cartesianX", {4.f, 0.f}), field("cartesianY", {5, 1}), field("cartesianZ", {6, 2})}};
+    EXPECT_EQ(read({scan}).block.points, std::vector<Point3>({{1, 2, 3}, {4, 5, 6}, {0, 1, 2}}));
 }
 
 TEST(E57, deliversWhatStandsBeforeDamage) {

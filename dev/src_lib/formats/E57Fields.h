@@ -49,7 +49,7 @@ public:
     std::size_t decode(std::size_t first, std::span<double> out) const;
     // Forgets so many values from the first on.
     void drop(std::size_t num);
-    // Forgets bits that are no whole value.
+    // Forgets what is there.
     void dropRest() { begin = end, firstBit = 0; }
 
 private:

@@ -4,11 +4,11 @@
 #include <array>
 #include <cmath>
 #include <optional>
-#include <utility>
 
 #include "bytes/FileBytes.h"
 #include "formats/E57Pages.h"
 #include "formats/E57Scans.h"
+#include "formats/E57Section.h"
 #include "formats/keepOnly.h"
 #include "parallel/parallelTransform.h"
 
@@ -16,26 +16,10 @@ namespace QUOR_ZEF {
 
 namespace {
 
+using namespace e57_roles;
+
 constexpr std::string_view signature = "ASTM-E57";
 constexpr std::uint64_t headerBytes = 48;
-
-// What the fields of a record are good for here.
-enum Role : std::size_t {
-    FIRST,  // x, or the range
-    SECOND,
-    THIRD,
-    STATE,  // not 0: an invalid point
-    RED,
-    GREEN,
-    BLUE,
-    NO_COLOR,  // not 0: an invalid colour
-    INTENSITY,
-    NO_INTENSITY,
-    NORMAL_X,
-    NORMAL_Y,
-    NORMAL_Z,
-    NUM_ROLES
-};
 
 struct Header {
     std::uint32_t minorVersion = 0;
@@ -63,135 +47,6 @@ std::string readXml(E57Pages& pages, const Header& header) {
                         " bytes, expected 16 MiB at most" + copyAnew);
     return pages.read(E57Pages::toLogical(header.xmlOffset), header.xmlBytes);
 }
-
-// Parts of the payload that nothing else may lie in.
-class UsedParts {
-public:
-    void add(std::uint64_t begin, std::uint64_t end) {
-        const auto it = std::lower_bound(vParts.begin(), vParts.end(), std::pair(begin, end));
-        if ((it != vParts.end() && it->first < end) || (it != vParts.begin() && std::prev(it)->second > begin))
-            throw LoadError(e57Place(begin) + "the section that begins here overlaps another part" + copyAnew);
-        vParts.insert(it, {begin, end});
-    }
-
-private:
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> vParts;  // ascending
-};
-
-// The packets of one scan, taken apart into the fields that are wanted.
-class E57Section {
-public:
-    // The fields by role; what is not wanted or not there is null.
-    using Fields = std::array<const E57Field*, NUM_ROLES>;
-
-    E57Section(E57Pages& source, const E57Scan& from, const Fields& fields, UsedParts& used)
-        : pages(source), scan(from) {
-        constexpr std::uint64_t startBytes = 32;
-        const std::uint64_t begin = E57Pages::toLogical(scan.physicalOffset);
-        const std::string header = pages.read(begin, startBytes);
-        const auto length = loadValue<std::uint64_t>(header.data() + 8);
-        if (header[0] != 1 || length < startBytes || length > ~std::uint64_t{0} - begin)
-            throw LoadError(e57Place(begin) + "no section of points begins here" + copyAnew);
-        end = begin + length;
-        used.add(begin, end);
-        place = E57Pages::toLogical(loadValue<std::uint64_t>(header.data() + 16));
-        if (place < begin + startBytes || place > end)
-            throw LoadError(e57Place(begin + 16) + "the first packet is not in its section" + copyAnew);
-        addColumns(fields);
-    }
-
-    // Null where the scan has none.
-    const E57Column* getColumn(Role role) const {
-        return roles[role] < vColumns.size() ? &vColumns[roles[role]] : nullptr;
-    }
-    // Whole records that are there.
-    std::uint64_t count() const {
-        std::uint64_t num = E57Column::endless;
-        for (const E57Column& column : vColumns) num = std::min(num, column.count());
-        return num;
-    }
-    // Takes packets until there are so many records; a LoadError where the packets end before,
-    // or are damaged.
-    void fill(std::uint64_t num) {
-        while (count() < num)
-            if (!takePacket()) return;
-    }
-    void drop(std::size_t num) {
-        for (E57Column& column : vColumns) column.drop(num);
-    }
-    std::uint64_t getPlace() const { return place; }
-
-private:
-    static constexpr std::size_t noColumn = ~std::size_t{0};
-
-    E57Pages& pages;
-    const E57Scan& scan;
-    std::uint64_t place = 0, end = 0;
-    std::vector<E57Column> vColumns;
-    std::vector<std::size_t> vColumnOf;  // of each bytestream
-    std::array<std::size_t, NUM_ROLES> roles{};
-
-    void addColumns(const Fields& fields) {
-        roles.fill(noColumn);
-        vColumnOf.assign(scan.fields.size(), noColumn);
-        for (std::size_t role = 0; role < NUM_ROLES; ++role) {
-            if (!fields[role]) continue;
-            roles[role] = vColumns.size();
-            vColumnOf[static_cast<std::size_t>(fields[role] - scan.fields.data())] = vColumns.size();
-            vColumns.emplace_back(*fields[role]);
-        }
-    }
-
-    [[noreturn]] void fail(const std::string& fault) const { throw LoadError(e57Place(place) + fault + copyAnew); }
-
-    // False if the records before it have to be taken first.
-    bool takePacket() {
-        constexpr std::size_t commonBytes = 4;
-        if (place > end || end - place < commonBytes) fail("the packets end before the records of their scan");
-        const std::string_view common = pages.view(place, commonBytes);
-        const char type = common[0];
-        const bool bRestart = (common[1] & 1) != 0;
-        const std::size_t length = std::size_t{loadValue<std::uint16_t>(common.data() + 2)} + 1;
-        if (type < 0 || type > 2 || length % commonBytes != 0) fail("no packet begins here");
-        if (length > end - place) fail("a packet goes beyond the end of its section");
-        if (type == 1) {
-            if (bRestart && !restart()) return false;
-            takeBuffers(pages.view(place, length));
-        }
-        place += length;
-        return true;
-    }
-
-    // Bits that are left over count no more, once all whole records have been taken.
-    bool restart() {
-        if (count() > 0 && count() != E57Column::endless) return false;
-        for (E57Column& column : vColumns) {
-            if (column.getField().numBits > 0 && column.count() > 0) fail("a packet begins anew within a record");
-            column.dropRest();
-        }
-        return true;
-    }
-
-    void takeBuffers(std::string_view packet) {
-        constexpr std::size_t startBytes = 6;
-        // Fields may run ahead of each other, but not by all of a large file.
-        constexpr std::size_t maxWaiting = std::size_t{1} << 26;
-        if (packet.size() < startBytes + 2) fail("a packet is too short for records");
-        const std::size_t num = loadValue<std::uint16_t>(packet.data() + 4);
-        if (num == 0 && packet.size() == startBytes + 2) return;
-        std::size_t at = startBytes + 2 * num;
-        if (num != vColumnOf.size() || at > packet.size()) fail("a packet has other fields than its scan");
-        for (std::size_t i = 0; i < num; ++i) {
-            const std::size_t length = loadValue<std::uint16_t>(packet.data() + startBytes + 2 * i);
-            if (length > packet.size() - at) fail("the fields of a packet are longer than itself");
-            if (vColumnOf[i] != noColumn) vColumns[vColumnOf[i]].append(packet.substr(at, length));
-            at += length;
-        }
-        std::size_t numWaiting = 0;
-        for (const E57Column& column : vColumns) numWaiting += column.numBytes();
-        if (numWaiting > maxWaiting) fail("the fields of a record lie too far from each other");
-    }
-};
 
 // Turns records into points.
 class E57Decoder {
@@ -356,7 +211,7 @@ private:
     PointChoice choice;
     E57Content content;
     ScanFacts facts;
-    UsedParts used;
+    E57UsedParts used;
     bool bCutShort = false;
     bool bDone = false;
     bool bIntensities = false, bNormals = false;  // some scan has them

@@ -166,7 +166,7 @@ private:
         facts.numPoints =
             header.data == Data::COMPRESSED ? header.numPoints : std::min(header.numPoints, (numBytes + 1) / least);
         if (header.width * header.height != header.numPoints)
-            facts.notes.push_back("Width times height is not the number of points, which counts.");
+            facts.notes.emplace_back("Width times height is not the number of points, which counts.");
     }
 
     // At most a quarter of a million.
