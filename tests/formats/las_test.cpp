@@ -74,7 +74,8 @@ Records randomRecords(unsigned format, std::size_t numExtra, std::size_t num, un
         for (std::size_t place = 12; place < record.size(); ++place)
             if (chance(6))
                 record[place] = static_cast<char>(chance(2) ? random() : unsigned(record[place]) + random() % 3);
-        if (format >= 6) record[15] = static_cast<char>((record[15] & ~0x30) | random() % numChannels << 4);
+        if (format >= 6)
+            record[15] = static_cast<char>((record[15] & 0xcf) | static_cast<int>(random() % numChannels) << 4);
         if (format == 1 || format == 3)  // mostly even steps of time, and some to other sequences
             putValue(record, 20, valueIn<std::int64_t>(record, 20) % (std::int64_t{1} << 40) + (chance(9) ? 1 : 1000));
         records.push_back(record);

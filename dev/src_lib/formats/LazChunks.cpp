@@ -160,11 +160,11 @@ private:
         numChunksDone += num;
         numLeft -= numPoints;
         place = vChunks[numChunksDone - 1].end;
-        for (std::size_t i = 0; i < num; ++i) {
-            if (vSlices[i].fault.empty()) continue;
-            vSlices.resize(i + 1);
-            numLeft = 0;
-        }
+        const auto it =
+            std::find_if(vSlices.begin(), vSlices.end(), [](const RecordSlice& s) { return !s.fault.empty(); });
+        if (it == vSlices.end()) return true;
+        vSlices.erase(it + 1, vSlices.end());
+        numLeft = 0;
         return true;
     }
 

@@ -49,7 +49,7 @@ public:
     bool isStarted() const { return numSymbols > 0; }
     void start(unsigned n) {
         numSymbols = cycle = n;
-        while ((1u << tableBits) < n) ++tableBits;
+        while ((1u << tableBits) < entriesPerSymbol * n) ++tableBits;
         std::fill_n(count.begin(), n, std::uint16_t{1});
         rebuild();
         cycle = left = (n + 6) >> 1;
@@ -69,11 +69,13 @@ public:
     }
 
 private:
+    static constexpr unsigned entriesPerSymbol = 4;  // of the table: more of them cost more than they save
+
     std::uint32_t numSymbols, tableBits = 1, total = 0, cycle = 0, left = 0;
     std::array<std::uint16_t, capacity> count;
     std::array<std::uint16_t, capacity + 1> dist;  // in 1 / 2^15; 2^15 behind the last
     using Entry = std::conditional_t<(capacity > 256), std::uint16_t, std::uint8_t>;
-    std::array<Entry, std::bit_ceil(capacity)> table;  // by the upper bits of a part: where to begin
+    std::array<Entry, std::bit_ceil(entriesPerSymbol* capacity)> table;  // by the upper bits of a part: where to begin
 
     void rebuild() {
         total += cycle;
@@ -130,7 +132,8 @@ private:
 inline constexpr std::uint32_t minCoderLength = 0x01000000u, maxCoderLength = 0xffffffffu;
 
 // A small value: functions that decode much work on a copy of their own, which the compiler
-// keeps in registers, and put it back. It borrows the source.
+// keeps in registers as long as nobody else gets its address, and put it back. It borrows the
+// source.
 class ArithmeticDecoder {
 public:
     explicit ArithmeticDecoder(ByteSource& source) : pSource(&source) {
@@ -151,7 +154,7 @@ public:
         return symbol;
     }
 
-    unsigned decodeBit(BitModel& model) {
+    [[gnu::always_inline]] unsigned decodeBit(BitModel& model) {
         const std::uint32_t zeros = model.getShare() * (length >> 13);
         const unsigned bit = value < zeros ? 0 : 1;
         value -= bit ? zeros : 0;
@@ -162,10 +165,18 @@ public:
     }
 
     // 1 to 32 of them.
-    std::uint32_t readBits(unsigned num) {
+    [[gnu::always_inline]] std::uint32_t readBits(unsigned num) {
         if (num < 20) return readFewBits(num);
         const std::uint32_t low = readFewBits(16);
         return readFewBits(num - 16) << 16 | low;
+    }
+
+    // Has a function that is rarely needed, and not inlined, work on a copy.
+    template <class Decode>
+    [[gnu::always_inline]] void apart(Decode decode) {
+        ArithmeticDecoder copy = *this;
+        decode(copy);
+        *this = copy;
     }
 
     // Of the file: what comes next.
@@ -187,14 +198,24 @@ private:
         return *p++;
     }
 
+    // How many bytes follow is hard to predict, so that nothing branches on it.
     [[gnu::always_inline]] void renormalise() {
-        while (length < minCoderLength) {
-            value = value << 8 | nextByte();
-            length <<= 8;
+        if (pEnd - p < 4) [[unlikely]] {
+            while (length < minCoderLength) {
+                value = value << 8 | nextByte();
+                length <<= 8;
+            }
+            return;
         }
+        const unsigned shift = static_cast<unsigned>(std::countl_zero(length)) & ~7u;
+        const std::uint32_t following =
+            std::uint32_t{p[0]} << 24 | std::uint32_t{p[1]} << 16 | std::uint32_t{p[2]} << 8 | p[3];
+        value = static_cast<std::uint32_t>((std::uint64_t{value} << 32 | following) << shift >> 32);
+        length <<= shift;
+        p += shift / 8;
     }
 
-    std::uint32_t readFewBits(unsigned num) {
+    [[gnu::always_inline]] std::uint32_t readFewBits(unsigned num) {
         length >>= num;
         std::uint32_t bits = value / length;
         if (bits >> num) [[unlikely]] {

@@ -108,7 +108,7 @@ private:
         {5, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4, 5, 5, 5, 4, 4}, {5, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4, 4, 5, 5, 5, 4},
         {5, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 5, 5, 5}, {5, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 5, 5}};
 
-    Step decodeOne(ArithmeticDecoder& coder, LasRecord& record) {
+    [[gnu::always_inline]] Step decodeOne(ArithmeticDecoder& coder, LasRecord& record) {
         Models* p = channels[channel].get();
         const unsigned kind =
             (p->last.r == 1 ? 1u : 0u) + (p->last.r >= p->last.n ? 2u : 0u) + (p->last.bTimeChanged ? 4u : 0u);
@@ -116,12 +116,12 @@ private:
         Step step{};
         if (changes & 64) {
             step.bChannelCoded = true;
-            step.bNewChannel = changeChannel(coder, *p);
+            coder.apart([&](ArithmeticDecoder& copy) { step.bNewChannel = changeChannel(copy, *p); });
             p = channels[channel].get();
         }
         step.channel = static_cast<std::uint8_t>(channel);
         step.bTimeChanged = (changes & 16) != 0;
-        if (changes & 7) decodeReturns(coder, *p, changes);
+        if (changes & 7) coder.apart([&](ArithmeticDecoder& copy) { decodeReturns(copy, *p, changes); });
         decodePlace(coder, *p, step);
         record.x = p->last.x;
         record.y = p->last.y;

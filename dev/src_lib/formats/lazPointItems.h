@@ -54,7 +54,7 @@ public:
         const unsigned m = returnMap[n][r];
         if (changes & 16) intensities[m] = decodeIntensity(coder, m);
         last.intensity = intensities[m];
-        if (changes & 15) decodeRest(coder, changes);
+        if (changes & 15) coder.apart([&](ArithmeticDecoder& copy) { decodeRest(copy, changes); });
         decodePlace(coder, m, r < n ? n - r : r - n, n == 1 ? 1 : 0);
         shared = coder;
     }
@@ -78,7 +78,7 @@ private:
     std::array<std::uint16_t, 16> intensities{};
     std::array<std::int32_t, 8> heights{};
 
-    std::uint16_t decodeIntensity(ArithmeticDecoder& coder, unsigned m) {
+    [[gnu::always_inline]] std::uint16_t decodeIntensity(ArithmeticDecoder& coder, unsigned m) {
         return static_cast<std::uint16_t>(intensityModel.decode(coder, intensities[m], std::min(m, 3u)));
     }
 
@@ -191,14 +191,18 @@ private:
     // False if it only changed the sequence.
     [[gnu::always_inline]] bool decodeInSequence(ArithmeticDecoder& coder) {
         Sequence& sequence = sequences[current];
-        if (sequence.step == 0) return decodeFirst(coder, sequence);
+        if (sequence.step == 0) {
+            bool bDone = false;
+            coder.apart([&](ArithmeticDecoder& copy) { bDone = decodeFirst(copy, sequence); });
+            return bDone;
+        }
         const unsigned symbol = coder.decodeSymbol(multipleModel);
         if (symbol > 512) {
             current = (current + symbol - 512) & 3;
             return false;
         }
         if (symbol == 512) {
-            decodeFull(coder);
+            coder.apart([&](ArithmeticDecoder& copy) { decodeFull(copy); });
         } else if (symbol < 511) {
             decodeMultiple(coder, sequence, static_cast<std::int32_t>(symbol));
         }
@@ -220,23 +224,21 @@ private:
     }
 
     [[gnu::always_inline]] void decodeMultiple(ArithmeticDecoder& coder, Sequence& sequence, std::int32_t symbol) {
-        const std::int32_t step = sequence.step;
-        const auto decodeStep = [&](std::int32_t multiple, unsigned context) {
-            return stepModel.decode(coder, multiplyWrapped(multiple, step), context);
-        };
-        std::int32_t difference = 0;
-        if (symbol == 1) {
-            difference = decodeStep(1, 1);
-            sequence.numExtremes = 0;
-        } else if (symbol == 0 || symbol == 500 || symbol == 510) {
-            difference = symbol == 0 ? decodeStep(0, 7) : symbol == 500 ? decodeStep(500, 4) : decodeStep(-10, 6);
-            if (++sequence.numExtremes > 3) sequence.setStep(difference);
-        } else {
-            difference = symbol < 10    ? decodeStep(symbol, 2)
-                         : symbol < 500 ? decodeStep(symbol, 3)
-                                        : decodeStep(500 - symbol, 5);
-        }
+        constexpr std::int32_t most = 500, least = 510;  // the symbols of 500 and -10 steps
+        const std::int32_t multiple = symbol <= most ? symbol : most - symbol;
+        const unsigned context = symbol == 0      ? 7
+                                 : symbol == 1    ? 1
+                                 : symbol < 10    ? 2
+                                 : symbol < most  ? 3
+                                 : symbol == most ? 4
+                                 : symbol < least ? 5
+                                                  : 6;
+        const std::int32_t expected = multiplyWrapped(multiple, sequence.step);
+        const std::int32_t difference = stepModel.decode(coder, expected, context);
         sequence.add(difference);
+        if (symbol == 1) sequence.numExtremes = 0;
+        if (symbol != 0 && symbol != most && symbol != least) return;
+        if (++sequence.numExtremes > 3) sequence.setStep(difference);
     }
 
     void decodeFull(ArithmeticDecoder& coder) {
@@ -297,7 +299,18 @@ inline std::array<std::uint16_t, 3> wholeColor(const ColorBytes& c) {
 class ColorModel2 {
 public:
     // The colour that follows this one.
-    ColorBytes decode(ArithmeticDecoder& coder, const ColorBytes& last) {
+    ColorBytes decode(ArithmeticDecoder& shared, const ColorBytes& last) {
+        ArithmeticDecoder coder = shared;
+        const ColorBytes c = decodeAfter(coder, last);
+        shared = coder;
+        return c;
+    }
+
+private:
+    SymbolModel<128> usedModel;
+    std::array<ByteModel, 6> models;
+
+    [[gnu::always_inline]] ColorBytes decodeAfter(ArithmeticDecoder& coder, const ColorBytes& last) {
         ColorBytes c = last;
         const unsigned used = coder.decodeSymbol(usedModel);
         if (used & 1) c[0] = fold(last[0] + static_cast<int>(coder.decodeSymbol(models[0])));
@@ -314,12 +327,8 @@ public:
         return c;
     }
 
-private:
-    SymbolModel<128> usedModel;
-    std::array<ByteModel, 6> models;
-
     static std::uint8_t fold(int value) { return static_cast<std::uint8_t>(value); }
-    static std::uint8_t decodeNear(ArithmeticDecoder& coder, ByteModel& model, int expected) {
+    [[gnu::always_inline]] static std::uint8_t decodeNear(ArithmeticDecoder& coder, ByteModel& model, int expected) {
         return fold(std::clamp(expected, 0, 255) + static_cast<int>(coder.decodeSymbol(model)));
     }
 };
@@ -328,11 +337,7 @@ class ColorItem2 {
 public:
     explicit ColorItem2(const char* pFirst) { std::memcpy(last.data(), pFirst, last.size()); }
     const ColorBytes& get() const { return last; }
-    void decode(ArithmeticDecoder& shared) {
-        ArithmeticDecoder coder = shared;
-        last = model.decode(coder, last);
-        shared = coder;
-    }
+    void decode(ArithmeticDecoder& coder) { last = model.decode(coder, last); }
 
 private:
     ColorBytes last{};
