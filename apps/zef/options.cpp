@@ -128,7 +128,7 @@ void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name)
         ->excludes(pDouble);
     command.add_flag("--normals", output.bNormals,
                      "With normals: of a mesh those of its vertices (PLY, OBJ, glTF), of points those that were read "
-                     "(PLY, text, PCD)");
+                     "(PLY, text)");
     command
         .add_option("--shift", output.shift,
                     "Subtract x y z from all coordinates, or an offset near their middle (auto)")

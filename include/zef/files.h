@@ -163,7 +163,7 @@ struct WriteOptions {
     // Text where the format has both forms (PLY, STL).
     bool text = false;
     // Of meshes: normals of the vertices, the mean of those of their triangles by area (PLY, OBJ,
-    // glTF). Of points: those of the file that is written, where it has some (PLY, text, PCD). An
+    // glTF). Of points: those of the file that is written, where it has some (PLY, text). An
     // ArgumentError for other formats.
     bool normals = false;
     // Subtracted from all coordinates, so that floats can hold those that are far
