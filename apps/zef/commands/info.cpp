@@ -85,9 +85,12 @@ void reportSpacing(Report& report, const zef::PointStatistics& found) {
         report.addCount("cells", "occupied cells", found.numCells);
         report.addShare("sparse_share", "sparse points", found.unsupportedShare);
         const std::array<double, 3>& local = found.localSpacing;
+        // Below 0 where there are too few points.
+        const char* const unknown = "not measured, there are too few points";
+        const std::string quantiles = numberText(local[0]) + "  " + numberText(local[1]) + "  " + numberText(local[2]);
         report.add("local_spacing", "to the sixth neighbour", local,
-                   numberText(local[0]) + "  " + numberText(local[1]) + "  " + numberText(local[2]) + " (5, 50, 95 %)");
-        report.addNumber("noise", "noise, in spacings", found.noise);
+                   local[0] < 0.0 ? unknown : quantiles + " (5, 50, 95 %)");
+        report.add("noise", "noise, in spacings", found.noise, found.noise < 0.0 ? unknown : numberText(found.noise));
         report.addText("precision", "precision needed", found.needsDoubles ? "double" : "single");
     } else {
         report.add("spacing", "spacing", nullptr, "not measured: " + found.fault);
