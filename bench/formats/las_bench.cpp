@@ -30,7 +30,7 @@ Records makeRecords(unsigned format) {
     Records records(numPoints, std::string(bLong ? 36 : 34, '\0'));
     for (std::size_t i = 0; i < numPoints; ++i) {
         std::string& record = records[i];
-        const double along = static_cast<double>(i % lineLength), across = static_cast<double>(i) / lineLength;
+        const double along = static_cast<double>(i % lineLength), across = static_cast<double>(i) / double{lineLength};
         const double height = 500.0 * std::sin(0.01 * along) * std::cos(0.02 * across);
         const auto noisy = [&](double x) {
             return static_cast<std::int32_t>(x) + static_cast<std::int32_t>(random() % 9);
@@ -43,7 +43,7 @@ Records makeRecords(unsigned format) {
         putValue(record, 14, static_cast<std::uint8_t>(r | n << (bLong ? 4 : 3)));
         putValue(record, bLong ? 16 : 15, static_cast<std::uint8_t>(height > 100.0 ? 5 : 2));
         if (bLong) putValue(record, 17, static_cast<std::uint8_t>(r == 1));  // a new time
-        if (!bLong) putValue(record, 20, 1000.0 + 1e-5 * static_cast<double>(i / 2));
+        if (!bLong) putValue(record, 20, 1000.0 + 1e-5 * static_cast<double>(i & ~std::size_t{1}));
         const auto shade = static_cast<std::uint16_t>(256 * (100 + height / 10 + random() % 6));
         putValue(record, bLong ? 30 : 28,
                  std::array<std::uint16_t, 3>{shade, shade, static_cast<std::uint16_t>(shade / 2)});

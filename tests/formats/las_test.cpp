@@ -9,6 +9,7 @@
 #include <random>
 
 #include "bytes/LoadError.h"
+#include "formats/lasProjection.h"
 #include "formats/lazEncoder.h"
 #include "support/tempFolder.h"
 #include "support/threads.h"
@@ -106,6 +107,7 @@ TEST(Las, compressedPointsAreTheOnesThatWereCompressed) {
             for (const std::uint32_t chunk : {1u, 2u, 333u, 9000u})
                 expectTwins({.format = format, .version = version, .vChunks = {chunk}},
                             randomRecords(format, chunk % 4, chunk > 333 ? 5000 : 3 * chunk + 1, 1 + chunk % 4, chunk));
+    expectTwins({.format = 3, .vChunks = {1}, .bPointwise = true}, randomRecords(3, 1, 900, 1, 2));
     expectTwins({.format = 7, .version = 3, .vChunks = {3, 500, 1, 60}, .bVariable = true},
                 randomRecords(7, 0, 900, 4, 1));
 }
@@ -157,11 +159,13 @@ TEST(Las, threadsDoNotMatter) {
 
 // Cut anywhere, and with any byte wrong: an end, and never more points than were announced.
 TEST(Las, damagedFilesEnd) {
+    // The second one is read as items of version 1, which makes no sense of them.
     const LasPlan plans[] = {{.format = 3, .vChunks = {12}},
+                             {.format = 3, .version = 1, .vChunks = {20}},
                              {.format = 7, .version = 3, .vChunks = {12}, .bVariable = true}};
     for (const LasPlan& plan : plans) {
-        const std::string bytes = lazFile(plan, randomRecords(plan.format, 0, 20, 2, 6));
-        for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const std::string bytes = lazFile(plan, randomRecords(plan.format, plan.version == 1, 20, 2, 6));
+        for (std::size_t i = 0; i < bytes.size(); i += plan.version == 1 ? 7 : 1) {
             const Reading cut = readBytes(bytes.substr(0, i));
             EXPECT_TRUE(cut.fault.rfind("byte ", 0) == 0 || !cut.facts.notes.empty()) << i << cut.fault;
             std::string wrong = bytes;
@@ -183,6 +187,21 @@ TEST(Las, announcedPointsThatAreMissingAreTold) {
         EXPECT_EQ(lie.block.points.size(), num);
         EXPECT_NE(lie.fault.find("50 of 1152921504606846976 points"), std::string::npos) << lie.fault;
     }
+}
+
+TEST(Las, recordsNameTheProjection) {
+    const auto keys = [](std::vector<std::uint16_t> v) {
+        std::string bytes(2 * v.size(), '\0');
+        std::memcpy(bytes.data(), v.data(), bytes.size());
+        return bytes;
+    };
+    const std::string coded = keys({1, 1, 0, 1, 3072, 0, 1, 26917}),
+                      cited = keys({1, 1, 0, 2, 3072, 0, 1, 32767, 1026, 34737, 7, 2});
+    EXPECT_EQ(nameInGeoKeys(coded, ""), "EPSG:26917");
+    EXPECT_EQ(nameInGeoKeys(cited, "x|UTM 17|rest|"), "UTM 17");
+    EXPECT_EQ(nameInGeoKeys(cited, "x"), "");
+    EXPECT_EQ(nameInWkt("PROJCS[\"UTM zone 17N\",GEOGCS[\"NAD83\"]]"), "UTM zone 17N");
+    EXPECT_EQ(nameInWkt("LOCAL"), "");
 }
 
 // Real ones, if the environment names a folder of them.

@@ -391,6 +391,7 @@ struct LasPlan {
     std::vector<std::uint32_t> vChunks;  // of so many points each; the last size holds for all others
     bool bVariable = false;              // the table names the numbers
     bool bTable = true;
+    bool bPointwise = false;  // compressor 1: no chunks at all
 };
 
 inline std::string lasHeader(unsigned format, const Records& records, bool bLaz, std::size_t recordBytes) {
@@ -425,7 +426,7 @@ inline std::string lazRecord(const LasPlan& plan, std::size_t recordLength) {
     for (const auto& item : items) recordLength -= item[1];
     if (recordLength > 0) items.push_back({std::uint16_t(bLong ? 14 : 0), static_cast<std::uint16_t>(recordLength)});
     std::string data(34, '\0');
-    putValue(data, 0, static_cast<std::uint16_t>(bLong ? 3 : 2));
+    putValue(data, 0, static_cast<std::uint16_t>(bLong ? 3 : plan.bPointwise ? 1 : 2));
     putValue(data, 12, plan.bVariable ? 0xffffffffu : plan.vChunks.back());
     putValue(data, 32, static_cast<std::uint16_t>(items.size()));
     for (const auto& item : items) {
@@ -442,6 +443,7 @@ inline std::string lazRecord(const LasPlan& plan, std::size_t recordLength) {
 inline std::string lazFile(const LasPlan& plan, const Records& records) {
     const std::string vlr = lazRecord(plan, records[0].size());
     std::string bytes = lasHeader(plan.format, records, true, vlr.size()) + vlr, table(8, '\0');
+    if (plan.bPointwise) return bytes + PointEncoder(plan.format).code(records);
     const std::size_t start = bytes.size();
     bytes.resize(start + 8);
     ArithmeticEncoder out;

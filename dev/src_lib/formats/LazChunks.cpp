@@ -18,6 +18,7 @@ namespace {
 
 // No chunk may hold more points.
 constexpr std::uint64_t maxChunkPoints = std::uint64_t{1} << 31;
+constexpr std::size_t maxSlices = 4096;  // that are read together
 
 // Where the chunks lie, from the table behind them. Where there is none, and all chunks have
 // the same number of points, only the place of the first one is known.
@@ -150,7 +151,7 @@ private:
         const std::vector<LazChunk>& vChunks = table.getChunks();
         std::size_t num = 0;
         std::uint64_t numPoints = 0;
-        for (std::size_t i = numChunksDone; i < vChunks.size(); ++i, ++num) {
+        for (std::size_t i = numChunksDone; i < vChunks.size() && num < maxSlices; ++i, ++num) {
             if (numPoints + vChunks[i].numPoints > blockSize + (num > 0 ? 0 : blockSize)) break;
             numPoints += vChunks[i].numPoints;
         }

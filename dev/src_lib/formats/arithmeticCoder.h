@@ -143,7 +143,8 @@ public:
     template <unsigned capacity>
     [[gnu::always_inline]] unsigned decodeSymbol(SymbolModel<capacity>& model) {
         const std::uint32_t unit = length >> 15;
-        // The rounding of unit lets the quotient go a little beyond 2^15.
+        // The rounding of unit lets the quotient go a little beyond 2^15. The length is 2^24 or more.
+        // NOLINTNEXTLINE(clang-analyzer-core.DivideZero)
         const unsigned symbol = model.find(std::min(value / unit, 0x7fffu));
         const std::uint32_t low = model.getDist(symbol) * unit;
         const std::uint32_t high = model.isLast(symbol) ? length : model.getDist(symbol + 1) * unit;
@@ -207,7 +208,7 @@ private:
             }
             return;
         }
-        const unsigned shift = static_cast<unsigned>(std::countl_zero(length)) & ~7u;
+        const unsigned shift = static_cast<unsigned>(std::countl_zero(length)) & 24u;
         const std::uint32_t following =
             std::uint32_t{p[0]} << 24 | std::uint32_t{p[1]} << 16 | std::uint32_t{p[2]} << 8 | p[3];
         value = static_cast<std::uint32_t>((std::uint64_t{value} << 32 | following) << shift >> 32);
