@@ -38,9 +38,10 @@ struct Stretch {
 // keep(false, false) is false.
 template <class Keep>
 void combineRuns(std::span<const Stretch> a, std::span<const Stretch> b, const Keep& keep, std::vector<Stretch>& vOut) {
-    constexpr std::int32_t none = std::numeric_limits<std::int32_t>::max();
     const auto turn = [](std::span<const Stretch> runs, std::size_t i) {
-        return i / 2 == runs.size() ? none : i % 2 == 0 ? runs[i / 2].begin : runs[i / 2].end;
+        return i / 2 == runs.size() ? std::numeric_limits<std::int32_t>::max()
+               : i % 2 == 0         ? runs[i / 2].begin
+                                    : runs[i / 2].end;
     };
     bool bInside = false;
     for (std::size_t i = 0, j = 0; i < 2 * a.size() || j < 2 * b.size();) {

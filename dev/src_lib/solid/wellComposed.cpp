@@ -36,8 +36,8 @@ constexpr int faultOf(unsigned corners) {
 }
 
 constexpr auto faults = [] {
-    std::array<std::int8_t, 256> table{};
-    for (unsigned corners = 0; corners < 256; ++corners) table[corners] = static_cast<std::int8_t>(faultOf(corners));
+    std::array<int, 256> table{};
+    for (unsigned corners = 0; corners < 256; ++corners) table[corners] = faultOf(corners);
     return table;
 }();
 
