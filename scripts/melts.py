@@ -270,8 +270,8 @@ def main():
                 total[fault] += found[fault]
             if options.keep and mesh and any(found[fault] for fault in FAULTS[:4]):
                 base = os.path.join(options.keep, "%s_%d_%g" % (name, run, spacing))
-                zef.Mesh(v, f).write(base + "_in.ply", force=True)
-                mesh.write(base + "_out.ply", force=True)
+                zef.Mesh(v, f).write(base + "_in.ply")
+                mesh.write(base + "_out.ply")
         print("%-20s %6d %5d" % (name, len(rim), options.runs) + "%9d" * 5 % tuple(counts.values()) + "%9.2f%9.2f" % (worst, seconds),
               flush=True)
     print("%-27s %5d" % ("all", num) + "%9d" * 5 % tuple(total.values()))

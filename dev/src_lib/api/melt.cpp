@@ -123,27 +123,34 @@ SampleIndex indexSamples(CloudMgr& cloudMgr) {
     return {Point3(pCalc->x0, pCalc->y0, pCalc->z0), pCalc->getCellSize(), vSamples};
 }
 
-void makeMeltManifold(TriangleMesh& mesh, bool bFillHoles) {
+// Whether it is closed then.
+bool makeMeltManifold(TriangleMesh& mesh, bool bFillHoles) {
     ManifoldOptions mending;
     mending.exactVertices = true;
     mending.fillHoles = bFillHoles;
-    ManifoldReport ignored;
-    makeManifold(mesh, mending, ignored);
+    ManifoldReport report;
+    makeManifold(mesh, mending, report);
+    return report.numComponents > 0 && report.numClosedComponents == report.numComponents;
 }
 
 // What fills holes tells none of the triangles from one between their samples, but by how far it is from these.
-void mendMelt(TriangleMesh& mesh, bool bOpen, const SampleIndex& samples) {
-    TriangleMesh unmended;
-    if (bOpen) unmended = mesh;
+void mendOpen(TriangleMesh& mesh, const SampleIndex& samples) {
+    TriangleMesh unmended = mesh;
     makeMeltManifold(mesh, true);
-    if (!bOpen || isNearSamples(mesh, samples)) return;
+    if (isNearSamples(mesh, samples)) return;
     mesh = std::move(unmended);
     makeMeltManifold(mesh, false);
 }
 
-bool isTight(const TriangleMesh& mesh) {
+bool isTight(const TriangleMesh& mesh, const SampleIndex& samples) {
     const MeshReport state = checkTriangles(mesh);
-    return state.closed && state.manifold && state.oriented;
+    return state.closed && state.manifold && state.oriented && isNearSamples(mesh, samples);
+}
+
+// Whether that leaves it tight.
+bool untangleTight(TriangleMesh& mesh, double spacing, const SampleIndex& samples) {
+    const UntangleReport report = untangleForFiles(mesh, spacing);
+    return report.numPairs == 0 || (report.numPairsLeft == 0 && isTight(mesh, samples));
 }
 
 // Samples follow sharp edges best. Where their mesh leaks or strays, as where several sheets run through one cell,
@@ -161,11 +168,16 @@ TriangleMesh meltMended(CloudMgr& cloudMgr, const PointSource& corners, double s
     if (!options.outer) {
         mesh = meltSamples(cloudMgr);
         if (bOpen && mesh.indices.empty()) return mesh;
-        mendMelt(mesh, bOpen, samples);
-        UntangleReport untangled;
-        if (options.untangle) untangled = untangleForFiles(mesh, spacing);
-        if (bOpen || (untangled.numPairsLeft == 0 && isTight(mesh) && isNearSamples(mesh, samples))) return mesh;
+        if (bOpen) {
+            mendOpen(mesh, samples);
+            if (options.untangle) untangleForFiles(mesh, spacing);
+            return mesh;
+        }
+        const bool bTight = makeMeltManifold(mesh, true) && isNearSamples(mesh, samples);
+        if (bTight && (!options.untangle || untangleTight(mesh, spacing, samples))) return mesh;
     }
+    // Planned, and not run if the mesh leaks.
+    for (const char* const tag : {"UT_find", "UT_part"}) OptionalStage(tag, 1).finish();
     mesh = makeSolidSurface(triangles, closedness, samples, {options.outer, isHeldByFloats(triangles, spacing)});
     if (mesh.hasColor()) completeColors(mesh);
     return mesh;

@@ -21,19 +21,24 @@ public:
     NearTest(const TriangleMesh& mesh_, const SampleIndex& samples_) : mesh(mesh_), samples(samples_) {}
 
     bool passes() const {
-        constexpr std::size_t minChunk = 4096;
-        const auto vNear =
-            parallelChunkResults<char>(mesh.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
-                for (std::size_t t = begin; t < end; ++t)
-                    if (!isNear(t)) return false;
-                return true;
-            });
-        return std::ranges::all_of(vNear, [](char bNear) { return bNear != 0; });
+        return holds(mesh.vertices.size(), [&](std::size_t i) { return isNear(mesh.vertices[i]); }) &&
+               holds(mesh.numTriangles(), [&](std::size_t t) { return isNearInside(t); });
     }
 
 private:
     const TriangleMesh& mesh;
     const SampleIndex& samples;
+
+    template <class IsGood>
+    static bool holds(std::size_t num, const IsGood& isGood) {
+        constexpr std::size_t minChunk = 4096;
+        const auto vGood = parallelChunkResults<char>(num, minChunk, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                if (!isGood(i)) return false;
+            return true;
+        });
+        return std::ranges::all_of(vGood, [](char bGood) { return bGood != 0; });
+    }
 
     bool isNear(const Point3& p) const {
         const LatticePoint cell = samples.cellOf(p);
@@ -44,10 +49,10 @@ private:
         return false;
     }
 
-    bool isNear(std::size_t triangle) const {
+    // Its corners are near.
+    bool isNearInside(std::size_t triangle) const {
         const std::uint32_t* const pCorners = &mesh.indices[3 * triangle];
         const Point3 &a = mesh.vertices[pCorners[0]], &b = mesh.vertices[pCorners[1]], &c = mesh.vertices[pCorners[2]];
-        if (!isNear(a) || !isNear(b) || !isNear(c)) return false;
         const double longest = std::max({(b - a).length(), (c - b).length(), (a - c).length()}) / samples.cellSize;
         if (longest < longEdge) return true;
         const double num = std::ceil(longest / stepBetween);
