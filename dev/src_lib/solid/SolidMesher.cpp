@@ -70,7 +70,7 @@ void SolidMesher::addQuad(const std::uint32_t (&quad)[4]) {
     const double direct = agreement(v[quad[0]], v[quad[1]], v[quad[2]], v[quad[3]]);
     const double other = agreement(v[quad[1]], v[quad[2]], v[quad[3]], v[quad[0]]);
     const std::size_t first = other > direct ? 1 : 0;
-    for (const std::size_t i : {0, 1, 2, 0, 2, 3}) mesh.indices.push_back(quad[(first + i) % 4]);
+    for (const std::size_t i : {0U, 1U, 2U, 0U, 2U, 3U}) mesh.indices.push_back(quad[(first + i) % 4]);
 }
 
 void SolidMesher::addSurface(const LatticeSet& set) {
