@@ -58,6 +58,8 @@ Options optionsOf(zef::MeltOptions& o) {
          "for none"},
         {"mend", &o.mend, "whether the mesh is made manifold"},
         {"untangle", &o.untangle, "with mend: whether triangles that intersect are then parted"},
+        {"outer", &o.outer,
+         "with mend: whether all is left out that cannot be seen from outside; only for triangles without borders"},
     };
 }
 

@@ -351,6 +351,7 @@ def melt(
     feature_angle: float = 45.0,
     mend: bool = True,
     untangle: bool = True,
+    outer: bool = False,
     threads: int = 0,
     progress: _Progress = None,
 ) -> Mesh: ...
@@ -361,6 +362,7 @@ def resample(
     feature_angle: float = 45.0,
     mend: bool = True,
     untangle: bool = True,
+    outer: bool = False,
     threads: int = 0,
     progress: _Progress = None,
 ) -> Cloud: ...

@@ -152,7 +152,7 @@ def melt(triangles, *, given, context):
 def resample(triangles, *, given, context):
     """One point of the surface for each grid cell that it touches, as a Cloud.
 
-    triangles: as for melt(), where mend and untangle play no part."""
+    triangles: as for melt(), where mend, untangle and outer play no part."""
     return Cloud._of(_core.resample(_triangles(triangles), given, *context))
 
 

@@ -16,7 +16,7 @@ namespace QUOR_ZEF {
 void planReconstruction(const ReconstructOptions& options, std::size_t numPoints);
 void planMeasuring(bool bDensity);  // or the spacing alone
 void planSpacing();
-void planMelt(bool bMend, bool bUntangle);
+void planMelt(const MeltOptions& options);
 void planToCloud();
 void planReading(bool bComparing);  // of a file; and positions, for equal ones
 void planReadingFiles();            // a part at a time
