@@ -68,6 +68,9 @@ struct PointFile {
 //                              obj_info "viewpoint X Y Z", in any capitals
 //   .stl                       text or binary
 //   .obj .off                  vertices, colours, faces
+//   .glb .gltf                 glTF 2.0: points and triangles that the nodes of the default scene
+//                              show, in their places; colours, as bytes for the eye, and normals.
+//                              Buffers in files of their own and compressed ones are refused
 //   .xyz .txt .asc .pts .csv   x y z a line, apart by blanks, commas or semicolons; the
 //                              first line may name the columns, also r g b or red green
 //                              blue, and nx ny nz. Colours are whole numbers up to 255, or
@@ -129,7 +132,7 @@ struct ReadMeshOptions {
     bool mergeEqual = false;
 };
 
-// PLY, STL, OBJ or OFF. Vertices come in the order of the file, with colour; polygons
+// PLY, STL, OBJ, OFF or glTF. Vertices come in the order of the file, with colour; polygons
 // are cut into fans; triangles in which a vertex comes twice are left out with a
 // warning that counts them. Orientation, duplicates and what is not manifold stay as
 // they are in the file. No triangles, or a triangle whose vertex has no finite position,

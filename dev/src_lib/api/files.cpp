@@ -189,7 +189,7 @@ FileFormat formatOf(const std::filesystem::path& path) {
     format.writesPoints = pWriter != nullptr;
     format.alwaysDoubles = pWriter && !pWriter->bHasFloats;
     const Format* const pFormat = formatOfEnding(readEnding);
-    format.readsPoints = pFormat && (pFormat->open || isLoadable(readEnding));
+    format.readsPoints = pFormat != nullptr;
     format.readsMeshes = format.readsPoints && pFormat->bMeshes;
     return format;
 }

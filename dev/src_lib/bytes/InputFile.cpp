@@ -16,7 +16,8 @@ namespace QUOR_ZEF {
 
 struct InputFile::Source {
     int descriptor = -1;
-    FileBytes memory;  // of what is no plain file, and of what is held
+    FileBytes memory;        // of what is no plain file, and of what is held
+    std::string_view bytes;  // once they are held
     bool bHeld = false;
 
     Source() = default;
@@ -47,12 +48,20 @@ InputFile::InputFile(const std::string& path) : name(path), pSource(std::make_un
     size = hold().size();
 }
 
+InputFile::InputFile(std::string_view bytes, std::nullptr_t) : pSource(std::make_unique<Source>()), size(bytes.size()) {
+    pSource->bytes = bytes;
+    pSource->bHeld = true;
+}
+
 InputFile::~InputFile() = default;
 
 std::string_view InputFile::hold() {
-    if (!pSource->bHeld && !pSource->memory.load(name)) throw LoadError(pSource->memory.getError());
-    pSource->bHeld = true;
-    return pSource->memory.view();
+    if (!pSource->bHeld) {
+        if (!pSource->memory.load(name)) throw LoadError(pSource->memory.getError());
+        pSource->bytes = pSource->memory.view();
+        pSource->bHeld = true;
+    }
+    return pSource->bytes;
 }
 
 void InputFile::read(std::uint64_t place, std::span<char> out) const {
@@ -63,7 +72,7 @@ void InputFile::read(std::uint64_t place, std::span<char> out) const {
     if (place > size || out.size() > size - place) failAtEnd();
     if (out.empty()) return;
     if (pSource->bHeld) {
-        std::memcpy(out.data(), pSource->memory.view().data() + place, out.size());
+        std::memcpy(out.data(), pSource->bytes.data() + place, out.size());
         return;
     }
     while (!out.empty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -14,6 +15,8 @@ class InputFile {
 public:
     // Throws a LoadError if the file cannot be opened.
     explicit InputFile(const std::string& path);
+    // Of bytes that are in memory already, and must stay there.
+    static InputFile of(std::string_view bytes) { return InputFile(bytes, nullptr); }
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
@@ -29,6 +32,7 @@ public:
 
 private:
     struct Source;
+    InputFile(std::string_view bytes, std::nullptr_t);
     std::string name;
     std::unique_ptr<Source> pSource;
     std::uint64_t size = 0;

@@ -71,7 +71,6 @@ void ScanFile::detect() {
 }
 
 PointFile ScanFile::loadWhole(const ReadOptions& options) {
-    if (!isLoadable(ending)) throw LoadError(std::string(pFormat->name) + " is only written; export it as .ply");
     if (options.scan.value_or(0) > 0) throw LoadError("there is one scan only, number 0");
     PointFile out = loadCloud(file, {ending, options.columns, options.partial});
     if (!oddity.empty()) out.notes.push_back(oddity);

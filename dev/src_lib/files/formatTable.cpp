@@ -35,10 +35,6 @@ void writeLasCloud(AtomicFile& file, const CloudView& cloud, const WriteOptions&
 const CloudWriter lasCloud{writeLasCloud};
 const CloudWriter pcdCloud{writePcdCloud, true};
 
-bool canRead(const Format& format, const char* ending) {
-    return format.open || isLoadable(ending);
-}
-
 }  // namespace
 
 const std::vector<Format>& formatTable() {
@@ -61,7 +57,7 @@ const std::vector<Format>& formatTable() {
         {"OBJ", {".obj"}, "colours, triangles", true},
         {"STL", {".stl"}, "triangles", true},
         {"OFF", {".off"}, "colours, triangles", true},
-        {"glTF", {".glb"}, "nothing, it is not read", false, isGlb},
+        {"glTF", {".glb", ".gltf"}, "colours, normals, triangles", true, isGlb},
     };
     return vFormats;
 }
@@ -95,8 +91,7 @@ std::string readableEndings(bool bMeshesOnly) {
     std::string text;
     for (const Format& format : formatTable())
         for (const char* const ending : format.vEndings)
-            if (canRead(format, ending) && (format.bMeshes || !bMeshesOnly))
-                text.append(text.empty() ? "" : " ").append(ending);
+            if (format.bMeshes || !bMeshesOnly) text.append(text.empty() ? "" : " ").append(ending);
     return text;
 }
 

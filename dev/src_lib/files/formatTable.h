@@ -17,7 +17,7 @@ struct Format {
     const char* keeps;                                       // beside coordinates, when reading
     bool bMeshes = false;                                    // reads triangles
     bool (*hasMark)(std::string_view firstBytes) = nullptr;  // null: content does not tell
-    OpenStream open = nullptr;                               // null: read as a whole, or not at all
+    OpenStream open = nullptr;                               // null: read as a whole, by its ending
     const CloudWriter* pWriter = nullptr;                    // of points
 };
 

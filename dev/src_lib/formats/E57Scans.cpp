@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "bytes/LoadError.h"
+#include "bytes/quoted.h"
 #include "bytes/textNumbers.h"
-#include "formats/quoted.h"
 
 namespace QUOR_ZEF {
 

@@ -86,7 +86,7 @@ private:
         takeFormat();
         takeCounts();
         takePlacement();
-        for (const int place : {26, 58}) {
+        for (const std::size_t place : {26u, 58u}) {
             std::string text = fixedText(bytes.data() + place, 32);
             if (!text.empty()) header.comments.push_back(std::move(text));
         }

@@ -6,8 +6,8 @@
 #include <cmath>
 
 #include "bytes/LoadError.h"
+#include "bytes/quoted.h"
 #include "bytes/textNumbers.h"
-#include "formats/quoted.h"
 
 namespace QUOR_ZEF {
 

@@ -300,6 +300,7 @@ private:
         constexpr std::size_t minRecords = 16384;  // of a thread
         const std::size_t first = out.points.size();
         if (header.viewpoint) out.viewpoint = header.viewpoint;
+        if (num == 0) return;  // then there may be no records to point into
         out.points.resize(first + num);
         if (normal) out.normals.resize(first + num);
         if (pIntensity) out.intensities.resize(first + num);

@@ -22,6 +22,8 @@ void loadOffCloud(std::string_view bytes, PointFile& out);
 // a line without names are x y z intensity red green blue.
 void loadTextCloud(std::string_view bytes, const std::string& names, bool bPts, PointFile& out);
 void loadBinCloud(std::string_view bytes, PointFile& out);
+// Binary or as text.
+void loadGltfCloud(std::string_view bytes, PointFile& out);
 
 [[noreturn]] void failAtLine(std::string_view text, const char* pHere, const std::string& fault);
 

@@ -21,6 +21,7 @@ void loadByEnding(const CloudForm& form, std::string_view bytes, PointFile& out)
     if (ending == ".obj") return loadObjCloud(bytes, out);
     if (ending == ".off") return loadOffCloud(bytes, out);
     if (ending == ".bin") return loadBinCloud(bytes, out);
+    if (ending == ".glb" || ending == ".gltf") return loadGltfCloud(bytes, out);
     loadTextCloud(bytes, form.columns, ending == ".pts", out);
 }
 
@@ -65,12 +66,6 @@ std::string endingOf(const std::string& path) {
     for (char& c : ending)
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     return ending;
-}
-
-bool isLoadable(const std::string& ending) {
-    constexpr std::array<const char*, 10> known = {".ply", ".stl", ".obj", ".off", ".bin",
-                                                   ".xyz", ".txt", ".asc", ".pts", ".csv"};
-    return std::find(known.begin(), known.end(), ending) != known.end();
 }
 
 std::string partialNote(const LoadError& error, uint64 numGood) {

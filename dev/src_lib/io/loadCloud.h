@@ -11,12 +11,10 @@ namespace QUOR_ZEF {
 
 // How the bytes of a file are to be taken.
 struct CloudForm {
-    std::string ending;     // of the format, in small letters; one of isLoadable()
+    std::string ending;     // of the format, in small letters; others than those of the loaders mean text
     std::string columns;    // of text, see ReadOptions; empty: found
     bool bPartial = false;  // take what stands before a fault
 };
-
-bool isLoadable(const std::string& ending);
 
 // The formats that are read as a whole, see readPoints(). Throws a LoadError. The bytes may be
 // compressed by gzip. At most 16 times the size of the file, or of what it unpacks to, and 1 MiB
