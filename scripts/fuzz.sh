@@ -18,7 +18,7 @@ targets=("$@")
 ((${#targets[@]})) || targets=(las laz e57 pcd ptx xyz ply stl obj off glb gz)
 
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -- --quiet
+cmake --build --preset fuzz -- --quiet >&2
 
 status=0
 for target in "${targets[@]}"; do
