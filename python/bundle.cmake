@@ -2,7 +2,7 @@
 # the module, which finds them by $ORIGIN.
 get_filename_component(folder "${MODULE}" DIRECTORY)
 file(GET_RUNTIME_DEPENDENCIES MODULES "${MODULE}" RESOLVED_DEPENDENCIES_VAR libraries
-  PRE_INCLUDE_REGEXES "^libhwy" "^libmeshoptimizer" PRE_EXCLUDE_REGEXES ".")
+  PRE_INCLUDE_REGEXES "^libhwy" "^libmeshoptimizer" "^libpugixml" "^liblzf" PRE_EXCLUDE_REGEXES ".")
 foreach(library IN LISTS libraries)
   get_filename_component(name "${library}" NAME)
   file(REAL_PATH "${library}" real)

@@ -20,8 +20,10 @@ packages=(
     libhwy-dev          # Highway, the vectorised sort
     zlib1g-dev          # pictures as PNG
     libmeshoptimizer-dev  # packs the meshes of pages
+    libpugixml-dev      # the XML part of E57 files
+    liblzf-dev          # compressed PCD files
     libcli11-dev        # arguments of the command line tool
-    nlohmann-json3-dev  # reports of the command line tool
+    nlohmann-json3-dev  # glTF files, reports of the command line tool
     python3             # small tools around tests and benchmarks
     python3-dev         # the Python package: headers, bindings, arrays
     pybind11-dev

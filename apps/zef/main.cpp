@@ -28,6 +28,7 @@ void addCommands(Commands& commands) {
     addConvert(commands);
     addReconstruct(commands);
     addRecipe(commands);
+    addFormats(commands);
     addMelt(commands);
     addResample(commands);
     addRefit(commands);

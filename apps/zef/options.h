@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "zef/files.h"
+
 // The options that several commands share, each parsed in one place.
 
 // The group of those of all commands.
@@ -23,14 +25,20 @@ struct OutputOptions {
     std::string format = "ply";  // of standard output
     bool bForce = false;
     bool bDouble = false, bSingle = false;
+    bool bNormals = false;
     std::string shift;  // empty, "auto" or "x,y,z"
 };
 
+// Which points of files are taken.
+void addReadOptions(CLI::App& command, zef::ReadOptions& reading);
+
 void addTalkOptions(CLI::App& command, TalkOptions& talk);
 
-// OPTIONAL: there is a name if none is given. POSITIONAL: it may also stand without -o. COLOURED: only if it is
-// given, with colours by distance.
-enum class OutputName { REQUIRED, OPTIONAL, POSITIONAL, COLOURED };
+// OPTIONAL: there is a name if none is given. LAST: without -o it is the last input, see takeLastAsOutput(). COLOURED:
+// only if it is given, with colours by distance.
+enum class OutputName { REQUIRED, OPTIONAL, LAST, COLOURED };
+// Throws UsageFailure if there is no other input.
+void takeLastAsOutput(std::vector<std::string>& vInputs, OutputOptions& output);
 void addOutputOptions(CLI::App& command, OutputOptions& output, OutputName name);
 
 // "x,y,z" as finite numbers. False if it is anything else.

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "files/ScanFile.h"
 #include "io/meshFormats.h"
 #include "refine/RMesh.h"
 #include "refine/flatten.h"
@@ -81,7 +82,7 @@ void readMesh(benchmark::State& state, const std::string& ending, bool bText) {
     WriteOptions options;
     options.text = bText;
     writeMeshFile(path, sheet(), options);
-    for (auto _ : state) benchmark::DoNotOptimize(readMeshFile(path, {}));
+    for (auto _ : state) benchmark::DoNotOptimize(ScanFile(path).loadMesh({}));
     countFile(state, path);
 }
 

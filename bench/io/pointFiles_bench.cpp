@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "io/loadCloud.h"
+#include "files/ScanFile.h"
 #include "zef/pointFiles.h"
 
 using namespace QUOR_ZEF;
@@ -78,7 +78,7 @@ void readPoints(benchmark::State& state, File file) {
 
 void loadCloud(benchmark::State& state, File file) {
     if (!write(file)) return state.SkipWithError("not written");
-    for (auto _ : state) benchmark::DoNotOptimize(QUOR_ZEF::loadCloud(files().name(file)));
+    for (auto _ : state) benchmark::DoNotOptimize(ScanFile(files().name(file)).load({}));
     count(state, file);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -39,7 +40,15 @@ struct PointFile {
     // As they stand in the file, not normalised, one for each point; zero where one is
     // missing or not finite. Empty if there are none.
     std::vector<Vector3> normals;
-    std::optional<Point3> viewpoint;      // where the scanner stood, if a PLY file says so
+    std::vector<std::uint8_t> classes;  // LAS: of each point, 2 ground, 6 building ...; else empty
+    std::vector<float> intensities;     // of each point as they stand in the file; empty if there are none
+    // Where the scanner stood, if the file says so. Where scans of one file stood at several
+    // places there is none, and normals, if the file has none, point from each point to its
+    // scanner.
+    std::optional<Point3> viewpoint;
+    std::uint32_t numScans = 1;           // in the file
+    std::string projection;               // of the coordinates, as far as the file names it
+    std::uint64_t numNotTaken = 0;        // points that the options leave out or unite
     std::uint64_t numHeaderLines = 0;     // text lists: lines before the first point
     std::uint64_t numSkippedLines = 0;    // lines further on that hold no point
     std::uint64_t numPolygons = 0;        // faces of four or more corners, cut into fans
@@ -59,6 +68,9 @@ struct PointFile {
 //                              obj_info "viewpoint X Y Z", in any capitals
 //   .stl                       text or binary
 //   .obj .off                  vertices, colours, faces
+//   .glb .gltf                 glTF 2.0: points and triangles that the nodes of the default scene
+//                              show, in their places; colours, as bytes for the eye, and normals.
+//                              Buffers in files of their own and compressed ones are refused
 //   .xyz .txt .asc .pts .csv   x y z a line, apart by blanks, commas or semicolons; the
 //                              first line may name the columns, also r g b or red green
 //                              blue, and nx ny nz. Colours are whole numbers up to 255, or
@@ -71,9 +83,47 @@ struct PointFile {
 //                                         goes beyond 255, or 0 to 1, only as the last ones
 //   .bin                       int32 type (30, or 20 for points without z), int64 count,
 //                              then the coordinates as doubles, all little-endian
-// Doubles keep their precision, colour without alpha gets alpha 255, and other
-// properties are skipped. Coordinates may be nan or infinite.
+//   .las .laz                  LAS 1.0 to 1.4, all point formats, compressed or not; colours of
+//                              16 bits, or of 8 where none of the file is above 255;
+//                              intensities, classes, projection; withheld points are left out
+//   .e57                       all scans with their poses; colours, intensities, normals,
+//                              places of the scanner; invalid points are left out
+//   .pcd                       text, binary or compressed; colours, normals, intensities,
+//                              viewpoint
+//   .ptx                       all scans with their poses; colours, intensities, places of the
+//                              scanner; points without return are left out
+// and each of them, but for the last four lines, also compressed by gzip (.ply.gz). A mark at the start
+// of the file counts for more than the ending. Doubles keep their precision, colour without alpha gets alpha 255, and
+// other properties are skipped. Coordinates may be nan or infinite.
 ZEF_API PointFile readPoints(const std::filesystem::path& path, const Context& context = {});
+
+// Which points of files are taken. Choosing among those of a mesh leaves its triangles out.
+struct ReadOptions {
+    // Classes of LAS. Empty: all. Points of files without classes are taken.
+    std::vector<std::uint8_t> keepClasses = {};
+    std::vector<std::uint8_t> dropClasses = {};
+    // Only the points in the box between these corners, which belong to it.
+    std::optional<std::array<Point3, 2>> box = {};
+    // Of the points that are left, the first of each so many.
+    std::uint64_t every = 1;
+    // Above 0: of the points that are left, one for each cell of a grid with this side, in world
+    // units: their mean, with the mean of their colours, normals and intensities and the class of
+    // the first, by first use of the cell. Beyond the points that come out, LAS, E57, PTX and PCD
+    // without compression then take bounded memory, however large the file.
+    double grid = 0.0;
+    // Only this scan of files that hold several, from 0 on.
+    std::optional<std::uint32_t> scan = {};
+    // Names of the columns of text lists, apart by commas: x y z, r g b, nx ny nz, i
+    // (intensity); other names are skipped. Empty: found as told above.
+    std::string columns = {};
+    // Takes what can be read of a damaged file, with a note, instead of a FileError.
+    bool partial = false;
+};
+
+// The points of some files, one after the other, as if they were one. Normals, classes and
+// intensities are there if all files have them. Compressed LAS is decoded on all threads of the context.
+ZEF_API PointFile readPoints(const std::vector<std::filesystem::path>& paths, const ReadOptions& options,
+                             const Context& context = {});
 
 struct ReadMeshOptions {
     // Makes one vertex of those with equal positions, whatever the format; -0.0
@@ -82,13 +132,16 @@ struct ReadMeshOptions {
     bool mergeEqual = false;
 };
 
-// PLY, STL, OBJ or OFF. Vertices come in the order of the file, with colour; polygons
+// PLY, STL, OBJ, OFF or glTF. Vertices come in the order of the file, with colour; polygons
 // are cut into fans; triangles in which a vertex comes twice are left out with a
 // warning that counts them. Orientation, duplicates and what is not manifold stay as
 // they are in the file. No triangles, or a triangle whose vertex has no finite position,
 // is a FileError.
 ZEF_API TriangleMesh readMesh(const std::filesystem::path& path, const ReadMeshOptions& options = {},
                               const Context& context = {});
+
+// The same of a file that readPoints() has read.
+ZEF_API TriangleMesh toMesh(PointFile file, const ReadMeshOptions& options = {}, const Context& context = {});
 
 // How coordinates are written. The rounding of floats is half a unit in the last place of
 // the largest coordinate, less the offset. Lists of points are exact in any case.
@@ -112,6 +165,10 @@ struct WriteOptions {
     double spacing = 0.0;
     // Text where the format has both forms (PLY, STL).
     bool text = false;
+    // Of meshes: normals of the vertices, the mean of those of their triangles by area (PLY, OBJ,
+    // glTF). Of points: those of the file that is written, where it has some (PLY, text). An
+    // ArgumentError for other formats.
+    bool normals = false;
     // Subtracted from all coordinates, so that floats can hold those that are far
     // from the origin. Stands in the file, if it is not 0, as a comment "offset X Y Z"
     // (PLY, OBJ, OFF), or as translation of the node and under asset.extras.offset (glTF);
@@ -147,10 +204,18 @@ ZEF_API WriteResult write(const std::filesystem::path& path, const TriangleMesh&
 //   .xyz .txt .asc .pts .csv   x y z a line, so that doubles read back the same, then
 //                              red green blue if any point has colour; .csv with commas
 //   .bin                       as readPoints() reads it: no colour
+//   .las                       1.2, or 1.4 for more than 2^32 points; whole numbers times a power
+//                              of ten below a thousandth of the spacing
+//   .pcd                       0.7, binary; colours
 // Where some points have colour, the others are written white. ArgumentError for
 // another ending.
 ZEF_API WriteResult write(const std::filesystem::path& path, std::span<const Point3> points,
                           const WriteOptions& options = {}, const Context& context = {});
+
+// The same of points with what belongs to them, as far as the format holds it: LAS classes and
+// intensities, the others normals by request. ArgumentError where these are not as many as points.
+ZEF_API WriteResult write(const std::filesystem::path& path, const PointFile& file, const WriteOptions& options = {},
+                          const Context& context = {});
 
 // An offset in round numbers near the middle of all finite points, or of the vertices of
 // triangles: multiples of the power of ten below the longest side of their box. O(n).
@@ -168,5 +233,15 @@ struct FileFormat {
     bool alwaysDoubles = false;  // of points
 };
 ZEF_API FileFormat formatOf(const std::filesystem::path& path);
+
+// A format that the library knows.
+struct FormatInfo {
+    std::string name;                  // for people: "LAS"
+    std::vector<std::string> endings;  // in small letters, with the dot
+    bool readsPoints = false, readsMeshes = false, writesPoints = false, writesMeshes = false;
+    std::string keeps;  // beside coordinates, when reading: "colours, normals"
+};
+// All of them, those for points first.
+ZEF_API std::vector<FormatInfo> fileFormats();
 
 }  // namespace QUOR_ZEF

@@ -221,18 +221,25 @@ struct MeltOptions {
                                  // normals, stay sharp; 361 for none
     bool mend = true;            // whether the mesh is made manifold, as by mend()
     bool untangle = true;        // with mend: whether triangles that intersect are then parted, as by untangle()
+    // With mend: whether all is left out that cannot be seen from outside, as surfaces of bodies in others and
+    // of what these share. Only for triangles without borders, once equal positions are joined.
+    bool outer = false;
 };
 
 // The surface of the triangles as one mesh with vertices at about that distance.
 // corners: three to a triangle, in any order and orientation; they may overlap, repeat
 // and not fit together. Throws NoSurfaceError if there is nothing to mesh, ArgumentError
 // also for a number of corners that is no multiple of three.
+//
+// With mend, triangles without borders, once equal positions are joined, give a closed mesh at any spacing. Where the
+// samples of the surface alone would leave it open, and with outer, what lies inside is meshed: no triangles intersect
+// then, vertices are within their cells, walls are a cell thick at least, and other detail below a cell melts away.
 ZEF_API TriangleMesh melt(std::span<const Point3> corners, const MeltOptions& options, const Context& context = {});
 ZEF_API TriangleMesh melt(const PointView& corners, const MeltOptions& options, const Context& context = {});
 ZEF_API TriangleMesh melt(const TriangleMesh& triangles, const MeltOptions& options, const Context& context = {});
 
 // One point of the surface for each grid cell that it touches, in a fixed order.
-// MeltOptions::mend and untangle play no part. Throws like melt().
+// MeltOptions::mend, untangle and outer play no part. Throws like melt().
 ZEF_API std::vector<Point3> resample(std::span<const Point3> corners, const MeltOptions& options,
                                      const Context& context = {});
 ZEF_API std::vector<Point3> resample(const PointView& corners, const MeltOptions& options, const Context& context = {});

@@ -19,11 +19,13 @@ class ZefConan(ConanFile):
 
     def requirements(self):
         self.requires("highway/1.0.3")
+        self.requires("liblzf/3.6")
         self.requires("meshoptimizer/0.18")
+        self.requires("nlohmann_json/3.11.2")
+        self.requires("pugixml/1.13")
         self.requires("zlib/[>=1.2.11 <2]")
         if self.options.tools:
             self.requires("cli11/2.3.2")
-            self.requires("nlohmann_json/3.11.2")
 
     def layout(self):
         cmake_layout(self, src_folder="src")

@@ -11,7 +11,9 @@ class Zef < Formula
   depends_on "nlohmann-json" => :build
   depends_on "pkgconf" => :build
   depends_on "highway"
+  depends_on "liblzf"
   depends_on "meshoptimizer"
+  depends_on "pugixml"
 
   uses_from_macos "zlib"
 

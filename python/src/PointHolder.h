@@ -20,11 +20,20 @@ struct PointHolder {
     py::object getNormals() const {
         return pFile->normals.empty() ? py::none() : py::object(normalsOf(pFile->normals, keepAlive(pFile)));
     }
+    py::object getClasses() const { return listOf(pFile->classes); }
+    py::object getIntensities() const { return listOf(pFile->intensities); }
     py::object getTriangles() const {
         if (pFile->kind != zef::PointFile::Kind::MESH) return py::none();
         const auto num = static_cast<py::ssize_t>(pFile->indices.size() / 3);
         return py::array(py::dtype::of<std::uint32_t>(), {num, py::ssize_t{3}}, {}, pFile->indices.data(),
                          keepAlive(pFile));
+    }
+
+private:
+    template <class T>
+    py::object listOf(const std::vector<T>& v) const {
+        if (v.empty()) return py::none();
+        return py::array(py::dtype::of<T>(), {static_cast<py::ssize_t>(v.size())}, {}, v.data(), keepAlive(pFile));
     }
 };
 

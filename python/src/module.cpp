@@ -88,11 +88,20 @@ PointHolder resample(const py::object& triangles, const py::dict& given, const p
     return holder;
 }
 
-PointHolder readPoints(const std::string& path, const py::object& threads, const py::object& progress) {
+PointHolder readPoints(const std::vector<std::string>& paths, const py::dict& given, const py::object& threads,
+                       const py::object& progress) {
     Call call(threads, progress);
+    const auto options = readOptions<zef::ReadOptions>(given);
+    const std::vector<std::filesystem::path> files(paths.begin(), paths.end());
     PointHolder holder;
-    *holder.pFile = call.run([&](const zef::Context& context) { return zef::readPoints(path, context); });
+    *holder.pFile = call.run([&](const zef::Context& context) { return zef::readPoints(files, options, context); });
     return holder;
+}
+
+py::list formats() {
+    py::list list;
+    for (const zef::FormatInfo& format : zef::fileFormats()) list.append(reportOf(format));
+    return list;
 }
 
 MeshHolder readMesh(const std::string& path, const py::dict& given, const py::object& threads,
@@ -115,6 +124,11 @@ py::dict writePoints(const std::string& path, const py::object& points, const py
                      const py::object& threads, const py::object& progress) {
     Call call(threads, progress);
     const auto options = readOptions<zef::WriteOptions>(given);
+    if (colors.is_none() && py::isinstance<PointHolder>(points)) {
+        const auto pFile = points.cast<PointHolder&>().pFile;
+        return reportOf(
+            call.run([&](const zef::Context& context) { return zef::write(path, *pFile, options, context); }));
+    }
     const OwnPoints written(points, colors);
     return reportOf(
         call.run([&](const zef::Context& context) { return zef::write(path, written.get(), options, context); }));
@@ -294,6 +308,8 @@ void bindHolders(py::module_& m) {
         .def_property_readonly("points", &PointHolder::getPoints)
         .def_property_readonly("colors", &PointHolder::getColors)
         .def_property_readonly("normals", &PointHolder::getNormals)
+        .def_property_readonly("classes", &PointHolder::getClasses)
+        .def_property_readonly("intensities", &PointHolder::getIntensities)
         .def_property_readonly("triangles", &PointHolder::getTriangles)
         .def("report", [](const PointHolder& holder) { return reportOf(*holder.pFile); });
 }
@@ -312,6 +328,7 @@ PYBIND11_MODULE(_core, m) {
     m.def("compare", compare);
     m.def("distance_colors", distanceColors);
     m.def("read_points", readPoints);
+    m.def("formats", formats);
     m.def("read_mesh", readMesh);
     m.def("write_mesh", writeMesh);
     m.def("write_points", writePoints);

@@ -58,6 +58,8 @@ Options optionsOf(zef::MeltOptions& o) {
          "for none"},
         {"mend", &o.mend, "whether the mesh is made manifold"},
         {"untangle", &o.untangle, "with mend: whether triangles that intersect are then parted"},
+        {"outer", &o.outer,
+         "with mend: whether all is left out that cannot be seen from outside; only for triangles without borders"},
     };
 }
 
@@ -103,6 +105,21 @@ Options optionsOf(zef::SmoothingOptions& o) {
     };
 }
 
+Options optionsOf(zef::ReadOptions& o) {
+    return {
+        {"keepClasses", &o.keepClasses, "a list of whole numbers: only points of these classes of LAS; none: of all"},
+        {"dropClasses", &o.dropClasses, "no points of these classes of LAS"},
+        {"box", &o.box, "two corners, the lowest and the highest x, y, z: only points between them"},
+        {"every", &o.every, "of the points that are left, the first of each so many"},
+        {"grid", &o.grid,
+         "above 0: one point for each cell of a grid with this side, the mean of those in it; memory then goes by the "
+         "points that come out, for the formats of scanners"},
+        {"scan", &o.scan, "only this scan of files that hold several, from 0 on"},
+        {"columns", &o.columns, "names of the columns of text, apart by commas: \"x,y,z,i,r,g,b\""},
+        {"partial", &o.partial, "whether what can be read of a damaged file is taken"},
+    };
+}
+
 Options optionsOf(zef::ReadMeshOptions& o) {
     return {{"mergeEqual", &o.mergeEqual, "makes one vertex of those with equal positions, whatever the format"}};
 }
@@ -113,6 +130,9 @@ Options optionsOf(zef::WriteOptions& o) {
          "\"auto\" (floats unless they lose more than a thousandth of the spacing), \"single\" or \"double\""},
         {"spacing", &o.spacing, "what rounding is measured against, in the unit of the vertices; 0: an average"},
         {"text", &o.text, "text where the format has both forms (PLY, STL)"},
+        {"normals", &o.normals,
+         "whether normals are written: of a mesh those of its vertices (PLY, OBJ, glTF), of a Cloud its own (PLY, "
+         "text)"},
         {"offset", &o.offset, "x, y, z that are subtracted from all coordinates"},
         {"comments", &o.comments, "a line each (PLY, OBJ, OFF)"},
     };
@@ -175,6 +195,7 @@ struct AllOptions {
     zef::ReduceOptions reduce;
     zef::ReduceFlatOptions reduceFlat;
     zef::SmoothingOptions smoothing;
+    zef::ReadOptions read;
     zef::ReadMeshOptions readMesh;
     zef::WriteOptions write;
     zef::CompareOptions compare;
@@ -189,6 +210,7 @@ struct AllOptions {
                 {"ReduceOptions", optionsOf(reduce)},
                 {"ReduceFlatOptions", optionsOf(reduceFlat)},
                 {"SmoothingOptions", optionsOf(smoothing)},
+                {"ReadOptions", optionsOf(read)},
                 {"ReadMeshOptions", optionsOf(readMesh)},
                 {"WriteOptions", optionsOf(write)},
                 {"CompareOptions", optionsOf(compare)},
@@ -341,6 +363,34 @@ void read(const std::string& name, const py::handle& value, std::optional<zef::P
     place.emplace(x, y, z);
 }
 
+void read(const std::string& name, const py::handle& value, std::optional<std::uint32_t>& place) {
+    place.reset();
+    if (!value.is_none()) read(name, value, place.emplace());
+}
+
+void read(const std::string& name, const py::handle& value, std::optional<std::array<zef::Point3, 2>>& place) {
+    place.reset();
+    if (value.is_none()) return;
+    constexpr const char* wish = "two corners of three numbers each";
+    if (!PySequence_Check(value.ptr()) || PyUnicode_Check(value.ptr())) refuse<WrongType>(name, value, wish);
+    if (PySequence_Size(value.ptr()) != 2) refuse<zef::ArgumentError>(name, value, wish);
+    std::array<zef::Point3, 2>& corners = place.emplace();
+    for (std::size_t i = 0; i < 2; ++i) {
+        const auto corner =
+            py::reinterpret_steal<py::object>(PySequence_GetItem(value.ptr(), static_cast<Py_ssize_t>(i)));
+        const auto [x, y, z] = readThree(name, corner);
+        corners[i].set(x, y, z);
+    }
+}
+
+void read(const std::string& name, const py::handle& value, std::vector<std::uint8_t>& place) {
+    constexpr const char* wish = "a list or tuple of whole numbers from 0 to 255";
+    if (!PyList_Check(value.ptr()) && !PyTuple_Check(value.ptr())) refuse<WrongType>(name, value, wish);
+    place.clear();
+    for (const py::handle number : py::reinterpret_borrow<py::sequence>(value))
+        read(name, number, place.emplace_back());
+}
+
 // One line, in Unicode.
 std::string readLine(const std::string& name, const py::handle& whole, const py::handle& line, const char* wish) {
     if (!PyUnicode_Check(line.ptr())) refuse<WrongType>(name, whole, wish);
@@ -378,6 +428,16 @@ py::object tell(const std::string& value) {
 }
 py::object tell(const std::optional<zef::Point3>& value) {
     return value ? py::object(py::make_tuple(value->px, value->py, value->pz)) : py::none();
+}
+py::object tell(const std::optional<std::uint32_t>& value) {
+    return value ? py::object(py::int_(*value)) : py::none();
+}
+py::object tell(const std::optional<std::array<zef::Point3, 2>>& value) {
+    if (!value) return py::none();
+    return py::make_tuple(tell(std::optional(value->front())), tell(std::optional(value->back())));
+}
+py::object tell(const std::vector<std::uint8_t>& value) {
+    return py::tuple(py::cast(value));
 }
 py::object tell(const zef::Vector3& value) {
     return py::make_tuple(value.vx, value.vy, value.vz);

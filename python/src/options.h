@@ -2,6 +2,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -25,9 +26,10 @@ namespace zefpy {
 namespace zef = QUOR_ZEF;
 
 struct Option {
-    using Place =
-        std::variant<bool*, int*, std::uint32_t*, std::size_t*, double*, zef::Density*, zef::Precision*, zef::ViewFrom*,
-                     std::optional<zef::Point3>*, zef::Vector3*, std::string*, std::vector<std::string>*>;
+    using Place = std::variant<bool*, int*, std::uint32_t*, std::size_t*, double*, zef::Density*, zef::Precision*,
+                               zef::ViewFrom*, std::optional<zef::Point3>*, zef::Vector3*, std::string*,
+                               std::vector<std::string>*, std::vector<std::uint8_t>*, std::optional<std::uint32_t>*,
+                               std::optional<std::array<zef::Point3, 2>>*>;
     const char* name;     // in C++
     Place place;          // where its value lies; borrowed
     const char* meaning;  // with unit, for the docstrings
@@ -41,6 +43,7 @@ Options optionsOf(zef::RefitOptions& options);
 Options optionsOf(zef::ReduceOptions& options);
 Options optionsOf(zef::ReduceFlatOptions& options);
 Options optionsOf(zef::SmoothingOptions& options);
+Options optionsOf(zef::ReadOptions& options);
 Options optionsOf(zef::ReadMeshOptions& options);
 Options optionsOf(zef::WriteOptions& options);
 Options optionsOf(zef::CompareOptions& options);

@@ -240,6 +240,18 @@ py::dict reportOf(const zef::WriteResult& written) {
     return Figures().add("doubles", written.doubles).add("offset", written.offset).dict;
 }
 
+py::dict reportOf(const zef::FormatInfo& format) {
+    return Figures()
+        .add("name", format.name)
+        .add("endings", format.endings)
+        .add("readsPoints", format.readsPoints)
+        .add("readsMeshes", format.readsMeshes)
+        .add("writesPoints", format.writesPoints)
+        .add("writesMeshes", format.writesMeshes)
+        .add("keeps", format.keeps)
+        .dict;
+}
+
 py::dict reportOf(const zef::PointFile& file) {
     return Figures()
         .add("kind", std::string(wordOf(file.kind)))
@@ -249,6 +261,9 @@ py::dict reportOf(const zef::PointFile& file) {
         .add("hasColor", file.hasColor)
         .add("hasNormals", !file.normals.empty())
         .add("viewpoint", file.viewpoint)
+        .add("numScans", file.numScans)
+        .add("projection", file.projection)
+        .add("numNotTaken", file.numNotTaken)
         .add("numHeaderLines", file.numHeaderLines)
         .add("numSkippedLines", file.numSkippedLines)
         .add("numPolygons", file.numPolygons)

@@ -22,6 +22,7 @@ pybind11::dict reportOf(const zef::RefitReport& fitted);
 pybind11::dict reportOf(const zef::UntangleReport& parted);
 pybind11::dict reportOf(const zef::MeshReport& found);
 pybind11::dict reportOf(const zef::WriteResult& written);
+pybind11::dict reportOf(const zef::FormatInfo& format);
 // All but the arrays.
 pybind11::dict reportOf(const zef::Comparison& made);
 pybind11::dict reportOf(const zef::PointFile& file);

@@ -33,6 +33,7 @@ from ._functions import (
     measure_spacing,
     melt,
     read_mesh,
+    formats,
     read_points,
     reconstruct,
     resample,

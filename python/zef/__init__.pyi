@@ -1,5 +1,5 @@
 from os import PathLike
-from typing import Any, Callable, Mapping, Optional, Sequence, Tuple, Union
+from typing import Any, Callable, Dict, List, Mapping, Optional, Sequence, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -166,6 +166,9 @@ class FileInfo:
     has_color: bool
     has_normals: bool
     viewpoint: Optional[_Vector]
+    num_scans: int
+    projection: str
+    num_not_taken: int
     num_header_lines: int
     num_skipped_lines: int
     num_polygons: int
@@ -187,6 +190,10 @@ class Cloud:
     def colors(self) -> Optional[npt.NDArray[np.uint8]]: ...
     @property
     def normals(self) -> Optional[npt.NDArray[np.float64]]: ...
+    @property
+    def classes(self) -> Optional[npt.NDArray[np.uint8]]: ...
+    @property
+    def intensities(self) -> Optional[npt.NDArray[np.float32]]: ...
     @property
     def triangles(self) -> Optional[npt.NDArray[np.uint32]]: ...
     def __len__(self) -> int: ...
@@ -272,6 +279,7 @@ class Mesh:
         precision: str = "auto",
         spacing: float = 0.0,
         text: bool = False,
+        normals: bool = False,
         offset: _Three = (0.0, 0.0, 0.0),
         comments: Sequence[str] = (),
         threads: int = 0,
@@ -343,6 +351,7 @@ def melt(
     feature_angle: float = 45.0,
     mend: bool = True,
     untangle: bool = True,
+    outer: bool = False,
     threads: int = 0,
     progress: _Progress = None,
 ) -> Mesh: ...
@@ -353,6 +362,7 @@ def resample(
     feature_angle: float = 45.0,
     mend: bool = True,
     untangle: bool = True,
+    outer: bool = False,
     threads: int = 0,
     progress: _Progress = None,
 ) -> Cloud: ...
@@ -367,7 +377,21 @@ def compare(
     progress: _Progress = None,
 ) -> Comparison: ...
 def distance_colors(distances: npt.ArrayLike, limit: float) -> npt.NDArray[np.uint8]: ...
-def read_points(path: _Path, *, threads: int = 0, progress: _Progress = None) -> Cloud: ...
+def read_points(
+    path: Union[_Path, Sequence[_Path]],
+    *,
+    keep_classes: Sequence[int] = (),
+    drop_classes: Sequence[int] = (),
+    box: Optional[Tuple[_Three, _Three]] = None,
+    every: int = 1,
+    grid: float = 0.0,
+    scan: Optional[int] = None,
+    columns: str = "",
+    partial: bool = False,
+    threads: int = 0,
+    progress: _Progress = None,
+) -> Cloud: ...
+def formats() -> List[Dict[str, Any]]: ...
 def read_mesh(
     path: _Path, *, merge_equal: bool = False, threads: int = 0, progress: _Progress = None
 ) -> Mesh: ...
@@ -380,6 +404,7 @@ def write(
     precision: str = "auto",
     spacing: float = 0.0,
     text: bool = False,
+    normals: bool = False,
     offset: _Three = (0.0, 0.0, 0.0),
     comments: Sequence[str] = (),
     threads: int = 0,

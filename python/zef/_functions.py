@@ -13,8 +13,9 @@ class Cloud:
     """Points of a file, or of resample().
 
     points: (n, 3) float64, in the order of the file. colors: (n, 4) uint8, or None.
-    normals: (n, 3) float64 as they stand in the file, or None. triangles: (m, 3) uint32 of
-    a file with a mesh, or None. info: what else the file tells, a FileInfo, or None.
+    normals: (n, 3) float64 as they stand in the file, or None. classes: (n,) uint8 of LAS, or
+    None. intensities: (n,) float32, or None. triangles: (m, 3) uint32 of a file with a mesh,
+    or None. info: what else the file tells, a FileInfo, or None.
 
     The arrays lie in the memory of the cloud, without a copy. numpy.asarray(cloud) gives
     points.
@@ -46,6 +47,16 @@ class Cloud:
     def normals(self):
         """(n, 3) float64, not normalised, zero where one is missing; or None."""
         return self._held.normals
+
+    @property
+    def classes(self):
+        """(n,) uint8: 2 ground, 6 building and so on, or None."""
+        return self._held.classes
+
+    @property
+    def intensities(self):
+        """(n,) float32 as they stand in the file, or None."""
+        return self._held.intensities
 
     @property
     def triangles(self):
@@ -141,21 +152,29 @@ def melt(triangles, *, given, context):
 def resample(triangles, *, given, context):
     """One point of the surface for each grid cell that it touches, as a Cloud.
 
-    triangles: as for melt(), where mend and untangle play no part."""
+    triangles: as for melt(), where mend, untangle and outer play no part."""
     return Cloud._of(_core.resample(_triangles(triangles), given, *context))
 
 
-def _read(path, context):
-    held = _core.read_points(_arrays.path("path", path), *context)
+def _read(paths, given, context):
+    held = _core.read_points([_arrays.path("path", path) for path in paths], given, *context)
     return held, report_of(FileInfo, held.report())
 
 
-@takes_options()
-def read_points(path, *, context):
-    """The points of a file, as a Cloud: .ply .stl .obj .off .xyz .txt .asc .pts .csv .bin.
+@takes_options("ReadOptions")
+def read_points(path, *, given, context):
+    """The points of a file, as a Cloud: .las .laz .e57 .pcd .ptx .pts .ply .xyz and others,
+    see formats(). A list of files is read as one.
 
     Raises FileError, which says where and what helps."""
-    return Cloud._of(*_read(path, context))
+    paths = path if isinstance(path, (list, tuple)) else [path]
+    return Cloud._of(*_read(paths, given, context))
+
+
+def formats():
+    """The formats of files, a list of dicts: name, endings, reads_points, reads_meshes,
+    writes_points, writes_meshes, keeps (what is read beside coordinates)."""
+    return _core.formats()
 
 
 @takes_options("ReadMeshOptions")
@@ -170,7 +189,7 @@ def read_mesh(path, *, given, context):
 @takes_options()
 def info(path, *, context):
     """What a file of points or triangles holds: a FileInfo, with PointStatistics."""
-    held, found = _read(path, context)
+    held, found = _read([path], {}, context)
     found.statistics = report_of(PointStatistics, _core.measure_points(held, *context))
     return found
 
@@ -179,8 +198,8 @@ def info(path, *, context):
 def write(path, what, *, colors=None, given, context):
     """Writes a Mesh, see Mesh.write(), or points: (n, 3) with colors or without, or a Cloud.
 
-    Points go into .ply .xyz .txt .asc .pts .csv or .bin, by the ending of path. Gives a
-    WriteResult. Raises FileError, and ArgumentError for another ending."""
+    Points go into .ply .las .pcd .xyz .txt .asc .pts .csv or .bin, by the ending of path;
+    LAS takes the classes and intensities of a Cloud. Gives a WriteResult. Raises FileError, and ArgumentError for another ending."""
     file = _arrays.path("path", path)
     if isinstance(what, Mesh):
         if colors is not None:

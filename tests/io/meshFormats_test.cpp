@@ -7,12 +7,12 @@
 
 #include "bytes/FileBytes.h"
 #include "io/STL.h"
-#include "io/loadCloud.h"
 #include "io/plyMesh.h"
 #include "io/saveCloud.h"
 #include "refine/RMesh.h"
 #include "refine/flatten.h"
 #include "support/capture.h"
+#include "support/loadedFile.h"
 #include "support/plyText.h"
 #include "support/shapes.h"
 #include "support/tempFolder.h"
@@ -116,7 +116,7 @@ TEST(MeshWriters, comeBackThroughTheReader) {
             const bool bDouble = options.precision == Precision::DOUBLE;
             if (bDouble && ending == ".stl") continue;
             writeMeshFile(name, flat, options);
-            const TriangleMesh back = readMeshFile(name, {});
+            const TriangleMesh back = zef_test::loadMesh(name);
             ASSERT_EQ(back.vertices.size(), flat.vertices.size()) << ending;
             ASSERT_EQ(back.numTriangles(), flat.numTriangles()) << ending;
             for (std::size_t i = 0; i < flat.indices.size(); ++i) {
@@ -129,7 +129,7 @@ TEST(MeshWriters, comeBackThroughTheReader) {
             }
         }
         writeMeshFile(name, flat, moved);
-        const PointFile cloud = loadCloud(name);
+        const PointFile cloud = zef_test::loadCloud(name);
         if (ending == ".stl") continue;
         ASSERT_EQ(cloud.comments.size(), 2u) << ending;
         EXPECT_NE(cloud.comments[0].find("offset 4e+06 0 -0.5"), std::string::npos) << cloud.comments[0];
@@ -175,7 +175,7 @@ TEST(Precision, keepsProjectedCoordinates) {
             for (std::size_t i = 0; i < flat.vertices.size(); ++i, p += 12)
                 vBack.emplace_back(loadValue<float>(p), loadValue<float>(p + 4), loadValue<float>(p + 8));
         } else {
-            vBack = readMeshFile(folder.name("a" + ending), {}).vertices;
+            vBack = zef_test::loadMesh(folder.name("a" + ending)).vertices;
         }
         ASSERT_EQ(vBack.size(), flat.vertices.size()) << ending;
         for (std::size_t i = 0; i < vBack.size(); ++i)
@@ -187,11 +187,11 @@ TEST(Precision, keepsProjectedCoordinates) {
 TEST(Precision, ofPointsLooksPastLostEchoes) {
     const TempFolder folder;
     std::vector<Point3> vPoints = zef_test::gridSheet(40, 40, 0.1).vertices;
-    EXPECT_FALSE(saveCloud(folder.name("a.ply"), vPoints, {}).doubles);
+    EXPECT_FALSE(saveCloud(folder.name("a.ply"), plyCloud, {vPoints}, {}).doubles);
     for (Point3& p : vPoints) p.set(p.px + 4000, p.py, p.pz);
     vPoints[0] = {0, 0, 0};
-    EXPECT_TRUE(saveCloud(folder.name("a.ply"), vPoints, {}).doubles);
-    EXPECT_EQ(loadCloud(folder.name("a.ply")).points, vPoints);
+    EXPECT_TRUE(saveCloud(folder.name("a.ply"), plyCloud, {vPoints}, {}).doubles);
+    EXPECT_EQ(zef_test::loadCloud(folder.name("a.ply")).points, vPoints);
 }
 
 TEST(writeGlb, describesWhatItsBufferHolds) {
@@ -247,20 +247,21 @@ TEST(readMeshFile, mergesPositionsWhereFilesHaveNoVertices) {
     const std::string end = "endloop\nendfacet\n";
     const std::string stl = "solid a\n" + facet + "vertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n" + end + facet +
                             "vertex -0.0 0 0\nvertex 0 1 0\nvertex 0 0 1\n" + end + "endsolid\n";
-    TriangleMesh mesh = readMeshFile(folder.put("a.stl", stl), {});
+    TriangleMesh mesh = zef_test::loadMesh(folder.put("a.stl", stl));
     EXPECT_EQ(mesh.vertices.size(), 4u);
     EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 3}));
 
     const std::string off = "OFF\n4 2 0\n0 0 0\n1 0 0\n0 1 0\n0 0 0\n3 0 1 2\n3 3 2 1\n";
-    mesh = readMeshFile(folder.put("a.off", off), {});
+    mesh = zef_test::loadMesh(folder.put("a.off", off));
     EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 3, 2, 1}));
     ReadMeshOptions merging;
     merging.mergeEqual = true;
-    mesh = readMeshFile(folder.name("a.off"), merging);
+    mesh = zef_test::loadMesh(folder.name("a.off"), merging);
     EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2, 0, 2, 1}));
 
     const std::string pinched = "OFF\n4 2 0\n0 0 0\n2 0 0\n0 0 0\n0 1 0\n3 0 1 2\n3 0 1 3\n";
-    const std::string text = zef_test::printedText([&] { mesh = readMeshFile(folder.put("a.off", pinched), merging); });
+    const std::string text =
+        zef_test::printedText([&] { mesh = zef_test::loadMesh(folder.put("a.off", pinched), merging); });
     EXPECT_EQ(mesh.indices, (std::vector<std::uint32_t>{0, 1, 2}));
     EXPECT_NE(text.find("1 triangles with a corner twice"), std::string::npos) << text;
 }

@@ -227,6 +227,9 @@ def test_files_come_back(mesh, points, tmp_path):
     assert np.array_equal(cloud.points, points) and cloud.colors[0].tolist() == [5, 5, 5, 255]
     zef.write(tmp_path / "q.xyz", cloud)
     assert (tmp_path / "p.xyz").read_bytes() == (tmp_path / "q.xyz").read_bytes()
+    both = zef.read_points([tmp_path / "p.xyz", tmp_path / "q.xyz"], every=2, box=([-9, -9, -9], [9, 9, 9]))
+    assert np.array_equal(both.points, np.vstack([points, points])[::2]) and both.info.num_not_taken == len(points)
+    assert any("las" in format["endings"][0] and format["reads_points"] for format in zef.formats())
     for call in (zef.read_points, zef.read_mesh, zef.info):
         with pytest.raises(zef.FileError, match="gone.ply") as raised:
             call(tmp_path / "gone.ply")

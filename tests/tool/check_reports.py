@@ -30,7 +30,7 @@ with open(folder / "ball.xyz", "w") as ball:
 # The options that bring keys of their own; no command may be missing.
 runs = [
     "info scan.csv", "info one.xyz", "spacing scan.csv", "convert scan.csv scan.ply",
-    "reconstruct scan.csv -o mesh.ply", "recipe",
+    "reconstruct scan.csv -o mesh.ply", "recipe", "formats", "convert scan.csv scan.las", "info scan.las --keep-class 0 --every 2",
     "reconstruct scan.csv -o web.glb --recipe web --check", "info mesh.ply", "convert mesh.ply far.stl --shift auto",
     "reconstruct scan.csv -o other.ply --spacing 0.2 --keep-non-manifold --smooth-steps 1 --flip --reduce 50%",
     "melt mesh.ply -o melt.ply --spacing 0.2", "resample mesh.ply -o points.ply --spacing 0.2",
@@ -45,6 +45,11 @@ for run in runs:
     done = subprocess.run([tool, *run.split(), "--json", "-q"], cwd=folder, text=True, capture_output=True)
     assert done.stdout, f"{run}: {done.stderr}"
     report = json.loads(done.stdout.splitlines()[-1])
+    if run == "formats":
+        told = (pathlib.Path(sys.argv[2]).parent / "formats.md").read_text()
+        for f in report["formats"]:
+            line = f"| {f['name']} | {' '.join(f['endings'])} | {f['reads']} | {f['writes']} | {f['keeps']} |\n"
+            assert line in told, f"docs/formats.md lacks {line}"
     errors = [f"{'/'.join(map(str, e.path))}: {e.message[:200]}" for e in validator.iter_errors(report)]
     assert not errors, f"{run}: {errors}"
 print(f"{len(runs)} reports are as the schema says")

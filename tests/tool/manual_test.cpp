@@ -45,7 +45,7 @@ TEST(ToolUsage, whatIsMistypedIsGuessed) {
           {"reconstruct --facotr 2", "zef: --facotr is no option of zef reconstruct; did you mean --factor?\n"},
           {"info a --frobnicate=1", "zef: --frobnicate is no option of zef info; zef info --help lists them\n"},
           {"reconstruct a --grow -1", "zef: --grow: -1 is no whole number of 0 or more; see zef reconstruct --help\n"},
-          {"convert a b c", "zef: c is one name too many; zef convert [options] IN OUT is what there is\n"}}) {
+          {"info a b", "zef: b is one name too many; zef info [options] IN is what there is\n"}}) {
         const ToolRun run = runTool(arguments);
         EXPECT_EQ(run.status, 2) << arguments;
         EXPECT_EQ(run.err, text);

@@ -25,6 +25,7 @@ void addHoles(Commands& commands);
 void addInfo(Commands& commands);
 void addMelt(Commands& commands);
 void addRecipe(Commands& commands);
+void addFormats(Commands& commands);
 void addReconstruct(Commands& commands);
 void addReduce(Commands& commands);
 void addRefit(Commands& commands);

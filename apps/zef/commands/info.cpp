@@ -13,6 +13,7 @@ namespace {
 
 struct InfoOptions {
     std::string path;
+    zef::ReadOptions reading;
     TalkOptions talk;
 };
 
@@ -45,6 +46,20 @@ const char* timeClass(double seconds) {
     return "more than ten minutes";
 }
 
+// How many points of each class there are, as an object of numbers.
+void reportClasses(Report& report, const std::vector<std::uint8_t>& vClasses) {
+    std::array<std::uint64_t, 256> counts{};
+    for (const std::uint8_t number : vClasses) ++counts[number];
+    nlohmann::ordered_json list = nlohmann::ordered_json::object();
+    std::string text;
+    for (std::size_t number = 0; number < counts.size(); ++number) {
+        if (counts[number] == 0) continue;
+        list[std::to_string(number)] = counts[number];
+        text += (text.empty() ? "" : ", ") + std::to_string(number) + ": " + countText(counts[number]);
+    }
+    report.add("classes", "points of each class", std::move(list), text);
+}
+
 void reportFile(Report& report, const std::string& path, const zef::PointFile& file) {
     report.addText("file", "file", path);
     report.addText("format", "format", file.format);
@@ -55,6 +70,12 @@ void reportFile(Report& report, const std::string& path, const zef::PointFile& f
         std::count_if(file.points.begin(), file.points.end(), [](const zef::Point3& p) { return p.hasColor(); }));
     report.addFlag("colour", "colour", numColored > 0);
     if (numColored > 0) report.addCount("coloured_points", "coloured points", numColored);
+    report.addFlag("normals", "normals", !file.normals.empty());
+    report.addFlag("intensity", "intensity", !file.intensities.empty());
+    if (file.numScans > 1) report.addCount("scans", "scans", file.numScans);
+    if (!file.projection.empty()) report.addText("projection", "projection", file.projection);
+    if (!file.classes.empty()) reportClasses(report, file.classes);
+    if (file.numNotTaken > 0) report.addCount("not_taken", "points not taken", file.numNotTaken);
 }
 
 // A cloud without spacing is still one that can be told about.
@@ -64,9 +85,12 @@ void reportSpacing(Report& report, const zef::PointStatistics& found) {
         report.addCount("cells", "occupied cells", found.numCells);
         report.addShare("sparse_share", "sparse points", found.unsupportedShare);
         const std::array<double, 3>& local = found.localSpacing;
+        // Below 0 where there are too few points.
+        const char* const unknown = "not measured, there are too few points";
+        const std::string quantiles = numberText(local[0]) + "  " + numberText(local[1]) + "  " + numberText(local[2]);
         report.add("local_spacing", "to the sixth neighbour", local,
-                   numberText(local[0]) + "  " + numberText(local[1]) + "  " + numberText(local[2]) + " (5, 50, 95 %)");
-        report.addNumber("noise", "noise, in spacings", found.noise);
+                   local[0] < 0.0 ? unknown : quantiles + " (5, 50, 95 %)");
+        report.add("noise", "noise, in spacings", found.noise, found.noise < 0.0 ? unknown : numberText(found.noise));
         report.addText("precision", "precision needed", found.needsDoubles ? "double" : "single");
     } else {
         report.add("spacing", "spacing", nullptr, "not measured: " + found.fault);
@@ -84,7 +108,7 @@ void reportCost(Report& report, const zef::PointStatistics& found) {
 }
 
 int runInfo(const InfoOptions& options, CommandRun& commandRun) {
-    const zef::PointFile file = readCloud(commandRun, options.path);
+    const zef::PointFile file = readCloud(commandRun, options.path, options.reading);
     commandRun.step("looking at the points");
     const zef::PointStatistics found = zef::measurePoints(file.points, commandRun.getContext());
     Report& report = commandRun.report;
@@ -105,6 +129,7 @@ void addInfo(Commands& commands) {
     auto pOptions = std::make_shared<InfoOptions>();
     CLI::App& command = *commands.app.add_subcommand("info", "Tell what is in a file of points or triangles");
     command.add_option("IN", pOptions->path, "A file of points or triangles")->required();
+    addReadOptions(command, pOptions->reading);
     addTalkOptions(command, pOptions->talk);
     addExamples(command, {{"zef info scan.ply", "Spacing, noise, density, and what a reconstruction would take."},
                           {"zef info --json scan.ply", "The same for programs."}});

@@ -39,9 +39,12 @@ void addMelt(Commands& commands) {
     addSamplingOptions(command, pOptions->sampling);
     addMendOption(command, pOptions->bKeepNonManifold);
     addUntangleOption(command, pOptions->sampling.untangle);
+    command.add_flag("--outer", pOptions->sampling.outer,
+                     "Leave out all that cannot be seen from outside; the triangles must have no borders");
     addOutputOptions(command, pOptions->output, OutputName::REQUIRED);
     addTalkOptions(command, pOptions->talk);
     addExamples(command, {{"zef melt parts.stl -o whole.ply", "One mesh around triangles that overlap."},
+                          {"zef melt parts.stl -o hull.ply --outer", "Without what is inside, or shared by two parts."},
                           {"zef melt parts.stl -o fine.ply --spacing 0.1", "With vertices at that distance."}});
     onRun(commands, command, pOptions, runMelt);
 }

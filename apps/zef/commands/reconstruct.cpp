@@ -26,6 +26,7 @@ namespace {
 
 struct Options {
     std::vector<std::string> vInputs;
+    zef::ReadOptions reading;
     zef::ReconstructOptions library;
     std::string viewpoint;  // empty or "x,y,z"
     std::string refit = "auto";
@@ -159,7 +160,7 @@ std::string checkRefit(const std::string& text) {
 
 // What the files themselves know of the sides of their points stands below what the
 // options say.
-void addSides(const Options& options, const Scan& scan, zef::ReconstructOptions& library) {
+void addSides(const Options& options, const zef::PointFile& scan, zef::ReconstructOptions& library) {
     library.viewpoint = scan.viewpoint;
     library.normals = scan.normals;
     std::array<double, 3> at{};
@@ -215,7 +216,7 @@ int runReconstruct(const Options& options, CommandRun& commandRun) {
         checkPage(page, options.vInputs, output.bForce);
         bundle = readBundle();
     }
-    Scan scan = readScan(commandRun, options.vInputs);
+    zef::PointFile scan = readScan(commandRun, options.vInputs, options.reading);
     commandRun.lap("seconds_read", "read");
 
     if (!options.bAnyway) requireMemory(commandRun, scan.points, options.library);
@@ -301,7 +302,8 @@ void addReconstruct(Commands& commands) {
     auto pOptions = std::make_shared<Options>();
     CLI::App& command = *commands.app.add_subcommand("reconstruct", "Make a triangle mesh from one or more scans");
     pOptions->pCommand = &command;
-    command.add_option("IN", pOptions->vInputs, "Files of points, taken together")->required();
+    command.add_option("IN", pOptions->vInputs, "Files of points or folders of them, taken together")->required();
+    addReadOptions(command, pOptions->reading);
     command
         .add_option("--recipe", pOptions->recipe,
                     "Settings for a common job, see zef recipe; options that are given besides count for more")

@@ -18,7 +18,7 @@ int runRefit(const Options& options, CommandRun& commandRun) {
     std::vector<std::string> vInputs = options.vClouds;
     vInputs.push_back(options.path);
     checkMeshOutput(options.output, vInputs);
-    const Scan scan = readScan(commandRun, options.vClouds);
+    const zef::PointFile scan = readScan(commandRun, options.vClouds);
     return changeMesh(options, commandRun, "refitting", [&](zef::TriangleMesh& mesh) {
         const zef::RefitReport refit = zef::refit(mesh, scan.points, options.library, commandRun.getContext());
         reportNoise(commandRun.report, refit.noise);

@@ -1,45 +1,79 @@
 #include "files/inputs.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include "failures.h"
 #include "files/pipes.h"
 
-zef::PointFile readCloud(CommandRun& commandRun, const std::string& path) {
-    zef::PointFile file;
-    readInput(commandRun, path,
-              [&](const std::string& name) { file = zef::readPoints(name, commandRun.getContext()); });
-    if (file.points.empty()) throw Failure(path + ": there are no points in it");
-    return file;
-}
+namespace fs = std::filesystem;
 
 namespace {
 
-template <class T>
-void append(std::vector<T>& vAll, std::vector<T>&& vPart) {
-    if (vAll.empty()) {
-        vAll = std::move(vPart);
-    } else {
-        vAll.insert(vAll.end(), vPart.begin(), vPart.end());
+// By name, so that the order of points does not depend on the disk.
+std::vector<std::string> filesIn(const std::string& folder) {
+    std::vector<std::string> vFiles;
+    std::error_code error;
+    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error))
+        if (it->is_regular_file(error) && zef::formatOf(it->path()).readsPoints) vFiles.push_back(it->path().string());
+    if (error) throw Failure(folder + ": " + error.message());
+    if (vFiles.empty()) throw Failure(folder + ": no file in this folder has an ending that can be read");
+    std::sort(vFiles.begin(), vFiles.end());
+    return vFiles;
+}
+
+std::vector<std::string> expanded(const std::vector<std::string>& vPaths) {
+    std::vector<std::string> vFiles;
+    for (const std::string& path : vPaths) {
+        std::error_code ignored;
+        if (isPipe(path) || !fs::is_directory(path, ignored)) {
+            vFiles.push_back(path);
+        } else {
+            for (std::string& file : filesIn(path)) vFiles.push_back(std::move(file));
+        }
     }
+    return vFiles;
+}
+
+std::string namesOf(const std::vector<std::string>& vPaths) {
+    return vPaths.size() == 1 ? vPaths.front() : std::to_string(vPaths.size()) + " files";
+}
+
+void requirePoints(const zef::PointFile& file, const std::vector<std::string>& vPaths) {
+    if (!file.points.empty()) return;
+    if (file.numNotTaken > 0)
+        throw Failure(namesOf(vPaths) + ": the options leave none of the " + std::to_string(file.numNotTaken) +
+                      " points; zef info tells their box and classes");
+    throw Failure(namesOf(vPaths) + ": there are no points in " + (vPaths.size() == 1 ? "it" : "them"));
+}
+
+zef::PointFile readAll(CommandRun& commandRun, const std::vector<std::string>& vPaths,
+                       const zef::ReadOptions& options) {
+    zef::PointFile file;
+    readInputs(commandRun, vPaths, [&](const std::vector<std::string>& vNames) {
+        const std::vector<fs::path> vFiles(vNames.begin(), vNames.end());
+        file = zef::readPoints(vFiles, options, commandRun.getContext());
+    });
+    requirePoints(file, vPaths);
+    return file;
 }
 
 }  // namespace
 
-Scan readScan(CommandRun& commandRun, const std::vector<std::string>& vPaths) {
-    Scan scan;
-    bool bDisagree = false;
-    for (const std::string& path : vPaths) {
-        zef::PointFile file = readCloud(commandRun, path);
-        if (file.kind != zef::PointFile::Kind::POINTS) {
-            commandRun.warn(path + ": holds triangles; only their corners are taken, as points");
-        }
-        append(scan.points, std::move(file.points));
-        append(scan.normals, std::move(file.normals));
-        bDisagree |= scan.viewpoint && file.viewpoint && *scan.viewpoint != *file.viewpoint;
-        if (file.viewpoint) scan.viewpoint = file.viewpoint;
-    }
-    if (scan.normals.size() != scan.points.size()) scan.normals = {};
-    if (bDisagree) scan.viewpoint.reset();
+zef::PointFile readCloud(CommandRun& commandRun, const std::string& path, const zef::ReadOptions& options) {
+    return readAll(commandRun, {path}, options);
+}
+
+zef::PointFile readFiles(CommandRun& commandRun, const std::vector<std::string>& vPaths,
+                         const zef::ReadOptions& options) {
+    return readAll(commandRun, expanded(vPaths), options);
+}
+
+zef::PointFile readScan(CommandRun& commandRun, const std::vector<std::string>& vPaths,
+                        const zef::ReadOptions& options) {
+    zef::PointFile scan = readFiles(commandRun, vPaths, options);
+    if (scan.kind != zef::PointFile::Kind::POINTS)
+        commandRun.warn(vPaths.front() + ": holds triangles; only their corners are taken, as points");
     return scan;
 }

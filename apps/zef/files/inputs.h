@@ -1,19 +1,20 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "CommandRun.h"
+#include "options.h"
 #include "zef/files.h"
 
 // A file of points or triangles; one without points throws Failure.
-zef::PointFile readCloud(CommandRun& commandRun, const std::string& path);
+zef::PointFile readCloud(CommandRun& commandRun, const std::string& path, const zef::ReadOptions& options = {});
 
-// The points of some files, one after the other; of triangles, their corners.
-struct Scan {
-    std::vector<zef::Point3> points;
-    std::vector<zef::Vector3> normals;     // one for each point if all files have some, else none
-    std::optional<zef::Point3> viewpoint;  // of the files that have one, if it is the same
-};
-Scan readScan(CommandRun& commandRun, const std::vector<std::string>& vPaths);
+// The same of several, of which more than one are taken for points; folders as below.
+zef::PointFile readFiles(CommandRun& commandRun, const std::vector<std::string>& vPaths,
+                         const zef::ReadOptions& options);
+
+// Files of points, taken together; a folder stands for the files in it that can be read, by
+// name. Triangles are left out with a warning. Throws Failure if there are no points.
+zef::PointFile readScan(CommandRun& commandRun, const std::vector<std::string>& vPaths,
+                        const zef::ReadOptions& options = {});

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "failures.h"
+#include "files/inputs.h"
 #include "files/pipes.h"
 #include "reports/topology.h"
 #include "zef/files.h"
@@ -44,10 +45,8 @@ std::size_t dropUnusable(zef::TriangleMesh& mesh) {
 }  // namespace
 
 zef::TriangleMesh readSurface(CommandRun& commandRun, const std::string& path) {
-    zef::PointFile file;
-    readInput(commandRun, path,
-              [&](const std::string& name) { file = zef::readPoints(name, commandRun.getContext()); });
-    if (file.kind == zef::PointFile::Kind::CORNERS) return readMeshFile(commandRun, path);
+    zef::PointFile file = readCloud(commandRun, path);
+    if (file.kind == zef::PointFile::Kind::CORNERS) return zef::toMesh(std::move(file), {}, commandRun.getContext());
     zef::TriangleMesh mesh{std::move(file.points), std::move(file.indices)};
     const std::size_t numDropped = dropUnusable(mesh);
     if (numDropped > 0)
@@ -57,8 +56,9 @@ zef::TriangleMesh readSurface(CommandRun& commandRun, const std::string& path) {
 
 zef::TriangleMesh readMeshFile(CommandRun& commandRun, const std::string& path) {
     zef::TriangleMesh mesh;
-    readInput(commandRun, path,
-              [&](const std::string& name) { mesh = zef::readMesh(name, {}, commandRun.getContext()); });
+    readInputs(commandRun, {path}, [&](const std::vector<std::string>& vNames) {
+        mesh = zef::readMesh(vNames.front(), {}, commandRun.getContext());
+    });
     return mesh;
 }
 

@@ -103,7 +103,8 @@ bool isCloudOrMeshFile(const std::string& path) {
     if (error) return false;
     if (size == 0) return true;
     const std::string bytes = firstBytes(path);
-    for (const char* const start : {"ply\n", "ply\r", "solid", "OFF", "COFF", "glTF", "LIST", "{ LIST"}) {
+    for (const char* const start : {"ply\n", "ply\r", "solid", "OFF", "COFF", "glTF", "LIST", "{ LIST", "LASF",
+                                    "ASTM-E57", "# .PCD", "VERSION"}) {
         if (startsWith(bytes, start)) return true;
     }
     return isBinaryStl(bytes, size) || isBinaryPoints(bytes, size) || isPointText(bytes);
@@ -157,6 +158,7 @@ zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3
     if (output.bDouble) options.precision = zef::Precision::DOUBLE;
     if (output.bSingle) options.precision = zef::Precision::SINGLE;
     options.spacing = spacing;
+    options.normals = output.bNormals;
     std::array<double, 3> shift{};
     if (parseThree(output.shift, shift)) options.offset = {shift[0], shift[1], shift[2]};
     if (output.shift == "auto") options.offset = middle;
@@ -171,11 +173,24 @@ void reportWritten(Report& report, const OutputOptions& output, const zef::Write
     report.add("shift", "shift taken away", offset, text);
 }
 
-void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing,
-                    std::span<const zef::Point3> points) {
-    const zef::WriteOptions options = writeOptionsOf(output, zef::middleOffset(points), spacing);
+namespace {
+
+template <class Cloud>
+void writeAny(CommandRun& commandRun, const OutputOptions& output, const zef::WriteOptions& options,
+              const Cloud& cloud) {
     commandRun.report.addText("output", "output", output.path);
     writeOutput(commandRun, output.path, output.format, [&](const std::string& name) {
-        reportWritten(commandRun.report, output, zef::write(name, points, options, commandRun.getContext()));
+        reportWritten(commandRun.report, output, zef::write(name, cloud, options, commandRun.getContext()));
     });
+}
+
+}  // namespace
+
+void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing,
+                    std::span<const zef::Point3> points) {
+    writeAny(commandRun, output, writeOptionsOf(output, zef::middleOffset(points), spacing), points);
+}
+
+void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::PointFile& cloud) {
+    writeAny(commandRun, output, writeOptionsOf(output, zef::middleOffset(cloud.points), spacing), cloud);
 }

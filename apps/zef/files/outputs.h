@@ -30,6 +30,7 @@ zef::WriteOptions writeOptionsOf(const OutputOptions& output, const zef::Vector3
 // The precision, and what was taken away if --shift was given or the library chose to.
 void reportWritten(Report& report, const OutputOptions& output, const zef::WriteResult& written);
 
-// Writes the points and reports how; spacing as above.
+// Writes the points, or also what belongs to them, and reports how; spacing as above.
 void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing,
                     std::span<const zef::Point3> points);
+void writeCloudFile(CommandRun& commandRun, const OutputOptions& output, double spacing, const zef::PointFile& cloud);

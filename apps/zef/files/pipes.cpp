@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
@@ -87,19 +88,33 @@ std::string nameOfFormat(const std::string& path, const std::string& format) {
     return isPipe(path) ? "-." + format : path;
 }
 
-void readInput(CommandRun& commandRun, const std::string& path, const std::function<void(const std::string&)>& read) {
-    commandRun.step("reading " + (isPipe(path) ? "standard input" : path));
+namespace {
+
+std::string storedIfPipe(const CommandRun& commandRun, const std::string& path) {
     std::error_code ignored;
     if (!isPipe(path) && !fs::exists(path, ignored))
         throw Failure(path + ": there is no such file; check its name and folder");
-    if (!isPipe(path)) return read(path);
+    if (!isPipe(path)) return path;
     if (commandRun.inputFormat.empty())
         throw UsageFailure("standard input has no ending: tell its format, as --format ply");
-    const std::string file = storedInput(commandRun.inputFormat);
+    return storedInput(commandRun.inputFormat);
+}
+
+}  // namespace
+
+void readInputs(CommandRun& commandRun, const std::vector<std::string>& vPaths,
+                const std::function<void(const std::vector<std::string>&)>& read) {
+    const bool bOne = vPaths.size() == 1;
+    const std::string what = bOne ? vPaths.front() : std::to_string(vPaths.size()) + " files";
+    commandRun.step("reading " + (bOne && isPipe(what) ? "standard input" : what));
+    std::vector<std::string> vFiles;
+    for (const std::string& path : vPaths) vFiles.push_back(storedIfPipe(commandRun, path));
     try {
-        read(file);
+        read(vFiles);
     } catch (const zef::FileError& error) {
-        throw Failure(renamed(error.what(), file));
+        const auto itPipe = std::find_if(vPaths.begin(), vPaths.end(), isPipe);
+        if (itPipe == vPaths.end()) throw;
+        throw Failure(renamed(error.what(), storedInput(commandRun.inputFormat)));
     }
 }
 

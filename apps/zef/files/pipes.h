@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "CommandRun.h"
 
@@ -13,10 +14,11 @@ bool isPipe(const std::string& path);
 // A name whose ending tells the format: that of a file, or "-.FORMAT".
 std::string nameOfFormat(const std::string& path, const std::string& format);
 
-// read(file) reads what the name stands for: for "-" all of standard input, in the format that
+// read(files) reads what the names stand for: for "-" all of standard input, in the format that
 // --format tells. Errors of the library name it as the user did. Throws UsageFailure without a
 // format, and Failure if standard input cannot be stored.
-void readInput(CommandRun& commandRun, const std::string& path, const std::function<void(const std::string&)>& read);
+void readInputs(CommandRun& commandRun, const std::vector<std::string>& vPaths,
+                const std::function<void(const std::vector<std::string>&)>& read);
 
 // write(file) writes what the name stands for. For "-" it is sent on, and the report goes to
 // standard error. Throws Failure if that fails. From here on the command cannot be cancelled.

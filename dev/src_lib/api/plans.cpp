@@ -85,7 +85,7 @@ void planSpacing() {
         planProgress("Density Estimation", {{"CL_eres", 3.0}, {"SM_run", 3.0}, {"CL_creb", 3.0}});
 }
 
-void planMelt(bool bMend, bool bUntangle) {
+void planMelt(const MeltOptions& options) {
     if (!getRun()) {
         planProgress(
             "Melt",
@@ -99,11 +99,14 @@ void planMelt(bool bMend, bool bUntangle) {
         return;
     }
     ProgressPlan plan = samplingStages;
-    const ProgressPlan repair = {{"VO_ftx", 24.0}, {"VO_amb", 1.0}, {"TP_cbcpl", 24.0},
-                                 {"TP_pps", 20.0}, {"RM_cpo", 5.0}, {"RM_kdeg", 7.0}};
-    plan.insert(plan.end(), repair.begin(), repair.end());
-    if (bMend) addMending(plan);
-    if (bMend && bUntangle) plan.insert(plan.end(), {{"UT_find", 15.0}, {"UT_part", 8.0}});
+    if (options.mend) plan.emplace_back("SO_solid", 5.0);
+    if (!options.outer) {
+        const ProgressPlan repair = {{"VO_ftx", 24.0}, {"VO_amb", 1.0}, {"TP_cbcpl", 24.0},
+                                     {"TP_pps", 20.0}, {"RM_cpo", 5.0}, {"RM_kdeg", 7.0}};
+        plan.insert(plan.end(), repair.begin(), repair.end());
+        if (options.mend) addMending(plan);
+        if (options.mend && options.untangle) plan.insert(plan.end(), {{"UT_find", 15.0}, {"UT_part", 8.0}});
+    }
     planProgress("Melt", plan);
 }
 
@@ -189,6 +192,10 @@ void planReading(bool bComparing) {
     ProgressPlan plan = {{"IO_load", 20.0}, {"IO_read", 80.0}};
     if (bComparing) plan.emplace_back("IO_pos", 100.0);
     planProgress("Read", plan);
+}
+
+void planReadingFiles() {
+    planProgress("Read", {{"IO_files", 1.0}});
 }
 
 void planWriting() {

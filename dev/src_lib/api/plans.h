@@ -16,9 +16,10 @@ namespace QUOR_ZEF {
 void planReconstruction(const ReconstructOptions& options, std::size_t numPoints);
 void planMeasuring(bool bDensity);  // or the spacing alone
 void planSpacing();
-void planMelt(bool bMend, bool bUntangle);
+void planMelt(const MeltOptions& options);
 void planToCloud();
 void planReading(bool bComparing);  // of a file; and positions, for equal ones
+void planReadingFiles();            // a part at a time
 void planWriting();                 // of a file, which tells by itself that all is done
 
 // An operation on a mesh, which may be part of a run that has planned its stages.

@@ -50,6 +50,7 @@ public:
     std::size_t maxRows(std::size_t minRowBytes) const { return left() / minRowBytes; }
 
     void values(Type type, std::size_t num, char* pOut) {
+        if (num == 0) return;  // an empty list may have no place to go to
         const std::size_t width = getWidth(type);
         std::memcpy(pOut, take(num * width), num * width);
         if (!bSwap) return;

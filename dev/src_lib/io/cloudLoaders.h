@@ -2,11 +2,11 @@
 
 #include <array>
 #include <limits>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bytes/LoadError.h"
 #include "io/loadCloud.h"
 
 namespace QUOR_ZEF {
@@ -14,18 +14,16 @@ namespace QUOR_ZEF {
 // The formats behind loadCloud. Each fills an empty PointFile from the bytes of
 // a file that is not empty, and throws LoadError or PLY::PlyError.
 
-// what(): place, fault and cure, without the name of the file.
-struct LoadError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 void loadPlyCloud(std::string_view bytes, PointFile& out);
 void loadStlCloud(std::string_view bytes, PointFile& out);
 void loadObjCloud(std::string_view bytes, PointFile& out);
 void loadOffCloud(std::string_view bytes, PointFile& out);
-// bPts: seven numbers on a line are x y z intensity red green blue.
-void loadTextCloud(std::string_view bytes, bool bPts, PointFile& out);
+// names: of the columns, apart by commas; empty: the file may name them. bPts: seven numbers on
+// a line without names are x y z intensity red green blue.
+void loadTextCloud(std::string_view bytes, const std::string& names, bool bPts, PointFile& out);
 void loadBinCloud(std::string_view bytes, PointFile& out);
+// Binary or as text.
+void loadGltfCloud(std::string_view bytes, PointFile& out);
 
 [[noreturn]] void failAtLine(std::string_view text, const char* pHere, const std::string& fault);
 

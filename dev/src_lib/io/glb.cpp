@@ -9,6 +9,7 @@
 #include "frame/Progress.h"
 #include "io/PLY.h"
 #include "io/meshFormats.h"
+#include "io/vertexNormals.h"
 
 // Binary glTF 2.0: a header of 12 bytes, the description as JSON, and one buffer
 // with positions, colours and indices, one after another, all a multiple of 4 bytes.
@@ -18,7 +19,8 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr uint64 positionBytes = 12;  // three floats
-constexpr uint64 colorBytes = 8;      // four 16 bit numbers
+constexpr uint64 normalBytes = 12;
+constexpr uint64 colorBytes = 8;  // four 16 bit numbers
 constexpr uint64 tripleBytes = 12;
 constexpr std::uint32_t headerBytes = 12, chunkHeaderBytes = 8;
 // Numbers of the format.
@@ -52,7 +54,7 @@ Box boxOf(const std::vector<Point3>& vVertices) {
         const std::array<double, 3> coords{p.px, p.py, p.pz};
         for (std::size_t i = 0; i < 3; ++i) {
             const double value = narrow(coords[i]);
-            if (!std::isfinite(value)) throw MeshFileError("glTF cannot hold the coordinate " + number(coords[i]));
+            if (!std::isfinite(value)) throw SaveError("glTF cannot hold the coordinate " + number(coords[i]));
             box.lower[i] = std::min(box.lower[i], value);
             box.upper[i] = std::max(box.upper[i], value);
         }
@@ -63,7 +65,7 @@ Box boxOf(const std::vector<Point3>& vVertices) {
 // The parts of the JSON text that describe a mesh of one primitive.
 class Description {
 public:
-    Description(const TriangleMesh& mesh, bool bColor, const Vector3& offset) {
+    Description(const TriangleMesh& mesh, bool bColor, bool bNormals, const Vector3& offset) {
         const uint64 numVertices = mesh.vertices.size();
         const Box box = boxOf(mesh.vertices);
         add(numVertices * positionBytes, targetVertices, typeFloat, numVertices,
@@ -71,9 +73,13 @@ public:
         if (bColor)
             add(numVertices * colorBytes, targetVertices, typeUshort, numVertices,
                 R"("type":"VEC4","normalized":true)");
+        if (bNormals) add(numVertices * normalBytes, targetVertices, typeFloat, numVertices, R"("type":"VEC3")");
         add(mesh.numTriangles() * tripleBytes, targetIndices, typeUint, 3 * mesh.numTriangles(), R"("type":"SCALAR")");
         if (!offset.isDegenerate()) node = R"(,"translation":)" + triple({offset.vx, offset.vy, offset.vz});
-        attributes = bColor ? R"({"POSITION":0,"COLOR_0":1})" : R"({"POSITION":0})";
+        attributes = R"({"POSITION":0)";
+        if (bColor) attributes += R"(,"COLOR_0":1)";
+        if (bNormals) attributes += R"(,"NORMAL":)" + std::to_string(numParts - 2);
+        attributes += "}";
         indices = std::to_string(numParts - 1);
     }
     uint64 numBytes() const { return size; }
@@ -117,7 +123,7 @@ std::array<std::uint16_t, 256> makeLinear() {
     return linear;
 }
 
-void writeBuffer(AtomicFile& file, const TriangleMesh& mesh, bool bColor) {
+void writeBuffer(AtomicFile& file, const TriangleMesh& mesh, bool bColor, bool bNormals) {
     RowStage rows("IO_write", mesh.vertices.size() + mesh.numTriangles());
     for (const Point3& p : mesh.vertices) {
         file.writeRaw(std::array<float, 3>{narrow(p.px), narrow(p.py), narrow(p.pz)});
@@ -129,6 +135,8 @@ void writeBuffer(AtomicFile& file, const TriangleMesh& mesh, bool bColor) {
         for (const Point3& p : mesh.vertices)
             file.writeRaw(std::array<std::uint16_t, 4>{linear[p.r], linear[p.g], linear[p.b], opaque});
     }
+    if (bNormals)
+        for (const std::array<float, 3>& normal : vertexNormals(mesh)) file.writeRaw(normal);
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3, rows.step())
         file.writeRaw(std::array<std::uint32_t, 3>{mesh.indices[i], mesh.indices[i + 1], mesh.indices[i + 2]});
     rows.finish();
@@ -156,13 +164,13 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     if (bEmpty) {
         json += R"("scenes":[{}]})";
     } else {
-        const Description description(mesh, bColor, options.offset);
+        const Description description(mesh, bColor, options.normals, options.offset);
         json += description.text();
         bufferBytes = description.numBytes();
     }
     while (json.size() % 4 != 0) json += ' ';
     const uint64 total = headerBytes + chunkHeaderBytes + json.size() + (bEmpty ? 0 : chunkHeaderBytes + bufferBytes);
-    if (total > 0xffffffffu) throw MeshFileError("the mesh takes more than the 4 GiB of a glTF file");
+    if (total > 0xffffffffu) throw SaveError("the mesh takes more than the 4 GiB of a glTF file");
 
     AtomicFile file(path);
     file.writeRaw(std::array<std::uint32_t, 3>{magic, version, static_cast<std::uint32_t>(total)});
@@ -170,9 +178,9 @@ void writeGlb(const TriangleMesh& mesh, const std::string& path, const WriteOpti
     file.write(json);
     if (!bEmpty) {
         writeChunk(file, bufferBytes, binaryChunk);
-        writeBuffer(file, mesh, bColor);
+        writeBuffer(file, mesh, bColor, options.normals);
     }
-    if (!file.commit()) throw MeshFileError(file.getError());
+    if (!file.commit()) throw SaveError(file.getError());
 }
 
 }  // namespace QUOR_ZEF

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "bytes/FileBytes.h"
+#include "bytes/gzip.h"
 #include "bytes/textNumbers.h"
 #include "io/PLY.h"
 #include "io/cloudLoaders.h"
@@ -13,19 +14,15 @@ namespace QUOR_ZEF {
 
 namespace {
 
-void loadByEnding(const std::string& ending, std::string_view bytes, PointFile& out) {
+void loadByEnding(const CloudForm& form, std::string_view bytes, PointFile& out) {
+    const std::string& ending = form.ending;
     if (ending == ".ply") return loadPlyCloud(bytes, out);
     if (ending == ".stl") return loadStlCloud(bytes, out);
     if (ending == ".obj") return loadObjCloud(bytes, out);
     if (ending == ".off") return loadOffCloud(bytes, out);
     if (ending == ".bin") return loadBinCloud(bytes, out);
-    loadTextCloud(bytes, ending == ".pts", out);
-}
-
-bool isKnown(const std::string& ending) {
-    constexpr std::array<const char*, 10> known = {".ply", ".stl", ".obj", ".off", ".bin",
-                                                   ".xyz", ".txt", ".asc", ".pts", ".csv"};
-    return std::find(known.begin(), known.end(), ending) != known.end();
+    if (ending == ".glb" || ending == ".gltf") return loadGltfCloud(bytes, out);
+    loadTextCloud(bytes, form.columns, ending == ".pts", out);
 }
 
 void countUnused(PointFile& out) {
@@ -35,15 +32,19 @@ void countUnused(PointFile& out) {
     out.numUnusedVertices = static_cast<uint64>(std::count(vUsed.begin(), vUsed.end(), false));
 }
 
-void load(const std::string& path, PointFile& out) {
-    const std::string ending = endingOf(path);
-    if (!isKnown(ending))
-        throw LoadError("unknown ending \"" + ending +
-                        "\"; known are .ply .stl .obj .off .xyz .txt .asc .pts .csv .bin");
-    FileBytes file;
-    if (!file.load(path)) throw LoadError(file.getError());
-    if (file.view().empty()) throw LoadError("the file is empty");
-    loadByEnding(ending, file.view(), out);
+// What stands before a fault counts for points alone: triangles may want corners that are lost.
+void loadGoodPart(const CloudForm& form, std::string_view bytes, PointFile& out) {
+    try {
+        loadByEnding(form, bytes, out);
+    } catch (const LoadError& error) {
+        if (!form.bPartial || out.points.empty() || out.kind != PointFile::Kind::POINTS) throw;
+        if (!out.normals.empty()) out.normals.resize(out.points.size());
+        out.notes.push_back(partialNote(error, out.points.size()));
+    }
+}
+
+void load(std::string_view bytes, const CloudForm& form, PointFile& out) {
+    loadGoodPart(form, bytes, out);
     countUnused(out);
     if (std::all_of(out.normals.begin(), out.normals.end(), [](const Vector3& v) { return v.isDegenerate(); }))
         out.normals = {};
@@ -67,16 +68,22 @@ std::string endingOf(const std::string& path) {
     return ending;
 }
 
-PointFile loadCloud(const std::string& path) {
+std::string partialNote(const LoadError& error, uint64 numGood) {
+    return std::string(error.what()) + "; the " + std::to_string(numGood) + " points before that are taken.";
+}
+
+PointFile loadCloud(InputFile& file, const CloudForm& form) {
+    std::string_view bytes = file.hold();
+    if (bytes.empty()) throw LoadError("the file is empty");
+    std::string unpacked;
+    if (isGzip(bytes)) bytes = unpacked = unpackGzip(bytes);
     try {
-        PointFile file;
-        load(path, file);
-        return file;
+        PointFile out;
+        load(bytes, form, out);
+        return out;
     } catch (const PLY::PlyError& error) {
-        throw FileError(path + ": " + (error.place.empty() ? "" : error.place + ": ") + error.what() +
+        throw LoadError((error.place.empty() ? "" : error.place + ": ") + error.what() +
                         "; the file is damaged or cut short, export it anew");
-    } catch (const LoadError& error) {
-        throw FileError(path + ": " + error.what());
     }
 }
 

@@ -22,6 +22,7 @@ struct Columns {
     Triple xyz{0, 1, 2};
     Triple rgb{3, 4, 5};  // noColumns: no colour
     Triple normal = noColumns;
+    std::size_t intensity = noColumn;
 };
 
 // How the numbers of a line stand apart.
@@ -92,6 +93,11 @@ std::optional<Triple> findNames(const std::vector<std::string>& vNames, const st
         if (it == vNames.end() || columns[i] >= maxColumns) return {};
     }
     return columns;
+}
+
+std::size_t findName(const std::vector<std::string>& vNames, std::initializer_list<const char*> known) {
+    const auto it = std::find_first_of(vNames.begin(), vNames.end(), known.begin(), known.end());
+    return it == vNames.end() ? noColumn : static_cast<std::size_t>(it - vNames.begin());
 }
 
 // Three columns beside x y z, which only the whole of them tells to be colours or
@@ -167,6 +173,13 @@ class TextLoader {
 public:
     TextLoader(std::string_view bytes, bool bPtsFile, PointFile& cloud) : text(bytes), bPts(bPtsFile), out(cloud) {}
 
+    void setNames(const std::string& names) {
+        if (!takeNames(namesOf(names)))
+            throw LoadError("columns \"" + names + "\": x, y and z must be among the first " +
+                            std::to_string(maxColumns) + " names");
+        bToldNames = true;
+    }
+
     void load() {
         std::string_view rest = text;
         if (rest.starts_with("\xEF\xBB\xBF")) rest.remove_prefix(3);  // the byte order mark of UTF-8
@@ -187,7 +200,8 @@ private:
     bool bPts;
     PointFile& out;
     Columns columns;
-    bool bNamed = false;  // the columns have names
+    bool bNamed = false;      // the columns have names
+    bool bToldNames = false;  // which the file does not change
     ExtraColumns extra;
 
     void takeText(std::string_view line) {
@@ -206,15 +220,21 @@ private:
             return;
         }
         ++out.numHeaderLines;
-        const std::vector<std::string> vNames = namesOf(line);
+        if (!bToldNames) takeNames(namesOf(line));
+    }
+
+    // False, and nothing changes, if they do not name coordinates.
+    bool takeNames(const std::vector<std::string>& vNames) {
         const auto xyz = findNames(vNames, {"x", "y", "z"});
-        if (!xyz) return;
+        if (!xyz) return false;
         bNamed = true;
         columns.xyz = *xyz;
         auto rgb = findNames(vNames, {"r", "g", "b"});
         if (!rgb) rgb = findNames(vNames, {"red", "green", "blue"});
         columns.rgb = rgb.value_or(noColumns);
         columns.normal = findNames(vNames, {"nx", "ny", "nz"}).value_or(noColumns);
+        columns.intensity = findName(vNames, {"i", "intensity"});
+        return true;
     }
 
     void takePoint(const Line& line, const char* pHere) {
@@ -225,6 +245,7 @@ private:
         out.points.emplace_back(line.values[x], line.values[y], line.values[z]);
         if (extra.bKept && columns.rgb != noColumns) takeExtra(line);
         if (columns.normal != noColumns) takeNormal(line);
+        if (columns.intensity < maxColumns) takeIntensity(line);
     }
 
     void takeExtra(const Line& line) {
@@ -236,6 +257,11 @@ private:
     void takeNormal(const Line& line) {
         if (out.normals.empty()) out.normals.reserve(out.points.capacity());
         addNormal(line.has(columns.normal) ? line.at(columns.normal) : Vector3(), out);
+    }
+
+    void takeIntensity(const Line& line) {
+        if (out.intensities.empty()) out.intensities.reserve(out.points.capacity());
+        out.intensities.push_back(columns.intensity < line.num ? narrow(line.values[columns.intensity]) : 0.f);
     }
 
     void settleExtra() {
@@ -253,10 +279,12 @@ private:
 
 }  // namespace
 
-void loadTextCloud(std::string_view bytes, bool bPts, PointFile& out) {
+void loadTextCloud(std::string_view bytes, const std::string& names, bool bPts, PointFile& out) {
     checkIsText(bytes);
     out.format = "text, a point a line";
-    TextLoader(bytes, bPts, out).load();
+    TextLoader loader(bytes, bPts, out);
+    if (!names.empty()) loader.setNames(names);
+    loader.load();
 }
 
 void loadBinCloud(std::string_view bytes, PointFile& out) {

@@ -14,6 +14,7 @@
 #include "io/loadCloud.h"
 #include "io/plyMesh.h"
 #include "io/precision.h"
+#include "io/vertexNormals.h"
 
 namespace QUOR_ZEF {
 
@@ -46,12 +47,17 @@ void writeColor(AtomicFile& file, const Point3& p) {
     }
 }
 
-// firstIndex: the number of the first vertex in the format.
-void writeTriples(AtomicFile& file, const char* start, const TriangleMesh& mesh, int64 firstIndex, RowStage& rows) {
+// firstIndex: the number of the first vertex in the format. bNormals: that of the corner's normal stands
+// behind it, as OBJ has it.
+void writeTriples(AtomicFile& file, const char* start, const TriangleMesh& mesh, int64 firstIndex, RowStage& rows,
+                  bool bNormals = false) {
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3, rows.step()) {
         file.write(start);
         for (std::size_t k = i; k < i + 3; ++k) {
             file.write(' ');
+            file.writeInteger(mesh.indices[k] + firstIndex);
+            if (!bNormals) continue;
+            file.write("//");
             file.writeInteger(mesh.indices[k] + firstIndex);
         }
         file.write('\n');
@@ -71,7 +77,7 @@ void writeComments(AtomicFile& file, const WriteOptions& options) {
 }
 
 void finish(AtomicFile& file) {
-    if (!file.commit()) throw MeshFileError(file.getError());
+    if (!file.commit()) throw SaveError(file.getError());
 }
 
 // All is told before the file appears: whoever ends the call then has none.
@@ -112,6 +118,7 @@ void writePlyWithOptions(const TriangleMesh& mesh, const std::string& path, cons
     layout.bDouble = isDouble(options);
     layout.digits = PLY::shortest;
     layout.bColor = mesh.hasColor();
+    layout.bNormals = options.normals;
     layout.vComments = commentsOf(options);
     PLY::writePlyMesh(mesh, path, layout);
 }
@@ -125,6 +132,21 @@ std::vector<std::string> commentsOf(const WriteOptions& options) {
     return vComments;
 }
 
+namespace {
+
+void writeObjNormals(AtomicFile& file, const TriangleMesh& mesh) {
+    for (const std::array<float, 3>& normal : vertexNormals(mesh)) {
+        file.write("vn");
+        for (const float coord : normal) {
+            file.write(' ');
+            file.writeShortest(coord);
+        }
+        file.write('\n');
+    }
+}
+
+}  // namespace
+
 void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteOptions& options) {
     AtomicFile file(path);
     writeComments(file, options);
@@ -137,7 +159,8 @@ void writeObj(const TriangleMesh& mesh, const std::string& path, const WriteOpti
         if (bColor) writeColor(file, p);
         file.write('\n');
     }
-    writeTriples(file, "f", mesh, 1, rows);
+    if (options.normals) writeObjNormals(file, mesh);
+    writeTriples(file, "f", mesh, 1, rows, options.normals);
     finish(file, rows);
 }
 
@@ -163,7 +186,7 @@ void writeOff(const TriangleMesh& mesh, const std::string& path, const WriteOpti
 
 // 80 bytes of text, the count, then 50 bytes a triangle: normal, corners, no attributes.
 void writeBinaryStl(const TriangleMesh& mesh, const std::string& path) {
-    if (mesh.numTriangles() > 0xffffffffu) throw MeshFileError("binary STL holds at most 2^32 - 1 triangles");
+    if (mesh.numTriangles() > 0xffffffffu) throw SaveError("binary STL holds at most 2^32 - 1 triangles");
     AtomicFile file(path);
     // Readers take a file that starts with "solid" for text.
     std::array<char, 80> title{"ZEF, binary STL"};
@@ -206,6 +229,10 @@ bool isMeshFormat(const std::string& ending) {
     return ending == ".ply" || ending == ".obj" || ending == ".off" || ending == ".stl" || ending == ".glb";
 }
 
+bool hasNormals(const std::string& ending) {
+    return ending == ".ply" || ending == ".obj" || ending == ".glb";
+}
+
 bool hasDoubles(const std::string& ending) {
     return ending == ".ply" || ending == ".obj" || ending == ".off";
 }
@@ -216,6 +243,8 @@ WriteResult writeMeshFile(const std::string& path, const TriangleMesh& mesh, con
         throw ArgumentError(path + ": unknown ending \"" + ending + "\"; known are .ply .obj .stl .off .glb");
     if (isDouble(options) && !hasDoubles(ending) && !(options.text && ending == ".stl"))
         throw ArgumentError(path + ": the format holds floats only; write .ply, .obj or .off, or subtract an offset");
+    if (options.normals && !hasNormals(ending))
+        throw ArgumentError(path + ": the format holds no normals; write .ply, .obj or .glb");
     TriangleMesh out = copyOf(mesh);
     renumberVertices(out, VertexOrder::FIRST_USE);
     const double spacing = options.spacing > 0.0 ? options.spacing : meanSideLength(out);
@@ -225,7 +254,7 @@ WriteResult writeMeshFile(const std::string& path, const TriangleMesh& mesh, con
     prepare(out, plan.offset);
     try {
         writeFormat(path, ending, out, settled(options, plan));
-    } catch (const MeshFileError& error) {
+    } catch (const SaveError& error) {
         throw FileError(path + ": " + error.what());
     } catch (const PLY::PlyError& error) {
         throw FileError(path + ": " + error.what());

@@ -1,10 +1,12 @@
 #include "io/plyMesh.h"
 
+#include <array>
+
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
-#include "flat/arrays.h"
 #include "frame/Run.h"
 #include "frame/tools.h"
+#include "io/vertexNormals.h"
 
 namespace QUOR_ZEF::PLY {
 
@@ -49,6 +51,9 @@ void writePlyMesh(const TriangleMesh& mesh, const std::string& name, const MeshL
     const std::size_t num = mesh.vertices.size();
     const void* pXYZ = layout.bDouble ? static_cast<const void*>(vDoubles.data()) : vFloats.data();
     ply.addProperties("vertex", {"x", "y", "z"}, layout.bDouble ? Type::DOUBLE : Type::FLOAT, num, pXYZ);
+    std::vector<std::array<float, 3>> vNormals;
+    if (layout.bNormals) vNormals = vertexNormals(mesh);
+    if (layout.bNormals) ply.addProperties("vertex", {"nx", "ny", "nz"}, Type::FLOAT, num, vNormals.data());
     if (layout.bColor) ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, Type::UCHAR, num, vRGBA.data());
     ply.addProperties("face", {"vertex_indices"}, Type::UINT, mesh.numTriangles(), mesh.indices.data(), Type::UCHAR, 3);
     ply.write(file, layout.format, layout.digits);

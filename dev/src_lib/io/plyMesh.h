@@ -21,7 +21,8 @@ struct MeshLayout {
     Format format = Format::LITTLE_ENDIAN_BINARY;
     bool bDouble = false;  // coordinates
     int digits = 6;        // of coordinates in text, or shortest
-    bool bColor = true;    // red green blue alpha
+    bool bNormals = false;
+    bool bColor = true;  // red green blue alpha
     std::vector<std::string> vComments;
 };
 // Throws a PlyError if the file cannot be written.

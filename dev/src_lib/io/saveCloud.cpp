@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdint>
-#include <filesystem>
 #include <vector>
 
 #include "bytes/AtomicFile.h"
@@ -19,21 +17,6 @@
 namespace QUOR_ZEF {
 
 namespace {
-
-enum class CloudForm { PLY, TEXT, CSV, BIN, UNKNOWN };
-
-CloudForm formOf(const std::string& path) {
-    std::string ending = std::filesystem::path(path).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (ending == ".ply") return CloudForm::PLY;
-    if (ending == ".csv") return CloudForm::CSV;
-    if (ending == ".bin") return CloudForm::BIN;
-    for (const char* const text : {".xyz", ".txt", ".asc", ".pts"}) {
-        if (ending == text) return CloudForm::TEXT;
-    }
-    return CloudForm::UNKNOWN;
-}
 
 using Color = std::array<std::uint8_t, 4>;
 
@@ -54,32 +37,51 @@ std::vector<std::array<T, 3>> coordinatesOf(std::span<const Point3> vPoints, Nar
     return vCoords;
 }
 
-void writePly(AtomicFile& file, std::span<const Point3> vPoints, const WriteOptions& options) {
+std::vector<std::array<float, 3>> floatsOf(std::span<const Vector3> vNormals) {
+    std::vector<std::array<float, 3>> vFloats(vNormals.size());
+    std::transform(vNormals.begin(), vNormals.end(), vFloats.begin(), [](const Vector3& v) {
+        return std::array<float, 3>{narrow(v.vx), narrow(v.vy), narrow(v.vz)};
+    });
+    return vFloats;
+}
+
+void writePly(AtomicFile& file, const CloudView& cloud, const WriteOptions& options) {
     PLY::PlyFile ply;
     std::vector<std::array<double, 3>> vDoubles;
     std::vector<std::array<float, 3>> vFloats;
     std::vector<Color> vColors;
-    const std::size_t num = vPoints.size();
+    const std::size_t num = cloud.points.size();
     if (options.precision == Precision::DOUBLE) {
-        vDoubles = coordinatesOf<double>(vPoints, [](double value) { return value; });
+        vDoubles = coordinatesOf<double>(cloud.points, [](double value) { return value; });
         ply.addProperties("vertex", {"x", "y", "z"}, PLY::Type::DOUBLE, num, vDoubles.data());
     } else {
-        vFloats = coordinatesOf<float>(vPoints, [](double value) { return narrow(value); });
+        vFloats = coordinatesOf<float>(cloud.points, [](double value) { return narrow(value); });
         ply.addProperties("vertex", {"x", "y", "z"}, PLY::Type::FLOAT, num, vFloats.data());
     }
-    if (hasColor(vPoints)) {
+    const std::vector<std::array<float, 3>> vNormals = floatsOf(cloud.normals);
+    if (!vNormals.empty()) ply.addProperties("vertex", {"nx", "ny", "nz"}, PLY::Type::FLOAT, num, vNormals.data());
+    if (hasColor(cloud.points)) {
         vColors.resize(num);
-        std::transform(vPoints.begin(), vPoints.end(), vColors.begin(), colorOf);
+        std::transform(cloud.points.begin(), cloud.points.end(), vColors.begin(), colorOf);
         ply.addProperties("vertex", {"red", "green", "blue", "alpha"}, PLY::Type::UCHAR, num, vColors.data());
     }
     for (const std::string& comment : commentsOf(options)) ply.addComment(comment);
     ply.write(file, PLY::Format::LITTLE_ENDIAN_BINARY);
 }
 
-void writeText(AtomicFile& file, std::span<const Point3> vPoints, char separator) {
-    const bool bColor = hasColor(vPoints);
-    RowStage rows("IO_write", vPoints.size());
-    for (const Point3& p : vPoints) {
+// Columns beyond colours tell their names.
+void writeNames(AtomicFile& file, bool bColor, char separator) {
+    std::string names = bColor ? "# x y z r g b nx ny nz\n" : "# x y z nx ny nz\n";
+    std::replace(names.begin() + 2, names.end(), ' ', separator);
+    file.write(names);
+}
+
+void writeLines(AtomicFile& file, const CloudView& cloud, char separator) {
+    const bool bColor = hasColor(cloud.points);
+    if (!cloud.normals.empty()) writeNames(file, bColor, separator);
+    RowStage rows("IO_write", cloud.points.size());
+    for (std::size_t i = 0; i < cloud.points.size(); ++i) {
+        const Point3& p = cloud.points[i];
         rows.step();
         file.writeShortest(p.px);
         for (const double value : {p.py, p.pz}) {
@@ -87,72 +89,73 @@ void writeText(AtomicFile& file, std::span<const Point3> vPoints, char separator
             file.writeShortest(value);
         }
         const Color color = colorOf(p);
-        for (std::size_t i = 0; bColor && i < 3; ++i) {
+        for (std::size_t k = 0; bColor && k < 3; ++k) {
             file.write(separator);
-            file.writeInteger(color[i]);
+            file.writeInteger(color[k]);
+        }
+        if (!cloud.normals.empty()) {
+            for (const double value : {cloud.normals[i].vx, cloud.normals[i].vy, cloud.normals[i].vz}) {
+                file.write(separator);
+                file.writeShortest(narrow(value));
+            }
         }
         file.write('\n');
     }
     rows.finish();
 }
 
-void writeBin(AtomicFile& file, std::span<const Point3> vPoints) {
+void writeText(AtomicFile& file, const CloudView& cloud, const WriteOptions&) {
+    writeLines(file, cloud, ' ');
+}
+
+void writeCsv(AtomicFile& file, const CloudView& cloud, const WriteOptions&) {
+    writeLines(file, cloud, ',');
+}
+
+void writeBin(AtomicFile& file, const CloudView& cloud, const WriteOptions&) {
     constexpr std::int32_t typeXYZ = 30;
     file.writeRaw(typeXYZ);
-    file.writeRaw(static_cast<int64>(vPoints.size()));
-    RowStage rows("IO_write", vPoints.size());
-    for (const Point3& p : vPoints) {
+    file.writeRaw(static_cast<int64>(cloud.points.size()));
+    RowStage rows("IO_write", cloud.points.size());
+    for (const Point3& p : cloud.points) {
         rows.step();
         for (const double value : {p.px, p.py, p.pz}) file.writeRaw(value);
     }
     rows.finish();
 }
 
-void writeForm(AtomicFile& file, CloudForm form, std::span<const Point3> vPoints, const WriteOptions& options) {
-    switch (form) {
-        case CloudForm::PLY:
-            return writePly(file, vPoints, options);
-        case CloudForm::TEXT:
-            return writeText(file, vPoints, ' ');
-        case CloudForm::CSV:
-            return writeText(file, vPoints, ',');
-        case CloudForm::BIN:
-            return writeBin(file, vPoints);
-        case CloudForm::UNKNOWN:
-            return;
-    }
-}
-
-CoordinatePlan planPoints(CloudForm form, std::span<const Point3> points, const WriteOptions& options) {
-    if (form != CloudForm::PLY) return {true, options.offset, {}};
+CoordinatePlan planPoints(const CloudWriter& writer, std::span<const Point3> points, const WriteOptions& options) {
+    if (!writer.bHasFloats) return {true, options.offset, {}};
     return planCoordinates(points, options.spacing > 0.0 ? options.spacing : roughSpacing(points), true, options);
 }
 
 }  // namespace
 
-bool isCloudName(const std::string& path) {
-    return formOf(path) != CloudForm::UNKNOWN;
-}
+const CloudWriter plyCloud{writePly, true, true};
+const CloudWriter textCloud{writeText, false, true};
+const CloudWriter csvCloud{writeCsv, false, true};
+const CloudWriter binCloud{writeBin};
 
-bool isAlwaysExact(const std::string& path) {
-    return isCloudName(path) && formOf(path) != CloudForm::PLY;
-}
-
-WriteResult saveCloud(const std::string& path, std::span<const Point3> points, const WriteOptions& options) {
-    const CloudForm form = formOf(path);
-    if (form == CloudForm::UNKNOWN)
-        throw ArgumentError(path +
-                            ": the ending is no format of points: use .ply, .xyz, .txt, .asc, .pts, .csv or .bin");
-    const CoordinatePlan plan = planPoints(form, points, options);
+WriteResult saveCloud(const std::string& path, const CloudWriter& writer, const CloudView& cloud,
+                      const WriteOptions& options) {
+    if (options.normals && !writer.bHasNormals)
+        throw ArgumentError(path + ": the format holds no normals of points; write .ply or .xyz");
+    CloudView out = cloud;
+    if (!options.normals) out.normals = {};
+    const CoordinatePlan plan = planPoints(writer, cloud.points, options);
     const Vector3& offset = plan.offset;
     std::vector<Point3> vShifted;
     if (!offset.isDegenerate()) {
-        vShifted.assign(points.begin(), points.end());
+        vShifted.assign(cloud.points.begin(), cloud.points.end());
         for (Point3& p : vShifted) p.set(p - offset);
-        points = vShifted;
+        out.points = vShifted;
     }
     AtomicFile file(path);
-    if (file.isGood()) writeForm(file, form, points, settled(options, plan));
+    try {
+        if (file.isGood()) writer.write(file, out, settled(options, plan));
+    } catch (const SaveError& error) {
+        throw FileError(path + ": " + error.what());
+    }
     if (!file.commit()) throw FileError(path + ": " + file.getError());
     if (!plan.warning.empty()) showWarning("write", path + ": " + plan.warning);
     return {plan.bDouble, plan.offset};

@@ -158,7 +158,7 @@ private:
     bool renewDefectsWithin(int numRings) {
         const std::vector<VertexPair> vDefects = findDefects();
         if (vDefects.empty()) return false;
-        const RenewedDefects renewed = renewDefects(mesh, vDead, edges, vDefects, numRings);
+        const RenewedDefects renewed = renewDefects(mesh, vDead, edges, vDefects, numRings, options.fillHoles);
         if (renewed.numPlaces == 0) return true;
         report.numRenewedPlaces += renewed.numPlaces;
         report.numRenewedTriangles += renewed.vRemoved.size();

@@ -30,7 +30,8 @@ public:
           vDead(vGone_),
           places(mesh_.vertices.size()) {}
 
-    RenewedDefects renew(const std::vector<VertexPair>& vDefectEdges, int numRings) {
+    RenewedDefects renew(const std::vector<VertexPair>& vDefectEdges, int numRings, bool bFillHoles_) {
+        bFillHoles = bFillHoles_;
         for (const auto& [a, b] : vDefectEdges) vMarked[a] = vMarked[b] = true;
         for (int ring = 0; ring < numRings; ++ring) grow();
         gatherPlaces();
@@ -60,6 +61,7 @@ private:
     std::vector<VertexPair> vRim;                                   // edges that would be odd
     std::vector<std::pair<std::uint32_t, std::uint32_t>> vRimOf;    // place, rim edge
     std::vector<std::uint32_t> vNew;
+    bool bFillHoles = true;
     RenewedDefects renewed;
 
     std::span<const std::uint32_t> cornersOf(std::size_t t) const { return {mesh.indices.data() + 3 * t, 3}; }
@@ -170,7 +172,7 @@ private:
     void refill(std::uint32_t place, std::span<const std::pair<std::uint32_t, std::uint32_t>> vTriangles,
                 ShortLoops& loops, LoopFiller& filler) {
         const std::size_t numBefore = vNew.size();
-        bool bOK = vTriangles.size() <= maxPlace;
+        bool bOK = vTriangles.size() <= maxPlace && (bFillHoles || !hasLargeHole(vTriangles));
         auto it = std::lower_bound(vRimOf.begin(), vRimOf.end(), std::pair(place, 0u));
         for (; bOK && it != vRimOf.end() && it->first == place; ++it)
             bOK = loops.isUsedUp(it->second) || fillLoopAt(it->second, loops, filler);
@@ -181,6 +183,12 @@ private:
         }
         vNew.resize(numBefore);
         for (const auto& [own, t] : vTriangles) vDead[t] = false;
+    }
+    // With the place, its rim is filled.
+    bool hasLargeHole(std::span<const std::pair<std::uint32_t, std::uint32_t>> vTriangles) const {
+        constexpr std::ptrdiff_t manyBorders = 12;
+        return std::ranges::count_if(vTriangles, [&](const auto& placed) { return hasBorder(placed.second); }) >
+               manyBorders;
     }
     // Whether the new triangles run where the old ones have run, once they are bent there.
     bool bendToOld(std::span<const std::pair<std::uint32_t, std::uint32_t>> vTriangles, std::size_t firstNew) {
@@ -233,8 +241,8 @@ private:
 }  // namespace
 
 RenewedDefects renewDefects(TriangleMesh& mesh, const std::vector<bool>& vDead, const EdgeTable& edges,
-                            const std::vector<VertexPair>& vDefectEdges, int numRings) {
-    return DefectRenewer(mesh, vDead, edges).renew(vDefectEdges, numRings);
+                            const std::vector<VertexPair>& vDefectEdges, int numRings, bool bFillHoles) {
+    return DefectRenewer(mesh, vDead, edges).renew(vDefectEdges, numRings, bFillHoles);
 }
 
 }  // namespace QUOR_ZEF

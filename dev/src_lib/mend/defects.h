@@ -17,11 +17,11 @@ struct RenewedDefects {
 
 // Cuts out small places around edges that cannot be mended, each with its triangles
 // and so many rings of further ones, and fills the rims with new triangles among
-// their vertices. A place stays as it is unless all its rims can be filled so that
-// no edge is left with an odd number of triangles. What is new stands at the end;
+// their vertices. Unless bFillHoles no place has more than a dozen triangles at borders. A place stays as it is unless
+// all its rims can be filled so that no edge is left with an odd number of triangles. What is new stands at the end;
 // what is to go is still there. vDead: triangles of the mesh that are none any more.
 // O(n), and O(places) fillings.
 RenewedDefects renewDefects(TriangleMesh& mesh, const std::vector<bool>& vDead, const EdgeTable& edges,
-                            const std::vector<VertexPair>& vDefectEdges, int numRings);
+                            const std::vector<VertexPair>& vDefectEdges, int numRings, bool bFillHoles);
 
 }  // namespace QUOR_ZEF

@@ -92,7 +92,8 @@ private:
     }
     std::size_t maxLengthAt(std::uint32_t edge) const {
         const std::uint32_t side = vBorderSide[edge];
-        if (side == none) return maxLoop;
+        // One edge of three triangles at its rim makes no other hole of a hole.
+        if (side == none || maxHole == 0) return maxLoop;
         return vBody[patches.patchAt(side)] ? std::max(maxBodyHole, maxHole) : std::max(maxLoop, maxHole);
     }
 

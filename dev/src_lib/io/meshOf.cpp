@@ -90,32 +90,20 @@ void checkVertices(const TriangleMesh& mesh) {
     }
 }
 
-bool isMeshEnding(const std::string& ending) {
-    return ending == ".ply" || ending == ".stl" || ending == ".obj" || ending == ".off";
-}
-
 }  // namespace
 
-TriangleMesh readMeshFile(const std::string& path, const ReadMeshOptions& options) {
-    const std::string ending = endingOf(path);
-    if (!isMeshEnding(ending))
-        throw FileError(path + ": unknown ending \"" + ending + "\"; known are .ply .stl .obj .off");
-    PointFile file = loadCloud(path);
+TriangleMesh meshOf(PointFile&& file, const std::string& name, const ReadMeshOptions& options) {
+    const std::string start = name.empty() ? "" : name + ": ";
     TriangleMesh mesh;
     mesh.indices = takeTriples(file);
     mesh.vertices = std::move(file.points);
-    try {
-        checkVertices(mesh);
-    } catch (const LoadError& error) {
-        throw FileError(path + ": " + error.what());
-    }
-    for (const std::string& note : file.notes) showWarning("readMesh", std::string(path).append(": ").append(note));
+    checkVertices(mesh);
+    for (const std::string& note : file.notes) showWarning("readMesh", start + note);
     if (file.kind == PointFile::Kind::CORNERS || options.mergeEqual) mergeEqualPositions(mesh);
     checkMeshSize(mesh.vertices.size(), mesh.numTriangles());
     const std::size_t numDropped = dropRepeating(mesh.indices);
     if (numDropped > 0)
-        showWarning("readMesh",
-                    path + ": " + std::to_string(numDropped) + " triangles with a corner twice are left out");
+        showWarning("readMesh", start + std::to_string(numDropped) + " triangles with a corner twice are left out");
     return mesh;
 }
 

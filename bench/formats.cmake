@@ -1,0 +1,1 @@
+zef_add_bench(las SOURCES formats/las_bench.cpp USES formats)

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "formats/PointStream.h"
+#include "frame/types.h"
+#include "store/CodeMap.h"
+#include "zef/files.h"
+
+namespace QUOR_ZEF {
+
+// Puts the points of several scans and files together, chosen as the options tell. Without a
+// grid it takes blocks over as they are; with one its memory goes by the cells.
+class PointCollector {
+public:
+    // options: borrowed.
+    explicit PointCollector(const ReadOptions& options);
+
+    // Takes the points out of the block. A LoadError if the grid is too fine for them.
+    void add(PointBlock& block);
+
+    // Room for so many more, if they come as they are.
+    void expect(uint64 numPoints);
+
+    // Points, attributes, viewpoint, and how many were not taken.
+    void finish(PointFile& out);
+
+    uint64 getNumTaken() const { return vCells.empty() ? all.points.size() : vCells.size(); }
+
+private:
+    // Sums over the points of a cell, relative to the first of them.
+    struct Cell {
+        Point3 first;
+        Vector3 sum;
+        Vector3 normal;  // or directions to the scanner, where there are none
+        double intensity = 0.0;
+        std::array<uint64, 4> color{};
+        uint64 num = 0, numColored = 0;
+        std::uint8_t pointClass = 0;
+
+        void add(const PointBlock& block, std::size_t i);
+        Point3 mean() const;
+    };
+
+    const ReadOptions& options;
+    std::array<bool, 256> bClassTaken{};
+    PointBlock all;
+    uint64 numOffered = 0, numLeft = 0;  // all; those that classes and box leave
+    // Whether all blocks had them, so far.
+    bool bNormals = true, bClasses = true, bIntensities = true;
+    bool bNoNormals = true;  // no block had them
+    // Runs of points with one place of the scanner: the places, and where the runs end.
+    std::vector<std::optional<Point3>> vViewpoints;
+    std::vector<std::size_t> vRunEnds;
+
+    std::vector<Cell> vCells;
+    CodeMap cells;
+    Point3 origin;  // of the cells' numbers
+
+    bool isChoosing() const;
+    bool isTaken(const PointBlock& block, std::size_t i);
+    void keepChosen(PointBlock& block);
+    void thin(const PointBlock& block);
+    uint64 codeOf(const Point3& p) const;
+    Cell& cellOf(const Point3& p);
+    void append(PointBlock& block);
+    void noteViewpoint(const std::optional<Point3>& viewpoint);
+    void takeMeans();
+    void settleViewpoints(PointFile& out);
+    void takeDirections(PointFile& out) const;
+};
+
+}  // namespace QUOR_ZEF

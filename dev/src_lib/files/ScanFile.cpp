@@ -1,0 +1,143 @@
+#include "files/ScanFile.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "bytes/FileBytes.h"
+#include "frame/Run.h"
+#include "io/loadCloud.h"
+#include "io/meshFormats.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+InputFile openFile(const std::string& path) try { return InputFile(path); } catch (const LoadError& error) {
+    throw FileError(path + ": " + error.what());
+}
+
+// Points of a cloud, or the corners of triangles.
+PointBlock blockOf(PointFile& file) {
+    PointBlock block;
+    block.points = std::move(file.points);
+    block.normals = std::move(file.normals);
+    block.intensities = std::move(file.intensities);
+    block.viewpoint = file.viewpoint;
+    return block;
+}
+
+bool isChoosing(const ReadOptions& options) {
+    return options.box || options.every > 1 || options.grid > 0.0;
+}
+
+void takeFacts(const ScanFacts& facts, PointFile& out) {
+    out.format = facts.format;
+    out.numScans = facts.numScans;
+    out.projection = facts.projection;
+    out.comments.insert(out.comments.end(), facts.comments.begin(), facts.comments.end());
+    out.notes.insert(out.notes.end(), facts.notes.begin(), facts.notes.end());
+}
+
+}  // namespace
+
+// What goes wrong with a file tells its name.
+template <class Fn>
+auto ScanFile::named(const Fn& fn) const {
+    try {
+        return fn();
+    } catch (const LoadError& error) {
+        throw FileError(path + ": " + error.what());
+    }
+}
+
+ScanFile::ScanFile(const std::string& name) : path(name), file(openFile(name)), ending(readEndingOf(name)) {
+    named([this] { detect(); });
+}
+
+void ScanFile::detect() {
+    constexpr uint64 numLooked = 1024;
+    std::string start(static_cast<std::size_t>(std::min(numLooked, file.getSize())), '\0');
+    file.read(0, start);
+    const Format* const pByEnding = formatOfEnding(ending);
+    pFormat = formatOfContent(start);
+    if (!pFormat || (pByEnding && pByEnding->open == pFormat->open && pFormat->open)) {
+        if (!pByEnding) throw LoadError("unknown ending \"" + ending + "\"; known are " + readableEndings(false));
+        pFormat = pByEnding;
+        return;
+    }
+    if (pFormat == pByEnding) return;
+    ending = pFormat->vEndings.front();
+    oddity = std::string("The content is ") + pFormat->name + ", whatever the ending says; it is read as that.";
+}
+
+PointFile ScanFile::loadWhole(const ReadOptions& options) {
+    if (options.scan.value_or(0) > 0) throw LoadError("there is one scan only, number 0");
+    PointFile out = loadCloud(file, {ending, options.columns, options.partial});
+    if (!oddity.empty()) out.notes.push_back(oddity);
+    return out;
+}
+
+TriangleMesh ScanFile::loadMesh(const ReadMeshOptions& options) {
+    return named([&] {
+        if (!pFormat->bMeshes)
+            throw LoadError("unknown ending \"" + endingOf(path) + "\"; known are " + readableEndings(true));
+        return meshOf(loadWhole({}), path, options);
+    });
+}
+
+void ScanFile::drain(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
+    PointChoice choice;
+    choice.scan = options.scan;
+    const std::unique_ptr<PointStream> pStream = pFormat->open(file, choice);
+    collector.expect(std::min<uint64>(pStream->getFacts().numPoints, memoryLimit(file.getSize()) / sizeof(Point3)));
+    PointBlock block;
+    const uint64 numBefore = collector.getNumTaken();
+    uint64 position = 0;
+    try {
+        while (pStream->next(block)) {
+            collector.add(block);
+            const uint64 now = std::min(pStream->getPosition(), file.getSize());
+            stage.tick(now - std::min(now, position));
+            pollRun(0);
+            position = std::max(now, position);
+        }
+    } catch (const LoadError& error) {
+        collector.add(block);
+        const uint64 numGood = collector.getNumTaken() - numBefore;
+        if (!options.partial || numGood == 0) throw;
+        out.notes.push_back(partialNote(error, numGood));
+    }
+    stage.tick(file.getSize() - position);
+    takeFacts(pStream->getFacts(), out);
+}
+
+PointFile ScanFile::load(const ReadOptions& options) {
+    if (!isStream() && !isChoosing(options)) return named([&] { return loadWhole(options); });
+    PointFile out;
+    PointCollector collector(options);
+    OptionalStage stage("IO_files", file.getSize());
+    collect(options, collector, stage, out);
+    collector.finish(out);
+    out.hasColor = std::any_of(out.points.begin(), out.points.end(), [](const Point3& p) { return p.hasColor(); });
+    return out;
+}
+
+void ScanFile::collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
+    named([&] {
+        if (isStream()) {
+            if (!oddity.empty()) out.notes.push_back(oddity);
+            return drain(options, collector, stage, out);
+        }
+        PointFile whole = loadWhole(options);
+        PointBlock block = blockOf(whole);
+        out = std::move(whole);
+        if (out.kind != PointFile::Kind::POINTS)
+            out.notes.emplace_back("Triangles are left out; only points are taken.");
+        out.kind = PointFile::Kind::POINTS;
+        out.indices = {};
+        collector.add(block);
+        stage.tick(file.getSize());
+    });
+}
+
+}  // namespace QUOR_ZEF

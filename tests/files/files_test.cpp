@@ -1,0 +1,222 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <map>
+#include <tuple>
+
+#include "files/PointCollector.h"
+#include "frame/Rand15.h"
+#include "support/tempFolder.h"
+#include "zef/files.h"
+
+using namespace QUOR_ZEF;
+using zef_test::TempFolder;
+
+namespace {
+
+using Cell = std::tuple<double, double, double>;
+
+PointBlock drawnBlock(Rand15& draws, std::size_t num) {
+    const auto draw = [&](double range) { return (draws.next() / 32768.0 - 0.5) * range; };
+    PointBlock block;
+    for (std::size_t i = 0; i < num; ++i) {
+        block.points.emplace_back(500.0 + draw(9), -3.0 + draw(9), draw(2));
+        if (i % 3 != 0) block.points.back().setColor(static_cast<std::uint8_t>(draws.next()), 7, 0, 255);
+        block.classes.push_back(static_cast<std::uint8_t>(draws.next() % 5));
+        block.intensities.push_back(static_cast<float>(draws.next()));
+    }
+    return block;
+}
+
+PointFile collected(const ReadOptions& options, const PointBlock& all, std::size_t blockSize) {
+    PointCollector collector(options);
+    for (std::size_t at = 0; at < all.points.size(); at += blockSize) {
+        const std::size_t end = std::min(at + blockSize, all.points.size());
+        PointBlock part;
+        part.points.assign(all.points.begin() + at, all.points.begin() + end);
+        part.classes.assign(all.classes.begin() + at, all.classes.begin() + end);
+        part.intensities.assign(all.intensities.begin() + at, all.intensities.begin() + end);
+        collector.add(part);
+    }
+    PointFile out;
+    collector.finish(out);
+    return out;
+}
+
+std::string faultOf(const std::function<void()>& fn) {
+    try {
+        fn();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return {};
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+}  // namespace
+
+TEST(PointCollector, choosesLikeOnePointAfterTheOther) {
+    Rand15 draws;
+    const PointBlock all = drawnBlock(draws, 1000);
+    ReadOptions options;
+    options.keepClasses = {1, 2, 3};
+    options.dropClasses = {2};
+    options.box = {Point3(497, -9, -1), Point3(502, -1, 0.5)};
+    options.every = 3;
+    std::vector<std::size_t> vWanted;
+    std::size_t numLeft = 0;
+    for (std::size_t i = 0; i < all.points.size(); ++i) {
+        const Point3& p = all.points[i];
+        if (all.classes[i] != 1 && all.classes[i] != 3) continue;
+        if (p.px < 497 || p.px > 502 || p.py < -9 || p.py > -1 || p.pz < -1 || p.pz > 0.5) continue;
+        if (numLeft++ % 3 == 0) vWanted.push_back(i);
+    }
+    ASSERT_GT(vWanted.size(), 20u);
+    for (const std::size_t blockSize : {1000u, 77u}) {
+        const PointFile found = collected(options, all, blockSize);
+        ASSERT_EQ(found.points.size(), vWanted.size());
+        EXPECT_EQ(found.numNotTaken, 1000 - vWanted.size());
+        for (std::size_t i = 0; i < vWanted.size(); ++i) {
+            EXPECT_EQ(found.points[i], all.points[vWanted[i]]);
+            EXPECT_EQ(found.classes[i], all.classes[vWanted[i]]);
+            EXPECT_EQ(found.intensities[i], all.intensities[vWanted[i]]);
+        }
+    }
+}
+
+TEST(PointCollector, aGridTakesTheMeanOfEachCell) {
+    Rand15 draws;
+    PointBlock all = drawnBlock(draws, 2000);
+    all.points[5].px = std::numeric_limits<double>::quiet_NaN();
+    ReadOptions options;
+    options.grid = 0.7;
+    std::map<Cell, std::vector<std::size_t>> mCells;
+    for (std::size_t i = 0; i < all.points.size(); ++i) {
+        const Point3& p = all.points[i];
+        if (i != 5) mCells[{std::floor(p.px / 0.7), std::floor(p.py / 0.7), std::floor(p.pz / 0.7)}].push_back(i);
+    }
+    const PointFile found = collected(options, all, 2000);
+    ASSERT_EQ(found.points.size(), mCells.size());
+    EXPECT_EQ(collected(options, all, 13).points, found.points);
+    for (std::size_t i = 0; i < found.points.size(); ++i) {
+        const Point3& p = found.points[i];
+        const auto& vMembers = mCells.at({std::floor(p.px / 0.7), std::floor(p.py / 0.7), std::floor(p.pz / 0.7)});
+        double x = 0.0, intensity = 0.0;
+        for (const std::size_t k : vMembers) {
+            x += all.points[k].px / static_cast<double>(vMembers.size());
+            intensity += static_cast<double>(all.intensities[k]) / static_cast<double>(vMembers.size());
+        }
+        EXPECT_NEAR(p.px, x, 1e-9);
+        EXPECT_NEAR(found.intensities[i], intensity, 0.01);
+        EXPECT_EQ(found.classes[i], all.classes[vMembers.front()]);
+        EXPECT_EQ(p.g, p.hasColor() ? 7 : 0);
+    }
+    options.grid = 1e-7;
+    EXPECT_TRUE(contains(faultOf([&] { collected(options, all, 2000); }), "too fine"));
+}
+
+TEST(PointCollector, tellsWhereEachPointWasSeenFrom) {
+    for (const double grid : {0.0, 0.5}) {
+        ReadOptions options;
+        options.grid = grid;
+        PointCollector collector(options);
+        for (const double x : {-10.0, 10.0}) {
+            PointBlock block;
+            block.points = {{x / 5.0, 0, 0}, {x / 5.0, 1, 0}};
+            block.viewpoint = Point3(x, 0, 0);
+            collector.add(block);
+        }
+        PointFile found;
+        collector.finish(found);
+        ASSERT_EQ(found.normals.size(), 4u);
+        EXPECT_FALSE(found.viewpoint);
+        EXPECT_NEAR(found.normals[0].vx, -1.0, 1e-12);
+        EXPECT_NEAR(found.normals[3].vx, 8.0 / std::sqrt(65.0), 1e-12);
+    }
+}
+
+TEST(ReadPoints, goesByContentAndUnpacks) {
+    const TempFolder folder;
+    const std::string ply =
+        "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
+        "property float z\nend_header\n1 2 3\n";
+    Context context;
+    std::string heard;
+    context.message = [&](Severity, std::string_view text) { heard += text; };
+    EXPECT_EQ(readPoints(folder.put("a.xyz", ply), context).points.front(), Point3(1, 2, 3));
+    EXPECT_TRUE(contains(heard, "The content is PLY"));
+    // "1 2 3" and a line's end, by gzip.
+    const std::string packed(
+        "\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\x33\x54\x30\x52\x30\xe6\x02\x00\x4b\xa0\xf4\xc9\x06"
+        "\x00\x00\x00",
+        26);
+    EXPECT_EQ(readPoints(folder.put("b.xyz.gz", packed)).points.front(), Point3(1, 2, 3));
+    EXPECT_EQ(readPoints(folder.put("b.xyz.gz", packed + packed)).points.size(), 2u);
+    for (std::size_t size = 3; size < packed.size(); ++size)
+        EXPECT_TRUE(contains(faultOf([&] { readPoints(folder.put("b.xyz.gz", packed.substr(0, size))); }), "gzip"));
+    EXPECT_TRUE(contains(faultOf([&] { readPoints(folder.put("a.zip", "PK")); }), "unknown ending"));
+}
+
+TEST(ReadPoints, takesColumnsByNameAndWhatStandsBeforeAFault) {
+    const TempFolder folder;
+    ReadOptions options;
+    options.columns = "i,_,x,y,z,r,g,b";
+    PointFile found = readPoints({folder.put("a.txt", "9 0 1 2 3 255 0 4\n8 0 4 5 6 1 2 3\n")}, options);
+    EXPECT_EQ(found.points[1], Point3(4, 5, 6));
+    EXPECT_EQ(found.points[0].b, 4);
+    EXPECT_EQ(found.intensities, (std::vector<float>{9, 8}));
+    options.columns = "a,b";
+    EXPECT_TRUE(contains(faultOf([&] { readPoints({folder.name("a.txt")}, options); }), "x, y and z"));
+    options = {};
+    const std::string cut = folder.put("cut.txt", "1 2 3\n4 5 6\n1,2 3,4 5,6\n");
+    EXPECT_TRUE(contains(faultOf([&] { readPoints({cut}, options); }), "line 3"));
+    options.partial = true;
+    found = readPoints({cut}, options);
+    EXPECT_EQ(found.points.size(), 2u);
+    EXPECT_TRUE(contains(found.notes.at(0), "line 3"));
+}
+
+TEST(ReadPoints, putsFilesTogether) {
+    const TempFolder folder;
+    const std::string normals = folder.put("n.xyz", "x y z nx ny nz\n0 0 0 0 0 1\n");
+    const std::string plain = folder.put("p.xyz", "5 5 5\n");
+    EXPECT_EQ(readPoints({normals, normals}, ReadOptions()).normals.size(), 2u);
+    const PointFile mixed = readPoints({normals, plain}, ReadOptions());
+    EXPECT_EQ(mixed.points, (std::vector<Point3>{{0, 0, 0}, {5, 5, 5}}));
+    EXPECT_TRUE(mixed.normals.empty());
+    EXPECT_TRUE(contains(faultOf([&] {
+                             readPoints({plain, folder.name("missing.xyz")}, ReadOptions());
+                         }),
+                         "missing.xyz: "));
+}
+
+TEST(Write, keepsWhatTheFormatHolds) {
+    const TempFolder folder;
+    PointFile cloud;
+    cloud.points = {{1000000.25, 2, 3}, {1000001.5, 5, 6}};
+    cloud.points[0].setColor(1, 2, 3, 255);
+    cloud.points[1].setColor(250, 2, 3, 255);
+    cloud.normals = {{0, 0, 1}, {0.6, 0, 0.8}};
+    cloud.classes = {2, 6};
+    cloud.intensities = {10, 65535};
+    WriteOptions options;
+    options.normals = true;
+    for (const std::string ending : {".ply", ".xyz", ".csv"}) {
+        write(folder.name("a" + ending), cloud, options);
+        const PointFile back = readPoints(folder.name("a" + ending));
+        EXPECT_EQ(back.points, cloud.points) << ending;
+        EXPECT_EQ(back.points[1].r, 250) << ending;
+        ASSERT_EQ(back.normals.size(), 2u) << ending;
+        EXPECT_NEAR(back.normals[1].vz, 0.8, 1e-7) << ending;
+    }
+    write(folder.name("a.pcd"), cloud);
+    EXPECT_EQ(readPoints(folder.name("a.pcd")).points, cloud.points);
+    EXPECT_TRUE(contains(faultOf([&] { write(folder.name("a.bin"), cloud, options); }), "normals"));
+    cloud.classes.pop_back();
+    EXPECT_TRUE(contains(faultOf([&] { write(folder.name("a.ply"), cloud); }), "one for each"));
+}
