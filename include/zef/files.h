@@ -19,10 +19,10 @@ namespace QUOR_ZEF {
 
 // Files of points and meshes, by the ending of the name in any capitals. What cannot be
 // read or written throws a FileError that begins with the name and says where and what
-// helps; readers take at most 16 times the size of the file and 1 MiB of memory, whatever
-// the file claims. A written file appears whole or not at all: on failure, and when the call is
-// cancelled, what stood under the name is untouched. The locale plays no part. All on the
-// calling thread, O(n).
+// helps; readers take at most 16 times the size of the file, or of what it unpacks to, and
+// some MiB of memory, whatever the file claims; of compressed LAS and E57 what its points take. A written file appears
+// whole or not at all: on failure, and when the call is cancelled, what stood under the name is untouched. The locale
+// plays no part. All on the calling thread but LAS and E57, which all threads of the context read; O(n).
 
 // What a file of points or triangles holds.
 struct PointFile {
@@ -92,8 +92,8 @@ struct PointFile {
 //                              viewpoint
 //   .ptx                       all scans with their poses; colours, intensities, places of the
 //                              scanner; points without return are left out
-// and each of them, but for the last four lines, also compressed by gzip (.ply.gz). A mark at the start
-// of the file counts for more than the ending. Doubles keep their precision, colour without alpha gets alpha 255, and
+// and each of them but LAS, E57, PCD and PTX also compressed by gzip (.ply.gz). A mark at the start of
+// the file counts for more than the ending. Doubles keep their precision, colour without alpha gets alpha 255, and
 // other properties are skipped. Coordinates may be nan or infinite.
 ZEF_API PointFile readPoints(const std::filesystem::path& path, const Context& context = {});
 
