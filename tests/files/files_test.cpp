@@ -4,6 +4,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <span>
 #include <tuple>
 
 #include "files/PointCollector.h"
@@ -33,12 +34,15 @@ PointBlock drawnBlock(Rand15& draws, std::size_t num) {
 PointFile collected(const ReadOptions& options, const PointBlock& all, std::size_t blockSize) {
     PointCollector collector(options);
     for (std::size_t at = 0; at < all.points.size(); at += blockSize) {
-        const std::size_t end = std::min(at + blockSize, all.points.size());
-        PointBlock part;
-        part.points.assign(all.points.begin() + at, all.points.begin() + end);
-        part.classes.assign(all.classes.begin() + at, all.classes.begin() + end);
-        part.intensities.assign(all.intensities.begin() + at, all.intensities.begin() + end);
-        collector.add(part);
+        const auto part = [&](const auto& v) {
+            const auto some = std::span(v).subspan(at, std::min(blockSize, v.size() - at));
+            return std::vector(some.begin(), some.end());
+        };
+        PointBlock block;
+        block.points = part(all.points);
+        block.classes = part(all.classes);
+        block.intensities = part(all.intensities);
+        collector.add(block);
     }
     PointFile out;
     collector.finish(out);

@@ -181,7 +181,7 @@ struct Results {
         for (const Point3& p : vPoints) {
             for (const double x : {p.px, p.py, p.pz})
                 values.push_back(x == x ? std::bit_cast<std::uint64_t>(x) : 1);  // nan has many patterns
-            values.push_back(p.hasColor() ? p.r << 24 | p.g << 16 | p.b << 8 | p.a : 0);
+            values.push_back(static_cast<std::uint64_t>(p.hasColor() ? p.r << 24 | p.g << 16 | p.b << 8 | p.a : 0));
         }
     }
     void add(std::string text) {

@@ -32,7 +32,9 @@ int runFormats(const FormatsOptions&, CommandRun& commandRun) {
                         {"writes", writes},
                         {"keeps", format.keeps}});
         commandRun.report.addText("", format.name, joined(format.endings));
-        commandRun.report.addText("", " ", "reads " + reads + ", writes " + writes + "; keeps " + format.keeps);
+        std::string words = "reads ";
+        words.append(reads).append(", writes ").append(writes).append("; keeps ").append(format.keeps);
+        commandRun.report.addText("", " ", words);
     }
     commandRun.report.add("formats", "", std::move(list), "");
     return EXIT_DONE;
