@@ -108,6 +108,7 @@ void readInputs(CommandRun& commandRun, const std::vector<std::string>& vPaths,
     const std::string what = bOne ? vPaths.front() : std::to_string(vPaths.size()) + " files";
     commandRun.step("reading " + (bOne && isPipe(what) ? "standard input" : what));
     std::vector<std::string> vFiles;
+    vFiles.reserve(vPaths.size());
     for (const std::string& path : vPaths) vFiles.push_back(storedIfPipe(commandRun, path));
     try {
         read(vFiles);

@@ -14,7 +14,7 @@ namespace QUOR_ZEF {
 class ScanFile {
 public:
     // Throws a FileError for a file that cannot be opened, and for one of no known format.
-    explicit ScanFile(const std::string& path);
+    explicit ScanFile(const std::string& name);
 
     // Read a part at a time: then "IO_files" is its stage, else "IO_load" and "IO_read" are.
     bool isStream() const { return pFormat->open != nullptr; }

@@ -84,7 +84,9 @@ private:
             }
         }
         for (const auto& [place, t] : vPlaced) vDead[t] = true;
-        for (std::size_t i = 0, num = vPlaced.size(); i < num; ++i) addIslandsAt(vPlaced[i].first, vPlaced[i].second);
+        // The list grows meanwhile.
+        for (std::size_t i = 0, numLeft = vPlaced.size(); numLeft > 0; ++i, --numLeft)
+            addIslandsAt(vPlaced[i].first, vPlaced[i].second);
         std::sort(vIslands.begin(), vIslands.end());
         // Places that touch stay or go together.
         gatherEdges();
@@ -103,7 +105,7 @@ private:
     void gatherEdges() {
         for (const auto& [place, t] : vPlaced)
             for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side)
-                vEdges.push_back(std::minmax(mesh.indices[side], mesh.indices[nextSide(side)]));
+                vEdges.emplace_back(std::minmax(mesh.indices[side], mesh.indices[nextSide(side)]));
         std::sort(vEdges.begin(), vEdges.end());
         vEdges.erase(std::unique(vEdges.begin(), vEdges.end()), vEdges.end());
     }
