@@ -15,7 +15,7 @@ constexpr double cellsToEachSide = 1 << 20;  // three numbers of 21 bits make a 
 
 template <class T>
 void appendAll(std::vector<T>& vAll, std::vector<T>&& vPart) {
-    if (vAll.empty()) {
+    if (vAll.empty() && vAll.capacity() <= vPart.capacity()) {  // else room was made for all
         vAll.swap(vPart);
     } else {
         vAll.insert(vAll.end(), vPart.begin(), vPart.end());

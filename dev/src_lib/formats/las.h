@@ -8,8 +8,8 @@
 namespace QUOR_ZEF {
 
 // LAS 1.0 to 1.5 with the point formats 0 to 10, and LAZ with the compressors 1 to 3; the header
-// tells which. After "LAS Specification 1.4 - R15", ASPRS, and "LASzip: lossless compression of
-// LiDAR data", M. Isenburg, 2013.
+// tells which. After LAS 1.4 - R15, ASPRS, and "LASzip: lossless compression of LiDAR data",
+// M. Isenburg, 2013.
 
 // Whether a file that starts with these bytes, 4 or more, claims to be one.
 bool isLas(std::string_view firstBytes);
