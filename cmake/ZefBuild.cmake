@@ -13,11 +13,21 @@ if(ZEF_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${ZEF_CCACHE}")
 endif()
 
+# Saves reading the same headers again and again; a change then compiles its whole target anew.
+set(ZEF_UNITY "none" CACHE STRING "Which targets compile their sources as one: none, tests or all")
+set_property(CACHE ZEF_UNITY PROPERTY STRINGS none tests all)
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)
+if(ZEF_UNITY STREQUAL "all")
+  set(CMAKE_UNITY_BUILD ON)
+endif()
+
 add_library(zef_options INTERFACE)
 target_compile_features(zef_options INTERFACE cxx_std_20)
 # Contracted multiply-adds would make results depend on the target processor.
 target_compile_options(zef_options INTERFACE
-  -ffp-contract=off -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  -ffp-contract=off -Wall -Wextra -Wpedantic -Wconversion
+  # Sources that are compiled as one see each other's names.
+  $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>
   $<$<BOOL:${ZEF_WERROR}>:-Werror>)
 if(ZEF_SANITIZE)
   target_compile_options(zef_options INTERFACE
@@ -78,6 +88,11 @@ function(zef_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBRARIES;LABELS" ${ARGN})
   add_executable(test_${name} ${ARG_SOURCES})
   target_include_directories(test_${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+  if(NOT ZEF_UNITY STREQUAL "none")
+    set_target_properties(test_${name} PROPERTIES UNITY_BUILD ON)
+    # g++ takes the classes of tests for those of a header then.
+    target_compile_options(test_${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+  endif()
   # Half of the time that -O3 takes; the library below is optimised as shipped.
   target_compile_options(test_${name} PRIVATE $<$<CONFIG:Release>:-O1>)
   list(TRANSFORM ARG_USES PREPEND zef_)

@@ -58,8 +58,9 @@ without_randomised_addresses() {
 }
 
 build() {
-    local part=$1
-    cmake --preset "$part" -DZEF_WERROR=ON && cmake --build --preset "$part" -j "$jobs"
+    local part=$1 unity=()
+    [[ $part != release ]] || unity=(-DZEF_UNITY=tests)
+    cmake --preset "$part" -DZEF_WERROR=ON "${unity[@]}" && cmake --build --preset "$part" -j "$jobs"
 }
 
 # Adds the counts of ctest's summary; false if there was none.
@@ -79,7 +80,7 @@ run_style() {
     local check start=$SECONDS
     echo "test: style"
     # clang-tidy reads how the release is compiled.
-    cmake --preset release -DZEF_WERROR=ON >/dev/null || true
+    cmake --preset release -DZEF_WERROR=ON -DZEF_UNITY=none >/dev/null || true
     for check in format tidy; do
         if ./scripts/check_style.sh "$check"; then
             num_passed=$((num_passed + 1))

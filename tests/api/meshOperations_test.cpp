@@ -20,19 +20,19 @@ using namespace zef_test;
 
 namespace {
 
-std::shared_ptr<Mesh> meshOf(const Shape& shape) {
+std::shared_ptr<Mesh> exportedMesh(const Shape& shape) {
     return std::make_shared<Mesh>(new RMesh(shape.vertices, shape.triples, 0.3));
 }
 
 }  // namespace
 
 TEST(meshOperations, reduceTakesTheLengthUnsquared) {
-    EXPECT_EQ(reduce(meshOf(gridSheet(9, 9, 3.0)), 2.9, 1.0), 0);
-    EXPECT_GT(reduce(meshOf(gridSheet(9, 9, 3.0)), 3.1, 1.0), 0);
+    EXPECT_EQ(reduce(exportedMesh(gridSheet(9, 9, 3.0)), 2.9, 1.0), 0);
+    EXPECT_GT(reduce(exportedMesh(gridSheet(9, 9, 3.0)), 3.1, 1.0), 0);
 }
 
 TEST(meshOperations, allButFindHolesAskTheGate) {
-    const std::shared_ptr<Mesh> pMesh = meshOf(gridSheet(5, 4));
+    const std::shared_ptr<Mesh> pMesh = exportedMesh(gridSheet(5, 4));
     std::vector<std::string> vGates;
     setLicensePolicy([&](const LicenseRequest& request) {
         vGates.push_back(request.gate);

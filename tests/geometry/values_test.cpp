@@ -15,7 +15,7 @@ using zef_test::failureText;
 
 namespace {
 
-constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double notNumber = std::numeric_limits<double>::quiet_NaN();
 
 // r, g, b, a and the flag.
 std::vector<int> colourOf(const Point3& p) {
@@ -38,7 +38,7 @@ TEST(Point3, lessReadsAllCoordinatesButGreaterNeverReadsZ) {
     EXPECT_FALSE(Point3(0, 9, 9) > high);
     EXPECT_TRUE(Point3(0, 9, 9) < low && Point3(1, 1, 9) < low);
     EXPECT_TRUE(low == Point3(1, 2, 2, 9, 9, 9, 9) && low != high) << "colour does not matter";
-    const Point3 odd(1, notANumber, 3);
+    const Point3 odd(1, notNumber, 3);
     EXPECT_FALSE(odd == high || odd < high || high < odd || odd > high || high > odd);
     EXPECT_TRUE(odd != odd);
 }
@@ -100,7 +100,7 @@ TEST(Areas, agreeAndCountImpossibleTrianglesAsFlat) {
     EXPECT_DOUBLE_EQ(getTriangleArea(Point3(1, 1, 1), Point3(4, 1, 1), Point3(1, 5, 1)), 6.0);
     EXPECT_DOUBLE_EQ(computeArea(3, 4, 5), 6.0);
     EXPECT_EQ(computeArea(1, 1, 3), 0.0);
-    const std::string text = failureText([] { computeArea(1, notANumber, 2); });
+    const std::string text = failureText([] { computeArea(1, notNumber, 2); });
     const std::size_t warning = text.find(", WARNING: invalid value, no area for this triangle");
     ASSERT_NE(warning, std::string::npos);
     for (const char* part : {"ownHalfCircf=", "len0=1", "len1=", "len2=2"}) {
@@ -162,7 +162,7 @@ TEST(EstimatedNormal, isRefusedWithoutAPlaneAndBringsTheCentroid) {
     Vector3 normal{7, 7, 7};
     Point3 centroid;
     for (const std::vector<Point3>& vPoints :
-         {std::vector{o, x}, {o, x, Point3(2, 0, 0)}, {x, x, x, x}, {o, x, Point3(0, notANumber, 0)}}) {
+         {std::vector{o, x}, {o, x, Point3(2, 0, 0)}, {x, x, x, x}, {o, x, Point3(0, notNumber, 0)}}) {
         EXPECT_FALSE(estimate(vPoints, normal, centroid));
         EXPECT_EQ(partsOf(normal), partsOf(Vector3(7, 7, 7)));
     }

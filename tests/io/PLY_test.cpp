@@ -24,7 +24,7 @@ namespace {
 
 // The text of the PlyError that fn throws.
 template <class Fn>
-std::string errorOf(Fn&& fn) {
+std::string plyErrorOf(Fn&& fn) {
     try {
         fn();
     } catch (const PlyError& error) {
@@ -85,7 +85,7 @@ TEST(PLY, tellsWhatARequestLacks) {
     const std::string bytes = plyFile("ascii", "element vertex 1\nproperty float x\nproperty float y\n", "1 2\n");
     PlyFile ply;
     const auto errorOfRequest = [&](const std::string& element, const std::vector<std::string>& vKeys) {
-        return errorOf([&] { ply.requestProperties(element, vKeys); });
+        return plyErrorOf([&] { ply.requestProperties(element, vKeys); });
     };
     EXPECT_EQ(errorOfRequest("vertex", {"x"}), "header had no elements defined. malformed file?");
     ply.parseHeader(bytes, HeaderRule::LENIENT);
@@ -108,7 +108,7 @@ TEST(PLY, aLenientHeaderEndsAtAnUnknownWord) {
     const auto pX = kept.requestProperties("vertex", {"x"});
     kept.read();
     EXPECT_EQ(valuesOf<float>(*pX), std::vector<float>{7.f});
-    EXPECT_EQ(errorOf([&] { PlyFile().parseHeader("property float x\n", HeaderRule::LENIENT); }),
+    EXPECT_EQ(plyErrorOf([&] { PlyFile().parseHeader("property float x\n", HeaderRule::LENIENT); }),
               "no elements defined; file is malformed");
 }
 

@@ -24,6 +24,7 @@ using namespace QUOR_ZEF;
 using zef_test::bytesOf;
 using zef_test::plyFile;
 using zef_test::TempFolder;
+using zef_test::xyzLines;
 
 namespace {
 
@@ -74,8 +75,6 @@ std::size_t peakOf(const std::function<void()>& fn) {
     return numPeak - before;
 }
 
-const std::string xyz = "property float x\nproperty float y\nproperty float z\n";
-
 struct Case {
     const char* what;
     std::string bytes;
@@ -89,62 +88,63 @@ std::string garbage(std::size_t num, unsigned seed) {
 }
 
 std::vector<Case> brokenPlys() {
-    const std::string vertex = "element vertex 1\n" + xyz;
+    const std::string vertex = "element vertex 1\n" + xyzLines;
     const std::string face = vertex + "element face 1\nproperty list uint int vertex_indices\n";
     const std::string signedFace = vertex + "element face 1\nproperty list char int vertex_indices\n";
     const std::string point = bytesOf(1.f, 2.f, 3.f);
     const std::string little = "binary_little_endian", big = "binary_big_endian";
-    return {{"empty", ""},
-            {"only the first word", "ply"},
-            {"cut inside the header", "ply\nformat ascii 1.0\nelement vertex 5\nproperty flo"},
-            {"no end of header", "ply\nformat ascii 1.0\n" + vertex},
-            {"no elements", plyFile("ascii", "", "1 2 3\n")},
-            {"no vertices", plyFile("ascii", "element point 1\n" + xyz, "1 2 3\n")},
-            {"no z", plyFile("ascii", "element vertex 1\nproperty float x\nproperty float y\n", "1 2\n")},
-            {"property first", plyFile("ascii", xyz, "1 2 3\n")},
-            {"unknown type", plyFile("ascii", "element vertex 1\nproperty quad x\n", "1\n")},
-            {"list of floats as count", plyFile("ascii", "element vertex 1\nproperty list float int x\n", "1 1\n")},
-            {"x is a list",
-             plyFile("ascii", "element vertex 1\nproperty list int float x\nproperty float y\nproperty float z\n",
-                     "1 1 2 3")},
-            {"no count", plyFile("ascii", "element vertex\n" + xyz, "1 2 3\n")},
-            {"negative count", plyFile("ascii", "element vertex -1\n" + xyz, "1 2 3\n")},
-            {"count beyond 64 bits", plyFile("ascii", "element vertex 99999999999999999999999\n" + xyz, "1 2 3\n")},
-            {"text shorter than its count", plyFile("ascii", "element vertex 2\n" + xyz, "1 2 3\n4 5\n")},
-            {"text with a giant count", plyFile("ascii", "element vertex 18446744073709551615\n" + xyz, "1 2 3\n")},
-            {"words for numbers", plyFile("ascii", vertex, "one two three\n")},
-            {"binary shorter than its count", plyFile(little, "element vertex 2\n" + xyz, point)},
-            {"binary with a giant count", plyFile(little, "element vertex 1537228672809129302\n" + xyz, point)},
-            {"big-endian with a giant count", plyFile(big, "element vertex 18446744073709551615\n" + xyz, point)},
-            {"giant count of another element",
-             plyFile(little, "element a 4611686018427387904\nproperty int b\n" + vertex, point)},
-            {"giant list", plyFile(little, face, point + bytesOf(0xffffffffu) + bytesOf(0, 0, 0))},
-            {"giant list in text", plyFile("ascii", face, "1 2 3\n4294967295 0 0 0\n")},
-            {"negative list", plyFile(little, signedFace, point + bytesOf(std::int8_t{-3}) + bytesOf(0, 0, 0))},
-            {"negative list in text", plyFile("ascii", signedFace, "1 2 3\n-3 0 0 0\n")},
-            {"list cut short", plyFile(little, face, point + bytesOf(3u) + bytesOf(0, 0))},
-            {"index beyond the end", plyFile(little, face, point + bytesOf(3u) + bytesOf(0, 0, 1))},
-            {"negative index", plyFile(little, face, point + bytesOf(3u) + bytesOf(0, 0, -1))},
-            {"value that does not fit",
-             plyFile("ascii", vertex + "property uchar red\nproperty uchar green\nproperty uchar blue\n",
-                     "1 2 3 256 0 0\n")},
-            {"giant line",
-             "ply\nformat ascii 1.0\ncomment " + std::string(3'000'000, 'x') + "\n" + vertex + "end_header\n1 2 3\n"},
-            {"giant line without end", "ply\n" + std::string(3'000'000, 'x')},
-            {"many comments", "ply\n" +
-                                  [] {
-                                      std::string text;
-                                      while (text.size() < 1'000'000) text += "comment\n";
-                                      return text;
-                                  }()},
-            {"many elements", "ply\n" +
-                                  [] {
-                                      std::string text;
-                                      while (text.size() < 1'000'000) text += "element a 1\n";
-                                      return text;
-                                  }()},
-            {"garbage", garbage(100'000, 1)},
-            {"garbage behind a first line", "ply\n" + garbage(100'000, 2)}};
+    return {
+        {"empty", ""},
+        {"only the first word", "ply"},
+        {"cut inside the header", "ply\nformat ascii 1.0\nelement vertex 5\nproperty flo"},
+        {"no end of header", "ply\nformat ascii 1.0\n" + vertex},
+        {"no elements", plyFile("ascii", "", "1 2 3\n")},
+        {"no vertices", plyFile("ascii", "element point 1\n" + xyzLines, "1 2 3\n")},
+        {"no z", plyFile("ascii", "element vertex 1\nproperty float x\nproperty float y\n", "1 2\n")},
+        {"property first", plyFile("ascii", xyzLines, "1 2 3\n")},
+        {"unknown type", plyFile("ascii", "element vertex 1\nproperty quad x\n", "1\n")},
+        {"list of floats as count", plyFile("ascii", "element vertex 1\nproperty list float int x\n", "1 1\n")},
+        {"x is a list",
+         plyFile("ascii", "element vertex 1\nproperty list int float x\nproperty float y\nproperty float z\n",
+                 "1 1 2 3")},
+        {"no count", plyFile("ascii", "element vertex\n" + xyzLines, "1 2 3\n")},
+        {"negative count", plyFile("ascii", "element vertex -1\n" + xyzLines, "1 2 3\n")},
+        {"count beyond 64 bits", plyFile("ascii", "element vertex 99999999999999999999999\n" + xyzLines, "1 2 3\n")},
+        {"text shorter than its count", plyFile("ascii", "element vertex 2\n" + xyzLines, "1 2 3\n4 5\n")},
+        {"text with a giant count", plyFile("ascii", "element vertex 18446744073709551615\n" + xyzLines, "1 2 3\n")},
+        {"words for numbers", plyFile("ascii", vertex, "one two three\n")},
+        {"binary shorter than its count", plyFile(little, "element vertex 2\n" + xyzLines, point)},
+        {"binary with a giant count", plyFile(little, "element vertex 1537228672809129302\n" + xyzLines, point)},
+        {"big-endian with a giant count", plyFile(big, "element vertex 18446744073709551615\n" + xyzLines, point)},
+        {"giant count of another element",
+         plyFile(little, "element a 4611686018427387904\nproperty int b\n" + vertex, point)},
+        {"giant list", plyFile(little, face, point + bytesOf(0xffffffffu) + bytesOf(0, 0, 0))},
+        {"giant list in text", plyFile("ascii", face, "1 2 3\n4294967295 0 0 0\n")},
+        {"negative list", plyFile(little, signedFace, point + bytesOf(std::int8_t{-3}) + bytesOf(0, 0, 0))},
+        {"negative list in text", plyFile("ascii", signedFace, "1 2 3\n-3 0 0 0\n")},
+        {"list cut short", plyFile(little, face, point + bytesOf(3u) + bytesOf(0, 0))},
+        {"index beyond the end", plyFile(little, face, point + bytesOf(3u) + bytesOf(0, 0, 1))},
+        {"negative index", plyFile(little, face, point + bytesOf(3u) + bytesOf(0, 0, -1))},
+        {"value that does not fit",
+         plyFile("ascii", vertex + "property uchar red\nproperty uchar green\nproperty uchar blue\n",
+                 "1 2 3 256 0 0\n")},
+        {"giant line",
+         "ply\nformat ascii 1.0\ncomment " + std::string(3'000'000, 'x') + "\n" + vertex + "end_header\n1 2 3\n"},
+        {"giant line without end", "ply\n" + std::string(3'000'000, 'x')},
+        {"many comments", "ply\n" +
+                              [] {
+                                  std::string text;
+                                  while (text.size() < 1'000'000) text += "comment\n";
+                                  return text;
+                              }()},
+        {"many elements", "ply\n" +
+                              [] {
+                                  std::string text;
+                                  while (text.size() < 1'000'000) text += "element a 1\n";
+                                  return text;
+                              }()},
+        {"garbage", garbage(100'000, 1)},
+        {"garbage behind a first line", "ply\n" + garbage(100'000, 2)}};
 }
 
 }  // namespace
@@ -201,7 +201,7 @@ struct Results {
 };
 
 std::string coloredPly(const std::string& types, const std::string& row) {
-    std::string header = "element vertex 1\n" + xyz;
+    std::string header = "element vertex 1\n" + xyzLines;
     std::istringstream in(types);
     for (std::string type, name; in >> type >> name;)
         header.append("property ").append(type).append(" ").append(name).append("\n");
@@ -210,13 +210,16 @@ std::string coloredPly(const std::string& types, const std::string& row) {
 
 // A file of each kind and of each way to tell things.
 std::vector<std::pair<std::string, std::string>> validFiles() {
-    const std::string head = "element vertex 3\n" + xyz + "element face 1\nproperty list uchar int vertex_indices\n";
+    const std::string head =
+        "element vertex 3\n" + xyzLines + "element face 1\nproperty list uchar int vertex_indices\n";
     const std::string body =
         bytesOf(0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f) + bytesOf(std::uint8_t{3}) + bytesOf(0, 1, 2);
-    const std::string facesFirst = "element face 1\nproperty list int uchar vertex_indices\nelement vertex 3\n" + xyz;
+    const std::string facesFirst =
+        "element face 1\nproperty list int uchar vertex_indices\nelement vertex 3\n" + xyzLines;
     const std::string ints = "element vertex 1\nproperty int x\nproperty int y\nproperty int z\n";
     const std::string corners = "0 0 0\n1 0 0\n1 1 0\n0 1 0\n5 5 5\n";
-    const std::string quads = "element vertex 5\n" + xyz + "element face 3\nproperty list uchar uint vertex_index\n";
+    const std::string quads =
+        "element vertex 5\n" + xyzLines + "element face 3\nproperty list uchar uint vertex_index\n";
     std::string stl(80, ' ');
     stl += bytesOf(1u) + std::string(50, '\1');
     return {{"a.ply", plyFile("binary_little_endian", head, body)},
@@ -345,10 +348,10 @@ TEST(hostileFiles, terseFilesStayWithinTheirMemory) {
         {"j2.ply", plyFile("binary_big_endian", mixed + normals, rows("\1\1\1\1\1\1"))},
         {"j3.ply", plyFile("binary_little_endian", mixed, rows(three))},
         {"j4.txt", "x y z nx ny nz\n1 1 1 1 1 1\n" + rows("0 0 0\n")},
-        {"k.ply", plyFile("binary_little_endian", "element vertex 1\n" + xyz + list,
+        {"k.ply", plyFile("binary_little_endian", "element vertex 1\n" + xyzLines + list,
                           std::string(12, '\0') + rows("\3" + three))},
         {"l.ply",
-         plyFile("ascii", "element vertex 1\n" + xyz + "element face 1\nproperty list int double vertex_indices\n",
+         plyFile("ascii", "element vertex 1\n" + xyzLines + "element face 1\nproperty list int double vertex_indices\n",
                  "0 0 0\n" + count + rows(" 0"))},
         {"m.stl", "solid\n" + rows("outer loop\nvertex 0 0 0\nvertex 0 0 0\nvertex 0 0 0\nendloop\n")},
         {"n.stl", "outer loop\n" + rows("vertex\n")}};

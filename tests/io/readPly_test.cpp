@@ -10,10 +10,10 @@ using zef_test::bytesOf;
 using zef_test::plyFile;
 using zef_test::printedText;
 using zef_test::TempFolder;
+using zef_test::xyzLines;
 
 namespace {
 
-const std::string xyz = "property float x\nproperty float y\nproperty float z\n";
 const std::string rgb = "property uchar red\nproperty uchar green\nproperty uchar blue\n";
 
 class ReadPly : public testing::Test {
@@ -33,7 +33,7 @@ protected:
     }
     // One vertex at (1, 2, 3) with these further properties.
     bool readVertex(const std::string& properties, const std::string& values) {
-        return read(plyFile("ascii", "element vertex 1\n" + xyz + properties, "1 2 3 " + values + "\n"));
+        return read(plyFile("ascii", "element vertex 1\n" + xyzLines + properties, "1 2 3 " + values + "\n"));
     }
     std::vector<int> color() const {
         if (vPoints.size() != 1 || !vPoints[0].hasColor()) return {};
@@ -61,7 +61,8 @@ TEST_F(ReadPly, writtenPointsComeBackNarrowedAndWithoutColour) {
 }
 
 TEST_F(ReadPly, facesGiveTheirCornersInTriples) {
-    const std::string head = "element vertex 4\n" + xyz + "element face 2\nproperty list uchar int vertex_indices\n";
+    const std::string head =
+        "element vertex 4\n" + xyzLines + "element face 2\nproperty list uchar int vertex_indices\n";
     const std::string corners = "0 0 0\n1 0 0\n1 1 0\n0 1 0\n";
     const Point3 a(0, 0, 0), b(1, 0, 0), c(1, 1, 0), d(0, 1, 0);
     EXPECT_TRUE(read(plyFile("ascii", head, corners + "3 0 1 2\n3 2 3 0\n"), false));
@@ -73,12 +74,12 @@ TEST_F(ReadPly, facesGiveTheirCornersInTriples) {
         EXPECT_NE(err.find("tinyply exception: face "), std::string::npos) << err;
         EXPECT_TRUE(vPoints.empty());
     }
-    EXPECT_TRUE(read(plyFile("ascii", "element vertex 1\n" + xyz, "1 2 3\n"), false));
+    EXPECT_TRUE(read(plyFile("ascii", "element vertex 1\n" + xyzLines, "1 2 3\n"), false));
     EXPECT_TRUE(vPoints.empty());
 }
 
 TEST_F(ReadPly, appendsAndLeavesThePointsAloneOnFailure) {
-    const std::string name = folder.put("b.ply", plyFile("ascii", "element vertex 1\n" + xyz, "1 2 3\n"));
+    const std::string name = folder.put("b.ply", plyFile("ascii", "element vertex 1\n" + xyzLines, "1 2 3\n"));
     std::vector<Point3> vMore = {{9, 9, 9, 1, 2, 3, 4}};
     EXPECT_TRUE(readPly(name.c_str(), true, vMore));
     EXPECT_EQ(vMore, (std::vector<Point3>{{9, 9, 9}, {1, 2, 3}}));

@@ -30,53 +30,55 @@ struct Surface {
     double (*getDistance)(const Point3&);  // to it
 };
 
-const Surface plane = {"plane",
-                       2.0,
-                       2.0,
-                       1,
-                       [](Random& random) {
-                           const double x = random(-1, 1), y = random(0, 1);
-                           return Point3(x, 0.8 * y, 0.6 * y);
-                       },
-                       [](const Point3& p) { return std::abs(0.8 * p.pz - 0.6 * p.py); }};
+const Surface unevenPlane = {"plane",
+                             2.0,
+                             2.0,
+                             1,
+                             [](Random& random) {
+                                 const double x = random(-1, 1), y = random(0, 1);
+                                 return Point3(x, 0.8 * y, 0.6 * y);
+                             },
+                             [](const Point3& p) { return std::abs(0.8 * p.pz - 0.6 * p.py); }};
 
-const Surface sphere = {"sphere",
-                        4.0 * M_PI,
-                        2.0,
-                        2,
-                        [](Random& random) {
-                            const double x = random(-1, 1), u = random(0, 2 * M_PI), r = std::sqrt(1.0 - x * x);
-                            return Point3(x, r * std::cos(u), r * std::sin(u));
-                        },
-                        [](const Point3& p) { return std::abs((p - Point3()).length() - 1.0); }};
+const Surface unevenSphere = {"sphere",
+                              4.0 * M_PI,
+                              2.0,
+                              2,
+                              [](Random& random) {
+                                  const double x = random(-1, 1), u = random(0, 2 * M_PI), r = std::sqrt(1.0 - x * x);
+                                  return Point3(x, r * std::cos(u), r * std::sin(u));
+                              },
+                              [](const Point3& p) { return std::abs((p - Point3()).length() - 1.0); }};
 
-const Surface torus = {"torus",
-                       1.6 * M_PI* M_PI,
-                       2.8,
-                       0,
-                       [](Random& random) {
-                           double v = random(0, 2 * M_PI);
-                           while (random(0, 1.4) > 1.0 + 0.4 * std::cos(v)) v = random(0, 2 * M_PI);
-                           const double u = random(0, 2 * M_PI), r = 1.0 + 0.4 * std::cos(v);
-                           return Point3(r * std::cos(u), r * std::sin(u), 0.4 * std::sin(v));
-                       },
-                       [](const Point3& p) { return std::abs(std::hypot(std::hypot(p.px, p.py) - 1.0, p.pz) - 0.4); }};
+const Surface unevenTorus = {
+    "torus",
+    1.6 * M_PI* M_PI,
+    2.8,
+    0,
+    [](Random& random) {
+        double v = random(0, 2 * M_PI);
+        while (random(0, 1.4) > 1.0 + 0.4 * std::cos(v)) v = random(0, 2 * M_PI);
+        const double u = random(0, 2 * M_PI), r = 1.0 + 0.4 * std::cos(v);
+        return Point3(r * std::cos(u), r * std::sin(u), 0.4 * std::sin(v));
+    },
+    [](const Point3& p) { return std::abs(std::hypot(std::hypot(p.px, p.py) - 1.0, p.pz) - 0.4); }};
 
-const Surface box = {"box",
-                     24.0,
-                     2.0,
-                     2,
-                     [](Random& random) {
-                         const double face = random(0, 3), a = random(-1, 1), b = random(-1, 1);
-                         const double c = random(-1, 1) < 0 ? -1 : 1;
-                         return face < 1 ? Point3(c, a, b) : face < 2 ? Point3(a, c, b) : Point3(a, b, c);
-                     },
-                     [](const Point3& p) {
-                         const Vector3 beyond(std::abs(p.px) - 1, std::abs(p.py) - 1, std::abs(p.pz) - 1);
-                         const double most = std::max({beyond.vx, beyond.vy, beyond.vz});
-                         const auto out = [](double x) { return std::max(x, 0.0); };
-                         return most < 0 ? -most : Vector3(out(beyond.vx), out(beyond.vy), out(beyond.vz)).length();
-                     }};
+const Surface unevenBox = {"box",
+                           24.0,
+                           2.0,
+                           2,
+                           [](Random& random) {
+                               const double face = random(0, 3), a = random(-1, 1), b = random(-1, 1);
+                               const double c = random(-1, 1) < 0 ? -1 : 1;
+                               return face < 1 ? Point3(c, a, b) : face < 2 ? Point3(a, c, b) : Point3(a, b, c);
+                           },
+                           [](const Point3& p) {
+                               const Vector3 beyond(std::abs(p.px) - 1, std::abs(p.py) - 1, std::abs(p.pz) - 1);
+                               const double most = std::max({beyond.vx, beyond.vy, beyond.vz});
+                               const auto out = [](double x) { return std::max(x, 0.0); };
+                               return most < 0 ? -most
+                                               : Vector3(out(beyond.vx), out(beyond.vy), out(beyond.vz)).length();
+                           }};
 
 // Random samples, of which so many times fewer lie at the far end of x.
 struct Scan {
@@ -152,24 +154,24 @@ void expectWhole(const Surface& surface, double usual, double most) {
 }  // namespace
 
 TEST(UnevenClouds, ofAPlaneGiveOneSheet) {
-    expectWhole(plane, 0.01, 0.5);
+    expectWhole(unevenPlane, 0.01, 0.5);
 }
 
 TEST(UnevenClouds, ofASphereAreClosedAndKeepTheirBulge) {
-    expectWhole(sphere, 4.0, true, 0.3, 1.0);
-    expectWhole(sphere, 0.15, 0.5);
+    expectWhole(unevenSphere, 4.0, true, 0.3, 1.0);
+    expectWhole(unevenSphere, 0.15, 0.5);
 }
 
 TEST(UnevenClouds, ofATorusAreClosedAndKeepTheirHole) {
-    expectWhole(torus, 0.35, 1.1);
+    expectWhole(unevenTorus, 0.35, 1.1);
 }
 
 TEST(UnevenClouds, ofABoxAreClosedAndKeepTheirEdges) {
-    expectWhole(box, 0.7, 1.5);
+    expectWhole(unevenBox, 0.7, 1.5);
 }
 
 TEST(UnevenClouds, giveTheSameBytesForAnyNumberOfThreadsAndOrderOfPoints) {
-    Scan scan(torus, 64.0, true, 12'000);
+    Scan scan(unevenTorus, 64.0, true, 12'000);
     // Also where many points are equally near.
     for (const double step : {0.0, 0x1p-8}) {
         const ReconstructOptions options{.spacing = 4.0 * step};
@@ -182,7 +184,7 @@ TEST(UnevenClouds, giveTheSameBytesForAnyNumberOfThreadsAndOrderOfPoints) {
 }
 
 TEST(UnevenClouds, areThoseWhereEvenOnesStayAsTheyAre) {
-    for (const Surface& surface : {plane, sphere, torus, box}) {
+    for (const Surface& surface : {unevenPlane, unevenSphere, unevenTorus, unevenBox}) {
         const Scan scan(surface, 1.0, false);
         const Reconstruction made = reconstruct(scan.vPoints);
         EXPECT_FALSE(made.density.uneven);
@@ -191,7 +193,7 @@ TEST(UnevenClouds, areThoseWhereEvenOnesStayAsTheyAre) {
 }
 
 TEST(UnevenClouds, areServedUpToALevelAndWithinABudget) {
-    const Scan scan(sphere, 64.0, true, 12'000);
+    const Scan scan(unevenSphere, 64.0, true, 12'000);
     std::string told;
     int numTold = 0;
     const Context context{.message = [&](Severity severity, std::string_view text) {

@@ -20,7 +20,7 @@ namespace {
 using Values = std::vector<std::uint64_t>;
 
 // Even samples of the unit sphere with noise, a cap cut off, half of them coloured.
-TriangleMesh sphere(const Context& context, int numPoints, double noise, int growSteps, double maxZ = 2.0) {
+TriangleMesh roughSphere(const Context& context, int numPoints, double noise, int growSteps, double maxZ = 2.0) {
     std::mt19937 random(11);
     std::vector<Point3> vPoints;
     for (int i = 0; i < numPoints; ++i) {
@@ -40,7 +40,7 @@ TriangleMesh sphere(const Context& context, int numPoints, double noise, int gro
 }
 
 TriangleMesh rough(const Context& context) {
-    return sphere(context, 9000, 0.008, 0);
+    return roughSphere(context, 9000, 0.008, 0);
 }
 
 TriangleMesh simplified(const Context& context, std::size_t numTriangles, double maxError) {
@@ -63,20 +63,20 @@ TriangleMesh after(TriangleMesh mesh, const Fn& fn) {
 TEST(WholeRuns, giveTheRecordedTrianglesAndTheSameBytesForAnyNumberOfThreads) {
     using Fn = std::function<TriangleMesh(const Context&)>;
     const std::tuple<const char*, std::uint64_t, Fn> vRuns[] = {
-        {"clean", 0xf39b5b4223347336u, [](const Context& c) { return sphere(c, 12000, 0.0, 5); }},
-        {"noisy", 0xd654d6276abe7998u, [](const Context& c) { return sphere(c, 12000, 0.01, 0); }},
-        {"filled", 0xee8f8700f5892330u, [](const Context& c) { return sphere(c, 12000, 0.01, 8, 0.9); }},
-        {"bowl", 0x6b3ea624990d978bu, [](const Context& c) { return sphere(c, 12000, 0.003, 3, 0.2); }},
+        {"clean", 0xf39b5b4223347336u, [](const Context& c) { return roughSphere(c, 12000, 0.0, 5); }},
+        {"noisy", 0xd654d6276abe7998u, [](const Context& c) { return roughSphere(c, 12000, 0.01, 0); }},
+        {"filled", 0xee8f8700f5892330u, [](const Context& c) { return roughSphere(c, 12000, 0.01, 8, 0.9); }},
+        {"bowl", 0x6b3ea624990d978bu, [](const Context& c) { return roughSphere(c, 12000, 0.003, 3, 0.2); }},
         {"melted", 0x9843a4aa32cca539u,
          [](const Context& c) {
-             std::vector<Point3> vCorners = soupOf(torus(80, 40, 1.0, 0.4));
-             const std::vector<Point3> vBox = soupOf(box({-0.31, -0.52, -0.73}, {0.9, 0.8, 0.7}));
+             std::vector<Point3> vCorners = soupOf(zef_test::torus(80, 40, 1.0, 0.4));
+             const std::vector<Point3> vBox = soupOf(zef_test::box({-0.31, -0.52, -0.73}, {0.9, 0.8, 0.7}));
              vCorners.insert(vCorners.end(), vBox.begin(), vBox.end());
              return melt(vCorners, {.spacing = 0.0501, .mend = false}, c);
          }},
         {"mended", 0x69a9dc7adb8f8302u,
          [](const Context& c) {
-             return after(sphere(c, 9000, 0.012, 0), [&](TriangleMesh& mesh) { mend(mesh, {}, c); });
+             return after(roughSphere(c, 9000, 0.012, 0), [&](TriangleMesh& mesh) { mend(mesh, {}, c); });
          }},
         {"flipped", 0x55654880efbd1990u,
          [](const Context& c) { return after(rough(c), [&](TriangleMesh& mesh) { flipEdges(mesh, c); }); }},

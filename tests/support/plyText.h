@@ -13,6 +13,8 @@ std::string bytesOf(T... values) {
     return bytes;
 }
 
+inline const std::string xyzLines = "property float x\nproperty float y\nproperty float z\n";
+
 // A whole PLY file: format is "ascii", "binary_little_endian" or
 // "binary_big_endian", header the lines between the format and the end.
 inline std::string plyFile(const std::string& format, const std::string& header, std::string_view body) {

@@ -16,14 +16,14 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-struct Options {
+struct CompareChoices {
     std::string path, reference;
     zef::CompareOptions library;
     bool bView = false;
     OutputOptions output;
     TalkOptions talk;
 
-    Options() { library.bins = 10; }
+    CompareChoices() { library.bins = 10; }
 };
 
 bool isCloud(const zef::TriangleMesh& mesh) {
@@ -96,13 +96,13 @@ void reportComparison(Report& report, const zef::Comparison& made) {
 }
 
 // Before any work is done.
-void checkOutputs(const Options& options, const std::string& page) {
+void checkOutputs(const CompareChoices& options, const std::string& page) {
     const std::vector<std::string> vInputs = {options.path, options.reference};
     if (!options.output.path.empty()) checkOutput(options.output, vInputs);
     if (options.bView) checkPage(page, vInputs, options.output.bForce);
 }
 
-std::string pageOf(const Options& options) {
+std::string pageOf(const CompareChoices& options) {
     const bool bOutput = !options.output.path.empty();
     return std::filesystem::path(bOutput ? options.output.path : options.path)
         .replace_extension(bOutput ? ".html" : ".compare.html")
@@ -119,8 +119,8 @@ void writeColoured(CommandRun& commandRun, const OutputOptions& output, const ze
     commandRun.lap("seconds_write", "write");
 }
 
-void writeView(CommandRun& commandRun, const std::string& page, const std::string& bundle, const Options& options,
-               const zef::TriangleMesh& mesh, const zef::TriangleMesh& reference) {
+void writeView(CommandRun& commandRun, const std::string& page, const std::string& bundle,
+               const CompareChoices& options, const zef::TriangleMesh& mesh, const zef::TriangleMesh& reference) {
     zef::PageOptions pageOptions;
     pageOptions.title = std::filesystem::path(options.path).filename().string() + " against " +
                         std::filesystem::path(options.reference).filename().string();
@@ -139,7 +139,7 @@ void writeView(CommandRun& commandRun, const std::string& page, const std::strin
     commandRun.lap("seconds_page", "page");
 }
 
-int runCompare(const Options& options, CommandRun& commandRun) {
+int runCompare(const CompareChoices& options, CommandRun& commandRun) {
     if (options.bView && (isPipe(options.path) || isPipe(options.output.path)))
         throw UsageFailure("--view has no name for its page where - stands for a file");
     const std::string page = pageOf(options);
@@ -165,7 +165,7 @@ int runCompare(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addCompare(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<CompareChoices>();
     CLI::App& command = *commands.app.add_subcommand(
         "compare", "Measure how far a mesh or cloud is from a reference, and that from it");
     command.add_option("IN", pOptions->path, "A file of triangles or points")->required();

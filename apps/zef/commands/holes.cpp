@@ -12,7 +12,7 @@
 
 namespace {
 
-struct Options {
+struct HolesChoices {
     std::string path;
     OutputOptions list;  // only its name and --force are asked for
     TalkOptions talk;
@@ -64,7 +64,7 @@ void reportLoops(Report& report, std::vector<zef::MeshBorderLoop> vLoops) {
     report.add("loops", "", std::move(list), "");
 }
 
-void writeList(const Options& options, CommandRun& commandRun, const zef::TriangleMesh& mesh) {
+void writeList(const HolesChoices& options, CommandRun& commandRun, const zef::TriangleMesh& mesh) {
     std::vector<zef::Point3> vEnds;
     for (const auto& edge : zef::borderEdges(mesh, commandRun.getContext())) {
         for (const std::uint32_t vertex : edge) vEnds.push_back(mesh.vertices[vertex]);
@@ -73,7 +73,7 @@ void writeList(const Options& options, CommandRun& commandRun, const zef::Triang
                 [&](const std::string& name) { zef::writeSegments(name, vEnds, commandRun.getContext()); });
 }
 
-int runHoles(const Options& options, CommandRun& commandRun) {
+int runHoles(const HolesChoices& options, CommandRun& commandRun) {
     const bool bList = !options.list.path.empty();
     if (bList) checkOutput(options.list, {options.path});
     const zef::TriangleMesh mesh = readMeshFile(commandRun, options.path);
@@ -90,7 +90,7 @@ int runHoles(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addHoles(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<HolesChoices>();
     CLI::App& command = *commands.app.add_subcommand("holes", "Report the border loops of a mesh, the longest first");
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
     CLI::Option* pList =

@@ -5,7 +5,7 @@
 
 namespace {
 
-struct Options {
+struct MeltChoices {
     std::string path;
     zef::MeltOptions sampling;
     bool bKeepNonManifold = false;
@@ -13,7 +13,7 @@ struct Options {
     TalkOptions talk;
 };
 
-int runMelt(const Options& options, CommandRun& commandRun) {
+int runMelt(const MeltChoices& options, CommandRun& commandRun) {
     checkMeshOutput(options.output, {options.path});
     std::vector<zef::Point3> vCorners = readCorners(commandRun, options.path);
     zef::MeltOptions sampling = chooseSpacing(commandRun, options.sampling, vCorners);
@@ -32,7 +32,7 @@ int runMelt(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addMelt(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<MeltChoices>();
     CLI::App& command =
         *commands.app.add_subcommand("melt", "Make one clean mesh of triangles that overlap or do not fit together");
     command.add_option("IN", pOptions->path, "A file of triangles")->required();

@@ -6,11 +6,11 @@
 
 namespace {
 
-struct Options : MeshChange {
+struct MendChoices : MeshChange {
     bool bKeepHoles = false, bUntangle = true;
 };
 
-int runMend(const Options& options, CommandRun& commandRun) {
+int runMend(const MendChoices& options, CommandRun& commandRun) {
     return changeMesh(options, commandRun, "mending", [&](zef::TriangleMesh& mesh) {
         zef::ManifoldOptions library;
         library.fillHoles = !options.bKeepHoles;
@@ -28,7 +28,7 @@ int runMend(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addMend(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<MendChoices>();
     CLI::App& command = *commands.app.add_subcommand(
         "mend", "Make a mesh manifold and oriented, close its small holes, and part triangles that intersect");
     addMeshChange(command, *pOptions);

@@ -6,12 +6,12 @@
 
 namespace {
 
-struct Options {
+struct RecipeChoices {
     std::string name;
     TalkOptions talk;
 };
 
-int runRecipe(const Options& options, CommandRun& commandRun) {
+int runRecipe(const RecipeChoices& options, CommandRun& commandRun) {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const Recipe& recipe : recipes()) {
         if (!options.name.empty() && recipe.name != options.name) continue;
@@ -27,7 +27,7 @@ int runRecipe(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addRecipe(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<RecipeChoices>();
     CLI::App& command =
         *commands.app.add_subcommand("recipe", "List settings of reconstruct for common jobs, or print those of one");
     command.add_option("NAME", pOptions->name, "Print its options alone")->type_name(recipeNames())->check(checkRecipe);

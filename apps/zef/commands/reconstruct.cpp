@@ -24,7 +24,7 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-struct Options {
+struct ReconstructChoices {
     std::vector<std::string> vInputs;
     zef::ReadOptions reading;
     zef::ReconstructOptions library;
@@ -160,14 +160,14 @@ std::string checkRefit(const std::string& text) {
 
 // What the files themselves know of the sides of their points stands below what the
 // options say.
-void addSides(const Options& options, const zef::PointFile& scan, zef::ReconstructOptions& library) {
+void addSides(const ReconstructChoices& options, const zef::PointFile& scan, zef::ReconstructOptions& library) {
     library.viewpoint = scan.viewpoint;
     library.normals = scan.normals;
     std::array<double, 3> at{};
     if (parseThree(options.viewpoint, at)) library.viewpoint = zef::Point3(at[0], at[1], at[2]);
 }
 
-OutputOptions outputOf(const Options& options) {
+OutputOptions outputOf(const ReconstructChoices& options) {
     OutputOptions output = options.output;
     const std::string& first = options.vInputs.front();
     const Recipe* const pRecipe = findRecipe(options.recipe);
@@ -187,7 +187,7 @@ void showResult(CommandRun& commandRun, const std::string& page, const std::stri
 }
 
 // With those of its options that nobody has set otherwise.
-void reportRecipe(Report& report, const Options& options) {
+void reportRecipe(Report& report, const ReconstructChoices& options) {
     const Recipe* const pRecipe = findRecipe(options.recipe);
     if (!pRecipe) return;
     std::string line = pRecipe->name + ":";
@@ -202,7 +202,7 @@ void reportRecipe(Report& report, const Options& options) {
     report.add("recipe", "recipe", pRecipe->name, line);
 }
 
-int runReconstruct(const Options& options, CommandRun& commandRun) {
+int runReconstruct(const ReconstructChoices& options, CommandRun& commandRun) {
     if (options.bKeepNonManifold && !options.viewpoint.empty())
         throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
     if (options.library.closed && (options.bKeepNonManifold || !options.library.untangle))
@@ -299,7 +299,7 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
 }  // namespace
 
 void addReconstruct(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<ReconstructChoices>();
     CLI::App& command = *commands.app.add_subcommand("reconstruct", "Make a triangle mesh from one or more scans");
     pOptions->pCommand = &command;
     command.add_option("IN", pOptions->vInputs, "Files of points or folders of them, taken together")->required();

@@ -11,14 +11,14 @@ namespace {
 // the surface is flat, and stay small enough for further work.
 constexpr double defaultMaxLength = 4.0;  // average edge lengths
 
-struct Options : MeshChange {
+struct ReduceChoices : MeshChange {
     zef::ReduceFlatOptions library;
     bool bKeepNonManifold = false;
     ReduceGoal goal;  // given: instead of the others
 };
 
 // Such merges can leave more than two triangles at an edge.
-void reduceByTurn(const Options& options, CommandRun& commandRun, zef::TriangleMesh& mesh) {
+void reduceByTurn(const ReduceChoices& options, CommandRun& commandRun, zef::TriangleMesh& mesh) {
     const zef::Context& context = commandRun.getContext();
     const bool bMend = !options.bKeepNonManifold && zef::check(mesh, context).manifold;
     zef::ReduceFlatOptions library = options.library;
@@ -29,7 +29,7 @@ void reduceByTurn(const Options& options, CommandRun& commandRun, zef::TriangleM
     if (bMend) mendMesh(commandRun, mesh);
 }
 
-int runReduce(const Options& options, CommandRun& commandRun) {
+int runReduce(const ReduceChoices& options, CommandRun& commandRun) {
     return changeMesh(options, commandRun, "reducing", [&](zef::TriangleMesh& mesh) {
         if (options.goal.isGiven()) {
             reduceMesh(commandRun, options.goal, mesh);
@@ -42,7 +42,7 @@ int runReduce(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addReduce(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<ReduceChoices>();
     CLI::App& command = *commands.app.add_subcommand(
         "reduce", "Remove triangles: to a target, within an error, or, by default, where the surface is nearly flat");
     addMeshChange(command, *pOptions);

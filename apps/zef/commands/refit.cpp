@@ -9,12 +9,12 @@
 
 namespace {
 
-struct Options : MeshChange {
+struct RefitChoices : MeshChange {
     std::vector<std::string> vClouds;
     zef::RefitOptions library;
 };
 
-int runRefit(const Options& options, CommandRun& commandRun) {
+int runRefit(const RefitChoices& options, CommandRun& commandRun) {
     std::vector<std::string> vInputs = options.vClouds;
     vInputs.push_back(options.path);
     checkMeshOutput(options.output, vInputs);
@@ -29,7 +29,7 @@ int runRefit(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addRefit(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<RefitChoices>();
     CLI::App& command = *commands.app.add_subcommand(
         "refit", "Fit a mesh closer to its points: their noise goes, and creases become sharp");
     addMeshChange(command, *pOptions);

@@ -6,14 +6,14 @@
 
 namespace {
 
-struct Options {
+struct ResampleChoices {
     std::string path;
     zef::MeltOptions sampling;
     OutputOptions output;
     TalkOptions talk;
 };
 
-int runResample(const Options& options, CommandRun& commandRun) {
+int runResample(const ResampleChoices& options, CommandRun& commandRun) {
     const std::string out = nameOfFormat(options.output.path, options.output.format);
     if (!zef::formatOf(out).writesPoints) throw UsageFailure(out + ": no known format for points; use .ply or .xyz");
     checkOutput(options.output, {options.path});
@@ -38,7 +38,7 @@ int runResample(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addResample(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<ResampleChoices>();
     CLI::App& command = *commands.app.add_subcommand("resample", "Make a regular cloud of points of triangles");
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
     addSamplingOptions(command, pOptions->sampling);

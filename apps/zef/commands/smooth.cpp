@@ -5,11 +5,11 @@
 
 namespace {
 
-struct Options : MeshChange {
+struct SmoothChoices : MeshChange {
     zef::SmoothingOptions library;
 };
 
-int runSmooth(const Options& options, CommandRun& commandRun) {
+int runSmooth(const SmoothChoices& options, CommandRun& commandRun) {
     return changeMesh(options, commandRun, "smoothing",
                       [&](zef::TriangleMesh& mesh) { zef::smooth(mesh, options.library, commandRun.getContext()); });
 }
@@ -17,7 +17,7 @@ int runSmooth(const Options& options, CommandRun& commandRun) {
 }  // namespace
 
 void addSmooth(Commands& commands) {
-    auto pOptions = std::make_shared<Options>();
+    auto pOptions = std::make_shared<SmoothChoices>();
     CLI::App& command = *commands.app.add_subcommand("smooth", "Move vertices towards the mean of their neighbours");
     addMeshChange(command, *pOptions);
     command.add_option("--steps", pOptions->library.steps, "How often")->check(checkCount)->capture_default_str();

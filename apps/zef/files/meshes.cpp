@@ -20,11 +20,11 @@ void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>
     checkOutput(output, vInputs);
 }
 
-namespace {
-
 bool isFinite(const zef::Point3& p) {
     return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
 }
+
+namespace {
 
 // Leaves out the triangles that repeat a vertex or have one that is not finite; how many.
 std::size_t dropUnusable(zef::TriangleMesh& mesh) {

@@ -9,6 +9,8 @@
 #include "zef/TriangleMesh.h"
 #include "zef/meshCheck.h"
 
+bool isFinite(const zef::Point3& p);
+
 // checkOutput for a mesh; throws UsageFailure for a name that says no format of
 // meshes, and for doubles in a format that has none.
 void checkMeshOutput(const OutputOptions& output, const std::vector<std::string>& vInputs);

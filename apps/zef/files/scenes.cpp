@@ -1,7 +1,6 @@
 #include "files/scenes.h"
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <utility>
 
@@ -9,10 +8,6 @@
 #include "files/meshes.h"
 
 namespace {
-
-bool isFinite(const zef::Point3& p) {
-    return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
-}
 
 void addMesh(const std::string& path, zef::TriangleMesh&& mesh, ShownFiles& files) {
     files.vMeshes.push_back(std::move(mesh));

@@ -41,7 +41,7 @@ std::string wordsOf(const CLI::Option& option) {
     return notes.empty() ? words : words + " (" + notes + ")";
 }
 
-OptionRow rowOf(const CLI::Option& option) {
+OptionRow rowOfOption(const CLI::Option& option) {
     OptionRow row;
     if (option.get_positional()) row.positional = option.get_name(true, false);
     row.bRequired = option.get_required();
@@ -79,7 +79,7 @@ CommandRow rowOf(const CLI::App& command) {
     CommandRow row{command.get_name(), command.get_description(), {}, {}};
     for (const bool bDashes : {false, true}) {
         for (const CLI::Option* const pOption : command.get_options())
-            if (pOption->nonpositional() == bDashes) row.vOptions.push_back(rowOf(*pOption));
+            if (pOption->nonpositional() == bDashes) row.vOptions.push_back(rowOfOption(*pOption));
     }
     // As addExamples() has put them there.
     std::istringstream lines(command.get_footer());

@@ -19,7 +19,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr double unlimited = std::numeric_limits<double>::infinity();
+constexpr double noLimit = std::numeric_limits<double>::infinity();
 
 // Runs fn(copy) on a copy of a mesh that means something, through the gate, if there is one, and with
 // the plan that makePlan gives in the surroundings of the call. The mesh becomes the copy at the very end.
@@ -52,7 +52,7 @@ void changeWithEdges(TriangleMesh& mesh, const Fn& fn) {
 }
 
 void checkOptions(const ReduceOptions& options) {
-    const bool bError = options.maxError < unlimited;
+    const bool bError = options.maxError < noLimit;
     if (!bError && options.targetTriangles == 0)
         throw ArgumentError("targetTriangles and maxError are both without a limit; give one of them");
     if (!(options.maxError >= 0.0)) throw ArgumentError("maxError must be 0 or more");
@@ -77,7 +77,7 @@ double simplify(TriangleMesh& mesh, const ReduceOptions& options, const Context&
 }
 
 std::size_t reduceFlat(TriangleMesh& mesh, const ReduceFlatOptions& options, const Context& context) {
-    checkOption("maxEdgeLength", options.maxEdgeLength, 0.0, unlimited);
+    checkOption("maxEdgeLength", options.maxEdgeLength, 0.0, noLimit);
     checkOption("maxDeviationDeg", options.maxDeviationDeg, 0.0, 180.0);
     constexpr double defaultLength = 4.0;  // average edges
     int numRemoved = 0;

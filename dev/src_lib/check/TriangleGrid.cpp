@@ -9,7 +9,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 4096;
+constexpr std::size_t minBoxes = 4096;
 
 }  // namespace
 
@@ -22,7 +22,7 @@ CoordBox boxOf(const std::vector<Coords>& vPlaces, const CrossingTest::Corners& 
 
 TriangleGrid::TriangleGrid(const std::vector<Coords>& vPlaces, const std::vector<CrossingTest::Corners>& vTriangles)
     : vBoxes(vTriangles.size()) {
-    parallelChunks(vBoxes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vBoxes.size(), minBoxes, [&](std::size_t begin, std::size_t end) {
         for (std::size_t t = begin; t < end; ++t) vBoxes[t] = boxOf(vPlaces, vTriangles[t]);
     });
     settleCells();
@@ -48,7 +48,7 @@ void TriangleGrid::settleCells() {
 double TriangleGrid::countAllEntries() const {
     double numEntries = 0.0;
     for (const double num :
-         parallelChunkResults<double>(vBoxes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+         parallelChunkResults<double>(vBoxes.size(), minBoxes, [&](std::size_t begin, std::size_t end) {
              double numHere = 0.0;
              for (std::size_t t = begin; t < end; ++t) {
                  const Cell first = cellAt(vBoxes[t].low), last = cellAt(vBoxes[t].high);
@@ -64,7 +64,7 @@ double TriangleGrid::countAllEntries() const {
 
 void TriangleGrid::enterTriangles() {
     const auto vParts =
-        parallelChunkResults<std::vector<Entry>>(vBoxes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunkResults<std::vector<Entry>>(vBoxes.size(), minBoxes, [&](std::size_t begin, std::size_t end) {
             std::vector<Entry> vPart;
             vPart.reserve(3 * (end - begin));
             for (std::size_t t = begin; t < end; ++t) {

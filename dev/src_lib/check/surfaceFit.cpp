@@ -19,7 +19,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::size_t maxSampled = 10'000;
-constexpr std::size_t minChunk = 50'000;
+constexpr std::size_t minTogether = 50'000;
 constexpr std::size_t spacingRank = 6;
 constexpr double farthest = 32.0;  // cells
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -102,7 +102,7 @@ private:
         spacingRadius = std::max(firstRadius, 2.0 * spacingRadius);
         const PlaceIndex around(vPlaces, vWhich, spacingRadius);
         auto vParts = parallelChunkResults<std::vector<NearestSix>>(
-            points.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            points.size(), minTogether, [&](std::size_t begin, std::size_t end) {
                 std::vector<NearestSix> vNearest(vPlaces.size());
                 for (std::size_t i = begin; i < end; ++i) {
                     const Point3 p = points[i];
@@ -124,7 +124,7 @@ private:
         distanceRadius = std::max(cell, 2.0 * distanceRadius);
         const PlaceIndex around(vPlaces, vWhich, distanceRadius);
         const auto vParts = parallelChunkResults<std::vector<double>>(
-            mesh.numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
+            mesh.numTriangles(), minTogether, [&](std::size_t begin, std::size_t end) {
                 std::vector<double> vNearest(vPlaces.size(), infinity);
                 for (std::size_t t = begin; t < end; ++t) addTriangle(t, around, vNearest);
                 return vNearest;

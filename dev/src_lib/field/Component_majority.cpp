@@ -12,7 +12,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::uint32_t npos = FacetIndex::npos;
-constexpr double firmWeight = 10.0;
+constexpr double fullWeight = 10.0;
 
 }  // namespace
 
@@ -214,7 +214,7 @@ void Component::cc_colorize_27(std::vector<Facet*>& vList, int lowerIndex, int u
         }
         // Sweeping a long list for few facets costs more than a front along their edges.
         sweeps.getList(vList);
-        const int m = cc_colorize_w(vList, lowerIndex, upperIndex, firmWeight);
+        const int m = cc_colorize_w(vList, lowerIndex, upperIndex, fullWeight);
         if (m == 0) return;
         if (minCount > 5 && r > 100000 && r / m > 50000) return;
     }

@@ -13,7 +13,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t npos = FacetIndex::npos;
 constexpr int firstGroup = 2;
 constexpr double firmWeight = 10.0;  // of an edge to a labelled facet that counts in full
 constexpr double noNormal = -1.0;
@@ -139,10 +138,10 @@ void Component::cc_labelSides() {
 }
 
 // By facet number: the opposite facet of the same cell, if the cell is a thin wall
-// between them, else npos.
+// between them, else FacetIndex::npos.
 std::vector<std::uint32_t> Component::findThinWalls() const {
     constexpr std::size_t minChunk = 10000;
-    std::vector<std::uint32_t> vThinWall(vVisibleFacets.size(), npos);
+    std::vector<std::uint32_t> vThinWall(vVisibleFacets.size(), FacetIndex::npos);
     parallelChunks(vCellRCD.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const auto cell = static_cast<std::uint32_t>(i);
@@ -184,7 +183,7 @@ void Component::flood(std::uint32_t seed, int group, const std::vector<std::uint
             if (n.state != FACET_STATE_AREA || n.component >= 0 || n.component == -group) continue;
             n.component = group;
             vQueue.push_back(number);
-            if (vThinWall[number] == npos) continue;
+            if (vThinWall[number] == FacetIndex::npos) continue;
             // Both faces are of one cell, so this one is interior too.
             Facet& opposite = vVisibleFacets[vThinWall[number]];
             if (opposite.component == -1) opposite.component = -group;

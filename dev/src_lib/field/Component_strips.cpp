@@ -18,14 +18,14 @@ constexpr int stripDepth = 5;  // steps across edges of facets
 constexpr float borderWeight = 0.3F;
 constexpr float noDistanceWeight = 0.5F;
 constexpr float cleanWeight = 1.0F;
-constexpr std::size_t minChunk = 1'000;
+constexpr std::size_t minFacets = 1'000;
 
 using CornerDistance = std::pair<uint64, float>;
 
 // The corners of the listed facets, sorted, unique.
 std::vector<uint64> cornersOf(const std::vector<Facet*>& vFacets) {
     std::vector<uint64> vRCC(4 * vFacets.size());
-    parallelChunks(vFacets.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vFacets.size(), minFacets, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const std::array<uint64, 4> aCorners = vFacets[i]->getCorners();
             std::copy(aCorners.begin(), aCorners.end(), vRCC.begin() + static_cast<std::ptrdiff_t>(4 * i));
@@ -206,7 +206,7 @@ std::vector<const Point3*> Component::getStripSamples(const std::vector<Facet*>&
 void Component::assignDistancesToSideStrip(const std::vector<Facet*>& vStrip, double sign) {
     const std::vector<const Point3*> vSamples = getStripSamples(vStrip);
     std::vector<CornerDistance> vDistances(4 * vStrip.size());
-    parallelChunks(vStrip.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vStrip.size(), minFacets, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             CornerDistance* pOut = &vDistances[4 * i];
             for (const uint64 rcc : vStrip[i]->getCorners()) {

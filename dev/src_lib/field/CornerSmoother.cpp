@@ -16,7 +16,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 500, minSwept = 250;  // tiles
+constexpr std::size_t minTiles = 500, minSweptTiles = 250;
 constexpr int sweepsTogether = 4;       // a corner's width of a tile: what is beyond the next one is too far
 constexpr std::size_t patchSize = 256;  // tiles; with those around them they fit into 1 MB
 
@@ -162,7 +162,7 @@ void CornerSmoother::refresh(const CornerStore& store) {
     const std::size_t numBefore = vTiles.size();
     takeNewCorners(store);
     if (vTiles.size() > numBefore) orderTiles();
-    parallelChunks(vTiles.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vTiles.size(), minTiles, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             if (!vTiles[i]->bSettled) refresh(*vTiles[i]);
         }
@@ -172,7 +172,7 @@ void CornerSmoother::refresh(const CornerStore& store) {
 // Tiles near which no corner came for a while are left alone from now on, or again.
 void CornerSmoother::letRest() {
     const auto spread = [this](int Tile::*from, int Tile::*to) {
-        parallelChunks(vTiles.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunks(vTiles.size(), minTiles, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 int latest = vTiles[i]->*from;
                 for (const Tile* const pNeig : vTiles[i]->neigs) latest = std::max(latest, pNeig->*from);
@@ -331,11 +331,12 @@ void CornerSmoother::findAround(Patch& patch, std::vector<bool>& vSeen) const {
 
 template <bool bLast>
 CornerSmoother::Trace CornerSmoother::sweep() {
-    const auto vTraces = parallelChunkResults<Trace>(vAtWork.size(), minSwept, [&](std::size_t begin, std::size_t end) {
-        Trace first;
-        for (std::size_t i = begin; i < end; ++i) first.add(sweepTile<bLast>(*vAtWork[i], turn), 0);
-        return first;
-    });
+    const auto vTraces =
+        parallelChunkResults<Trace>(vAtWork.size(), minSweptTiles, [&](std::size_t begin, std::size_t end) {
+            Trace first;
+            for (std::size_t i = begin; i < end; ++i) first.add(sweepTile<bLast>(*vAtWork[i], turn), 0);
+            return first;
+        });
     turn = 1 - turn;
     return Trace::firstOf(vTraces);
 }

@@ -16,7 +16,7 @@ namespace {
 
 using Mask = CornerStore::Mask;
 
-constexpr std::size_t minChunk = 500;  // bricks
+constexpr std::size_t minBricks = 500;
 constexpr uint64 lowBits = 3 * (stepX_RCD + stepY_RCD + stepZ_RCD);
 constexpr uint64 steps[6] = {0 - stepX_RCD, stepX_RCD, 0 - stepY_RCD, stepY_RCD, 0 - stepZ_RCD, stepZ_RCD};
 
@@ -139,7 +139,7 @@ CornerStore::Signs CornerStore::signsOf(const Brick& brick, float limit) {
 // Bricks without active corners are as they were, but for new ones.
 void CornerStore::findSigns(float limit) {
     vSigns.resize(vBricks.size());
-    parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vBricks.size(), minBricks, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             Signs& signs = vSigns[i];
             if ((signs.lower | signs.upper) || signs.seen != vBricks[i]->exists) signs = signsOf(*vBricks[i], limit);
@@ -163,7 +163,7 @@ std::vector<CornerStore::Mask> CornerStore::findSignChanges() const {
         vUpper[i] = vSigns[i].upper;
         vZero[i] = vSigns[i].zero;
     }
-    parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vBricks.size(), minBricks, [&](std::size_t begin, std::size_t end) {
         for (auto i = static_cast<std::uint32_t>(std::max<std::size_t>(begin, 1)); i < end; ++i) {
             if (!(vLower[i] | vUpper[i])) continue;
             for (unsigned dir = 0; dir < 6; ++dir) {
@@ -179,7 +179,7 @@ std::vector<CornerStore::Mask> CornerStore::findSignChanges() const {
 // By one step over Corners.
 void CornerStore::widen(std::vector<Mask>& vMasks) const {
     std::vector<Mask> vWide = vMasks;
-    parallelChunks(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vBricks.size(), minBricks, [&](std::size_t begin, std::size_t end) {
         for (auto i = static_cast<std::uint32_t>(std::max<std::size_t>(begin, 1)); i < end; ++i) {
             for (unsigned dir = 0; dir < 6; ++dir) vWide[i] |= withNeighbour(vMasks, i, dir);
             vWide[i] &= vBricks[i]->exists;
@@ -206,7 +206,7 @@ void CornerStore::createFront(std::vector<Mask>& vSources) {
     vSources.resize(vBricks.size());
     using Place = std::pair<uint64, std::uint32_t>;  // code and location
     const auto vFound =
-        parallelChunkResults<std::vector<Place>>(vBricks.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunkResults<std::vector<Place>>(vBricks.size(), minBricks, [&](std::size_t begin, std::size_t end) {
             std::vector<Place> v;
             for (auto i = static_cast<std::uint32_t>(begin); i < end; ++i) {
                 Mask front = 0;

@@ -12,7 +12,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-[[noreturn]] void fail(std::uint64_t place, const std::string& fault) {
+[[noreturn]] void failAtByte(std::uint64_t place, const std::string& fault) {
     throw LoadError("byte " + std::to_string(place) + ": " + fault + "; the file is damaged, copy it anew");
 }
 
@@ -73,11 +73,12 @@ private:
     void readTable(std::uint64_t place) {
         std::array<char, 8> head{};
         file.read(place, head);
-        if (loadValue<std::uint32_t>(head.data()) != 0) fail(place, "a table of chunks of a version that is not known");
+        if (loadValue<std::uint32_t>(head.data()) != 0)
+            failAtByte(place, "a table of chunks of a version that is not known");
         const auto num = loadValue<std::uint32_t>(head.data() + 4);
         // A chunk holds a record at least, and what starts a stream.
         if (num > (place - firstChunk) / (header.recordLength + 4u))
-            fail(place + 4, std::to_string(num) + " chunks are more than the file can hold");
+            failAtByte(place + 4, std::to_string(num) + " chunks are more than the file can hold");
         ByteSource source(file, place + 8, header.fileSize);
         ArithmeticDecoder coder(source);
         IntegerModel<32, 2> model;
@@ -89,8 +90,8 @@ private:
             size = static_cast<std::uint32_t>(model.decode(coder, static_cast<std::int32_t>(size), 1));
             if (coder.isDamaged()) return cutTable(place);
             chunk = {chunk.end, chunk.end + size, std::min(bFixed ? chunkSize : count, numLeft)};
-            if (chunk.end > place) fail(place, "chunk " + std::to_string(i + 1) + " reaches beyond the last one");
-            if (chunk.numPoints > maxChunkPoints) fail(place, "a chunk of more than 2147483648 points");
+            if (chunk.end > place) failAtByte(place, "chunk " + std::to_string(i + 1) + " reaches beyond the last one");
+            if (chunk.numPoints > maxChunkPoints) failAtByte(place, "a chunk of more than 2147483648 points");
             numLeft -= chunk.numPoints;
             if (chunk.numPoints > 0) vChunks.push_back(chunk);
         }
@@ -98,7 +99,7 @@ private:
 
     void cutTable(std::uint64_t place) {
         vChunks.clear();
-        if (!bFixed) fail(place, "the table of chunks breaks off");
+        if (!bFixed) failAtByte(place, "the table of chunks breaks off");
     }
 };
 
@@ -195,14 +196,14 @@ private:
         const std::vector<LazChunk>& vChunks = table.getChunks();
         if (!table.isMissing() && header.laz.compressor != LazLayout::POINTWISE) {
             if (numChunksDone == vChunks.size())
-                fail(place, "the chunks hold " + std::to_string(header.numPoints - numLeft) + " of " +
-                                std::to_string(header.numPoints) + " points");
+                failAtByte(place, "the chunks hold " + std::to_string(header.numPoints - numLeft) + " of " +
+                                      std::to_string(header.numPoints) + " points");
             next = vChunks[numChunksDone++];
         } else {
             next = {next.begin, header.fileSize, std::min(table.getChunkSize(), numLeft)};
             if (next.begin == header.fileSize)
-                fail(next.begin, "the file ends here, after " + std::to_string(header.numPoints - numLeft) + " of " +
-                                     std::to_string(header.numPoints) + " points");
+                failAtByte(next.begin, "the file ends here, after " + std::to_string(header.numPoints - numLeft) +
+                                           " of " + std::to_string(header.numPoints) + " points");
         }
         pOpen = open(next);
     }

@@ -8,6 +8,7 @@
 #include "bytes/textNumbers.h"
 #include "frame/Progress.h"
 #include "io/PLY.h"
+#include "io/glbNumbers.h"
 #include "io/meshFormats.h"
 #include "io/vertexNormals.h"
 
@@ -22,12 +23,9 @@ constexpr uint64 positionBytes = 12;  // three floats
 constexpr uint64 normalBytes = 12;
 constexpr uint64 colorBytes = 8;  // four 16 bit numbers
 constexpr uint64 tripleBytes = 12;
-constexpr std::uint32_t headerBytes = 12, chunkHeaderBytes = 8;
-// Numbers of the format.
-constexpr std::uint32_t magic = 0x46546c67, version = 2, jsonChunk = 0x4e4f534a, binaryChunk = 0x004e4942;
-constexpr int typeFloat = 5126, typeUshort = 5123, typeUint = 5125;
 constexpr int targetVertices = 34962, targetIndices = 34963;
 
+using namespace glb;
 using Text = std::string;
 
 Text number(double value) {

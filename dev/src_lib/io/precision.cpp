@@ -11,20 +11,20 @@ namespace QUOR_ZEF {
 
 namespace {
 
-using Triple = std::array<double, 3>;
+using Coords = std::array<double, 3>;
 
-Triple coordsOf(const Point3& p) {
+Coords coordsOf(const Point3& p) {
     return {p.px, p.py, p.pz};
 }
 
 // Of the finite points; zeros if there are none.
-class Box {
+class Extent {
 public:
-    Triple low{}, high{};
+    Coords low{}, high{};
 
     void add(const Point3& p) {
         if (!(std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz))) return;
-        const Triple coords = coordsOf(p);
+        const Coords coords = coordsOf(p);
         if (bEmpty) low = high = coords;
         bEmpty = false;
         for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -34,7 +34,7 @@ public:
     }
     double longestSide() const { return std::max({high[0] - low[0], high[1] - low[1], high[2] - low[2]}); }
     double largestCoordinate(const Vector3& offset) const {
-        const Triple less{offset.vx, offset.vy, offset.vz};
+        const Coords less{offset.vx, offset.vy, offset.vz};
         double largest = 0.0;
         for (std::size_t axis = 0; axis < 3; ++axis)
             for (const double bound : {low[axis], high[axis]})
@@ -46,7 +46,7 @@ public:
         const double power = side > 0.0 ? std::floor(std::log10(side)) : 0.0;
         // Tenths have no exact double, so that dividing gives rounder numbers than multiplying.
         const double step = std::pow(10.0, std::max(power, 0.0)), parts = std::pow(10.0, std::max(-power, 0.0));
-        Triple offset{};
+        Coords offset{};
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const double half = (high[axis] - low[axis]) / 2;
             offset[axis] = std::round((low[axis] + half) / step * parts) * step / parts + 0.0;  // no -0
@@ -87,7 +87,7 @@ CoordinatePlan planCoordinates(std::span<const Point3> vPoints, double spacing, 
                                const WriteOptions& options) {
     CoordinatePlan plan{options.precision == Precision::DOUBLE, options.offset, {}};
     if (plan.bDouble || !(spacing > 0.0)) return plan;
-    Box box;
+    Extent box;
     for (const Point3& p : vPoints) box.add(p);
     const double rounding = floatRounding(box.largestCoordinate(options.offset));
     if (rounding <= mostLost * spacing) return plan;
@@ -153,13 +153,13 @@ WriteOptions settled(const WriteOptions& options, const CoordinatePlan& plan) {
 }
 
 Vector3 middleOf(std::span<const Point3> points) {
-    Box box;
+    Extent box;
     for (const Point3& p : points) box.add(p);
     return box.middle();
 }
 
 Vector3 middleOf(const TriangleMesh& mesh) {
-    Box box;
+    Extent box;
     for (const std::uint32_t index : mesh.indices) box.add(mesh.vertices[index]);
     return box.middle();
 }

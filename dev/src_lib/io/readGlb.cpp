@@ -10,6 +10,7 @@
 #include "frame/Progress.h"
 #include "geometry/freeFunctions.h"
 #include "io/cloudLoaders.h"
+#include "io/glbNumbers.h"
 
 // glTF 2.0: a description as JSON, in whose buffers lie the numbers of vertices and indices. Nodes
 // place meshes; accessors say where and how the numbers of a mesh lie.
@@ -19,12 +20,7 @@ namespace QUOR_ZEF {
 namespace {
 
 using nlohmann::json;
-
-// Numbers of the format.
-constexpr std::uint32_t jsonChunk = 0x4e4f534a, binaryChunk = 0x004e4942;
-constexpr std::size_t headerBytes = 12, chunkHeaderBytes = 8;
-constexpr uint64 typeUbyte = 5121, typeUshort = 5123, typeUint = 5125, typeFloat = 5126;
-constexpr uint64 modePoints = 0, modeTriangles = 4, modeStrip = 5, modeFan = 6;
+using namespace glb;
 
 constexpr int maxJsonDepth = 200;
 constexpr std::size_t maxNodeDepth = 1000;

@@ -13,8 +13,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t none = Patches::none;
-
 // Side 2 p of patch p is the one that its normals point to, 2 p + 1 the other.
 class Chambers {
 public:
@@ -67,14 +65,14 @@ private:
     // Of each chamber, six times; seen from the middle of all that hangs together,
     // so that large coordinates lose no digits and a hole counts little.
     void measureVolumes() {
-        std::vector<std::uint32_t> vWhole(patches.vSize.size(), none);  // of each patch that meets others
+        std::vector<std::uint32_t> vWhole(patches.vSize.size(), Patches::none);  // of each patch that meets others
         for (const std::uint32_t patch : vMeeting) vWhole[patch] = wholes.find(patch);
         std::vector<Vector3> vSum(patches.vSize.size());
         std::vector<double> vNum(patches.vSize.size());
         const auto forEachTriangle = [&](auto&& f) {
             for (std::uint32_t t = 0; t < patches.vPatch.size(); ++t) {
                 const std::uint32_t patch = patches.vPatch[t];
-                if (patch != none && vWhole[patch] != none) f(t, vWhole[patch]);
+                if (patch != Patches::none && vWhole[patch] != Patches::none) f(t, vWhole[patch]);
             }
         };
         forEachTriangle([&](std::uint32_t t, std::uint32_t whole) {
@@ -116,16 +114,16 @@ private:
         std::sort(vRoots.begin(), vRoots.end(), [&](std::uint32_t a, std::uint32_t b) {
             return std::pair(volumeOf(a), a) < std::pair(volumeOf(b), b);
         });
-        vDepth.assign(vVolume.size(), none);
+        vDepth.assign(vVolume.size(), Patches::none);
         std::vector<std::uint32_t> vQueue;
         for (const std::uint32_t root : vRoots) {
-            if (vDepth[root] != none) continue;
+            if (vDepth[root] != Patches::none) continue;
             vQueue.assign(1, root);
             vDepth[root] = 0;
             for (std::size_t i = 0; i < vQueue.size(); ++i) {
                 auto it = std::lower_bound(vLinks.begin(), vLinks.end(), std::pair(vQueue[i], 0u));
                 for (; it != vLinks.end() && it->first == vQueue[i]; ++it) {
-                    if (vDepth[it->second] != none) continue;
+                    if (vDepth[it->second] != Patches::none) continue;
                     vDepth[it->second] = vDepth[vQueue[i]] + 1;
                     vQueue.push_back(it->second);
                 }

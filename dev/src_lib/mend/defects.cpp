@@ -14,7 +14,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t none = 0xffffffffu;
+constexpr std::uint32_t unseen = 0xffffffffu;
 constexpr std::size_t maxPlace = 3000;  // triangles
 constexpr std::size_t maxIsland = 30;   // triangles
 constexpr double maxDeviation = 0.3;    // mean edges of a place between it and its filling,
@@ -73,10 +73,10 @@ private:
 
     void gatherPlaces() {
         for (const std::uint32_t t : trianglesAt(mesh.indices, vGone, vMarked)) {
-            std::uint32_t first = none;
+            std::uint32_t first = unseen;
             for (const std::uint32_t vertex : cornersOf(t)) {
                 if (!vMarked[vertex]) continue;
-                if (first == none)
+                if (first == unseen)
                     vPlaced.emplace_back(vertex, t);
                 else
                     places.join(first, vertex);
@@ -91,10 +91,10 @@ private:
         // Places that touch stay or go together.
         gatherEdges();
         for (const VertexPair& ends : vEdges) {
-            std::uint32_t first = none;
+            std::uint32_t first = unseen;
             for (const EdgeSide& entry : edges.at(ends).sides) {
                 if (!vDead[entry.side / 3]) continue;
-                if (first != none) places.join(first, placeOf(entry.side / 3));
+                if (first != unseen) places.join(first, placeOf(entry.side / 3));
                 first = placeOf(entry.side / 3);
             }
         }

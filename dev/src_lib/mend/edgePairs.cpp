@@ -11,8 +11,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t none = Patches::none;
-
 // Two sides that could stay together. Lower ones come first.
 struct Candidate {
     double bend;  // radians from flat
@@ -37,7 +35,8 @@ public:
     void joinFlattest() {
         std::sort(vCandidates.begin(), vCandidates.end());
         for (const Candidate& c : vCandidates) {
-            if (patches.vPartner[c.side] == none && patches.vPartner[c.other] == none) join(c.side, c.other);
+            if (patches.vPartner[c.side] == Patches::none && patches.vPartner[c.other] == Patches::none)
+                join(c.side, c.other);
         }
         for (std::uint32_t patch = 0; patch < patches.vSize.size(); ++patch)
             if (joiner.isTurned(patch)) patches.turn(patch);
@@ -63,7 +62,7 @@ private:
             for (const EdgeTurn& t : vTurns) {
                 if (!t.bForward) {
                     if (turn == 0) vEntered.push_back(t.side);
-                } else if (patches.vPartner[t.side] == none && !vEntered.empty()) {
+                } else if (patches.vPartner[t.side] == Patches::none && !vEntered.empty()) {
                     join(vEntered.back(), t.side);
                     vEntered.pop_back();
                 }

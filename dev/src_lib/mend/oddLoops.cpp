@@ -21,8 +21,6 @@ constexpr double trianglesOfHole = 0.2;    // by the square of its edges, where 
 constexpr double maxHoles = 0.05;          // of a body, over its triangles
 constexpr double maxBend = 60.0;           // degrees, mean between a filling and what is around it
 
-constexpr std::uint32_t none = Patches::none;
-
 class OddLoops {
 public:
     OddLoops(TriangleMesh& mesh_, const EdgeTable& edges_, const Patches& patches_, std::size_t maxHole_)
@@ -43,7 +41,7 @@ public:
             if (!loops.find(edge, maxLengthAt(edge)) || !isMendable(loops)) continue;
             const std::size_t numBefore = vNew.size();
             if (!filler.fill(loops.vLoop, vNew)) continue;
-            if (vBorderSide[edge] != none && loops.vLoop.size() > maxPinhole &&
+            if (vBorderSide[edge] != Patches::none && loops.vLoop.size() > maxPinhole &&
                 bendOf(loops, vNew, numBefore) > maxBend) {
                 vNew.resize(numBefore);
                 continue;
@@ -61,7 +59,7 @@ private:
     const Patches& patches;
     const std::size_t maxHole;               // edges, where holes are many or large
     std::vector<VertexPair> vEnds;           // of each odd edge
-    std::vector<std::uint32_t> vBorderSide;  // the only one there, else none
+    std::vector<std::uint32_t> vBorderSide;  // the only one there, else Patches::none
     std::vector<bool> vBody;                 // patches that have no large holes
 
     void findOddEdges() {
@@ -69,7 +67,7 @@ private:
             const Edge edge = edges.at(ends);
             if (edge.size() % 2 == 0) continue;
             vEnds.push_back(ends);
-            vBorderSide.push_back(edge.size() == 1 ? edge[0] : none);
+            vBorderSide.push_back(edge.size() == 1 ? edge[0] : Patches::none);
         }
     }
 
@@ -78,7 +76,7 @@ private:
         std::vector<std::uint32_t> vLength(mesh.vertices.size());
         const auto forEachBorder = [&](auto&& f) {
             for (std::size_t i = 0; i < vEnds.size(); ++i)
-                if (vBorderSide[i] != none) f(i);
+                if (vBorderSide[i] != Patches::none) f(i);
         };
         forEachBorder([&](std::size_t i) { loops.join(vEnds[i].first, vEnds[i].second); });
         forEachBorder([&](std::size_t i) { ++vLength[loops.find(vEnds[i].first)]; });
@@ -93,7 +91,7 @@ private:
     std::size_t maxLengthAt(std::uint32_t edge) const {
         const std::uint32_t side = vBorderSide[edge];
         // One edge of three triangles at its rim makes no other hole of a hole.
-        if (side == none || maxHole == 0) return maxLoop;
+        if (side == Patches::none || maxHole == 0) return maxLoop;
         return vBody[patches.patchAt(side)] ? std::max(maxBodyHole, maxHole) : std::max(maxLoop, maxHole);
     }
 
@@ -105,7 +103,7 @@ private:
         std::vector<std::pair<std::uint32_t, bool>> vAlong;  // patch, whether it runs along the loop
         for (std::size_t i = 0; i < n; ++i) {
             const std::uint32_t side = vBorderSide[loops.vLoopEdges[i]];
-            if (side == none) continue;
+            if (side == Patches::none) continue;
             const std::uint32_t patch = patches.patchAt(side);
             if (patches.vSize[patch] >= patchFactor * n) ++numLarge;
             if (!vBody[patch]) maxBorder = maxHole;

@@ -12,7 +12,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t none = Patches::none;
 constexpr std::uint32_t maxSheet = 100;      // triangles
 constexpr std::uint32_t maxMembrane = 1000;  // of a sheet without border, between odd edges only
 constexpr std::uint32_t maxFin = 20;         // of a sheet that mostly hangs free
@@ -87,7 +86,7 @@ private:
         vSeen[seed] = true;
         for (std::size_t i = 0; i < vSheet.size(); ++i) {
             for (std::uint32_t side = 3 * vSheet[i]; side < 3 * vSheet[i] + 3; ++side) {
-                if (vPartner[side] != none) {
+                if (vPartner[side] != Patches::none) {
                     visit(vPartner[side] / 3);
                 } else {
                     noteRim(side);

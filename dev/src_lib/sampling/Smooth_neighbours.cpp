@@ -19,7 +19,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 4096;
+constexpr std::size_t minSearches = 4096;
 
 using CellIndex = std::pair<uint64, uint64>;
 
@@ -27,7 +27,7 @@ using CellIndex = std::pair<uint64, uint64>;
 // vNodes of the node that was made first among those in the cell.
 std::vector<CellIndex> firstNodePerCell(const std::vector<SNode>& vNodes, const Calc& calc) {
     std::vector<CellIndex> vPairs(vNodes.size());
-    parallelChunks(vNodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vNodes.size(), minSearches, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vPairs[i] = {calc.getRCD(vNodes[i].smoothedPoint), i};
     });
     sortMT(vPairs.begin(), vPairs.end(), [&](const CellIndex& a, const CellIndex& b) {
@@ -92,7 +92,7 @@ std::vector<SNode> makeMeanNodes(const std::vector<uint64>& vCCD, const std::vec
 
     std::vector<SNode> vNew(vCCD.size());
     std::vector<int> vNum(vCCD.size());  // samples around each
-    parallelChunks(vOrder.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vOrder.size(), minSearches, [&](std::size_t begin, std::size_t end) {
         NeighbourMeans means(vSamples, vSampleCells, vNodes);
         for (std::size_t i = begin; i < end; ++i) {
             const auto [rcd, index] = vOrder[i];
@@ -231,7 +231,7 @@ void Smooth::relinkNodes() {
     const std::vector<uint64> vCells = getNodeCells();
     std::vector<std::uint32_t> vIds;
     parallelTransform(vNodes, vIds, [](const SNode& node) { return node.id; });
-    parallelChunks(vNodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vNodes.size(), minSearches, [&](std::size_t begin, std::size_t end) {
         LinkFinder finder(vCells, vIds);
         for (std::size_t i = begin; i < end; ++i) vNodes[i].numLinkedNodes = static_cast<int>(finder.count(i));
     });
@@ -241,7 +241,7 @@ void Smooth::relinkNodes() {
         num += static_cast<uint64>(node.numLinkedNodes);
     }
     vLinks.resize(num);
-    parallelChunks(vNodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vNodes.size(), minSearches, [&](std::size_t begin, std::size_t end) {
         LinkFinder finder(vCells, vIds);
         for (std::size_t i = begin; i < end; ++i) finder.write(i, vLinks.data() + vNodes[i].firstLink);
     });
@@ -274,7 +274,7 @@ void Smooth::smoothOnce() {
     std::vector<Point3> vPrev;
     parallelTransform(vNodes, vPrev, [](const SNode& node) { return node.smoothedPoint; });
     std::vector<Vector3> vDelta(vNodes.size());
-    parallelChunks(vNodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vNodes.size(), minSearches, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const LinkedNodes vLinkedNodes = getLinkedNodes(vNodes[i]);
             if (vLinkedNodes.size() > 0) vDelta[i] = moveToMean(vNodes[i], vLinkedNodes, vPrev, vPrev[i]);

@@ -14,7 +14,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 4096;
+constexpr std::size_t minNodes = 4096;
 
 // Squared world units: what the fan of a fit must reach. All nodes of a Smooth offer
 // the same, so it does not matter which is first.
@@ -104,7 +104,7 @@ bool Smooth::estimateNNVatCentroid(SNode* pSN, const LinkedNodes& vLinkedNodes) 
 }
 
 void Smooth::fitPlanes() {
-    parallelChunks(vNodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vNodes.size(), minNodes, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) estimateNNVatCentroid(&vNodes[i], getLinkedNodes(vNodes[i]));
     });
     markTrustedPlanes();
@@ -115,7 +115,7 @@ void Smooth::fitPlanes() {
 
 void Smooth::markTrustedPlanes() {
     // Reads planes and writes areas only, so that the nodes do not wait for each other.
-    parallelChunks(vNodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vNodes.size(), minNodes, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             SNode& node = vNodes[i];
             if (!node.bHasPlane) continue;
@@ -164,7 +164,7 @@ bool Smooth::planeFromNeighbours(SNode* pSN) const {
 // that the order of the nodes does not matter.
 void Smooth::fitWideBlocks() {
     const std::vector<uint64> vCells = getNodeCells();
-    parallelChunks(vNodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vNodes.size(), minNodes, [&](std::size_t begin, std::size_t end) {
         ColumnCursors<2> cursors(vCells);
         std::vector<std::int32_t> vBlock;
         for (std::size_t i = begin; i < end; ++i) {
@@ -186,7 +186,7 @@ void Smooth::fitWideBlocks() {
 void Smooth::markCreases() {
     constexpr std::int32_t none = -1;
     std::vector<std::int32_t> vBehind(vNodes.size(), none);  // the first neighbour behind a crease
-    parallelChunks(vNodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vNodes.size(), minNodes, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             if (!vNodes[i].bHasPlane) continue;
             const LinkedNodes vLinkedNodes = getLinkedNodes(vNodes[i]);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t maxSamples = 4000;
 constexpr std::size_t minStride = 6;  // else the search would tell in runs on small clouds
-constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double inf = std::numeric_limits<double>::infinity();
 
 constexpr double maxHeight = 0.25;  // spread of the heights of terrain, over that of the horizontal
 constexpr double maxBeneath = 0.3;  // share of its area beneath something else
@@ -48,8 +48,8 @@ ViewSearch::ViewSearch(const TriangleMesh& mesh, const std::vector<std::uint32_t
 }
 
 void ViewSearch::measure() {
-    low.set(infinity, infinity, infinity);
-    high.set(-infinity, -infinity, -infinity);
+    low.set(inf, inf, inf);
+    high.set(-inf, -inf, -inf);
     for (const Sample& sample : vSamples) {
         const Point3& p = sample.middle;
         low.set(std::min(low.px, p.px), std::min(low.py, p.py), std::min(low.pz, p.pz));
@@ -79,7 +79,7 @@ bool ViewSearch::isTerrain() const {
         const Vector3 d = (sample.middle - low) / binSize;
         return static_cast<std::size_t>(d.vy) * numPerRow + static_cast<std::size_t>(d.vx);
     };
-    std::vector<double> vTop(numPerRow * numPerRow, -infinity);
+    std::vector<double> vTop(numPerRow * numPerRow, -inf);
     for (const Sample& sample : vSamples) {
         double& top = vTop[columnOf(sample)];
         top = std::max(top, sample.middle.pz);

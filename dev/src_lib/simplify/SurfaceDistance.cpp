@@ -11,7 +11,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 1'000;  // triangles
+constexpr std::size_t minTriangles = 1'000;
 
 }  // namespace
 
@@ -20,7 +20,7 @@ SurfaceDistance::SurfaceDistance(const FanSurface& from_, const FanSurface& to_,
     : from(from_), to(to_), vNear(std::move(vNear_)), gridWidth(gridWidth_), tree(to), vBounds(from.numTriangles()) {
     sqEnough = std::min(sqKnown, sqLimit);  // so that few samples are looked up
     sqEnough = std::min(std::max(sqKnown, reachedBySome()), sqLimit);
-    parallelChunks(vBounds.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vBounds.size(), minTriangles, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vBounds[i] = boundOf(static_cast<std::uint32_t>(i));
     });
 }

@@ -16,8 +16,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t none = CollapseMesh::none;
-
 class SparseReduction {
 public:
     SparseReduction(const TriangleMesh& flat, const std::vector<float>& vLongest_, double errorShare_)
@@ -36,7 +34,7 @@ public:
     void keepLiving(TriangleMesh& flat) const {
         flat.indices.clear();
         for (const std::uint32_t vertex : mesh.getTriples())
-            if (vertex != none) flat.indices.push_back(vertex);
+            if (vertex != CollapseMesh::none) flat.indices.push_back(vertex);
         renumberVertices(flat, VertexOrder::MESH);
     }
 
@@ -45,7 +43,7 @@ private:
     bool merge(std::uint32_t v) {
         vNeighbours.clear();
         mesh.forEachNeighbour(v, [&](std::uint32_t u) { vNeighbours.push_back(u); });
-        std::uint32_t best = none;
+        std::uint32_t best = CollapseMesh::none;
         double bestError = std::numeric_limits<double>::infinity();
         for (const std::uint32_t u : vNeighbours) {
             const double error = errorInto(u, v);
@@ -53,7 +51,7 @@ private:
             bestError = error;
             best = u;
         }
-        if (best == none || !mesh.begin(best, v)) return false;
+        if (best == CollapseMesh::none || !mesh.begin(best, v)) return false;
         mesh.collapse(mesh.vPos[best]);
         vError[best] = std::max(vError[best], bestError);
         return true;

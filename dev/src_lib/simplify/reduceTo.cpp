@@ -24,8 +24,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t none = CollapseMesh::none;
-constexpr std::size_t minChunk = 1'000;  // vertices
+constexpr std::size_t minVertices = 1'000;
 // Part of a squared distance along the surface in the cost: where that is flat,
 // triangles become even, and the best point is one near the others.
 constexpr double pointShare = 1e-8;
@@ -133,17 +132,17 @@ public:
     // moved stays bit for bit.
     TriangleMesh takeMesh() {
         TriangleMesh result;
-        vNewIndex.assign(source.vPos.size(), none);
+        vNewIndex.assign(source.vPos.size(), CollapseMesh::none);
         for (const std::uint32_t vertex : mesh.getTriples())
-            if (vertex != none) vNewIndex[vertex] = 0;
+            if (vertex != CollapseMesh::none) vNewIndex[vertex] = 0;
         for (std::uint32_t i = 0; i < vNewIndex.size(); ++i) {
-            if (vNewIndex[i] == none) continue;
+            if (vNewIndex[i] == CollapseMesh::none) continue;
             vNewIndex[i] = static_cast<std::uint32_t>(result.vertices.size());
             vOldIndex.push_back(i);
             result.vertices.push_back(pointAt(i));
         }
         for (const std::uint32_t vertex : mesh.getTriples())
-            if (vertex != none) result.indices.push_back(vNewIndex[vertex]);
+            if (vertex != CollapseMesh::none) result.indices.push_back(vNewIndex[vertex]);
         return result;
     }
 
@@ -185,7 +184,7 @@ private:
     // --- quadrics ---
 
     void makeQuadrics() {
-        parallelChunks(vQuadrics.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunks(vQuadrics.size(), minVertices, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 const auto vertex = static_cast<std::uint32_t>(i);
                 for (const std::uint32_t triangle : source.fan(vertex)) addTriangle(vertex, triangle);
@@ -307,7 +306,7 @@ private:
             }
             return vScored;
         };
-        for (const auto& vScored : parallelChunkResults<std::vector<Candidate>>(vQuadrics.size(), minChunk, score))
+        for (const auto& vScored : parallelChunkResults<std::vector<Candidate>>(vQuadrics.size(), minVertices, score))
             for (const Candidate& candidate : vScored) queue.push(candidate);
     }
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr double margin = 0.04;     // of the shorter side of the picture, on all sides
 constexpr double farthest = 1e150;  // what squares without overflow
-constexpr std::size_t minChunk = 20000;
+constexpr std::size_t minPoints = 20000;
 
 struct Box {
     double low[3] = {infinity, infinity, infinity}, high[3] = {-infinity, -infinity, -infinity};
@@ -45,7 +45,7 @@ bool isFinite(const Point3& p) {
 // at(i): the point of number i of n.
 template <class At>
 void addBox(std::size_t n, const Camera& camera, const At& at, Box& box) {
-    const std::vector<Box> vBoxes = parallelChunkResults<Box>(n, minChunk, [&](std::size_t begin, std::size_t end) {
+    const std::vector<Box> vBoxes = parallelChunkResults<Box>(n, minPoints, [&](std::size_t begin, std::size_t end) {
         Box part;
         for (std::size_t i = begin; i < end; ++i) {
             const Point3& p = at(i);
