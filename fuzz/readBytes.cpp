@@ -30,6 +30,7 @@ std::string withChecksums(std::string bytes) {
 
 void readStream(const InputFile& file, OpenStream open) {
     const std::unique_ptr<PointStream> pStream = open(file, {});
+    if (!pStream) return;
     for (PointBlock block; pStream->next(block); block = {}) {
     }
 }
@@ -39,15 +40,24 @@ void readWhole(InputFile& file, bool bMeshes) {
     if (bMeshes && cloud.numTriangles() > 0) meshOf(std::move(cloud), "x", {.mergeEqual = true});
 }
 
+// Whether or not it holds what is expected.
+template <class Fn>
+void tryTo(const Fn& fn) {
+    try {
+        fn();
+    } catch (const LoadError&) {
+    }
+}
+
 void readAny(std::string_view bytes) {
     if (ending == ".gz") {
-        if (isGzip(bytes)) unpackGzip(bytes);
+        if (isGzip(bytes)) tryTo([&] { unpackGzip(bytes); });
         return;
     }
     InputFile file = InputFile::of(bytes);
     const Format& format = *formatOfEnding(ending);
-    if (format.open) return readStream(file, format.open);
-    readWhole(file, format.bMeshes);
+    if (format.bWhole) tryTo([&] { readWhole(file, format.bMeshes); });
+    if (format.open) tryTo([&] { readStream(file, format.open); });
 }
 
 }  // namespace
@@ -55,9 +65,6 @@ void readAny(std::string_view bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size) {
     std::string bytes(reinterpret_cast<const char*>(pData), size);
     if (ending == ".e57") bytes = withChecksums(std::move(bytes));
-    try {
-        readAny(bytes);
-    } catch (const LoadError&) {
-    }
+    readAny(bytes);
     return 0;
 }

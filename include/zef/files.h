@@ -22,7 +22,7 @@ namespace QUOR_ZEF {
 // helps; readers take at most 16 times the size of the file, or of what it unpacks to, and
 // some MiB of memory, whatever the file claims; of compressed LAS and E57 what its points take. A written file appears
 // whole or not at all: on failure, and when the call is cancelled, what stood under the name is untouched. The locale
-// plays no part. All on the calling thread but LAS and E57, which all threads of the context read; O(n).
+// plays no part. All on the calling thread but LAS, E57, PTX and text, which all threads of the context read; O(n).
 
 // What a file of points or triangles holds.
 struct PointFile {
@@ -108,15 +108,16 @@ struct ReadOptions {
     std::uint64_t every = 1;
     // Above 0: of the points that are left, one for each cell of a grid with this side, in world
     // units: their mean, with the mean of their colours, normals and intensities and the class of
-    // the first, by first use of the cell. Beyond the points that come out, LAS, E57, PTX and PCD
-    // without compression then take bounded memory, however large the file.
+    // the first, by first use of the cell. Beyond the points that come out, LAS, E57, PTX, PCD without
+    // compression, PLY and text then take bounded memory, however large the file, if not by gzip.
     double grid = 0.0;
     // Only this scan of files that hold several, from 0 on.
     std::optional<std::uint32_t> scan = {};
     // Names of the columns of text lists, apart by commas: x y z, r g b, nx ny nz, i
     // (intensity); other names are skipped. Empty: found as told above.
     std::string columns = {};
-    // Takes what can be read of a damaged file, with a note, instead of a FileError.
+    // Takes what can be read of a damaged file, with a note, instead of a FileError; of PLY the
+    // points before the fault, without triangles.
     bool partial = false;
 };
 

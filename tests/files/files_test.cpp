@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -9,6 +10,7 @@
 
 #include "files/PointCollector.h"
 #include "frame/Rand15.h"
+#include "support/plyText.h"
 #include "support/tempFolder.h"
 #include "zef/files.h"
 
@@ -183,6 +185,76 @@ TEST(ReadPoints, takesColumnsByNameAndWhatStandsBeforeAFault) {
     found = readPoints({cut}, options);
     EXPECT_EQ(found.points.size(), 2u);
     EXPECT_TRUE(contains(found.notes.at(0), "line 3"));
+}
+
+// Read a part at a time, as for files larger than memory, and whole.
+TEST(ReadPoints, choosingAllGivesWhatIsReadAsAWhole) {
+    const TempFolder folder;
+    Rand15 draws;
+    const auto number = [&] { return std::to_string(draws.next() % 900 / 8.0); };
+    std::string lines, rows, unitLines;
+    constexpr int num = 150'000;
+    for (int i = 0; i < num; ++i) {
+        const std::string color =
+            i + 1 < num ? " 200 7 0" : " 60000 7000 900";  // the last one tells that it is 16 bits
+        lines += (i % 5 ? "" : "# more\n\n") + number() + " " + number() + "\t" + number() + color + "\n";
+        unitLines += number() + "," + number() + "," + number() + (i % 2 ? ",0,0,1\n" : ",0.6,0,0.8\n");
+        rows += number() + " " + number() + " -7 0.25 0 " + (i + 1 < num ? "0.5" : "99") + " 1 0 0\n\n";
+    }
+    const std::string head =
+        "element camera 2\nproperty float f\nelement vertex " + std::to_string(num) +
+        "\nproperty float x\nproperty double y\nproperty short z\nproperty float red\nproperty "
+        "float green\nproperty float blue\nproperty float nx\nproperty float ny\nproperty float nz\n";
+    std::string binary = zef_test::bytesOf(1.f, 2.f);
+    for (int i = 0; i < num; ++i)
+        binary += zef_test::bytesOf(static_cast<float>(i), 0.5 * i, static_cast<std::int16_t>(i % 99), 0.25f, 0.f,
+                                    i + 1 < num ? 0.5f : 99.f, 1.f, 0.f, 0.f);
+    const std::string vNames[] = {folder.put("a.xyz", "x y z r g b\n" + lines),
+                                  folder.put("b.xyz", lines),
+                                  folder.put("c.csv", unitLines),
+                                  folder.put("d.ply", zef_test::plyFile("ascii", head, "1\n2\n" + rows)),
+                                  folder.put("e.ply", zef_test::plyFile("binary_little_endian", head, binary)),
+                                  folder.put("f.ply", zef_test::plyFile("binary_big_endian", head, binary))};
+    ReadOptions all;
+    all.box = std::array<Point3, 2>{Point3(-1e300, -1e300, -1e300), Point3(1e300, 1e300, 1e300)};
+    for (const std::string& name : vNames) {
+        const PointFile whole = readPoints(name), parts = readPoints({name}, all);
+        ASSERT_EQ(parts.points.size(), std::size_t{num}) << name;
+        EXPECT_EQ(parts.points, whole.points) << name;
+        EXPECT_TRUE(std::equal(parts.normals.begin(), parts.normals.end(), whole.normals.begin(), whole.normals.end(),
+                               [](const Vector3& a, const Vector3& b) { return (a - b).length() == 0.0; }))
+            << name;
+        for (const std::size_t i : {0, num - 1}) EXPECT_EQ(parts.points[i].r, whole.points[i].r) << name;
+        EXPECT_EQ(parts.hasColor, name.find("c.csv") == std::string::npos) << name;
+    }
+    EXPECT_EQ(readPoints(vNames[0]).points.front().r, 1);
+    EXPECT_EQ(readPoints(vNames[2]).normals.size(), std::size_t{num});
+    EXPECT_EQ(readPoints(vNames[3]).points.front().g, 0);
+    EXPECT_EQ(readPoints(vNames[4]).points.back().b, 99);
+}
+
+TEST(ReadPoints, takesTheVerticesBeforeAFaultOfPly) {
+    const TempFolder folder;
+    const std::string head = "element vertex 3\n" + zef_test::xyzLines,
+                      face = "element face 1\nproperty list uchar int vertex_indices\n";
+    const std::string three = zef_test::bytesOf(1.f, 2.f, 3.f, 4.f, 5.f, 6.f, 7.f, 8.f, 9.f);
+    const auto binary = [&](const std::string& more, const std::string& body) {
+        return folder.put("a.ply", zef_test::plyFile("binary_little_endian", head + more, body));
+    };
+    ReadOptions options;
+    options.partial = true;
+    const auto taken = [&](const std::string& name) {
+        EXPECT_TRUE(contains(faultOf([&] { readPoints(name); }), "a.ply: ")) << "taken without being told to";
+        return readPoints({name}, options);
+    };
+    EXPECT_EQ(taken(binary("", three.substr(0, 30))).points, (std::vector<Point3>{{1, 2, 3}, {4, 5, 6}}));
+    EXPECT_EQ(taken(binary(face, three + zef_test::bytesOf(std::uint8_t{3}, 0))).points.size(), 3u);
+    EXPECT_EQ(taken(folder.put("a.ply", zef_test::plyFile("ascii", head, "1 2 3\n4 x 6\n7 8 9\n"))).points.size(), 1u);
+    EXPECT_TRUE(contains(faultOf([&] { readPoints({binary("", "")}, options); }), "byte"));
+    options.every = 2;
+    const std::string joined = folder.put("a.ply", zef_test::plyFile("ascii", head, "1 2 3 4 5 6\n7 8 9\n"));
+    EXPECT_TRUE(
+        contains(faultOf([&] { options.partial = false, readPoints({joined}, options); }), "line 10: 1 vertices"));
 }
 
 TEST(ReadPoints, putsFilesTogether) {

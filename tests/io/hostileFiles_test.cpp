@@ -312,8 +312,8 @@ TEST(hostileFiles, damagedFilesNeverDoHarm) {
                             0x96000baba4b68f1du, 0x3c79fb2f8deb8484u, 0xb0516d1bcf49a48au, 0xdedd4573e49573c0u,
                             0x72673e19953a455du, 0x3d77ea375d28a49du, 0x9170649cfd28a1e7u, 0xcb593e792a0368a6u,
                             0x6149c3ccb664e23eu, 0x9ca7f49c87f89e6fu, 0xb72daae8dd19ea38u, 0x3b84a9793ba463b5u,
-                            0xacacd5dba6b2e5d2u, 0x986364b544baa754u, 0xa10d90763a798c03u, 0xf0037d7f0fcd11bu,
-                            0x3b35de8ebb898f20u, 0xacf8149edddb5dcfu, 0x8552807315637e7u,  0x87aafa4b953cb47eu}));
+                            0xacacd5dba6b2e5d2u, 0x986364b544baa754u, 0xad088d9e6ff336b0u, 0xcf94581e1bb596eu,
+                            0x3b35de8ebb898f20u, 0xacf8149edddb5dcfu, 0x8552807315637e7u,  0x8e2d05ea75109cd8u}));
 }
 
 // The tersest files there are of each format cost the most memory a byte.

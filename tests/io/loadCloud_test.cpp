@@ -147,7 +147,7 @@ TEST_F(LoadCloud, errorsNameThePlace) {
         {"a.csv", "x;y;z\n1,5;2,5;3,5\n", "line 2: commas beside blanks or semicolons"},
         {"a.xyz", "1,5 2,5 3,5\n", "line 1: commas beside blanks or semicolons"},
         {"a.xyz", "hello\n", "no line starts with three numbers"},
-        {"a.xyz", std::string("1 2 3\n\0\0", 8), "byte 6: the file is not plain text"},
+        {"a.xyz", std::string("1 2 3\n\0\0", 8), "line 2: the file is not plain text"},
         {"a.bin", bin, "byte 4: 2 points announced"},
         {"a.bin", "short", "shorter than the header"},
         {"a.zip", "PK", "unknown ending \".zip\""},

@@ -5,13 +5,12 @@
 #include <utility>
 
 #include "bytes/FileBytes.h"
+#include "files/directions.h"
 #include "frame/Run.h"
 
 namespace QUOR_ZEF {
 
 namespace {
-
-constexpr double cellsToEachSide = 1 << 20;  // three numbers of 21 bits make a code
 
 template <class T>
 void appendAll(std::vector<T>& vAll, std::vector<T>&& vPart) {
@@ -27,20 +26,9 @@ bool isFinite(const Point3& p) {
     return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
 }
 
-// Of length 1; zero where there is none.
-Vector3 directionTo(const Point3& place, const Point3& from) {
-    const Vector3 way = place - from;
-    const double length = way.length();
-    return std::isfinite(length) && length > 0.0 ? way / length : Vector3();
-}
-
-std::uint8_t meanByte(uint64 sum, uint64 num) {
-    return static_cast<std::uint8_t>((sum + num / 2) / num);
-}
-
 }  // namespace
 
-PointCollector::PointCollector(const ReadOptions& readOptions) : options(readOptions) {
+PointCollector::PointCollector(const ReadOptions& readOptions) : options(readOptions), means(readOptions.grid) {
     bClassTaken.fill(options.keepClasses.empty());
     for (const std::uint8_t number : options.keepClasses) bClassTaken[number] = true;
     for (const std::uint8_t number : options.dropClasses) bClassTaken[number] = false;
@@ -118,76 +106,12 @@ void PointCollector::noteViewpoint(const std::optional<Point3>& viewpoint) {
     vRunEnds.back() = all.points.size();
 }
 
-uint64 PointCollector::codeOf(const Point3& p) const {
-    uint64 code = 0;
-    for (const double offset : {p.px - origin.px, p.py - origin.py, p.pz - origin.pz}) {
-        const double number = std::floor(offset / options.grid) + cellsToEachSide;
-        if (!(number >= 0.0 && number < 2.0 * cellsToEachSide))
-            throw LoadError("a grid of " + std::to_string(options.grid) +
-                            " is too fine for the extent of the points; give a larger one, or a box");
-        code = code << 21 | static_cast<uint64>(number);
-    }
-    return code;
-}
-
-// Cells begin at multiples of their side, so that the first point does not matter.
-PointCollector::Cell& PointCollector::cellOf(const Point3& p) {
-    if (vCells.empty()) {
-        const auto corner = [&](double coord) { return std::floor(coord / options.grid) * options.grid; };
-        origin = {corner(p.px), corner(p.py), corner(p.pz)};
-    }
-    const auto next = static_cast<std::uint32_t>(vCells.size());
-    const std::uint32_t number = cells.insert(codeOf(p), next);
-    if (number == next) pushSlowly(vCells, Cell());
-    return vCells[number];
-}
-
-void PointCollector::Cell::add(const PointBlock& block, std::size_t i) {
-    const Point3& p = block.points[i];
-    if (num++ == 0) {
-        first = p;
-        if (!block.classes.empty()) pointClass = block.classes[i];
-    }
-    sum += p - first;
-    if (!block.normals.empty()) normal += block.normals[i];
-    if (block.normals.empty() && block.viewpoint) normal += directionTo(*block.viewpoint, p);
-    if (!block.intensities.empty()) intensity += static_cast<double>(block.intensities[i]);
-    if (!p.hasColor()) return;
-    ++numColored;
-    color[0] += p.r;
-    color[1] += p.g;
-    color[2] += p.b;
-    color[3] += p.a;
-}
-
-Point3 PointCollector::Cell::mean() const {
-    Point3 p;
-    p.set(first + sum / static_cast<double>(num));
-    if (numColored > 0)
-        p.setColor(meanByte(color[0], numColored), meanByte(color[1], numColored), meanByte(color[2], numColored),
-                   meanByte(color[3], numColored));
-    return p;
-}
-
 void PointCollector::thin(const PointBlock& block) {
     if (!block.points.empty()) noteViewpoint(block.viewpoint);
     for (std::size_t i = 0; i < block.points.size(); ++i) {
         pollRun(i);
-        if (isFinite(block.points[i])) cellOf(block.points[i]).add(block, i);
+        if (isFinite(block.points[i])) means.add(block, i);
     }
-}
-
-// Of the cells, in their place.
-void PointCollector::takeMeans() {
-    all.points.reserve(vCells.size());
-    for (const Cell& cell : vCells) {
-        all.points.push_back(cell.mean());
-        if (bNormals || bNoNormals) all.normals.push_back(cell.normal);
-        if (bClasses) all.classes.push_back(cell.pointClass);
-        if (bIntensities) all.intensities.push_back(static_cast<float>(cell.intensity / static_cast<double>(cell.num)));
-    }
-    vCells = {};
-    cells = CodeMap();
 }
 
 void PointCollector::takeDirections(PointFile& out) const {
@@ -212,8 +136,8 @@ void PointCollector::settleViewpoints(PointFile& out) {
 }
 
 void PointCollector::finish(PointFile& out) {
-    const bool bMeans = !vCells.empty();
-    if (bMeans) takeMeans();
+    const bool bMeans = means.size() > 0;
+    if (bMeans) means.takeMeans({bNormals || bNoNormals, bClasses, bIntensities}, all);
     out.points = std::move(all.points);
     if (bNormals || bMeans) out.normals = std::move(all.normals);
     if (bClasses) out.classes = std::move(all.classes);

@@ -4,9 +4,9 @@
 #include <span>
 #include <vector>
 
+#include "files/CellMeans.h"
 #include "formats/PointStream.h"
 #include "frame/types.h"
-#include "store/CodeMap.h"
 #include "zef/files.h"
 
 namespace QUOR_ZEF {
@@ -27,23 +27,9 @@ public:
     // Points, attributes, viewpoint, and how many were not taken.
     void finish(PointFile& out);
 
-    uint64 getNumTaken() const { return vCells.empty() ? all.points.size() : vCells.size(); }
+    uint64 getNumTaken() const { return means.size() == 0 ? all.points.size() : means.size(); }
 
 private:
-    // Sums over the points of a cell, relative to the first of them.
-    struct Cell {
-        Point3 first;
-        Vector3 sum;
-        Vector3 normal;  // or directions to the scanner, where there are none
-        double intensity = 0.0;
-        std::array<uint64, 4> color{};
-        uint64 num = 0, numColored = 0;
-        std::uint8_t pointClass = 0;
-
-        void add(const PointBlock& block, std::size_t i);
-        Point3 mean() const;
-    };
-
     const ReadOptions& options;
     std::array<bool, 256> bClassTaken{};
     PointBlock all;
@@ -55,19 +41,14 @@ private:
     std::vector<std::optional<Point3>> vViewpoints;
     std::vector<std::size_t> vRunEnds;
 
-    std::vector<Cell> vCells;
-    CodeMap cells;
-    Point3 origin;  // of the cells' numbers
+    CellMeans means;
 
     bool isChoosing() const;
     bool isTaken(const PointBlock& block, std::size_t i);
     void keepChosen(PointBlock& block);
     void thin(const PointBlock& block);
-    uint64 codeOf(const Point3& p) const;
-    Cell& cellOf(const Point3& p);
     void append(PointBlock& block);
     void noteViewpoint(const std::optional<Point3>& viewpoint);
-    void takeMeans();
     void settleViewpoints(PointFile& out);
     void takeDirections(PointFile& out) const;
 };

@@ -4,9 +4,11 @@
 #include <utility>
 
 #include "bytes/FileBytes.h"
+#include "bytes/gzip.h"
 #include "frame/Run.h"
 #include "io/loadCloud.h"
 #include "io/meshFormats.h"
+#include "io/streams.h"
 
 namespace QUOR_ZEF {
 
@@ -58,6 +60,7 @@ void ScanFile::detect() {
     constexpr uint64 numLooked = 1024;
     std::string start(static_cast<std::size_t>(std::min(numLooked, file.getSize())), '\0');
     file.read(0, start);
+    bPacked = isGzip(start);
     const Format* const pByEnding = formatOfEnding(ending);
     pFormat = formatOfContent(start);
     if (!pFormat || (pByEnding && pByEnding->open == pFormat->open && pFormat->open)) {
@@ -71,7 +74,7 @@ void ScanFile::detect() {
 }
 
 PointFile ScanFile::loadWhole(const ReadOptions& options) {
-    if (options.scan.value_or(0) > 0) throw LoadError("there is one scan only, number 0");
+    if (options.scan.value_or(0) > 0) throw LoadError(oneScanOnly);
     PointFile out = loadCloud(file, {ending, options.columns, options.partial});
     if (!oddity.empty()) out.notes.push_back(oddity);
     return out;
@@ -85,18 +88,30 @@ TriangleMesh ScanFile::loadMesh(const ReadMeshOptions& options) {
     });
 }
 
-void ScanFile::drain(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
+// Whether what is wanted is better read a part at a time.
+bool ScanFile::hasParts(const ReadOptions& options) const {
+    return isStream() || (pFormat->open && !bPacked && (options.partial || isChoosing(options)));
+}
+
+// Null for what has to be read as a whole.
+std::unique_ptr<PointStream> ScanFile::open(const ReadOptions& options) const {
+    if (!hasParts(options)) return nullptr;
     PointChoice choice;
     choice.scan = options.scan;
-    const std::unique_ptr<PointStream> pStream = pFormat->open(file, choice);
-    collector.expect(std::min<uint64>(pStream->getFacts().numPoints, memoryLimit(file.getSize()) / sizeof(Point3)));
+    choice.columns = options.columns;
+    return pFormat->open(file, choice);
+}
+
+void ScanFile::drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage,
+                     PointFile& out) {
+    collector.expect(std::min<uint64>(stream.getFacts().numPoints, memoryLimit(file.getSize()) / sizeof(Point3)));
     PointBlock block;
     const uint64 numBefore = collector.getNumTaken();
     uint64 position = 0;
     try {
-        while (pStream->next(block)) {
+        while (stream.next(block)) {
             collector.add(block);
-            const uint64 now = std::min(pStream->getPosition(), file.getSize());
+            const uint64 now = std::min(stream.getPosition(), file.getSize());
             stage.tick(now - std::min(now, position));
             pollRun(0);
             position = std::max(now, position);
@@ -104,15 +119,31 @@ void ScanFile::drain(const ReadOptions& options, PointCollector& collector, Opti
     } catch (const LoadError& error) {
         collector.add(block);
         const uint64 numGood = collector.getNumTaken() - numBefore;
-        if (!options.partial || numGood == 0) throw;
+        if (!bPartial || numGood == 0) throw;
         out.notes.push_back(partialNote(error, numGood));
     }
     stage.tick(file.getSize() - position);
-    takeFacts(pStream->getFacts(), out);
+    takeFacts(stream.getFacts(), out);
+}
+
+void ScanFile::takeWhole(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
+    out = loadWhole(options);
+    PointBlock block = blockOf(out);
+    if (out.kind != PointFile::Kind::POINTS) out.notes.emplace_back(noTrianglesNote);
+    out.kind = PointFile::Kind::POINTS;
+    out.indices = {};
+    collector.add(block);
+    stage.tick(file.getSize());
 }
 
 PointFile ScanFile::load(const ReadOptions& options) {
-    if (!isStream() && !isChoosing(options)) return named([&] { return loadWhole(options); });
+    if (!isStream() && !isChoosing(options)) {
+        try {
+            return named([&] { return loadWhole(options); });
+        } catch (const FileError&) {
+            if (!hasParts(options)) throw;  // else there may be points before the fault
+        }
+    }
     PointFile out;
     PointCollector collector(options);
     OptionalStage stage("IO_files", file.getSize());
@@ -124,19 +155,10 @@ PointFile ScanFile::load(const ReadOptions& options) {
 
 void ScanFile::collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
     named([&] {
-        if (isStream()) {
-            if (!oddity.empty()) out.notes.push_back(oddity);
-            return drain(options, collector, stage, out);
-        }
-        PointFile whole = loadWhole(options);
-        PointBlock block = blockOf(whole);
-        out = std::move(whole);
-        if (out.kind != PointFile::Kind::POINTS)
-            out.notes.emplace_back("Triangles are left out; only points are taken.");
-        out.kind = PointFile::Kind::POINTS;
-        out.indices = {};
-        collector.add(block);
-        stage.tick(file.getSize());
+        const std::unique_ptr<PointStream> pStream = open(options);
+        if (!pStream) return takeWhole(options, collector, stage, out);
+        if (!oddity.empty()) out.notes.push_back(oddity);
+        drain(*pStream, options.partial, collector, stage, out);
     });
 }
 

@@ -16,8 +16,8 @@ public:
     // Throws a FileError for a file that cannot be opened, and for one of no known format.
     explicit ScanFile(const std::string& name);
 
-    // Read a part at a time: then "IO_files" is its stage, else "IO_load" and "IO_read" are.
-    bool isStream() const { return pFormat->open != nullptr; }
+    // Always read a part at a time: then "IO_files" is its stage, else "IO_load" and "IO_read" are.
+    bool isStream() const { return !pFormat->bWhole; }
     // Corners of triangles, of which equal ones become one vertex.
     bool hasCorners() const { return ending == ".stl"; }
 
@@ -36,10 +36,14 @@ private:
     const Format* pFormat = nullptr;
     std::string ending;  // of the format
     std::string oddity;  // a sentence, if the ending is not that of the content
+    bool bPacked = false;
 
     void detect();
     PointFile loadWhole(const ReadOptions& options);
-    void drain(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out);
+    bool hasParts(const ReadOptions& options) const;
+    std::unique_ptr<PointStream> open(const ReadOptions& options) const;
+    void drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage, PointFile& out);
+    void takeWhole(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out);
     template <class Fn>
     auto named(const Fn& fn) const;
 };

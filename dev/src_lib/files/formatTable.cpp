@@ -10,6 +10,7 @@
 #include "formats/ptx.h"
 #include "io/loadCloud.h"
 #include "io/precision.h"
+#include "io/streams.h"
 
 namespace QUOR_ZEF {
 
@@ -39,20 +40,15 @@ const CloudWriter pcdCloud{writePcdCloud, true};
 
 const std::vector<Format>& formatTable() {
     static const std::vector<Format> vFormats = {
-        {"PLY", {".ply"}, "colours, normals, viewpoint, triangles", true, isPly, nullptr, &plyCloud},
-        {"text",
-         {".xyz", ".txt", ".asc", ".pts"},
-         "colours, normals, intensities",
-         false,
-         nullptr,
-         nullptr,
-         &textCloud},
-        {"CSV", {".csv"}, "colours, normals, intensities", false, nullptr, nullptr, &csvCloud},
-        {"LAS", {".las"}, "colours, intensities, classes, projection", false, isLas, openLas, &lasCloud},
-        {"LAZ", {".laz"}, "colours, intensities, classes, projection", false, nullptr, openLas},
-        {"E57", {".e57"}, "colours, intensities, normals, scans, viewpoints", false, isE57, openE57},
-        {"PCD", {".pcd"}, "colours, intensities, normals, viewpoint", false, isPcd, openPcd, &pcdCloud},
-        {"PTX", {".ptx"}, "colours, intensities, scans, viewpoints", false, isPtx, openPtx},
+        {"PLY", {".ply"}, "colours, normals, viewpoint, triangles", true, isPly, openPly, &plyCloud},
+        {"text", {".xyz", ".txt", ".asc"}, "colours, normals, intensities", false, nullptr, openText, &textCloud},
+        {"PTS", {".pts"}, "colours, normals, intensities", false, nullptr, openPts, &textCloud},
+        {"CSV", {".csv"}, "colours, normals, intensities", false, nullptr, openText, &csvCloud},
+        {"LAS", {".las"}, "colours, intensities, classes, projection", false, isLas, openLas, &lasCloud, false},
+        {"LAZ", {".laz"}, "colours, intensities, classes, projection", false, nullptr, openLas, nullptr, false},
+        {"E57", {".e57"}, "colours, intensities, normals, scans, viewpoints", false, isE57, openE57, nullptr, false},
+        {"PCD", {".pcd"}, "colours, intensities, normals, viewpoint", false, isPcd, openPcd, &pcdCloud, false},
+        {"PTX", {".ptx"}, "colours, intensities, scans, viewpoints", false, isPtx, openPtx, nullptr, false},
         {"binary list", {".bin"}, "nothing", false, nullptr, nullptr, &binCloud},
         {"OBJ", {".obj"}, "colours, triangles", true},
         {"STL", {".stl"}, "triangles", true},

@@ -17,8 +17,9 @@ struct Format {
     const char* keeps;                                       // beside coordinates, when reading
     bool bMeshes = false;                                    // reads triangles
     bool (*hasMark)(std::string_view firstBytes) = nullptr;  // null: content does not tell
-    OpenStream open = nullptr;                               // null: read as a whole, by its ending
+    OpenStream open = nullptr;                               // a part at a time; null: there is no such way
     const CloudWriter* pWriter = nullptr;                    // of points
+    bool bWhole = true;                                      // read as a whole where all points are wanted
 };
 
 const std::vector<Format>& formatTable();

@@ -33,6 +33,7 @@ struct PointChoice {
     bool bClasses = true;
     bool bIntensities = true;
     std::optional<std::uint32_t> scan;  // only this one of the file, from 0 on
+    std::string columns{};              // the names of those of text; empty: the text may tell
 };
 
 // What a file says of itself.
@@ -61,7 +62,8 @@ public:
     virtual std::uint64_t getPosition() const = 0;
 };
 
-// Of a file that must live as long as the stream. Throws a LoadError for what is no such file.
+// Of a file that must live as long as the stream. Throws a LoadError for what is no such file; null
+// for one that has to be read as a whole.
 using OpenStream = std::unique_ptr<PointStream> (*)(const InputFile& file, const PointChoice& choice);
 
 }  // namespace QUOR_ZEF

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bytes/InputFile.h"
+#include "formats/LineBlocks.h"
 
 namespace QUOR_ZEF {
 
@@ -15,7 +16,7 @@ public:
     // From this place on, where the line of this number begins. The file must live as long as
     // this does.
     TextLines(const InputFile& source, std::uint64_t place, std::uint64_t line)
-        : file(source), nextPlace(place), lineNumber(line) {}
+        : blocks(source, place, line), lineNumber(line) {}
 
     // The lines that come next, without their line feeds: at least one, or none at the end of
     // the file. Valid until the next call that finds all of them taken. A LoadError for a line of
@@ -26,14 +27,12 @@ public:
     // Of the first line that has not been taken.
     std::uint64_t getLineNumber() const { return lineNumber; }
     // Behind the lines that peek() has shown.
-    std::uint64_t getPosition() const { return nextPlace; }
+    std::uint64_t getPosition() const { return blocks.getPosition(); }
 
 private:
-    const InputFile& file;
-    std::vector<char> vBytes;
+    LineBlocks blocks;
     std::vector<std::string_view> vLines;
     std::size_t numTaken = 0;  // of them
-    std::uint64_t nextPlace;   // of what has not been read, a line begins here
     std::uint64_t lineNumber;
 
     void load();

@@ -9,8 +9,7 @@
 #include "formats/E57Pages.h"
 #include "formats/E57Scans.h"
 #include "formats/E57Section.h"
-#include "formats/keepOnly.h"
-#include "parallel/parallelTransform.h"
+#include "formats/decodeRows.h"
 
 namespace QUOR_ZEF {
 
@@ -214,7 +213,7 @@ private:
     E57UsedParts used;
     bool bCutShort = false;
     bool bDone = false;
-    bool bIntensities = false, bNormals = false;  // some scan has them
+    RowShape shape;  // what some scan has
     std::uint64_t position = 0;
     std::uint64_t numInvalid = 0;
 
@@ -242,8 +241,8 @@ private:
             facts.numPoints += recordsThatFit(scan, file.getSize());
             for (const std::string& text : {scan.name, scan.description})
                 if (!text.empty() && facts.comments.size() < maxComments) facts.comments.push_back(text);
-            bIntensities = bIntensities || (choice.bIntensities && scan.find("intensity"));
-            bNormals = bNormals || (choice.bNormals && scan.find(":normalX"));
+            shape.bIntensities = shape.bIntensities || (choice.bIntensities && scan.find("intensity"));
+            shape.bNormals = shape.bNormals || (choice.bNormals && scan.find(":normalX"));
         }
     }
 
@@ -309,29 +308,15 @@ private:
 
     void decodeBlock(std::size_t num, PointBlock& out) {
         constexpr std::size_t minRecords = 4096;  // of a thread
-        const std::size_t first = out.points.size();
-        resizeAll(first + num, out);
         out.viewpoint = viewpoint;
-        std::vector<char> vKeep(num);
-        const auto decodeChunk = [&](std::size_t begin, std::size_t end) {
-            const std::size_t stop = decoder->decode(begin, end, first, out, vKeep);
-            return stop == end ? num : stop;
+        const auto decode = [&](std::size_t begin, std::size_t end, std::size_t first, std::vector<char>& vKeep) {
+            return decoder->decode(begin, end, first, out, vKeep);
         };
-        std::size_t numGood = num;
-        for (const std::size_t stop : parallelChunkResults<std::size_t>(num, minRecords, decodeChunk))
-            numGood = std::min(numGood, stop);
-        vKeep.resize(numGood);
-        resizeAll(first + numGood, out);
-        numInvalid += keepOnly(vKeep, first, out);
-        if (numGood < num) failAtRecord(numGood);
+        const DecodedRows decoded = decodeRows(num, minRecords, shape, out, decode);
+        numInvalid += decoded.numEmpty;
+        if (decoded.numGood < num) failAtRecord(decoded.numGood);
         section->drop(num);
         numLeft -= num;
-    }
-
-    void resizeAll(std::size_t size, PointBlock& out) const {
-        out.points.resize(size);
-        if (bIntensities) out.intensities.resize(size);
-        if (bNormals) out.normals.resize(size);
     }
 
     [[noreturn]] void failAtRecord(std::size_t index) const {

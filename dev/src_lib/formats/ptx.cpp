@@ -6,8 +6,7 @@
 
 #include "bytes/textNumbers.h"
 #include "formats/TextLines.h"
-#include "formats/keepOnly.h"
-#include "parallel/parallelTransform.h"
+#include "formats/decodeRows.h"
 
 namespace QUOR_ZEF {
 
@@ -153,27 +152,17 @@ private:
 
     void parseBlock(std::span<const std::string_view> vLines, PointBlock& out) {
         constexpr std::size_t minLines = 1024;  // of a thread
-        const std::size_t num = vLines.size(), first = out.points.size();
-        resizeAll(first + num, out);
+        const std::size_t num = vLines.size();
         out.viewpoint = viewpoint;
-        std::vector<char> vKeep(num);
-        const auto parse = [&](std::size_t begin, std::size_t end) {
-            for (; begin != end; ++begin)
-                if (!parseLine(vLines[begin], first + begin, out, vKeep[begin])) return begin;
-            return num;
+        const auto parse = [&](std::size_t begin, std::size_t end, std::size_t first, std::vector<char>& vKeep) {
+            while (begin != end && parseLine(vLines[begin], first + begin, out, vKeep[begin])) ++begin;
+            return begin;
         };
-        std::size_t numGood = num;
-        for (const std::size_t stop : parallelChunkResults<std::size_t>(num, minLines, parse))
-            numGood = std::min(numGood, stop);
-        vKeep.resize(numGood);
-        resizeAll(first + numGood, out);
-        numEmpty += keepOnly(vKeep, first, out);
-        if (numGood < num) fail(lines.getLineNumber() + numGood, "expected x y z, intensity and maybe red green blue");
-    }
-
-    void resizeAll(std::size_t size, PointBlock& out) const {
-        out.points.resize(size);
-        if (choice.bIntensities) out.intensities.resize(size);
+        const RowShape shape{choice.bIntensities, false};
+        const DecodedRows decoded = decodeRows(num, minLines, shape, out, parse);
+        numEmpty += decoded.numEmpty;
+        if (decoded.numGood < num)
+            fail(lines.getLineNumber() + decoded.numGood, "expected x y z, intensity and maybe red green blue");
     }
 
     static std::uint8_t toByte(double value) {

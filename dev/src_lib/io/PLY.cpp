@@ -220,6 +220,14 @@ const PlyElement* PlyFile::findElement(const std::string& name) const {
     return index < pImpl->vElements.size() ? &pImpl->vElements[index] : nullptr;
 }
 
+const std::vector<PlyElement>& PlyFile::getElements() const {
+    return pImpl->vElements;
+}
+
+std::size_t PlyFile::getBodyPlace() const {
+    return pImpl->bodyAt;
+}
+
 const std::vector<std::string>& PlyFile::getComments() const {
     return pImpl->vComments;
 }

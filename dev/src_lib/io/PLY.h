@@ -126,6 +126,9 @@ public:
     void parseHeader(std::string_view bytes, HeaderRule rule);
     // Null if there is none of that name.
     const PlyElement* findElement(const std::string& name) const;
+    const std::vector<PlyElement>& getElements() const;
+    // Where the rows of the first of them begin.
+    std::size_t getBodyPlace() const;
     const std::vector<std::string>& getComments() const;
     const std::vector<std::string>& getObjInfo() const;
     Format getFormat() const;

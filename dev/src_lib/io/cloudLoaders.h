@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bytes/LoadError.h"
+#include "io/PLY.h"
 #include "io/loadCloud.h"
 
 namespace QUOR_ZEF {
@@ -20,20 +21,26 @@ void loadObjCloud(std::string_view bytes, PointFile& out);
 void loadOffCloud(std::string_view bytes, PointFile& out);
 // names: of the columns, apart by commas; empty: the file may name them. bPts: seven numbers on
 // a line without names are x y z intensity red green blue.
-void loadTextCloud(std::string_view bytes, const std::string& names, bool bPts, PointFile& out);
+void loadTextCloud(const InputFile& file, const std::string& names, bool bPts, PointFile& out);
 void loadBinCloud(std::string_view bytes, PointFile& out);
 // Binary or as text.
 void loadGltfCloud(std::string_view bytes, PointFile& out);
 
+LoadError loadErrorOf(const PLY::PlyError& error);
 [[noreturn]] void failAtLine(std::string_view text, const char* pHere, const std::string& fault);
 
-void keepComment(std::string_view line, PointFile& out);
+// Of a text file: the first hundred of them.
+void keepComment(std::string_view line, std::vector<std::string>& vComments);
 
 // The normal of the next point; zero if it is not finite.
-void addNormal(const Vector3& normal, PointFile& out);
+void addNormal(const Vector3& normal, std::vector<Vector3>& vNormals);
 
+inline constexpr const char* notText =
+    "the file is not plain text; save it as text, or give it the ending of its true format";
 // Refuses what is no text, before it is parsed line by line.
 void checkIsText(std::string_view bytes);
+
+inline constexpr const char* noPointLine = "no line starts with three numbers; expected x y z on each line";
 
 // Turns faces into triangles, a fan from the first corner each.
 class FanMaker {

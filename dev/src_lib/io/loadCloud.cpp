@@ -14,15 +14,21 @@ namespace QUOR_ZEF {
 
 namespace {
 
-void loadByEnding(const CloudForm& form, std::string_view bytes, PointFile& out) {
+bool isTextList(const std::string& ending) {
+    constexpr std::array<std::string_view, 7> others{".ply", ".stl", ".obj", ".off", ".bin", ".glb", ".gltf"};
+    return std::find(others.begin(), others.end(), ending) == others.end();
+}
+
+void loadByEnding(const CloudForm& form, InputFile& file, PointFile& out) {
     const std::string& ending = form.ending;
+    if (isTextList(ending)) return loadTextCloud(file, form.columns, ending == ".pts", out);
+    const std::string_view bytes = file.hold();
     if (ending == ".ply") return loadPlyCloud(bytes, out);
     if (ending == ".stl") return loadStlCloud(bytes, out);
     if (ending == ".obj") return loadObjCloud(bytes, out);
     if (ending == ".off") return loadOffCloud(bytes, out);
     if (ending == ".bin") return loadBinCloud(bytes, out);
-    if (ending == ".glb" || ending == ".gltf") return loadGltfCloud(bytes, out);
-    loadTextCloud(bytes, form.columns, ending == ".pts", out);
+    loadGltfCloud(bytes, out);
 }
 
 void countUnused(PointFile& out) {
@@ -33,9 +39,9 @@ void countUnused(PointFile& out) {
 }
 
 // What stands before a fault counts for points alone: triangles may want corners that are lost.
-void loadGoodPart(const CloudForm& form, std::string_view bytes, PointFile& out) {
+void loadGoodPart(const CloudForm& form, InputFile& file, PointFile& out) {
     try {
-        loadByEnding(form, bytes, out);
+        loadByEnding(form, file, out);
     } catch (const LoadError& error) {
         if (!form.bPartial || out.points.empty() || out.kind != PointFile::Kind::POINTS) throw;
         if (!out.normals.empty()) out.normals.resize(out.points.size());
@@ -43,8 +49,8 @@ void loadGoodPart(const CloudForm& form, std::string_view bytes, PointFile& out)
     }
 }
 
-void load(std::string_view bytes, const CloudForm& form, PointFile& out) {
-    loadGoodPart(form, bytes, out);
+void load(InputFile& file, const CloudForm& form, PointFile& out) {
+    loadGoodPart(form, file, out);
     countUnused(out);
     if (std::all_of(out.normals.begin(), out.normals.end(), [](const Vector3& v) { return v.isDegenerate(); }))
         out.normals = {};
@@ -73,39 +79,46 @@ std::string partialNote(const LoadError& error, uint64 numGood) {
 }
 
 PointFile loadCloud(InputFile& file, const CloudForm& form) {
-    std::string_view bytes = file.hold();
-    if (bytes.empty()) throw LoadError("the file is empty");
-    std::string unpacked;
-    if (isGzip(bytes)) bytes = unpacked = unpackGzip(bytes);
+    if (file.getSize() == 0) throw LoadError("the file is empty");
+    std::array<char, 3> mark{};
+    file.read(0, std::span(mark).first(std::min<std::size_t>(mark.size(), file.getSize())));
     try {
         PointFile out;
-        load(bytes, form, out);
+        if (!isGzip({mark.data(), mark.size()})) {
+            load(file, form, out);
+            return out;
+        }
+        const std::string unpacked = unpackGzip(file.hold());
+        InputFile inner = InputFile::of(unpacked);
+        load(inner, form, out);
         return out;
     } catch (const PLY::PlyError& error) {
-        throw LoadError((error.place.empty() ? "" : error.place + ": ") + error.what() +
-                        "; the file is damaged or cut short, export it anew");
+        throw loadErrorOf(error);
     }
+}
+
+LoadError loadErrorOf(const PLY::PlyError& error) {
+    return LoadError((error.place.empty() ? "" : error.place + ": ") + error.what() +
+                     "; the file is damaged or cut short, export it anew");
 }
 
 void failAtLine(std::string_view text, const char* pHere, const std::string& fault) {
     throw LoadError("line " + std::to_string(lineNumber(text, pHere)) + ": " + fault);
 }
 
-void keepComment(std::string_view line, PointFile& out) {
+void keepComment(std::string_view line, std::vector<std::string>& vComments) {
     constexpr std::size_t maxComments = 100;
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    if (out.comments.size() < maxComments) out.comments.emplace_back(line);
+    if (vComments.size() < maxComments) vComments.emplace_back(line);
 }
 
-void addNormal(const Vector3& normal, PointFile& out) {
-    out.normals.push_back(std::isfinite(normal.vx + normal.vy + normal.vz) ? normal : Vector3());
+void addNormal(const Vector3& normal, std::vector<Vector3>& vNormals) {
+    vNormals.push_back(std::isfinite(normal.vx + normal.vy + normal.vz) ? normal : Vector3());
 }
 
 void checkIsText(std::string_view bytes) {
     const std::size_t zero = bytes.find('\0');
-    if (zero != std::string_view::npos)
-        throw LoadError("byte " + std::to_string(zero) +
-                        ": the file is not plain text; save it as text, or give it the ending of its true format");
+    if (zero != std::string_view::npos) throw LoadError("byte " + std::to_string(zero) + ": " + notText);
 }
 
 void FanMaker::addCorner(std::uint32_t index) {

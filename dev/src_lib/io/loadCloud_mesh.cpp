@@ -142,7 +142,7 @@ public:
             const std::string_view line(p, static_cast<std::size_t>(pStop - p));
             if (line.size() > 1 && line[0] == 'v' && isBlank(line[1])) takeVertex(line);
             if (line.size() > 1 && line[0] == 'f' && isBlank(line[1])) pStop = takeFace(p + 1, pEnd);
-            if (line.starts_with("#")) keepComment(line, out);
+            if (line.starts_with("#")) keepComment(line, out.comments);
             p = pStop == pEnd ? pEnd : pStop + 1;
             rows.step(static_cast<uint64>(p - pLine));
         }
@@ -256,7 +256,7 @@ private:
             std::string_view line = withoutIndent(takeLine(rest));
             const std::size_t mark = line.find('#');
             if (mark != std::string_view::npos) {
-                keepComment(line.substr(mark), out);
+                keepComment(line.substr(mark), out.comments);
                 line = line.substr(0, mark);
             }
             if (!line.empty()) return line;

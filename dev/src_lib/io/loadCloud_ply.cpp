@@ -1,14 +1,14 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <memory>
+#include <limits>
 #include <optional>
 
 #include "bytes/FileBytes.h"
 #include "bytes/textNumbers.h"
 #include "frame/Progress.h"
-#include "io/PLY.h"
 #include "io/cloudLoaders.h"
+#include "io/plyVertices.h"
 
 namespace QUOR_ZEF {
 
@@ -67,7 +67,7 @@ void takeNormals(const PlyData& xyz, PointFile& out) {
         RowStage rows("IO_read", xyz.count);
         for (std::size_t i = 0; i < xyz.count; ++i, rows.step()) {
             const char* p = xyz.row(i);
-            addNormal({at(p), at(p + sizeof(T)), at(p + 2 * sizeof(T))}, out);
+            addNormal({at(p), at(p + sizeof(T)), at(p + 2 * sizeof(T))}, out.normals);
         }
     });
 }
@@ -93,14 +93,22 @@ void takeViewpoint(const PlyFile& ply, PointFile& out) {
             if (!out.viewpoint) out.viewpoint = viewpointIn(text);
 }
 
-// What full brightness is: for real numbers 1 or 255, as their values tell.
+float largestOf(const PlyData& data) {
+    return PLY::visitType(data.type, [&](auto example) {
+        using T = decltype(example);
+        float largest = 0.f;
+        if (sizeof(T) == 1) return largest;
+        for (std::size_t i = 0; i < data.count; ++i)
+            for (std::size_t k = 0; k < data.width; ++k)
+                largest = std::max(largest, narrow(static_cast<double>(loadValue<T>(data.row(i) + k * sizeof(T)))));
+        return largest;
+    });
+}
+
+// What full brightness is: for real numbers 1 or 255, as the largest one tells.
 template <class T>
-float brightest(const PlyData& data) {
-    if (std::is_same_v<T, std::uint8_t> || std::is_same_v<T, std::int8_t>) return 255.f;
-    float largest = 0.f;
-    for (std::size_t i = 0; i < data.count; ++i)
-        for (std::size_t k = 0; k < data.width; ++k)
-            largest = std::max(largest, narrow(static_cast<double>(loadValue<T>(data.row(i) + k * sizeof(T)))));
+float brightest(float largest) {
+    if (sizeof(T) == 1) return 255.f;
     if (std::is_floating_point_v<T>) return largest > 1.f ? 255.f : 1.f;
     return largest > 255.f ? 65535.f : 255.f;
 }
@@ -114,10 +122,10 @@ std::uint8_t toByte(const char* p, float full) {
     return scaled >= 255.0 ? std::uint8_t{255} : static_cast<std::uint8_t>(scaled);
 }
 
-void takeColors(const PlyData& rgb, std::vector<Point3>& vPoints) {
+void takeColors(const PlyData& rgb, float largest, std::vector<Point3>& vPoints) {
     PLY::visitType(rgb.type, [&](auto example) {
         using T = decltype(example);
-        const float full = brightest<T>(rgb);
+        const float full = brightest<T>(largest);
         RowStage rows("IO_read", vPoints.size());
         for (std::size_t i = 0; i < vPoints.size(); ++i, rows.step()) {
             const char* p = rgb.row(i);
@@ -127,10 +135,10 @@ void takeColors(const PlyData& rgb, std::vector<Point3>& vPoints) {
     });
 }
 
-void takeAlpha(const PlyData& alpha, std::vector<Point3>& vPoints) {
+void takeAlpha(const PlyData& alpha, float largest, std::vector<Point3>& vPoints) {
     PLY::visitType(alpha.type, [&](auto example) {
         using T = decltype(example);
-        const float full = brightest<T>(alpha);
+        const float full = brightest<T>(largest);
         for (std::size_t i = 0; i < vPoints.size(); ++i) vPoints[i].a = toByte<T>(alpha.row(i), full);
     });
 }
@@ -178,31 +186,50 @@ void noteSkipped(const PlyFile& ply, PointFile& out) {
 
 }  // namespace
 
-void loadPlyCloud(std::string_view bytes, PointFile& out) {
-    PlyFile ply;
-    ply.parseHeader(bytes, PLY::HeaderRule::STRICT);
-    out.format = formatName(ply);
-    for (const std::string& comment : ply.getComments()) keepComment(comment, out);
-    takeViewpoint(ply, out);
+void PlyVertices::request(PlyFile& ply) {
     if (!hasProperties(ply, "vertex", {"x", "y", "z"}, false))
         throw LoadError("the header has no element \"vertex\" with the properties x, y and z; nothing to read");
+    pXYZ = requestFirst(ply, "vertex", {{"x", "y", "z"}}, false);
+    pRGB = requestFirst(ply, "vertex",
+                        {{"red", "green", "blue"}, {"diffuse_red", "diffuse_green", "diffuse_blue"}, {"r", "g", "b"}},
+                        false);
+    pAlpha = pRGB ? requestFirst(ply, "vertex", {{"alpha"}, {"a"}}, false) : nullptr;
+    pNormals = requestFirst(ply, "vertex", {{"nx", "ny", "nz"}}, false);
+}
 
-    const Data pXYZ = requestFirst(ply, "vertex", {{"x", "y", "z"}}, false);
-    const Data pRGB = requestFirst(
-        ply, "vertex", {{"red", "green", "blue"}, {"diffuse_red", "diffuse_green", "diffuse_blue"}, {"r", "g", "b"}},
-        false);
-    const Data pAlpha = pRGB ? requestFirst(ply, "vertex", {{"alpha"}, {"a"}}, false) : nullptr;
-    const Data pNormals = requestFirst(ply, "vertex", {{"nx", "ny", "nz"}}, false);
-    const Data pFaces = requestFirst(ply, "face", {{"vertex_indices"}, {"vertex_index"}}, true);
-    ply.read();
+void PlyVertices::take(const PlyBrightness& brightness, PointFile& out) const {
     if (pXYZ->count > std::numeric_limits<std::uint32_t>::max())
         throw LoadError("more than 4294967295 vertices; cut the cloud into parts");
     takePoints(*pXYZ, out);
-    if (pRGB) takeColors(*pRGB, out.points);
-    if (pAlpha) takeAlpha(*pAlpha, out.points);
+    if (pRGB) takeColors(*pRGB, brightness.color, out.points);
+    if (pAlpha) takeAlpha(*pAlpha, brightness.alpha, out.points);
     if (pNormals) takeNormals(*pNormals, out);
-    if (pFaces) takeFaces(*pFaces, bytes.size(), out);
+}
+
+void PlyBrightness::widen(const PlyVertices& vertices) {
+    if (vertices.pRGB) color = std::max(color, largestOf(*vertices.pRGB));
+    if (vertices.pAlpha) alpha = std::max(alpha, largestOf(*vertices.pAlpha));
+}
+
+void takePlyHeader(const PlyFile& ply, PointFile& out) {
+    out.format = formatName(ply);
+    for (const std::string& comment : ply.getComments()) keepComment(comment, out.comments);
+    takeViewpoint(ply, out);
     noteSkipped(ply, out);
+}
+
+void loadPlyCloud(std::string_view bytes, PointFile& out) {
+    PlyFile ply;
+    ply.parseHeader(bytes, PLY::HeaderRule::STRICT);
+    takePlyHeader(ply, out);
+    PlyVertices vertices;
+    vertices.request(ply);
+    const Data pFaces = requestFirst(ply, "face", {{"vertex_indices"}, {"vertex_index"}}, true);
+    ply.read();
+    PlyBrightness brightness;
+    brightness.widen(vertices);
+    vertices.take(brightness, out);
+    if (pFaces) takeFaces(*pFaces, bytes.size(), out);
 }
 
 }  // namespace QUOR_ZEF

@@ -621,7 +621,8 @@ private:
     void addVertex(const Primitive& primitive, uint64 i, const Pose& pose, const NormalTurn& turn) {
         const Vector3 place = pose.placed(vectorAt(primitive.positions, i));
         Point3& point = out.points.emplace_back(place.vx, place.vy, place.vz);
-        if (bNormals) addNormal(primitive.normals.pFirst ? turn(vectorAt(primitive.normals, i)) : Vector3(), out);
+        if (bNormals)
+            addNormal(primitive.normals.pFirst ? turn(vectorAt(primitive.normals, i)) : Vector3(), out.normals);
         if (!primitive.colors.pFirst) return;
         const auto light = [&](std::size_t k) {
             const std::size_t size = sizeOfType(primitive.colors.type);
