@@ -1,7 +1,8 @@
 // Reading and writing of point files. Input: 5 million random points (seed 1) in
 // a cube of side 100, written to the temporary folder and read back while the
-// system still has the file in memory; one thread. bytes_per_second is the rate
-// of the file's bytes, items_per_second that of its points.
+// system still has the file in memory; lists of text on all threads, the rest on
+// one. bytes_per_second is the rate of the file's bytes by the time on the clock,
+// items_per_second that of its points.
 
 #include <benchmark/benchmark.h>
 
