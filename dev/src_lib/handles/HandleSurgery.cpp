@@ -81,7 +81,8 @@ void HandleSurgery::partVertices(const Sides& vRim) {
     for (std::size_t i = 0; i < vRim.size(); ++i) {
         const std::uint32_t before = vRim[(i + vRim.size() - 1) % vRim.size()];
         const auto copy = static_cast<std::uint32_t>(mesh.vertices.size());
-        mesh.vertices.push_back(Point3(mesh.vertices[mesh.indices[vRim[i]]]));
+        const Point3 place = mesh.vertices[mesh.indices[vRim[i]]];
+        mesh.vertices.push_back(place);
         std::uint32_t side = vRim[i];
         for (; previousSide(side) != before; side = vOpposite[previousSide(side)]) giveVertex(side, copy);
         giveVertex(side, copy);

@@ -122,7 +122,7 @@ std::vector<std::uint32_t> LoopClasses::verticesToMeet(const TriangleMesh& mesh)
     for (const auto& [side, rings] : vSides)
         vVertices.push_back(std::min(mesh.indices[side], mesh.indices[nextSide(side)]));
     std::ranges::sort(vVertices);
-    vVertices.erase(std::ranges::unique(vVertices).begin(), vVertices.end());
+    vVertices.erase(std::unique(vVertices.begin(), vVertices.end()), vVertices.end());
     return vVertices;
 }
 

@@ -18,7 +18,7 @@ std::vector<std::uint32_t> findOpposites(const TriangleMesh& mesh);
 // Tells loops of edges that part a manifold and oriented mesh from those that do not, as around a handle or through
 // it: the classes of the edges of a loop, joined by exclusive or, are 0 if the loop parts the mesh, and only then but
 // for a chance of 2^-64. Two loops have the same class if they part the mesh together. Borders count as if they were
-// filled. O(n), 5 bytes a triangle meanwhile, and 8 more where there are handles.
+// filled. O(n), some 11 bytes a triangle meanwhile, and 8 more where there are handles.
 class LoopClasses {
 public:
     LoopClasses(const TriangleMesh& mesh, const std::vector<std::uint32_t>& vOpposite);

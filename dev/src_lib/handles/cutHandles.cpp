@@ -145,7 +145,7 @@ std::size_t countPairs(const TriangleMesh& mesh, Sides vTriangles, std::size_t f
         for (std::size_t i = 0; i < 3; ++i) local.indices.push_back(mesh.indices[3 * std::size_t{t} + i]);
     Sides vUsed = local.indices;
     std::ranges::sort(vUsed);
-    vUsed.erase(std::ranges::unique(vUsed).begin(), vUsed.end());
+    vUsed.erase(std::unique(vUsed.begin(), vUsed.end()), vUsed.end());
     for (std::uint32_t& index : local.indices)
         index = static_cast<std::uint32_t>(std::ranges::lower_bound(vUsed, index) - vUsed.begin());
     for (const std::uint32_t vertex : vUsed) local.vertices.push_back(mesh.vertices[vertex]);
