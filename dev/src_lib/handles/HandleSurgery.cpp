@@ -3,20 +3,13 @@
 #include <algorithm>
 
 #include "flat/triangleSides.h"
+#include "handles/shortLoops.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
 using Sides = std::vector<std::uint32_t>;
-
-Point3 middleOf(const TriangleMesh& mesh, const Sides& vRim) {
-    const Point3& first = mesh.vertices[mesh.indices[vRim[0]]];
-    Vector3 sum;
-    for (const std::uint32_t side : vRim) sum += mesh.vertices[mesh.indices[side]] - first;
-    const Point3 middle = first + sum / static_cast<double>(vRim.size());
-    return {middle.px, middle.py, middle.pz};
-}
 
 }  // namespace
 
@@ -112,7 +105,7 @@ void HandleSurgery::close(const Sides& vRim) {
         return;
     }
     const auto middle = static_cast<std::uint32_t>(mesh.vertices.size());
-    mesh.vertices.push_back(middleOf(mesh, vRim));
+    mesh.vertices.push_back(middleOf(placesOf(mesh, vRim)));
     const auto first = static_cast<std::uint32_t>(mesh.indices.size());
     for (std::uint32_t i = 0; i < num; ++i) pairUp(addTriangle(startOf(i + 1), startOf(i), middle), vRim[i]);
     for (std::uint32_t i = 0; i < num; ++i)

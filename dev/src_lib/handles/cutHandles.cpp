@@ -35,7 +35,7 @@ public:
     bool isFull() const { return vKnown.size() >= mostInRound; }
 
 private:
-    std::vector<uint64> vKnown;  // each below the others but for its highest bit
+    std::vector<uint64> vKnown;  // the highest bit of one is in none that came later
 };
 
 // A mesh that loses its handles, in rounds: loops of one round have no vertex in common, so that cutting one leaves the
@@ -93,19 +93,6 @@ private:
     }
 };
 
-std::vector<Point3> placesOf(const TriangleMesh& mesh, const HandleLoop& loop) {
-    std::vector<Point3> vPlaces;
-    for (const std::uint32_t side : loop.vSides) vPlaces.push_back(mesh.vertices[mesh.indices[side]]);
-    return vPlaces;
-}
-
-Point3 middleOf(const std::vector<Point3>& vPlaces) {
-    Vector3 sum;
-    for (const Point3& place : vPlaces) sum += place - vPlaces[0];
-    const Point3 middle = vPlaces[0] + sum / static_cast<double>(vPlaces.size());
-    return {middle.px, middle.py, middle.pz};
-}
-
 // What lies around loops.
 struct Surroundings {
     std::vector<Sides> vTriangles;  // by loop
@@ -119,7 +106,7 @@ struct Surroundings {
         std::vector<std::uint32_t> vAll;
         for (const HandleLoop& loop : vLoops) {
             vAll.push_back(static_cast<std::uint32_t>(vMiddles.size()));
-            vMiddles.push_back(middleOf(placesOf(mesh, loop)));
+            vMiddles.push_back(middleOf(placesOf(mesh, loop.vSides)));
         }
         const PlaceIndex index(vMiddles, vAll, radius);
         const auto forEachNear = [&](const Point3& p, const auto& fn) {
@@ -177,7 +164,7 @@ std::size_t cutHandles(TriangleMesh& mesh, const PointSource& points, double cel
         const std::size_t numBefore = numCut, firstNew = mesh.numTriangles();
         rounds.finish([&](std::size_t i) {
             const HandleLoop& loop = rounds.vLoops[i];
-            if (isHeldOpen(placesOf(mesh, loop), around.vPoints[i], cellSize)) return false;
+            if (isHeldOpen(placesOf(mesh, loop.vSides), around.vPoints[i], cellSize)) return false;
             const auto countHere = [&] { return countPairs(mesh, around.vTriangles[i], firstNew); };
             if (!cutCleanly(rounds.surgery, loop.vSides, cellSize, countHere)) return false;
             ++numCut;
@@ -199,7 +186,7 @@ HandleReport measureHandles(const TriangleMesh& mesh, double longest) {
         if (round == 0) report.numHandles = rounds.numHandles;
         rounds.finish([&](std::size_t i) {
             const HandleLoop& loop = rounds.vLoops[i];
-            report.shortHandles.push_back({loop.length, middleOf(placesOf(cut, loop))});
+            report.shortHandles.push_back({loop.length, middleOf(placesOf(cut, loop.vSides))});
             rounds.surgery.cut(loop.vSides, 0.0, 0.0);
             return true;
         });

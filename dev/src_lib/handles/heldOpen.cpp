@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "geometry/freeFunctions.h"
+#include "handles/shortLoops.h"
 
 namespace QUOR_ZEF {
 
@@ -21,10 +22,7 @@ constexpr double fewPoints = 0.5;    // per square cell; a sheet has one at leas
 // The loop seen along its axis.
 class FlatLoop {
 public:
-    explicit FlatLoop(const std::vector<Point3>& vLoop) {
-        Vector3 sum;
-        for (const Point3& p : vLoop) sum += p - vLoop[0];
-        middle = vLoop[0] + sum / static_cast<double>(vLoop.size());
+    explicit FlatLoop(const std::vector<Point3>& vLoop) : middle(middleOf(vLoop)) {
         Vector3 twice;
         for (std::size_t i = 0; i < vLoop.size(); ++i) {
             const Point3& next = vLoop[(i + 1) % vLoop.size()];
@@ -53,7 +51,7 @@ public:
     double areaDeeperThan(double depth) const { return std::max(0.0, area - depth * length + M_PI * depth * depth); }
 
 private:
-    Point3 middle;
+    const Point3 middle;
     Vector3 axis;
     double length = 0.0, area = 0.0;
     std::vector<Vector3> vFlat;

@@ -139,6 +139,19 @@ private:
 
 }  // namespace
 
+std::vector<Point3> placesOf(const TriangleMesh& mesh, const std::vector<std::uint32_t>& vSides) {
+    std::vector<Point3> vPlaces;
+    for (const std::uint32_t side : vSides) vPlaces.push_back(mesh.vertices[mesh.indices[side]]);
+    return vPlaces;
+}
+
+Point3 middleOf(const std::vector<Point3>& vPlaces) {
+    Vector3 sum;
+    for (const Point3& place : vPlaces) sum += place - vPlaces[0];
+    const Point3 middle = vPlaces[0] + sum / static_cast<double>(vPlaces.size());
+    return {middle.px, middle.py, middle.pz};
+}
+
 std::vector<HandleLoop> findShortLoops(const TriangleMesh& mesh, const std::vector<std::uint32_t>& vOpposite,
                                        const LoopClasses& classes, double longest) {
     constexpr std::size_t minChunk = 1'000;

@@ -16,6 +16,11 @@ struct HandleLoop {
     uint64 loopClass = 0;
 };
 
+// Where the sides start.
+std::vector<Point3> placesOf(const TriangleMesh& mesh, const std::vector<std::uint32_t>& vSides);
+// Their mean, without colour.
+Point3 middleOf(const std::vector<Point3>& vPlaces);
+
 // Loops that part the mesh nowhere, with no vertex at a border, of such a length at the most: for each vertex that all
 // such loops have to meet the shortest through it, if there is one; so also the shortest of all. The shortest first. On
 // all threads; each of those vertices takes some 10 microseconds.
