@@ -87,6 +87,12 @@ struct ReconstructOptions {
     // Whether the mesh is made manifold, as by mend(), its pieces are turned to one side,
     // and its filled places get colours.
     bool mend = true;
+    // With mend: handles and tunnels narrower than this, in cells, are cut or filled, whatever is shorter around,
+    // unless points hold them open: points around them, and none where they would be closed. Those narrower than about
+    // a cell and a half go in any case. The loop around one is at most as long as a circle of that width, and meets no
+    // border. Nothing moves by more than half a cell, and what would make triangles intersect stays. 0 to 30; 0 keeps
+    // all.
+    double minHandle = 3.0;
     // With mend: whether the mesh is then fitted closer to the points, as by refit(), with this
     // radius in spacings, or 0 for one by the noise.
     bool refit = true;
@@ -152,6 +158,7 @@ struct Reconstruction {
     ManifoldReport mended;                  // zeros without ReconstructOptions::mend
     std::uint64_t numRemovedPieces = 0;     // after that, see ReconstructOptions::minPiece,
     std::uint64_t numRemovedTriangles = 0;  // and their triangles
+    std::uint64_t numCutHandles = 0;        // or filled tunnels, see ReconstructOptions::minHandle
     RefitReport refit;                      // see ReconstructOptions::refit
     UntangleReport untangled;               // see ReconstructOptions::untangle
     ClosingReport closing;                  // see ReconstructOptions::closed

@@ -205,6 +205,16 @@ py::dict check(const MeshHolder& mesh, const py::object& threads, const py::obje
     return reportOf(mesh.look(call, zef::check));
 }
 
+py::dict findHandles(const MeshHolder& mesh, const py::object& longest, const py::object& threads,
+                     const py::object& progress) {
+    Call call(threads, progress);
+    double longestLoop = 0.0;
+    readArgument({"longest", &longestLoop, ""}, longest);
+    return reportOf(mesh.look(call, [&](const zef::TriangleMesh& looked, const zef::Context& context) {
+        return zef::findHandles(looked, longestLoop, context);
+    }));
+}
+
 template <class Answer, Answer question(const zef::TriangleMesh&, const zef::Context&)>
 Answer ask(const MeshHolder& mesh, const py::object& threads, const py::object& progress) {
     Call call(threads, progress);
@@ -301,6 +311,7 @@ void bindHolders(py::module_& m) {
         .def("fill_colors", change<zef::fillColors>)
         .def("stretch_contrast", stretchContrast)
         .def("check", check)
+        .def("find_handles", findHandles)
         .def("count_self_intersections", ask<std::size_t, zef::countSelfIntersections>)
         .def("average_edge_length", ask<double, zef::averageEdgeLength>)
         .def("border_edges", borderEdges);

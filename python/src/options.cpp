@@ -43,6 +43,8 @@ Options optionsOf(zef::ReconstructOptions& o) {
         {"closed", &o.closed,
          "with mend and untangle: whether every piece is closed, and what encloses no volume left out"},
         {"keepInner", &o.keepInner, "with closed: whether pieces inside others stay"},
+        {"minHandle", &o.minHandle,
+         "with mend: narrower handles and tunnels that no points hold open are cut or filled, in cells; 0 keeps all"},
         {"minPiece", &o.minPiece, "pieces of fewer triangles than this are removed in the end; 0 keeps all"},
         {"viewpoint", &o.viewpoint,
          "where the scanner stood, if all points were seen from there: x, y, z in the coordinates of the points"},

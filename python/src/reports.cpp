@@ -37,6 +37,7 @@ py::object told(const zef::UntangleReport& parted) {
 py::object told(const zef::ClosingReport& closing);
 py::object told(const zef::MeshComponent& part);
 py::object told(const zef::MeshBorderLoop& loop);
+py::object told(const zef::MeshHandle& handle);
 py::object told(const zef::Deviation& deviation);
 template <class T>
 py::object told(const T& value) {
@@ -102,6 +103,10 @@ py::object told(const zef::MeshComponent& part) {
         .dict;
 }
 
+py::object told(const zef::MeshHandle& handle) {
+    return Figures().add("length", handle.length).add("place", handle.place).dict;
+}
+
 py::object told(const zef::MeshBorderLoop& loop) {
     return Figures()
         .add("numEdges", loop.numEdges)
@@ -145,6 +150,7 @@ py::dict reportOf(const zef::Reconstruction& made) {
         .add("mended", made.mended)
         .add("numRemovedPieces", made.numRemovedPieces)
         .add("numRemovedTriangles", made.numRemovedTriangles)
+        .add("numCutHandles", made.numCutHandles)
         .add("refit", made.refit)
         .add("untangled", made.untangled)
         .add("closing", made.closing)
@@ -230,6 +236,10 @@ py::dict reportOf(const zef::MeshReport& found) {
         .add("components", found.components)
         .add("borderLoops", found.borderLoops)
         .dict;
+}
+
+py::dict reportOf(const zef::HandleReport& found) {
+    return Figures().add("numHandles", found.numHandles).add("shortHandles", found.shortHandles).dict;
 }
 
 py::dict reportOf(const zef::Comparison& made) {

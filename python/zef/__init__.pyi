@@ -78,6 +78,7 @@ class ReconstructionReport:
     mended: ManifoldReport
     num_removed_pieces: int
     num_removed_triangles: int
+    num_cut_handles: int
     refit: RefitReport
     untangled: UntangleReport
     closing: ClosingReport
@@ -126,6 +127,14 @@ class MeshReport:
     volume: float
     components: Tuple[MeshComponent, ...]
     border_loops: Tuple[MeshBorderLoop, ...]
+
+class MeshHandle:
+    length: float
+    place: _Vector
+
+class HandleReport:
+    num_handles: int
+    short_handles: Tuple[MeshHandle, ...]
 
 class PointStatistics:
     num_finite: int
@@ -269,6 +278,9 @@ class Mesh:
         self, low_fraction: float, high_fraction: float, *, threads: int = 0, progress: _Progress = None
     ) -> None: ...
     def check(self, *, threads: int = 0, progress: _Progress = None) -> MeshReport: ...
+    def find_handles(
+        self, longest: float = 0.0, *, threads: int = 0, progress: _Progress = None
+    ) -> HandleReport: ...
     def count_self_intersections(self, *, threads: int = 0, progress: _Progress = None) -> int: ...
     def border_edges(self, *, threads: int = 0, progress: _Progress = None) -> npt.NDArray[np.uint32]: ...
     def average_edge_length(self, *, threads: int = 0, progress: _Progress = None) -> float: ...
@@ -334,6 +346,7 @@ def reconstruct(
     untangle: bool = True,
     closed: bool = False,
     keep_inner: bool = False,
+    min_handle: float = 3.0,
     min_piece: int = 30,
     viewpoint: Optional[_Three] = None,
     measure_coverage: bool = False,

@@ -5,7 +5,7 @@ import math
 from . import _arrays, _core
 from ._errors import ArgumentError
 from ._options import takes_options
-from ._reports import ManifoldReport, MeshReport, RefitReport, UntangleReport, WriteResult, report_of
+from ._reports import HandleReport, ManifoldReport, MeshReport, RefitReport, UntangleReport, WriteResult, report_of
 
 
 class Mesh:
@@ -165,6 +165,12 @@ class Mesh:
     def check(self, *, context):
         """Counts edges, borders, pieces and what is wrong with the mesh: a MeshReport."""
         return report_of(MeshReport, self._held.check(*context))
+
+    @takes_options()
+    def find_handles(self, longest=0.0, *, context):
+        """How many handles and tunnels the mesh has, and where those are whose shortest loops are no longer than that,
+        or than 12 mean edges: a HandleReport. The mesh is manifold and oriented."""
+        return report_of(HandleReport, self._held.find_handles(longest, *context))
 
     @takes_options()
     def count_self_intersections(self, *, context):

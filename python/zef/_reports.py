@@ -43,6 +43,14 @@ class MeshReport(Report):
     """What check() counted."""
 
 
+class MeshHandle(Report):
+    """A handle or a tunnel that is narrow somewhere."""
+
+
+class HandleReport(Report):
+    """How many handles find_handles() found, and the narrow ones."""
+
+
 class PointStatistics(Report):
     """What measure_points() found."""
 
@@ -71,6 +79,7 @@ _INNER = {
     "untangled": UntangleReport,
     "components": MeshComponent,
     "border_loops": MeshBorderLoop,
+    "short_handles": MeshHandle,
     "there": Deviation,
     "back": Deviation,
 }

@@ -57,6 +57,22 @@ void reportPlaces(Report& report, const zef::TriangleMesh& mesh,
     report.add("self_intersection_places", "", list, "");
 }
 
+// How many, and where they are narrowest.
+void reportHandles(Report& report, const zef::HandleReport& handles) {
+    constexpr std::size_t mostShown = 10;
+    report.addCount("handles", "handles", handles.numHandles);
+    report.addCount("short_handles", "  of them shorter than 12 mean edges", handles.shortHandles.size());
+    Json list = Json::array();
+    for (std::size_t i = 0; i < std::min(handles.shortHandles.size(), mostShown); ++i) {
+        const zef::MeshHandle& handle = handles.shortHandles[i];
+        const zef::Point3& at = handle.place;
+        list.push_back({{"length", handle.length}, {"place", {at.px, at.py, at.pz}}});
+        report.addText("", "  around " + numberText(handle.length),
+                       "near " + numberText(at.px) + " " + numberText(at.py) + " " + numberText(at.pz));
+    }
+    report.add("handle_list", "", list, "");
+}
+
 // What of the promises does not hold, as a sentence; empty if all does.
 std::string brokenPromises(const CheckOptions& options, const zef::MeshReport& topology, std::size_t numPairs) {
     std::string text;
@@ -98,6 +114,10 @@ int runCheck(const CheckOptions& options, CommandRun& commandRun) {
         report.addCount("self_intersections", "self-intersections", numPairs);
         reportPlaces(report, mesh, vPairs);
     }
+    if (options.bDeep && topology.manifold && topology.oriented) {
+        commandRun.step("looking for handles");
+        reportHandles(report, zef::findHandles(mesh, 0.0, commandRun.getContext()));
+    }
     if (!options.vPromises.empty()) {
         const std::string broken = brokenPromises(options, topology, numPairs);
         report.addFlag("promise_holds", "promise holds", broken.empty());
@@ -114,7 +134,10 @@ void addCheck(Commands& commands) {
     CLI::App& command = *commands.app.add_subcommand(
         "check", "Report the topology of a mesh; status 0 only if it is closed, manifold and oriented");
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
-    command.add_flag("--deep", pOptions->bDeep, "Count the pairs of triangles that intersect, too, and tell where");
+    command.add_flag(
+        "--deep", pOptions->bDeep,
+        "Count the pairs of triangles that intersect, too, and tell where; likewise the handles of the mesh, and "
+        "the shortest ones");
     command
         .add_option("--promise", pOptions->vPromises,
                     "Status 0 if all of these hold, and only then: manifold, oriented, closed, embedded (no triangles "

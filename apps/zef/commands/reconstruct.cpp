@@ -80,6 +80,7 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
     addLeftOut("non_finite", "left out, not finite", numPoints - made.numPoints);
     addLeftOut("strays", "left out, strays", made.numStrays);
     addLeftOut("outliers", "left out, outliers", made.numOutliers);
+    addLeftOut("cut_handles", "small handles cut or filled", made.numCutHandles);
     addLeftOut("removed_pieces", "small pieces removed", made.numRemovedPieces);
     report.addCount("removed_triangles", "", made.numRemovedTriangles);
 }
@@ -290,6 +291,14 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
                      "Close every piece, so that it encloses a volume, and leave out what encloses none; status 1 if "
                      "that fails somewhere, though the mesh is written");
     command.add_flag("--keep-inner", library.keepInner, "With --closed: keep pieces inside others");
+    command
+        .add_option(
+            "--min-handle", library.minHandle,
+            "Cut or fill handles and tunnels that no points hold open and that are narrower than so many times the "
+            "distance of the vertices; 0 keeps all")
+        ->check(checkNumber)
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
     command
         .add_option("--min-piece", library.minPiece, "Remove lonely pieces of fewer triangles than this; 0 keeps all")
         ->check(checkCount)

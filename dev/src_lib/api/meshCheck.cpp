@@ -1,5 +1,6 @@
 #include "zef/meshCheck.h"
 
+#include <limits>
 #include <utility>
 
 #include "api/calls.h"
@@ -7,6 +8,7 @@
 #include "check/checkTriangles.h"
 #include "check/selfIntersections.h"
 #include "flat/arrays.h"
+#include "handles/cutHandles.h"
 #include "mend/Manifold.h"
 #include "untangle/untangleMesh.h"
 
@@ -31,6 +33,22 @@ std::vector<TrianglePair> findSelfIntersections(const TriangleMesh& mesh, const 
         std::vector<TrianglePair> vPairs;
         runPlanned(planOfIntersections(), [&] { vPairs = findIntersectingPairs(mesh); });
         return vPairs;
+    });
+}
+
+HandleReport findHandles(const TriangleMesh& mesh, double longest, const Context& context) {
+    constexpr double defaultLength = 12.0;  // mean edges
+    checkMesh(mesh);
+    checkOption("longest", longest, 0.0, std::numeric_limits<double>::infinity());
+    return runCall(context, [&] {
+        HandleReport report;
+        runPlanned(planOfFindingHandles(), [&] {
+            const MeshReport state = checkTriangles(mesh);
+            if (!state.manifold || !state.oriented)
+                throw ArgumentError("handles: the mesh is not manifold and oriented; mend() it first");
+            report = measureHandles(mesh, longest > 0.0 ? longest : defaultLength * meanSideLength(mesh));
+        });
+        return report;
     });
 }
 

@@ -58,6 +58,7 @@ void planReconstruction(const ReconstructOptions& options, std::size_t numPoints
     leaveOutUnless(bDensity, {"CL_dens"});
     leaveOutUnless(options.growSteps > 0, {"CL_fill"});
     leaveOutUnless(options.mend, {"MF_edges", "MF_mend", "MF_loops", "MF_renew", "MF_face", "SD_turn"});
+    leaveOutUnless(options.mend && options.minHandle > 0.0, {"HD_cut"});
     leaveOutUnless(options.mend && options.refit, {"RF_fit"});
     leaveOutUnless(options.closed, {"CL_close"});
     leaveOutUnless(options.mend && options.untangle, {"UT_find", "UT_part"});
@@ -182,6 +183,10 @@ OperationPlan planOfUntangling() {
 
 OperationPlan planOfChecking() {
     return {"CheckMesh", {{"CK_mesh", 1.0}}};
+}
+
+OperationPlan planOfFindingHandles() {
+    return {"FindHandles", {{"CK_mesh", 60.0}, {"HD_find", 40.0}}};
 }
 
 OperationPlan planOfIntersections() {

@@ -37,6 +37,7 @@ OperationPlan planOfMaking(bool bUntangle = false);  // a mesh manifold
 OperationPlan planOfUntangling();
 OperationPlan planOfChecking();
 OperationPlan planOfIntersections();
+OperationPlan planOfFindingHandles();
 OperationPlan planOfComparing();
 
 // Says that all is done, and forgets the plan.

@@ -24,6 +24,7 @@
 #include "frame/License.h"
 #include "geometry/PointSource.h"
 #include "grid/Calc.h"
+#include "handles/cutHandles.h"
 #include "io/precision.h"
 #include "mend/Manifold.h"
 #include "outliers/lonelyPieces.h"
@@ -43,6 +44,7 @@ namespace {
 constexpr double noFeatureAngle = 361.0;
 constexpr double unlimited = std::numeric_limits<double>::infinity();
 constexpr double maxLevels = 10.0;
+constexpr double widestHandle = 30.0;        // cells; time grows with the square
 constexpr std::uint32_t maxSparseHole = 44;  // edges: a few spacings across where points are sparse
 constexpr const char* noPoints = "there are no points with finite coordinates";
 
@@ -108,6 +110,7 @@ void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
     if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
     checkOption("levels", options.levels, 0.0, maxLevels);
     checkOption("refitRadius", options.refitRadius, 0.0, unlimited);
+    checkOption("minHandle", options.minHandle, 0.0, widestHandle);
     if (options.closed && !(options.mend && options.untangle))
         throw ArgumentError("closed: only with mend and untangle");
     if (options.viewpoint) {
@@ -125,6 +128,17 @@ void removeSmallPieces(const ReconstructOptions& options, const SparseParts& spa
         removeLonelyPieces(result.mesh, result.spacing, options.minPiece, getTriangleWeights(result.mesh, sparseParts));
     result.numRemovedPieces = removed.numPieces;
     result.numRemovedTriangles = removed.numTriangles;
+}
+
+bool areHandlesCut(const ReconstructOptions& options) {
+    return options.mend && options.minHandle > 0.0;
+}
+
+// As wide as a loop is that is as long as a circle around them.
+void cutSmallHandles(Reconstruction& result, const ReconstructOptions& options, const PointSource& points) {
+    if (!areHandlesCut(options)) return;
+    result.numCutHandles = cutHandles(result.mesh, points, result.spacing, M_PI * options.minHandle * result.spacing);
+    if (result.numCutHandles > 0 && result.mesh.hasColor()) completeColors(result.mesh);
 }
 
 void mendAndTurn(Reconstruction& result, const ReconstructOptions& options, const PointNormals& normals) {
@@ -211,7 +225,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
                  options.smooth,
                  options.growSteps,
                  {options.keepBorders, options.keepOutliers, densityOf(options), options.levels,
-                  options.measureCoverage || isRefitWanted(options), isRefitWanted(options)}},
+                  options.measureCoverage || isRefitWanted(options) || areHandlesCut(options), isRefitWanted(options)}},
                 &findings);
         if (result.numPoints == 0) throw NoSurfaceError(noPoints);
         if (!pMesh || pMesh->getNumT() == 0)
@@ -220,6 +234,7 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         if (options.mend) mendAndTurn(result, options, normals);
         removeSmallPieces(options, findings.sparseParts, result);
         result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
+        cutSmallHandles(result, options, findings.counted);
         if (isRefitWanted(options)) refitToPoints(findings.counted, options, result);
         if (options.closed)
             closeResult(result, options);

@@ -51,6 +51,7 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
             {"MF_renew", (size.bScattered ? 1.5 : either(0.3, 1.2)) * c},
             {"MF_face", 0.2 * c},
             {"SD_turn", among(0.6, either(0.05, 1.1) * c)},
+            {"HD_cut", 0.1 * c},
             {"RF_fit", among(0.8, (size.bScattered ? 1.4 : 1.0) * (15e3 + 1.3 * in + 3.7 * c))},
             {"CL_close", 2.0 * c},
             {"UT_find", among(0.7, 0.8 * c)},

@@ -47,6 +47,8 @@ constexpr std::array stages = {
     Words{"MF_renew", "renewing faulty places"},
     Words{"MF_face", "facing outwards"},
     Words{"SD_turn", "facing one side"},
+    Words{"HD_find", "finding handles"},
+    Words{"HD_cut", "cutting small handles"},
     Words{"RF_fit", "refitting to the points"},
     Words{"CL_close", "closing borders"},
     Words{"UT_find", "finding triangles that intersect"},
