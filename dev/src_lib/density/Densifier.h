@@ -68,7 +68,6 @@ private:
 
     void findSparse();
     Found findSparseFrom(std::uint32_t begin, std::uint32_t end) const;
-    const Point3& getPlace(std::uint32_t point) const;
     Point3 limitMove(const Sparse& sparse, const Point3& place) const;
     Plane fitPlane(std::size_t number) const;
     std::vector<Plane> fitPlanes() const;
@@ -92,7 +91,7 @@ private:
     std::vector<std::uint32_t> vNumberOf;  // in vSparse, by point; none for dense points
     std::vector<std::uint32_t>
         vNeighbours;              // of each sparse point as many, nearest first; itself where there are no more
-    std::vector<Point3> vPlaces;  // of sparse points
+    std::vector<Point3> vPlaces;  // by point; dense ones stay
 };
 
 }  // namespace QUOR_ZEF
