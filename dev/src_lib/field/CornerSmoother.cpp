@@ -52,6 +52,13 @@ Float4 absOf(Float4 v) {
     return std::bit_cast<Float4>(std::bit_cast<Int4>(v) & 0x7fffffff);
 }
 
+// The values of border corners, which keep their sign and stay within most.
+Float4 keepBorder(bool bLower, float most, Float4 newVals) {
+    const Float4 vals = bLower ? newVals : -newVals, farthest = Float4{} - most;
+    const Float4 kept = select(vals >= 0.0F, Float4{} - smallestVal, select(vals < farthest, farthest, vals));
+    return bLower ? kept : -kept;
+}
+
 // Which row of which tile lies beside a row, by row and dir: 0 is the tile itself, 1 + dir the one beside it.
 struct RowBeside {
     std::uint8_t tile = 0, row = 0;
@@ -82,22 +89,28 @@ struct CornerSmoother::Tiles {
     }
 };
 
-// The numbers of a row, and of the rows beside it by dir. Those along z are the row itself, moved by one place.
+// What a row holds, and the rows beside it by dir. Those along z are the row itself, moved by one place.
 // Looked up without jumps: they would be guessed wrong too often.
 struct CornerSmoother::Rows {
-    Float4 own;
-    std::array<Float4, 6> beside;
+    struct Row {
+        Float4 products, weights;
+    };
+    Row own;
+    std::array<Row, 6> beside;
 
-    template <class NumbersOf>
-    Rows(const Tiles& around, std::size_t row, const NumbersOf& numbersOf) {
-        const auto rowOf = [&](std::size_t tile, std::size_t i) {
-            return load(&numbersOf(*around.tiles[tile])[4 * i]);
+    Rows(const Tiles& around, std::size_t row, std::size_t turn) {
+        const auto rowOf = [&](std::size_t tile, std::size_t i) -> Row {
+            const Tile& t = *around.tiles[tile];
+            return {load(&t.products[turn][4 * i]), load(&t.weights[turn][4 * i])};
         };
         own = rowOf(0, row);
         for (std::size_t dir = 0; dir < 4; ++dir)
             beside[dir] = rowOf(rowsBeside[row][dir].tile, rowsBeside[row][dir].row);
-        beside[4] = __builtin_shufflevector(rowOf(5, row), own, 3, 4, 5, 6);
-        beside[5] = __builtin_shufflevector(own, rowOf(6, row), 1, 2, 3, 4);
+        const Row below = rowOf(5, row), above = rowOf(6, row);
+        beside[4] = {__builtin_shufflevector(below.products, own.products, 3, 4, 5, 6),
+                     __builtin_shufflevector(below.weights, own.weights, 3, 4, 5, 6)};
+        beside[5] = {__builtin_shufflevector(own.products, above.products, 1, 2, 3, 4),
+                     __builtin_shufflevector(own.weights, above.weights, 1, 2, 3, 4)};
     }
 };
 
@@ -219,35 +232,26 @@ void CornerSmoother::letRest() {
     }
 }
 
-float CornerSmoother::keepBorder(bool bLower, float newVal) const {
-    if (bLower) {
-        if (newVal < -maxBorderVal) return -maxBorderVal;
-        return newVal >= 0.0F ? -smallestVal : newVal;
-    }
-    if (newVal > maxBorderVal) return maxBorderVal;
-    return newVal <= 0.0F ? smallestVal : newVal;
-}
-
 // What a row's corners come to by the mean, those of other runs included.
 struct CornerSmoother::Means {
     Float4 val, weight;
 
     template <bool bSlots>
     Means(const Tiles& around, const Run& run, std::size_t turn, std::bool_constant<bSlots> /*inSlotOrder*/) {
-        const Rows products(around, run.row, [turn](const Tile& t) -> const Numbers& { return t.products[turn]; });
-        const Rows weights(around, run.row, [turn](const Tile& t) -> const Numbers& { return t.weights[turn]; });
-        Float4 sum = products.own, sumWeight = weights.own, numNeigs;
+        const Rows rows(around, run.row, turn);
+        Float4 sum = rows.own.products, sumWeight = rows.own.weights, numNeigs;
         // Missing neighbours, to which free slots lead too, are 0 and change no sum.
-        for (std::size_t i = 0; i < products.beside.size(); ++i) {
+        for (std::size_t i = 0; i < rows.beside.size(); ++i) {
             const std::size_t dir = bSlots ? slotOrders.dirs[run.slots][i] : i;
-            sum += products.beside[dir];
-            sumWeight += weights.beside[dir];
+            sum += rows.beside[dir].products;
+            sumWeight += rows.beside[dir].weights;
         }
         if constexpr (bSlots) {
             numNeigs = Float4{} + static_cast<float>(slotOrders.numNeigs[run.slots]);
         } else {
-            const Int4 nums = {run.slots & 7, run.slots >> 3 & 7, run.slots >> 6 & 7, run.slots >> 9};
-            numNeigs = __builtin_convertvector(nums, Float4);
+            // Each lane takes its bits where they stand, which makes it a power of two too large.
+            const Int4 nums = (Int4{} + run.slots) & Int4{7, 7 << 3, 7 << 6, 7 << 9};
+            numNeigs = __builtin_convertvector(nums, Float4) * Float4{0x1p0F, 0x1p-3F, 0x1p-6F, 0x1p-9F};
         }
         val = sum / sumWeight;
         val = select(val == 0.0F, Float4{} + smallestVal, val);
@@ -263,10 +267,7 @@ struct CornerSmoother::Means {
 
 template <bool bLast>
 void CornerSmoother::keep(const Run& run, Means means, Tile& tile, std::size_t from) const {
-    if (run.state() != ST_INFLATED) {
-        for (int lane = 0; lane < 4; ++lane)
-            means.val[lane] = keepBorder(run.state() == ST_LOWER_BORDER, means.val[lane]);
-    }
+    if (run.state() != ST_INFLATED) means.val = keepBorder(run.state() == ST_LOWER_BORDER, maxBorderVal, means.val);
     const Int4 flags = flagsOfLanes[run.lanes()];
     float* const pProduct = &tile.products[1 - from][4 * run.row];
     float* const pWeight = &tile.weights[1 - from][4 * run.row];

@@ -148,7 +148,6 @@ private:
     void keep(const Run& run, Means means, Tile& tile, std::size_t from) const;
     template <bool bSlots>
     static Trace findLarge(const Tile& tile, std::size_t from);
-    float keepBorder(bool bLower, float newVal) const;
 
     SimplePool<Tile> pool;
     int numCalls = 0;
