@@ -112,7 +112,9 @@ TEST(GapCloser, fillsPocketsThatAreSmallOrWalledInByTheFilling) {
     };
     EXPECT_EQ(tightened(4, 1, 2), 64u);
     EXPECT_EQ(tightened(5, 1, 3), 125u);
-    EXPECT_EQ(tightened(3, 1, 2), 27u - 8u);  // open to the outside
+    EXPECT_EQ(tightened(19, 1, 17), 6859u);          // around a whole block of empty cells
+    EXPECT_EQ(tightened(20, 1, 18), 8000u - 5832u);  // too large
+    EXPECT_EQ(tightened(3, 1, 2), 27u - 8u);         // open to the outside
     // The inside of an object stays empty under its lid.
     const Codes vHull = difference(voxelBox(100, 100, 100, 106, 106, 106), voxelBox(101, 101, 101, 105, 105, 105));
     const Codes vLid = voxelBox(101, 101, 106, 105, 105, 106);

@@ -47,19 +47,22 @@ void Densifier::findSparse() {
         tick(1);
     }
     vNumberOf.assign(grid.size(), none);
-    for (std::size_t s = 0; s < vSparse.size(); ++s) {
-        vNumberOf[vSparse[s].point] = static_cast<std::uint32_t>(s);
-        vPlaces.push_back(grid[vSparse[s].point]);
-    }
+    for (std::size_t s = 0; s < vSparse.size(); ++s) vNumberOf[vSparse[s].point] = static_cast<std::uint32_t>(s);
+    vPlaces.reserve(grid.size());
+    for (std::uint32_t i = 0; i < grid.size(); ++i) vPlaces.push_back(grid[i]);
 }
 
 Densifier::Found Densifier::findSparseFrom(std::uint32_t begin, std::uint32_t end) const {
     NeighbourSearch search(grid);
     Found found;
+    const double sqDense = denseSpacing * cell * (denseSpacing * cell);
+    bool bSparse = false;
     for (std::uint32_t i = begin; i < end; ++i) {
-        if (search.hasWithin(i, spacingRank, denseSpacing * cell)) continue;
+        // What comes after a sparse point mostly is one.
+        if (!bSparse && search.hasWithin(i, spacingRank, denseSpacing * cell)) continue;
         const auto& vNear = search.find(i, numNeighbours);
-        if (vNear.size() < spacingRank) continue;
+        bSparse = vNear.size() >= spacingRank && vNear[spacingRank - 1].sqDistance > sqDense;
+        if (!bSparse) continue;
         found.vSparse.push_back({i, std::sqrt(vNear[spacingRank - 1].sqDistance), {}, false});
         for (std::size_t k = 0; k < numNeighbours; ++k)
             found.vNeighbours.push_back(k < vNear.size() ? vNear[k].point : i);
@@ -85,10 +88,6 @@ std::vector<std::uint64_t> Densifier::countLevels(int numLevels) const {
         ++vCounts[static_cast<std::size_t>(level)];
     }
     return vCounts;
-}
-
-const Point3& Densifier::getPlace(std::uint32_t point) const {
-    return vNumberOf[point] == none ? grid[point] : vPlaces[vNumberOf[point]];
 }
 
 namespace {
@@ -119,27 +118,31 @@ Point3 Densifier::limitMove(const Sparse& sparse, const Point3& place) const {
 
 // The point itself counts as its neighbours do.
 Densifier::Plane Densifier::fitPlane(std::size_t number) const {
+    const std::uint32_t* const pNear = vNeighbours.data() + number * numNeighbours;
+    const Point3& place = vPlaces[vSparse[number].point];
     std::array<Vector3, numNeighbours> aArms;
+    std::array<double, numNeighbours> aRootWeights;  // at first the squared lengths
     double sqFarthest = 0.0;
     for (std::size_t k = 0; k < numNeighbours; ++k) {
-        aArms[k] = getPlace(vNeighbours[number * numNeighbours + k]) - vPlaces[number];
-        sqFarthest = std::max(sqFarthest, aArms[k].sqLength());
+        aArms[k] = vPlaces[pNear[k]] - place;
+        aRootWeights[k] = aArms[k].sqLength();
+        sqFarthest = std::max(sqFarthest, aRootWeights[k]);
     }
-    const auto rootWeightOf = [&](const Vector3& arm) { return getRootWeight(arm.sqLength(), sqFarthest); };
+    for (double& value : aRootWeights) value = getRootWeight(value, sqFarthest);
     Vector3 toCentre;
     double weight = 1.0;
-    for (const Vector3& arm : aArms) {
-        const double armWeight = rootWeightOf(arm) * rootWeightOf(arm);
-        toCentre += arm * armWeight;
+    for (std::size_t k = 0; k < numNeighbours; ++k) {
+        const double armWeight = aRootWeights[k] * aRootWeights[k];
+        toCentre += aArms[k] * armWeight;
         weight += armWeight;
     }
     toCentre /= weight;
     ProductSums sums;
     sums.add(toCentre);
-    for (const Vector3& arm : aArms) sums.add((arm - toCentre) * rootWeightOf(arm));
+    for (std::size_t k = 0; k < numNeighbours; ++k) sums.add((aArms[k] - toCentre) * aRootWeights[k]);
     const SymmetricEigen eigen = getEigen(sums);
     const auto deviationOf = [&](double value) { return std::sqrt(std::max(value, 0.0) / weight); };
-    return {vPlaces[number] + toCentre, eigen.vectors[0], deviationOf(eigen.values[0]), deviationOf(eigen.values[1]),
+    return {place + toCentre, eigen.vectors[0], deviationOf(eigen.values[0]), deviationOf(eigen.values[1]),
             isFlat(eigen.values)};
 }
 
@@ -152,14 +155,15 @@ std::vector<Densifier::Plane> Densifier::fitPlanes() const {
 }
 
 void Densifier::moveOntoPlanes() {
-    std::vector<Point3> vMoved(vPlaces.size());
+    std::vector<Point3> vMoved = vPlaces;
     parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t s = begin; s < end; ++s) {
             const Plane plane = fitPlane(s);
             Sparse& sparse = vSparse[s];
             sparse.normal = plane.normal;
             sparse.bLaysDisc = plane.bFlat;
-            vMoved[s] = limitMove(sparse, vPlaces[s] + plane.normal * (plane.normal * (plane.centre - vPlaces[s])));
+            const Point3& place = vPlaces[sparse.point];
+            vMoved[sparse.point] = limitMove(sparse, place + plane.normal * (plane.normal * (plane.centre - place)));
         }
     });
     vPlaces.swap(vMoved);
@@ -168,21 +172,22 @@ void Densifier::moveOntoPlanes() {
 // Planes cut off what bulges: what all around were moved alike is taken back. What is left of
 // a curve is a small share of what is left of noise.
 void Densifier::restoreBulges() {
-    std::vector<Point3> vRestored(vPlaces.size());
+    std::vector<Point3> vRestored = vPlaces;
     parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t s = begin; s < end; ++s) {
             const std::uint32_t* const pNear = vNeighbours.data() + s * numNeighbours;
-            const Point3& origin = grid[vSparse[s].point];
+            const std::uint32_t point = vSparse[s].point;
+            const Point3& origin = grid[point];
             const double sqFarthest = (grid[pNear[numNeighbours - 1]] - origin).sqLength();
-            Vector3 move = vPlaces[s] - origin;
+            Vector3 move = vPlaces[point] - origin;
             double sum = 1.0;
             for (std::size_t k = 0; k < numNeighbours; ++k) {
                 const Point3& other = grid[pNear[k]];
                 const double rootWeight = getRootWeight((other - origin).sqLength(), sqFarthest);
-                move += (getPlace(pNear[k]) - other) * (rootWeight * rootWeight);
+                move += (vPlaces[pNear[k]] - other) * (rootWeight * rootWeight);
                 sum += rootWeight * rootWeight;
             }
-            vRestored[s] = limitMove(vSparse[s], vPlaces[s] - move / sum);
+            vRestored[point] = limitMove(vSparse[s], vPlaces[point] - move / sum);
         }
     });
     vPlaces.swap(vRestored);
@@ -200,7 +205,8 @@ void Densifier::sharpenCreases() {
             const Point3& origin = grid[sparse.point];
             sparse.normal = vPlanes[better].normal;
             sparse.bLaysDisc = true;
-            vMoved[s] = limitMove(sparse, origin + sparse.normal * (sparse.normal * (vPlanes[better].centre - origin)));
+            vMoved[sparse.point] =
+                limitMove(sparse, origin + sparse.normal * (sparse.normal * (vPlanes[better].centre - origin)));
         }
     });
     vPlaces.swap(vMoved);
@@ -221,7 +227,8 @@ std::uint32_t Densifier::findBetterPlane(std::size_t number, const std::vector<P
         if (other == none) continue;
         const Plane& plane = vPlanes[other];
         if (!plane.bFlat || plane.thickness > maxThickness * plane.width) continue;
-        const double misfit = plane.thickness + std::abs((vPlaces[number] - plane.centre) * plane.normal);
+        const double misfit =
+            plane.thickness + std::abs((vPlaces[vSparse[number].point] - plane.centre) * plane.normal);
         if (misfit >= least) continue;
         least = misfit;
         best = other;
@@ -250,9 +257,9 @@ void Densifier::dropDisagreeing() {
         for (std::size_t s = begin; s < end; ++s) {
             int agreement = 0;
             for (std::size_t k = 0; k < numAsked; ++k) {
-                const std::uint32_t other = vNumberOf[vNeighbours[s * numNeighbours + k]];
+                const std::uint32_t neighbour = vNeighbours[s * numNeighbours + k], other = vNumberOf[neighbour];
                 if (other == none || !vSparse[other].bLaysDisc) continue;
-                const Vector3 arm = vPlaces[other] - vPlaces[s];
+                const Vector3 arm = vPlaces[neighbour] - vPlaces[vSparse[s].point];
                 if (std::abs(arm * vSparse[s].normal) > maxRise * arm.length()) continue;
                 agreement += std::abs(vSparse[other].normal * vSparse[s].normal) >= minCosine ? 1 : -1;
             }
@@ -268,11 +275,11 @@ Disc Densifier::makeDisc(std::size_t number) const {
     constexpr double longestWay = 4.0;  // spacings
     constexpr double rim = 0.6;         // spacings that the surface goes on where nobody is
     const Sparse& sparse = vSparse[number];
-    Disc disc(vPlaces[number], sparse.normal, sparse.spacing);
+    Disc disc(vPlaces[sparse.point], sparse.normal, sparse.spacing);
     for (Disc::Reach& reach : disc.aReach) reach.length = longestWay * sparse.spacing;
     for (std::size_t k = 0; k < numNeighbours; ++k) {
         const std::uint32_t other = vNeighbours[number * numNeighbours + k];
-        const Vector3 arm = getPlace(other) - disc.centre;
+        const Vector3 arm = vPlaces[other] - disc.centre;
         const double right = arm * disc.right, up = arm * disc.up;
         const double distance = std::sqrt(right * right + up * up);
         if (other == sparse.point || std::abs(arm * disc.normal) > std::max(distance, sparse.spacing)) continue;
@@ -296,13 +303,13 @@ void Densifier::cutAtCreases(Disc& disc, std::size_t number) const {
     for (std::size_t k = 0; k < Disc::maxCuts; ++k) {
         const std::uint32_t other = vNumberOf[pNear[k]];
         if (!layBoth(other) || !agrees(other)) continue;
-        sum += vPlaces[other] - disc.centre;
+        sum += vPlaces[pNear[k]] - disc.centre;
         ++numAgreeing;
     }
     for (std::size_t k = 0; k < Disc::maxCuts; ++k) {
         const std::uint32_t other = vNumberOf[pNear[k]];
         if (!layBoth(other) || agrees(other)) continue;
-        const Vector3 arm = vPlaces[other] - disc.centre;
+        const Vector3 arm = vPlaces[pNear[k]] - disc.centre;
         const Vector3& normal = vSparse[other].normal;
         const double side = (sum - arm * numAgreeing) * normal < 0.0 ? -1.0 : 1.0;
         disc.addCut({normal * side, arm * normal * side - overlap * cell});
@@ -342,14 +349,13 @@ std::vector<Point3> Densifier::run(int numLevels) {
         vDiscs.size(), [&](std::size_t i) { return makeDisc(vDiscs[i]); }, grid.getCalc());
     std::vector<std::uint32_t>().swap(vNeighbours);
     std::erase_if(vAdded, [&](const DrawnCell& drawn) { return holdsDense(drawn.ccd); });
-    std::vector<Point3> vAll;
-    vAll.reserve(grid.size() + vAdded.size());
-    for (std::uint32_t i = 0; i < grid.size(); ++i) vAll.push_back(getPlace(i));
+    std::vector<Point3> vAll = std::move(vPlaces);
+    vAll.reserve(vAll.size() + vAdded.size());
     for (const DrawnCell& drawn : vAdded) {
-        const std::uint32_t number = vDiscs[drawn.disc];
+        const Sparse& sparse = vSparse[vDiscs[drawn.disc]];
         vAll.push_back(drawn.place);
-        vAll.back().copyColorFrom(vPlaces[number]);
-        vAddedCells.emplace_back(drawn.ccd, static_cast<float>(vSparse[number].spacing));
+        vAll.back().copyColorFrom(vAll[sparse.point]);
+        vAddedCells.emplace_back(drawn.ccd, static_cast<float>(sparse.spacing));
     }
     return vAll;
 }

@@ -6,7 +6,6 @@
 #include <tuple>
 
 #include "frame/tools.h"
-#include "parallel/blockSort.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -89,18 +88,20 @@ PointGrid::Range PointGrid::getBlock(int level, uint64 code) const {
     return {blocks.vFirst[number], blocks.vFirst[number + 1]};
 }
 
-void NeighbourSearch::lookAround(int level, uint64 cell) {
+const NeighbourSearch::Around& NeighbourSearch::lookAround(int level, uint64 cell) {
     const uint64 block = cell >> (3 * level);
-    if (level == levelAround && block == blockAround) return;
-    levelAround = level;
-    blockAround = block;
-    numRanges = numAround = 0;
+    Around& around = aAround[static_cast<std::size_t>(level)];
+    if (around.bKnown && around.block == block) return around;
+    around.bKnown = true;
+    around.block = block;
+    around.numRanges = around.numPoints = 0;
     forEachBlockAround(block, [&](uint64 code) {
         const PointGrid::Range range = grid.getBlock(level, code);
         if (range.first == range.second) return;
-        aRanges[numRanges++] = range;
-        numAround += range.second - range.first;
+        around.aRanges[around.numRanges++] = range;
+        around.numPoints += range.second - range.first;
     });
+    return around;
 }
 
 // Every point nearer than that lies in the blocks around, also where coordinates are rounded
@@ -118,61 +119,79 @@ double NeighbourSearch::getReach(const Point3& p, int level, uint64 cell) const 
     return side + nearest - 0.125 * calc.getCellSize();
 }
 
-void NeighbourSearch::collect(std::uint32_t i, std::size_t num) {
-    vNear.clear();
-    const Point3& p = grid[i];
-    for (std::size_t r = 0; r < numRanges; ++r)
-        for (std::uint32_t k = aRanges[r].first; k < aRanges[r].second; ++k)
-            if (k != i) vNear.push_back({(grid[k] - p).sqLength(), k});
-    if (vNear.size() > num) keepNearest(num);
+// As many points lie that near: those nearest to the point asked for last, and that one itself.
+double NeighbourSearch::getSqBound(std::uint32_t i, std::size_t num) const {
+    constexpr double margin = 1.0 + 1e-9;  // of rounding
+    if (vNear.size() < num) return std::numeric_limits<double>::infinity();
+    const double bound = std::sqrt(vNear[num - 1].sqDistance) + (grid[i] - grid[asked]).length();
+    return margin * bound * bound;
 }
 
-// Parts by distance first, where the outcome of a comparison is no jump: as a jump it would be guessed wrong half the
-// time.
-void NeighbourSearch::keepNearest(std::size_t num) {
-    constexpr std::ptrdiff_t small = 160;
-    const auto byDistance = [](const Neighbour& a, const Neighbour& b) { return a.sqDistance < b.sqDistance; };
-    const auto end = vNear.begin() + static_cast<std::ptrdiff_t>(num);
-    auto first = vNear.begin(), last = vNear.end();
-    while (last - first > small) {
-        const double pivot = choosePivot(first, last, byDistance)->sqDistance;
-        const auto mid = blockPartition(first, last, [pivot](const Neighbour& n) { return n.sqDistance < pivot; });
-        if (mid == first) break;
-        (mid > end ? last : first) = mid;
-        if (mid == end) break;
+// Writes without a jump, as it would be guessed wrong half the time.
+std::size_t NeighbourSearch::collect(std::uint32_t i, const Around& around, double sqBound) {
+    if (vFound.size() < around.numPoints) vFound.resize(around.numPoints);
+    const Point3& p = grid[i];
+    std::size_t num = 0;
+    for (std::size_t r = 0; r < around.numRanges; ++r) {
+        for (std::uint32_t k = around.aRanges[r].first; k < around.aRanges[r].second; ++k) {
+            vFound[num] = {(grid[k] - p).sqLength(), k};
+            num += static_cast<std::size_t>(vFound[num].sqDistance <= sqBound) & static_cast<std::size_t>(k != i);
+        }
     }
-    if (first != end) std::nth_element(first, end, last);
-    vNear.resize(num);
+    return num;
+}
+
+// Points of a surface have squared distances that are spread evenly, and so over the buckets.
+void NeighbourSearch::keepNearest(std::size_t numFound, std::size_t num) {
+    constexpr std::size_t numBuckets = 64;
+    double most = 1e-300;
+    for (std::size_t i = 0; i < numFound; ++i) most = std::max(most, vFound[i].sqDistance);
+    const double scale = static_cast<double>(numBuckets - 1) / most;
+    const auto bucketOf = [=](double sqDistance) {
+        return sqDistance < most ? static_cast<std::size_t>(sqDistance * scale) : numBuckets - 1;
+    };
+    std::array<std::size_t, numBuckets + 1> aEnd{};
+    for (std::size_t i = 0; i < numFound; ++i) ++aEnd[bucketOf(vFound[i].sqDistance) + 1];
+    for (std::size_t i = 1; i <= numBuckets; ++i) aEnd[i] += aEnd[i - 1];
+    vNear.resize(numFound);
+    for (std::size_t i = 0; i < numFound; ++i) vNear[aEnd[bucketOf(vFound[i].sqDistance)]++] = vFound[i];
+    const auto at = [this](std::size_t i) { return vNear.begin() + static_cast<std::ptrdiff_t>(i); };
+    for (std::size_t i = 0, begin = 0; i < numBuckets && begin < num; begin = aEnd[i++])
+        std::sort(at(begin), at(aEnd[i]));
+    vNear.resize(std::min(num, numFound));
 }
 
 const std::vector<NeighbourSearch::Neighbour>& NeighbourSearch::find(std::uint32_t i, std::size_t num) {
     constexpr int coarsest = PointGrid::numLevels - 1;
     const std::size_t many = 12 * num;
     const uint64 cell = grid.getCell(i);
+    double sqBound = getSqBound(i, num);
     int level = startLevel;
-    lookAround(level, cell);
-    while (level > 0 && numAround > many) lookAround(--level, cell);
-    for (;; lookAround(++level, cell)) {
-        if (numAround <= num && level < coarsest) continue;
-        collect(i, num);
+    while (level > 0 && lookAround(level, cell).numPoints > many) --level;
+    for (;; ++level) {
+        const Around& around = lookAround(level, cell);
+        if (around.numPoints <= num && level < coarsest) continue;
+        std::size_t numFound = collect(i, around, sqBound);
+        if (numFound < num && level < coarsest) continue;
+        // Those that gave the bound may lie beyond the blocks.
+        if (numFound < num) numFound = collect(i, around, std::numeric_limits<double>::infinity());
+        keepNearest(numFound, num);
         const double reach = getReach(grid[i], level, cell);
-        const auto farthest = std::max_element(vNear.begin(), vNear.end());
-        const bool bAll = vNear.size() == num && farthest->sqDistance < reach * reach;
-        if (bAll || level == coarsest) break;
+        if (level == coarsest || vNear.back().sqDistance < reach * reach) break;
     }
     startLevel = level;
-    std::sort(vNear.begin(), vNear.end());
+    asked = i;
     return vNear;
 }
 
 bool NeighbourSearch::hasWithin(std::uint32_t i, std::size_t num, double distance) {
-    lookAround(0, grid.getCell(i));
-    if (numAround <= num) return false;
+    const Around& around = lookAround(0, grid.getCell(i));
+    if (around.numPoints <= num) return false;
     const double sqDistance = distance * distance;
     const Point3& p = grid[i];
     std::size_t numFound = 0;
-    for (std::size_t r = 0; r < numRanges; ++r)
-        for (std::uint32_t k = aRanges[r].first; k < aRanges[r].second; ++k)
+    for (std::size_t r = 0; r < around.numRanges; ++r)
+        for (std::uint32_t k = around.aRanges[r].first; k < around.aRanges[r].second; ++k)
             if (k != i && (grid[k] - p).sqLength() <= sqDistance && ++numFound == num) return true;
     return false;
 }

@@ -52,25 +52,65 @@ Float4 absOf(Float4 v) {
     return std::bit_cast<Float4>(std::bit_cast<Int4>(v) & 0x7fffffff);
 }
 
+// The values of border corners, which keep their sign and stay within most.
+Float4 keepBorder(bool bLower, float most, Float4 newVals) {
+    const Float4 vals = bLower ? newVals : -newVals, farthest = Float4{} - most;
+    const Float4 kept = select(vals >= 0.0F, Float4{} - smallestVal, select(vals < farthest, farthest, vals));
+    return bLower ? kept : -kept;
+}
+
+// Which row of which tile lies beside a row, by row and dir: 0 is the tile itself, 1 + dir the one beside it.
+struct RowBeside {
+    std::uint8_t tile = 0, row = 0;
+};
+constexpr auto rowsBeside = [] {
+    std::array<std::array<RowBeside, 4>, 16> rows{};
+    for (std::uint8_t row = 0; row < 16; ++row) {
+        const int x = row / 4, y = row % 4;
+        const auto at = [](bool bInside, int dir, int inside, int beyond) {
+            return RowBeside{static_cast<std::uint8_t>(bInside ? 0 : 1 + dir),
+                             static_cast<std::uint8_t>(bInside ? inside : beyond)};
+        };
+        rows[row] = {at(x > 0, 0, row - 4, row + 12), at(x < 3, 1, row + 4, row - 12), at(y > 0, 2, row - 1, row + 3),
+                     at(y < 3, 3, row + 1, row - 3)};
+    }
+    return rows;
+}();
+
 }  // namespace
 
-// The numbers of a row, and of the rows beside it by dir. Those along z are the row itself, moved by one place.
-struct CornerSmoother::Rows {
-    Float4 own;
-    std::array<Float4, 6> beside;
+// A tile, and those beside it behind it, by dir.
+struct CornerSmoother::Tiles {
+    std::array<const Tile*, 7> tiles;
 
-    template <class NumbersOf>
-    Rows(const Tile& tile, std::size_t row, const NumbersOf& numbersOf) {
-        const std::size_t x = row / 4, y = row % 4;
-        const auto rowOf = [&](const Tile* pTile, std::size_t i) { return load(&numbersOf(*pTile)[4 * i]); };
-        const auto& neigs = tile.neigs;
-        own = rowOf(&tile, row);
-        beside[0] = x > 0 ? rowOf(&tile, row - 4) : rowOf(neigs[0], row + 12);
-        beside[1] = x < 3 ? rowOf(&tile, row + 4) : rowOf(neigs[1], row - 12);
-        beside[2] = y > 0 ? rowOf(&tile, row - 1) : rowOf(neigs[2], row + 3);
-        beside[3] = y < 3 ? rowOf(&tile, row + 1) : rowOf(neigs[3], row - 3);
-        beside[4] = __builtin_shufflevector(rowOf(neigs[4], row), own, 3, 4, 5, 6);
-        beside[5] = __builtin_shufflevector(own, rowOf(neigs[5], row), 1, 2, 3, 4);
+    explicit Tiles(const Tile& tile) {
+        tiles[0] = &tile;
+        std::copy(tile.neigs.begin(), tile.neigs.end(), tiles.begin() + 1);
+    }
+};
+
+// What a row holds, and the rows beside it by dir. Those along z are the row itself, moved by one place.
+// Looked up without jumps: they would be guessed wrong too often.
+struct CornerSmoother::Rows {
+    struct Row {
+        Float4 products, weights;
+    };
+    Row own;
+    std::array<Row, 6> beside;
+
+    Rows(const Tiles& around, std::size_t row, std::size_t turn) {
+        const auto rowOf = [&](std::size_t tile, std::size_t i) -> Row {
+            const Tile& t = *around.tiles[tile];
+            return {load(&t.products[turn][4 * i]), load(&t.weights[turn][4 * i])};
+        };
+        own = rowOf(0, row);
+        for (std::size_t dir = 0; dir < 4; ++dir)
+            beside[dir] = rowOf(rowsBeside[row][dir].tile, rowsBeside[row][dir].row);
+        const Row below = rowOf(5, row), above = rowOf(6, row);
+        beside[4] = {__builtin_shufflevector(below.products, own.products, 3, 4, 5, 6),
+                     __builtin_shufflevector(below.weights, own.weights, 3, 4, 5, 6)};
+        beside[5] = {__builtin_shufflevector(own.products, above.products, 1, 2, 3, 4),
+                     __builtin_shufflevector(own.weights, above.weights, 1, 2, 3, 4)};
     }
 };
 
@@ -192,35 +232,26 @@ void CornerSmoother::letRest() {
     }
 }
 
-float CornerSmoother::keepBorder(bool bLower, float newVal) const {
-    if (bLower) {
-        if (newVal < -maxBorderVal) return -maxBorderVal;
-        return newVal >= 0.0F ? -smallestVal : newVal;
-    }
-    if (newVal > maxBorderVal) return maxBorderVal;
-    return newVal <= 0.0F ? smallestVal : newVal;
-}
-
 // What a row's corners come to by the mean, those of other runs included.
 struct CornerSmoother::Means {
     Float4 val, weight;
 
     template <bool bSlots>
-    Means(const Tile& tile, const Run& run, std::size_t turn, std::bool_constant<bSlots> /*inSlotOrder*/) {
-        const Rows products(tile, run.row, [turn](const Tile& t) -> const Numbers& { return t.products[turn]; });
-        const Rows weights(tile, run.row, [turn](const Tile& t) -> const Numbers& { return t.weights[turn]; });
-        Float4 sum = products.own, sumWeight = weights.own, numNeigs;
+    Means(const Tiles& around, const Run& run, std::size_t turn, std::bool_constant<bSlots> /*inSlotOrder*/) {
+        const Rows rows(around, run.row, turn);
+        Float4 sum = rows.own.products, sumWeight = rows.own.weights, numNeigs;
         // Missing neighbours, to which free slots lead too, are 0 and change no sum.
-        for (std::size_t i = 0; i < products.beside.size(); ++i) {
+        for (std::size_t i = 0; i < rows.beside.size(); ++i) {
             const std::size_t dir = bSlots ? slotOrders.dirs[run.slots][i] : i;
-            sum += products.beside[dir];
-            sumWeight += weights.beside[dir];
+            sum += rows.beside[dir].products;
+            sumWeight += rows.beside[dir].weights;
         }
         if constexpr (bSlots) {
             numNeigs = Float4{} + static_cast<float>(slotOrders.numNeigs[run.slots]);
         } else {
-            const Int4 nums = {run.slots & 7, run.slots >> 3 & 7, run.slots >> 6 & 7, run.slots >> 9};
-            numNeigs = __builtin_convertvector(nums, Float4);
+            // Each lane takes its bits where they stand, which makes it a power of two too large.
+            const Int4 nums = (Int4{} + run.slots) & Int4{7, 7 << 3, 7 << 6, 7 << 9};
+            numNeigs = __builtin_convertvector(nums, Float4) * Float4{0x1p0F, 0x1p-3F, 0x1p-6F, 0x1p-9F};
         }
         val = sum / sumWeight;
         val = select(val == 0.0F, Float4{} + smallestVal, val);
@@ -236,10 +267,7 @@ struct CornerSmoother::Means {
 
 template <bool bLast>
 void CornerSmoother::keep(const Run& run, Means means, Tile& tile, std::size_t from) const {
-    if (run.state() != ST_INFLATED) {
-        for (int lane = 0; lane < 4; ++lane)
-            means.val[lane] = keepBorder(run.state() == ST_LOWER_BORDER, means.val[lane]);
-    }
+    if (run.state() != ST_INFLATED) means.val = keepBorder(run.state() == ST_LOWER_BORDER, maxBorderVal, means.val);
     const Int4 flags = flagsOfLanes[run.lanes()];
     float* const pProduct = &tile.products[1 - from][4 * run.row];
     float* const pWeight = &tile.weights[1 - from][4 * run.row];
@@ -257,8 +285,9 @@ void CornerSmoother::keep(const Run& run, Means means, Tile& tile, std::size_t f
 
 template <bool bSlots>
 CornerSmoother::Trace CornerSmoother::findLarge(const Tile& tile, std::size_t from) {
+    const Tiles around(tile);
     for (std::size_t i = 0; i < tile.numRuns; ++i) {
-        const Means means(tile, tile.runs[i], from, std::bool_constant<bSlots>());
+        const Means means(around, tile.runs[i], from, std::bool_constant<bSlots>());
         const Int4 large = means.isLarge() & flagsOfLanes[tile.runs[i].lanes()];
         for (int lane = 0; lane < 4; ++lane) {
             if (large[lane]) return {0, means.weight[lane], means.val[lane]};
@@ -269,9 +298,10 @@ CornerSmoother::Trace CornerSmoother::findLarge(const Tile& tile, std::size_t fr
 
 template <bool bLast, bool bSlots>
 CornerSmoother::Trace CornerSmoother::sweepTile(Tile& tile, std::size_t from) const {
+    const Tiles around(tile);
     Int4 large{};
     for (std::size_t i = 0; i < tile.numRuns; ++i) {
-        const Means means(tile, tile.runs[i], from, std::bool_constant<bSlots>());
+        const Means means(around, tile.runs[i], from, std::bool_constant<bSlots>());
         large |= means.isLarge() & flagsOfLanes[tile.runs[i].lanes()];
         keep<bLast>(tile.runs[i], means, tile, from);
     }
@@ -384,13 +414,7 @@ private:
     // Others may write what is not read in this turn.
     void add(const Tile& tile, std::size_t from) {
         vNumberOf[tile.place] = static_cast<std::uint32_t>(vTiles.size());
-        Tile& copy = vTiles.emplace_back(tile.pBrick);
-        copy.place = tile.place;
-        copy.numRuns = tile.numRuns;
-        copy.neigs = tile.neigs;
-        copy.products = {tile.products[from], tile.products[from]};
-        copy.weights = {tile.weights[from], tile.weights[from]};
-        std::copy_n(tile.runs.begin(), tile.numRuns, copy.runs.begin());
+        vTiles.emplace_back(tile, from);
     }
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -85,6 +86,16 @@ private:
     // nothing is active, and 0 where no corner exists.
     struct Tile {
         explicit Tile(CornerStore::Brick* pOfStore) : pBrick(pOfStore) {}
+        // For sweeps that begin with these values of the other; they are all that is read of it.
+        Tile(const Tile& other, std::size_t from)
+            : pBrick(other.pBrick),
+              numRuns(other.numRuns),
+              place(other.place),
+              neigs(other.neigs),
+              products{other.products[from], other.products[from]},
+              weights{other.weights[from], other.weights[from]} {
+            std::copy_n(other.runs.begin(), numRuns, runs.begin());
+        }
 
         CornerStore::Brick* pBrick;  // the store's; null in the empty tile
         bool bSettled = false;       // its corners and their neighbours all exist
@@ -105,6 +116,7 @@ private:
         std::vector<std::uint32_t> vAround;  // places
     };
     struct PatchCopy;
+    struct Tiles;
     struct Rows;
     struct Means;
 
@@ -136,7 +148,6 @@ private:
     void keep(const Run& run, Means means, Tile& tile, std::size_t from) const;
     template <bool bSlots>
     static Trace findLarge(const Tile& tile, std::size_t from);
-    float keepBorder(bool bLower, float newVal) const;
 
     SimplePool<Tile> pool;
     int numCalls = 0;

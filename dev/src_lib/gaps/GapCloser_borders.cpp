@@ -66,11 +66,45 @@ std::vector<uint64> findPlugs(const std::vector<uint64>& vEmpty, const CellBlock
     return vPlugs;
 }
 
+// Blocks without a cell, of which so many hang together that no pocket holds them all. To reach one is to be
+// in the open, long before a flood is too large.
+class OpenBlocks {
+public:
+    explicit OpenBlocks(const CellBlocks_RCD& allCells) : all(allCells) {}
+
+    bool contain(uint64 rcd) {
+        if (all.hasBlockOf(rcd)) return false;
+        const uint64 first = PackedLayout::keyOf(rcd);
+        const std::uint32_t known = openness.find(first);
+        return known != CodeMap::npos ? known == 1 : lookAround(first);
+    }
+
+private:
+    bool lookAround(uint64 first) {
+        constexpr std::size_t enough = maxPocket / PackedLayout::blockSize + 1;
+        std::vector<uint64> vBlocks = {first};
+        for (std::size_t i = 0; i < vBlocks.size() && vBlocks.size() < enough; ++i) {
+            for (const uint64 step : {8 * stepX_RCD, 8 * stepY_RCD, 8 * stepZ_RCD}) {
+                for (const uint64 beside : {vBlocks[i] - step, vBlocks[i] + step}) {
+                    if (all.hasBlockOf(beside) || std::count(vBlocks.begin(), vBlocks.end(), beside) > 0) continue;
+                    vBlocks.push_back(beside);
+                }
+            }
+        }
+        const bool bOpen = vBlocks.size() >= enough;
+        for (const uint64 block : vBlocks) openness.insert(block, bOpen);
+        return bOpen;
+    }
+
+    const CellBlocks_RCD& all;
+    CodeMap openness;  // 1 or 0, of the blocks without a cell that were met
+};
+
 // Finds the empty cells from which face steps over empty cells lead nowhere else.
 class Pockets {
 public:
     // Refers to the cells that are not empty.
-    explicit Pockets(const CellBlocks_RCD& allCells) : all(allCells) {}
+    explicit Pockets(const CellBlocks_RCD& allCells) : all(allCells), open(allCells) {}
 
     // The pocket with this empty cell; empty if it is open or large, or its cell was met before.
     const std::vector<uint64>& take(uint64 rcd) {
@@ -91,7 +125,7 @@ private:
         const std::size_t numBefore = floods.size();
         if (floods.insert(rcd, flood) != flood) return false;
         if (floods.size() > numBefore) vFlood.push_back(rcd);
-        return vFlood.size() <= maxPocket;
+        return vFlood.size() <= maxPocket && !open.contain(rcd);
     }
     bool enterAround(uint64 rcd) {
         for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
@@ -101,6 +135,7 @@ private:
     }
 
     const CellBlocks_RCD& all;
+    OpenBlocks open;
     CodeMap floods;  // of the empty cells met
     std::uint32_t flood = 0;
     std::vector<uint64> vFlood;

@@ -10,13 +10,15 @@ namespace {
 
 using Matrix = std::array<std::array<double, 3>, 3>;
 
-// Turns the axes p and q so that a[p][q] becomes 0; the columns of v follow.
-void rotate(Matrix& a, Matrix& v, std::size_t p, std::size_t q) {
+// Turns the axes p and q so that a[p][q] becomes 0; the columns of v follow. The axes are known
+// beforehand, so that both matrices stay in registers.
+template <std::size_t p, std::size_t q>
+void rotate(Matrix& a, Matrix& v) {
+    constexpr std::size_t r = 3 - p - q;
     if (a[p][q] == 0.0) return;
     const double theta = (a[q][q] - a[p][p]) / (2.0 * a[p][q]);
     const double t = (theta >= 0.0 ? 1.0 : -1.0) / (std::abs(theta) + std::sqrt(theta * theta + 1.0));
     const double c = 1.0 / std::sqrt(t * t + 1.0), s = t * c;
-    const std::size_t r = 3 - p - q;
     const double arp = a[r][p], arq = a[r][q], apq = a[p][q];
     a[p][p] -= t * apq;
     a[q][q] += t * apq;
@@ -40,9 +42,9 @@ SymmetricEigen getEigen(const ProductSums& sums) {
         const double off = std::abs(a[0][1]) + std::abs(a[0][2]) + std::abs(a[1][2]);
         const double diagonal = std::abs(a[0][0]) + std::abs(a[1][1]) + std::abs(a[2][2]);
         if (!(off > 1e-17 * diagonal)) break;
-        rotate(a, v, 0, 1);
-        rotate(a, v, 0, 2);
-        rotate(a, v, 1, 2);
+        rotate<0, 1>(a, v);
+        rotate<0, 2>(a, v);
+        rotate<1, 2>(a, v);
     }
     std::array<std::size_t, 3> order = {0, 1, 2};
     const auto sortPair = [&](std::size_t i, std::size_t k) {

@@ -18,6 +18,7 @@ namespace QUOR_ZEF {
 // How codes fall into blocks of 8x8x8 cells: each block has a key, and in it each
 // cell a place, the number z*64 + y*8 + x of its coordinates modulo 8.
 struct PackedLayout {
+    static constexpr std::size_t blockSize = 512;
     static constexpr uint64 inBlock = 7 * (stepX_RCD + stepY_RCD + stepZ_RCD);
     static uint64 keyOf(uint64 rcd) { return rcd & ~inBlock; }
     static unsigned placeOf(uint64 rcd) {
@@ -68,6 +69,8 @@ public:
     // The listed cell's index in the list, npos for other cells.
     std::uint32_t indexOf(uint64 code) const;
     bool contains(uint64 code) const;
+    // Whether the block of this cell, given by any of its cells, has a listed or doomed one.
+    bool hasBlockOf(uint64 code) const { return blockOf(Layout::keyOf(code)) != 0; }
 
     // Adds a cell to the doomed ones, listed or not. False if it was one already.
     bool doom(uint64 code);

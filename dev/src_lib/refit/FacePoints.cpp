@@ -254,8 +254,9 @@ void FacePoints::follow(const RefitSurface& surface, const RefitPart& part, cons
     std::swap(vPlaces, vUnsorted);
     std::swap(vIndices, vUnsortedIndices);
     vFaces.resize(vUnsorted.size());
-    for (std::uint32_t t = 0; t < surface.numTriangles(); ++t)
-        std::fill(vFaces.begin() + vStart[t], vFaces.begin() + vStart[t + 1], t);
+    forEachBelow(surface.numTriangles(), [&](std::size_t t) {
+        std::fill(vFaces.begin() + vStart[t], vFaces.begin() + vStart[t + 1], static_cast<std::uint32_t>(t));
+    });
     parallelChunks(part.vFaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         std::vector<std::uint32_t> vAround;
         for (std::size_t k = begin; k < end; ++k) {

@@ -64,13 +64,11 @@ void RefitSurface::renewNormal(std::size_t face) {
 void RefitSurface::renewNormals() {
     vCentres.resize(numTriangles());
     vNormals.resize(numTriangles());
-    parallelChunks(numTriangles(), minChunk, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t t = begin; t < end; ++t) renewNormal(t);
-    });
+    forEachBelow(numTriangles(), [&](std::size_t t) { renewNormal(t); });
 }
 
 void RefitSurface::renewNormals(const std::vector<std::uint32_t>& vFaces) {
-    for (const std::uint32_t t : vFaces) renewNormal(t);
+    forEachBelow(vFaces.size(), [&](std::size_t i) { renewNormal(vFaces[i]); });
 }
 
 std::vector<std::uint32_t> RefitSurface::cornersOf(const std::vector<std::uint32_t>& vFaces) const {
@@ -85,6 +83,17 @@ std::vector<std::uint32_t> RefitSurface::facesAt(const std::vector<std::uint32_t
     std::vector<std::uint32_t> vFaces;
     for (const std::uint32_t i : vVertices) vFaces.insert(vFaces.end(), fans[i].begin(), fans[i].end());
     return sortUnique(std::move(vFaces));
+}
+
+std::vector<std::uint32_t> RefitSurface::facesAround(const RefitPart& part) const {
+    if (part.vFaces.size() == numTriangles()) return part.vFaces;
+    std::vector<char> vAround(numTriangles());
+    for (const std::uint32_t i : part.vVertices)
+        for (const std::uint32_t t : fans[i]) vAround[t] = 1;
+    std::vector<std::uint32_t> vFaces;
+    for (std::uint32_t t = 0; t < vAround.size(); ++t)
+        if (vAround[t]) vFaces.push_back(t);
+    return vFaces;
 }
 
 RefitPart RefitSurface::getWhole() const {

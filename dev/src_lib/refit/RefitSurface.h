@@ -71,6 +71,8 @@ struct RefitSurface {
     // Ascending, each once: the vertices of triangles, and the triangles at vertices.
     std::vector<std::uint32_t> cornersOf(const std::vector<std::uint32_t>& vFaces) const;
     std::vector<std::uint32_t> facesAt(const std::vector<std::uint32_t>& vVertices) const;
+    // The same for a part, also a large one: its triangles and those of their rings.
+    std::vector<std::uint32_t> facesAround(const RefitPart& part) const;
 
     RefitPart getWhole() const;
     // Good until an edge flips; some 50 bytes a triangle, 30 nanoseconds.
@@ -92,11 +94,11 @@ private:
     bool isCreased(std::size_t face) const;
 };
 
-// fn(face, ring) for all of the part.
+// fn(i) for all numbers below num.
 template <class Fn>
-void forEachFace(const RefitPart& part, const FaceRings& rings, const Fn& fn) {
-    parallelChunks(part.vFaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) fn(std::size_t{part.vFaces[i]}, rings[i]);
+void forEachBelow(std::size_t num, const Fn& fn) {
+    parallelChunks(num, RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) fn(i);
     });
 }
 

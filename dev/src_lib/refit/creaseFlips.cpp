@@ -157,10 +157,11 @@ std::vector<Candidate> findCandidates(const RefitSurface& surface, const BendSum
     return vAll;
 }
 
-// Marks the triangles that lie at flips; those of one do not lie at another.
-bool flipBest(RefitSurface& surface, const std::vector<Candidate>& vCandidates, std::vector<char>& vTouched) {
+// Marks the triangles that lie at flips; those of one do not lie at another. Returns those that are new.
+std::vector<std::uint32_t> flipBest(RefitSurface& surface, const std::vector<Candidate>& vCandidates,
+                                    std::vector<char>& vTouched) {
     std::vector<bool> vJoined(surface.numVertices());
-    bool bAny = false;
+    std::vector<std::uint32_t> vNew;
     for (const auto& [gain, side] : vCandidates) {
         const Diamond at(surface, side);
         const auto around = at.triangles(surface);
@@ -168,12 +169,13 @@ bool flipBest(RefitSurface& surface, const std::vector<Candidate>& vCandidates, 
             continue;
         // What joins two vertices must not do so twice.
         if (vJoined[at.c] && vJoined[at.d]) continue;
-        vJoined[at.c] = vJoined[at.d] = bAny = true;
+        vJoined[at.c] = vJoined[at.d] = true;
         for (const std::uint32_t t : around)
             if (t != none) vTouched[t] = 1;
         flip(surface, at);
+        vNew.insert(vNew.end(), {at.side / 3, at.opposite / 3});
     }
-    return bAny;
+    return vNew;
 }
 
 // Those of the faces that have a marked one two edges away or nearer, by which an edge
@@ -205,9 +207,10 @@ void flipToCreases(RefitSurface& surface, const RefitPart& part, int numPasses) 
     for (int pass = 0; pass < numPasses; ++pass) {
         std::vector<char> vTouched(surface.numTriangles());
         renewBends(surface, vFaces, vBends);
-        if (!flipBest(surface, findCandidates(surface, vBends, vFaces), vTouched)) return;
+        const std::vector<std::uint32_t> vNew = flipBest(surface, findCandidates(surface, vBends, vFaces), vTouched);
+        if (vNew.empty()) return;
         surface.renewFans();
-        surface.renewNormals();
+        surface.renewNormals(vNew);
         if (pass + 1 < numPasses) vFaces = facesBeside(surface, vFaces, vTouched);
     }
 }

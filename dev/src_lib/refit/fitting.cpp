@@ -3,17 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <numeric>
 #include <span>
-#include <utility>
 
 #include "geometry/freeFunctions.h"
-#include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
 
 namespace {
-
-constexpr std::size_t minChunk = RefitSurface::minChunk;
 
 // Close to exp(-q), and 0 from 4 on.
 float bell(float q) {
@@ -38,18 +35,35 @@ struct PointSum {
     }
 };
 
-std::vector<PointSum> sumPoints(const RefitSurface& surface, const FacePoints& points) {
+// Those of the part and of its rings; the others stay 0.
+std::vector<PointSum> sumPoints(const RefitSurface& surface, const RefitPart& part, const FacePoints& points) {
     std::vector<PointSum> vSums(surface.numTriangles());
-    const auto sumAt = [&](std::size_t t) {
+    const std::vector<std::uint32_t> vFaces = surface.facesAround(part);
+    forEachBelow(vFaces.size(), [&](std::size_t i) {
+        const std::size_t t = vFaces[i];
         Vector3 sum;
         for (const Vector3& p : points.of(t)) sum += p - surface.vCentres[t];
         vSums[t] = {static_cast<float>(sum.vx), static_cast<float>(sum.vy), static_cast<float>(sum.vz),
                     static_cast<float>(points.count(t)), static_cast<float>(surface.vNormals[t] * sum)};
-    };
-    parallelChunks(vSums.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t t = begin; t < end; ++t) sumAt(t);
     });
     return vSums;
+}
+
+// In each sweep the faces of a part go to their next values, by those that all have had before. A face takes
+// part in as many sweeps as vNumSweeps tells, by position in the part, and nextAt(position) is its next value.
+template <class T, class NextAt>
+void sweepFaces(const RefitPart& part, const std::vector<float>& vNumSweeps, std::vector<T>& vValues,
+                const NextAt& nextAt) {
+    std::vector<std::uint32_t> vAtWork(part.vFaces.size());
+    std::iota(vAtWork.begin(), vAtWork.end(), 0U);
+    std::vector<T> vNext;
+    for (float sweep = 0.5F;; sweep += 1.0F) {
+        std::erase_if(vAtWork, [&](std::uint32_t k) { return !(vNumSweeps[k] > sweep); });
+        if (vAtWork.empty()) return;
+        vNext.resize(vAtWork.size());
+        forEachBelow(vAtWork.size(), [&](std::size_t i) { vNext[i] = nextAt(vAtWork[i]); });
+        forEachBelow(vAtWork.size(), [&](std::size_t i) { vValues[part.vFaces[vAtWork[i]]] = vNext[i]; });
+    }
 }
 
 FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, Ring ring, float sharpness) {
@@ -91,19 +105,17 @@ PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSum
 }
 
 std::vector<PointSum> sumAround(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
-                                std::vector<PointSum> vSums, const std::vector<FaceFit>& vFits, double sigma) {
+                                const FacePoints& points, const std::vector<FaceFit>& vFits, double sigma) {
     const auto sharpness = static_cast<float>(4.0 / (sigma * sigma));
-    float numSweeps = 1.0F;
-    for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, sweepsFor(fit, surface.edge));
-    std::vector<PointSum> vWider = vSums;
-    for (float sweep = 0.5F; sweep < numSweeps; sweep += 1.0F) {
-        forEachFace(part, rings, [&](std::size_t t, Ring ring) {
-            const float num = sweepsFor(vFits[t], surface.edge), width = 0.5F * vFits[t].radius;
-            vWider[t] =
-                num > sweep ? widerSum(surface, vSums, t, ring, 0.5F * num / (width * width), sharpness) : vSums[t];
-        });
-        std::swap(vSums, vWider);
-    }
+    std::vector<float> vNumSweeps(part.vFaces.size());
+    forEachBelow(vNumSweeps.size(),
+                 [&](std::size_t k) { vNumSweeps[k] = sweepsFor(vFits[part.vFaces[k]], surface.edge); });
+    std::vector<PointSum> vSums = sumPoints(surface, part, points);
+    sweepFaces(part, vNumSweeps, vSums, [&](std::size_t k) {
+        const std::size_t t = part.vFaces[k];
+        const float width = 0.5F * vFits[t].radius;
+        return widerSum(surface, vSums, t, rings[k], 0.5F * vNumSweeps[k] / (width * width), sharpness);
+    });
     return vSums;
 }
 
@@ -143,27 +155,20 @@ private:
 }  // namespace
 
 void filterNormals(RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
-                   const std::vector<FaceFit>& vFits, double sigma) {
+                   const std::vector<float>& vNumSweeps, double sigma) {
     const auto sharpness = static_cast<float>(1.0 / (sigma * sigma));
-    float numSweeps = 0.0F;
-    for (const FaceFit& fit : vFits) numSweeps = std::max(numSweeps, fit.numSweeps);
-    std::vector<FaceNormal> vFiltered = surface.vNormals;
-    for (float sweep = 0.5F; sweep < numSweeps; sweep += 1.0F) {
-        forEachFace(part, rings, [&](std::size_t t, Ring ring) {
-            vFiltered[t] =
-                vFits[t].numSweeps > sweep ? filteredNormal(surface, t, ring, sharpness) : surface.vNormals[t];
-        });
-        std::swap(surface.vNormals, vFiltered);
-    }
+    sweepFaces(part, vNumSweeps, surface.vNormals,
+               [&](std::size_t k) { return filteredNormal(surface, part.vFaces[k], rings[k], sharpness); });
 }
 
 FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
                        const FacePoints& points, const std::vector<FaceFit>& vFits, double sigma, double shareOfOwn) {
-    const std::vector<PointSum> vSums = sumAround(surface, part, rings, sumPoints(surface, points), vFits, sigma);
+    const std::vector<PointSum> vSums = sumAround(surface, part, rings, points, vFits, sigma);
     const auto own = static_cast<float>(shareOfOwn);
     FaceOffsets offsets;
     offsets.vOffsets.resize(vSums.size());
-    forEachFace(part, rings, [&](std::size_t t, Ring) {
+    forEachBelow(part.vFaces.size(), [&](std::size_t k) {
+        const std::size_t t = part.vFaces[k];
         const PointSum& sum = vSums[t];
         const FaceNormal& n = surface.vNormals[t];
         const float height = own * sum.height + (1.0F - own) * (n.x * sum.x + n.y * sum.y + n.z * sum.z);
@@ -174,19 +179,17 @@ FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const
 
 void moveOntoPlanes(RefitSurface& surface, const RefitPart& part, const FaceOffsets& offsets,
                     const std::vector<Vector3>& vOld, double maxMove, int numSteps) {
-    parallelChunks(part.vVertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t k = begin; k < end; ++k) {
-            const std::size_t i = part.vVertices[k];
-            const PlaneSum planes(surface, offsets, i);
-            const Vector3 before = surface.vPlaces[i] - vOld[i];
-            Vector3 away = before;
-            for (int step = 0; step < numSteps; ++step) {
-                away += planes.step(away - before);
-                const double length = away.length();
-                if (length > maxMove) away = away * (maxMove / length);
-            }
-            surface.vPlaces[i] = vOld[i] + away;
+    forEachBelow(part.vVertices.size(), [&](std::size_t k) {
+        const std::size_t i = part.vVertices[k];
+        const PlaneSum planes(surface, offsets, i);
+        const Vector3 before = surface.vPlaces[i] - vOld[i];
+        Vector3 away = before;
+        for (int step = 0; step < numSteps; ++step) {
+            away += planes.step(away - before);
+            const double length = away.length();
+            if (length > maxMove) away = away * (maxMove / length);
         }
+        surface.vPlaces[i] = vOld[i] + away;
     });
 }
 

@@ -13,16 +13,16 @@ namespace QUOR_ZEF {
 
 // How a face is fitted.
 struct FaceFit {
-    float numSweeps = 0.0F;  // of the filter of normals
+    float numSweeps = 0.0F;  // of the filter of normals, as a rule
     float radius = 0.0F;     // world units, see fitOffsets()
 };
 
 // Bilateral filter of the surface's normals: Y. Zheng et al., Bilateral normal filtering for mesh
 // denoising, 2011. In each sweep a face takes the mean of its neighbours' normals by area and
 // by how little they differ; from 2 sin(angle / 2) = 2 sigma on they do not count. Areas stay.
-// Some 40 nanoseconds a triangle and sweep.
+// vNumSweeps: by position in the part. Some 40 nanoseconds a triangle and sweep.
 void filterNormals(RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
-                   const std::vector<FaceFit>& vFits, double sigma);
+                   const std::vector<float>& vNumSweeps, double sigma);
 
 // How far to move each face along its normal, which must be filtered, so that it lies in the
 // middle of its points.

@@ -185,10 +185,11 @@ private:
         constexpr std::size_t mostTriangles = 5;
         constexpr double leastDistance = 0.8;  // mean edges, to the next point
         const std::span<const std::uint32_t> fan = surface.fans[vertex];
+        if (fan.size() > mostTriangles) return false;
         bool bFolded = false;
         for (const std::uint32_t t : fan)
             for (const std::uint32_t u : fan) bFolded = bFolded || surface.vNormals[t] * surface.vNormals[u] < 0.0F;
-        if (!bFolded || fan.size() > mostTriangles) return false;
+        if (!bFolded) return false;
         const double sqDistance = leastDistance * leastDistance * surface.edge * surface.edge;
         for (const std::uint32_t t : fan) {
             std::uint32_t side = 3 * t;
@@ -242,16 +243,18 @@ private:
 
     // Triangles along creases start with normals from both sides and need more sweeps; but much noise
     // looks like creases in the first round.
-    std::vector<FaceFit> sharpenFits(const RefitPart& part, bool bFirst) const {
+    // By position in the part.
+    std::vector<float> countSweeps(const RefitPart& part, bool bFirst) const {
         constexpr float cleanSweeps = 8.0F, noisySweeps = 5.0F;
         constexpr float few = 2.6F;  // sweeps of a clean place
-        std::vector<FaceFit> vSharp = vFits;
-        forEachFace(part, rings, [&](std::size_t t, std::span<const std::uint32_t> ring) {
-            float& numSweeps = vSharp[t].numSweeps;
-            const float wanted = numSweeps < few ? cleanSweeps : bFirst ? 0.0F : noisySweeps;
-            if (numSweeps < wanted && surface.bendsBeyond(t, ring, creaseCosine)) numSweeps = wanted;
+        std::vector<float> vNumSweeps(part.vFaces.size());
+        forEachBelow(vNumSweeps.size(), [&](std::size_t k) {
+            const std::size_t t = part.vFaces[k];
+            const float usual = vFits[t].numSweeps;
+            const float wanted = usual < few ? cleanSweeps : bFirst ? 0.0F : noisySweeps;
+            vNumSweeps[k] = usual < wanted && surface.bendsBeyond(t, rings[k], creaseCosine) ? wanted : usual;
         });
-        return vSharp;
+        return vNumSweeps;
     }
 
     // Of a point's distance from its own triangle; see fitOffsets(). The more noise, the less the mesh
@@ -269,7 +272,7 @@ private:
         const std::vector<Vector3> vBefore = surface.vPlaces;
         const std::vector<FaceNormal> vTrue = surface.vNormals;
         surface.listRings(part, rings);
-        filterNormals(surface, part, rings, sharpenFits(part, round == 0), sigma);
+        filterNormals(surface, part, rings, countSweeps(part, round == 0), sigma);
         tick();
         facePoints.follow(surface, part, rings);
         moveOntoPlanes(surface, part, fitOffsets(surface, part, rings, facePoints, vFits, sigma, shareOfOwn(round)),
@@ -284,7 +287,7 @@ private:
                        const std::vector<FaceNormal>& vTrue) {
         constexpr int numTries = 4;
         const std::vector<FaceNormal> vWanted = surface.vNormals;
-        surface.renewNormals();
+        surface.renewNormals(surface.facesAround(part));
         std::vector<std::uint32_t> vFolds = findFolds(part.vFaces, vWanted, vTrue);
         for (int attempt = 1; attempt <= numTries && !vFolds.empty(); ++attempt) {
             const double share = attempt < numTries ? 0.5 : 0.0;
@@ -301,11 +304,18 @@ private:
                                          const std::vector<FaceNormal>& vWanted,
                                          const std::vector<FaceNormal>& vTrue) const {
         constexpr float steepest = 0.2F;  // cosine
+        const auto vParts = parallelChunkResults<std::vector<std::uint32_t>>(
+            vFaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+                std::vector<std::uint32_t> v;
+                for (std::size_t i = begin; i < end; ++i) {
+                    const std::uint32_t t = vFaces[i];
+                    const float cosine = surface.vNormals[t] * vWanted[t];
+                    if (cosine < steepest && cosine < vTrue[t] * vWanted[t]) v.push_back(t);
+                }
+                return v;
+            });
         std::vector<std::uint32_t> vFolds;
-        for (const std::uint32_t t : vFaces) {
-            const float cosine = surface.vNormals[t] * vWanted[t];
-            if (cosine < steepest && cosine < vTrue[t] * vWanted[t]) vFolds.push_back(t);
-        }
+        for (const std::vector<std::uint32_t>& v : vParts) vFolds.insert(vFolds.end(), v.begin(), v.end());
         return vFolds;
     }
 
