@@ -156,7 +156,8 @@ TEST(progress, ofFilesRisesToOneAndCancellingLeavesTheFile) {
             EXPECT_EQ(folder.get(name) == "before", bWrites);
             Told told;
             told.run(entry, input, 2.0);
-            ASSERT_GT(told.vShares.size(), 8u);
+            const bool bInOneBlock = !bWrites && std::string(name) == "a.xyz";
+            ASSERT_GT(told.vShares.size(), bInOneBlock ? 2u : 8u);
             EXPECT_TRUE(std::is_sorted(told.vShares.begin(), told.vShares.end()));
             EXPECT_EQ(told.vShares.back(), 1.0);
             EXPECT_EQ(told.planned, told.entered);
