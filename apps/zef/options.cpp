@@ -88,6 +88,10 @@ void addReadOptions(CLI::App& command, zef::ReadOptions& reading) {
     setGroup(command);
 }
 
+void addAnywayOption(CLI::App& command, bool& bAnyway) {
+    command.add_flag("--anyway", bAnyway, "Begin even if more memory will be needed than is free");
+}
+
 void addTalkOptions(CLI::App& command, TalkOptions& talk) {
     setGroup(command, sharedGroup);
     command.get_help_ptr()->group(sharedGroup);

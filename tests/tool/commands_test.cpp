@@ -321,5 +321,12 @@ TEST(ToolMemory, refusesWhatWillNotFitAndSaysWhatWill) {
     const std::string factor = refused.err.substr(cure + 4, refused.err.find(',', cure) - cure - 4);
     EXPECT_EQ(runTool("reconstruct " + factor + " " + in).status, 0) << factor;
     EXPECT_EQ(runTool("reconstruct --factor 0.5 --anyway " + in).status, 0);
+    const std::string one = quoted(folder.put("one.stl",
+                                              "solid\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\n"
+                                              "vertex 1 0 0\nvertex 0 1 0\nendloop\nendfacet\nendsolid\n"));
+    const std::string melt = " --spacing 1e-3 --force -o " + quoted(folder.name("melt.ply")) + " " + one;
+    EXPECT_NE(runTool("melt" + melt).err.find("try --spacing 0.00"), std::string::npos);
+    EXPECT_EQ(runTool("resample" + melt).status, 1);
+    EXPECT_EQ(runTool("resample --anyway" + melt).status, 0);
     unsetenv("ZEF_USABLE_BYTES");
 }
