@@ -50,7 +50,12 @@ void catchInterrupts() {
     struct sigaction action = {};
     action.sa_handler = endProcess;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        struct sigaction before = {};
+        // As under nohup, and in the background of scripts.
+        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN) continue;
+        sigaction(signal, &action, nullptr);
+    }
 }
 
 void removeWhenInterrupted(const std::string& file, const std::string& folder) {
