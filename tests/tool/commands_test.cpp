@@ -119,6 +119,17 @@ TEST(ToolConvert, losesNothingUnlessAskedTo) {
     EXPECT_EQ(run.report()["shift"], nlohmann::json::parse("[700001.0, 2.0, 2.0]"));
 }
 
+TEST(ToolOutput, isWrittenThoughNobodyReadsTheReport) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("sheet.xyz", sheetText(9, 0.1)));
+    const auto statusOf = [](const std::string& arguments) {
+        return WEXITSTATUS(std::system(("'" ZEF_TOOL "' " + arguments + " >&- 2>&-").c_str()));
+    };
+    EXPECT_EQ(statusOf("convert " + in + " -o " + quoted(folder.name("sheet.ply"))), 0);
+    EXPECT_EQ(runTool("info " + quoted(folder.name("sheet.ply"))).status, 0);
+    EXPECT_EQ(statusOf("spacing " + in), 1) << "what is asked for is lost";
+}
+
 TEST(ToolOutput, replacesCloudsButNothingElse) {
     const TempFolder folder;
     const std::string in = folder.put("in.xyz", "0 0 0\n1 0 0\n0 1 0\n");
