@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <csignal>
@@ -20,7 +21,7 @@ void tell(std::string_view text) {
 }
 
 // For a signal's handler, which can neither lock nor allocate.
-constexpr std::size_t maxFiles = 2;
+constexpr std::size_t maxFiles = 8;
 std::array<char, PATH_MAX> folderToRemove{};
 std::array<std::array<char, PATH_MAX>, maxFiles> filesToRemove{};
 
@@ -60,7 +61,9 @@ void catchInterrupts() {
 
 void removeWhenInterrupted(const std::string& file, const std::string& folder) {
     keepName(folder, folderToRemove);
-    keepName(file, filesToRemove[filesToRemove[0][0] != 0 ? 1 : 0]);
+    const auto isFree = [](const auto& place) { return place[0] == 0; };
+    const auto it = std::find_if(filesToRemove.begin(), filesToRemove.end(), isFree);
+    if (it != filesToRemove.end()) keepName(file, *it);
 }
 
 void holdInterrupts() {

@@ -97,7 +97,7 @@ void addTalkOptions(CLI::App& command, TalkOptions& talk) {
     command.get_help_ptr()->group(sharedGroup);
     command
         .add_option("--format", talk.inputFormat,
-                    "What comes from standard input, which is the file named -, as an ending: ply")
+                    "What comes from standard input, which is the file named -, or from other pipes, as an ending: ply")
         ->type_name("ENDING")
         ->check(checkInputFormat);
     command.add_flag("-q,--quiet", talk.bQuiet, "No progress bar and no messages but errors");
