@@ -74,7 +74,7 @@ std::string storedInput(const std::string& format) {
 // A pipe with a name that has no ending, as <(...) of a shell.
 std::string linkWithEnding(const std::string& path, const std::string& format) {
     static int numLinks = 0;
-    const std::string link = pipeFolder().file("pipe" + std::to_string(numLinks++) + "." + format);
+    std::string link = pipeFolder().file("pipe" + std::to_string(numLinks++) + "." + format);
     fs::create_symlink(fs::absolute(path), link);
     return link;
 }
