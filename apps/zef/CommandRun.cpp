@@ -5,6 +5,7 @@
 
 #include "Interrupt.h"
 #include "failures.h"
+#include "streams.h"
 
 CommandRun::CommandRun(const TalkOptions& talk)
     : inputFormat(talk.inputFormat),
@@ -34,6 +35,7 @@ void CommandRun::step(const std::string& name) {
 }
 
 void CommandRun::stepWriting(const std::string& path) {
+    bWriting = true;
     holdInterrupts();
     step("writing " + path);
 }
@@ -90,17 +92,19 @@ Ending endingOf(CommandRun& commandRun, const std::function<int(CommandRun&)>& c
 int runCommand(const std::string& name, const TalkOptions& talk, const std::function<int(CommandRun&)>& command) {
     Report report;
     Ending ending;
+    bool bReportWanted = true;
     {
         CommandRun commandRun(talk);
         commandRun.report.begin(name);
         ending = endingOf(commandRun, command);
+        bReportWanted = hasStandardOutput() || !commandRun.hasWritten();
         report = std::move(commandRun.report);
     }
     if (!ending.failure.empty()) {
         std::cerr << "zef: " + ending.failure + "\n" << std::flush;
         return ending.status;
     }
-    if (report.print(talk.bJson)) return ending.status;
+    if (!bReportWanted || report.print(talk.bJson)) return ending.status;
     std::cerr << "zef: the report could not be written to standard output\n";
     return EXIT_COULD_NOT;
 }

@@ -37,6 +37,7 @@ public:
     void step(const std::string& name);
     // The last step of a command: from here on it cannot be cancelled.
     void stepWriting(const std::string& path);
+    bool hasWritten() const { return bWriting; }
     void warn(const std::string& text);
     // What to try where something looks wrong: a line of its own, and one of the list that
     // reportHints() puts into the report.
@@ -48,7 +49,7 @@ private:
         std::string key, label;
         double seconds;
     };
-    bool bQuiet, bVerbose;
+    bool bQuiet, bVerbose, bWriting = false;
     Stopwatch watch;
     std::vector<Lap> vLaps;
     std::vector<std::string> vHints;

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <csignal>
@@ -20,7 +21,7 @@ void tell(std::string_view text) {
 }
 
 // For a signal's handler, which can neither lock nor allocate.
-constexpr std::size_t maxFiles = 2;
+constexpr std::size_t maxFiles = 8;
 std::array<char, PATH_MAX> folderToRemove{};
 std::array<std::array<char, PATH_MAX>, maxFiles> filesToRemove{};
 
@@ -50,12 +51,19 @@ void catchInterrupts() {
     struct sigaction action = {};
     action.sa_handler = endProcess;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        struct sigaction before = {};
+        // As under nohup, and in the background of scripts.
+        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN) continue;
+        sigaction(signal, &action, nullptr);
+    }
 }
 
 void removeWhenInterrupted(const std::string& file, const std::string& folder) {
     keepName(folder, folderToRemove);
-    keepName(file, filesToRemove[filesToRemove[0][0] != 0 ? 1 : 0]);
+    const auto isFree = [](const auto& place) { return place[0] == 0; };
+    const auto it = std::find_if(filesToRemove.begin(), filesToRemove.end(), isFree);
+    if (it != filesToRemove.end()) keepName(file, *it);
 }
 
 void holdInterrupts() {

@@ -6,7 +6,7 @@
 // with a message and EXIT_CANCELLED.
 void catchInterrupts();
 
-// A file that an interrupt removes, with its folder if nothing else is in there. Of one folder, up to two files.
+// A file that an interrupt removes, with its folder if nothing else is in there. Of one folder, up to eight files.
 void removeWhenInterrupted(const std::string& file, const std::string& folder);
 
 // From here on the process ends by itself, since it has begun to write; a second

@@ -9,6 +9,7 @@
 #include "manual/HelpFormatter.h"
 #include "manual/generated.h"
 #include "manual/usage.h"
+#include "streams.h"
 #include "zef/zef_api_functions.h"
 
 namespace {
@@ -83,6 +84,7 @@ int runTool(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    fillStandardStreams();
     catchInterrupts();
     try {
         return runTool(argc, argv);

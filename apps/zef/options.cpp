@@ -88,12 +88,16 @@ void addReadOptions(CLI::App& command, zef::ReadOptions& reading) {
     setGroup(command);
 }
 
+void addAnywayOption(CLI::App& command, bool& bAnyway) {
+    command.add_flag("--anyway", bAnyway, "Begin even if more memory will be needed than is free");
+}
+
 void addTalkOptions(CLI::App& command, TalkOptions& talk) {
     setGroup(command, sharedGroup);
     command.get_help_ptr()->group(sharedGroup);
     command
         .add_option("--format", talk.inputFormat,
-                    "What comes from standard input, which is the file named -, as an ending: ply")
+                    "What comes from standard input, which is the file named -, or from other pipes, as an ending: ply")
         ->type_name("ENDING")
         ->check(checkInputFormat);
     command.add_flag("-q,--quiet", talk.bQuiet, "No progress bar and no messages but errors");

@@ -33,6 +33,7 @@ struct OutputOptions {
 void addReadOptions(CLI::App& command, zef::ReadOptions& reading);
 
 void addTalkOptions(CLI::App& command, TalkOptions& talk);
+void addAnywayOption(CLI::App& command, bool& bAnyway);
 
 // OPTIONAL: there is a name if none is given. LAST: without -o it is the last input, see takeLastAsOutput(). COLOURED:
 // only if it is given, with colours by distance.

@@ -19,8 +19,11 @@ namespace QUOR_ZEF {
 // for its parallel stretches, and returns a mesh, or null with a message when
 // there is nothing to build (no finite point, or no cell survives). The points
 // need no normals and are not changed; those that are not finite are left out
-// with one warning. The same input gives the same mesh, bit for bit. Several
-// threads may call at once.
+// with one warning. The same input gives the same mesh, bit for bit, if the same
+// cloud is the first of the process: that one settles for all the least area on which
+// a local plane is fitted, see resetProcessState(). Several threads may call at once; of
+// several that begin after a start or a reset, whoever comes first settles it, which is
+// anybody's guess. The newer entries have no such state.
 // Throws ZefBugException for a spacing that cannot work (not positive, below what
 // the coordinates resolve, too fine for the cloud's extent), with the cure on
 // standard output; ZefLicenseException if a licence policy refuses; and whatever

@@ -54,7 +54,9 @@ Options optionsOf(zef::ReconstructOptions& o) {
 
 Options optionsOf(zef::MeltOptions& o) {
     return {
-        {"spacing", &o.spacing, "edge of a grid cell, in the unit of the corners; 0: a 200th of the longest side"},
+        {"spacing", &o.spacing,
+         "edge of a grid cell, in the unit of the corners; 0: a 200th of the longest side, or more for very many "
+         "cells"},
         {"featureAngle", &o.featureAngle,
          "degrees, 0 to 361; edges whose triangles meet at that angle or more, between the normals, stay sharp; 361 "
          "for none"},

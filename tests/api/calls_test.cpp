@@ -196,18 +196,21 @@ TEST(Calls, takePointsOfAnyLayout) {
 }
 
 TEST(Calls, doNotFeelEachOther) {
-    const std::vector<Point3> small = ball(), large = ball(1000.0);
-    const Reconstruction alone = reconstruct(small), largeAlone = reconstruct(large);
-    std::vector<Reconstruction> made(2);
-    const auto work = [&](const std::vector<Point3>& first, Reconstruction& result, unsigned numThreads) {
-        reconstruct(first, {.factor = 2.0}, {.threads = numThreads});
-        result = reconstruct(&first == &small ? large : small, {}, {.threads = numThreads});
-    };
-    std::thread other(work, std::ref(small), std::ref(made[0]), 1);
-    work(large, made[1], 3);
-    other.join();
-    EXPECT_TRUE(areSame(made[0].mesh, largeAlone.mesh));
-    EXPECT_TRUE(areSame(made[1].mesh, alone.mesh));
+    constexpr std::size_t num = 4;
+    std::vector<std::vector<Point3>> vClouds;
+    std::vector<Reconstruction> alone(num), made(num);
+    for (const double radius : {1.0, 1000.0, 0.03, 40.0}) vClouds.push_back(ball(radius));
+    for (std::size_t i = 0; i < num; ++i) alone[i] = reconstruct(vClouds[i]);
+    resetProcessState();
+    std::vector<std::thread> vThreads;
+    for (std::size_t i = 0; i < num; ++i) {
+        vThreads.emplace_back([&, i] {
+            reconstruct(vClouds[(i + 1) % num], {.factor = 2.0}, {.threads = 1});
+            made[i] = reconstruct(vClouds[i], {}, {.threads = static_cast<unsigned>(i)});
+        });
+    }
+    for (std::thread& thread : vThreads) thread.join();
+    for (std::size_t i = 0; i < num; ++i) EXPECT_TRUE(areSame(made[i].mesh, alone[i].mesh)) << i;
 }
 
 TEST(Calls, areSilentUnlessTheyArePrescribed) {

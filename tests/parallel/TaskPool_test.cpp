@@ -3,13 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <new>
 #include <numeric>
 #include <stdexcept>
+#include <string>
+#include <system_error>
 #include <vector>
 
+#include "frame/Run.h"
 #include "parallel/concurrency.h"
 #include "parallel/parallelTransform.h"
 #include "support/threads.h"
@@ -121,6 +125,26 @@ TEST(TaskPool, worksWithTheThreadsThatItGets) {
         pool.stop(true);
         EXPECT_EQ(numRun, 10);
     }
+}
+
+TEST(TaskPool, loopsTellOnceOfThreadsThatTheyDoNotGet) {
+    std::vector<std::string> vTold;
+    const Context context{200, {}, [&](Severity, std::string_view text) { vTold.emplace_back(text); }};
+    const auto start = getTaskPool().startThread.exchange(
+        [](std::function<void()>) -> std::thread { throw std::system_error(EAGAIN, std::system_category()); });
+    {
+        QUOR_ZEF::Run run(context);
+        const RunScope scope(run);
+        for (int round = 0; round < 3; ++round) {
+            std::atomic<int> numRun = 0;
+            parallelChunks(1000, 1,
+                           [&](std::size_t begin, std::size_t end) { numRun += static_cast<int>(end - begin); });
+            EXPECT_EQ(numRun, 1000);
+        }
+    }
+    getTaskPool().startThread = start;
+    ASSERT_EQ(vTold.size(), 1u);
+    EXPECT_NE(vTold[0].find("Of 200 threads"), std::string::npos) << vTold[0];
 }
 
 TEST(TaskPool, growsAndShrinksFromSeveralThreads) {

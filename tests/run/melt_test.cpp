@@ -68,7 +68,18 @@ TEST(ToCloud, appendsOneSamplePerTouchedCell) {
     EXPECT_EQ(vOut.front(), Point3(9, 9, 9));
     const double cellsOfSurface = 24.0 / (0.0501 * 0.0501);
     EXPECT_NEAR(static_cast<double>(vOut.size()), cellsOfSurface, 0.1 * cellsOfSurface);
+    EXPECT_NEAR(estimateMeltCells(vBox, 0.0501), cellsOfSurface, 0.4 * cellsOfSurface);
+    EXPECT_THROW(resample(vBox, {.spacing = 1e-5}), TooLargeError);
     for (std::size_t i = 1; i < vOut.size(); ++i) EXPECT_LT(distanceToBox(vOut[i], 1.0), 1e-9);
+}
+
+TEST(Melt, defaultSpacingIsFineAndBoundsTheCells) {
+    std::vector<Point3> vSheets = soupOf(zef_test::box({0, 0, 0}, {1, 1, 1}));
+    EXPECT_DOUBLE_EQ(defaultMeltSpacing(vSheets), 1.0 / 200.0);
+    for (int i = 0; i < 1000; ++i)
+        vSheets.insert(vSheets.end(), {{0.0, 0.0, 0.001 * i}, {1.0, 0.0, 0.001 * i}, {0.0, 1.0, 0.001 * i}});
+    const double spacing = defaultMeltSpacing(vSheets);
+    EXPECT_NEAR(spacing * spacing * 1e6, 1.25 * 506.0, 10.0);
 }
 
 TEST(Melt, badInputIsRefusedAndEmptyInputSaysSo) {

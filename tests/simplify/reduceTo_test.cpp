@@ -225,6 +225,22 @@ TEST_F(ReduceTo, givesTheRecordedTrianglesAndNothingNonManifold) {
     EXPECT_EQ(digest(vAll), 0x4664e83fe91885deu);
 }
 
+// Each of many triangles at one edge, or around one vertex, used to look at all others again and again.
+TEST_F(ReduceTo, comesToAnEndAtCrowdedEdgesAndVertices) {
+    constexpr std::uint32_t num = 3000;
+    for (const bool bEdge : {true, false}) {
+        TriangleMesh mesh;
+        mesh.vertices = {{0.0, 0.0, 0.0}, {0.0, 0.0, 1.0}};
+        for (std::uint32_t i = 0; i < num; ++i) {
+            const double angle = 2.0 * 3.141592653589793 * i / num;
+            mesh.vertices.emplace_back(std::cos(angle), std::sin(angle), 0.5);
+            mesh.indices.insert(mesh.indices.end(), {0, 2 + i, bEdge ? 1 : 2 + (i + 1) % num});
+        }
+        EXPECT_LE(reduceTo(mesh, within(0.01)), 0.01);
+        EXPECT_TRUE(bEdge || mesh.numTriangles() < 100) << mesh.numTriangles();
+    }
+}
+
 TEST(CostQueue, givesTheLeastOfAllThatHasComeSoFar) {
     struct Entry {
         double cost;

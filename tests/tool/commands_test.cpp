@@ -119,6 +119,17 @@ TEST(ToolConvert, losesNothingUnlessAskedTo) {
     EXPECT_EQ(run.report()["shift"], nlohmann::json::parse("[700001.0, 2.0, 2.0]"));
 }
 
+TEST(ToolOutput, isWrittenThoughNobodyReadsTheReport) {
+    const TempFolder folder;
+    const std::string in = quoted(folder.put("sheet.xyz", sheetText(9, 0.1)));
+    const auto statusOf = [](const std::string& arguments) {
+        return WEXITSTATUS(std::system(("'" ZEF_TOOL "' " + arguments + " >&- 2>&-").c_str()));
+    };
+    EXPECT_EQ(statusOf("convert " + in + " -o " + quoted(folder.name("sheet.ply"))), 0);
+    EXPECT_EQ(runTool("info " + quoted(folder.name("sheet.ply"))).status, 0);
+    EXPECT_EQ(statusOf("spacing " + in), 1) << "what is asked for is lost";
+}
+
 TEST(ToolOutput, replacesCloudsButNothingElse) {
     const TempFolder folder;
     const std::string in = folder.put("in.xyz", "0 0 0\n1 0 0\n0 1 0\n");
@@ -321,5 +332,12 @@ TEST(ToolMemory, refusesWhatWillNotFitAndSaysWhatWill) {
     const std::string factor = refused.err.substr(cure + 4, refused.err.find(',', cure) - cure - 4);
     EXPECT_EQ(runTool("reconstruct " + factor + " " + in).status, 0) << factor;
     EXPECT_EQ(runTool("reconstruct --factor 0.5 --anyway " + in).status, 0);
+    const std::string one = quoted(folder.put("one.stl",
+                                              "solid\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\n"
+                                              "vertex 1 0 0\nvertex 0 1 0\nendloop\nendfacet\nendsolid\n"));
+    const std::string melt = " --spacing 1e-3 --force -o " + quoted(folder.name("melt.ply")) + " " + one;
+    EXPECT_NE(runTool("melt" + melt).err.find("try --spacing 0.00"), std::string::npos);
+    EXPECT_EQ(runTool("resample" + melt).status, 1);
+    EXPECT_EQ(runTool("resample --anyway" + melt).status, 0);
     unsetenv("ZEF_USABLE_BYTES");
 }

@@ -25,10 +25,11 @@ struct Ending {
 }
 
 // Runs the tool in a terminal and interrupts it as soon as that shows the mark.
-Ending interruptAt(const std::string& mark, const std::string& in, const std::string& out) {
+Ending interruptAt(const std::string& mark, const std::string& in, const std::string& out, bool bIgnored = false) {
     Ending ending;
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0 && bIgnored) std::signal(SIGINT, SIG_IGN);
     if (child == 0) beTool(in, out);
     if (child < 0) return ending;
     char bytes[4096];
@@ -66,4 +67,5 @@ TEST(ToolInterrupt, leavesTheOldFileOrWritesTheWholeNewOne) {
             EXPECT_TRUE(bSaid) << ending.shown;
         }
     }
+    EXPECT_EQ(interruptAt("reconstructing", in, folder.name("mesh.ply"), true).status, 0) << "the parent ignores it";
 }

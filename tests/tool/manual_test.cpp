@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <sstream>
 
@@ -87,6 +88,11 @@ TEST(ToolPipes, carryTheBytesOfFilesAndSendTheReportAside) {
     EXPECT_EQ(piped.out, zef_test::contentOf(out));
     EXPECT_NE(piped.err.find("\"output\":\"-\""), std::string::npos) << piped.err;
     EXPECT_EQ(runTool("convert - - --format xyz --output-format csv <" + in).out.rfind("0,0,0\n", 0), 0u);
+    const std::string pipe = folder.name("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const ToolRun named =
+        runTool("info --format xyz " + quoted(pipe) + " >/dev/null & cat " + in + " >" + quoted(pipe) + "; wait $!");
+    EXPECT_EQ(named.status, 0) << named.err;
     EXPECT_EQ(runTool("info - <" + in).status, 2) << "without a format";
     const ToolRun broken = runTool("info - --format ply <" + in);
     EXPECT_EQ(broken.status, 1);

@@ -2,6 +2,7 @@
 #include "failures.h"
 #include "files/meshes.h"
 #include "files/triangles.h"
+#include "reports/memory.h"
 
 namespace {
 
@@ -9,6 +10,7 @@ struct MeltChoices {
     std::string path;
     zef::MeltOptions sampling;
     bool bKeepNonManifold = false;
+    bool bAnyway = false;
     OutputOptions output;
     TalkOptions talk;
 };
@@ -21,6 +23,7 @@ int runMelt(const MeltChoices& options, CommandRun& commandRun) {
     commandRun.report.addCount("input_triangles", "triangles read", vCorners.size() / 3);
     commandRun.lap("seconds_read", "read");
 
+    if (!options.bAnyway) requireMemory(vCorners, sampling.spacing, bytesPerMelted);
     commandRun.step("melting");
     const zef::TriangleMesh mesh = zef::melt(vCorners, sampling, commandRun.getContext());
     vCorners = {};
@@ -37,6 +40,7 @@ void addMelt(Commands& commands) {
         *commands.app.add_subcommand("melt", "Make one clean mesh of triangles that overlap or do not fit together");
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
     addSamplingOptions(command, pOptions->sampling);
+    addAnywayOption(command, pOptions->bAnyway);
     addMendOption(command, pOptions->bKeepNonManifold);
     addUntangleOption(command, pOptions->sampling.untangle);
     command.add_flag("--outer", pOptions->sampling.outer,

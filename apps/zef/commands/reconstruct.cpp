@@ -336,7 +336,7 @@ void addReconstruct(Commands& commands) {
     addChainOptions(command, pOptions->chain);
     command.add_flag("--check", pOptions->bCheck,
                      "Tell whether the mesh is closed, manifold and oriented; status 1 if not, though it is written");
-    command.add_flag("--anyway", pOptions->bAnyway, "Begin even if more memory will be needed than is free");
+    addAnywayOption(command, pOptions->bAnyway);
     command.add_flag("--view", pOptions->bView,
                      "Also write a page beside the output that shows the mesh with its points, as zef view does");
     addOutputOptions(command, pOptions->output, OutputName::OPTIONAL);

@@ -3,12 +3,14 @@
 #include "files/outputs.h"
 #include "files/pipes.h"
 #include "files/triangles.h"
+#include "reports/memory.h"
 
 namespace {
 
 struct ResampleChoices {
     std::string path;
     zef::MeltOptions sampling;
+    bool bAnyway = false;
     OutputOptions output;
     TalkOptions talk;
 };
@@ -23,6 +25,7 @@ int runResample(const ResampleChoices& options, CommandRun& commandRun) {
     report.addCount("input_triangles", "triangles read", vCorners.size() / 3);
     commandRun.lap("seconds_read", "read");
 
+    if (!options.bAnyway) requireMemory(vCorners, sampling.spacing, bytesPerSampled);
     commandRun.step("sampling");
     const std::vector<zef::Point3> vPoints = zef::resample(vCorners, sampling, commandRun.getContext());
     vCorners = {};
@@ -42,6 +45,7 @@ void addResample(Commands& commands) {
     CLI::App& command = *commands.app.add_subcommand("resample", "Make a regular cloud of points of triangles");
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
     addSamplingOptions(command, pOptions->sampling);
+    addAnywayOption(command, pOptions->bAnyway);
     addOutputOptions(command, pOptions->output, OutputName::REQUIRED);
     addTalkOptions(command, pOptions->talk);
     addExamples(command, {{"zef resample mesh.stl -o points.xyz --spacing 0.5", "Points at about that distance."}});

@@ -71,8 +71,15 @@ std::string storedInput(const std::string& format) {
     return stored;
 }
 
-std::string renamed(std::string text, const std::string& file) {
-    constexpr std::string_view name = "standard input";
+// A pipe with a name that has no ending, as <(...) of a shell.
+std::string linkWithEnding(const std::string& path, const std::string& format) {
+    static int numLinks = 0;
+    std::string link = pipeFolder().file("pipe" + std::to_string(numLinks++) + "." + format);
+    fs::create_symlink(fs::absolute(path), link);
+    return link;
+}
+
+std::string renamed(std::string text, const std::string& file, const std::string& name) {
     for (std::size_t at = text.find(file); at != std::string::npos; at = text.find(file, at + name.size()))
         text.replace(at, file.size(), name);
     return text;
@@ -94,6 +101,8 @@ std::string storedIfPipe(const CommandRun& commandRun, const std::string& path) 
     std::error_code ignored;
     if (!isPipe(path) && !fs::exists(path, ignored))
         throw Failure(path + ": there is no such file; check its name and folder");
+    if (!isPipe(path) && fs::is_fifo(path, ignored) && !commandRun.inputFormat.empty())
+        return linkWithEnding(path, commandRun.inputFormat);
     if (!isPipe(path)) return path;
     if (commandRun.inputFormat.empty())
         throw UsageFailure("standard input has no ending: tell its format, as --format ply");
@@ -113,9 +122,10 @@ void readInputs(CommandRun& commandRun, const std::vector<std::string>& vPaths,
     try {
         read(vFiles);
     } catch (const zef::FileError& error) {
-        const auto itPipe = std::find_if(vPaths.begin(), vPaths.end(), isPipe);
-        if (itPipe == vPaths.end()) throw;
-        throw Failure(renamed(error.what(), storedInput(commandRun.inputFormat)));
+        std::string text = error.what();
+        for (std::size_t i = 0; i < vFiles.size(); ++i)
+            text = renamed(text, vFiles[i], isPipe(vPaths[i]) ? "standard input" : vPaths[i]);
+        throw Failure(text);
     }
 }
 

@@ -8,8 +8,10 @@
 
 void addSamplingOptions(CLI::App& command, zef::MeltOptions& sampling) {
     command
-        .add_option("--spacing", sampling.spacing,
-                    "Distance of the vertices, in the unit of the file; by default a 200th of its longest side")
+        .add_option(
+            "--spacing", sampling.spacing,
+            "Distance of the vertices, in the unit of the file; by default a 200th of its longest side, or more for "
+            "very many cells")
         ->check(checkPositive);
     command
         .add_option("--feature-angle", sampling.featureAngle,

@@ -33,6 +33,12 @@ std::string cureOf(double numPoints, double bytes, double spacing, const zef::Re
     return "try --factor " + roundedUp(factor);
 }
 
+[[noreturn]] void refuse(const char* what, double wanted, double free, const std::string& cure) {
+    throw Failure(std::string(what) + " would take about " + bytesText(static_cast<std::uint64_t>(wanted)) +
+                  " of memory, and " + bytesText(static_cast<std::uint64_t>(free)) + " are free: " + cure +
+                  ", or --anyway");
+}
+
 }  // namespace
 
 double expectedBytes(double numPoints, double factor, bool bUneven) {
@@ -53,7 +59,16 @@ void requireMemory(CommandRun& commandRun, std::span<const zef::Point3> points,
     const double factor = options.spacing > 0.0 ? options.spacing / found.spacing : options.factor;
     const double wanted = expectedBytes(num, factor, bUneven);
     if (wanted <= bytes) return;
-    throw Failure("the mesh would take about " + bytesText(static_cast<std::uint64_t>(wanted)) + " of memory, and " +
-                  bytesText(static_cast<std::uint64_t>(bytes)) +
-                  " are free: " + cureOf(num, bytes, found.spacing, options, bUneven) + ", or --anyway");
+    refuse("the mesh", wanted, bytes, cureOf(num, bytes, found.spacing, options, bUneven));
+}
+
+void requireMemory(std::span<const zef::Point3> corners, double spacing, double bytesPerCell) {
+    constexpr double perCorner = 130.0, margin = 1.05;
+    const double bytes = static_cast<double>(usableBytes());
+    const double fixed = ownBytes + perCorner * static_cast<double>(corners.size());
+    const double ofCells = bytesPerCell * zef::estimateMeltCells(corners, spacing);
+    if (fixed + ofCells <= bytes) return;
+    const double larger = margin * spacing * std::sqrt(ofCells / (bytes - fixed));
+    refuse("that", fixed + ofCells, bytes,
+           bytes > fixed ? "try --spacing " + shortText(larger) : "cut the triangles into parts");
 }

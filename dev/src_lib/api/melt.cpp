@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <memory>
 #include <numeric>
@@ -8,6 +7,7 @@
 #include "api/Hal.h"
 #include "api/MeshBody.h"
 #include "api/calls.h"
+#include "api/meltSize.h"
 #include "api/plans.h"
 #include "api/untangled.h"
 #include "check/checkTriangles.h"
@@ -27,6 +27,8 @@
 namespace QUOR_ZEF {
 
 namespace {
+
+constexpr double mostCells = 2147483648.0;
 
 void inputTriangles(CloudMgr& cloudMgr, const PointSource& corners, double absSpacing, double featureAngle) {
     cloudMgr.inputPointsViaMemory(corners, absSpacing, -1.0, true, featureAngle, false, nullptr, -1);
@@ -51,23 +53,6 @@ void sampleCorners(const PointSource& corners, double absSpacing, double feature
     finishProgress();
 }
 
-double defaultSpacing(PointSource corners) {
-    // Some 100,000 triangles for a body that fills its box: seconds, and detail enough to judge by.
-    constexpr double cellsPerBox = 200.0;
-    constexpr double none = std::numeric_limits<double>::infinity();
-    corners.keepFinite(3);
-    std::array<double, 3> low{none, none, none}, high{-none, -none, -none};
-    for (std::size_t i = 0; i < corners.size(); ++i) {
-        const Point3 p = corners[i];
-        const std::array<double, 3> coords{p.px, p.py, p.pz};
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            low[axis] = std::min(low[axis], coords[axis]);
-            high[axis] = std::max(high[axis], coords[axis]);
-        }
-    }
-    return std::max({high[0] - low[0], high[1] - low[1], high[2] - low[2], 0.0}) / cellsPerBox;
-}
-
 // The spacing that the options stand for.
 double checkOptions(const PointSource& corners, const MeltOptions& options) {
     checkOption("spacing", options.spacing, 0.0, std::numeric_limits<double>::infinity());
@@ -76,10 +61,11 @@ double checkOptions(const PointSource& corners, const MeltOptions& options) {
     if (corners.size() % 3 != 0)
         throw ArgumentError("corners: " + std::to_string(corners.size()) +
                             " corners are no multiple of three; a triangle is cut short");
-    if (options.spacing > 0.0) return options.spacing;
-    const double spacing = defaultSpacing(corners);
-    if (spacing > 0.0) return spacing;
-    throw NoSurfaceError("the triangles have no size to take a spacing from; give one");
+    const double spacing = options.spacing > 0.0 ? options.spacing : defaultSpacing(corners);
+    if (!(spacing > 0.0)) throw NoSurfaceError("the triangles have no size to take a spacing from; give one");
+    if (estimateCells(corners, spacing) > mostCells)
+        throw TooLargeError("the triangles touch more cells than can be numbered; give a larger spacing");
+    return spacing;
 }
 
 // O(n), since a soup is taken corner by corner.
@@ -219,10 +205,6 @@ std::shared_ptr<Mesh> melt(std::vector<Point3>& vPoints, double absSpacing, doub
 
 void toCloud(std::vector<Point3>& vPoints, double absSpacing, double featureAngle, std::vector<Point3>& vOut) {
     sampleCorners(vPoints, absSpacing, featureAngle, vOut);
-}
-
-double defaultMeltSpacing(std::span<const Point3> corners) {
-    return defaultSpacing(corners);
 }
 
 TriangleMesh melt(std::span<const Point3> corners, const MeltOptions& options, const Context& context) {

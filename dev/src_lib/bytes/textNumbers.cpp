@@ -1,6 +1,7 @@
 #include "bytes/textNumbers.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 
 namespace QUOR_ZEF {
@@ -33,14 +34,16 @@ double valueOutOfRange(const char* p, const char* pEnd) {
     const char* pPoint = std::find(p, pExponent, '.');
     const char* pFirst = std::find_if(p, pExponent, [](char c) { return c >= '1' && c <= '9'; });
     if (pFirst == pExponent) return sign * 0.0;
-    const long place = static_cast<long>(pPoint - pFirst);
-    long exponent = 0;
+    const auto place = static_cast<std::int64_t>(pPoint - pFirst);
+    std::int64_t exponent = 0;
     if (pExponent != pEnd) {
         const bool bMinus = pExponent + 1 != pEnd && pExponent[1] == '-';
         const char* pDigits = pExponent + (pExponent + 1 != pEnd && !isDigit(pExponent[1]) ? 2 : 1);
         const auto parsed = std::from_chars(pDigits, pEnd, exponent);
-        // An exponent that does not fit outweighs any number of leading zeros.
-        if (parsed.ec == std::errc::result_out_of_range) return bMinus ? sign * 0.0 : sign * infinity;
+        // An exponent that does not fit, or nearly so, outweighs any number of digits.
+        constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max() / 2;
+        if (parsed.ec == std::errc::result_out_of_range) exponent = largest;
+        exponent = std::min(exponent, largest);
         if (bMinus) exponent = -exponent;
     }
     return place + exponent < 0 ? sign * 0.0 : sign * infinity;

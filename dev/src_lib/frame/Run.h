@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -46,6 +47,9 @@ public:
 
     // What poll() calls before it reports, on the calling thread; may be empty.
     std::function<void()> beforeReport;
+
+    // Whether the caller knows that there are fewer threads than wanted.
+    std::atomic<bool> bToldOfFewThreads = false;
 
     // The least area on which a plane is fitted: that of the first cloud of the call.
     FirstValue minArea;

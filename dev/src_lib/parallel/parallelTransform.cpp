@@ -8,10 +8,12 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "frame/Run.h"
+#include "frame/tools.h"
 #include "parallel/TaskPool.h"
 #include "parallel/spin.h"
 
@@ -205,6 +207,17 @@ private:
     bool bClosed = false;
 };
 
+// Once a call; loops work with those that there are.
+void tellOfFewThreads(unsigned numThreads) {
+    Run* const pRun = getRun();
+    if (!pRun) return;
+    TaskPool& pool = getTaskPool();
+    pool.grow(static_cast<int>(numThreads) - 1);
+    const int num = pool.numWorkers + 1;
+    if (num >= static_cast<int>(numThreads) || pRun->bToldOfFewThreads.exchange(true)) return;
+    showWarning("threads", "Of " + std::to_string(numThreads) + " threads the system lends " + std::to_string(num));
+}
+
 void runSerially(std::size_t numTasks, void* pTasks, Loop::RunTask runTask) {
     for (std::size_t i = 0; i < numTasks; ++i) runTask(pTasks, i, callingThread);
 }
@@ -216,7 +229,10 @@ void shareTasks(std::size_t numTasks, void* pTasks, void (*runTask)(void* pTasks
     if (numThreads < 2) return runSerially(numTasks, pTasks, runTask);
     std::shared_ptr<Team> pOwn;
     try {
-        if (!here.pTeam) pOwn = std::make_shared<Team>(numThreads);
+        if (!here.pTeam) {
+            tellOfFewThreads(numThreads);
+            pOwn = std::make_shared<Team>(numThreads);
+        }
     } catch (const std::bad_alloc&) {
         return runSerially(numTasks, pTasks, runTask);
     }

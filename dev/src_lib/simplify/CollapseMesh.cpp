@@ -40,6 +40,7 @@ CollapseMesh::CollapseMesh(const FanSurface& surface)
       vFanStart(surface.vStart.begin(), surface.vStart.end()),
       vFanSize(vPos.size()),
       vFans(surface.vFans),
+      vNumAround(vPos.size()),
       vVersion(vPos.size()),
       vHeir(vPos.size()),
       vKind(vPos.size()),
@@ -48,7 +49,7 @@ CollapseMesh::CollapseMesh(const FanSurface& surface)
     parallelChunks(vPos.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             vHeir[i] = static_cast<std::uint32_t>(i);
-            vFanSize[i] = surface.vStart[i + 1] - surface.vStart[i];
+            vFanSize[i] = vNumAround[i] = surface.vStart[i + 1] - surface.vStart[i];
             vKind[i] = kindOf(surface, vHeir[i]);
         }
     });
@@ -57,34 +58,40 @@ CollapseMesh::CollapseMesh(const FanSurface& surface)
 
 // Manifold: one fan, closed, or open with two border edges.
 CollapseMesh::Kind CollapseMesh::kindOf(const FanSurface& surface, std::uint32_t vertex) {
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> vSides;  // opposite of the vertex
-    std::vector<std::uint32_t> vEnds;
+    struct Side {  // opposite of the vertex, once from each end
+        std::uint32_t end, other, triangle;
+    };
+    std::vector<Side> vSides;
     for (const std::uint32_t triangle : surface.fan(vertex)) {
         const std::uint32_t* const k = &surface.indices[3 * std::size_t{triangle}];
         const int ici = k[0] == vertex ? 0 : k[1] == vertex ? 1 : 2;
-        vSides.emplace_back(k[(ici + 1) % 3], k[(ici + 2) % 3]);
-        vEnds.insert(vEnds.end(), {vSides.back().first, vSides.back().second});
+        const std::uint32_t next = k[(ici + 1) % 3], previous = k[(ici + 2) % 3];
+        vSides.insert(vSides.end(), {{next, previous, triangle}, {previous, next, triangle}});
     }
-    std::sort(vEnds.begin(), vEnds.end());
+    std::sort(vSides.begin(), vSides.end(), [](const Side& a, const Side& b) { return a.end < b.end; });
     std::size_t numOpen = 0, largest = 0;
-    std::uint32_t at = vSides.empty() ? vertex : vSides[0].first;
-    for (std::size_t i = 0, end = 0; i < vEnds.size(); i = end) {
-        while (end < vEnds.size() && vEnds[end] == vEnds[i]) ++end;
+    std::uint32_t at = vSides.empty() ? vertex : vSides[0].end;
+    for (std::size_t i = 0, end = 0; i < vSides.size(); i = end) {
+        while (end < vSides.size() && vSides[end].end == vSides[i].end) ++end;
         largest = std::max(largest, end - i);
         if (end - i > 1) continue;
         ++numOpen;
-        at = vEnds[i];
+        at = vSides[i].end;
     }
     const Kind border = numOpen > 0 ? BORDER : INNER;
     const Kind complex = numOpen > 0 ? Kind(BORDER | FIXED) : FIXED;
     if (largest > 2 || numOpen > 2) return complex;
-    while (!vSides.empty()) {
-        const auto side_it = std::find_if(vSides.begin(), vSides.end(),
-                                          [at](const auto& side) { return side.first == at || side.second == at; });
-        if (side_it == vSides.end()) return complex;
-        at = side_it->first == at ? side_it->second : side_it->first;
-        *side_it = vSides.back();
-        vSides.pop_back();
+    // At most two sides meet at an end: all are to be reached from an open one, or once around.
+    const std::uint32_t start = at;
+    std::uint32_t last = none;
+    for (std::size_t numLeft = vSides.size() / 2; numLeft > 0; --numLeft) {
+        auto side_it = std::lower_bound(vSides.begin(), vSides.end(), at,
+                                        [](const Side& side, std::uint32_t end) { return side.end < end; });
+        if (side_it->triangle == last) ++side_it;
+        if (side_it == vSides.end() || side_it->end != at) return complex;
+        last = side_it->triangle;
+        at = side_it->other;
+        if (at == start && numLeft > 1) return complex;
     }
     return border;
 }
@@ -131,6 +138,8 @@ std::uint32_t CollapseMesh::gatherFan(std::uint32_t vertex, std::uint32_t other)
 bool CollapseMesh::begin(std::uint32_t u_, std::uint32_t v_) {
     u = u_;
     v = v_;
+    // Until what is around them has become less.
+    if (vNumAround[u] > FanSurface::mostAround || vNumAround[v] > FanSurface::mostAround) return false;
     vMoved.clear();
     vDying.clear();
     vFanSize[u] = gatherFan(u, v);
@@ -188,16 +197,20 @@ bool CollapseMesh::distorts(const Vector3& p) const {
 }
 
 void CollapseMesh::collapse(const Vector3& p) {
-    for (const std::uint32_t triangle : vDying) std::fill_n(vTriples.begin() + 3 * std::ptrdiff_t{triangle}, 3, none);
+    for (const std::uint32_t triangle : vDying) {
+        const auto corners = vTriples.begin() + 3 * std::ptrdiff_t{triangle};
+        for (auto it = corners; it != corners + 3; ++it) --vNumAround[*it];
+        std::fill_n(corners, 3, none);
+    }
     for (const Moved& moved : vMoved) vTriples[3 * std::size_t{moved.triangle} + moved.corner] = u;
     numLive -= vDying.size();
     if (vMoved.size() > vFanSize[u]) {
         vFanStart[u] = vFans.size();
         vFans.resize(vFans.size() + vMoved.size());
     }
-    vFanSize[u] = static_cast<std::uint32_t>(vMoved.size());
+    vFanSize[u] = vNumAround[u] = static_cast<std::uint32_t>(vMoved.size());
     for (std::size_t i = 0; i < vMoved.size(); ++i) vFans[vFanStart[u] + i] = vMoved[i].triangle;
-    vFanSize[v] = 0;
+    vFanSize[v] = vNumAround[v] = 0;
     vPos[u] = p;
     vKind[u] = Kind(vKind[u] | vKind[v]);
     vHeir[v] = u;

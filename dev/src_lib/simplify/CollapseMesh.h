@@ -51,7 +51,7 @@ public:
     }
 
     // Makes the edge the one that the following functions are about. False if its
-    // collapse would change the topology, or if it is no edge.
+    // collapse would change the topology, if it is no edge, or if an end is crowded.
     bool begin(std::uint32_t u, std::uint32_t v);
     // The triangles that move, those that die, and the vertices around: valid until
     // the next begin().
@@ -91,6 +91,7 @@ private:
     std::vector<std::uint32_t> vTriples;         // three vertices a triangle, none for dead ones
     std::vector<std::size_t> vFanStart;          // by vertex: where its triangles start in vFans,
     std::vector<std::uint32_t> vFanSize, vFans;  // and their number, dead ones included
+    std::vector<std::uint32_t> vNumAround;       // by vertex: its triangles that are not dead
     std::vector<std::uint32_t> vVersion, vHeir;  // by vertex
     std::vector<Kind> vKind;                     // by vertex
     std::size_t numLive = 0;

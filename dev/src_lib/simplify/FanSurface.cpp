@@ -78,10 +78,11 @@ FanSurface::FanSurface(std::vector<Vector3> vPos_, std::vector<std::uint32_t> in
 
 bool FanSurface::isFirstAtSide(std::uint32_t triangle, std::uint32_t i) const {
     const std::uint32_t a = indices[3 * triangle + i], b = indices[3 * triangle + (i + 1) % 3];
-    const auto view = fan(a);
+    const std::uint32_t around = lesserOf(a, b), end = around == a ? b : a;
+    const auto view = fan(around);
     return *std::find_if(view.begin(), view.end(), [&](std::uint32_t other) {
         const std::uint32_t* const k = &indices[3 * std::size_t{other}];
-        return k[0] == b || k[1] == b || k[2] == b;
+        return k[0] == end || k[1] == end || k[2] == end;
     }) == triangle;
 }
 
@@ -94,7 +95,7 @@ Foot FanSurface::walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnoug
     Foot best;
     for (;;) {
         bool bCloser = false;
-        for (const std::uint32_t triangle : fan(vertex)) {
+        for (const std::uint32_t triangle : partOfFan(vertex)) {
             Foot foot;
             foot.triangle = triangle;
             findFoot(p, corner(triangle, 0), corner(triangle, 1), corner(triangle, 2), foot);

@@ -32,6 +32,9 @@ void findFoot(const Vector3& p, const Vector3& a, const Vector3& b, const Vector
 // Triangles with the fans around their vertices, in plain arrays.
 class FanSurface {
 public:
+    // Vertices of more triangles are crowded: whoever went around them again and again would never end.
+    static constexpr std::size_t mostAround = 256;
+
     std::vector<Vector3> vPos;           // by vertex
     std::vector<std::uint32_t> indices;  // three vertices a triangle
     std::vector<std::uint32_t> vStart;   // by vertex, and one more: where its fan starts in vFans
@@ -45,14 +48,22 @@ public:
     std::span<const std::uint32_t> fan(std::uint32_t vertex) const {
         return {vFans.data() + vStart[vertex], vFans.data() + vStart[vertex + 1]};
     }
+    bool isCrowded(std::uint32_t vertex) const { return vStart[vertex + 1] - vStart[vertex] > mostAround; }
+    // The fan, or some triangles of a crowded one.
+    std::span<const std::uint32_t> partOfFan(std::uint32_t vertex) const {
+        constexpr std::size_t some = 16;
+        return isCrowded(vertex) ? fan(vertex).first(some) : fan(vertex);
+    }
+    // That of the two vertices of an edge which has fewer triangles.
+    std::uint32_t lesserOf(std::uint32_t a, std::uint32_t b) const { return fan(a).size() <= fan(b).size() ? a : b; }
     const Vector3& corner(std::uint32_t triangle, std::uint32_t i) const { return vPos[indices[3 * triangle + i]]; }
     // Of the triangles at the edge from corner i to the next one, the lowest is this one.
     bool isFirstAtSide(std::uint32_t triangle, std::uint32_t i) const;
 
     // Walks from fan to fan as long as the surface comes closer to p. What it finds
     // is on the surface, so its distance is at least the true one, and near the
-    // start as a rule the same. Stops early within sqEnough. The vertex must have
-    // triangles. May run on several threads.
+    // start as a rule the same, unless a fan is crowded, of which it sees a part only. Stops
+    // early within sqEnough. The vertex must have triangles. May run on several threads.
     Foot walkFrom(std::uint32_t vertex, const Vector3& p, double sqEnough = 0.0) const;
     // The vertex to walk from next, if the next point is near to this one.
     std::uint32_t nearestCorner(const Foot& foot) const;

@@ -25,14 +25,16 @@ SurfaceDistance::SurfaceDistance(const FanSurface& from_, const FanSurface& to_,
     });
 }
 
-// f(point, the corner that it is nearest to). What triangles have in common comes
-// with one of them only.
+// f(point, the corner that it is nearest to, and not crowded if another one is not). What triangles have in common
+// comes with one of them only.
 template <class F>
 void SurfaceDistance::forEachPoint(std::uint32_t triangle, F&& f) const {
     const Vector3 &a = from.corner(triangle, 0), &b = from.corner(triangle, 1), &c = from.corner(triangle, 2);
     const std::uint32_t* const k = &from.indices[3 * std::size_t{triangle}];
     bool bFirstAt[3], bFirstAtSide[3];
+    double handicap[3];
     for (std::uint32_t i = 0; i < 3; ++i) {
+        handicap[i] = to.isCrowded(vNear[k[i]]) ? 1.0 : 0.0;
         bFirstAt[i] = from.fan(k[i]).front() == triangle;
         bFirstAtSide[i] = from.isFirstAtSide(triangle, i);
     }
@@ -43,7 +45,8 @@ void SurfaceDistance::forEachPoint(std::uint32_t triangle, F&& f) const {
                             : w[i] == 0.0 && !bFirstAtSide[(i + 1) % 3] && wa != 1.0 && wb != 1.0 && wc != 1.0)
                 return;
         }
-        f(weightedMean(a, b, c, wa, wb, wc), k[std::max_element(w, w + 3) - w]);
+        const double fitness[3] = {wa - handicap[0], wb - handicap[1], wc - handicap[2]};
+        f(weightedMean(a, b, c, wa, wb, wc), k[std::max_element(fitness, fitness + 3) - fitness]);
     });
 }
 

@@ -238,10 +238,11 @@ private:
     }
 
     bool isBorderEdge(std::uint32_t vertex, std::uint32_t other) const {
-        const auto fan = source.fan(vertex);
+        const std::uint32_t around = source.lesserOf(vertex, other), end = around == vertex ? other : vertex;
+        const auto fan = source.fan(around);
         return std::count_if(fan.begin(), fan.end(), [&](std::uint32_t triangle) {
                    const std::uint32_t* const k = &source.indices[3 * std::size_t{triangle}];
-                   return k[0] == other || k[1] == other || k[2] == other;
+                   return k[0] == end || k[1] == end || k[2] == end;
                }) == 1;
     }
 

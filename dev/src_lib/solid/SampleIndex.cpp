@@ -53,12 +53,25 @@ private:
     bool isNearInside(std::size_t triangle) const {
         const std::uint32_t* const pCorners = &mesh.indices[3 * triangle];
         const Point3 &a = mesh.vertices[pCorners[0]], &b = mesh.vertices[pCorners[1]], &c = mesh.vertices[pCorners[2]];
-        const double longest = std::max({(b - a).length(), (c - b).length(), (a - c).length()}) / samples.cellSize;
-        if (longest < longEdge) return true;
-        const double num = std::ceil(longest / stepBetween);
-        for (double i = 0.0; i <= num; ++i)
-            for (double j = 0.0; i + j <= num; ++j)
-                if (!isNear(a + (b - a) * (i / num) + (c - a) * (j / num))) return false;
+        const double ofA = (c - b).length(), ofB = (a - c).length(), ofC = (b - a).length();
+        if (std::max({ofA, ofB, ofC}) < longEdge * samples.cellSize) return true;
+        // Rows along the shortest side: needles, as at the borders of fine grids, have few of more than a place.
+        return ofA <= std::min(ofB, ofC) ? areRowsNear(a, b, c)
+               : ofB <= ofC              ? areRowsNear(b, c, a)
+                                         : areRowsNear(c, a, b);
+    }
+
+    double numSteps(double length) const { return std::max(std::ceil(length / (stepBetween * samples.cellSize)), 1.0); }
+
+    // From one of the sides at a to the other.
+    bool areRowsNear(const Point3& a, const Point3& b, const Point3& c) const {
+        const double numRows = numSteps(std::max((b - a).length(), (c - a).length()));
+        for (double i = 0.0; i <= numRows; ++i) {
+            const Point3 first = a + (b - a) * (i / numRows), last = a + (c - a) * (i / numRows);
+            const double num = numSteps((last - first).length());
+            for (double j = 0.0; j <= num; ++j)
+                if (!isNear(first + (last - first) * (j / num))) return false;
+        }
         return true;
     }
 };
