@@ -224,7 +224,8 @@ TEST(ReadPoints, choosingAllGivesWhatIsReadAsAWhole) {
         EXPECT_TRUE(std::equal(parts.normals.begin(), parts.normals.end(), whole.normals.begin(), whole.normals.end(),
                                [](const Vector3& a, const Vector3& b) { return (a - b).length() == 0.0; }))
             << name;
-        for (const std::size_t i : {0, num - 1}) EXPECT_EQ(parts.points[i].r, whole.points[i].r) << name;
+        EXPECT_EQ(parts.points.front().r, whole.points.front().r) << name;
+        EXPECT_EQ(parts.points.back().r, whole.points.back().r) << name;
         EXPECT_EQ(parts.hasColor, name.find("c.csv") == std::string::npos) << name;
     }
     EXPECT_EQ(readPoints(vNames[0]).points.front().r, 1);

@@ -84,7 +84,7 @@ std::string includedBy(std::string line) {
 
 bool mayKnowThreads(const std::string& file, const std::string& header) {
     if (folderOf(file) == "parallel" || startsWith(file, "frame/Progress.")) return true;
-    if (startsWith(file, "frame/Run.")) return header == "mutex";
+    if (startsWith(file, "frame/Run.")) return header == "mutex" || header == "atomic";
     if (file == "frame/FirstValue.h") return header == "atomic";
     return file == "frame/License.cpp" && header == "mutex";
 }

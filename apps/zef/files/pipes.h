@@ -15,8 +15,8 @@ bool isPipe(const std::string& path);
 std::string nameOfFormat(const std::string& path, const std::string& format);
 
 // read(files) reads what the names stand for: for "-" all of standard input, in the format that
-// --format tells, which also tells that of pipes with names. Errors of the library name it as the user did. Throws UsageFailure without a
-// format, and Failure if standard input cannot be stored.
+// --format tells, which also tells that of pipes with names. Errors of the library name it as the user did. Throws
+// UsageFailure without a format, and Failure if standard input cannot be stored.
 void readInputs(CommandRun& commandRun, const std::vector<std::string>& vPaths,
                 const std::function<void(const std::vector<std::string>&)>& read);
 

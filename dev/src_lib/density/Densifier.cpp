@@ -16,7 +16,6 @@ namespace {
 constexpr std::size_t minChunk = 256;
 // Enough to see over the edge of a step of quantised depth, and few enough to follow a curve.
 constexpr std::size_t numNeighbours = 60;
-constexpr std::size_t spacingRank = 6;
 constexpr double denseSpacing = 0.5;  // cells
 constexpr double minCosine = 0.8;     // of the normals of planes that agree
 constexpr std::uint32_t none = ~std::uint32_t{0};

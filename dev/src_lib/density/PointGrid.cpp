@@ -13,7 +13,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 4096;
+constexpr std::size_t minPoints = 4096;
 
 bool isBefore(const Point3& a, const Point3& b) {
     return std::tie(a.px, a.py, a.pz) < std::tie(b.px, b.py, b.pz);
@@ -40,19 +40,19 @@ PointGrid::PointGrid(const PointSource& points, const Calc& grid) : calc(grid) {
 
 void PointGrid::sortCells(const PointSource& points) {
     std::vector<std::pair<uint64, uint64>> vPairs(points.size());
-    parallelChunks(vPairs.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vPairs.size(), minPoints, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vPairs[i] = {calc.getCCD(points[i]), i};
     });
     sortStableByFirstMT(vPairs.begin(), vPairs.end());
     vPoints.resize(vPairs.size());
     vCodes.resize(vPairs.size());
-    parallelChunks(vPairs.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vPairs.size(), minPoints, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             vPoints[i] = points[vPairs[i].second];
             vCodes[i] = vPairs[i].first;
         }
     });
-    parallelChunks(vPairs.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vPairs.size(), minPoints, [&](std::size_t begin, std::size_t end) {
         while (begin > 0 && begin < end && vCodes[begin] == vCodes[begin - 1]) ++begin;
         while (begin < end) {
             std::size_t last = begin + 1;

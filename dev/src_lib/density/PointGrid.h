@@ -56,6 +56,9 @@ private:
     std::array<Blocks, numLevels> aBlocks;
 };
 
+// The distance of the nearest point of this rank is the local spacing.
+inline constexpr std::size_t spacingRank = 6;
+
 // Finds the points nearest to others. One for each thread; asking in Z-order is fast, since
 // the blocks around are looked up once for all points of a block, and an answer bounds the next one.
 class NeighbourSearch {

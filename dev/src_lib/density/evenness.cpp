@@ -12,7 +12,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 4096;
+constexpr std::size_t minTogether = 4096;
 constexpr std::size_t minCells = 6;
 
 // Each code once; vCounts tells how often it was there.
@@ -47,7 +47,7 @@ double getUnsupportedShare(std::vector<uint64> vRCD) {
     std::vector<std::size_t> vCounts;
     countRuns(vRCD, vCounts);
     const auto vUnsupported =
-        parallelChunkResults<std::size_t>(vRCD.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunkResults<std::size_t>(vRCD.size(), minTogether, [&](std::size_t begin, std::size_t end) {
             ColumnCursors<1> cursors(vRCD);
             std::size_t num = 0;
             for (std::size_t i = begin; i < end; ++i)

@@ -17,7 +17,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::size_t maxSampled = 6'000, fewest = 2'000, pointsPerSample = 20;
-constexpr std::size_t minChunk = 50'000, minFits = 64, batchSize = 1'000;
+constexpr std::size_t minSamples = 50'000, minFits = 64, batchSize = 1'000;
 constexpr std::array<std::size_t, 4> aNumPoints = {16, 32, 64, 128};  // of the pieces, which double their area
 constexpr double firstReach = 2.5;                                    // spacings: some 16 to 30 points in a plane
 constexpr int numReaches = 5;                                         // each twice the one before
@@ -164,8 +164,8 @@ private:
     void findHits(const std::vector<std::uint32_t>& vOpen, double radius) {
         const PlaceIndex around(vPlaces, vOpen, radius);
         using Found = std::pair<std::uint32_t, Hit>;
-        const auto vParts =
-            parallelChunkResults<std::vector<Found>>(points.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        const auto vParts = parallelChunkResults<std::vector<Found>>(
+            points.size(), minSamples, [&](std::size_t begin, std::size_t end) {
                 std::vector<Found> vPart;
                 for (std::size_t i = begin; i < end; ++i) {
                     const Point3 p = points[i];

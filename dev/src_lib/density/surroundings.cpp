@@ -11,8 +11,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 256;
-constexpr std::size_t spacingRank = 6;
+constexpr std::size_t minAsked = 256;
 
 double quantile(std::vector<double>& vValues, double share) {
     const auto at = static_cast<std::ptrdiff_t>(share * static_cast<double>(vValues.size() - 1));
@@ -25,7 +24,7 @@ double quantile(std::vector<double>& vValues, double share) {
 std::array<double, 3> measureLocalSpacings(const PointGrid& grid, std::size_t maxSampled) {
     const std::size_t num = std::min<std::size_t>(grid.size(), maxSampled);
     std::vector<double> vSpacing(num, -1.0);
-    parallelChunks(num, minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(num, minAsked, [&](std::size_t begin, std::size_t end) {
         NeighbourSearch search(grid);
         for (std::size_t k = begin; k < end; ++k) {
             const auto& vNear = search.find(static_cast<std::uint32_t>(k * grid.size() / num), spacingRank);

@@ -34,6 +34,7 @@ void reserveRows(std::string_view lines, uint64 fileSize, TextRows& rows) {
 
 void readRows(const InputFile& file, TextReader& reader, TextRows& rows) {
     LineBlocks blocks(file, 0, 1);
+    OptionalStage("IO_load", 1).finish();  // lines are parsed as they come
     OptionalStage stage("IO_read", file.getSize());
     for (uint64 lineNumber = 1;; lineNumber = blocks.getLineNumber()) {
         const std::string_view lines = blocks.next();

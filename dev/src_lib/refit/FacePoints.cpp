@@ -18,7 +18,6 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::uint32_t nobody = RefitSurface::none;
-constexpr std::size_t minChunk = RefitSurface::minChunk;
 
 using CodedIndex = std::pair<uint64, std::uint64_t>;  // code of a cell, and what lies there
 
@@ -83,13 +82,13 @@ public:
         for (std::uint32_t t = 0; t < surface.numTriangles(); ++t)
             forEachPlace(surface, t, grid.getCell(), [&](const Vector3& p) { vUnsorted.push_back({p, t}); });
         std::vector<CodedIndex> vOrder(vUnsorted.size());
-        parallelChunks(vOrder.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunks(vOrder.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) vOrder[i] = {grid.codeAt(vUnsorted[i].p), i};
         });
         sortStableByFirstMT(vOrder.begin(), vOrder.end());
         vCodes.resize(vOrder.size());
         vPlaces.resize(vOrder.size());
-        parallelChunks(vOrder.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunks(vOrder.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 vCodes[i] = vOrder[i].first;
                 vPlaces[i] = vUnsorted[vOrder[i].second];
@@ -155,7 +154,7 @@ Vector3 toVector(const Point3& p) {
 // Points by cell, those of one cell by coordinates.
 std::vector<CodedIndex> sortPoints(const PointSource& points, const ColumnGrid& grid) {
     std::vector<CodedIndex> vOrder(points.size());
-    parallelChunks(vOrder.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vOrder.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vOrder[i] = {grid.codeAt(toVector(points[i])), i};
     });
     sortStableByFirstMT(vOrder.begin(), vOrder.end());
@@ -164,7 +163,7 @@ std::vector<CodedIndex> sortPoints(const PointSource& points, const ColumnGrid& 
 
 // Where chunks begin that cut no cell apart.
 std::vector<std::size_t> boundsOfCells(const std::vector<CodedIndex>& vOrder) {
-    std::vector<std::size_t> vBounds = getChunkBounds(vOrder.size(), minChunk);
+    std::vector<std::size_t> vBounds = getChunkBounds(vOrder.size(), RefitSurface::minChunk);
     for (std::size_t& bound : vBounds)
         while (bound > 0 && bound < vOrder.size() && vOrder[bound].first == vOrder[bound - 1].first) ++bound;
     return vBounds;
@@ -257,7 +256,7 @@ void FacePoints::follow(const RefitSurface& surface, const RefitPart& part, cons
     forEachBelow(surface.numTriangles(), [&](std::size_t t) {
         std::fill(vFaces.begin() + vStart[t], vFaces.begin() + vStart[t + 1], static_cast<std::uint32_t>(t));
     });
-    parallelChunks(part.vFaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(part.vFaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
         std::vector<std::uint32_t> vAround;
         for (std::size_t k = begin; k < end; ++k) {
             const std::size_t face = part.vFaces[k];

@@ -24,7 +24,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = RefitSurface::minChunk;
 constexpr int mostRounds = 3, numSteps = 5;
 constexpr float creaseCosine = 0.77F;
 constexpr double longestMove = 1.5;  // mean edges, in all rounds together
@@ -78,7 +77,7 @@ public:
             surface.listRings(whole, rings);
             facePoints.follow(surface, whole, rings);
         }
-        parallelChunks(mesh.vertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunks(mesh.vertices.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 const Vector3& p = surface.vPlaces[i];
                 mesh.vertices[i].set(p.vx, p.vy, p.vz);
@@ -173,7 +172,7 @@ private:
     // closed off wrongly.
     void flattenSpikes() {
         std::vector<Vector3> vPlaces = surface.vPlaces;
-        parallelChunks(vPlaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunks(vPlaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i)
                 if (isSpike(i)) vPlaces[i] = meanAround(i);
         });
@@ -203,7 +202,7 @@ private:
 
     // Vertices that fitting has led away from all points return, halfway if that suffices.
     void bringBackLost() {
-        parallelChunks(vOld.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        parallelChunks(vOld.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 if (!isLost(i, surface.vPlaces[i]) || isLost(i, vOld[i])) continue;
                 const Vector3 halfway = (vOld[i] + surface.vPlaces[i]) * 0.5;
@@ -305,7 +304,7 @@ private:
                                          const std::vector<FaceNormal>& vTrue) const {
         constexpr float steepest = 0.2F;  // cosine
         const auto vParts = parallelChunkResults<std::vector<std::uint32_t>>(
-            vFaces.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+            vFaces.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
                 std::vector<std::uint32_t> v;
                 for (std::size_t i = begin; i < end; ++i) {
                     const std::uint32_t t = vFaces[i];
