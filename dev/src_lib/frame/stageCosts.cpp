@@ -29,11 +29,11 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
     const double n = size.numPoints, in = size.numInput, c = size.numCells;
     const auto either = [&](double even, double uneven) { return size.bUneven ? uneven : even; };
     const auto among = [&](double share, double cost) { return costAmong(size.numThreads, share, cost); };
-    return {{"CL_out", 0.07 * in},
-            {"CL_eres", 0.015 * in},
-            {"CL_dens", among(0.85, either(0.02, 9.3) * in)},
-            {"SM_run", among(sharedPlanes, either(0.52, 0.45) * n)},
-            {"CL_creb", either(0.5, 0.9) * n},
+    return {{"CL_out", either(0.07, 0.025) * in},
+            {"CL_eres", either(0.015, 0.005) * in},
+            {"CL_dens", among(0.85, either(0.02, 6.6) * in)},
+            {"SM_run", among(sharedPlanes, either(0.71, 0.45) * n)},
+            {"CL_creb", either(0.56, 1.1) * n},
             {"CL_fill", among(sharedFilling(c, size.bUneven), size.bUneven ? 10.0 * in : 2.4 * c)},
             {"HL_st", 0.04 * c},
             {"VO_ftx", among(0.6, 0.6 * c)},
@@ -51,11 +51,11 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
             {"MF_renew", (size.bScattered ? 1.5 : either(0.3, 1.2)) * c},
             {"MF_face", 0.2 * c},
             {"SD_turn", among(0.6, either(0.05, 1.1) * c)},
-            {"HD_cut", 0.1 * c},
-            {"RF_fit", among(0.8, (size.bScattered ? 1.4 : 1.0) * (15e3 + 1.3 * in + 3.7 * c))},
+            {"HD_cut", either(0.1, 0.3) * c},
+            {"RF_fit", among(0.8, (size.bScattered ? 1.2 : 1.0) * (45e3 + 1.3 * in + 3.7 * c))},
             {"CL_close", 2.0 * c},
             {"UT_find", among(0.7, 0.8 * c)},
-            {"UT_part", either(0.1, 2.6) * c},
+            {"UT_part", size.bScattered ? 0.6 * c : either(0.1 * c, 30e3 + 2.8 * c)},
             {"CK_fit", among(0.95, 80e3 + 0.08 * in)},
             {"CK_noise",
              among(0.95, (size.bScattered ? 14.0 : 6.5) * std::min(samplesOfNoise, in / pointsPerSample) + 0.03 * in)}};
@@ -68,7 +68,7 @@ double costOfFilling(double numCells, double numBorderCells, int numGrowSteps, b
 }
 
 double costOfSmoothedPlanes(double numPoints, double numThreads) {
-    return costAmong(numThreads, sharedPlanes, 1.6 * numPoints);
+    return costAmong(numThreads, sharedPlanes, 1.45 * numPoints);
 }
 
 }  // namespace QUOR_ZEF
