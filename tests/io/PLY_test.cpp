@@ -16,7 +16,6 @@
 
 using namespace QUOR_ZEF;
 using namespace QUOR_ZEF::PLY;
-using zef_test::bytesOf;
 using zef_test::plyFile;
 using zef_test::TempFolder;
 

@@ -6,7 +6,6 @@
 #include "zef/pointFiles.h"
 
 using namespace QUOR_ZEF;
-using zef_test::bytesOf;
 using zef_test::plyFile;
 using zef_test::printedText;
 using zef_test::TempFolder;

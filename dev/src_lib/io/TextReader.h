@@ -26,9 +26,9 @@ struct TextRows {
 // normals and intensities as names or the numbers themselves tell.
 class TextReader {
 public:
-    // columns: their names apart by commas, empty if the text may tell. bPts: seven numbers on a line
+    // names: of the columns, apart by commas, empty if the text may tell. bPts: seven numbers on a line
     // without names are x y z intensity red green blue. A LoadError if the names lack x, y or z.
-    TextReader(const std::string& columns, bool bPts);
+    TextReader(const std::string& names, bool bPts);
 
     // Appends the points of whole lines, the first of which is number lineNumber of the text. A
     // LoadError for what cannot be read: what was appended before is good. All threads.

@@ -84,17 +84,19 @@ private:
         vAtMany.clear();
         numBorder = 0;
         vSeen[seed] = true;
-        for (std::size_t i = 0; i < vSheet.size(); ++i) {
-            for (std::uint32_t side = 3 * vSheet[i]; side < 3 * vSheet[i] + 3; ++side) {
-                if (vPartner[side] != Patches::none) {
-                    visit(vPartner[side] / 3);
-                } else {
-                    noteRim(side);
-                }
-            }
-        }
+        for (std::size_t i = 0; i < vSheet.size();) lookAround(vSheet[i++]);
         for (const std::uint32_t t : vSheet) vSeen[t] = false;
         countAtMany();
+    }
+    // The sheet grows meanwhile.
+    void lookAround(std::uint32_t t) {
+        for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side) {
+            if (vPartner[side] != Patches::none) {
+                visit(vPartner[side] / 3);
+            } else {
+                noteRim(side);
+            }
+        }
     }
     void visit(std::uint32_t t) {
         if (!vSeen[t]) vSheet.push_back(t);
