@@ -56,6 +56,15 @@ TEST(LasWriter, pointsComeBackWithinAThousandthOfTheSpacing) {
     }
 }
 
+TEST(LasWriter, coordinatesOfFewDecimalsKeepThem) {
+    const TempFolder folder;
+    const std::vector<Point3> points = {{637012.24, 4849028.317, -431.6}, {637112.25, 4849428.319, 0.0}};
+    save(folder.name("a.las"), {points, {}, {}}, {.spacing = 400.0});
+    ScanFacts facts;
+    const PointBlock block = readBack(folder.name("a.las"), facts);
+    for (std::size_t i = 0; i < points.size(); ++i) EXPECT_LT((block.points.at(i) - points[i]).length(), 1e-8);
+}
+
 // A scale that 32 bits can hold, whatever the spacing wants.
 TEST(LasWriter, wideCloudsFit) {
     const TempFolder folder;

@@ -39,6 +39,7 @@ public:
         if (!std::isfinite(largest)) throw SaveError("the points are too far apart for LAS; cut them into parts");
         exponent = spacing > 0.0 ? exponentBelow(spacing / stepsOfSpacing) : exponentBelow(largest / maxRange);
         while (largest > maxRange * powerOfTen(exponent)) ++exponent;
+        takeExactScale(points, largest);
         scale = powerOfTen(exponent);
         for (Axis& axis : axes) axis.offset = offsetOf(axis);
     }
@@ -74,6 +75,28 @@ private:
                 axes[i].high = std::max(axes[i].high, place[i]);
             }
         }
+    }
+
+    // A finer scale, if all coordinates are whole multiples of it, as those of LAS and other decimals are.
+    void takeExactScale(std::span<const Point3> points, double largest) {
+        constexpr int mostDigits = 6;  // more than the spacing wants
+        for (int finer = exponent; finer >= exponent - mostDigits; --finer) {
+            const double step = powerOfTen(finer);
+            if (largest > maxRange * step) return;
+            if (!areMultiples(points, step)) continue;
+            exponent = finer;
+            return;
+        }
+    }
+
+    static bool areMultiples(std::span<const Point3> points, double step) {
+        constexpr double maxRest = 1e-6, maxRounding = 4e-16;
+        const auto isMultiple = [step](double x) {
+            const double num = x / step;
+            return std::abs(num - std::round(num)) <= maxRest + maxRounding * std::abs(num);
+        };
+        return std::all_of(points.begin(), points.end(),
+                           [&](const Point3& p) { return isMultiple(p.px) && isMultiple(p.py) && isMultiple(p.pz); });
     }
 
     static int exponentBelow(double step) {
