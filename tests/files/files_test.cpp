@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <map>
@@ -256,6 +258,17 @@ TEST(ReadPoints, takesTheVerticesBeforeAFaultOfPly) {
     const std::string joined = folder.put("a.ply", zef_test::plyFile("ascii", head, "1 2 3 4 5 6\n7 8 9\n"));
     EXPECT_TRUE(
         contains(faultOf([&] { options.partial = false, readPoints({joined}, options); }), "line 10: 1 vertices"));
+}
+
+TEST(ReadPoints, placesMayLieBeyondFourGigabytes) {
+    const TempFolder folder;
+    const std::string elements = "element filler 5000000000\nproperty uchar f\nelement vertex 2\n" + zef_test::xyzLines;
+    const std::string name = folder.put("a.ply", zef_test::plyFile("binary_little_endian", elements, ""));
+    std::filesystem::resize_file(name, std::filesystem::file_size(name) + 5'000'000'000);  // sparse
+    std::ofstream(name, std::ios::binary | std::ios::app) << zef_test::bytesOf(1.f, 2.f, 3.f, 4.f, 5.f, 6.f);
+    ReadOptions options;
+    options.grid = 0.5;
+    EXPECT_EQ(readPoints({name}, options).points, (std::vector<Point3>{{1, 2, 3}, {4, 5, 6}}));
 }
 
 TEST(ReadPoints, putsFilesTogether) {
