@@ -79,8 +79,10 @@ std::vector<Point3> openRing(double gap) {
         const double along = draw(end, 2.0 * M_PI - end), around = draw(0.0, 2.0 * M_PI);
         if (draw(0.0, radius + tube) < radius + tube * std::cos(around)) vPoints.push_back(place(along, tube, around));
     }
-    for (int i = 0; i < 160; ++i)
-        vPoints.push_back(place(i % 2 ? end : -end, tube * std::sqrt(draw(0.0, 1.0)), draw(0.0, 2.0 * M_PI)));
+    for (int i = 0; i < 160; ++i) {
+        const double around = draw(0.0, 2.0 * M_PI), off = tube * std::sqrt(draw(0.0, 1.0));
+        vPoints.push_back(place(i % 2 ? end : -end, off, around));
+    }
     return vPoints;
 }
 

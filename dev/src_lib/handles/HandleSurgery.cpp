@@ -36,12 +36,12 @@ void HandleSurgery::cut(const Sides& vLoop, double share, double maxStep) {
 }
 
 void HandleSurgery::undo() {
+    for (const auto& [vertex, place] : vPlaces) mesh.vertices[vertex] = place;
     mesh.vertices.resize(numVertices);
     mesh.indices.resize(numSides);
     vOpposite.resize(numSides);
     for (const auto& [side, vertex] : vIndices) mesh.indices[side] = vertex;
     for (const auto& [side, other] : vOpposites) vOpposite[side] = other;
-    for (const auto& [vertex, place] : vPlaces) mesh.vertices[vertex] = place;
 }
 
 // Of the starts of the sides of a rim, towards their neighbours on its left.
