@@ -251,13 +251,15 @@ TEST(ReadPoints, takesTheVerticesBeforeAFaultOfPly) {
         return readPoints({name}, options);
     };
     EXPECT_EQ(taken(binary("", three.substr(0, 30))).points, (std::vector<Point3>{{1, 2, 3}, {4, 5, 6}}));
-    EXPECT_EQ(taken(binary(face, three + zef_test::bytesOf(std::uint8_t{3}, 0))).points.size(), 3u);
+    const PointFile faceless = taken(binary(face, three + zef_test::bytesOf(std::uint8_t{3}, 0)));
+    EXPECT_EQ(faceless.points.size(), 3u);
+    EXPECT_TRUE(contains(faceless.notes.at(0), "a list of 3 items")) << faceless.notes.at(0);
     EXPECT_EQ(taken(folder.put("a.ply", zef_test::plyFile("ascii", head, "1 2 3\n4 x 6\n7 8 9\n"))).points.size(), 1u);
     EXPECT_TRUE(contains(faultOf([&] { readPoints({binary("", "")}, options); }), "byte"));
     options.every = 2;
     const std::string joined = folder.put("a.ply", zef_test::plyFile("ascii", head, "1 2 3 4 5 6\n7 8 9\n"));
-    EXPECT_TRUE(
-        contains(faultOf([&] { options.partial = false, readPoints({joined}, options); }), "line 10: 1 vertices"));
+    EXPECT_TRUE(contains(faultOf([&] { options.partial = false, readPoints({joined}, options); }),
+                         "line 10: 1 vertex is missing"));
 }
 
 TEST(ReadPoints, placesMayLieBeyondFourGigabytes) {

@@ -102,12 +102,13 @@ std::unique_ptr<PointStream> ScanFile::open(const ReadOptions& options) const {
     return pFormat->open(file, choice);
 }
 
-void ScanFile::drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage,
+bool ScanFile::drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage,
                      PointFile& out) {
     collector.expect(std::min<uint64>(stream.getFacts().numPoints, memoryLimit(file.getSize()) / sizeof(Point3)));
     PointBlock block;
     const uint64 numBefore = collector.getNumTaken();
     uint64 position = 0;
+    bool bWhole = true;
     try {
         while (stream.next(block)) {
             collector.add(block);
@@ -121,9 +122,11 @@ void ScanFile::drain(PointStream& stream, bool bPartial, PointCollector& collect
         const uint64 numGood = collector.getNumTaken() - numBefore;
         if (!bPartial || numGood == 0) throw;
         out.notes.push_back(partialNote(error, numGood));
+        bWhole = false;
     }
     stage.tick(file.getSize() - position);
     takeFacts(stream.getFacts(), out);
+    return bWhole;
 }
 
 void ScanFile::takeWhole(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
@@ -137,28 +140,34 @@ void ScanFile::takeWhole(const ReadOptions& options, PointCollector& collector, 
 }
 
 PointFile ScanFile::load(const ReadOptions& options) {
+    std::string fault;
     if (!isStream() && !isChoosing(options)) {
         try {
-            return named([&] { return loadWhole(options); });
-        } catch (const FileError&) {
-            if (!hasParts(options)) throw;  // else there may be points before the fault
+            return loadWhole(options);
+        } catch (const LoadError& error) {
+            fault = error.what();
+            if (!hasParts(options)) throw FileError(path + ": " + fault);  // else there may be points before it
         }
     }
     PointFile out;
     PointCollector collector(options);
     OptionalStage stage("IO_files", file.getSize());
-    collect(options, collector, stage, out);
+    const bool bWhole = collect(options, collector, stage, out);
     collector.finish(out);
+    if (bWhole && !fault.empty()) out.notes.insert(out.notes.begin(), fault + "; all points stand before that.");
     out.hasColor = std::any_of(out.points.begin(), out.points.end(), [](const Point3& p) { return p.hasColor(); });
     return out;
 }
 
-void ScanFile::collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
-    named([&] {
+bool ScanFile::collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
+    return named([&] {
         const std::unique_ptr<PointStream> pStream = open(options);
-        if (!pStream) return takeWhole(options, collector, stage, out);
+        if (!pStream) {
+            takeWhole(options, collector, stage, out);
+            return true;
+        }
         if (!oddity.empty()) out.notes.push_back(oddity);
-        drain(*pStream, options.partial, collector, stage, out);
+        return drain(*pStream, options.partial, collector, stage, out);
     });
 }
 

@@ -27,8 +27,8 @@ public:
     TriangleMesh loadMesh(const ReadMeshOptions& options);
 
     // Gives the collector its points, and out the rest of what it tells. stage: gets the size of
-    // the file in ticks. Throws a FileError.
-    void collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out);
+    // the file in ticks. False if there was a fault, which out tells. Throws a FileError.
+    bool collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out);
 
 private:
     std::string path;
@@ -42,7 +42,7 @@ private:
     PointFile loadWhole(const ReadOptions& options);
     bool hasParts(const ReadOptions& options) const;
     std::unique_ptr<PointStream> open(const ReadOptions& options) const;
-    void drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage, PointFile& out);
+    bool drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage, PointFile& out);
     void takeWhole(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out);
     template <class Fn>
     auto named(const Fn& fn) const;

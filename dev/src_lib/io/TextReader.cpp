@@ -164,7 +164,6 @@ void TextReader::takeExtra(const TextLine& line, Part& part) const {
 
 void TextReader::append(const Part& part, TextRows& out) {
     extra.append(part.extra);
-    if (!extra.mayMean()) out.extra = {};
     out.append(part.rows);
     if (!extra.mayMean()) out.extra = {};
     numPoints += part.rows.points.size();

@@ -38,6 +38,10 @@ uint64 rowBytesOf(const PlyElement& element) {
     return num;
 }
 
+std::string missingText(uint64 num) {
+    return std::to_string(num) + (num == 1 ? " vertex is missing" : " vertices are missing");
+}
+
 // Neighbouring vertices as they stand in the file.
 struct VertexRows {
     uint64 num = 0;
@@ -65,8 +69,8 @@ public:
         const uint64 numThere = (file.getSize() - std::min(place, file.getSize())) / width;
         const uint64 num = std::min({numLeft, numThere, std::max<uint64>(maxBytes / width, 1)});
         if (num == 0)
-            throw LoadError("byte " + std::to_string(file.getSize()) + ": " + std::to_string(numLeft) +
-                            " vertices are missing; the file is cut short, copy it anew");
+            throw LoadError("byte " + std::to_string(file.getSize()) + ": " + missingText(numLeft) +
+                            "; the file is cut short, copy it anew");
         bytes.resize(static_cast<std::size_t>(num * width));
         file.read(place, bytes);
         place += bytes.size();
@@ -104,8 +108,8 @@ public:
             uint64 lineNumber = blocks.getLineNumber();
             std::string_view lines = blocks.next();
             if (lines.empty())
-                throw LoadError("line " + std::to_string(lineNumber) + ": " + std::to_string(numLeft) +
-                                " vertices are missing, each on a line of its own; the file is cut short");
+                throw LoadError("line " + std::to_string(lineNumber) + ": " + missingText(numLeft) +
+                                ", each on a line of its own; the file is cut short");
             lineNumber += dropLines(numSkipped, lines);
             std::string_view rest = lines;
             const uint64 before = numLeft;
