@@ -138,6 +138,7 @@ private:
         std::vector<std::uint32_t> vFirst;                 // by row, one more than rows: places in vRows
         std::vector<std::uint32_t> vRows;                  // listed facets of equal dir in the block around
         std::vector<std::array<std::uint8_t, 2>> vCounts;  // by row: facets of equal dir with the lower, upper label
+        std::vector<std::uint8_t> vBeside;                 // by facet: 0 if no edge leads to either label; unlisted too
     };
 
     class MajoritySweeps;
@@ -154,6 +155,8 @@ private:
     void mendPinholes();
     void gatherCubeNeighbours(const std::vector<Facet*>& vList, int lowerIndex, int upperIndex);
     void assignSide(Facet* pFacet, const std::array<int, 2>& labels, std::size_t side);
+    bool mayHaveWeight(const Facet* pFacet) const { return cube.vBeside.empty() || cube.vBeside[numberOf(pFacet)]; }
+    void sortFacets(std::vector<Facet*>& vList) const;
     int numOtherLabels(const Facet* pFacet) const;
 
     // Labelling only, freed when the sides are known: every facet's neighbours

@@ -22,11 +22,16 @@ void Component::gatherCubeNeighbours(const std::vector<Facet*>& vList, int lower
     for (std::size_t i = 0; i < vList.size(); ++i) cube.vRowOfFacet[numberOf(vList[i])] = static_cast<std::uint32_t>(i);
     cube.vCounts.assign(vList.size(), {});
     cube.vFirst.assign(vList.size() + 1, 0);
+    cube.vBeside.assign(vVisibleFacets.size(), 0);
     const auto vParts = parallelChunkResults<std::vector<std::uint32_t>>(
         vList.size(), minChunk, [&](std::size_t begin, std::size_t end) {
             std::vector<std::uint32_t> vRows;
             for (std::size_t i = begin; i < end; ++i) {
                 const std::size_t oldSize = vRows.size();
+                for (std::size_t edge = 0; edge < 4; ++edge) {
+                    const int label = edgeNeighbour(vList[i], edge).component;
+                    if (label == lowerIndex || label == upperIndex) cube.vBeside[numberOf(vList[i])] = 1;
+                }
                 facetIndex.forEachAround(vList[i]->rcd, false, [&](std::uint32_t cell) {
                     if (!facetIndex.isExposed(cell, vList[i]->dir)) return;
                     const std::uint32_t number = facetIndex.facetOf(cell, vList[i]->dir);
@@ -47,6 +52,7 @@ void Component::gatherCubeNeighbours(const std::vector<Facet*>& vList, int lower
 void Component::assignSide(Facet* pFacet, const std::array<int, 2>& labels, std::size_t side) {
     pFacet->component = labels[side];
     if (cube.vRowOfFacet.empty()) return;
+    for (std::size_t edge = 0; edge < 4; ++edge) cube.vBeside[numberOf(&edgeNeighbour(pFacet, edge))] = 1;
     const std::uint32_t row = cube.vRowOfFacet[numberOf(pFacet)];
     for (std::uint32_t i = cube.vFirst[row]; i < cube.vFirst[row + 1]; ++i) ++cube.vCounts[cube.vRows[i]][side];
 }

@@ -47,13 +47,6 @@ private:
     std::size_t nextSequence = 0;
 };
 
-// Sorts a list that as a rule consists of two ascending runs.
-void sortRuns(std::vector<Facet*>& vList) {
-    const auto second = std::is_sorted_until(vList.begin(), vList.end());
-    if (!std::is_sorted(second, vList.end())) std::sort(second, vList.end());
-    std::inplace_merge(vList.begin(), second, vList.end());
-}
-
 // Appends the samples in the 5x5x5 block around a cell, without its own, by ascending code.
 void collectBlockSamples(const Component::CodePoints& vRCDPoint, uint64 rcd, std::vector<Point3>& vOut) {
     auto first = vRCDPoint.begin();
@@ -270,7 +263,7 @@ int Component::cc_colorize_w(std::vector<Facet*>& vList, int lowerIndex, int upp
     std::vector<double> vWeights(vList.size());
     parallelChunks(vList.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
-            if (vList[i]->component != -1) continue;
+            if (vList[i]->component != -1 || !mayHaveWeight(vList[i])) continue;
             vWeights[i] = cc_getWeight(vList[i], lowerIndex, upperIndex).second;
         }
     });
@@ -300,9 +293,23 @@ int Component::cc_colorize_w(std::vector<Facet*>& vList, int lowerIndex, int upp
         const WeightQueue::Entry entry = queue.pop();
         visit(entry.weight, entry.place);
     }
-    for (const std::size_t place : vWeightless) visit(0.0, place);
-    sortRuns(vList);
+    for (const std::size_t place : vWeightless)
+        if (mayHaveWeight(vList[place])) visit(0.0, place);
+    sortFacets(vList);
     return numAssigned;
+}
+
+// A long list is sorted by marks, in one pass over all facets.
+void Component::sortFacets(std::vector<Facet*>& vList) const {
+    constexpr std::size_t facetsPerListed = 50;
+    if (std::is_sorted(vList.begin(), vList.end())) return;
+    if (vVisibleFacets.size() > facetsPerListed * vList.size()) {
+        std::sort(vList.begin(), vList.end());
+        return;
+    }
+    std::vector<Facet*> vMarked(vVisibleFacets.size(), nullptr);
+    for (Facet* const pFacet : vList) vMarked[numberOf(pFacet)] = pFacet;
+    std::copy_if(vMarked.begin(), vMarked.end(), vList.begin(), [](const Facet* p) { return p != nullptr; });
 }
 
 int Component::numOtherLabels(const Facet* pFacet) const {
