@@ -330,18 +330,23 @@ std::vector<Point3> getSamples(const Smooth& smooth, const Calc& calc, Progress&
 
 void Cloud::createBundles(std::unique_ptr<Smooth> pSmooth) {
     // The time before gaps are filled, which is a stage of its own, and that after it.
-    constexpr uint64 cleaning = 40, thinning = 12;
-    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_creb", 5 + expectedTicks(cleaning + thinning, 1));
+    constexpr uint64 cleaning = 25, joining = 20, thinning = 7;
+    const uint64 all = expectedTicks(cleaning + joining + thinning, 1);
+    Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_creb", 5 + all);
     pProgress->tick();
     std::vector<Point3> vSamples = getSamples(*pSmooth, *pCalc, *pProgress);
     const bool bScattered = pSmooth->bSmoothed;
     pSmooth.reset();
     std::vector<RCDPoint> vCells;
-    cleanPoints_RCD(vSamples, vCells, [&](std::size_t numCells) {
+    const auto beforeFilling = [&](std::size_t numCells) {
         if (!getRun()) return;
         pProgress->tick(cleaning);
         expectCosts(numPoints + foundDensity.numAddedPoints, numCells, bScattered);
-    });
+    };
+    const auto beforeGrowth = [&] {
+        if (getRun()) pProgress->tick(joining);
+    };
+    cleanPoints_RCD(vSamples, vCells, beforeFilling, beforeGrowth);
     pProgress->tick(expectedTicks(thinning, 1));
     makeBundles(vCells);
     pProgress->tick();

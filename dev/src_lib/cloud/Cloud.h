@@ -124,7 +124,8 @@ public:
     // One sample per cell, thinned to a surface, gaps filled if asked for, as
     // (CCD, sample); the cells of the input ascend, filled ones follow. Empties vSamples.
     void cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vOut,
-                         const std::function<void(std::size_t numCells)>& beforeFilling);
+                         const std::function<void(std::size_t numCells)>& beforeFilling,
+                         const std::function<void()>& beforeGrowth);
 
     // One pair per cell, ascending: of several samples the one of lowest index.
     // vAllRCDOut: the same codes. Empties vSamples.

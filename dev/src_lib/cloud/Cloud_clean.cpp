@@ -48,13 +48,15 @@ struct Wedge {
 }  // namespace
 
 void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>& vOut,
-                            const std::function<void(std::size_t numCells)>& beforeFilling) {
+                            const std::function<void(std::size_t numCells)>& beforeFilling,
+                            const std::function<void()>& beforeGrowth) {
     std::vector<RCDPoint> vRemainingRCDPoint;
     std::vector<uint64> vAllRCD;
     std::vector<uint64> vAllRmg;
     getRCD2Point(vSamples, vRemainingRCDPoint, vAllRCD);
     GapCloser gapCloser(*pCalc, numGrowSteps, choices.bKeepBorders);
     gapCloser.bUneven = foundDensity.uneven;
+    gapCloser.beforeGrowth = beforeGrowth;
     if (numGrowSteps > 0 && choices.bKeepBorders) gapCloser.closePinholes(vAllRCD, vRemainingRCDPoint);
     pruneBorders(vRemainingRCDPoint, vAllRCD, vAllRmg);
     std::vector<uint64>().swap(vAllRCD);

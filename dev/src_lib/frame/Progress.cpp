@@ -254,8 +254,12 @@ uint64 expectedTicks(uint64 real, uint64 classic) {
     return std::max<uint64>(getRun() ? real : classic, 1);
 }
 
-OptionalStage::OptionalStage(const std::string& name, uint64 todo)
-    : ticksLeft(std::max<uint64>(todo, 1)), ticksInAll(ticksLeft), begin(monotonicNanoseconds()), last(begin) {
+OptionalStage::OptionalStage(const std::string& name, uint64 todo, double givenGrowth)
+    : growth(givenGrowth),
+      ticksLeft(std::max<uint64>(todo, 1)),
+      ticksInAll(ticksLeft),
+      begin(monotonicNanoseconds()),
+      last(begin) {
     Progress* const pRoot = getProgress();
     if (pRoot->mNameKids.count(name) == 0) return;
     pProgress = pRoot->getChildProgressSetTodo(name, ticksLeft);
@@ -265,7 +269,7 @@ OptionalStage::OptionalStage(const std::string& name, uint64 todo)
 }
 
 void OptionalStage::tickByTime(uint64 num) {
-    constexpr double growth = 0.5, trustGain = 4.0, steps = 1e6;
+    constexpr double trustGain = 4.0, steps = 1e6;
     if (!pProgress) return;
     const int64 now = monotonicNanoseconds();
     const int64 before = std::exchange(last, now);
@@ -284,7 +288,7 @@ void OptionalStage::tickByTime(uint64 num) {
                        static_cast<uint64>(steps));
 }
 
-SharedStage::SharedStage(const std::string& name, uint64 todo) : stage(name, todo) {
+SharedStage::SharedStage(const std::string& name, uint64 todo, double growth) : stage(name, todo, growth) {
     if (Run* const pRun = getRun()) pRun->beforeReport = [this] { tickPending(); };
 }
 

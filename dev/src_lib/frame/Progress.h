@@ -99,13 +99,14 @@ uint64 expectedTicks(uint64 real, uint64 classic);
 // A stage that not every plan has. Without one in the calling thread's plan nothing is told.
 class OptionalStage {
 public:
-    OptionalStage(const std::string& name, uint64 todo);
+    // growth: for tickByTime(), above -1.
+    OptionalStage(const std::string& name, uint64 todo, double growth = 0.0);
     void tick(uint64 num = 1) {
         if (pProgress) pProgress->tick(num);
     }
-    // tick() where time tells best what a step costs: each step left is taken to last a little longer than the
-    // last ones, the more the more there are. The weight of the stage counts beside that for the first quarter.
-    // 0: a first step begins.
+    // tick() where time tells best what a step costs: a step left is taken to last as long as the last ones, and
+    // by up to the share growth longer, the more the more there are. The weight of the stage counts beside that
+    // for the first quarter. 0: a first step begins.
     void tickByTime(uint64 num);
     void finish() {
         if (pProgress) pProgress->finish(true);
@@ -113,6 +114,7 @@ public:
 
 private:
     Progress* pProgress = nullptr;  // not owned
+    double growth;
     uint64 ticksLeft, ticksInAll;
     int64 begin, last;           // nanoseconds of the monotonic clock
     double costOfSecond = 0.0;   // in the unit of the weights; 0: not known
@@ -124,7 +126,7 @@ private:
 // the next ones of its own, or when its Run reports next. One at a time.
 class SharedStage {
 public:
-    SharedStage(const std::string& name, uint64 todo);
+    SharedStage(const std::string& name, uint64 todo, double growth);
     ~SharedStage();
     SharedStage(const SharedStage&) = delete;
     SharedStage& operator=(const SharedStage&) = delete;

@@ -31,9 +31,9 @@ ProgressPlan costsOfReconstruction(const ScanSize& size) {
     const auto among = [&](double share, double cost) { return costAmong(size.numThreads, share, cost); };
     return {{"CL_out", either(0.07, 0.025) * in},
             {"CL_eres", either(0.015, 0.005) * in},
-            {"CL_dens", among(0.85, either(0.02, 6.6) * in)},
-            {"SM_run", among(sharedPlanes, either(0.71, 0.45) * n)},
-            {"CL_creb", either(0.56, 1.1) * n},
+            {"CL_dens", among(0.85, either(0.02, 6.8) * in)},
+            {"SM_run", among(sharedPlanes, either(0.82, 0.45) * n)},
+            {"CL_creb", either(0.68, 1.2) * n},
             {"CL_fill", among(sharedFilling(c, size.bUneven), size.bUneven ? 10.0 * in : 2.4 * c)},
             {"HL_st", 0.04 * c},
             {"VO_ftx", among(0.6, 0.6 * c)},

@@ -158,7 +158,8 @@ void Filler::growComponents(CodePoints& vOut) {
     const double numCells = static_cast<double>(pvGlobalRCDPoint->size());
     const double numBorderCells = static_cast<double>(pvGlobalBorderRCD->size());
     reweighStages({{"CL_fill", costOfFilling(numCells, numBorderCells, numGrowSteps, bUneven, getNumThreads())}});
-    SharedStage stage("CL_fill", todo);
+    const double growth = bUneven ? 0.5 : -0.5;  // gaps of even clouds close on the way
+    SharedStage stage("CL_fill", todo, growth);
     std::vector<std::size_t> vSizes;
     vSizes.reserve(vComponents.size());
     for (const auto& pComponent : vComponents) vSizes.push_back(pComponent->vBorderRCD.size());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "frame/types.h"
@@ -20,10 +21,11 @@ struct ZeroComponent {
 // of where they come from. One thread at a time; sorts and the field use the pool.
 class GapCloser {
 public:
-    const Calc* pCalc;     // not owned
-    int numGrowSteps;      // how far gaps are closed, in layers of corners; above 0
-    bool bKeepBorders;     // gaps are filled without moving open borders
-    bool bUneven = false;  // parts of the scan are sparse; progress only depends on it
+    const Calc* pCalc;                           // not owned
+    int numGrowSteps;                            // how far gaps are closed, in layers of corners; above 0
+    bool bKeepBorders;                           // gaps are filled without moving open borders
+    bool bUneven = false;                        // parts of the scan are sparse; progress only depends on it
+    std::function<void()> beforeGrowth = [] {};  // called when pieces are joined; by fillInsideBorders() alone
 
     GapCloser(const Calc& calc, int growSteps, bool bKeep)
         : pCalc(&calc), numGrowSteps(growSteps), bKeepBorders(bKeep) {}

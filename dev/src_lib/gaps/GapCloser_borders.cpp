@@ -292,6 +292,7 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
         tightenFilling(unionOf(component.vBorderRCD, vOwnThick), pairsOf(vOwn, vCloud), vZero);
         peelFilling(vOwn, vOwnBridges, vZero);
     };
+    beforeGrowth();
     filler.growComponents(vFilled);
     for (const std::vector<uint64>& v : vBridgesOf) vBridges.insert(vBridges.end(), v.begin(), v.end());
     sortUniqueMT(vBridges);

@@ -88,11 +88,18 @@ struct Scale {
     bool bFloats;  // whether places are floats
 };
 
+std::size_t countTriangles(const std::vector<Indices>& vKnots) {
+    std::size_t num = 0;
+    for (const Indices& vKnot : vKnots) num += vKnot.size();
+    return num;
+}
+
 // Returns how many pairs are left.
-std::size_t partAll(TangledSurface& surface, std::vector<Indices> vKnots, const Scale& scale, OptionalStage& stage) {
+std::size_t partAll(TangledSurface& surface, std::vector<Indices> vKnots, const Scale& scale) {
     constexpr int mostRounds = 3;
     constexpr double farthest = 0.5, farther = 1.0, anyhow = 2.0;  // mean edges
     const std::vector<Coords> vFirst = surface.places();
+    OptionalStage stage("UT_part", countTriangles(vKnots));
     std::size_t numLeft = 0;
     for (int round = 0; round < mostRounds && !vKnots.empty(); ++round) {
         const bool bDrastically = round + 1 == mostRounds;
@@ -104,10 +111,11 @@ std::size_t partAll(TangledSurface& surface, std::vector<Indices> vKnots, const 
             const std::size_t num = knot.loosen(vKnot);
             numLeft += num;
             if (num > 0) vLeft.push_back(knot.tangled());
-            stage.tick();
+            if (round == 0) stage.tick(vKnot.size());  // the other rounds are short
         }
         vKnots = std::move(vLeft);
     }
+    stage.finish();
     return numLeft;
 }
 
@@ -130,15 +138,15 @@ UntangleReport untangleMesh(TriangleMesh& mesh) {
     }
     report.numPairs = vPairs.size();
     finding.finish();
-    OptionalStage parting("UT_part", vPairs.size());
-    if (!vPairs.empty()) {
+    if (vPairs.empty()) {
+        OptionalStage("UT_part", 1).finish();
+    } else {
         TangledSurface surface(mesh, triangles, *grid);
         const double edge = triangles.places.scaled(meanSideLength(mesh));
-        report.numPairsLeft = partAll(surface, listKnots(surface, vPairs), {edge, bFloats}, parting);
+        report.numPairsLeft = partAll(surface, listKnots(surface, vPairs), {edge, bFloats});
         surface.writeTo(mesh);
         renumberVertices(mesh, VertexOrder::MESH);
     }
-    parting.finish();
     return report;
 }
 
