@@ -18,7 +18,7 @@ normal; the same seed gives the same points. One line for each shape, noise and 
     seconds     of the whole run
 
 Ways: the tool with the options of each --run (by default as it is, and with --refit off). Peers run too where the python that
-runs this can import them: Poisson of Open3D, vtkExtractSurface of VTK. Wants numpy and scipy. Some 10 seconds a line.
+runs this can import them: Poisson of Open3D, the signed distance of VTK (see bench/peers). Wants numpy and scipy. Some 10 seconds a line.
 """
 import argparse
 import importlib.util
@@ -205,43 +205,13 @@ def measure(mesh, truth, spacing, creases):
     return row
 
 
-def poisson(cloud, out, spacing):
-    import open3d
-    points = open3d.geometry.PointCloud(open3d.utility.Vector3dVector(cloud))
-    points.estimate_normals(open3d.geometry.KDTreeSearchParamKNN(24))
-    points.orient_normals_consistent_tangent_plane(24)
-    depth = int(np.ceil(np.log2(1.1 * np.ptp(cloud, axis=0).max() / (1.5 * spacing))))
-    mesh = open3d.geometry.TriangleMesh.create_from_point_cloud_poisson(points, depth=depth)[0]
-    write_ply(out, np.asarray(mesh.vertices), np.asarray(mesh.triangles))
-
-
-def vtk_surface(cloud, out, spacing):
-    import vtk
-    from vtk.util.numpy_support import numpy_to_vtk, vtk_to_numpy
-    points, data = vtk.vtkPoints(), vtk.vtkPolyData()
-    points.SetData(numpy_to_vtk(cloud))
-    data.SetPoints(points)
-    normals, field, surface = vtk.vtkPCANormalEstimation(), vtk.vtkSignedDistance(), vtk.vtkExtractSurface()
-    normals.SetInputData(data)
-    normals.SetSampleSize(24)
-    normals.SetNormalOrientationToGraphTraversal()
-    normals.FlipNormalsOn()
-    side, margin = 1.6 * spacing, 5 * spacing
-    low, high = cloud.min(0) - margin, cloud.max(0) + margin
-    field.SetInputConnection(normals.GetOutputPort())
-    field.SetBounds(*np.stack([low, high], 1).ravel())
-    field.SetDimensions(*(1 + np.ceil((high - low) / side).astype(int)))
-    field.SetRadius(2 * side)
-    surface.SetInputConnection(field.GetOutputPort())
-    surface.SetRadius(1.99 * side)
-    surface.Update()
-    mesh = surface.GetOutput()
-    write_ply(out, vtk_to_numpy(mesh.GetPoints().GetData()).astype(float), vtk_to_numpy(mesh.GetPolys().GetConnectivityArray()).reshape(-1, 3))
-
-
 def find_peers():
+    """Functions of the points' file, the mesh's file and the spacing."""
+    sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "bench", "peers"))
+    from run import PEERS
     peers = {}
-    for module, name, run in (("open3d", "Open3D Poisson", poisson), ("vtk", "VTK", vtk_surface)):
+    for name in ("Open3D Poisson", "VTK signed distance"):
+        module, run = PEERS[name]
         if importlib.util.find_spec(module):
             peers[name] = run
         else:
@@ -292,7 +262,7 @@ def main():
                 for way in [*runs, *peers]:
                     out, begin = "%s.%s.ply" % (base, way.replace(" ", "_")), time.time()
                     if way in peers:
-                        peers[way](cloud, out, spacing)
+                        peers[way](base + ".ply", out, spacing)
                     else:
                         subprocess.run([options.tool, "reconstruct", base + ".ply", "-o", out, "--force", "--quiet",
                                         *shlex.split(runs[way])], check=True, stdout=subprocess.DEVNULL)
