@@ -1,15 +1,13 @@
 #include "fuzz/Folder.h"
 #include "fuzz/operations.h"
+#include "fuzz/targets.h"
 #include "zef/errors.h"
 
-// Turns any bytes into a small cloud or soup and some calls on it with odd options. What a call promises must hold,
-// and nothing but the exceptions of errors.h may come of it.
+namespace zef_fuzz {
 
-using namespace zef_fuzz;
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size) {
+void callDrawn(std::span<const std::uint8_t> bytes) {
     static const Folder folder;
-    Draw draw({pData, size}, true);
+    Draw draw(bytes, true);
     const std::uint32_t kind = draw.below(numSceneKinds), numPoints = 2 * draw.below(200);
     const Scene scene = drawScene(draw, kind, 1, numPoints);
     // A few calls each, so that one can upset the next.
@@ -23,5 +21,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
         } catch (const QUOR_ZEF::CancelledError&) {
         }
     }
-    return 0;
 }
+
+}  // namespace zef_fuzz
