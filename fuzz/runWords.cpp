@@ -1,6 +1,6 @@
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <filesystem>
@@ -45,6 +45,10 @@ std::vector<std::string> wordsOf(const std::string& text) {
         if (word.starts_with("--open") || word.starts_with("--anyway")) word = "--quiet";
         vWords.push_back(word);
     }
+    // The default has 200 cells to a side.
+    const bool bGrid = vWords.size() > 1 && (vWords[1] == "melt" || vWords[1] == "resample");
+    if (bGrid && std::find(vWords.begin(), vWords.end(), "--spacing") == vWords.end())
+        for (const char* pWord : {"--spacing", "0.004"}) vWords.emplace_back(pWord);
     return vWords;
 }
 
@@ -86,6 +90,7 @@ void runWords(const std::string& text) {
     folder.renew();
     std::vector<std::string> vWords = wordsOf(text);
     std::vector<char*> arguments;
+    arguments.reserve(vWords.size() + 1);
     for (std::string& word : vWords) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     const int status = runTool(static_cast<int>(vWords.size()), arguments.data());
