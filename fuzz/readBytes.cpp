@@ -7,16 +7,13 @@
 #include "bytes/gzip.h"
 #include "files/formatTable.h"
 #include "formats/crc32c.h"
+#include "fuzz/targets.h"
 #include "io/loadCloud.h"
 #include "io/meshFormats.h"
-
-// Reads any bytes as a file with the ending of this target: nothing but a LoadError may come of it.
 
 using namespace QUOR_ZEF;
 
 namespace {
-
-constexpr std::string_view ending = ZEF_FUZZ_ENDING;
 
 // Otherwise hardly any file would pass its checksums.
 std::string withChecksums(std::string bytes) {
@@ -35,7 +32,7 @@ void readStream(const InputFile& file, OpenStream open) {
     }
 }
 
-void readWhole(InputFile& file, bool bMeshes) {
+void readWhole(InputFile& file, std::string_view ending, bool bMeshes) {
     PointFile cloud = loadCloud(file, {std::string(ending), {}, false});
     if (bMeshes && cloud.numTriangles() > 0) meshOf(std::move(cloud), "x", {.mergeEqual = true});
 }
@@ -49,22 +46,20 @@ void tryTo(const Fn& fn) {
     }
 }
 
-void readAny(std::string_view bytes) {
+}  // namespace
+
+namespace zef_fuzz {
+
+void readBytes(std::string_view ending, std::string bytes) {
     if (ending == ".gz") {
         if (isGzip(bytes)) tryTo([&] { unpackGzip(bytes); });
         return;
     }
+    if (ending == ".e57") bytes = withChecksums(std::move(bytes));
     InputFile file = InputFile::of(bytes);
     const Format& format = *formatOfEnding(ending);
-    if (format.bWhole) tryTo([&] { readWhole(file, format.bMeshes); });
+    if (format.bWhole) tryTo([&] { readWhole(file, ending, format.bMeshes); });
     if (format.open) tryTo([&] { readStream(file, format.open); });
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size) {
-    std::string bytes(reinterpret_cast<const char*>(pData), size);
-    if (ending == ".e57") bytes = withChecksums(std::move(bytes));
-    readAny(bytes);
-    return 0;
-}
+}  // namespace zef_fuzz

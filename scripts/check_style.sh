@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Holds the sources against .clang-format and .clang-tidy.
+# Holds the sources against .clang-format, .clang-tidy and cppcheck.
 #
 #   scripts/check_style.sh format    all sources
 #   scripts/check_style.sh tidy      sources (.cpp) that changed
+#   scripts/check_style.sh cppcheck  the library and the tool; by hand, some minutes
 #
 # What changed is what differs from where this branch left origin/main, or from
 # the commit before if there is no such place or nothing changed since.
@@ -62,11 +63,19 @@ check_tidy() {
     rm "$results"
 }
 
+# What is left out stands in scripts/cppcheck.txt, with reasons.
+check_cppcheck() {
+    cppcheck --std=c++20 --language=c++ --enable=warning,performance,portability --quiet --error-exitcode=1 \
+        --suppressions-list=scripts/cppcheck.txt -j "$(nproc)" -D__x86_64__ -I include -I dev/src_lib -I apps/zef \
+        dev/src_lib apps/zef include
+}
+
 case ${1:-} in
     format) check_format ;;
     tidy) check_tidy ;;
+    cppcheck) check_cppcheck ;;
     *)
-        echo "usage: scripts/check_style.sh format|tidy" >&2
+        echo "usage: scripts/check_style.sh format|tidy|cppcheck" >&2
         exit 2
         ;;
 esac

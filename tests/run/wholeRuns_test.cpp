@@ -1,109 +1,95 @@
-// One table over whole runs: what comes out, and that it is the same for any number of threads.
+// Every exported operation on two dozen drawn scenes and a large one, held against golden.txt: a line for each
+// operation, a word for each scene. ZEF_NEW_GOLDEN=FILE writes what came out in that form, after a change that is
+// meant.
 
 #include <gtest/gtest.h>
-#include <zef/zef.h>
 
-#include <bit>
-#include <cmath>
-#include <functional>
-#include <random>
-#include <tuple>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
 
-#include "support/digest.h"
-#include "support/shapes.h"
+#include "fuzz/operations.h"
+#include "support/sanitizers.h"
+#include "support/tempFolder.h"
 
-using namespace QUOR_ZEF;
-using namespace zef_test;
+using namespace zef_fuzz;
 
 namespace {
 
-using Values = std::vector<std::uint64_t>;
+constexpr std::uint32_t numSmall = 24, largeScene = numSmall;
+// Every kind of scene in any case.
+constexpr std::uint32_t endScene = ZEF_TEST_SANITIZED ? numSceneKinds : numSmall + 1;
+using Row = std::vector<std::uint32_t>;
 
-// Even samples of the unit sphere with noise, a cap cut off, half of them coloured.
-TriangleMesh roughSphere(const Context& context, int numPoints, double noise, int growSteps, double maxZ = 2.0) {
-    std::mt19937 random(11);
-    std::vector<Point3> vPoints;
-    for (int i = 0; i < numPoints; ++i) {
-        const double z = 1.0 - (2.0 * i + 1.0) / numPoints, angle = i * 2.399963229728653;
-        double f = 1.0;
-        for (int k = 0; k < 4; ++k) f += noise * (static_cast<double>(random()) / 2147483648.0 - 1.0);
-        const double r = std::sqrt(1.0 - z * z) * f;
-        if (z > maxZ) continue;
-        vPoints.emplace_back(r * std::cos(angle), r * std::sin(angle), z * f);
-        if (i % 2 == 0) vPoints.back().setColor(std::uint8_t(i), 100, std::uint8_t(i / 256), 255);
+Scene sceneOf(std::uint32_t k) {
+    const std::vector<std::uint8_t> bytes = bytesOfSeed(k, 64);
+    Draw draw(bytes, false);
+    return k == largeScene ? drawScene(draw, 1, 3, 9000) : drawScene(draw, k % numSceneKinds, 1 + k % 2, 30 * k + 300);
+}
+
+std::uint32_t digestOf(std::size_t operation, const Scene& scene, std::uint32_t k, unsigned numThreads) {
+    const zef_test::TempFolder folder;
+    const std::vector<std::uint8_t> bytes = bytesOfSeed(1000 * operation + k, 64);
+    Draw draw(bytes, false);
+    const Digest digest = call(operations()[operation], scene, draw, folder.path.string(), {.threads = numThreads});
+    return static_cast<std::uint32_t>(digest ^ digest >> 32);
+}
+
+std::map<std::string, Row> readGolden() {
+    std::ifstream in(ZEF_GOLDEN);
+    std::map<std::string, Row> golden;
+    for (std::string line, name; std::getline(in, line);) {
+        std::istringstream words(line);
+        words >> name >> std::hex;
+        for (std::uint32_t digest = 0; words >> digest;) golden[name].push_back(digest);
     }
-    ReconstructOptions options;
-    options.factor = 1.2;
-    options.growSteps = growSteps;
-    options.mend = false;
-    return reconstruct(vPoints, options, context).mesh;
+    return golden;
 }
 
-TriangleMesh rough(const Context& context) {
-    return roughSphere(context, 9000, 0.008, 0);
+// Runs the operations one after the other in one process, so that one could upset the next.
+std::map<std::string, Row> runAll() {
+    std::map<std::string, Row> found;
+    for (std::uint32_t k = 0; k < endScene; ++k) {
+        const Scene scene = sceneOf(k);
+        for (std::size_t i = 0; i < operations().size(); ++i)
+            found[operations()[i].name].push_back(digestOf(i, scene, k, 2));
+    }
+    return found;
 }
 
-TriangleMesh simplified(const Context& context, std::size_t numTriangles, double maxError) {
-    TriangleMesh mesh = rough(context);
-    ReduceOptions options;
-    options.targetTriangles = numTriangles;
-    if (maxError > 0.0) options.maxError = maxError;
-    simplify(mesh, options, context);
-    return mesh;
-}
-
-template <class Fn>
-TriangleMesh after(TriangleMesh mesh, const Fn& fn) {
-    fn(mesh);
-    return mesh;
+void writeGolden(const std::map<std::string, Row>& found) {
+    const char* pName = std::getenv("ZEF_NEW_GOLDEN");
+    if (!pName) return;
+    std::ofstream out(pName);
+    for (const auto& [name, row] : found) {
+        out << name << std::hex;
+        for (const std::uint32_t digest : row) out << ' ' << digest;
+        out << '\n';
+    }
 }
 
 }  // namespace
 
-TEST(WholeRuns, giveTheRecordedTrianglesAndTheSameBytesForAnyNumberOfThreads) {
-    using Fn = std::function<TriangleMesh(const Context&)>;
-    const std::tuple<const char*, std::uint64_t, Fn> vRuns[] = {
-        {"clean", 0xf39b5b4223347336u, [](const Context& c) { return roughSphere(c, 12000, 0.0, 5); }},
-        {"noisy", 0xd654d6276abe7998u, [](const Context& c) { return roughSphere(c, 12000, 0.01, 0); }},
-        {"filled", 0xee8f8700f5892330u, [](const Context& c) { return roughSphere(c, 12000, 0.01, 8, 0.9); }},
-        {"bowl", 0x6b3ea624990d978bu, [](const Context& c) { return roughSphere(c, 12000, 0.003, 3, 0.2); }},
-        {"melted", 0x9843a4aa32cca539u,
-         [](const Context& c) {
-             std::vector<Point3> vCorners = soupOf(zef_test::torus(80, 40, 1.0, 0.4));
-             const std::vector<Point3> vBox = soupOf(zef_test::box({-0.31, -0.52, -0.73}, {0.9, 0.8, 0.7}));
-             vCorners.insert(vCorners.end(), vBox.begin(), vBox.end());
-             return melt(vCorners, {.spacing = 0.0501, .mend = false}, c);
-         }},
-        {"mended", 0x69a9dc7adb8f8302u,
-         [](const Context& c) {
-             return after(roughSphere(c, 9000, 0.012, 0), [&](TriangleMesh& mesh) { mend(mesh, {}, c); });
-         }},
-        {"flipped", 0x55654880efbd1990u,
-         [](const Context& c) { return after(rough(c), [&](TriangleMesh& mesh) { flipEdges(mesh, c); }); }},
-        {"annealed", 0xb155aa7fb3d09c34u,
-         [](const Context& c) { return after(rough(c), [&](TriangleMesh& mesh) { anneal(mesh, c); }); }},
-        {"reduced", 0x2f576ecedd2c73fbu,
-         [](const Context& c) {
-             return after(rough(c), [&](TriangleMesh& mesh) { reduceFlat(mesh, {0.2, 20.0}, c); });
-         }},
-        {"to a number", 0x182641b615e84e7eu, [](const Context& c) { return simplified(c, 800, 0.0); }},
-        {"to an error", 0xa0da21d4c159e6dcu, [](const Context& c) { return simplified(c, 0, 0.02); }}};
-    for (const auto& [name, expected, run] : vRuns) {
-        Values first;
-        for (const unsigned numThreads : {1u, 2u, 5u}) {
-            Context context;
-            context.threads = numThreads;
-            const TriangleMesh mesh = run(context);
-            Values values(mesh.indices.begin(), mesh.indices.end());
-            if (first.empty()) {
-                EXPECT_EQ(digest(values), expected) << name;
-            }
-            for (const Point3& p : mesh.vertices) {
-                for (const double x : {p.px, p.py, p.pz}) values.push_back(std::bit_cast<std::uint64_t>(x));
-                values.push_back(p.hasColor() ? p.r * 65536u + p.b : 1u);
-            }
-            if (numThreads == 1) first = values;
-            EXPECT_TRUE(values == first) << name << ", " << numThreads << " threads";
-        }
+TEST(WholeRuns, operationsGiveTheRecordedDigests) {
+    const std::map<std::string, Row> found = runAll();
+    writeGolden(found);
+    std::map<std::string, Row> golden = readGolden();
+    EXPECT_EQ(golden.size(), operations().size());
+    for (const auto& [name, row] : found) {
+        golden[name].resize(endScene);
+        EXPECT_EQ(row, golden[name]) << name;
+    }
+    // After all the others, and odd ones.
+    EXPECT_EQ(digestOf(0, sceneOf(0), 0, 2), found.at(operations()[0].name)[0]);
+}
+
+TEST(WholeRuns, operationsGiveTheRecordedDigestsOnAnyNumberOfThreads) {
+    const std::map<std::string, Row> golden = readGolden();
+    const Scene scene = sceneOf(largeScene);
+    constexpr unsigned threads[] = {1, 3, 8, 16};
+    for (std::size_t i = 0; i < operations().size(); ++i) {
+        const char* pName = operations()[i].name;
+        EXPECT_EQ(digestOf(i, scene, largeScene, threads[i % 4]), golden.at(pName)[largeScene]) << pName;
     }
 }

@@ -105,10 +105,12 @@ std::string meshFacts(const TriangleMesh& mesh, const Rounding& rounding, PageDa
     pollRun(0);
     const EdgeTable edges(mesh.indices, mesh.vertices.size());
     pollRun(0);
+    // Each appends to the data, and the operands of a sum have no order of their own.
+    const std::string nonManifold = packLines(mesh, edges, false, rounding, data);
+    const std::string borders = packLines(mesh, edges, true, rounding, data);
     return "\"counts\":" + countsOf(report) + ",\"pieces\":" + jsonOf(findPieces(mesh, edges)) +
-           ",\"loops\":" + jsonOf(std::move(report.borderLoops)) +
-           ",\"borders\":" + packLines(mesh, edges, true, rounding, data) +
-           ",\"nonManifold\":" + packLines(mesh, edges, false, rounding, data);
+           ",\"loops\":" + jsonOf(std::move(report.borderLoops)) + ",\"borders\":" + borders +
+           ",\"nonManifold\":" + nonManifold;
 }
 
 }  // namespace QUOR_ZEF
