@@ -10,6 +10,7 @@
 #include "frame/Progress.h"
 #include "frame/tools.h"
 #include "parallel/parallelGroups.h"
+#include "zef/errors.h"
 
 namespace QUOR_ZEF {
 
@@ -87,7 +88,15 @@ ExactTriangles::ExactTriangles(const TriangleMesh& mesh) : places(mesh) {
     }
 }
 
+bool isTooCrowded(const TriangleGrid& grid) {
+    constexpr double mostPairs = 2e9;  // a minute of one thread
+    return grid.countPairs() > mostPairs;
+}
+
 std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid) {
+    if (isTooCrowded(grid))
+        throw TooLargeError(
+            "too many triangles lie in one place, as around one vertex, to look for those that intersect");
     const std::size_t num = grid.entries().size();
     const PairFinder finder(triangles, grid);
     OptionalStage stage("SI_pairs", num);
