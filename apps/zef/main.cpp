@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <new>
 
 #include "Interrupt.h"
 #include "commands/commands.h"
@@ -88,6 +89,8 @@ int main(int argc, char** argv) {
     catchInterrupts();
     try {
         return runTool(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fputs("zef: not enough memory\n", stderr);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "zef: %s\n", error.what());
     } catch (...) {
