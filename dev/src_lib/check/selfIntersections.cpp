@@ -8,6 +8,7 @@
 #include "check/ExactPlaces.h"
 #include "check/TriangleGrid.h"
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "parallel/parallelGroups.h"
 #include "zef/errors.h"
@@ -79,6 +80,7 @@ ExactTriangles::ExactTriangles(const TriangleMesh& mesh) : places(mesh) {
     vCorners.reserve(mesh.numTriangles());
     vNumbers.reserve(mesh.numTriangles());
     for (std::size_t i = 0; i + 2 < mesh.indices.size(); i += 3) {
+        pollRun(i);
         const CrossingTest::Corners t = {places.vSame[mesh.indices[i]], places.vSame[mesh.indices[i + 1]],
                                          places.vSame[mesh.indices[i + 2]]};
         if (!std::ranges::all_of(t, [&](std::uint32_t vertex) { return places.isFinite(vertex); })) continue;
