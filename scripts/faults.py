@@ -59,6 +59,12 @@ def write_ply(path, vertices, faces=()):
         out.writelines("3 %d %d %d\n" % f for f in faces)
 
 
+def default_signals():
+    """Whatever the shell that started this ignores."""
+    for kind in (signal.SIGINT, signal.SIGTERM, signal.SIGPIPE):
+        signal.signal(kind, signal.SIG_DFL)
+
+
 class Bench:
     """A folder with inputs, where each run finds the old output."""
 
@@ -104,7 +110,7 @@ class Bench:
         if fault:
             environment.update(ZEF_FAULT=fault, ZEF_FAULT_HIT=self.hit, LD_PRELOAD=self.library)
         return subprocess.Popen([self.tool, command] + words, cwd=self.folder, env=environment, stdout=output, stderr=errors,
-                                preexec_fn=lambda: signal.signal(signal.SIGPIPE, signal.SIG_DFL))
+                                preexec_fn=default_signals)
 
     def left(self, command):
         """What is wrong in the folder."""

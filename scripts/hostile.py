@@ -210,7 +210,7 @@ OPERATIONS = {
     "holes": "holes {}",
     "check": "check {} --deep",
     "compare": "compare {0} {0}",
-    "view": "view {0} -o {1}",
+    "view": "view {0} --png {1}",
 }
 
 
@@ -299,7 +299,7 @@ def main():
                 source = os.path.join(folder, (name.split(":")[0].replace(" ", "_") if options.keep else "in") + ".ply")
                 write_ply(source, *(made if isinstance(made, tuple) else (made,)))
                 last = build
-            output = os.path.join(folder, "out.html" if words.startswith("view") else "out.ply")
+            output = os.path.join(folder, "out.png" if words.startswith("view") else "out.ply")
             if os.path.exists(output):
                 os.remove(output)
             words = words.format(source, output).split() + ["-q", "--threads", options.threads]
