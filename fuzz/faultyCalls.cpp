@@ -20,12 +20,14 @@
 #include <cstdlib>
 #include <cstring>
 
+// NOLINTBEGIN(readability-identifier-naming,bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(std::size_t);
 void* __libc_calloc(std::size_t, std::size_t);
 void* __libc_realloc(void*, std::size_t);
 void* __libc_memalign(std::size_t, std::size_t);
 }
+// NOLINTEND(readability-identifier-naming,bugprone-reserved-identifier)
 
 namespace {
 
@@ -81,6 +83,8 @@ int mainWithFaults(int argc, char** argv, char** envp) {
 
 }  // namespace
 
+// The names of their parameters are the C library's own.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name,readability-identifier-naming,bugprone-reserved-identifier)
 extern "C" {
 
 int __libc_start_main(Main pMain_, int argc, char** argv, void (*pInit)(), void (*pFini)(), void (*pEnd)(),
@@ -152,3 +156,4 @@ int pthread_create(pthread_t* pThread, const pthread_attr_t* pAttributes, void* 
 }
 
 }  // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name,readability-identifier-naming,bugprone-reserved-identifier)
