@@ -6,7 +6,10 @@
 #include <array>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <new>
 #include <string_view>
 
 #include "failures.h"
@@ -44,9 +47,23 @@ void endProcess(int) {
     _exit(EXIT_CANCELLED);
 }
 
+// Destructors of what others have written allocate, and where nothing can be allocated any more they end here.
+void endUnhandled() {
+    try {
+        if (const std::exception_ptr pError = std::current_exception()) std::rethrow_exception(pError);
+    } catch (const std::bad_alloc&) {
+        removeFiles();
+        tell("zef: not enough memory\n");
+        _exit(EXIT_COULD_NOT);
+    } catch (...) {  // a bug, which keeps its core
+    }
+    std::abort();
+}
+
 }  // namespace
 
 void catchInterrupts() {
+    std::set_terminate(endUnhandled);
     bTerminal = isatty(STDERR_FILENO);
     struct sigaction action = {};
     action.sa_handler = endProcess;

@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <exception>
+#include <new>
 
 #include "Interrupt.h"
 #include "failures.h"
@@ -11,6 +12,8 @@ int main(int argc, char** argv) {
     catchInterrupts();
     try {
         return runTool(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fputs("zef: not enough memory\n", stderr);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "zef: %s\n", error.what());
     } catch (...) {

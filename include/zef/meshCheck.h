@@ -73,8 +73,8 @@ ZEF_API MeshReport check(const TriangleMesh& mesh, const Context& context = {});
 // area, or with a coordinate that is not finite, belong to no pair. Decided without
 // rounding errors; only coordinates below 2^-300 of the largest count as 0.
 // Changes nothing. O(n log n) where triangles are of like sizes, on all threads;
-// few large ones among many small ones take longer. Up to 400 bytes a triangle
-// meanwhile, mostly half of it.
+// few large ones among many small ones take longer. TooLargeError where some 60,000 lie in one place, as around
+// one vertex. Up to 400 bytes a triangle meanwhile, mostly half of it.
 ZEF_API std::size_t countSelfIntersections(const TriangleMesh& mesh, const Context& context = {});
 
 // The pairs themselves: numbers of triangles, the lower one first, ascending.
@@ -112,7 +112,8 @@ struct UntangleReport {
 // that are floats stay floats, so that files of single precision hold the result.
 // A mesh that is not manifold and oriented stays as it is, with what numPairs tells. Vertices of no
 // triangle go. ArgumentError as for mend(). As countSelfIntersections(), and some 2 milliseconds a
-// place on one thread.
+// place on one thread. A mesh that is too crowded for that stays as it is, and where triangles intersect nearly
+// everywhere some stay so after half a minute's work, counted in steps: both with a warning.
 ZEF_API UntangleReport untangle(TriangleMesh& mesh, const Context& context = {});
 
 // What mend() found and did.

@@ -72,6 +72,17 @@ inline Shape torus(std::uint32_t numAround, std::uint32_t numTube, double radius
     return shape;
 }
 
+// Needles around one vertex, which is the first.
+inline Shape cone(std::uint32_t numAround) {
+    Shape shape{{{0.1, 0.2, 0.5}}, {}};
+    for (std::uint32_t i = 0; i < numAround; ++i) {
+        const double turn = 2.0 * M_PI * i / numAround;
+        shape.vertices.emplace_back(std::cos(turn), std::sin(turn), 0.0);
+        shape.triples.insert(shape.triples.end(), {0, 1 + i, 1 + (i + 1) % numAround});
+    }
+    return shape;
+}
+
 // Around the z axis, from z = 0 to the height with numAlong rings, without caps,
 // normals outwards: two borders of numAround edges, Euler number 0.
 inline Shape openCylinder(std::uint32_t numAround, std::uint32_t numAlong, double radius, double height) {

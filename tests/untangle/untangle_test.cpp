@@ -66,6 +66,17 @@ void expectSound(const TriangleMesh& mesh) {
 
 }  // namespace
 
+TEST(Untangle, crowdsAreRefusedOrLeftAsTheyAre) {
+    TriangleMesh mesh = meshOf(cone(70'000));
+    const std::vector<std::uint32_t> indices = mesh.indices;
+    EXPECT_THROW(countSelfIntersections(mesh), TooLargeError);
+    std::string heard;
+    const Context context{.message = [&](Severity, std::string_view text) { heard += text; }};
+    EXPECT_EQ(untangle(mesh, context).numPairs, 0u);
+    EXPECT_EQ(mesh.indices, indices);
+    EXPECT_NE(heard.find("too many triangles"), std::string::npos);
+}
+
 TEST(Untangle, partsWhatDisplacedVerticesFold) {
     const TriangleMesh torusMesh = meshOf(torus(60, 30, 3.0, 1.0));
     for (const double distance : {0.6, 1.0}) {  // edges are 0.2 to 0.4

@@ -1,5 +1,6 @@
 #include "reports/memory.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "failures.h"
@@ -34,9 +35,11 @@ std::string cureOf(double numPoints, double bytes, double spacing, const zef::Re
 }
 
 [[noreturn]] void refuse(const char* what, double wanted, double free, const std::string& cure) {
-    throw Failure(std::string(what) + " would take about " + bytesText(static_cast<std::uint64_t>(wanted)) +
-                  " of memory, and " + bytesText(static_cast<std::uint64_t>(free)) + " are free: " + cure +
-                  ", or --anyway");
+    constexpr double far = 1e15;  // beyond it nobody wants to know how much, and integers end
+    const std::string amount =
+        (wanted < far ? "about " : "more than ") + bytesText(static_cast<std::uint64_t>(std::min(wanted, far)));
+    throw Failure(std::string(what) + " would take " + amount + " of memory, and " +
+                  bytesText(static_cast<std::uint64_t>(free)) + " are free: " + cure + ", or --anyway");
 }
 
 }  // namespace

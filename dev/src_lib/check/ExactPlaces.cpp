@@ -5,6 +5,7 @@
 #include <iterator>
 #include <numeric>
 
+#include "frame/Run.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -63,8 +64,10 @@ void ExactPlaces::findSame() {
     std::ranges::copy_if(vSame, std::back_inserter(vOrder), [&](std::uint32_t i) { return isFinite(i); });
     sortMT(vOrder.begin(), vOrder.end(),
            [&](std::uint32_t i, std::uint32_t j) { return v[i] != v[j] ? v[i] < v[j] : i < j; });
-    for (std::size_t i = 1; i < vOrder.size(); ++i)
+    for (std::size_t i = 1; i < vOrder.size(); ++i) {
+        pollRun(i);
         if (v[vOrder[i]] == v[vOrder[i - 1]]) vSame[vOrder[i]] = vSame[vOrder[i - 1]];
+    }
 }
 
 }  // namespace QUOR_ZEF

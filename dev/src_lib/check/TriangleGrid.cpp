@@ -83,6 +83,16 @@ void TriangleGrid::enterTriangles() {
     sortByFirstMT(vEntries.begin(), vEntries.end());
 }
 
+double TriangleGrid::countPairs() const {
+    double numPairs = 0.0;
+    for (std::size_t begin = 0, end = 0; begin < vEntries.size(); begin = end) {
+        while (end < vEntries.size() && vEntries[end].first == vEntries[begin].first) ++end;
+        const auto num = static_cast<double>(end - begin);
+        numPairs += 0.5 * num * (num - 1.0);
+    }
+    return numPairs;
+}
+
 void TriangleGrid::findNear(const CoordBox& box, std::vector<std::uint32_t>& vFound) const {
     if (!box.meets(all)) return;
     CoordBox inside = box;

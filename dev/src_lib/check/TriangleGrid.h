@@ -44,6 +44,10 @@ public:
     const CoordBox& box(std::uint32_t triangle) const { return vBoxes[triangle]; }
     uint64 codeAt(const Coords& p) const { return codeOf(cellAt(p)); }
 
+    // The pairs of triangles that lie in one cell, counted in each cell: far more than ten a triangle where many
+    // triangles lie in one place.
+    double countPairs() const;
+
     // Appends those whose boxes meet this one, each once, ascending. O(log n) a row of cells.
     void findNear(const CoordBox& box, std::vector<std::uint32_t>& vFound) const;
 

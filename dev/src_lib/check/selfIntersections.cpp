@@ -8,8 +8,10 @@
 #include "check/ExactPlaces.h"
 #include "check/TriangleGrid.h"
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "parallel/parallelGroups.h"
+#include "zef/errors.h"
 
 namespace QUOR_ZEF {
 
@@ -78,6 +80,7 @@ ExactTriangles::ExactTriangles(const TriangleMesh& mesh) : places(mesh) {
     vCorners.reserve(mesh.numTriangles());
     vNumbers.reserve(mesh.numTriangles());
     for (std::size_t i = 0; i + 2 < mesh.indices.size(); i += 3) {
+        pollRun(i);
         const CrossingTest::Corners t = {places.vSame[mesh.indices[i]], places.vSame[mesh.indices[i + 1]],
                                          places.vSame[mesh.indices[i + 2]]};
         if (!std::ranges::all_of(t, [&](std::uint32_t vertex) { return places.isFinite(vertex); })) continue;
@@ -87,7 +90,15 @@ ExactTriangles::ExactTriangles(const TriangleMesh& mesh) : places(mesh) {
     }
 }
 
+bool isTooCrowded(const TriangleGrid& grid) {
+    constexpr double mostPairs = 2e9;  // a minute of one thread
+    return grid.countPairs() > mostPairs;
+}
+
 std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid) {
+    if (isTooCrowded(grid))
+        throw TooLargeError(
+            "too many triangles lie in one place, as around one vertex, to look for those that intersect");
     const std::size_t num = grid.entries().size();
     const PairFinder finder(triangles, grid);
     OptionalStage stage("SI_pairs", num);

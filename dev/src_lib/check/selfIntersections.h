@@ -23,7 +23,11 @@ struct ExactTriangles {
     std::vector<std::uint32_t> vNumbers;  // in the mesh, ascending
 };
 
-// What countSelfIntersections() counts, by numbers in the mesh, ascending.
+// Whether so many triangles lie in one place, as around a vertex, that it takes minutes to hold each against the
+// others.
+bool isTooCrowded(const TriangleGrid& grid);
+
+// What countSelfIntersections() counts, by numbers in the mesh, ascending. TooLargeError where they are too crowded.
 std::vector<TrianglePair> findIntersectingPairs(const TriangleMesh& mesh);
 // The same; the grid is that of the triangles, of which there are two at least.
 std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid);

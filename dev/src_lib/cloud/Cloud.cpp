@@ -320,6 +320,7 @@ std::vector<Point3> getSamples(const Smooth& smooth, const Calc& calc, Progress&
     std::vector<Point3> vSamples;
     vSamples.reserve(vCoded.size());
     for (const auto& [ccd, pNode] : vCoded) {
+        pollRun(vSamples.size());
         if (pNode->bHasPlane) vSamples.push_back(sampleOf(*pNode, ccd, calc));
     }
     progress.tick();
@@ -361,6 +362,7 @@ void Cloud::makeBundles(const std::vector<RCDPoint>& vCells) {
     pointPool.init(n, next);
     vBundles.reserve(vCells.size());
     for (const auto& [ccd, sample] : vCells) {
+        pollRun(vBundles.size());
         Point3* pPoint = std::construct_at(pointPool.alloc(), sample);
         vBundles.push_back(std::construct_at(bundlePool.alloc(), Bundle{pPoint, ccd}));
     }

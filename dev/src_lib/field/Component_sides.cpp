@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include "field/Component.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "grid/cellTopology.h"
@@ -169,6 +170,7 @@ void Component::flood(std::uint32_t seed, int group, const std::vector<std::uint
                       std::vector<std::uint32_t>& vQueue) {
     vQueue.assign(1, seed);
     for (std::size_t next = 0; next < vQueue.size(); ++next) {
+        pollRun(next + 1);
         const Facet* const pCurFacet = &vVisibleFacets[vQueue[next]];
         ASSEX(pCurFacet->state==FACET_STATE_AREA);
         for (const std::uint32_t number : vEdgeNeighbours[vQueue[next]]) {

@@ -1,5 +1,6 @@
 #include "grid/CellBlocks.h"
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 
 namespace QUOR_ZEF {
@@ -32,6 +33,7 @@ CellBlocks<Layout>::CellBlocks(std::span<const uint64> vCodes)
     uint64 lastKey = ~uint64{0};
     std::uint32_t block = 0;
     for (std::size_t i = 0; i < vCodes.size(); ++i) {
+        pollRun(i);
         ASSEX(i == 0 || vCodes[i - 1] < vCodes[i]);
         const uint64 key = Layout::keyOf(vCodes[i]);
         if (key != lastKey) block = addBlock(key);

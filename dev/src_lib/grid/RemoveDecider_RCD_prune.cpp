@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "grid/RemoveDecider_RCD.h"
 #include "grid/codeSets.h"
@@ -117,6 +118,7 @@ Thinning::Thinning(RemoveDecider_RCD& ofDecider, const Samples& vRCDPoint, const
     }
     vDistance.reserve(vCandidates.size());
     forEachSample(vRCDPoint, vCandidates, [&](const std::pair<uint64, Point3>& sample) {
+        pollRun(vDistance.size());
         vDistance.push_back(decider.distanceInCells(sample.first, sample.second));
     });
     openAll();
@@ -164,6 +166,7 @@ template <class MayGo>
 std::vector<Entry> Thinning::takeOpen(const MayGo& mayGo) {
     std::vector<Entry> vEntries;
     pCandidates->takeMarked([&](std::uint32_t index) {
+        pollRun(index);
         const std::uint32_t mask = blocks.mask27(vCandidates[index]);
         if (mayGo(mask)) vEntries.push_back(entryOf(index, mask));
     });
@@ -204,7 +207,9 @@ bool Thinning::refillingPass(int minRim) {
 bool Thinning::layerPass(int minRim) {
     const auto mayGo = [minRim](std::uint32_t mask) { return mayGoBlock(mask, minRim); };
     const std::size_t numBefore = vDoomed.size();
+    std::size_t num = 0;
     for (const Entry& entry : takeOpen(mayGo)) {
+        pollRun(++num);
         const uint64 rcd = vCandidates[entry.second];
         if (mayGo(blocks.mask27(rcd))) doom(rcd);
     }

@@ -219,7 +219,11 @@ void tellOfFewThreads(unsigned numThreads) {
 }
 
 void runSerially(std::size_t numTasks, void* pTasks, Loop::RunTask runTask) {
-    for (std::size_t i = 0; i < numTasks; ++i) runTask(pTasks, i, callingThread);
+    Run* const pRun = getRun();
+    for (std::size_t i = 0; i < numTasks; ++i) {
+        runTask(pTasks, i, callingThread);
+        if (pRun) pRun->poll();
+    }
 }
 
 }  // namespace
@@ -254,8 +258,12 @@ unsigned getLoopThreads(std::size_t n) {
 std::vector<std::size_t> getChunkBounds(std::size_t n, std::size_t minChunk) {
     if (n == 0) return {0};
     const std::size_t maxChunks = n / std::max<std::size_t>(minChunk, 1);
+    // A call that can be cancelled looks for that between chunks, so that those of long loops are no longer than this.
+    constexpr std::size_t longestToCancel = 1 << 16;
     const unsigned numThreads = maxChunks < 2 ? 1 : getLoopThreads(n);
-    const std::size_t numChunks = numThreads < 2 ? 1 : std::min(maxChunks, 2 * std::size_t{numThreads});
+    const std::size_t numWanted =
+        std::max(numThreads < 2 ? 1 : 2 * std::size_t{numThreads}, getRun() ? n / longestToCancel : 0);
+    const std::size_t numChunks = std::clamp<std::size_t>(maxChunks, 1, numWanted);
     std::vector<std::size_t> vBounds(numChunks + 1);
     const std::size_t size = n / numChunks;
     const std::size_t numLonger = n % numChunks;  // the first ones take one more each

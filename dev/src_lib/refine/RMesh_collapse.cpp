@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 #include "refine/RMesh.h"
@@ -10,6 +12,8 @@
 namespace QUOR_ZEF {
 
 namespace {
+
+constexpr std::size_t crowd = 256;  // triangles at a vertex
 
 bool isSound(const RTriangle* pRT) {
     return hasSoundCorner(*pRT->getCorner(0), *pRT->getCorner(1), *pRT->getCorner(2));
@@ -75,14 +79,21 @@ private:
 };
 
 // How far the worst of the triangles at p would turn if p moved to q; stops
-// looking at what is no better than the limit.
-double worstTurn(const std::vector<RTriangle*>& vIncT, const Point3* p, const Point3* q, double limit) {
+// looking at what is above the limit, or at it where that is no better.
+double worstTurn(const std::vector<RTriangle*>& vIncT, const Point3* p, const Point3* q, double limit, bool bAtLimit) {
     double worst = 0.0;
     for (const RTriangle* pRT : vIncT) {
         worst = std::max(worst, pRT->getCornerMoveAngle(pRT->getICI(p), q, true));
-        if (worst >= limit) break;
+        if (worst > limit || (worst == limit && !bAtLimit)) break;
     }
     return worst;
+}
+
+// The corners of few triangles tell soon what the others cannot reach.
+std::array<int, 3> cornersByFan(const RMesh& mesh, const RTriangle* pRT) {
+    std::array<int, 3> corners = {0, 1, 2};
+    std::ranges::stable_sort(corners, {}, [&](int i) { return mesh.getFan(pRT->getCorner(i)).size(); });
+    return corners;
 }
 
 // Appends the triangles at the edge whose third corner an earlier one there has too.
@@ -172,10 +183,13 @@ void RMesh::mergeEdge(REdge* pRE, REdge* pExistingRE) {
 REdge* RMesh::findBestCollapse(const RTriangle* pRT, Point3*& pBestSrc) const {
     REdge* pBestRE = nullptr;
     double best = 361.0;
+    int bestCorner = 3;
     std::vector<RTriangle*> vIncT;
     std::vector<REdge*> vIncRE;
-    for (int i = 0; i < 3; ++i) {
+    for (const int i : cornersByFan(*this, pRT)) {
         Point3* p = pRT->getCorner(i);
+        // With a crowd around it nearly every move turns something far.
+        if (pBestRE && getRun() && getFan(p).size() > crowd) continue;
         vIncT.clear();
         vIncRE.clear();
         getIncidentTriangles(p, vIncT);
@@ -183,9 +197,10 @@ REdge* RMesh::findBestCollapse(const RTriangle* pRT, Point3*& pBestSrc) const {
         getIncidentEdges(p, vIncRE);
         ASSEX(!vIncRE.empty());
         for (REdge* pRE : vIncRE) {
-            const double worst = worstTurn(vIncT, p, pRE->getOtherPoint(p), best);
-            if (!(worst < best)) continue;
+            const double worst = worstTurn(vIncT, p, pRE->getOtherPoint(p), best, i < bestCorner);
+            if (!(worst < best || (worst == best && i < bestCorner))) continue;
             best = worst;
+            bestCorner = i;
             pBestRE = pRE;
             pBestSrc = p;
         }

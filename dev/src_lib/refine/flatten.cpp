@@ -1,5 +1,6 @@
 #include "refine/flatten.h"
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "refine/RMesh.h"
 #include "topology/CMesh.h"
@@ -59,6 +60,7 @@ TriangleMesh flatten(CMesh& mesh) {
     ASSEX(vCCDVertex.size()==vPointVertex.size());
     flat.indices.reserve(3 * vCT.size());
     for (const CTriangle* pCT : vCT) {
+        pollRun(flat.indices.size() / 3);
         const std::uint32_t it0 = vCCDVertex.find(pCT->getCorner(0));
         const std::uint32_t it1 = vCCDVertex.find(pCT->getCorner(1));
         const std::uint32_t it2 = vCCDVertex.find(pCT->getCorner(2));

@@ -7,6 +7,7 @@
 #include <tuple>
 #include <utility>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "frame/types.h"
 #include "geometry/freeFunctions.h"
@@ -234,13 +235,16 @@ FacePoints::FacePoints(const RefitSurface& surface, const PointSource& points) {
 
 void FacePoints::sortByFace(std::size_t numFaces) {
     vStart.assign(numFaces + 1, 0);
-    for (const std::uint32_t face : vFaces)
-        if (face != nobody) ++vStart[face + 1];
+    for (std::size_t i = 0; i < vFaces.size(); ++i) {
+        pollRun(i);
+        if (vFaces[i] != nobody) ++vStart[vFaces[i] + 1];
+    }
     for (std::size_t t = 0; t < numFaces; ++t) vStart[t + 1] += vStart[t];
     vPlaces.resize(vStart.back());
     vIndices.resize(vStart.back());
     vNext.assign(vStart.begin(), vStart.end() - 1);
     for (std::size_t i = 0; i < vFaces.size(); ++i) {
+        pollRun(i);
         if (vFaces[i] == nobody) continue;
         const std::uint32_t at = vNext[vFaces[i]]++;
         vPlaces[at] = vUnsorted[i];

@@ -1,4 +1,5 @@
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "grid/Calc.h"
 #include "repair/Top.h"
@@ -31,7 +32,10 @@ void Top::unifyDiagonals() {
     // Only edges across an axis can be diagonals; the rest needs the state at its time.
     std::vector<CEdge*> vEdges;
     pMesh->selectEdges([&](const CEdge* pCE) { return pCalc->getUniqueSameComponent(pCE->v0, pCE->v1) >= 0; }, vEdges);
-    for (CEdge* pCE : vEdges) unifyDiagonal(pCE);
+    for (std::size_t i = 0; i < vEdges.size(); ++i) {
+        pollRun(i);
+        unifyDiagonal(vEdges[i]);
+    }
 }
 
 //      p ----- b      The quad a q b p has T1 = (a b p) and T2 = (a b q) on the

@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "repair/Top.h"
 #include "topology/CMesh.h"
@@ -63,8 +64,13 @@ void Top::createPatchesOrient(std::vector<CTriangle*>& vT, std::vector<CPatch*>&
 void Top::orientTriangles(Progress* pProgress) {
     pMesh->forEachTriangle([](CTriangle* pT) { pT->bVisited = false; });
     OrientFlood flood;
+    std::size_t num = 0;
+    const auto count = [&](const CTriangle*) {
+        pollRun(++num);
+        pProgress->tick();
+    };
     pMesh->forEachTriangle([&](CTriangle* pT) {
-        if (!pT->bVisited) flood.spreadFrom(pT, [pProgress](const CTriangle*) { pProgress->tick(); });
+        if (!pT->bVisited) flood.spreadFrom(pT, count);
     });
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "repair/Top.h"
 #include "topology/CMesh.h"
 #include "topology/CPatch.h"
@@ -142,7 +143,10 @@ private:
             vT.clear();
             book.getTriangles(patch, vT);
             vPatches.push_back(std::make_unique<CPatch>(pMesh, pMesh->getCalc()));
-            for (CTriangle* pT : vT) vPatches.back()->addTriangle(pT);
+            for (std::size_t i = 0; i < vT.size(); ++i) {
+                pollRun(i + 1);
+                vPatches.back()->addTriangle(vT[i]);
+            }
         }
         return vPatches;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "parallel/sortMT.h"
@@ -93,12 +94,16 @@ void FeatureChains::makeChain(std::size_t seed) {
 std::size_t FeatureChains::straightest(std::size_t edge, bool bBack) const {
     constexpr double mostBend = 60.0;            // degrees
     constexpr double surelyMoreThanBend = 0.49;  // a smaller cosine
+    constexpr std::size_t crowd = 256;
     const FeatureRecord& own = vEdges[edge].record;
     const Point3* const q = bBack ? own.pTrg : own.pSrc;
     const Vector3 direction = directionOf(own);
+    const auto ends = endsAt(edge, bBack);
+    // Where so many meet there is no crease to follow.
+    if (getRun() && ends.size() > crowd) return noEdge;
     std::size_t best = noEdge;
     double bestAngle = 361.0;
-    for (const auto& [point, slot] : endsAt(edge, bBack)) {
+    for (const auto& [point, slot] : ends) {
         const std::size_t other = slot / 2;
         const FeatureRecord& candidate = vEdges[other].record;
         if (other == edge || !mayFollow(own.value, candidate.value)) continue;

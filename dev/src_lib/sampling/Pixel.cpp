@@ -80,21 +80,25 @@ void Pixel::bfsSort() {
         first = last;
     }
     vBfs.reserve(vTri.size());
-    std::vector<bool> vVisited(vTri.size());
+    std::vector<bool> vVisited(vTri.size()), vDone(vEdge2Tri.size());
     for (std::size_t i = vTri.size(); i-- > 0;) {
-        if (!vVisited[i]) flood(static_cast<std::uint32_t>(i), vFirstRecord, vVisited);
+        if (!vVisited[i]) flood(static_cast<std::uint32_t>(i), vFirstRecord, vVisited, vDone);
     }
     ASSEX(vBfs.size()==vTri.size());
 }
 
 // What has been appended and not yet looked at is the queue.
-void Pixel::flood(std::uint32_t seed, const std::vector<std::uint32_t>& vFirstRecord, std::vector<bool>& vVisited) {
+void Pixel::flood(std::uint32_t seed, const std::vector<std::uint32_t>& vFirstRecord, std::vector<bool>& vVisited,
+                  std::vector<bool>& vDone) {
     std::size_t next = vBfs.size();
     vVisited[seed] = true;
     vBfs.push_back(seed);
     for (; next < vBfs.size(); ++next) {
         for (std::size_t slot = 3 * std::size_t{vBfs[next]}, end = slot + 3; slot < end; ++slot) {
             const std::size_t first = vFirstRecord[slot];
+            // By then all at the edge have been visited; edges of thousands would be gone through for each of them.
+            if (vDone[first]) continue;
+            vDone[first] = true;
             for (std::size_t i = first; i < vEdge2Tri.size() && vEdge2Tri[i].first == vEdge2Tri[first].first; ++i) {
                 const std::uint32_t tri = vEdge2Tri[i].second / 3;
                 if (vVisited[tri]) continue;

@@ -82,7 +82,8 @@ public:
 private:
     void linkEdge2T(const std::vector<Point3*>& vTriangleCorners);
     void bfsSort();
-    void flood(std::uint32_t seed, const std::vector<std::uint32_t>& vFirstRecord, std::vector<bool>& vVisited);
+    void flood(std::uint32_t seed, const std::vector<std::uint32_t>& vFirstRecord, std::vector<bool>& vVisited,
+               std::vector<bool>& vDone);
     void pixelTriangles(std::vector<CodedPoint>& vAreaSamples);
     // The samples of some triangles of vBfs in cells that are not taken, one a cell.
     std::vector<CodedPoint> rasterizeRange(std::size_t begin, std::size_t end) const;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/stageCosts.h"
 #include "frame/tools.h"
 #include "grid/ColumnCursors.h"
@@ -265,6 +266,7 @@ void Smooth::insertNodes(const std::vector<SNode>& vNew) {
     vNodes.resize(numOld + vNew.size());
     auto old = vNodes.begin() + static_cast<std::ptrdiff_t>(numOld);
     for (auto to = vNodes.end(); !vOrder.empty();) {
+        pollRun(vOrder.size());
         const auto [rcd, index] = vOrder.back();
         --to;
         if (old != vNodes.begin() && (old - 1)->rcd > rcd) {

@@ -1,6 +1,7 @@
 #include "simplify/TriangleTree.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 namespace QUOR_ZEF {
@@ -9,7 +10,25 @@ namespace {
 
 constexpr std::uint32_t maxLeaf = 8;  // triangles
 
+Vector3 middleOf(const FanSurface& surface, std::uint32_t triangle) {
+    Vector3 sum = surface.corner(triangle, 0);
+    sum += surface.corner(triangle, 1);
+    sum += surface.corner(triangle, 2);
+    return sum / 3.0;
+}
+
+double sqFromSegment(const Vector3& p, const Vector3& from, const Vector3& along, double sqLength) {
+    const Vector3 toP = difference(p, from);
+    const double share = sqLength > 0.0 ? std::clamp(toP * along / sqLength, 0.0, 1.0) : 0.0;
+    return difference(toP, along * share).sqLength();
+}
+
 }  // namespace
+
+void TriangleTree::Box::include(const Vector3& p) {
+    low.set(std::min(low.vx, p.vx), std::min(low.vy, p.vy), std::min(low.vz, p.vz));
+    high.set(std::max(high.vx, p.vx), std::max(high.vy, p.vy), std::max(high.vz, p.vz));
+}
 
 double TriangleTree::Box::sqDistance(const Vector3& p) const {
     const double x = std::max({low.vx - p.vx, 0.0, p.vx - high.vx});
@@ -21,31 +40,80 @@ double TriangleTree::Box::sqDistance(const Vector3& p) const {
 TriangleTree::TriangleTree(const FanSurface& surface_) : surface(surface_), vOrder(surface.numTriangles()) {
     std::iota(vOrder.begin(), vOrder.end(), 0u);
     vMiddles.reserve(vOrder.size());
+    for (std::uint32_t i = 0; i < surface.vPos.size() && !bHubs; ++i) bHubs = surface.isCrowded(i);
     for (const std::uint32_t triangle : vOrder) {
-        Vector3 sum = surface.corner(triangle, 0);
-        sum += surface.corner(triangle, 1);
-        sum += surface.corner(triangle, 2);
-        vMiddles.push_back(sum / 3.0);
+        const std::uint32_t hub = hubOf(triangle);
+        vMiddles.push_back(hub == none ? middleOf(surface, triangle) : surface.vPos[hub]);
     }
-    if (!vOrder.empty()) vNodes.push_back({boxOf(0, surface.numTriangles()), 0, surface.numTriangles(), 0});
+    if (!vOrder.empty()) addNode(0, surface.numTriangles());
+}
+
+std::uint32_t TriangleTree::hubOf(std::uint32_t triangle) const {
+    for (std::uint32_t i = 0; i < 3 && bHubs; ++i)
+        if (const std::uint32_t vertex = surface.indices[3 * triangle + i]; surface.isCrowded(vertex)) return vertex;
+    return none;
+}
+
+bool TriangleTree::haveOneHub(std::uint32_t begin, std::uint32_t end) const {
+    const std::uint32_t hub = hubOf(vOrder[begin]);
+    for (std::uint32_t k = begin; hub != none && k < end; ++k)
+        if (hubOf(vOrder[k]) != hub) return false;
+    return hub != none;
+}
+
+// Towards the mean of the middles.
+TriangleTree::Body TriangleTree::bodyOf(std::uint32_t begin, std::uint32_t end) const {
+    const Vector3& hub = surface.vPos[hubOf(vOrder[begin])];
+    Vector3 sum;
+    for (std::uint32_t k = begin; k < end; ++k) sum += difference(middleOf(surface, vOrder[k]), hub);
+    Body body{hub, sum * (1.5 / static_cast<double>(end - begin)), 0.0, 0.0};
+    body.sqLength = body.along.sqLength();
+    double sqRadius = 0.0;
+    for (std::uint32_t k = begin; k < end; ++k)
+        for (std::uint32_t i = 0; i < 3; ++i)
+            sqRadius =
+                std::max(sqRadius, sqFromSegment(surface.corner(vOrder[k], i), body.from, body.along, body.sqLength));
+    body.radius = std::sqrt(sqRadius) * 1.000001;  // for what rounding takes away
+    return body;
+}
+
+void TriangleTree::addNode(std::uint32_t begin, std::uint32_t end) {
+    std::uint32_t body = none;
+    if (bHubs && haveOneHub(begin, end)) {
+        body = static_cast<std::uint32_t>(vBodies.size());
+        vBodies.push_back(bodyOf(begin, end));
+    }
+    vNodes.push_back({boxOf(begin, end), begin, end, 0, body});
+}
+
+// At most that of any of its triangles.
+double TriangleTree::sqDistance(const Vector3& p, const Node& node) const {
+    const double sqToBox = node.box.sqDistance(p);
+    if (node.body == none) return sqToBox;
+    const Body& body = vBodies[node.body];
+    const double distance = std::sqrt(sqFromSegment(p, body.from, body.along, body.sqLength)) * 0.999999 - body.radius;
+    return distance > 0.0 ? std::max(sqToBox, distance * distance) : sqToBox;
 }
 
 TriangleTree::Box TriangleTree::boxOf(std::uint32_t begin, std::uint32_t end) const {
     Box box{surface.corner(vOrder[begin], 0), surface.corner(vOrder[begin], 0)};
     for (std::uint32_t k = begin; k < end; ++k) {
-        for (std::uint32_t i = 0; i < 3; ++i) {
-            const Vector3& p = surface.corner(vOrder[k], i);
-            box.low.set(std::min(box.low.vx, p.vx), std::min(box.low.vy, p.vy), std::min(box.low.vz, p.vz));
-            box.high.set(std::max(box.high.vx, p.vx), std::max(box.high.vy, p.vy), std::max(box.high.vz, p.vz));
-        }
+        for (std::uint32_t i = 0; i < 3; ++i) box.include(surface.corner(vOrder[k], i));
     }
     return box;
 }
 
-// Halves along the longest side of the box.
+// Halves along the longest side of the box. Needles of one hub lie along the way to their middles, so these
+// tell which are neighbours.
 void TriangleTree::split(std::uint32_t number) {
-    const auto [box, begin, end, half] = vNodes[number];
-    const int axis = difference(box.high, box.low).getMaxAbsIndex();
+    const auto [box, begin, end, half, body] = vNodes[number];
+    Box spread = box;
+    if (body != none) {
+        for (std::uint32_t k = begin; k < end; ++k) vMiddles[vOrder[k]] = middleOf(surface, vOrder[k]);
+        spread = {vMiddles[vOrder[begin]], vMiddles[vOrder[begin]]};
+        for (std::uint32_t k = begin; k < end; ++k) spread.include(vMiddles[vOrder[k]]);
+    }
+    const int axis = difference(spread.high, spread.low).getMaxAbsIndex();
     double Vector3::*const pAxis = axis == 0 ? &Vector3::vx : axis == 1 ? &Vector3::vy : &Vector3::vz;
     const std::uint32_t middle = begin + (end - begin) / 2;
     std::nth_element(vOrder.begin() + begin, vOrder.begin() + middle, vOrder.begin() + end,
@@ -54,8 +122,8 @@ void TriangleTree::split(std::uint32_t number) {
                          return atA != atB ? atA < atB : a < b;
                      });
     vNodes[number].half = static_cast<std::uint32_t>(vNodes.size());
-    vNodes.push_back({boxOf(begin, middle), begin, middle, 0});
-    vNodes.push_back({boxOf(middle, end), middle, end, 0});
+    addNode(begin, middle);
+    addNode(middle, end);
 }
 
 void TriangleTree::splitAll() {
@@ -78,7 +146,7 @@ void TriangleTree::search(const Vector3& p, Foot& foot, const Split& splitNode) 
     // Halving 2^32 triangles is no deeper.
     std::pair<double, std::uint32_t> stack[64];
     std::size_t num = 0;
-    if (!vNodes.empty()) stack[num++] = {vNodes[0].box.sqDistance(p), 0};
+    if (!vNodes.empty()) stack[num++] = {sqDistance(p, vNodes[0]), 0};
     while (num > 0) {
         const auto [sq, number] = stack[--num];
         if (!(sq < foot.sqDistance)) continue;
@@ -89,8 +157,8 @@ void TriangleTree::search(const Vector3& p, Foot& foot, const Split& splitNode) 
         }
         splitNode(number);
         const std::uint32_t half = vNodes[number].half;
-        std::pair<double, std::uint32_t> first{vNodes[half].box.sqDistance(p), half},
-            second{vNodes[half + 1].box.sqDistance(p), half + 1};
+        std::pair<double, std::uint32_t> first{sqDistance(p, vNodes[half]), half},
+            second{sqDistance(p, vNodes[half + 1]), half + 1};
         if (first.first < second.first) std::swap(first, second);
         stack[num++] = first;
         stack[num++] = second;

@@ -9,7 +9,9 @@
 namespace QUOR_ZEF {
 
 // Boxes around the triangles of a surface, halved again and again, to find the
-// closest point of the whole. One thread at a time, unless told otherwise. Memory: up to 60 bytes a triangle.
+// closest point of the whole. The triangles around a crowded vertex, needles whose boxes all overlap, hang
+// together instead in bodies that are thinner. One thread at a time, unless told otherwise. Memory: up to 60
+// bytes a triangle, and 60 more for such needles.
 class TriangleTree {
 public:
     // The surface is borrowed. O(n).
@@ -28,24 +30,39 @@ private:
         Vector3 low, high;
 
         double sqDistance(const Vector3& p) const;
+        void include(const Vector3& p);
     };
     struct Node {
         Box box;
         std::uint32_t begin, end;  // of its triangles in vOrder
         std::uint32_t half;        // its first half; the second is the next node; 0 while it has none
+        std::uint32_t body;        // of needles in vBodies, or none
     };
+    // All within a radius of the segment from a crowded vertex.
+    struct Body {
+        Vector3 from, along;
+        double sqLength, radius;
+    };
+    static constexpr std::uint32_t none = 0xffffffffu;
 
     // Of every box that is looked into, splitNode(number) makes sure that it has been halved.
     template <class Split>
     void search(const Vector3& p, Foot& foot, const Split& splitNode) const;
     void split(std::uint32_t number);
+    void addNode(std::uint32_t begin, std::uint32_t end);
     Box boxOf(std::uint32_t begin, std::uint32_t end) const;
+    std::uint32_t hubOf(std::uint32_t triangle) const;
+    bool haveOneHub(std::uint32_t begin, std::uint32_t end) const;
+    Body bodyOf(std::uint32_t begin, std::uint32_t end) const;
+    double sqDistance(const Vector3& p, const Node& node) const;
     void takeCloser(const Vector3& p, std::uint32_t triangle, Foot& foot) const;
 
     const FanSurface& surface;
     std::vector<std::uint32_t> vOrder;
-    std::vector<Vector3> vMiddles;  // by triangle
+    std::vector<Vector3> vMiddles;  // by triangle; the hub, where it has one
     std::vector<Node> vNodes;
+    std::vector<Body> vBodies;
+    bool bHubs = false;  // crowded vertices
 };
 
 }  // namespace QUOR_ZEF

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "grid/Calc.h"
@@ -48,7 +49,9 @@ void CPatch::setOuterBoundary() {
 
 bool CPatch::isClosed() const {
     if (getSize() < 4) return false;
+    std::size_t num = 0;
     for (const CTriangle* pT : vT) {
+        pollRun(++num);
         if (!pT->isAlive()) continue;
         for (int i = 0; i < 3; ++i)
             if (countMembers(this, pT->getCEdge(i)) < 2) return false;
@@ -76,8 +79,11 @@ void CPatch::getVertices(std::vector<uint64>& vCCD) const {
 
 double CPatch::getArea() const {
     double area = 0.0;
-    for (const CTriangle* pT : vT)
+    std::size_t num = 0;
+    for (const CTriangle* pT : vT) {
+        pollRun(++num);
         if (pT->isAlive()) area += pT->getArea(pMesh);
+    }
     return area;
 }
 
@@ -88,6 +94,7 @@ double CPatch::getVolume() const {
     const Point3 apex = pMesh->getAvgPoint((*itFirst)->getCorner(0));
     double volume = 0.0;
     for (auto it = itFirst; it != vT.end(); ++it) {
+        pollRun(static_cast<std::size_t>(it - itFirst));
         if (!(*it)->isAlive()) continue;
         const Vector3 a = *pMesh->getVtx((*it)->getCorner(0)) - apex, b = *pMesh->getVtx((*it)->getCorner(1)) - apex,
                       c = *pMesh->getVtx((*it)->getCorner(2)) - apex;
@@ -108,11 +115,13 @@ void CPatch::kill() {
 void CPatch::orientAll() {
     for (CTriangle* pT : vT) pT->bVisited = false;
     std::vector<CTriangle*> vStack;
+    std::size_t num = 0;
     for (CTriangle* pSeed : vT) {
         if (!pSeed->isAlive() || pSeed->bVisited) continue;
         pSeed->bVisited = true;
         vStack.push_back(pSeed);
         while (!vStack.empty()) {
+            pollRun(++num);
             const CTriangle* pT = vStack.back();
             vStack.pop_back();
             for (int i = 0; i < 3; ++i) {
@@ -133,7 +142,9 @@ void CPatch::orientPatch() {
     // The topmost vertex; of several the one with the lowest code.
     const uint64 maskZ = getMask(2);
     std::optional<uint64> top;
+    std::size_t num = 0;
     for (const CTriangle* pT : vT) {
+        pollRun(++num);
         for (int i = 0; i < 3 && pT->isAlive(); ++i) {
             const uint64 ccd = pT->getCorner(i), z = ccd & maskZ, topZ = top.value_or(0) & maskZ;
             if (!top || z > topZ || (z == topZ && ccd < *top)) top = ccd;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "store/DisjointSets.h"
 #include "topology/CMesh.h"
@@ -27,6 +28,7 @@ CPatchBook::CPatchBook(const CMesh* pMesh_)
     : pMesh(pMesh_), vPatchOf(pMesh->getNumTriangles(), none), vNext(pMesh->getNumTriangles(), none) {
     DisjointSets sets(pMesh->getNumTriangles());
     for (std::uint32_t number = 0; number < pMesh->getNumEdges(); ++number) {
+        pollRun(number + 1);
         const auto view = pMesh->getEdge(number)->triangles();
         if (view.size() == 2)
             sets.join(view[0]->getNumber(), view[1]->getNumber());
@@ -34,6 +36,7 @@ CPatchBook::CPatchBook(const CMesh* pMesh_)
             vSeams.push_back(pMesh->getEdge(number));
     }
     pMesh->forEachTriangle([&](const CTriangle* pT) {
+        pollRun(pT->getNumber());
         Patch& patch = vPatchOf[sets.find(pT->getNumber())];
         if (patch == none) {
             patch = static_cast<Patch>(vRecords.size());
@@ -67,7 +70,9 @@ template <class OnTriangle, class OnSeam>
 void CPatchBook::flood(CTriangle* pSeed, Patch from, Patch to, OnTriangle&& onTriangle, OnSeam&& onSeam) {
     vPatchOf[pSeed->getNumber()] = to;
     vStack.assign(1, pSeed);
+    std::size_t num = 0;
     while (!vStack.empty()) {
+        pollRun(++num);
         CTriangle* pT = vStack.back();
         vStack.pop_back();
         onTriangle(pT);

@@ -45,7 +45,7 @@ bool contains(const Indices& v, std::uint32_t number) {
 
 std::size_t Knot::loosen(Indices vTriangles) {
     std::size_t numPairs = findPairs(vTriangles);
-    while (numPairs > 0) {
+    while (numPairs > 0 && !surface.isTired()) {
         vTriangles = vTangled;
         if (!tryAll()) break;
         vTriangles.insert(vTriangles.end(), vTangled.begin(), vTangled.end());
@@ -113,11 +113,13 @@ void Knot::forEachPairOf(const Indices& vTriangles, const Fn& fn) const {
         const auto& [box, t] = vOwn[i];
         auto it = std::ranges::lower_bound(vNear, box.low[0] - widest, {}, [](const Boxed& b) { return b.box.low[0]; });
         for (; it != vNear.end() && it->box.low[0] <= box.high[0]; ++it) {
+            surface.addWork(1);
             const std::uint32_t u = it->triangle;
             if (it->box.meets(box) && !contains(vTriangles, u) && surface.isAlive(u) && surface.hasArea(u) &&
                 surface.intersect(t, u) && !fn(t, u))
                 return;
         }
+        surface.addWork(vOwn.size() - i - 1);
         for (std::size_t k = i + 1; k < vOwn.size(); ++k)
             if (vOwn[k].box.meets(box) && surface.intersect(t, vOwn[k].triangle) && !fn(t, vOwn[k].triangle)) return;
     }
@@ -148,6 +150,7 @@ bool Knot::tryAll() {
 
 // Keeps the change if it helps; then what it has touched is tangled.
 bool Knot::attempt(SurfaceChange& change) {
+    if (surface.isTired()) return false;
     Indices vFaces = change.vGone;
     const auto addFans = [&] {
         for (const auto& [vertex, place] : change.vMoves) {

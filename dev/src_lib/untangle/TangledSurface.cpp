@@ -5,7 +5,9 @@
 namespace QUOR_ZEF {
 
 TangledSurface::TangledSurface(const TriangleMesh& mesh, ExactTriangles& triangles_, const TriangleGrid& grid_)
-    : triangles(triangles_),
+    // Scans of rooms need some 100 a triangle; ten million take a quarter of a second.
+    : mostWork(500'000'000 + 1'000 * std::uint64_t{mesh.numTriangles()}),
+      triangles(triangles_),
       grid(grid_),
       test(triangles_.places.v),
       vDead(mesh.numTriangles()),
@@ -57,6 +59,7 @@ std::vector<std::uint32_t> TangledSurface::near(const CoordBox& box_) const {
     grid.findNear(box_, vFound);
     for (std::uint32_t& t : vFound) t = triangles.vNumbers[t];
     std::erase_if(vFound, [&](std::uint32_t t) { return vStale[t]; });
+    addWork(vLoose.size() + vFound.size());
     for (const std::uint32_t t : vLoose)
         if (isAlive(t) && box(t).meets(box_)) vFound.push_back(t);
     std::sort(vFound.begin(), vFound.end());
@@ -149,6 +152,7 @@ bool TangledSurface::isManifoldAt(std::uint32_t vertex) const {
         vLink.emplace_back(c[(i + 1) % 3], c[(i + 2) % 3]);
     }
     if (vLink.empty()) return true;
+    addWork(vLink.size() * vLink.size() / 8);
     const auto hasTwice = [&](auto member) {
         std::vector<std::uint32_t> vEnds;
         vEnds.reserve(vLink.size());

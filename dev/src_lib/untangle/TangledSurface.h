@@ -68,7 +68,15 @@ public:
     // Places and triangles, these in their order.
     void writeTo(TriangleMesh& mesh) const;
 
+    // Counts triangles looked at: what limits the time where thousands of triangles intersect.
+    void addWork(std::size_t num) const { work += num; }
+    // Whether that was so much that nothing more is to be tried.
+    bool isTired() const { return work > mostWork; }
+
 private:
+    std::uint64_t mostWork;
+    mutable std::uint64_t work = 0;
+
     ExactTriangles& triangles;
     const TriangleGrid& grid;
     CrossingTest test;

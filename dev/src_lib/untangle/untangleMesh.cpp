@@ -11,6 +11,7 @@
 #include "check/selfIntersections.h"
 #include "flat/VertexFans.h"
 #include "frame/Progress.h"
+#include "frame/tools.h"
 #include "geometry/freeFunctions.h"
 #include "store/DisjointSets.h"
 #include "untangle/Knot.h"
@@ -101,7 +102,7 @@ std::size_t partAll(TangledSurface& surface, std::vector<Indices> vKnots, const 
     const std::vector<Coords> vFirst = surface.places();
     OptionalStage stage("UT_part", countTriangles(vKnots));
     std::size_t numLeft = 0;
-    for (int round = 0; round < mostRounds && !vKnots.empty(); ++round) {
+    for (int round = 0; round < mostRounds && !vKnots.empty() && !surface.isTired(); ++round) {
         const bool bDrastically = round + 1 == mostRounds;
         const double move = round == 0 ? farthest : bDrastically ? anyhow : farther;
         numLeft = 0;
@@ -116,6 +117,8 @@ std::size_t partAll(TangledSurface& surface, std::vector<Indices> vKnots, const 
         vKnots = std::move(vLeft);
     }
     stage.finish();
+    if (surface.isTired() && numLeft > 0)
+        showWarning("untangle", "too many triangles intersect to part all of them in reasonable time");
     return numLeft;
 }
 
@@ -134,6 +137,12 @@ UntangleReport untangleMesh(TriangleMesh& mesh) {
     std::vector<TrianglePair> vPairs;
     if (!triangles.vCorners.empty()) {
         grid.emplace(triangles.places.v, triangles.vCorners);
+        if (isTooCrowded(*grid)) {
+            showWarning("untangle", "too many triangles lie in one place; none that intersect were looked for");
+            finding.finish();
+            OptionalStage("UT_part", 1).finish();
+            return report;
+        }
         vPairs = findIntersectingPairs(triangles, *grid);
     }
     report.numPairs = vPairs.size();
