@@ -45,6 +45,7 @@ Options optionsOf(zef::ReconstructOptions& o) {
         {"keepInner", &o.keepInner, "with closed: whether pieces inside others stay"},
         {"minHandle", &o.minHandle,
          "with mend: narrower handles and tunnels that no points hold open are cut or filled, in cells; 0 keeps all"},
+        {"thinWalls", &o.thinWalls, "with mend: whether both faces of walls that are too thin for the grid stay"},
         {"minPiece", &o.minPiece, "pieces of fewer triangles than this are removed in the end; 0 keeps all"},
         {"viewpoint", &o.viewpoint,
          "where the scanner stood, if all points were seen from there: x, y, z in the coordinates of the points"},

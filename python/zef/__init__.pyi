@@ -79,6 +79,7 @@ class ReconstructionReport:
     num_removed_pieces: int
     num_removed_triangles: int
     num_cut_handles: int
+    thin_walls: bool
     refit: RefitReport
     untangled: UntangleReport
     closing: ClosingReport
@@ -347,6 +348,7 @@ def reconstruct(
     closed: bool = False,
     keep_inner: bool = False,
     min_handle: float = 3.0,
+    thin_walls: bool = True,
     min_piece: int = 30,
     viewpoint: Optional[_Three] = None,
     measure_coverage: bool = False,
