@@ -251,6 +251,7 @@ class Mesh:
         target_triangles: int = 0,
         max_error: float = float("inf"),
         max_color_step: float = 32.0,
+        untangle: bool = True,
         threads: int = 0,
         progress: _Progress = None,
     ) -> float: ...
@@ -259,6 +260,7 @@ class Mesh:
         *,
         max_edge_length: float = 0.0,
         max_deviation_deg: float = 5.0,
+        untangle: bool = True,
         threads: int = 0,
         progress: _Progress = None,
     ) -> int: ...
@@ -269,6 +271,7 @@ class Mesh:
         keep_volume: bool = False,
         lambda_: float = 0.5,
         mu: float = -0.526,
+        untangle: bool = True,
         threads: int = 0,
         progress: _Progress = None,
     ) -> None: ...

@@ -238,7 +238,9 @@ int runReconstruct(const ReconstructChoices& options, CommandRun& commandRun) {
     scan.normals = {};
     if (!options.bView) scan = {};
     if (!options.chain.isEmpty()) {
-        runChain(commandRun, options.chain, library.mend, made.mesh);
+        Chain chain = options.chain;
+        chain.bUntangle = library.mend && library.untangle;
+        runChain(commandRun, chain, library.mend, made.mesh);
         if (library.mend && library.untangle)
             made.untangled.numPairsLeft = zef::untangle(made.mesh, commandRun.getContext()).numPairsLeft;
         commandRun.lap("seconds_refine", "refine");
