@@ -30,6 +30,7 @@ void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, zef::TriangleMes
     const double numTriangles = static_cast<double>(mesh.numTriangles());
     options.targetTriangles = static_cast<std::size_t>(parseTarget(goal.target, numTriangles));
     if (goal.error > 0.0) options.maxError = goal.error;
+    options.untangle = goal.bUntangle;
     const double reached = zef::simplify(mesh, options, commandRun.getContext());
     commandRun.report.addNumber("error", "error reached", reached);
 }
@@ -54,14 +55,18 @@ void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, zef::Trian
         zef::SmoothingOptions options;
         options.steps = chain.numSmoothSteps;
         options.keepVolume = true;
+        options.untangle = chain.bUntangle;
         zef::smooth(mesh, options, commandRun.getContext());
     }
     if (chain.bFlip) {
         commandRun.step("flipping");
-        zef::flipEdges(mesh, commandRun.getContext());
+        zef::flipEdges(mesh, commandRun.getContext(), chain.bUntangle);
         if (bMend) mendMesh(commandRun, mesh);
     }
-    if (chain.goal.isGiven()) reduceMesh(commandRun, chain.goal, mesh);
+    if (!chain.goal.isGiven()) return;
+    ReduceGoal goal = chain.goal;
+    goal.bUntangle = chain.bUntangle;
+    reduceMesh(commandRun, goal, mesh);
 }
 
 void mendMesh(CommandRun& commandRun, zef::TriangleMesh& mesh) {

@@ -10,6 +10,7 @@
 struct ReduceGoal {
     std::string target;  // a number of triangles, a share as "10%", or empty
     double error = 0.0;  // world units; 0: no limit
+    bool bUntangle = true;
 
     bool isGiven() const { return !target.empty() || error > 0.0; }
 };
@@ -24,6 +25,7 @@ void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, zef::TriangleMes
 // the noise away, so that flips find the creases, and reduction spends triangles on
 // shape only.
 struct Chain {
+    bool bUntangle = true;  // whether triangles that intersect are kept out
     int numSmoothSteps = 0;
     bool bFlip = false;
     ReduceGoal goal;

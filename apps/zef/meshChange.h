@@ -12,6 +12,7 @@ struct MeshChange {
     std::string path;
     OutputOptions output;
     TalkOptions talk;
+    bool bUntangle = true;  // of those that can make triangles intersect
 };
 
 void addMeshChange(CLI::App& command, MeshChange& files);

@@ -93,6 +93,10 @@ struct ReconstructOptions {
     // border. Nothing moves by more than half a cell, and what would make triangles intersect stays. 0 to 30; 0 keeps
     // all.
     double minHandle = 3.0;
+    // With mend: whether sheets of an even scan that lie too close for the grid, as the two faces of a wall of a cell,
+    // stay two. Where points lie off the mesh for that, they are moved apart, meshed, and moved back, which takes as
+    // long again; the mesh becomes this one if it stands for more of the points and gains few borders for that.
+    bool thinWalls = true;
     // With mend: whether the mesh is then fitted closer to the points, as by refit(), with this
     // radius in spacings, or 0 for one by the noise.
     bool refit = true;
@@ -159,6 +163,7 @@ struct Reconstruction {
     std::uint64_t numRemovedPieces = 0;     // after that, see ReconstructOptions::minPiece,
     std::uint64_t numRemovedTriangles = 0;  // and their triangles
     std::uint64_t numCutHandles = 0;        // or filled tunnels, see ReconstructOptions::minHandle
+    bool thinWalls = false;                 // whether sheets were moved apart, see ReconstructOptions::thinWalls
     RefitReport refit;                      // see ReconstructOptions::refit
     UntangleReport untangled;               // see ReconstructOptions::untangle
     ClosingReport closing;                  // see ReconstructOptions::closed

@@ -33,6 +33,9 @@ struct ReduceOptions {
     // With maxError: how far a channel of a colour (0 to 255) may be off at any input
     // vertex, compared where that is closest to the result, before rounding.
     double maxColorStep = 32.0;
+    // Whether triangles that intersect are kept out, if there were none before: what was merged there merges less in
+    // further attempts, of 16 at the most, so that more triangles than asked for can be left.
+    bool untangle = true;
 };
 
 // Removes triangles by merging neighbouring vertices into new ones that lie where
@@ -61,6 +64,7 @@ ZEF_API double simplify(TriangleMesh& mesh, const ReduceOptions& options, const 
 struct ReduceFlatOptions {
     double maxEdgeLength = 0.0;    // the longest edge that may be merged away, world units; 0: 4 average edges
     double maxDeviationDeg = 5.0;  // how far one merge may turn a triangle; many may add up
+    bool untangle = true;  // triangles that intersect afterwards, and did not before, are parted as by untangle()
 };
 
 // Removes triangles by merging neighbouring vertices, cheapest first, until no
@@ -79,11 +83,15 @@ ZEF_API std::size_t reduceFlat(TriangleMesh& mesh, const ReduceFlatOptions& opti
 // nothing for the worse, so each call makes some anew. Degenerate triangles are then
 // removed, which can leave edges of more than two triangles: see mend().
 // Some 2 seconds a million triangles. Licence gate "edgeFlips".
+// Without self-intersections before, there are none afterwards: they are parted as by untangle(), which moves vertices
+// there, unless that is switched off.
 ZEF_API void flipEdges(TriangleMesh& mesh, const Context& context = {});
+ZEF_API void flipEdges(TriangleMesh& mesh, const Context& context, bool untangle);
 
 // The same with simulated annealing between two passes: finds what no single flip
 // improves. Some 20 times as long. Licence gate "edgeFlipsSimA".
 ZEF_API void anneal(TriangleMesh& mesh, const Context& context = {});
+ZEF_API void anneal(TriangleMesh& mesh, const Context& context, bool untangle);
 
 // ---- the same triangles, vertices elsewhere
 
@@ -92,6 +100,7 @@ struct SmoothingOptions {
     bool keepVolume = false;  // follow each step by one back: Taubin's scheme
     double lambda = 0.5;      // share of the way to the neighbours' mean, above 0, below 1
     double mu = -0.526;       // of the step back; below -lambda, by little
+    bool untangle = true;     // where triangles would intersect, and did not before, vertices go back
 };
 
 // Smooths: in each step every vertex goes part of the way to the mean of its

@@ -45,6 +45,7 @@ Options optionsOf(zef::ReconstructOptions& o) {
         {"keepInner", &o.keepInner, "with closed: whether pieces inside others stay"},
         {"minHandle", &o.minHandle,
          "with mend: narrower handles and tunnels that no points hold open are cut or filled, in cells; 0 keeps all"},
+        {"thinWalls", &o.thinWalls, "with mend: whether both faces of walls that are too thin for the grid stay"},
         {"minPiece", &o.minPiece, "pieces of fewer triangles than this are removed in the end; 0 keeps all"},
         {"viewpoint", &o.viewpoint,
          "where the scanner stood, if all points were seen from there: x, y, z in the coordinates of the points"},
@@ -89,6 +90,7 @@ Options optionsOf(zef::ReduceOptions& o) {
         {"maxError", &o.maxError, "distance from the input, in the unit of the vertices"},
         {"maxColorStep", &o.maxColorStep,
          "with max_error: how far a channel (0 to 255) may be off at any input vertex"},
+        {"untangle", &o.untangle, "whether merges are left out that make triangles intersect"},
     };
 }
 
@@ -97,6 +99,7 @@ Options optionsOf(zef::ReduceFlatOptions& o) {
         {"maxEdgeLength", &o.maxEdgeLength,
          "the longest edge that may be merged away, in the unit of the vertices; 0: 4 average edges"},
         {"maxDeviationDeg", &o.maxDeviationDeg, "degrees, 0 to 180: how far one merge may turn a triangle"},
+        {"untangle", &o.untangle, "whether triangles that intersect since then are parted"},
     };
 }
 
@@ -106,6 +109,7 @@ Options optionsOf(zef::SmoothingOptions& o) {
         {"keepVolume", &o.keepVolume, "follow each step by one back, which removes only what is rough"},
         {"lambda", &o.lambda, "share of the way to the neighbours' mean, above 0, below 1"},
         {"mu", &o.mu, "of the step back; below -lambda_, by little"},
+        {"untangle", &o.untangle, "whether moves are taken back that make triangles intersect"},
     };
 }
 

@@ -151,6 +151,7 @@ py::dict reportOf(const zef::Reconstruction& made) {
         .add("numRemovedPieces", made.numRemovedPieces)
         .add("numRemovedTriangles", made.numRemovedTriangles)
         .add("numCutHandles", made.numCutHandles)
+        .add("thinWalls", made.thinWalls)
         .add("refit", made.refit)
         .add("untangled", made.untangled)
         .add("closing", made.closing)

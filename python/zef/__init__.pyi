@@ -79,6 +79,7 @@ class ReconstructionReport:
     num_removed_pieces: int
     num_removed_triangles: int
     num_cut_handles: int
+    thin_walls: bool
     refit: RefitReport
     untangled: UntangleReport
     closing: ClosingReport
@@ -250,6 +251,7 @@ class Mesh:
         target_triangles: int = 0,
         max_error: float = float("inf"),
         max_color_step: float = 32.0,
+        untangle: bool = True,
         threads: int = 0,
         progress: _Progress = None,
     ) -> float: ...
@@ -258,6 +260,7 @@ class Mesh:
         *,
         max_edge_length: float = 0.0,
         max_deviation_deg: float = 5.0,
+        untangle: bool = True,
         threads: int = 0,
         progress: _Progress = None,
     ) -> int: ...
@@ -268,6 +271,7 @@ class Mesh:
         keep_volume: bool = False,
         lambda_: float = 0.5,
         mu: float = -0.526,
+        untangle: bool = True,
         threads: int = 0,
         progress: _Progress = None,
     ) -> None: ...
@@ -347,6 +351,7 @@ def reconstruct(
     closed: bool = False,
     keep_inner: bool = False,
     min_handle: float = 3.0,
+    thin_walls: bool = True,
     min_piece: int = 30,
     viewpoint: Optional[_Three] = None,
     measure_coverage: bool = False,

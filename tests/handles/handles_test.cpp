@@ -150,3 +150,24 @@ TEST(Handles, endsThatAGridJoinsAreParted) {
     EXPECT_EQ(whole.numCutHandles, 0u);
     expectGenus(whole.mesh, 1);
 }
+
+// Both faces and the rim of a plate of a cell and a half stay one closed surface.
+TEST(Handles, thinWallsKeepBothFaces) {
+    constexpr double width = 40.0, height = 1.5;
+    std::mt19937 random(1);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    std::vector<Point3> vPoints;
+    for (int i = 0; i < 8000; ++i) {
+        const double u = unit(random), v = unit(random);
+        const bool bRim = i % 14 == 0;
+        const double x = bRim && i % 4 == 0 ? width * (i % 8 / 4) : width * u;
+        const double y = bRim && i % 4 != 0 ? width * (i % 8 / 4) : width * (bRim ? u : v);
+        const double z = bRim ? height * v : height * (i % 2);
+        vPoints.emplace_back(x, 0.8 * y - 0.6 * z, 0.6 * y + 0.8 * z);
+    }
+    const Reconstruction thin = reconstruct(vPoints, {.spacing = 1.0});
+    EXPECT_TRUE(thin.thinWalls);
+    expectGenus(thin.mesh, 0);
+    EXPECT_NEAR(std::abs(check(thin.mesh).volume), width * width * height, 0.1 * width * width * height);
+    EXPECT_FALSE(check(reconstruct(vPoints, {.spacing = 1.0, .thinWalls = false}).mesh).closed);
+}

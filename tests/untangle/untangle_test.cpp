@@ -201,3 +201,29 @@ TEST(Untangle, noReconstructionIntersectsItself) {
         EXPECT_TRUE(check(mesh).oriented);
     }
 }
+
+// Of two shells, the outer and coarser one shrinks into the other one, or loses what keeps it outside.
+TEST(Untangle, refinementsKeepTrianglesApart) {
+    const TriangleMesh shells = joined(meshOf(icosphere(3, 1.0)), meshOf(icosphere(2, 1.06), {0.035, 0, 0}));
+    ASSERT_EQ(countSelfIntersections(shells), 0u);
+    const auto pairsAfter = [&](const auto& refine, bool bUntangle) {
+        TriangleMesh mesh = shells;
+        refine(mesh, bUntangle);
+        EXPECT_EQ(check(mesh).numComponents, 2u);
+        return countSelfIntersections(mesh);
+    };
+    const auto doSmooth = [](TriangleMesh& mesh, bool bUntangle) { smooth(mesh, {.steps = 4, .untangle = bUntangle}); };
+    const auto doSimplify = [](TriangleMesh& mesh, bool bUntangle) {
+        simplify(mesh, {.targetTriangles = 100, .untangle = bUntangle});
+        EXPECT_LT(mesh.numTriangles(), 1000u);
+    };
+    const auto doReduce = [](TriangleMesh& mesh, bool bUntangle) {
+        reduceFlat(mesh, {.maxDeviationDeg = 40.0, .untangle = bUntangle});
+    };
+    EXPECT_GT(pairsAfter(doSmooth, false), 0u);
+    EXPECT_EQ(pairsAfter(doSmooth, true), 0u);
+    EXPECT_GT(pairsAfter(doSimplify, false), 0u);
+    EXPECT_EQ(pairsAfter(doSimplify, true), 0u);
+    EXPECT_GT(pairsAfter(doReduce, false), 0u);
+    EXPECT_EQ(pairsAfter(doReduce, true), 0u);
+}

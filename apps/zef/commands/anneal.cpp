@@ -1,4 +1,5 @@
 #include "commands/commands.h"
+#include "files/meshes.h"
 #include "meshChange.h"
 #include "zef/refinement.h"
 
@@ -6,7 +7,7 @@ namespace {
 
 int runAnneal(const MeshChange& files, CommandRun& commandRun) {
     return changeMesh(files, commandRun, "annealing",
-                      [&](zef::TriangleMesh& mesh) { zef::anneal(mesh, commandRun.getContext()); });
+                      [&](zef::TriangleMesh& mesh) { zef::anneal(mesh, commandRun.getContext(), files.bUntangle); });
 }
 
 }  // namespace
@@ -16,6 +17,7 @@ void addAnneal(Commands& commands) {
     CLI::App& command = *commands.app.add_subcommand(
         "anneal", "Straighten creases by flips and simulated annealing: better, and some 20 times as long");
     addMeshChange(command, *pFiles);
+    addUntangleOption(command, pFiles->bUntangle);
     addExamples(command, {{"zef anneal mesh.ply -o sharp.ply", "The same, better and slower."}});
     onRun(commands, command, pFiles, runAnneal);
 }

@@ -80,6 +80,7 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
     addLeftOut("non_finite", "left out, not finite", numPoints - made.numPoints);
     addLeftOut("strays", "left out, strays", made.numStrays);
     addLeftOut("outliers", "left out, outliers", made.numOutliers);
+    report.addFlag("thin_walls", made.thinWalls ? "close sheets moved apart" : "", made.thinWalls);
     addLeftOut("cut_handles", "small handles cut or filled", made.numCutHandles);
     addLeftOut("removed_pieces", "small pieces removed", made.numRemovedPieces);
     report.addCount("removed_triangles", "", made.numRemovedTriangles);
@@ -237,7 +238,9 @@ int runReconstruct(const ReconstructChoices& options, CommandRun& commandRun) {
     scan.normals = {};
     if (!options.bView) scan = {};
     if (!options.chain.isEmpty()) {
-        runChain(commandRun, options.chain, library.mend, made.mesh);
+        Chain chain = options.chain;
+        chain.bUntangle = library.mend && library.untangle;
+        runChain(commandRun, chain, library.mend, made.mesh);
         if (library.mend && library.untangle)
             made.untangled.numPairsLeft = zef::untangle(made.mesh, commandRun.getContext()).numPairsLeft;
         commandRun.lap("seconds_refine", "refine");
@@ -291,6 +294,10 @@ void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
                      "Close every piece, so that it encloses a volume, and leave out what encloses none; status 1 if "
                      "that fails somewhere, though the mesh is written");
     command.add_flag("--keep-inner", library.keepInner, "With --closed: keep pieces inside others");
+    command.add_flag(
+        "--thin-walls,!--no-thin-walls", library.thinWalls,
+        "Keep both faces of walls that are too thin for the grid (the default), which takes twice the time "
+        "where there are such, or not");
     command
         .add_option(
             "--min-handle", library.minHandle,

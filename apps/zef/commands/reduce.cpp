@@ -1,5 +1,6 @@
 #include "chain.h"
 #include "commands/commands.h"
+#include "files/meshes.h"
 #include "meshChange.h"
 #include "numbers.h"
 #include "zef/meshCheck.h"
@@ -22,6 +23,7 @@ void reduceByTurn(const ReduceChoices& options, CommandRun& commandRun, zef::Tri
     const zef::Context& context = commandRun.getContext();
     const bool bMend = !options.bKeepNonManifold && zef::check(mesh, context).manifold;
     zef::ReduceFlatOptions library = options.library;
+    library.untangle = options.bUntangle;
     if (library.maxEdgeLength <= 0.0) library.maxEdgeLength = defaultMaxLength * zef::averageEdgeLength(mesh, context);
     commandRun.report.addNumber("max_length", "longest edge to merge", library.maxEdgeLength);
     const std::size_t numRemoved = zef::reduceFlat(mesh, library, context);
@@ -32,7 +34,9 @@ void reduceByTurn(const ReduceChoices& options, CommandRun& commandRun, zef::Tri
 int runReduce(const ReduceChoices& options, CommandRun& commandRun) {
     return changeMesh(options, commandRun, "reducing", [&](zef::TriangleMesh& mesh) {
         if (options.goal.isGiven()) {
-            reduceMesh(commandRun, options.goal, mesh);
+            ReduceGoal goal = options.goal;
+            goal.bUntangle = options.bUntangle;
+            reduceMesh(commandRun, goal, mesh);
         } else {
             reduceByTurn(options, commandRun, mesh);
         }
@@ -68,6 +72,7 @@ void addReduce(Commands& commands) {
         ->excludes(pTarget, pError);
     command.add_flag("--keep-non-manifold", pOptions->bKeepNonManifold,
                      "Leave edges of more than two triangles that such merges make");
+    addUntangleOption(command, pOptions->bUntangle);
     addExamples(command, {{"zef reduce mesh.ply -o small.ply --target 10%", "A tenth of the triangles."},
                           {"zef reduce mesh.ply -o small.ply --error 0.1", "As few as stay within that distance."}});
     onRun(commands, command, pOptions, runReduce);

@@ -1,4 +1,5 @@
 #include "commands/commands.h"
+#include "files/meshes.h"
 #include "meshChange.h"
 #include "numbers.h"
 #include "zef/refinement.h"
@@ -23,6 +24,7 @@ void addSmooth(Commands& commands) {
     command.add_option("--steps", pOptions->library.steps, "How often")->check(checkCount)->capture_default_str();
     command.add_flag("--keep-volume", pOptions->library.keepVolume,
                      "Follow each step by one back, so that the mesh does not shrink");
+    addUntangleOption(command, pOptions->library.untangle);
     addExamples(command,
                 {{"zef smooth mesh.ply -o smooth.ply --steps 5 --keep-volume", "Five steps without shrinking."}});
     onRun(commands, command, pOptions, runSmooth);

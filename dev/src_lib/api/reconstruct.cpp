@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "api/calls.h"
 #include "api/plans.h"
 #include "api/sparseParts.h"
+#include "api/thinParts.h"
 #include "api/untangled.h"
 #include "check/checkTriangles.h"
 #include "check/surfaceFit.h"
@@ -58,9 +60,10 @@ struct Job {
 
 // What the newer entries learn besides the mesh.
 struct Findings {
-    Reconstruction& result;
+    Reconstruction result;
     PointSource counted;  // the points that were not left out, if wanted
     SparseParts sparseParts;
+    std::optional<Calc> calc;
 };
 
 std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Findings* pFindings) {
@@ -74,6 +77,7 @@ std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Findings* p
         Reconstruction* const pFound = &pFindings->result;
         Cloud& cloud = *cloudMgr.getClouds().front();
         pFindings->counted = std::move(cloud.counted);
+        pFindings->calc = *cloud.getCalc();
         if (!cloud.vAddedCells.empty()) pFindings->sparseParts = {*cloud.getCalc(), std::move(cloud.vAddedCells)};
         pFound->numPoints = cloud.numPoints + cloud.numStrays + cloud.numOutliers;
         pFound->numStrays = cloud.numStrays;
@@ -128,6 +132,11 @@ void removeSmallPieces(const ReconstructOptions& options, const SparseParts& spa
         removeLonelyPieces(result.mesh, result.spacing, options.minPiece, getTriangleWeights(result.mesh, sparseParts));
     result.numRemovedPieces = removed.numPieces;
     result.numRemovedTriangles = removed.numTriangles;
+}
+
+// What the thin walls join to must be a manifold, so that borders tell how good it is.
+bool areThinWallsKept(const ReconstructOptions& options) {
+    return options.thinWalls && options.mend;
 }
 
 bool areHandlesCut(const ReconstructOptions& options) {
@@ -208,6 +217,48 @@ void measureFit(const PointSource& counted, Reconstruction& result) {
     result.noise = noiseOf(counted, result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing);
 }
 
+ScanChoices choicesOf(const ReconstructOptions& options) {
+    const bool bRefit = isRefitWanted(options);
+    const bool bKeepInput = options.measureCoverage || bRefit || areHandlesCut(options) || areThinWallsKept(options);
+    return {options.keepBorders, options.keepOutliers, densityOf(options), options.levels, bKeepInput, bRefit};
+}
+
+// Up to the mesh that is then fitted to the points.
+Findings makeMesh(const PointSource& points, const PointNormals& normals, const ReconstructOptions& options,
+                  const ScanChoices& choices) {
+    Findings findings;
+    Reconstruction& result = findings.result;
+    const std::shared_ptr<Mesh> pMesh =
+        run(points, {options.spacing, options.factor, options.smooth, options.growSteps, choices}, &findings);
+    if (result.numPoints == 0) throw NoSurfaceError(noPoints);
+    if (!pMesh || pMesh->getNumT() == 0)
+        throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
+    result.mesh = pMesh->releaseTriangles();
+    if (options.mend) mendAndTurn(result, options, normals);
+    removeSmallPieces(options, findings.sparseParts, result);
+    result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
+    cutSmallHandles(result, options, findings.counted);
+    return findings;
+}
+
+// Where sheets were joined since they are too close for the grid, once more with these moved apart.
+void keepThinWalls(const PointNormals& normals, const ReconstructOptions& options, Findings& findings) {
+    if (!areThinWallsKept(options) || findings.result.density.uneven) return;
+    if (!hasThinParts(findings.counted, findings.result.mesh, *findings.calc)) return;
+    const PointSource& counted = findings.counted;
+    ScanChoices choices = choicesOf(options);
+    choices.bSpreadThin = choices.bKeepOutliers = true;
+    Findings apart = makeMesh(counted, normals, options, choices);
+    const PointFit before = measureFitOf(counted, findings.result.mesh, *findings.calc);
+    const PointFit after = measureFitOf(counted, apart.result.mesh, *findings.calc);
+    if (!before.isWorseThan(after, counted.size())) return;
+    apart.result.numPoints = findings.result.numPoints;
+    apart.result.numStrays = findings.result.numStrays;
+    apart.result.numOutliers = findings.result.numOutliers;
+    apart.result.thinWalls = true;
+    findings = std::move(apart);
+}
+
 Reconstruction reconstructSource(const PointSource& points, PointNormals normals, const ReconstructOptions& options,
                                  const Context& context) {
     checkOptions(options, points.size());
@@ -216,25 +267,9 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         passLicenseGate("reconstruct", points.size());
         planReconstruction(options, points.size());
         passLicenseGate("license state", points.size());
-        Reconstruction result;
-        Findings findings{result, {}, {}};
-        const std::shared_ptr<Mesh> pMesh =
-            run(points,
-                {options.spacing,
-                 options.factor,
-                 options.smooth,
-                 options.growSteps,
-                 {options.keepBorders, options.keepOutliers, densityOf(options), options.levels,
-                  options.measureCoverage || isRefitWanted(options) || areHandlesCut(options), isRefitWanted(options)}},
-                &findings);
-        if (result.numPoints == 0) throw NoSurfaceError(noPoints);
-        if (!pMesh || pMesh->getNumT() == 0)
-            throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
-        result.mesh = pMesh->releaseTriangles();
-        if (options.mend) mendAndTurn(result, options, normals);
-        removeSmallPieces(options, findings.sparseParts, result);
-        result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
-        cutSmallHandles(result, options, findings.counted);
+        Findings findings = makeMesh(points, normals, options, choicesOf(options));
+        keepThinWalls(normals, options, findings);
+        Reconstruction result = std::move(findings.result);
         if (isRefitWanted(options)) refitToPoints(findings.counted, options, result);
         if (options.closed)
             closeResult(result, options);

@@ -1,18 +1,26 @@
 #include "zef/refinement.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <limits>
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "api/calls.h"
 #include "api/plans.h"
+#include "check/checkTriangles.h"
+#include "check/selfIntersections.h"
 #include "flat/arrays.h"
 #include "flat/edgeLists.h"
 #include "frame/License.h"
+#include "mend/Manifold.h"
 #include "refine/RMesh.h"
 #include "refine/flatten.h"
 #include "simplify/reduceTo.h"
 #include "smooth/colors.h"
 #include "smooth/smoothing.h"
+#include "untangle/untangleMesh.h"
 #include "zef/Mesh.h"
 
 namespace QUOR_ZEF {
@@ -51,6 +59,43 @@ void changeWithEdges(TriangleMesh& mesh, const Fn& fn) {
     mesh = flatten(rMesh, VertexOrder::MESH);
 }
 
+// Triangles that intersect others.
+std::vector<std::uint32_t> findIntersecting(const TriangleMesh& mesh) {
+    std::vector<std::uint32_t> vTriangles;
+    for (const TrianglePair& pair : findIntersectingPairs(mesh))
+        vTriangles.insert(vTriangles.end(), pair.begin(), pair.end());
+    return vTriangles;
+}
+
+// changeWithEdges(), and triangles that intersect since then are parted. Only those of a manifold can be.
+template <class Fn>
+void changeEmbedded(TriangleMesh& mesh, bool bUntangle, const Fn& fn) {
+    const bool bLook = bUntangle && findIntersectingPairs(mesh).empty();
+    changeWithEdges(mesh, fn);
+    if (!bLook || findIntersectingPairs(mesh).empty()) return;
+    ManifoldReport mended;
+    if (!checkTriangles(mesh).manifold) makeManifold(mesh, {}, mended);
+    untangleMesh(mesh);
+}
+
+// Vertices where triangles intersect return to where none did, and more around them as long as some do.
+void takeBack(TriangleMesh& mesh, const std::vector<Point3>& vBefore) {
+    std::vector<bool> vBack(vBefore.size());
+    for (;;) {
+        const std::vector<std::uint32_t> vTangled = findIntersecting(mesh);
+        if (vTangled.empty()) return;
+        const auto cornersOf = [&](std::size_t t) { return std::span(mesh.indices).subspan(3 * t, 3); };
+        for (const std::uint32_t t : vTangled)
+            for (const std::uint32_t v : cornersOf(t)) vBack[v] = true;
+        const std::vector<bool> vInside = vBack;
+        for (std::size_t t = 0; t < mesh.numTriangles(); ++t)
+            if (std::ranges::any_of(cornersOf(t), [&](std::uint32_t v) { return vInside[v]; }))
+                for (const std::uint32_t v : cornersOf(t)) vBack[v] = true;
+        for (std::size_t v = 0; v < vBack.size(); ++v)
+            if (vBack[v]) mesh.vertices[v] = vBefore[v];
+    }
+}
+
 void checkOptions(const ReduceOptions& options) {
     const bool bError = options.maxError < noLimit;
     if (!bError && options.targetTriangles == 0)
@@ -72,7 +117,10 @@ double simplify(TriangleMesh& mesh, const ReduceOptions& options, const Context&
     checkOptions(options);
     double error = 0.0;
     const auto plan = [&] { return planOfReduceTo(options); };
-    runOnMesh(mesh, context, "reduceTo", plan, [&](TriangleMesh& changed) { error = reduceTo(changed, options); });
+    runOnMesh(mesh, context, "reduceTo", plan, [&](TriangleMesh& changed) {
+        const bool bLook = options.untangle && findIntersectingPairs(changed).empty();
+        error = reduceTo(changed, options, bLook ? FindTriangles(findIntersecting) : FindTriangles());
+    });
     return error;
 }
 
@@ -84,7 +132,7 @@ std::size_t reduceFlat(TriangleMesh& mesh, const ReduceFlatOptions& options, con
     runOnMesh(mesh, context, "reduce", planOfReduce, [&](TriangleMesh& changed) {
         const double length =
             options.maxEdgeLength > 0.0 ? options.maxEdgeLength : defaultLength * meanEdgeLength(changed);
-        changeWithEdges(changed, [&](RMesh& rMesh) {
+        changeEmbedded(changed, options.untangle, [&](RMesh& rMesh) {
             numRemoved = rMesh.reduce(length * length, options.maxDeviationDeg);
             rMesh.killDegenerate();
         });
@@ -93,19 +141,33 @@ std::size_t reduceFlat(TriangleMesh& mesh, const ReduceFlatOptions& options, con
 }
 
 void flipEdges(TriangleMesh& mesh, const Context& context) {
-    runOnMesh(mesh, context, "edgeFlips", planOfEdgeFlips,
-              [](TriangleMesh& changed) { changeWithEdges(changed, [](RMesh& rMesh) { rMesh.edgeFlips(); }); });
+    flipEdges(mesh, context, true);
+}
+
+void flipEdges(TriangleMesh& mesh, const Context& context, bool untangle) {
+    runOnMesh(mesh, context, "edgeFlips", planOfEdgeFlips, [&](TriangleMesh& changed) {
+        changeEmbedded(changed, untangle, [](RMesh& rMesh) { rMesh.edgeFlips(); });
+    });
 }
 
 void anneal(TriangleMesh& mesh, const Context& context) {
-    runOnMesh(mesh, context, "edgeFlipsSimA", planOfAnnealing,
-              [](TriangleMesh& changed) { changeWithEdges(changed, [](RMesh& rMesh) { rMesh.edgeFlipsSimA(); }); });
+    anneal(mesh, context, true);
+}
+
+void anneal(TriangleMesh& mesh, const Context& context, bool untangle) {
+    runOnMesh(mesh, context, "edgeFlipsSimA", planOfAnnealing, [&](TriangleMesh& changed) {
+        changeEmbedded(changed, untangle, [](RMesh& rMesh) { rMesh.edgeFlipsSimA(); });
+    });
 }
 
 void smooth(TriangleMesh& mesh, const SmoothingOptions& options, const Context& context) {
     checkOptions(options);
-    runOnMesh(mesh, context, "laplacianSmoothing", planOfSmoothing,
-              [&](TriangleMesh& changed) { laplacianSmoothing(changed, options); });
+    runOnMesh(mesh, context, "laplacianSmoothing", planOfSmoothing, [&](TriangleMesh& changed) {
+        if (!options.untangle || !findIntersectingPairs(changed).empty()) return laplacianSmoothing(changed, options);
+        const std::vector<Point3> vBefore = changed.vertices;
+        laplacianSmoothing(changed, options);
+        takeBack(changed, vBefore);
+    });
 }
 
 void fillColors(TriangleMesh& mesh, const Context& context) {

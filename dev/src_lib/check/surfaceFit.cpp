@@ -71,6 +71,14 @@ public:
         return static_cast<double>(vCovered.size()) / static_cast<double>(vPlaces.size());
     }
 
+    std::vector<std::size_t> findFar(double distance) {
+        findDistances(select([](std::uint32_t) { return true; }));
+        std::vector<std::size_t> vFar;
+        for (const std::uint32_t s : select([&](std::uint32_t s) { return vDistance[s] > distance; }))
+            vFar.push_back(vIndices[s]);
+        return vFar;
+    }
+
 private:
     const PointSource& points;
     const TriangleMesh& mesh;
@@ -157,6 +165,16 @@ double measureCoverage(const PointSource& points, const TriangleMesh& mesh, doub
     const double coverage = FitMeasure(points, mesh, cellSize).getCoverage(stage);
     stage.finish();
     return coverage;
+}
+
+std::size_t getNumAsked(const PointSource& points) {
+    return std::min(points.size(), maxSampled);
+}
+
+std::vector<std::size_t> findFarPoints(const PointSource& points, const TriangleMesh& mesh, double cellSize,
+                                       double distance) {
+    if (points.empty()) return {};
+    return FitMeasure(points, mesh, cellSize).findFar(distance);
 }
 
 }  // namespace QUOR_ZEF

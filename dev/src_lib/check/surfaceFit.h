@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <vector>
+
 #include "geometry/PointSource.h"
 #include "zef/TriangleMesh.h"
 
@@ -16,5 +19,11 @@ namespace QUOR_ZEF {
 // Reads all points and triangles about three times, on all threads: some 30 nanoseconds for
 // each of both, and 10 milliseconds. Does not change with the number of threads.
 double measureCoverage(const PointSource& points, const TriangleMesh& mesh, double cellSize);
+
+// Of 10,000 such points at the most, the positions of those that lie farther from the mesh than that, up to a cell.
+// One pass over the triangles.
+std::vector<std::size_t> findFarPoints(const PointSource& points, const TriangleMesh& mesh, double cellSize,
+                                       double distance);
+std::size_t getNumAsked(const PointSource& points);  // by it
 
 }  // namespace QUOR_ZEF

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <utility>
 
+#include "density/ThinSheets.h"
 #include "frame/License.h"
 #include "frame/Progress.h"
 #include "frame/Run.h"
@@ -175,7 +176,10 @@ void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
         estimateResolution();
         const bool bUneven = isUneven();
         createCalc();
-        if (bUneven) serveSparseParts();
+        if (bUneven)
+            serveSparseParts();
+        else if (choices.bSpreadThin)
+            spreadThinSheets();
     }
     passLicenseGate("number of points", numPoints);
     auto pSmooth = std::make_unique<Smooth>(std::move(input), &vPoints, pCalc.get());
@@ -363,7 +367,7 @@ void Cloud::makeBundles(const std::vector<RCDPoint>& vCells) {
     vBundles.reserve(vCells.size());
     for (const auto& [ccd, sample] : vCells) {
         pollRun(vBundles.size());
-        Point3* pPoint = std::construct_at(pointPool.alloc(), sample);
+        Point3* pPoint = std::construct_at(pointPool.alloc(), pThin ? pThin->moveBack(sample) : sample);
         vBundles.push_back(std::construct_at(bundlePool.alloc(), Bundle{pPoint, ccd}));
     }
 }

@@ -19,6 +19,7 @@ namespace QUOR_ZEF {
 class Calc;
 class RemoveDecider_RCD;
 class Smooth;
+class ThinSheets;
 
 // How scans are treated; what nobody asks for is as in the older entries.
 struct ScanChoices {
@@ -29,6 +30,7 @@ struct ScanChoices {
     bool bKeepInput = false;  // Cloud::counted is wanted
     // Whether even scans are smoothed where their noise wants it, also if nobody asks for that.
     bool bSmoothNoisy = false;
+    bool bSpreadThin = false;  // of even scans: see ThinSheets
 };
 
 // One point set on its way from raw input to one Bundle per occupied cell.
@@ -59,7 +61,8 @@ public:
     // Of triangles: the corners, then the samples; of uneven scans: the points and those
     // added. None once the samples stand.
     std::vector<Point3> vPoints;
-    std::vector<Bundle*> vBundles;  // the result, in the pools below
+    std::unique_ptr<ThinSheets> pThin;  // moves samples back; null: nothing was moved
+    std::vector<Bundle*> vBundles;      // the result, in the pools below
     SimplePool<Bundle> bundlePool;
     SimplePool<Point3> pointPool;
     std::array<double, 3> bboxMin{}, bboxMax{};  // world units; widened by createCalc
@@ -161,6 +164,7 @@ private:
     void leaveOutBlocks(const std::vector<uint64>& vBlocks, const Calc& calc, int level);
     double measureSpacing();
     double measureUnsupportedShare();
+    void spreadThinSheets();
     void warnOfBudget(int numLevels) const;
     void makeBundlesOfSamples();
     void makeBundles(const std::vector<RCDPoint>& vCells);

@@ -6,6 +6,7 @@
 #include "cloud/Cloud.h"
 #include "density/Densifier.h"
 #include "density/PointGrid.h"
+#include "density/ThinSheets.h"
 #include "density/evenness.h"
 #include "frame/Progress.h"
 #include "frame/stageCosts.h"
@@ -99,6 +100,13 @@ void Cloud::serveSparseParts() {
     input = PointSource(vPoints);
     expectCosts(vPoints.size());
     pProgress->finish(true);
+}
+
+void Cloud::spreadThinSheets() {
+    const PointGrid pointGrid(input, *pCalc);
+    pThin = std::make_unique<ThinSheets>(pointGrid);
+    vPoints = pThin->spread();
+    input = PointSource(vPoints);
 }
 
 // In words, what of the wish could not be met.

@@ -36,6 +36,8 @@ constexpr double maxReach = 3.0;             // of the best point from the middl
 // attempt; after some such attempts everywhere.
 constexpr float shareStep = 0.5f;
 constexpr int numLocalAttempts = 8, maxAttempts = 16;
+constexpr int maxLooks = 16;        // for bad triangles
+constexpr double costShare = 0.1;   // of the dearest merge that made one, up to which the next attempt goes
 constexpr double costGrowth = 4.0;  // of a refused collapse, until it is tried again
 constexpr double minCost = 1e-30;
 constexpr std::uint32_t maxTries = 8;
@@ -81,10 +83,17 @@ std::uint8_t byteOf(double channel) {
 
 class QuadricReduction {
 public:
-    // edge_: average length. vShares: by vertex, of maxError.
+    // edge_: average length. vShares: by vertex, of maxError. vLimits_: by vertex, of the cost of merges.
     QuadricReduction(const TriangleMesh& flat_, const ReduceOptions& options_, double edge_,
-                     const std::vector<float>& vShares)
-        : flat(flat_), options(options_), source(flat), mesh(source), vQuadrics(source.vPos.size()), edge(edge_) {
+                     const std::vector<float>& vShares, std::vector<double> vLimits_)
+        : flat(flat_),
+          options(options_),
+          vLimits(std::move(vLimits_)),
+          vLastCosts(vLimits.size()),
+          source(flat),
+          mesh(source),
+          vQuadrics(source.vPos.size()),
+          edge(edge_) {
         if (flat.hasColor()) {
             sourceColors = colorsOf(flat);
             colors = sourceColors;
@@ -144,6 +153,20 @@ public:
         for (const std::uint32_t vertex : mesh.getTriples())
             if (vertex != CollapseMesh::none) result.indices.push_back(vNewIndex[vertex]);
         return result;
+    }
+
+    // After takeMesh(): what has become corners of these triangles merges less at the next attempt.
+    void limitAt(const TriangleMesh& result, const std::vector<std::uint32_t>& vTriangles,
+                 std::vector<double>& vNextLimits) const {
+        std::vector<bool> vMarked(result.vertices.size());
+        for (const std::uint32_t t : vTriangles)
+            for (std::size_t k = 0; k < 3; ++k) vMarked[result.indices[3 * std::size_t{t} + k]] = true;
+        const std::vector<std::uint32_t> vHeirs = findHeirs();
+        for (std::size_t i = 0; i < vHeirs.size(); ++i) {
+            if (vHeirs[i] == CollapseMesh::none || !vMarked[vHeirs[i]]) continue;
+            const double last = vLastCosts[vOldIndex[vHeirs[i]]];
+            vNextLimits[i] = std::min(vNextLimits[i], last > minCost ? costShare * last : -1.0);
+        }
     }
 
     // After takeMesh(): the error, or, if that is beyond the limit, what to do about
@@ -318,6 +341,7 @@ private:
     // False if it was refused.
     bool collapse(const Candidate& candidate) {
         const std::uint32_t u = candidate.u, v = candidate.v;
+        if (candidate.cost > std::min(vLimits[u], vLimits[v])) return false;
         if (!mesh.begin(u, v)) {
             postpone(candidate);
             return false;
@@ -327,6 +351,8 @@ private:
             postpone(candidate);
             return false;
         }
+        vLimits[u] = std::min(vLimits[u], vLimits[v]);
+        vLastCosts[u] = std::max({candidate.cost, vLastCosts[u], vLastCosts[v]});
         mesh.forEachNeighbour(u, [&](std::uint32_t other) {
             const auto [first, second] = std::minmax(u, other);
             push({place(first, second, true).cost, first, second, versionsOf(first, second), 0});
@@ -412,7 +438,8 @@ private:
 
     const TriangleMesh& flat;
     const ReduceOptions& options;
-    const FanSurface source;  // the mesh as it was
+    std::vector<double> vLimits, vLastCosts;  // by vertex: of the cost of merges, and that of the last one
+    const FanSurface source;                  // the mesh as it was
     CollapseMesh mesh;
     VertexColors sourceColors, colors;         // empty without colours
     std::vector<Quadric> vQuadrics;            // by vertex, from the center
@@ -427,21 +454,31 @@ private:
 
 }  // namespace
 
-double reduceTo(TriangleMesh& mesh, const ReduceOptions& options) {
+double reduceTo(TriangleMesh& mesh, const ReduceOptions& options, const FindTriangles& findBad) {
     ASSEX(options.maxError>=0.0);
     ASSEX(options.targetTriangles>0 || std::isfinite(options.maxError));
     ASSEX(options.maxColorStep>0.0);
     const double edge = averageEdge(mesh);
     if (!(edge > 0.0) || !std::isfinite(edge)) return 0.0;
     std::vector<float> vShares(mesh.vertices.size(), 1.0f);
+    std::vector<double> vLimits(mesh.vertices.size(), std::numeric_limits<double>::infinity());
+    int numLooks = 0;
     for (int attempt = 0; attempt < maxAttempts; ++attempt) {
         if (attempt >= numLocalAttempts)
             for (float& share : vShares) share *= shareStep;
-        QuadricReduction reduction(mesh, options, edge, vShares);
+        QuadricReduction reduction(mesh, options, edge, vShares, vLimits);
         if (!reduction.run()) return 0.0;
         TriangleMesh result = reduction.takeMesh();
         const double error = reduction.measure(result, vShares);
         if (!(error <= options.maxError)) continue;
+        if (findBad && numLooks < maxLooks) {
+            ++numLooks;
+            if (const std::vector<std::uint32_t> vBad = findBad(result); !vBad.empty()) {
+                reduction.limitAt(result, vBad, vLimits);
+                --attempt;
+                continue;
+            }
+        }
         mesh = std::move(result);
         return error;
     }
