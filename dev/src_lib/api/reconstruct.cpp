@@ -77,7 +77,7 @@ std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Findings* p
         Reconstruction* const pFound = &pFindings->result;
         Cloud& cloud = *cloudMgr.getClouds().front();
         pFindings->counted = std::move(cloud.counted);
-        pFindings->calc = *cloud.getCalc();
+        if (cloud.getCalc()) pFindings->calc = *cloud.getCalc();
         if (!cloud.vAddedCells.empty()) pFindings->sparseParts = {*cloud.getCalc(), std::move(cloud.vAddedCells)};
         pFound->numPoints = cloud.numPoints + cloud.numStrays + cloud.numOutliers;
         pFound->numStrays = cloud.numStrays;

@@ -34,6 +34,7 @@ bool isThin(const Sheet& sheet) {
 template <class Near>
 std::vector<double> weightsOf(const Near& near) {
     std::vector<double> vWeights;
+    vWeights.reserve(near.size());
     for (const auto& [way, k] : near) vWeights.push_back(std::exp(-way.sqLength() / (weightWidth * weightWidth)));
     return vWeights;
 }
@@ -95,10 +96,10 @@ public:
         lookAround(grid.getCell(i) >> 3);
         near.clear();
         const Point3& p = grid[i];
-        const double cell = grid.getCalc().getCellSize(), sqRadius = radius * radius;
+        const double side = grid.getCalc().getCellSize(), sqRadius = radius * radius;
         for (const auto& [first, last] : vRanges) {
             for (std::uint32_t k = first; k < last; ++k) {
-                const Vector3 way = (grid[k] - p) / cell;
+                const Vector3 way = (grid[k] - p) / side;
                 if (k != i && way.sqLength() <= sqRadius) near.emplace_back(way, k);
             }
         }
