@@ -130,6 +130,7 @@ void runAll(std::uint64_t numRuns, std::uint64_t firstSeed, Soak& soak) {
         }
     };
     std::vector<std::thread> vThreads;
+    vThreads.reserve(4);
     for (int i = 0; i < 4; ++i) vThreads.emplace_back(work);
     for (std::thread& thread : vThreads) thread.join();
 }

@@ -62,7 +62,8 @@ END
 export PKG_CONFIG_LIBDIR=$libraries/pkgconfig PKG_CONFIG_SYSROOT_DIR=$root
 cmake -S . -B "$folder/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$folder/toolchain.cmake" -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_CXX_FLAGS_RELEASE="-O1 -DNDEBUG" -DZEF_BUILD_APPS=OFF -DZEF_PYTHON=OFF -DZEF_INSTALL=OFF >/dev/null
-cmake --build "$folder/build" --target "${tests[@]/#/test_}" -- --quiet
+# Warnings are for 64 bits.
+cmake --build "$folder/build" --target "${tests[@]/#/test_}" -- --quiet >"$folder/log" 2>&1 || { tail -20 "$folder/log"; exit 1; }
 status=0
 for name in "${tests[@]}"; do
     echo "$target: $name"

@@ -108,10 +108,13 @@ def value(name, default, draw, folder):
 def arguments(function, draw, folder):
     given = {}
     for name, parameter in inspect.signature(function).parameters.items():
-        bNeeded = parameter.default is inspect.Parameter.empty
-        if parameter.kind in (parameter.VAR_KEYWORD, parameter.VAR_POSITIONAL) or not (bNeeded or draw.randrange(3) == 0):
+        needed = parameter.default is inspect.Parameter.empty
+        if parameter.kind in (parameter.VAR_KEYWORD, parameter.VAR_POSITIONAL) or not (needed or draw.randrange(3) == 0):
             continue
         given[name] = value(name, parameter.default, draw, folder)
+    # By default a melt may have a million cells.
+    if "feature_angle" in inspect.signature(function).parameters:
+        given["spacing"] = draw.choice([0.2, 0.3, -1.0, "0.3"])
     # What is written without a name would lie beside the caller.
     if "path" in inspect.signature(function).parameters:
         given["path"] = path(draw, folder)

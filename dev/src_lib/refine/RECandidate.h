@@ -26,6 +26,6 @@ struct RECandidate {
     }
 };
 
-static_assert(sizeof(RECandidate) == 24);
+static_assert(sizeof(void*) != 8 || sizeof(RECandidate) == 24);
 
 }  // namespace QUOR_ZEF

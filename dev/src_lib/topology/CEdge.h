@@ -69,7 +69,7 @@ private:
     std::uint32_t number;
 };
 
-static_assert(sizeof(CEdge) == 40);
+static_assert(sizeof(void*) != 8 || sizeof(CEdge) == 40);
 
 inline bool edgeLess(const CEdge* a, const CEdge* b) {
     return a->v0 != b->v0 ? a->v0 < b->v0 : a->v1 < b->v1;

@@ -103,7 +103,7 @@ inline CEdge* CTriangle::getCEdge(int ici) const {
 }
 
 // Millions of them: three quarters of the mesh's memory are these and the edges.
-static_assert(sizeof(CTriangle) == 72);
+static_assert(sizeof(void*) != 8 || sizeof(CTriangle) == 72);
 
 // Corners, state and edges with their neighbours, for messages; several lines.
 std::ostream& operator<<(std::ostream& os, const CTriangle& t);
