@@ -33,7 +33,7 @@ COMMANDS = {
     "compare": "mesh.ply scan.ply -o out.ply",
     "view": "mesh.ply --png out.png",
 }
-KINDS = ("alloc", "read", "shrink", "write", "out", "open", "rename", "sync", "thread")
+KINDS = ("alloc", "read", "shrink", "write", "open", "rename", "sync", "thread")
 OLD = b"what was there before"
 
 

@@ -39,11 +39,14 @@ std::size_t roundUp(std::size_t num, std::size_t step) {
 
 bool FileBytes::load(const std::string& name) {
     const Descriptor file{::open(name.c_str(), O_RDONLY | O_CLOEXEC)};
-    if (file.number < 0) return fail(errno);
+    return file.number < 0 ? fail(errno) : load(file.number);
+}
+
+bool FileBytes::load(int descriptor) {
     struct ::stat info {};
-    if (::fstat(file.number, &info) != 0) return fail(errno);
+    if (::fstat(descriptor, &info) != 0) return fail(errno);
     if (S_ISDIR(info.st_mode)) return fail(EISDIR);
-    return readAll(file.number, S_ISREG(info.st_mode) ? static_cast<std::size_t>(info.st_size) : 0);
+    return readAll(descriptor, S_ISREG(info.st_mode) ? static_cast<std::size_t>(info.st_size) : 0);
 }
 
 // One byte more than expected is asked for, so that the end is seen without

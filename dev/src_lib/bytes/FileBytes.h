@@ -19,6 +19,8 @@ public:
     // False if the file cannot be opened or read to its end; getError() says why.
     // Pipes and devices are read until they end.
     bool load(const std::string& name);
+    // The same of an open file, from where it stands.
+    bool load(int descriptor);
 
     std::string_view view() const { return {pData.get(), size}; }
     const std::string& getError() const { return error; }

@@ -57,7 +57,8 @@ InputFile::~InputFile() = default;
 
 std::string_view InputFile::hold() {
     if (!pSource->bHeld) {
-        if (!pSource->memory.load(name)) throw LoadError(pSource->memory.getError());
+        // By its name a pipe would be opened again, and wait for another writer.
+        if (!pSource->memory.load(pSource->descriptor)) throw LoadError(pSource->memory.getError());
         pSource->bytes = pSource->memory.view();
         pSource->bHeld = true;
     }
