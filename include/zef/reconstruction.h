@@ -93,9 +93,10 @@ struct ReconstructOptions {
     // border. Nothing moves by more than half a cell, and what would make triangles intersect stays. 0 to 30; 0 keeps
     // all.
     double minHandle = 3.0;
-    // With mend: whether sheets of an even scan that lie too close for the grid, as the two faces of a wall of a cell,
-    // stay two. Where points lie off the mesh for that, they are moved apart, meshed, and moved back, which takes as
-    // long again; the mesh becomes this one if it stands for more of the points and gains few borders for that.
+    // With mend: whether sheets of an even scan that lie too close for the grid, as the two faces of a wall of 1.5
+    // cells, stay two; below 1.2 cells they become one, as two scans of one surface do. Where points lie off the mesh
+    // for that, they are moved apart, meshed, and moved back, which takes as long again; the mesh becomes this one if
+    // it stands for more of the points and gains few borders for that.
     bool thinWalls = true;
     // With mend: whether the mesh is then fitted closer to the points, as by refit(), with this
     // radius in spacings, or 0 for one by the noise.

@@ -317,8 +317,9 @@ void ThinSheets::findPartners() {
 
 // Half of what is missing, but no farther than to the middle of what lies beyond.
 Vector3 ThinSheets::wishOf(const Sheet& sheet) const {
-    // What is thinner than that is one sheet, and must become so without a step.
-    constexpr double none = 0.55, full = 1.0;
+    // What is thinner than that is one sheet, as two scans of it that do not quite meet, and must become so without a
+    // step.
+    constexpr double none = 1.15, full = 1.35;
     const bool bUp = sheet.below > 0.0F && (sheet.above <= 0.0F || sheet.below < sheet.above);
     const double near = static_cast<double>(bUp ? sheet.below : sheet.above);
     const double beyond = static_cast<double>(bUp ? sheet.above : sheet.below);

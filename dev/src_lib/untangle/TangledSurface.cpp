@@ -6,7 +6,7 @@ namespace QUOR_ZEF {
 
 TangledSurface::TangledSurface(const TriangleMesh& mesh, ExactTriangles& triangles_, const TriangleGrid& grid_)
     // Scans of rooms need some 100 a triangle; ten million take a quarter of a second.
-    : mostWork(500'000'000 + 1'000 * std::uint64_t{mesh.numTriangles()}),
+    : mostWork(1'200'000'000 + 1'000 * std::uint64_t{mesh.numTriangles()}),
       triangles(triangles_),
       grid(grid_),
       test(triangles_.places.v),
