@@ -14,6 +14,7 @@
 #include "flat/arrays.h"
 #include "flat/edgeLists.h"
 #include "frame/License.h"
+#include "frame/Progress.h"
 #include "mend/Manifold.h"
 #include "refine/RMesh.h"
 #include "refine/flatten.h"
@@ -67,12 +68,31 @@ std::vector<std::uint32_t> findIntersecting(const TriangleMesh& mesh) {
     return vTriangles;
 }
 
+// Each look is a stage, whether or not it finds something.
+bool isEmbedded(const TriangleMesh& mesh, const char* pStage) {
+    OptionalStage stage(pStage, 1);
+    const bool bEmbedded = findIntersectingPairs(mesh).empty();
+    stage.finish();
+    return bEmbedded;
+}
+
+OperationPlan withLooks(OperationPlan plan, bool bUntangle) {
+    constexpr double share = 0.15;
+    if (!bUntangle) return plan;
+    double sum = 0.0;
+    for (const auto& [tag, weight] : plan.stages) sum += weight;
+    plan.stages.insert(plan.stages.begin(), {"UT_look", share * sum});
+    plan.stages.emplace_back("UT_find", share * sum);
+    return plan;
+}
+
 // changeWithEdges(), and triangles that intersect since then are parted. Only those of a manifold can be.
 template <class Fn>
 void changeEmbedded(TriangleMesh& mesh, bool bUntangle, const Fn& fn) {
-    const bool bLook = bUntangle && findIntersectingPairs(mesh).empty();
+    const bool bLook = bUntangle && isEmbedded(mesh, "UT_look");
     changeWithEdges(mesh, fn);
-    if (!bLook || findIntersectingPairs(mesh).empty()) return;
+    if (!bLook) return OptionalStage("UT_find", 1).finish();
+    if (isEmbedded(mesh, "UT_find")) return;
     ManifoldReport mended;
     if (!checkTriangles(mesh).manifold) makeManifold(mesh, {}, mended);
     untangleMesh(mesh);
@@ -116,10 +136,11 @@ void checkOptions(const SmoothingOptions& options) {
 double simplify(TriangleMesh& mesh, const ReduceOptions& options, const Context& context) {
     checkOptions(options);
     double error = 0.0;
-    const auto plan = [&] { return planOfReduceTo(options); };
+    const auto plan = [&] { return withLooks(planOfReduceTo(options), options.untangle); };
     runOnMesh(mesh, context, "reduceTo", plan, [&](TriangleMesh& changed) {
-        const bool bLook = options.untangle && findIntersectingPairs(changed).empty();
+        const bool bLook = options.untangle && isEmbedded(changed, "UT_look");
         error = reduceTo(changed, options, bLook ? FindTriangles(findIntersecting) : FindTriangles());
+        OptionalStage("UT_find", 1).finish();
     });
     return error;
 }
@@ -129,7 +150,8 @@ std::size_t reduceFlat(TriangleMesh& mesh, const ReduceFlatOptions& options, con
     checkOption("maxDeviationDeg", options.maxDeviationDeg, 0.0, 180.0);
     constexpr double defaultLength = 4.0;  // average edges
     int numRemoved = 0;
-    runOnMesh(mesh, context, "reduce", planOfReduce, [&](TriangleMesh& changed) {
+    const auto plan = [&] { return withLooks(planOfReduce(), options.untangle); };
+    runOnMesh(mesh, context, "reduce", plan, [&](TriangleMesh& changed) {
         const double length =
             options.maxEdgeLength > 0.0 ? options.maxEdgeLength : defaultLength * meanEdgeLength(changed);
         changeEmbedded(changed, options.untangle, [&](RMesh& rMesh) {
@@ -145,7 +167,8 @@ void flipEdges(TriangleMesh& mesh, const Context& context) {
 }
 
 void flipEdges(TriangleMesh& mesh, const Context& context, bool untangle) {
-    runOnMesh(mesh, context, "edgeFlips", planOfEdgeFlips, [&](TriangleMesh& changed) {
+    const auto plan = [&] { return withLooks(planOfEdgeFlips(), untangle); };
+    runOnMesh(mesh, context, "edgeFlips", plan, [&](TriangleMesh& changed) {
         changeEmbedded(changed, untangle, [](RMesh& rMesh) { rMesh.edgeFlips(); });
     });
 }
@@ -155,18 +178,22 @@ void anneal(TriangleMesh& mesh, const Context& context) {
 }
 
 void anneal(TriangleMesh& mesh, const Context& context, bool untangle) {
-    runOnMesh(mesh, context, "edgeFlipsSimA", planOfAnnealing, [&](TriangleMesh& changed) {
+    const auto plan = [&] { return withLooks(planOfAnnealing(), untangle); };
+    runOnMesh(mesh, context, "edgeFlipsSimA", plan, [&](TriangleMesh& changed) {
         changeEmbedded(changed, untangle, [](RMesh& rMesh) { rMesh.edgeFlipsSimA(); });
     });
 }
 
 void smooth(TriangleMesh& mesh, const SmoothingOptions& options, const Context& context) {
     checkOptions(options);
-    runOnMesh(mesh, context, "laplacianSmoothing", planOfSmoothing, [&](TriangleMesh& changed) {
-        if (!options.untangle || !findIntersectingPairs(changed).empty()) return laplacianSmoothing(changed, options);
-        const std::vector<Point3> vBefore = changed.vertices;
+    const auto plan = [&] { return withLooks(planOfSmoothing(), options.untangle); };
+    runOnMesh(mesh, context, "laplacianSmoothing", plan, [&](TriangleMesh& changed) {
+        const bool bLook = options.untangle && isEmbedded(changed, "UT_look");
+        const std::vector<Point3> vBefore = bLook ? changed.vertices : std::vector<Point3>();
         laplacianSmoothing(changed, options);
-        takeBack(changed, vBefore);
+        OptionalStage stage("UT_find", 1);
+        if (bLook) takeBack(changed, vBefore);
+        stage.finish();
     });
 }
 

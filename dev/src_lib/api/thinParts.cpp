@@ -61,7 +61,9 @@ PointFit measureFitOf(const PointSource& points, const TriangleMesh& mesh, const
 
 bool PointFit::isWorseThan(const PointFit& other, std::size_t numPoints) const {
     constexpr double pointsPerEdge = 10.0;
+    constexpr double mostGrowth = 2.5;  // the border of a sheet is that of two afterwards; more is torn
     if (other.numFar >= numFar) return false;
+    if (static_cast<double>(other.numBorderEdges) > mostGrowth * static_cast<double>(numBorderEdges)) return false;
     const double gain = static_cast<double>(numFar - other.numFar) / static_cast<double>(numAsked);
     const double cost = static_cast<double>(other.numBorderEdges) - static_cast<double>(numBorderEdges);
     return gain * static_cast<double>(numPoints) >= pointsPerEdge * cost;

@@ -13,7 +13,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minPoints = 256;
+constexpr std::size_t minSheetPoints = 256;
 // All in cells.
 constexpr double reach = 1.8;        // of the points that tell a normal
 constexpr double weightWidth = 1.2;  // from there on they hardly count
@@ -139,7 +139,7 @@ ThinSheets::ThinSheets(const PointGrid& pointGrid)
 
 template <class Fn>
 void ThinSheets::forEachPoint(const Fn& fn) const {
-    parallelChunks(grid.size(), minPoints, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(grid.size(), minSheetPoints, [&](std::size_t begin, std::size_t end) {
         Gatherer gatherer(grid, 1), wide(grid, 3);
         for (std::size_t i = begin; i < end; ++i) fn(static_cast<std::uint32_t>(i), gatherer, wide);
     });
@@ -374,7 +374,7 @@ void ThinSheets::linkActive() {
     for (std::uint32_t i = 0; i < grid.size(); ++i)
         if (wanted.find(grid.getCell(i) >> 3) != CodeMap::npos) vActive.push_back(i);
     const auto vParts = parallelChunkResults<std::pair<std::vector<std::uint32_t>, std::vector<std::uint32_t>>>(
-        vActive.size(), minPoints, [&](std::size_t begin, std::size_t end) {
+        vActive.size(), minSheetPoints, [&](std::size_t begin, std::size_t end) {
             std::pair<std::vector<std::uint32_t>, std::vector<std::uint32_t>> part;
             Gatherer gatherer(grid, 1);
             for (std::size_t a = begin; a < end; ++a) {
@@ -420,7 +420,7 @@ void ThinSheets::relax() {
     std::vector<Vector3> vWishes(vActive.size()), vNext(vActive.size());
     for (std::size_t a = 0; a < vActive.size(); ++a) vMoves[vActive[a]] = vWishes[a] = wishOf(vSheets[vActive[a]]);
     for (int round = 0; round < numRounds; ++round) {
-        parallelChunks(vActive.size(), minPoints, [&](std::size_t begin, std::size_t end) {
+        parallelChunks(vActive.size(), minSheetPoints, [&](std::size_t begin, std::size_t end) {
             for (std::size_t a = begin; a < end; ++a) {
                 Vector3 sum;
                 for (std::uint32_t l = vFirstLink[a]; l < vFirstLink[a + 1]; ++l) sum += vMoves[vLinks[l]];

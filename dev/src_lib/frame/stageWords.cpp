@@ -52,6 +52,7 @@ constexpr std::array stages = {
     Words{"RF_fit", "refitting to the points"},
     Words{"CL_close", "closing borders"},
     Words{"UT_find", "finding triangles that intersect"},
+    Words{"UT_look", "looking for triangles that intersect"},
     Words{"SO_solid", "finding what lies inside"},
     Words{"UT_part", "parting triangles that intersect"},
     Words{"CK_mesh", "checking edges and vertices"},
