@@ -163,11 +163,12 @@ def measure_files(options, tools, folder):
 def head(options):
     with open("/proc/cpuinfo") as rows:
         processor = next((row.split(":")[1].strip() for row in rows if row.startswith("model name")), platform.machine())
+    runs = "one run of each" if options.runs == 1 else "medians of %d runs by turns" % options.runs
     return ["# Beside other libraries", "",
-            "Written by `bench/compare_peers.py` on %d cores (%s): medians of %d runs by turns. Compare figures of one page only; "
+            "Written by `bench/compare_peers.py` on %d cores (%s): %s. Compare figures of one page only; "
             "what the columns mean stands at the head of that script, the peers' settings in `bench/peers/run.py`. The peers get "
             "normals estimated and oriented first, which is part of their time, and lengths by the true spacing; "
-            "zef gets neither." % (os.cpu_count(), processor, options.runs)]
+            "zef gets neither." % (os.cpu_count(), processor, runs)]
 
 
 def main():

@@ -259,7 +259,7 @@ std::vector<std::size_t> getChunkBounds(std::size_t n, std::size_t minChunk) {
     if (n == 0) return {0};
     const std::size_t maxChunks = n / std::max<std::size_t>(minChunk, 1);
     // A call that can be cancelled looks for that between chunks, so that those of long loops are no longer than this.
-    constexpr std::size_t longestToCancel = 1 << 16;
+    constexpr std::size_t longestToCancel = 1 << 14;
     const unsigned numThreads = maxChunks < 2 ? 1 : getLoopThreads(n);
     const std::size_t numWanted =
         std::max(numThreads < 2 ? 1 : 2 * std::size_t{numThreads}, getRun() ? n / longestToCancel : 0);

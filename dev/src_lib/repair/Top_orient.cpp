@@ -21,6 +21,7 @@ public:
         vQueue.assign(1, pSeed);
         pSeed->bVisited = true;
         while (!vQueue.empty()) {
+            // NOLINTNEXTLINE(modernize-loop-convert): spread() appends
             for (std::size_t i = 0; i < vQueue.size(); ++i) {
                 onTriangle(vQueue[i]);
                 spread(vQueue[i]);

@@ -45,7 +45,7 @@ public:
     // than 2^32 / 3, and an array of fewer than 2^32 points, or an ASSEX fails.
     // The array and the grid must outlive this. Triangles without a normal are
     // skipped, with a warning that counts them.
-    Pixel(const std::vector<Point3*>& vTriangleCorners, const Calc* pCalc);
+    Pixel(const std::vector<Point3*>& vTriangleCorners, const Calc* pGrid);
 
     // Appends a sample per touched cell: those of edges in the order of making, then
     // the others, ascending by cell. featureAngle: degrees between the normals,
