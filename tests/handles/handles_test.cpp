@@ -160,8 +160,9 @@ TEST(Handles, thinWallsKeepBothFaces) {
     for (int i = 0; i < 8000; ++i) {
         const double u = unit(random), v = unit(random);
         const bool bRim = i % 14 == 0;
-        const double x = bRim && i % 4 == 0 ? width * (i % 8 / 4) : width * u;
-        const double y = bRim && i % 4 != 0 ? width * (i % 8 / 4) : width * (bRim ? u : v);
+        const double end = i % 8 < 4 ? 0.0 : width;
+        const double x = bRim && i % 4 == 0 ? end : width * u;
+        const double y = bRim && i % 4 != 0 ? end : width * (bRim ? u : v);
         const double z = bRim ? height * v : height * (i % 2);
         vPoints.emplace_back(x, 0.8 * y - 0.6 * z, 0.6 * y + 0.8 * z);
     }
