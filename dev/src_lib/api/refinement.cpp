@@ -60,20 +60,20 @@ void changeWithEdges(TriangleMesh& mesh, const Fn& fn) {
     mesh = flatten(rMesh, VertexOrder::MESH);
 }
 
-// Triangles that intersect others.
+// Triangles that intersect others; none where they are too crowded to tell.
 std::vector<std::uint32_t> findIntersecting(const TriangleMesh& mesh) {
     std::vector<std::uint32_t> vTriangles;
-    for (const TrianglePair& pair : findIntersectingPairs(mesh))
+    for (const TrianglePair& pair : lookForIntersectingPairs(mesh).value_or(std::vector<TrianglePair>()))
         vTriangles.insert(vTriangles.end(), pair.begin(), pair.end());
     return vTriangles;
 }
 
-// Each look is a stage, whether or not it finds something.
-bool isEmbedded(const TriangleMesh& mesh, const char* pStage) {
-    OptionalStage stage(pStage, 1);
-    const bool bEmbedded = findIntersectingPairs(mesh).empty();
+// Whether triangles do not intersect, and must not later. Where they are too crowded to tell they may.
+bool isEmbedded(const TriangleMesh& mesh) {
+    OptionalStage stage("UT_look", 1);
+    const auto pairs = lookForIntersectingPairs(mesh);
     stage.finish();
-    return bEmbedded;
+    return pairs && pairs->empty();
 }
 
 OperationPlan withLooks(OperationPlan plan, bool bUntangle) {
@@ -89,10 +89,12 @@ OperationPlan withLooks(OperationPlan plan, bool bUntangle) {
 // changeWithEdges(), and triangles that intersect since then are parted. Only those of a manifold can be.
 template <class Fn>
 void changeEmbedded(TriangleMesh& mesh, bool bUntangle, const Fn& fn) {
-    const bool bLook = bUntangle && isEmbedded(mesh, "UT_look");
+    const bool bLook = bUntangle && isEmbedded(mesh);
     changeWithEdges(mesh, fn);
-    if (!bLook) return OptionalStage("UT_find", 1).finish();
-    if (isEmbedded(mesh, "UT_find")) return;
+    OptionalStage stage("UT_find", 1);
+    const bool bTangled = bLook && !findIntersecting(mesh).empty();
+    stage.finish();
+    if (!bTangled) return;
     ManifoldReport mended;
     if (!checkTriangles(mesh).manifold) makeManifold(mesh, {}, mended);
     untangleMesh(mesh);
@@ -138,7 +140,7 @@ double simplify(TriangleMesh& mesh, const ReduceOptions& options, const Context&
     double error = 0.0;
     const auto plan = [&] { return withLooks(planOfReduceTo(options), options.untangle); };
     runOnMesh(mesh, context, "reduceTo", plan, [&](TriangleMesh& changed) {
-        const bool bLook = options.untangle && isEmbedded(changed, "UT_look");
+        const bool bLook = options.untangle && isEmbedded(changed);
         error = reduceTo(changed, options, bLook ? FindTriangles(findIntersecting) : FindTriangles());
         OptionalStage("UT_find", 1).finish();
     });
@@ -188,7 +190,7 @@ void smooth(TriangleMesh& mesh, const SmoothingOptions& options, const Context& 
     checkOptions(options);
     const auto plan = [&] { return withLooks(planOfSmoothing(), options.untangle); };
     runOnMesh(mesh, context, "laplacianSmoothing", plan, [&](TriangleMesh& changed) {
-        const bool bLook = options.untangle && isEmbedded(changed, "UT_look");
+        const bool bLook = options.untangle && isEmbedded(changed);
         const std::vector<Point3> vBefore = bLook ? changed.vertices : std::vector<Point3>();
         laplacianSmoothing(changed, options);
         OptionalStage stage("UT_find", 1);

@@ -96,9 +96,6 @@ bool isTooCrowded(const TriangleGrid& grid) {
 }
 
 std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid) {
-    if (isTooCrowded(grid))
-        throw TooLargeError(
-            "too many triangles lie in one place, as around one vertex, to look for those that intersect");
     const std::size_t num = grid.entries().size();
     const PairFinder finder(triangles, grid);
     OptionalStage stage("SI_pairs", num);
@@ -111,14 +108,20 @@ std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles,
     return vPairs;
 }
 
-std::vector<TrianglePair> findIntersectingPairs(const TriangleMesh& mesh) {
+std::optional<std::vector<TrianglePair>> lookForIntersectingPairs(const TriangleMesh& mesh) {
     OptionalStage cells("SI_cells", 2);
     const ExactTriangles triangles(mesh);
-    if (triangles.vCorners.size() < 2) return {};
+    if (triangles.vCorners.size() < 2) return std::vector<TrianglePair>();
     cells.tick();
     const TriangleGrid grid(triangles.places.v, triangles.vCorners);
     cells.finish();
+    if (isTooCrowded(grid)) return std::nullopt;
     return findIntersectingPairs(triangles, grid);
+}
+
+std::vector<TrianglePair> findIntersectingPairs(const TriangleMesh& mesh) {
+    if (auto pairs = lookForIntersectingPairs(mesh)) return std::move(*pairs);
+    throw TooLargeError("too many triangles lie in one place, as around one vertex, to look for those that intersect");
 }
 
 }  // namespace QUOR_ZEF

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "check/CrossingTest.h"
@@ -29,7 +30,9 @@ bool isTooCrowded(const TriangleGrid& grid);
 
 // What countSelfIntersections() counts, by numbers in the mesh, ascending. TooLargeError where they are too crowded.
 std::vector<TrianglePair> findIntersectingPairs(const TriangleMesh& mesh);
-// The same; the grid is that of the triangles, of which there are two at least.
+// The same, for those who can do without: nothing where they are too crowded.
+std::optional<std::vector<TrianglePair>> lookForIntersectingPairs(const TriangleMesh& mesh);
+// The same; the grid is that of the triangles, of which there are two at least, and not too crowded.
 std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid);
 
 }  // namespace QUOR_ZEF

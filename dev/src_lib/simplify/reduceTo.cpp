@@ -463,21 +463,22 @@ double reduceTo(TriangleMesh& mesh, const ReduceOptions& options, const FindTria
     std::vector<float> vShares(mesh.vertices.size(), 1.0f);
     std::vector<double> vLimits(mesh.vertices.size(), std::numeric_limits<double>::infinity());
     int numLooks = 0;
-    for (int attempt = 0; attempt < maxAttempts; ++attempt) {
+    for (int attempt = 0; attempt < maxAttempts;) {
         if (attempt >= numLocalAttempts)
             for (float& share : vShares) share *= shareStep;
         QuadricReduction reduction(mesh, options, edge, vShares, vLimits);
         if (!reduction.run()) return 0.0;
         TriangleMesh result = reduction.takeMesh();
         const double error = reduction.measure(result, vShares);
-        if (!(error <= options.maxError)) continue;
-        if (findBad && numLooks < maxLooks) {
-            ++numLooks;
-            if (const std::vector<std::uint32_t> vBad = findBad(result); !vBad.empty()) {
-                reduction.limitAt(result, vBad, vLimits);
-                --attempt;
-                continue;
-            }
+        if (!(error <= options.maxError)) {
+            ++attempt;
+            continue;
+        }
+        const bool bLook = findBad && numLooks++ < maxLooks;
+        if (const std::vector<std::uint32_t> vBad = bLook ? findBad(result) : std::vector<std::uint32_t>();
+            !vBad.empty()) {
+            reduction.limitAt(result, vBad, vLimits);
+            continue;
         }
         mesh = std::move(result);
         return error;
