@@ -1,12 +1,12 @@
-#include "fuzz/Folder.h"
 #include "fuzz/operations.h"
 #include "fuzz/targets.h"
+#include "tests/support/Folder.h"
 #include "zef/errors.h"
 
 namespace zef_fuzz {
 
 void callDrawn(std::span<const std::uint8_t> bytes) {
-    static const Folder folder;
+    static const zef_test::Folder folder;
     Draw draw(bytes, true);
     const std::uint32_t kind = draw.below(numSceneKinds), numPoints = 2 * draw.below(200);
     const Scene scene = drawScene(draw, kind, 1, numPoints);
@@ -17,7 +17,7 @@ void callDrawn(std::span<const std::uint8_t> bytes) {
         QUOR_ZEF::Context context{.threads = 1 + draw.below(3)};
         if (numSteps >= 0) context.progress = [&](const QUOR_ZEF::ProgressStep&) { return numSteps-- > 0; };
         try {
-            call(operation, scene, draw, folder.path, context);
+            call(operation, scene, draw, folder.path.string(), context);
         } catch (const QUOR_ZEF::CancelledError&) {
         }
     }

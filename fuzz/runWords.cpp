@@ -8,9 +8,9 @@
 #include <sstream>
 #include <vector>
 
-#include "fuzz/Folder.h"
 #include "fuzz/targets.h"
 #include "runTool.h"
+#include "tests/support/Folder.h"
 #include "tests/support/shapes.h"
 
 namespace zef_fuzz {
@@ -80,7 +80,7 @@ struct WorkFolder {
         for (const auto& entry : std::filesystem::directory_iterator(folder.path)) std::filesystem::remove_all(entry);
         writeInputs();
     }
-    Folder folder;
+    zef_test::Folder folder;
 };
 
 }  // namespace

@@ -19,8 +19,8 @@
 #include <string_view>
 #include <thread>
 
-#include "fuzz/Folder.h"
 #include "fuzz/operations.h"
+#include "tests/support/Folder.h"
 #include "zef/errors.h"
 
 using namespace zef_fuzz;
@@ -113,9 +113,9 @@ void tellMemory(std::uint64_t numRuns) {
 
 // The same thirty runs each time, so that nothing new is needed after the first.
 void runGrowth(std::uint64_t numRuns, std::uint64_t firstSeed, Soak& soak) {
-    const Folder folder;
+    const zef_test::Folder folder;
     for (std::uint64_t i = 0; i < numRuns; ++i) {
-        runOnce(firstSeed + i % 30, folder.path, soak);
+        runOnce(firstSeed + i % 30, folder.path.string(), soak);
         if (i % 30 == 29) tellMemory(i + 1);
     }
 }
@@ -123,9 +123,9 @@ void runGrowth(std::uint64_t numRuns, std::uint64_t firstSeed, Soak& soak) {
 void runAll(std::uint64_t numRuns, std::uint64_t firstSeed, Soak& soak) {
     std::atomic<std::uint64_t> next = 0;
     const auto work = [&] {
-        const Folder folder;
+        const zef_test::Folder folder;
         for (std::uint64_t i = next++; i < numRuns; i = next++) {
-            runOnce(firstSeed + i, folder.path, soak);
+            runOnce(firstSeed + i, folder.path.string(), soak);
             if ((i + 1) % std::max<std::uint64_t>(numRuns / 5, 1) == 0) tellMemory(i + 1);
         }
     };

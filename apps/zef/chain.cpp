@@ -24,13 +24,13 @@ std::string checkTarget(const std::string& text) {
     return parseTarget(text, 1.0) > 0.0 ? "" : text + " is no number of triangles, and no share such as 10%";
 }
 
-void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, zef::TriangleMesh& mesh) {
+void reduceMesh(CommandRun& commandRun, const ReduceGoal& goal, bool bUntangle, zef::TriangleMesh& mesh) {
     commandRun.step("reducing");
     zef::ReduceOptions options;
     const double numTriangles = static_cast<double>(mesh.numTriangles());
     options.targetTriangles = static_cast<std::size_t>(parseTarget(goal.target, numTriangles));
     if (goal.error > 0.0) options.maxError = goal.error;
-    options.untangle = goal.bUntangle;
+    options.untangle = bUntangle;
     const double reached = zef::simplify(mesh, options, commandRun.getContext());
     commandRun.report.addNumber("error", "error reached", reached);
 }
@@ -49,24 +49,21 @@ void addChainOptions(CLI::App& command, Chain& chain) {
         ->check(checkPositive);
 }
 
-void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, zef::TriangleMesh& mesh) {
+void runChain(CommandRun& commandRun, const Chain& chain, bool bMend, bool bUntangle, zef::TriangleMesh& mesh) {
     if (chain.numSmoothSteps > 0) {
         commandRun.step("smoothing");
         zef::SmoothingOptions options;
         options.steps = chain.numSmoothSteps;
         options.keepVolume = true;
-        options.untangle = chain.bUntangle;
+        options.untangle = bUntangle;
         zef::smooth(mesh, options, commandRun.getContext());
     }
     if (chain.bFlip) {
         commandRun.step("flipping");
-        zef::flipEdges(mesh, commandRun.getContext(), chain.bUntangle);
+        zef::flipEdges(mesh, commandRun.getContext(), bUntangle);
         if (bMend) mendMesh(commandRun, mesh);
     }
-    if (!chain.goal.isGiven()) return;
-    ReduceGoal goal = chain.goal;
-    goal.bUntangle = chain.bUntangle;
-    reduceMesh(commandRun, goal, mesh);
+    if (chain.goal.isGiven()) reduceMesh(commandRun, chain.goal, bUntangle, mesh);
 }
 
 void mendMesh(CommandRun& commandRun, zef::TriangleMesh& mesh) {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,23 +9,13 @@
 #include <string>
 #include <string_view>
 
+#include "Folder.h"
+
 namespace zef_test {
 
-// A folder of its own that vanishes with its files.
-class TempFolder {
+// A temporary folder, and the files in it.
+class TempFolder : public Folder {
 public:
-    TempFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "zef-test-XXXXXX").string();
-        if (!::mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder");
-        path = pattern;
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
     std::string name(const std::string& file) const { return (path / file).string(); }
     // Writes a file and gives its name. A new file each time: cutting an old one
     // to nothing makes some file systems wait for the disk.
@@ -46,8 +35,6 @@ public:
         return static_cast<std::size_t>(
             std::distance(std::filesystem::directory_iterator(path), std::filesystem::directory_iterator()));
     }
-
-    std::filesystem::path path;
 };
 
 }  // namespace zef_test

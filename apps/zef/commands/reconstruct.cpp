@@ -238,11 +238,9 @@ int runReconstruct(const ReconstructChoices& options, CommandRun& commandRun) {
     scan.normals = {};
     if (!options.bView) scan = {};
     if (!options.chain.isEmpty()) {
-        Chain chain = options.chain;
-        chain.bUntangle = library.mend && library.untangle;
-        runChain(commandRun, chain, library.mend, made.mesh);
-        if (library.mend && library.untangle)
-            made.untangled.numPairsLeft = zef::untangle(made.mesh, commandRun.getContext()).numPairsLeft;
+        const bool bUntangle = library.mend && library.untangle;
+        runChain(commandRun, options.chain, library.mend, bUntangle, made.mesh);
+        if (bUntangle) made.untangled.numPairsLeft = zef::untangle(made.mesh, commandRun.getContext()).numPairsLeft;
         commandRun.lap("seconds_refine", "refine");
     }
     if (library.mend && library.untangle) reportUntangled(commandRun.report, made.untangled);

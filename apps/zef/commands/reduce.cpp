@@ -34,9 +34,7 @@ void reduceByTurn(const ReduceChoices& options, CommandRun& commandRun, zef::Tri
 int runReduce(const ReduceChoices& options, CommandRun& commandRun) {
     return changeMesh(options, commandRun, "reducing", [&](zef::TriangleMesh& mesh) {
         if (options.goal.isGiven()) {
-            ReduceGoal goal = options.goal;
-            goal.bUntangle = options.bUntangle;
-            reduceMesh(commandRun, goal, mesh);
+            reduceMesh(commandRun, options.goal, options.bUntangle, mesh);
         } else {
             reduceByTurn(options, commandRun, mesh);
         }
