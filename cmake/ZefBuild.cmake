@@ -14,7 +14,7 @@ if(ZEF_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 # Saves reading the same headers again and again; a change then compiles its whole target anew.
-set(ZEF_UNITY "none" CACHE STRING "Which targets compile their sources as one: none, tests or all")
+set(ZEF_UNITY "none" CACHE STRING "Which targets compile their sources as one: none, tests (and the tool) or all")
 set_property(CACHE ZEF_UNITY PROPERTY STRINGS none tests all)
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 0)
 if(ZEF_UNITY STREQUAL "all")

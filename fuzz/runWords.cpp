@@ -45,6 +45,9 @@ std::vector<std::string> wordsOf(const std::string& text) {
         if (word.starts_with("--open") || word.starts_with("--anyway")) word = "--quiet";
         vWords.push_back(word);
     }
+    // Its workers would be this program.
+    if (vWords.size() > 1 && vWords[1] == "tiles")
+        for (const char* pWord : {"--step", "plan"}) vWords.emplace_back(pWord);
     // The default has 200 cells to a side.
     const bool bGrid = vWords.size() > 1 && (vWords[1] == "melt" || vWords[1] == "resample");
     if (bGrid && std::find(vWords.begin(), vWords.end(), "--spacing") == vWords.end())

@@ -48,6 +48,8 @@ for name in sorted(n for n in dir(zef) if not n.startswith("_")):
         for member, value in sorted(vars(thing).items()):
             if not member.startswith("_") and callable(value):
                 show("%s.%s" % (name, member), value, 3)
+for name in zef.tiles.__all__:
+    show("tiles.%s" % name, getattr(zef.tiles, name), 2)
 PYTHON
 then :; else
     echo "docs: the Python module is not built in build/release, so that its reference is empty" >&2

@@ -10,6 +10,7 @@ the process, or a call that takes a minute. A hundred calls share a process. Pri
 """
 import argparse
 import inspect
+import operator
 import os
 import random
 import signal
@@ -80,8 +81,14 @@ def value(name, default, draw, folder):
         return draw.choice([None, array(draw), np.zeros((SIZE, 4), "u1")])
     if name == "mesh":
         return mesh(draw) if draw.randrange(4) else [mesh(draw), mesh(draw)]
-    if name == "path":
+    if name in ("path", "inputs"):
         return path(draw, folder)
+    if name in ("job", "folder"):
+        return os.path.join(folder, draw.choice(["job", "another", "no/job"]))
+    if name == "memory":
+        return draw.choice([2**32, 10**8, "1G", "5"])
+    if name == "cuts":
+        return draw.choice([None, (2, 1, 1), (1, 2, 2)])
     if name == "progress":
         left = [draw.randrange(30)]
 
@@ -122,18 +129,19 @@ def arguments(function, draw, folder):
 
 
 def functions():
-    """Without those that open a browser."""
+    """Without those that open a browser or start processes."""
     names = ["reconstruct", "measure_spacing", "measure_points", "melt", "resample", "compare", "distance_colors", "read_points",
              "formats", "read_mesh", "info", "write", "check", "draw", "view", "Mesh"]
     methods = [name for name, _ in inspect.getmembers(zef.Mesh, inspect.isfunction) if not name.startswith("_")]
-    return names + ["." + name for name in methods]
+    steps = ["tiles." + name for name in zef.tiles.__all__ if name != "run"]
+    return names + steps + ["." + name for name in methods]
 
 
 def call(seed, folder):
     draw = random.Random(seed)
     name = draw.choice(functions())
     try:
-        function = getattr(mesh(draw), name[1:]) if name.startswith(".") else getattr(zef, name)
+        function = getattr(mesh(draw), name[1:]) if name.startswith(".") else operator.attrgetter(name)(zef)
         function(**arguments(function, draw, folder))
     except zef.InternalError:
         raise

@@ -21,6 +21,7 @@ COMMANDS = {
     "spacing": "scan.ply",
     "convert": "scan.ply -o out.xyz",
     "reconstruct": "scan.ply -o out.ply",
+    "tiles": "scan.ply --job job --step plan",
     "recipe": "",
     "formats": "",
     "melt": "mesh.ply -o out.ply",

@@ -50,6 +50,7 @@ for_tests=(
     python3-meshio
     python3-nbclient    # the notebook
     python3-ipykernel
+    python3-distributed # tiles on a cluster
 )
 # For the glTF validator and the pages. Node also comes from elsewhere, with npm in the same package.
 command -v node >/dev/null || packages+=(nodejs)

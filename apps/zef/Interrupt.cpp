@@ -28,6 +28,18 @@ constexpr std::size_t maxFiles = 8;
 std::array<char, PATH_MAX> folderToRemove{};
 std::array<std::array<char, PATH_MAX>, maxFiles> filesToRemove{};
 
+constexpr std::size_t maxChildren = 1024;
+std::array<volatile pid_t, maxChildren> childrenToKill{};
+const char* volatile pLastLine = "zef: cancelled, nothing was written\n";
+
+void replaceChild(pid_t from, pid_t to) {
+    for (volatile pid_t& child : childrenToKill) {
+        if (child != from) continue;
+        child = to;
+        return;
+    }
+}
+
 void keepName(const std::string& name, std::array<char, PATH_MAX>& place) {
     if (name.size() < place.size()) std::memcpy(place.data(), name.c_str(), name.size() + 1);
 }
@@ -41,9 +53,11 @@ void removeFiles() {
 
 void endProcess(int) {
     if (bHeld) return;
+    for (const pid_t child : childrenToKill)
+        if (child > 0) kill(child, SIGKILL);
     removeFiles();
     if (bTerminal) tell("\r\033[K");  // in place of the progress bar
-    tell("zef: cancelled, nothing was written\n");
+    tell(pLastLine);
     _exit(EXIT_CANCELLED);
 }
 
@@ -81,6 +95,18 @@ void removeWhenInterrupted(const std::string& file, const std::string& folder) {
     const auto isFree = [](const auto& place) { return place[0] == 0; };
     const auto it = std::find_if(filesToRemove.begin(), filesToRemove.end(), isFree);
     if (it != filesToRemove.end()) keepName(file, *it);
+}
+
+void killWhenInterrupted(pid_t child) {
+    replaceChild(0, child);
+}
+
+void forgetChild(pid_t child) {
+    replaceChild(child, 0);
+}
+
+void sayWhenInterrupted(const char* line) {
+    pLastLine = line;
 }
 
 void holdInterrupts() {

@@ -26,6 +26,7 @@ void addCommands(Commands& commands) {
     addSpacing(commands);
     addConvert(commands);
     addReconstruct(commands);
+    addTiles(commands);
     addRecipe(commands);
     addFormats(commands);
     addMelt(commands);

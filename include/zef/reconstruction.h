@@ -57,6 +57,23 @@ enum class SideRule : std::uint8_t { NONE, VIEWPOINT, NORMALS, VOLUME, TERRAIN, 
 // For people: "viewpoint", "normals", "volume", "terrain", "agreement", and "none".
 ZEF_API const char* wordOf(SideRule rule);
 
+// What reconstruct() settles of all points together before it looks at any place. With one grid, runs on parts of a
+// scan agree where they overlap, but for what is decided beyond it.
+struct Grid {
+    Point3 low;                     // lower corner of cell (0, 0, 0)
+    double spacing = 0.0;           // edge of a cell
+    int numLevels = 0;              // 2 to this power cells along each axis, 21 at the most
+    double measuredSpacing = -1.0;  // of the points; -1 if the spacing was given
+    bool uneven = false;            // whether sparse parts get points, see Density
+    int levels = 0;                 // if so, see ReconstructOptions
+    bool smooth = false;            // whether noise is smoothed once more, asked for or not
+    // Points that fly are told by blocks of 2^blockLevel cells a side, of a grid of 2^20 cells from this corner on,
+    // that is so wide; 0: none are left out.
+    Point3 blockLow;
+    double blockGridSide = 0.0;
+    int blockLevel = 0;
+};
+
 struct ReconstructOptions {
     // Distance of the mesh vertices, in the unit of the points; 0: the spacing of the
     // points is measured and multiplied by the factor.
@@ -124,6 +141,10 @@ struct ReconstructOptions {
     // One for each point, of any length, to the outside; or none. Borrowed for the call.
     // They come before those of a PointView. Zero and what is not finite does not count.
     std::span<const Vector3> normals = {};
+    // That of a scan which the points are part of, see measureGrid(). Then spacing, factor, smooth, keepOutliers,
+    // density and levels have no say, and points nearer than 1000 cells to the ends of the grid, or beyond, are left
+    // out as strays.
+    std::optional<Grid> grid = std::nullopt;
 };
 
 // What was found of the density of the points, and done.
@@ -193,6 +214,11 @@ ZEF_API Reconstruction reconstruct(std::span<const Point3> points, const Reconst
                                    const Context& context = {});
 ZEF_API Reconstruction reconstruct(const PointView& points, const ReconstructOptions& options = {},
                                    const Context& context = {});
+
+// The grid that reconstruct() takes for these points and options; with it, it gives the same mesh. About a third of its
+// time. Throws as it does.
+ZEF_API Grid measureGrid(std::span<const Point3> points, const ReconstructOptions& options = {},
+                         const Context& context = {});
 
 // The distance of the samples of the surface, in the unit of the points, as
 // reconstruct() measures it. Throws NoSurfaceError without finite points, ArgumentError

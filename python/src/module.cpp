@@ -14,6 +14,7 @@
 #include "options.h"
 #include "reports.h"
 #include "scenes.h"
+#include "tiles.h"
 #include "zef/zef_api_functions.h"
 
 // The calls of the library for the package around this module, which checks arrays and
@@ -276,6 +277,12 @@ double readNumber(const std::string& name, const py::object& value) {
     return number;
 }
 
+std::uint32_t readWhole(const std::string& name, const py::object& value) {
+    std::uint32_t number = 0;
+    readArgument({name.c_str(), &number, ""}, value);
+    return number;
+}
+
 std::string version() {
     int major = 0, minor = 0;
     zef::getVersion(major, minor);
@@ -344,7 +351,9 @@ PYBIND11_MODULE(_core, m) {
     m.def("write_mesh", writeMesh);
     m.def("write_points", writePoints);
     bindScenes(m);
+    bindTiles(m);
     m.def("number", readNumber);
+    m.def("whole", readWhole);
     m.attr("options") = describeOptions();
     m.attr("version") = version();
 }

@@ -2,12 +2,14 @@
 
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <map>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -181,6 +183,21 @@ Options optionsOf(zef::PageOptions& o) {
     };
 }
 
+Options optionsOf(zef::TileOptions& o) {
+    constexpr std::array<std::string_view, 5> others = {"closed", "keepInner", "measureCoverage", "every", "grid"};
+    Options options = optionsOf(o.reconstruction);
+    for (const Option& option : optionsOf(o.reading)) options.push_back(option);
+    std::erase_if(options, [&](const Option& option) { return std::ranges::count(others, option.name) > 0; });
+    options.push_back({"memory", &o.memory,
+                       "bytes that the mesh of one tile may take, a number or a text such as \"4G\"; tiles are cut so "
+                       "that they keep to it"});
+    options.push_back({"halo", &o.halo, "cells around the box of a tile that it reads as well"});
+    options.push_back({"cuts", &o.cuts,
+                       "how many tiles along x, y and z, equally wide; None: as many as memory wants, of about equal "
+                       "numbers of points"});
+    return options;
+}
+
 // ---- names
 
 std::string pythonName(const std::string& name) {
@@ -209,6 +226,7 @@ struct AllOptions {
     zef::CompareOptions compare;
     zef::DrawOptions draw;
     zef::PageOptions page;
+    zef::TileOptions tiles;
 
     std::vector<std::pair<const char*, Options>> byStructure() {
         return {{"ReconstructOptions", optionsOf(reconstruct)},
@@ -223,7 +241,8 @@ struct AllOptions {
                 {"WriteOptions", optionsOf(write)},
                 {"CompareOptions", optionsOf(compare)},
                 {"DrawOptions", optionsOf(draw)},
-                {"PageOptions", optionsOf(page)}};
+                {"PageOptions", optionsOf(page)},
+                {"TileOptions", optionsOf(tiles)}};
     }
 };
 
@@ -391,6 +410,16 @@ void read(const std::string& name, const py::handle& value, std::optional<std::a
     }
 }
 
+void read(const std::string& name, const py::handle& value, std::array<int, 3>& place) {
+    place = {};
+    if (value.is_none()) return;
+    constexpr const char* wish = "three whole numbers";
+    if (!PyList_Check(value.ptr()) && !PyTuple_Check(value.ptr())) refuse<WrongType>(name, value, wish);
+    if (PySequence_Size(value.ptr()) != 3) refuse<zef::ArgumentError>(name, value, wish);
+    const auto numbers = py::reinterpret_borrow<py::sequence>(value);
+    for (std::size_t i = 0; i < 3; ++i) read(name, py::object(numbers[i]), place.at(i));
+}
+
 void read(const std::string& name, const py::handle& value, std::vector<std::uint8_t>& place) {
     constexpr const char* wish = "a list or tuple of whole numbers from 0 to 255";
     if (!PyList_Check(value.ptr()) && !PyTuple_Check(value.ptr())) refuse<WrongType>(name, value, wish);
@@ -446,6 +475,9 @@ py::object tell(const std::optional<std::array<zef::Point3, 2>>& value) {
 }
 py::object tell(const std::vector<std::uint8_t>& value) {
     return py::tuple(py::cast(value));
+}
+py::object tell(const std::array<int, 3>& value) {
+    return value == std::array<int, 3>{} ? py::none() : py::object(py::make_tuple(value[0], value[1], value[2]));
 }
 py::object tell(const zef::Vector3& value) {
     return py::make_tuple(value.vx, value.vy, value.vz);

@@ -15,6 +15,7 @@
 #include "zef/meshCheck.h"
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
+#include "zef/tiles.h"
 #include "zef/view.h"
 
 // The options of the library as keyword arguments: the names, types and defaults of C++,
@@ -29,7 +30,7 @@ struct Option {
     using Place = std::variant<bool*, int*, std::uint32_t*, std::size_t*, double*, zef::Density*, zef::Precision*,
                                zef::ViewFrom*, std::optional<zef::Point3>*, zef::Vector3*, std::string*,
                                std::vector<std::string>*, std::vector<std::uint8_t>*, std::optional<std::uint32_t>*,
-                               std::optional<std::array<zef::Point3, 2>>*>;
+                               std::optional<std::array<zef::Point3, 2>>*, std::array<int, 3>*>;
     const char* name;     // in C++
     Place place;          // where its value lies; borrowed
     const char* meaning;  // with unit, for the docstrings
@@ -49,6 +50,8 @@ Options optionsOf(zef::WriteOptions& options);
 Options optionsOf(zef::CompareOptions& options);
 Options optionsOf(zef::DrawOptions& options);
 Options optionsOf(zef::PageOptions& options);
+// Without those of reconstruction and reading that tiles do not have, or that make no difference there.
+Options optionsOf(zef::TileOptions& options);
 
 // Tuples (name, default, meaning) under the name of each structure.
 pybind11::dict describeOptions();

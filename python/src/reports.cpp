@@ -3,6 +3,7 @@
 #include <pybind11/stl.h>
 
 #include <array>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,6 +40,7 @@ py::object told(const zef::MeshComponent& part);
 py::object told(const zef::MeshBorderLoop& loop);
 py::object told(const zef::MeshHandle& handle);
 py::object told(const zef::Deviation& deviation);
+py::object told(const zef::Grid& grid);
 template <class T>
 py::object told(const T& value) {
     return py::cast(value);
@@ -113,6 +115,21 @@ py::object told(const zef::MeshBorderLoop& loop) {
         .add("length", loop.length)
         .add("low", loop.low)
         .add("high", loop.high)
+        .dict;
+}
+
+py::object told(const zef::Grid& grid) {
+    return Figures()
+        .add("low", grid.low)
+        .add("spacing", grid.spacing)
+        .add("numLevels", grid.numLevels)
+        .add("measuredSpacing", grid.measuredSpacing)
+        .add("uneven", grid.uneven)
+        .add("levels", grid.levels)
+        .add("smooth", grid.smooth)
+        .add("blockLow", grid.blockLow)
+        .add("blockGridSide", grid.blockGridSide)
+        .add("blockLevel", grid.blockLevel)
         .dict;
 }
 
@@ -282,6 +299,35 @@ py::dict reportOf(const zef::PointFile& file) {
         .add("numUnusedVertices", file.numUnusedVertices)
         .add("comments", file.comments)
         .add("notes", file.notes)
+        .dict;
+}
+
+py::dict reportOf(const zef::TileState& state) {
+    return Figures()
+        .add("split", state.split)
+        .add("settled", state.settled)
+        .add("joined", state.joined)
+        .add("meshed", state.meshed)
+        .add("numTriangles", state.numTriangles)
+        .add("numVertices", state.numVertices)
+        .add("seconds", state.seconds)
+        .dict;
+}
+
+py::dict reportOf(const zef::TilePlan& plan) {
+    std::vector<std::string> vInputs;
+    for (const std::filesystem::path& path : plan.inputs) vInputs.push_back(path.string());
+    return Figures()
+        .add("inputs", vInputs)
+        .add("memory", plan.options.memory)
+        .add("halo", plan.options.halo)
+        .add("cuts", plan.options.cuts)
+        .add("grid", plan.grid)
+        .add("low", plan.low)
+        .add("high", plan.high)
+        .add("numAllPoints", plan.numAllPoints)
+        .add("numStrays", plan.numStrays)
+        .add("viewpointTold", plan.viewpointTold)
         .dict;
 }
 

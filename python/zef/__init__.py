@@ -60,3 +60,12 @@ from ._reports import (
 )
 
 from ._scene import Page, Picture, draw, view
+
+
+def __getattr__(name):
+    """zef.tiles when it is first used: it imports what starts processes, which takes a while."""
+    if name != "tiles":
+        raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+    import importlib
+
+    return importlib.import_module(".tiles", __name__)

@@ -71,7 +71,24 @@ class WriteResult(Report):
     """How a file was written."""
 
 
+class Grid(Report):
+    """The cells that all tiles share."""
+
+
+class TilePlan(Report):
+    """What plan() settled: the grid, the boxes of the tiles, how many points lie in each."""
+
+
+class TileState(Report):
+    """How far a job is."""
+
+
+class TileRun(Report):
+    """What run() left: plan, state, and path, that of the mesh."""
+
+
 _INNER = {
+    "grid": Grid,
     "density": DensityReport,
     "mended": ManifoldReport,
     "refit": RefitReport,

@@ -97,6 +97,8 @@ TEST(Crc32c, isTheSameByTablesAndByTheProcessor) {
     EXPECT_EQ(crc32cByTables("123456789"), 0xE3069283u);
     const std::string page(1020, 'q');
     EXPECT_EQ(crc32cByTables(page), crc32c(page));
+    EXPECT_EQ(crc32c("56789", crc32c("1234")), 0xE3069283u);
+    EXPECT_EQ(crc32cByTables("56789", crc32cByTables("1234")), 0xE3069283u);
 }
 
 TEST(E57, unpacksEveryWidthAcrossPackets) {

@@ -21,6 +21,9 @@ BAD = {
     "lines": [object(), 1j, "1", b"1", {}, None, 5, [1], ["a\nb"], [None], [b"x"], ["\ud800"]],
     "classes": [*ODD, None, 1, True, [256], [-1], ["a"], [1.5]],
     "box": [object(), 1j, "1", b"1", {}, 5, [], [1, 2], [(0, 0, 0)], [(1, 0, 0), (0, 1, 1)], [(0, 0, 0), (1, 1, NAN)]],
+    "cuts": [*ODD, 5, True, [], (1, 2), (1, 2, 3, 4), "123", (1, 2, -1), (1, 2, 1.5), (1, None, 1), (0, 1, 1), (True, 1, 1)],
+    "memory": [object(), 1j, b"1", {}, None, True, -1, 1.5, NAN, 2**70, [], "", "8Q", "G", "-1G", "99999999T"],
+    "client": [object(), 1j, b"1", {}, 5, True, [], "", lambda: 0],
     "line": [object(), 1j, b"1", {}, None, 5, [], "a\nb", "\ud800"],
     "report": [object(), 1j, "1", 5, [], (1,), {"a": "\ud800"}],
     "progress": [object(), 1j, "1", b"1", {}, 5, True, [], (1,), np.zeros(2), NAN, 0],
@@ -42,7 +45,7 @@ RANGE = {
     "max_error": [-1], "max_color_step": [0, -1], "max_edge_length": [-1, math.inf], "max_deviation_deg": [-1, 181],
     "lambda_": [0, 1], "low_fraction": [-1, 2], "high_fraction": [-1, 2], "ratio": [0, 1.1, -1, math.inf], "radius": [-1, math.inf], "longest": [-1, math.inf], "min_handle": [-1, 31], "refit_radius": [-1, math.inf],
     "samples": [0, 2**32], "limit": [-1, math.inf], "bins": [0, 10001], "width": [15, 20000], "height": [0, 1e9], "point_size": [-1, 300], "finer": [0, 5], "max_triangles": [0],
-    "max_points": [0], "every": [0], "grid": [-1, math.inf], "normals": [np.ones((5, 3))],
+    "max_points": [0], "every": [0], "workers": [0], "memory": [0], "grid": [-1, math.inf], "normals": [np.ones((5, 3))],
     "points": [np.full((5, 3), NAN), np.empty((0, 3))],
 }
 KINDS = {
@@ -50,7 +53,8 @@ KINDS = {
     "points": "points", "normals": "points", "colors": "colors", "triangles": "triangles", "what": "points",
     "keep_classes": "classes", "drop_classes": "classes", "box": "box", "scan": int, "columns": "line",
     "low_fraction": float, "high_fraction": float, "ratio": float, "mesh": "points", "cloud": "points",
-    "reference": "points", "distances": "numbers", "limit": float,
+    "reference": "points", "distances": "numbers", "limit": float, "inputs": "path", "job": "path", "folder": "path", "tile": int,
+    "workers": int, "memory": "memory", "cuts": "cuts", "client": "client",
 }
 
 
@@ -63,10 +67,11 @@ def bad_values(parameter):
 
 def calls(points, mesh, folder):
     some = {"points": points, "triangles": mesh, "path": folder / "a.ply", "what": mesh, "mesh": mesh, "reference": points,
-            "distances": np.zeros(5), "limit": 1.0, "low_fraction": 0.1, "high_fraction": 0.1}
+            "inputs": folder / "a.ply", "job": folder / "job", "folder": folder / "parts", "tile": 0, "distances": np.zeros(5), "limit": 1.0, "low_fraction": 0.1, "high_fraction": 0.1}
     needs = {"simplify": {"max_error": 0.1}, "smooth": {"keep_volume": True}}
     for owner, names in ((zef, ["reconstruct", "measure_spacing", "measure_points", "melt", "resample", "read_points",
                                "read_mesh", "info", "write", "check", "compare", "distance_colors", "draw", "view"]),
+                         (zef.tiles, zef.tiles.__all__),
                          (mesh, [n for n in dir(zef.Mesh) if not n.startswith("_") and callable(getattr(zef.Mesh, n))])):
         for name in names:
             function = getattr(owner, name)
@@ -91,7 +96,7 @@ def test_every_bad_value_is_told_by_the_name_of_its_argument(points, mesh, tmp_p
                         continue
                     told = str(error)
                 except zef.FileError as error:
-                    if function_name == "read_points" and (value == ["a"] or name == "scan"):
+                    if function_name in ("read_points", "plan", "run") and (value == ["a"] or name == "scan"):
                         continue  # right as an argument, but not for what is there
                     told = repr(error)
                 except BaseException as error:
@@ -137,14 +142,17 @@ def test_arrays_that_are_nearly_right_are_told_how(points):
         assert cure in str(raised.value)
 
 
+def stub_of(module):
+    return ast.parse(pathlib.Path(module.__file__).with_suffix(".pyi").read_text()).body
+
+
 def stub_signatures():
-    tree = ast.parse((pathlib.Path(zef.__file__).parent / "__init__.pyi").read_text())
-    for node in tree.body:
+    for module, node in [(module, node) for module in (zef, zef.tiles) for node in stub_of(module)]:
         if isinstance(node, ast.FunctionDef):
-            yield node, getattr(zef, node.name)
+            yield node, getattr(module, node.name)
         for inner in node.body if isinstance(node, ast.ClassDef) else ():
             if isinstance(inner, ast.FunctionDef) and not inner.decorator_list:
-                yield inner, getattr(getattr(zef, node.name), inner.name)
+                yield inner, getattr(getattr(module, node.name), inner.name)
 
 
 def test_stubs_have_the_signatures_of_the_package_and_the_defaults_of_the_library():
@@ -160,12 +168,13 @@ def test_stubs_have_the_signatures_of_the_package_and_the_defaults_of_the_librar
 
 
 def test_stubs_have_all_figures_of_reports(points, mesh, tmp_path):
-    tree = ast.parse((pathlib.Path(zef.__file__).parent / "__init__.pyi").read_text())
     stubs = {c.name: {a.target.id for a in c.body if isinstance(a, ast.AnnAssign)}
-             for c in tree.body if isinstance(c, ast.ClassDef)}
+             for module in (zef, zef.tiles) for c in stub_of(module) if isinstance(c, ast.ClassDef)}
     mesh.write(tmp_path / "a.ply")
     report = zef.reconstruct(points).report
     compared = zef.compare(mesh, points, samples=9)
+    planned = zef.tiles.plan(tmp_path / "a.ply", tmp_path / "job")
     for found in (compared, compared.there, report, report.density, report.mended, report.refit, mesh.check(), mesh.check().components[0],
-                  zef.info(tmp_path / "a.ply"), zef.measure_points(points), mesh.write(tmp_path / "b.ply")):
+                  zef.info(tmp_path / "a.ply"), zef.measure_points(points), mesh.write(tmp_path / "b.ply"), planned, planned.grid,
+                  zef.tiles.read_state(tmp_path / "job")):
         assert set(vars(found)) == stubs[type(found).__name__]

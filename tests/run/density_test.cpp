@@ -233,3 +233,34 @@ TEST(UnevenClouds, areServedUpToALevelAndWithinABudget) {
     EXPECT_EQ(numTold, 2);
     EXPECT_NE(told.find("times coarser"), std::string::npos) << told;
 }
+
+// Whatever a grid takes over: the spacing, sparse parts and their levels, more smoothing, what flies, the budget of
+// cells.
+TEST(GridsOfScans, giveTheMeshThatTheyWereMeasuredFor) {
+    Random random(8);
+    Scan even(unevenSphere, 1.0, false, 6'000), noisy = even, uneven(unevenTorus, 64.0, true, 8'000);
+    for (Point3& p : noisy.vPoints) p = p + (p - Point3()) * random(-0.06, 0.06);
+    even.vPoints.emplace_back(1.6, 1.6, 1.6);
+    std::vector<Point3> vDenseCorner;
+    for (int i = 0; i < 10'000; ++i) {
+        const double side = i % 10 ? 0.1 : 1.0, x = random(0, side), y = random(0, side);
+        vDenseCorner.emplace_back(x, y, 0.0);
+    }
+    const ReconstructOptions coarse{.spacing = 0.07}, denser{.levels = 1};
+    for (const auto& [vPoints, options] : {std::pair(even.vPoints, ReconstructOptions()),
+                                           {noisy.vPoints, {}},
+                                           {uneven.vPoints, {}},
+                                           {uneven.vPoints, denser},
+                                           {uneven.vPoints, coarse},
+                                           {vDenseCorner, {}}}) {
+        ReconstructOptions given;
+        given.grid = measureGrid(vPoints, options);
+        const Reconstruction measured = reconstruct(vPoints, options), taken = reconstruct(vPoints, given);
+        EXPECT_TRUE(areEqual(measured.mesh, taken.mesh)) << vPoints.size();
+        EXPECT_EQ(taken.spacing, measured.spacing);
+        EXPECT_EQ(taken.measuredSpacing, measured.measuredSpacing);
+        EXPECT_EQ(taken.numOutliers, measured.numOutliers);
+    }
+    EXPECT_TRUE(measureGrid(noisy.vPoints).smooth && measureGrid(uneven.vPoints).uneven);
+    EXPECT_EQ(reconstruct(even.vPoints, {.grid = measureGrid(even.vPoints)}).numOutliers, 1u);
+}

@@ -4,6 +4,7 @@ import json
 import math
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 
@@ -37,8 +38,10 @@ runs = [
     "refit mesh.ply scan.csv -o refit.ply", "mend mesh.ply -o mended.ply", "flip mesh.ply -o flip.ply", "anneal mesh.ply -o anneal.ply",
     "reduce mesh.ply -o less.ply", "reduce mesh.ply -o less.ply --target 10%", "smooth mesh.ply -o smooth.ply",
     "colour mesh.ply -o colour.ply --fill", "holes mesh.ply", "check --deep --promise embedded mesh.ply", "reconstruct ball.xyz -o ball.ply --closed",
+    "tiles scan.csv --job job --cuts 2x1x1 --step plan", "tiles scan.csv --job job --cuts 2x1x1 -o joined.ply",
     "compare mesh.ply scan.csv -o compared.ply", "compare mesh.ply other.ply", "view mesh.ply --png view.png",
 ]
+shutil.rmtree(folder / "job", ignore_errors=True)
 named = set(re.findall(r"^  (\w+) ", subprocess.check_output([tool, "--help"], text=True), re.M))
 assert named == {run.split()[0] for run in runs}, "commands without a run: %s" % named
 for run in runs:

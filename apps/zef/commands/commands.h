@@ -33,6 +33,7 @@ void addMend(Commands& commands);
 void addResample(Commands& commands);
 void addSmooth(Commands& commands);
 void addSpacing(Commands& commands);
+void addTiles(Commands& commands);
 void addView(Commands& commands);
 
 // Lets the subcommand run the function with its options, which have a member talk.

@@ -10,6 +10,7 @@
 #include "files/inputs.h"
 #include "files/meshes.h"
 #include "files/pipes.h"
+#include "libraryOptions.h"
 #include "numbers.h"
 #include "options.h"
 #include "recipes.h"
@@ -27,9 +28,7 @@ namespace {
 struct ReconstructChoices {
     std::vector<std::string> vInputs;
     zef::ReadOptions reading;
-    zef::ReconstructOptions library;
-    std::string viewpoint;  // empty or "x,y,z"
-    std::string refit = "auto";
+    LibraryOptions library;
     bool bKeepNonManifold = false;
     Chain chain;
     bool bView = false, bCheck = false, bAnyway = false;
@@ -142,31 +141,11 @@ void giveHints(CommandRun& commandRun, const zef::ReconstructOptions& library, c
     commandRun.reportHints();
 }
 
-std::string checkViewpoint(const std::string& text) {
-    std::array<double, 3> at;
-    return parseThree(text, at) ? "" : "--viewpoint wants three finite numbers";
-}
-
-// "off", "auto" or a radius. False if it is anything else.
-bool parseRefit(const std::string& text, zef::ReconstructOptions& library) {
-    library.refit = text != "off";
-    library.refitRadius = 0.0;
-    if (!library.refit || text == "auto") return true;
-    return parseNumber(text, library.refitRadius) && library.refitRadius > 0.0;
-}
-
-std::string checkRefit(const std::string& text) {
-    zef::ReconstructOptions library;
-    return parseRefit(text, library) ? "" : "--refit wants off, auto or a radius in spacings";
-}
-
 // What the files themselves know of the sides of their points stands below what the
 // options say.
-void addSides(const ReconstructChoices& options, const zef::PointFile& scan, zef::ReconstructOptions& library) {
-    library.viewpoint = scan.viewpoint;
+void addSides(const zef::PointFile& scan, zef::ReconstructOptions& library) {
+    if (!library.viewpoint) library.viewpoint = scan.viewpoint;
     library.normals = scan.normals;
-    std::array<double, 3> at{};
-    if (parseThree(options.viewpoint, at)) library.viewpoint = zef::Point3(at[0], at[1], at[2]);
 }
 
 OutputOptions outputOf(const ReconstructChoices& options) {
@@ -205,9 +184,10 @@ void reportRecipe(Report& report, const ReconstructChoices& options) {
 }
 
 int runReconstruct(const ReconstructChoices& options, CommandRun& commandRun) {
-    if (options.bKeepNonManifold && !options.viewpoint.empty())
+    zef::ReconstructOptions library = settled(options.library);
+    if (options.bKeepNonManifold && library.viewpoint)
         throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
-    if (options.library.closed && (options.bKeepNonManifold || !options.library.untangle))
+    if (library.closed && (options.bKeepNonManifold || !library.untangle))
         throw UsageFailure("--closed goes with neither --keep-non-manifold nor --no-untangle");
     const OutputOptions output = outputOf(options);
     checkMeshOutput(output, options.vInputs);
@@ -221,13 +201,11 @@ int runReconstruct(const ReconstructChoices& options, CommandRun& commandRun) {
     zef::PointFile scan = readScan(commandRun, options.vInputs, options.reading);
     commandRun.lap("seconds_read", "read");
 
-    if (!options.bAnyway) requireMemory(commandRun, scan.points, options.library);
+    if (!options.bAnyway) requireMemory(commandRun, scan.points, library);
     commandRun.step("reconstructing");
-    zef::ReconstructOptions library = options.library;
     library.mend = !options.bKeepNonManifold;
     library.measureCoverage = true;
-    parseRefit(options.refit, library);
-    addSides(options, scan, library);
+    addSides(scan, library);
     zef::Reconstruction made = zef::reconstruct(scan.points, library, commandRun.getContext());
     if (!library.mend) zef::fillColors(made.mesh, commandRun.getContext());
     commandRun.lap("seconds_reconstruct", "reconstruct");
@@ -266,48 +244,18 @@ int runReconstruct(const ReconstructChoices& options, CommandRun& commandRun) {
     return bOpen || bTangled ? EXIT_COULD_NOT : EXIT_DONE;
 }
 
-void addLibraryOptions(CLI::App& command, zef::ReconstructOptions& library) {
-    CLI::Option* pSpacing =
-        command.add_option("--spacing", library.spacing, "Distance of the vertices, in the unit of the points")
-            ->check(checkPositive);
-    command.add_option("--factor", library.factor, "The same as a multiple of the measured spacing")
-        ->check(checkPositive)
-        ->capture_default_str()
-        ->excludes(pSpacing);
-    command.add_flag("--smooth", library.smooth, "One more pass of smoothing, for noisy scans");
-    command.add_option("--grow", library.growSteps, "How far gaps are closed, in steps; 0 leaves them open")
-        ->check(checkCount)
-        ->capture_default_str();
-    command.add_flag("--keep-borders,!--no-keep-borders", library.keepBorders,
-                     "Open borders stay where the points end, whatever --grow adds beyond them (the default), or not");
-    command
-        .add_option(
-            "--levels", library.levels,
-            "How often the distance of points may double until they are too sparse for a surface; 0 as in even scans")
-        ->check(CLI::Range(0, 10))
-        ->capture_default_str();
-    command.add_flag("--keep-outliers", library.keepOutliers,
-                     "Mesh stray points and points that fly off the surfaces as well");
+void addClosedOptions(CLI::App& command, zef::ReconstructOptions& library) {
     command.add_flag("--closed", library.closed,
                      "Close every piece, so that it encloses a volume, and leave out what encloses none; status 1 if "
                      "that fails somewhere, though the mesh is written");
     command.add_flag("--keep-inner", library.keepInner, "With --closed: keep pieces inside others");
+}
+
+void addThinWallsOption(CLI::App& command, zef::ReconstructOptions& library) {
     command.add_flag(
         "--thin-walls,!--no-thin-walls", library.thinWalls,
         "Keep both faces of walls that are too thin for the grid (the default), which takes twice the time "
         "where there are such, or not");
-    command
-        .add_option(
-            "--min-handle", library.minHandle,
-            "Cut or fill handles and tunnels that no points hold open and that are narrower than so many times the "
-            "distance of the vertices; 0 keeps all")
-        ->check(checkNumber)
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command
-        .add_option("--min-piece", library.minPiece, "Remove lonely pieces of fewer triangles than this; 0 keeps all")
-        ->check(checkCount)
-        ->capture_default_str();
 }
 
 }  // namespace
@@ -323,21 +271,16 @@ void addReconstruct(Commands& commands) {
                     "Settings for a common job, see zef recipe; options that are given besides count for more")
         ->type_name(recipeNames())
         ->check(checkRecipe);
-    addLibraryOptions(command, pOptions->library);
-    command
-        .add_option("--viewpoint", pOptions->viewpoint,
-                    "Where the scanner stood, in the coordinates of the points: open pieces of the mesh look there")
-        ->type_name("x y z")
-        ->check(checkViewpoint);
+    addGridOptions(command, pOptions->library);
+    addClosedOptions(command, pOptions->library.given);
+    addThinWallsOption(command, pOptions->library.given);
+    addPieceOptions(command, pOptions->library);
+    addViewpointOption(command, pOptions->library);
     addMendOption(command, pOptions->bKeepNonManifold);
-    addUntangleOption(command, pOptions->library.untangle);
-    command
-        .add_option("--refit", pOptions->refit,
-                    "Fit the mesh closer to the points, which takes their noise away and makes creases sharp: to those "
-                    "within a radius by their noise (auto), or this one in spacings; not with --keep-non-manifold")
-        ->check(checkRefit)
-        ->type_name("off|auto|RADIUS")
-        ->capture_default_str();
+    addUntangleOption(command, pOptions->library.given.untangle);
+    addRefitOption(command, pOptions->library,
+                   "Fit the mesh closer to the points, which takes their noise away and makes creases sharp: to those "
+                   "within a radius by their noise (auto), or this one in spacings; not with --keep-non-manifold");
     addChainOptions(command, pOptions->chain);
     command.add_flag("--check", pOptions->bCheck,
                      "Tell whether the mesh is closed, manifold and oriented; status 1 if not, though it is written");

@@ -23,19 +23,6 @@ std::vector<std::string> filesIn(const std::string& folder) {
     return vFiles;
 }
 
-std::vector<std::string> expanded(const std::vector<std::string>& vPaths) {
-    std::vector<std::string> vFiles;
-    for (const std::string& path : vPaths) {
-        std::error_code ignored;
-        if (isPipe(path) || !fs::is_directory(path, ignored)) {
-            vFiles.push_back(path);
-        } else {
-            for (std::string& file : filesIn(path)) vFiles.push_back(std::move(file));
-        }
-    }
-    return vFiles;
-}
-
 std::string namesOf(const std::vector<std::string>& vPaths) {
     return vPaths.size() == 1 ? vPaths.front() : std::to_string(vPaths.size()) + " files";
 }
@@ -61,13 +48,26 @@ zef::PointFile readAll(CommandRun& commandRun, const std::vector<std::string>& v
 
 }  // namespace
 
+std::vector<std::string> filesOf(const std::vector<std::string>& vPaths) {
+    std::vector<std::string> vFiles;
+    for (const std::string& path : vPaths) {
+        std::error_code ignored;
+        if (isPipe(path) || !fs::is_directory(path, ignored)) {
+            vFiles.push_back(path);
+        } else {
+            for (std::string& file : filesIn(path)) vFiles.push_back(std::move(file));
+        }
+    }
+    return vFiles;
+}
+
 zef::PointFile readCloud(CommandRun& commandRun, const std::string& path, const zef::ReadOptions& options) {
     return readAll(commandRun, {path}, options);
 }
 
 zef::PointFile readFiles(CommandRun& commandRun, const std::vector<std::string>& vPaths,
                          const zef::ReadOptions& options) {
-    return readAll(commandRun, expanded(vPaths), options);
+    return readAll(commandRun, filesOf(vPaths), options);
 }
 
 zef::PointFile readScan(CommandRun& commandRun, const std::vector<std::string>& vPaths,

@@ -7,6 +7,10 @@
 #include "options.h"
 #include "zef/files.h"
 
+// The names as they are, but a folder stands for the files in it that can be read, by name. Throws Failure if there
+// are none in one.
+std::vector<std::string> filesOf(const std::vector<std::string>& vPaths);
+
 // A file of points or triangles; one without points throws Failure.
 zef::PointFile readCloud(CommandRun& commandRun, const std::string& path, const zef::ReadOptions& options = {});
 

@@ -29,9 +29,9 @@ std::string roundedUp(double value) {
 std::string cureOf(double numPoints, double bytes, double spacing, const zef::ReconstructOptions& options,
                    bool bUneven) {
     const double factor = factorFor(numPoints, bytes, bUneven);
-    if (!(factor > 0.0)) return "cut the points into parts";
-    if (options.spacing > 0.0) return "try --spacing " + shortText(1.05 * factor * spacing);
-    return "try --factor " + roundedUp(factor);
+    if (!(factor > 0.0)) return "try zef tiles";
+    if (options.spacing > 0.0) return "try --spacing " + shortText(1.05 * factor * spacing) + ", or zef tiles";
+    return "try --factor " + roundedUp(factor) + ", or zef tiles";
 }
 
 [[noreturn]] void refuse(const char* what, double wanted, double free, const std::string& cure) {

@@ -12,6 +12,7 @@
 #include "zef/PointView.h"
 #include "zef/TriangleMesh.h"
 #include "zef/errors.h"
+#include "zef/files.h"
 #include "zef/meshCheck.h"
 
 namespace QUOR_ZEF {
@@ -29,6 +30,8 @@ void checkSpan(std::span<const Point3> points, const std::string& name = "points
 // Throws an ArgumentError with the name of the option unless it is a finite number from
 // low to high.
 void checkOption(const char* name, double value, double low, double high);
+// Throws an ArgumentError for what cannot work.
+void checkReading(const ReadOptions& options);
 
 // Throws in the words of the family of Error what ended the call inside. The exception
 // that is being handled.

@@ -25,9 +25,7 @@ void checkOptions(const WriteOptions& options) {
 
 }  // namespace
 
-namespace {
-
-void checkOptions(const ReadOptions& options) {
+void checkReading(const ReadOptions& options) {
     checkOption("grid", options.grid, 0.0, std::numeric_limits<double>::infinity());
     if (options.every == 0) throw ArgumentError("every: 0 leaves no point; give 1 for all");
     if (!options.box) return;
@@ -35,6 +33,8 @@ void checkOptions(const ReadOptions& options) {
     if (!(low.px <= high.px && low.py <= high.py && low.pz <= high.pz))
         throw ArgumentError("box: its first corner must have the lowest coordinates, its second the highest");
 }
+
+namespace {
 
 void showNotes(const std::string& path, const PointFile& file, std::size_t first = 0) {
     for (std::size_t i = first; i < file.notes.size(); ++i) showWarning("readPoints", path + ": " + file.notes[i]);
@@ -84,7 +84,7 @@ PointFile readPoints(const std::filesystem::path& path, const Context& context) 
 
 PointFile readPoints(const std::vector<std::filesystem::path>& paths, const ReadOptions& options,
                      const Context& context) {
-    checkOptions(options);
+    checkReading(options);
     if (paths.empty()) throw ArgumentError("paths: there is no file to read");
     return runCall(context,
                    [&] { return paths.size() == 1 ? readOne(paths.front(), options) : readMany(paths, options); });

@@ -1,6 +1,7 @@
 #include "api/plans.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <initializer_list>
 #include <string_view>
@@ -26,27 +27,8 @@ const ProgressPlan samplingStages = {{"dih2e", 2.0}, {"reo", 1.0},      {"rFins"
                                      {"feate", 1.0}, {"nfeate", 4.0},   {"ar4", 4.0},
                                      {"oifc", 0.1},  {"mandiffe", 0.2}, {"mandiffa", 0.5}};
 
-}  // namespace
-
-void planReconstruction(const ReconstructOptions& options, std::size_t numPoints) {
-    if (!getRun()) {
-        planProgress("Reconstruct", {{"CL_eres", 3.0},
-                                     {"SM_run", 3.0},
-                                     {"CL_creb", 3.0},
-                                     {"HL_st", 3.0},
-                                     {"VO_ftx", 3.0},
-                                     {"VO_amb", 3.0},
-                                     {"TP_unif", 10.0},
-                                     {"TP_pps", 100.0},
-                                     {"TP_cbcpl", 100.0},
-                                     {"TP_itr", 50.0},
-                                     {"TP_fin", 30.0},
-                                     {"RM_cpo", 10.0},
-                                     {"RM_kdeg", 10.0},
-                                     {"RM_gEfCandMT", 10.0},
-                                     {"efLoop", 10.0}});
-        return;
-    }
+// Of a run with surroundings.
+ProgressPlan stagesOf(const ReconstructOptions& options, std::size_t numPoints) {
     std::vector<std::string_view> vLeftOut;
     const auto leaveOutUnless = [&](bool bWanted, std::initializer_list<std::string_view> tags) {
         if (!bWanted) vLeftOut.insert(vLeftOut.end(), tags);
@@ -70,7 +52,38 @@ void planReconstruction(const ReconstructOptions& options, std::size_t numPoints
     std::erase_if(plan, [&](const auto& stage) {
         return std::find(vLeftOut.begin(), vLeftOut.end(), stage.first) != vLeftOut.end();
     });
-    planProgress("Reconstruct", plan);
+    return plan;
+}
+
+}  // namespace
+
+void planReconstruction(const ReconstructOptions& options, std::size_t numPoints) {
+    if (!getRun()) {
+        planProgress("Reconstruct", {{"CL_eres", 3.0},
+                                     {"SM_run", 3.0},
+                                     {"CL_creb", 3.0},
+                                     {"HL_st", 3.0},
+                                     {"VO_ftx", 3.0},
+                                     {"VO_amb", 3.0},
+                                     {"TP_unif", 10.0},
+                                     {"TP_pps", 100.0},
+                                     {"TP_cbcpl", 100.0},
+                                     {"TP_itr", 50.0},
+                                     {"TP_fin", 30.0},
+                                     {"RM_cpo", 10.0},
+                                     {"RM_kdeg", 10.0},
+                                     {"RM_gEfCandMT", 10.0},
+                                     {"efLoop", 10.0}});
+        return;
+    }
+    planProgress("Reconstruct", stagesOf(options, numPoints));
+}
+
+void planGrid(const ReconstructOptions& options, std::size_t numPoints) {
+    constexpr std::array<std::string_view, 4> first = {"CL_out", "CL_eres", "CL_dens", "SM_run"};
+    ProgressPlan plan = stagesOf(options, numPoints);
+    std::erase_if(plan, [&](const auto& stage) { return std::ranges::find(first, stage.first) == first.end(); });
+    planProgress("measuring", plan);
 }
 
 void planMeasuring(bool bDensity) {

@@ -8,28 +8,23 @@
 #include <utility>
 #include <vector>
 
-#include "api/Hal.h"
 #include "api/MeshBody.h"
 #include "api/calls.h"
 #include "api/plans.h"
-#include "api/sparseParts.h"
+#include "api/scanMesh.h"
 #include "api/thinParts.h"
 #include "api/untangled.h"
 #include "check/checkTriangles.h"
 #include "check/surfaceFit.h"
 #include "closing/bodies.h"
 #include "closing/closeLoops.h"
-#include "cloud/CloudMgr.h"
 #include "density/noise.h"
 #include "density/surroundings.h"
 #include "flat/arrays.h"
 #include "frame/License.h"
 #include "geometry/PointSource.h"
 #include "grid/Calc.h"
-#include "handles/cutHandles.h"
 #include "io/precision.h"
-#include "mend/Manifold.h"
-#include "outliers/lonelyPieces.h"
 #include "parallel/sortMT.h"
 #include "refit/refitMesh.h"
 #include "sides/turnPieces.h"
@@ -43,58 +38,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr double noFeatureAngle = 361.0;
 constexpr double unlimited = std::numeric_limits<double>::infinity();
-constexpr double maxLevels = 10.0;
-constexpr double widestHandle = 30.0;        // cells; time grows with the square
-constexpr std::uint32_t maxSparseHole = 44;  // edges: a few spacings across where points are sparse
-constexpr const char* noPoints = "there are no points with finite coordinates";
-
-// What both families of entries do; the choices are of the newer one.
-struct Job {
-    double spacing, factor;
-    bool bSmooth;
-    int numGrowSteps;
-    ScanChoices choices;
-};
-
-// What the newer entries learn besides the mesh.
-struct Findings {
-    Reconstruction result;
-    PointSource counted;  // the points that were not left out, if wanted
-    SparseParts sparseParts;
-    std::optional<Calc> calc;
-};
-
-std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Findings* pFindings) {
-    CloudMgr cloudMgr;
-    cloudMgr.choices = job.choices;
-    cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
-                                  job.numGrowSteps);
-    Hal hal(&cloudMgr);
-    std::shared_ptr<Mesh> pMesh = hal.reconstruct();
-    if (pFindings) {
-        Reconstruction* const pFound = &pFindings->result;
-        Cloud& cloud = *cloudMgr.getClouds().front();
-        pFindings->counted = std::move(cloud.counted);
-        if (cloud.getCalc()) pFindings->calc = *cloud.getCalc();
-        if (!cloud.vAddedCells.empty()) pFindings->sparseParts = {*cloud.getCalc(), std::move(cloud.vAddedCells)};
-        pFound->numPoints = cloud.numPoints + cloud.numStrays + cloud.numOutliers;
-        pFound->numStrays = cloud.numStrays;
-        pFound->numOutliers = cloud.numOutliers;
-        pFound->low = cloud.lowCorner;
-        pFound->high = cloud.highCorner;
-        pFound->measuredSpacing = cloud.getEstimatedSpacing();
-        pFound->spacing = cloud.usedSpacing;
-        pFound->numCells = hal.getNumCells();
-        pFound->density = cloud.foundDensity;
-    }
-    return pMesh;
-}
-
-Density densityOf(const ReconstructOptions& options) {
-    return options.levels == 0 ? Density::EVEN : options.density;
-}
 
 std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& job) {
     passLicenseGate("reconstruct", vPoints.size());
@@ -105,72 +49,10 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
     return pMesh;
 }
 
-bool isRefitWanted(const ReconstructOptions& options) {
-    return options.refit && options.mend;
-}
-
-void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
-    checkOption("spacing", options.spacing, 0.0, unlimited);
-    if (options.spacing == 0.0) checkOption("factor", options.factor, std::numeric_limits<double>::min(), unlimited);
-    checkOption("levels", options.levels, 0.0, maxLevels);
-    checkOption("refitRadius", options.refitRadius, 0.0, unlimited);
-    checkOption("minHandle", options.minHandle, 0.0, widestHandle);
-    if (options.closed && !(options.mend && options.untangle))
-        throw ArgumentError("closed: only with mend and untangle");
-    if (options.viewpoint) {
-        const Point3& p = *options.viewpoint;
-        if (!std::isfinite(p.px) || !std::isfinite(p.py) || !std::isfinite(p.pz))
-            throw ArgumentError("viewpoint has a coordinate that is not finite");
-    }
-    if (!options.normals.empty() && options.normals.size() != numPoints)
-        throw ArgumentError("normals: " + std::to_string(options.normals.size()) + " for " + std::to_string(numPoints) +
-                            " points; give one for each, or none");
-}
-
-void removeSmallPieces(const ReconstructOptions& options, const SparseParts& sparseParts, Reconstruction& result) {
-    const RemovedPieces removed =
-        removeLonelyPieces(result.mesh, result.spacing, options.minPiece, getTriangleWeights(result.mesh, sparseParts));
-    result.numRemovedPieces = removed.numPieces;
-    result.numRemovedTriangles = removed.numTriangles;
-}
-
-// What the thin walls join to must be a manifold, so that borders tell how good it is.
-bool areThinWallsKept(const ReconstructOptions& options) {
-    return options.thinWalls && options.mend;
-}
-
-bool areHandlesCut(const ReconstructOptions& options) {
-    return options.mend && options.minHandle > 0.0;
-}
-
-// As wide as a loop is that is as long as a circle around them.
-void cutSmallHandles(Reconstruction& result, const ReconstructOptions& options, const PointSource& points) {
-    if (!areHandlesCut(options)) return;
-    result.numCutHandles = cutHandles(result.mesh, points, result.spacing, M_PI * options.minHandle * result.spacing);
-    if (result.numCutHandles > 0 && result.mesh.hasColor()) completeColors(result.mesh);
-}
-
-void mendAndTurn(Reconstruction& result, const ReconstructOptions& options, const PointNormals& normals) {
-    ManifoldOptions mending;
-    mending.fillHoles = options.growSteps > 0;
-    if (result.density.uneven) mending.maxHoleEdges = maxSparseHole;
-    const MeshPieces pieces = makeManifold(result.mesh, mending, result.mended);
-    const TurnedPieces turned = turnPieces(result.mesh, pieces, {options.viewpoint, normals, result.spacing});
-    result.sideRule = turned.rule;
-    result.numTurnedPieces = turned.num;
-    if (result.mesh.hasColor()) completeColors(result.mesh);
-}
-
 // The standard deviation in spacings.
 double noiseOf(const PointSource& points, double spacing) {
     const double deviation = NoiseMap(points, spacing).getMedian().deviation;
     return deviation < 0.0 ? -1.0 : deviation / spacing;
-}
-
-// A given spacing is that of the vertices, which the points need not have.
-void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result) {
-    const double spacing = result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing;
-    result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius});
 }
 
 // Once; what parts triangles that intersect may open the mesh anew.
@@ -217,30 +99,6 @@ void measureFit(const PointSource& counted, Reconstruction& result) {
     result.noise = noiseOf(counted, result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing);
 }
 
-ScanChoices choicesOf(const ReconstructOptions& options) {
-    const bool bRefit = isRefitWanted(options);
-    const bool bKeepInput = options.measureCoverage || bRefit || areHandlesCut(options) || areThinWallsKept(options);
-    return {options.keepBorders, options.keepOutliers, densityOf(options), options.levels, bKeepInput, bRefit};
-}
-
-// Up to the mesh that is then fitted to the points.
-Findings makeMesh(const PointSource& points, const PointNormals& normals, const ReconstructOptions& options,
-                  const ScanChoices& choices) {
-    Findings findings;
-    Reconstruction& result = findings.result;
-    const std::shared_ptr<Mesh> pMesh =
-        run(points, {options.spacing, options.factor, options.smooth, options.growSteps, choices}, &findings);
-    if (result.numPoints == 0) throw NoSurfaceError(noPoints);
-    if (!pMesh || pMesh->getNumT() == 0)
-        throw NoSurfaceError("no surface came out of the points; try a larger factor or another spacing");
-    result.mesh = pMesh->releaseTriangles();
-    if (options.mend) mendAndTurn(result, options, normals);
-    removeSmallPieces(options, findings.sparseParts, result);
-    result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
-    cutSmallHandles(result, options, findings.counted);
-    return findings;
-}
-
 // Where sheets were joined since they are too close for the grid, once more with these moved apart.
 void keepThinWalls(const PointNormals& normals, const ReconstructOptions& options, Findings& findings) {
     if (!areThinWallsKept(options) || findings.result.density.uneven) return;
@@ -259,9 +117,10 @@ void keepThinWalls(const PointNormals& normals, const ReconstructOptions& option
     findings = std::move(apart);
 }
 
-Reconstruction reconstructSource(const PointSource& points, PointNormals normals, const ReconstructOptions& options,
-                                 const Context& context) {
-    checkOptions(options, points.size());
+Reconstruction reconstructSource(const PointSource& points, PointNormals normals,
+                                 const ReconstructOptions& givenOptions, const Context& context) {
+    checkOptions(givenOptions, points.size());
+    const ReconstructOptions options = settle(givenOptions);
     if (!options.normals.empty()) normals = {&points, &options.normals.front().vx, sizeof(Vector3) / sizeof(double)};
     return runCall(context, [&] {
         passLicenseGate("reconstruct", points.size());
@@ -278,6 +137,22 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         if (options.measureCoverage) measureFit(findings.counted, result);
         finishProgress();
         return result;
+    });
+}
+
+Grid measureGridOf(const PointSource& points, const ReconstructOptions& givenOptions, const Context& context) {
+    checkOptions(givenOptions, points.size());
+    const ReconstructOptions options = settle(givenOptions);
+    return runCall(context, [&] {
+        passLicenseGate("reconstruct", points.size());
+        planGrid(options, points.size());
+        Cloud cloud("points", options.spacing, options.factor, false, options.growSteps);
+        cloud.choices = choicesOf(options);
+        cloud.setPoints(points);
+        if (cloud.numPoints == 0) throw NoSurfaceError(noPoints);
+        cloud.findGrid(options.smooth);
+        finishProgress();
+        return cloud.foundGrid;
     });
 }
 
@@ -405,6 +280,11 @@ Reconstruction reconstruct(const PointView& points, const ReconstructOptions& op
 const char* wordOf(SideRule rule) {
     constexpr std::array words = {"none", "viewpoint", "normals", "volume", "terrain", "agreement"};
     return words.at(static_cast<std::size_t>(rule));
+}
+
+Grid measureGrid(std::span<const Point3> points, const ReconstructOptions& options, const Context& context) {
+    checkSpan(points);
+    return measureGridOf(points, options, context);
 }
 
 double measureSpacing(std::span<const Point3> points, const Context& context) {

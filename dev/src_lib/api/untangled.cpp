@@ -19,14 +19,16 @@ bool isHeldByFloats(const TriangleMesh& mesh, double spacing) {
     return !needsDoubles(low, high, spacing);
 }
 
+void roundToFloats(TriangleMesh& mesh) {
+    constexpr std::size_t minChunk = 8192;
+    parallelChunks(mesh.vertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) mesh.vertices[i].set(nearestFloats(mesh.vertices[i]));
+    });
+}
+
 UntangleReport untangleForFiles(TriangleMesh& mesh, double spacing) {
     if (mesh.vertices.empty()) return {};
-    if (isHeldByFloats(mesh, spacing)) {
-        constexpr std::size_t minChunk = 8192;
-        parallelChunks(mesh.vertices.size(), minChunk, [&](std::size_t begin, std::size_t end) {
-            for (std::size_t i = begin; i < end; ++i) mesh.vertices[i].set(nearestFloats(mesh.vertices[i]));
-        });
-    }
+    if (isHeldByFloats(mesh, spacing)) roundToFloats(mesh);
     return untangleMesh(mesh);
 }
 

@@ -66,6 +66,21 @@ int medianSeparationLevel(const std::vector<uint64>& vCCD) {
 
 }  // namespace
 
+Calc calcOf(const Grid& grid) {
+    const double side = std::ldexp(grid.spacing, grid.numLevels);
+    return Calc(grid.low.px, grid.low.py, grid.low.pz, side, side, side, grid.numLevels);
+}
+
+bool isInGrid(const Calc& calc, const Point3& p) {
+    constexpr double margin = 1000.0;  // cells
+    const double last = static_cast<double>(calc.numCells) - margin;
+    const auto isInside = [&](double x, double low) {
+        const double cells = (x - low) * calc.invCellX;
+        return cells >= margin && cells <= last;
+    };
+    return isInside(p.px, calc.x0) && isInside(p.py, calc.y0) && isInside(p.pz, calc.z0);
+}
+
 Cloud::Cloud(const std::string& cloudName, double spacing, double factor, bool bCorners, int growSteps)
     : numGrowSteps(growSteps), name(cloudName), absSpacing(spacing), spacingFactor(factor), bMelt(bCorners) {}
 
@@ -81,7 +96,10 @@ void Cloud::setPoints(PointSource points) {
     numPoints = input.size();
     if (input.empty()) return;
     measureBox();
-    if (!choices.bKeepOutliers) leaveOutStrays();
+    if (choices.grid)
+        leaveOutOutside(calcOf(*choices.grid));
+    else if (!choices.bKeepOutliers)
+        leaveOutStrays();
     if (!bMelt) return;
     vPoints.resize(input.size());
     for (std::size_t i = 0; i < vPoints.size(); ++i) vPoints[i] = input[i];
@@ -123,18 +141,32 @@ void Cloud::leaveOutStrays() {
     leaveOut(vStrays);
 }
 
+void Cloud::leaveOutOutside(const Calc& calc) {
+    std::vector<std::size_t> vOutside;
+    for (std::size_t i = 0; i < input.size(); ++i)
+        if (!isInGrid(calc, input[i])) vOutside.push_back(i);
+    numStrays = vOutside.size();
+    leaveOut(vOutside);
+}
+
 void Cloud::leaveOutFlyingPoints() {
     if (choices.bKeepOutliers) return;
     Progress* pProgress = getProgress()->getChildProgressSetTodo("CL_out", 3);
     pProgress->tick();
-    const double side = getExtent();
+    if (!choices.grid) {
+        foundGrid.blockLow.set(bboxMin[0], bboxMin[1], bboxMin[2]);
+        foundGrid.blockGridSide = getExtent();
+    }
+    const double side = foundGrid.blockGridSide;
     if (side > 0.0 && std::isfinite(side)) {
-        const Calc fine(bboxMin[0], bboxMin[1], bboxMin[2], side, side, side, fineLevels);
+        const Point3& low = foundGrid.blockLow;
+        const Calc fine(low.px, low.py, low.pz, side, side, side, fineLevels);
         std::vector<uint64> vCCD = getCCDs(fine);
         sortMT(vCCD.begin(), vCCD.end());
         pProgress->tick();
         // Points of one surface lie in blocks of this side that touch.
-        const int level = medianSeparationLevel(vCCD) + 1;
+        if (!choices.grid) foundGrid.blockLevel = medianSeparationLevel(vCCD) + 1;
+        const int level = foundGrid.blockLevel;
         if (level > 0) leaveOutBlocks(findFlyingBlocks(vCCD, level), fine, level);
     }
     pProgress->finish(true);
@@ -166,32 +198,55 @@ void Cloud::prepareScanPoints(bool bSmooth, const Calc* pGivenCalc) {
         showWarning(where(__PRETTY_FUNCTION__, __LINE__), "Nothing to do for cloud " + name);
         return;
     }
-    if (pGivenCalc) {
+    createBundles(makeNodes(bSmooth, pGivenCalc));
+}
+
+void Cloud::findGrid(bool bSmooth) {
+    makeNodes(bSmooth, nullptr);
+}
+
+std::unique_ptr<Smooth> Cloud::makeNodes(bool bSmooth, const Calc* pGivenCalc) {
+    if (pGivenCalc)
         pCalc = std::make_unique<Calc>(*pGivenCalc);
-    } else {
-        leaveOutFlyingPoints();
-        lowCorner.set(bboxMin[0], bboxMin[1], bboxMin[2]);
-        highCorner.set(bboxMax[0], bboxMax[1], bboxMax[2]);
-        if (choices.bKeepInput) counted = input;
-        estimateResolution();
-        const bool bUneven = isUneven();
-        createCalc();
-        if (bUneven)
-            serveSparseParts();
-        else if (choices.bSpreadThin)
-            spreadThinSheets();
-    }
+    else
+        settleGrid();
     passLicenseGate("number of points", numPoints);
     auto pSmooth = std::make_unique<Smooth>(std::move(input), &vPoints, pCalc.get());
     // Sparse parts are no noise, and look like it.
     if (choices.bSmoothNoisy && !foundDensity.uneven) pSmooth->mostScatter = mostScatter;
     pSmooth->run(bSmooth);
+    foundGrid.smooth = pSmooth->bSmoothed;
     // The nodes hold all that is needed of the points.
     std::vector<Point3>().swap(vPoints);
-    createBundles(std::move(pSmooth));
+    return pSmooth;
+}
+
+void Cloud::settleGrid() {
+    if (choices.grid) foundGrid = *choices.grid;
+    leaveOutFlyingPoints();
+    lowCorner.set(bboxMin[0], bboxMin[1], bboxMin[2]);
+    highCorner.set(bboxMax[0], bboxMax[1], bboxMax[2]);
+    if (choices.bKeepInput) counted = input;
+    estimateResolution();
+    const bool bUneven = isUneven();
+    createCalc();
+    if (bUneven)
+        serveSparseParts();
+    else if (choices.bSpreadThin)
+        spreadThinSheets();
+    foundGrid.low.set(pCalc->x0, pCalc->y0, pCalc->z0);
+    foundGrid.spacing = usedSpacing;
+    foundGrid.numLevels = pCalc->numLevels;
+    foundGrid.measuredSpacing = estimatedSpacing;
+    foundGrid.uneven = bUneven;
 }
 
 void Cloud::estimateResolution() {
+    if (choices.grid) {
+        estimatedSpacing = choices.grid->measuredSpacing;
+        usedSpacing = choices.grid->spacing;
+        return;
+    }
     if (absSpacing > 0.0) {
         usedSpacing = absSpacing;
         return;
@@ -239,6 +294,10 @@ std::vector<uint64> Cloud::getCCDs(const Calc& calc) const {
 
 void Cloud::createCalc() {
     constexpr double margin = 5000.0;  // cells on each side
+    if (choices.grid) {
+        pCalc = std::make_unique<Calc>(calcOf(*choices.grid));
+        return;
+    }
     checkScale();
     ASSEX(usedSpacing>0);
     checkResolution();

@@ -3,6 +3,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,7 +32,12 @@ struct ScanChoices {
     // Whether even scans are smoothed where their noise wants it, also if nobody asks for that.
     bool bSmoothNoisy = false;
     bool bSpreadThin = false;  // of even scans: see ThinSheets
+    std::optional<Grid> grid;  // nothing is measured then
 };
+
+Calc calcOf(const Grid& grid);
+// With room around for what neighbours and growth want of a cell. Points elsewhere are strays.
+bool isInGrid(const Calc& calc, const Point3& p);
 
 // One point set on its way from raw input to one Bundle per occupied cell.
 //
@@ -58,6 +64,7 @@ public:
     PointSource input;                                  // the finite points, where they lie
     Point3 lowCorner, highCorner;                       // of scans: of the box of the points that are not left out
     PointSource counted;                                // of scans, if wanted: the input less what was left out
+    Grid foundGrid;                                     // of scans, once their nodes stand
     // Of triangles: the corners, then the samples; of uneven scans: the points and those
     // added. None once the samples stand.
     std::vector<Point3> vPoints;
@@ -89,6 +96,8 @@ public:
     // Everything up to the Bundles. pGivenCalc: a grid to copy, or null to lay one.
     // Without points it warns and leaves everything empty.
     void prepareScanPoints(bool bSmooth, const Calc* pGivenCalc);
+    // The first half of it, after which foundGrid stands.
+    void findGrid(bool bSmooth);
 
     // Settles usedSpacing: absSpacing if given, else what the points show, times
     // spacingFactor. The measurement sorts one code per point and searches no
@@ -160,6 +169,9 @@ private:
     void measureBox();
     double getExtent() const;  // the longest side of the box
     void leaveOutStrays();
+    void leaveOutOutside(const Calc& calc);
+    std::unique_ptr<Smooth> makeNodes(bool bSmooth, const Calc* pGivenCalc);
+    void settleGrid();
     void leaveOut(const std::vector<std::size_t>& vPositions);
     void leaveOutBlocks(const std::vector<uint64>& vBlocks, const Calc& calc, int level);
     double measureSpacing();

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <sstream>
 #include <utility>
 
@@ -78,7 +79,7 @@ void Cloud::serveSparseParts() {
     for (int numTries = 1;; ++numTries) {
         const PointGrid pointGrid(input, *pCalc);
         Densifier densifier(pointGrid, pProgress);
-        const double maxCells = getMaxCells(numPoints);
+        const double maxCells = choices.grid ? std::numeric_limits<double>::infinity() : getMaxCells(numPoints);
         const double numCells = densifier.estimateCells(numLevels);
         // A coarser grid can bring in points that were beyond the levels of the finer one.
         if (numCells > maxCells && absSpacing <= 0.0 && numTries < maxTries) {
@@ -96,6 +97,7 @@ void Cloud::serveSparseParts() {
         foundDensity.levelPoints = densifier.countLevels(numLevels);
         break;
     }
+    foundGrid.levels = numLevels;
     warnOfBudget(numLevels);
     input = PointSource(vPoints);
     expectCosts(vPoints.size());

@@ -106,6 +106,20 @@ void PointCollector::noteViewpoint(const std::optional<Point3>& viewpoint) {
     vRunEnds.back() = all.points.size();
 }
 
+void PointCollector::takePoints(std::vector<Point3>& out) {
+    numGivenUp += all.points.size();
+    out.clear();
+    out.swap(all.points);
+    all = {};
+}
+
+std::optional<Point3> PointCollector::oneViewpoint() const {
+    const bool bOne =
+        !vViewpoints.empty() && std::all_of(vViewpoints.begin(), vViewpoints.end(),
+                                            [&](const auto& place) { return place && place == vViewpoints.front(); });
+    return bOne ? vViewpoints.front() : std::nullopt;
+}
+
 void PointCollector::thin(const PointBlock& block) {
     if (!block.points.empty()) noteViewpoint(block.viewpoint);
     for (std::size_t i = 0; i < block.points.size(); ++i) {

@@ -27,13 +27,20 @@ public:
     // Points, attributes, viewpoint, and how many were not taken.
     void finish(PointFile& out);
 
-    uint64 getNumTaken() const { return means.size() == 0 ? all.points.size() : means.size(); }
+    uint64 getNumTaken() const { return means.size() == 0 ? numGivenUp + all.points.size() : means.size(); }
+
+    // What came since the last time, for whoever wants no more of it than points, a part at a time. Without a grid;
+    // there is nothing to finish then.
+    void takePoints(std::vector<Point3>& out);
+    // Where the scanner stood for all points so far, if it was one place.
+    std::optional<Point3> oneViewpoint() const;
 
 private:
     const ReadOptions& options;
     std::array<bool, 256> bClassTaken{};
     PointBlock all;
     uint64 numOffered = 0, numLeft = 0;  // all; those that classes and box leave
+    uint64 numGivenUp = 0;               // by takePoints()
     // Whether all blocks had them, so far.
     bool bNormals = true, bClasses = true, bIntensities = true;
     bool bNoNormals = true;  // no block had them

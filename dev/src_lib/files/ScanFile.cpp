@@ -89,13 +89,13 @@ TriangleMesh ScanFile::loadMesh(const ReadMeshOptions& options) {
 }
 
 // Whether what is wanted is better read a part at a time.
-bool ScanFile::hasParts(const ReadOptions& options) const {
-    return isStream() || (pFormat->open && !bPacked && (options.partial || isChoosing(options)));
+bool ScanFile::hasParts(const ReadOptions& options, bool bPreferred) const {
+    return isStream() || (pFormat->open && !bPacked && (bPreferred || options.partial || isChoosing(options)));
 }
 
 // Null for what has to be read as a whole.
-std::unique_ptr<PointStream> ScanFile::open(const ReadOptions& options) const {
-    if (!hasParts(options)) return nullptr;
+std::unique_ptr<PointStream> ScanFile::open(const ReadOptions& options, bool bPreferred) const {
+    if (!hasParts(options, bPreferred)) return nullptr;
     PointChoice choice;
     choice.scan = options.scan;
     choice.columns = options.columns;
@@ -103,8 +103,9 @@ std::unique_ptr<PointStream> ScanFile::open(const ReadOptions& options) const {
 }
 
 bool ScanFile::drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage,
-                     PointFile& out) {
-    collector.expect(std::min<uint64>(stream.getFacts().numPoints, memoryLimit(file.getSize()) / sizeof(Point3)));
+                     PointFile& out, const std::function<void()>& onPart) {
+    if (!onPart)
+        collector.expect(std::min<uint64>(stream.getFacts().numPoints, memoryLimit(file.getSize()) / sizeof(Point3)));
     PointBlock block;
     const uint64 numBefore = collector.getNumTaken();
     uint64 position = 0;
@@ -112,6 +113,7 @@ bool ScanFile::drain(PointStream& stream, bool bPartial, PointCollector& collect
     try {
         while (stream.next(block)) {
             collector.add(block);
+            if (onPart) onPart();
             const uint64 now = std::min(stream.getPosition(), file.getSize());
             stage.tick(now - std::min(now, position));
             pollRun(0);
@@ -119,6 +121,7 @@ bool ScanFile::drain(PointStream& stream, bool bPartial, PointCollector& collect
         }
     } catch (const LoadError& error) {
         collector.add(block);
+        if (onPart) onPart();
         const uint64 numGood = collector.getNumTaken() - numBefore;
         if (!bPartial || numGood == 0) throw;
         out.notes.push_back(partialNote(error, numGood));
@@ -159,15 +162,17 @@ PointFile ScanFile::load(const ReadOptions& options) {
     return out;
 }
 
-bool ScanFile::collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out) {
+bool ScanFile::collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out,
+                       const std::function<void()>& onPart) {
     return named([&] {
-        const std::unique_ptr<PointStream> pStream = open(options);
+        const std::unique_ptr<PointStream> pStream = open(options, static_cast<bool>(onPart));
         if (!pStream) {
             takeWhole(options, collector, stage, out);
+            if (onPart) onPart();
             return true;
         }
         if (!oddity.empty()) out.notes.push_back(oddity);
-        return drain(*pStream, options.partial, collector, stage, out);
+        return drain(*pStream, options.partial, collector, stage, out, onPart);
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "bytes/InputFile.h"
@@ -28,7 +29,9 @@ public:
 
     // Gives the collector its points, and out the rest of what it tells. stage: gets the size of
     // the file in ticks. False if there was a fault, which out tells. Throws a FileError.
-    bool collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out);
+    // onPart: called after each part, and no room is made for more; a format that can is read in parts then.
+    bool collect(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out,
+                 const std::function<void()>& onPart = {});
 
 private:
     std::string path;
@@ -40,9 +43,10 @@ private:
 
     void detect();
     PointFile loadWhole(const ReadOptions& options);
-    bool hasParts(const ReadOptions& options) const;
-    std::unique_ptr<PointStream> open(const ReadOptions& options) const;
-    bool drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage, PointFile& out);
+    bool hasParts(const ReadOptions& options, bool bPreferred = false) const;
+    std::unique_ptr<PointStream> open(const ReadOptions& options, bool bPreferred) const;
+    bool drain(PointStream& stream, bool bPartial, PointCollector& collector, OptionalStage& stage, PointFile& out,
+               const std::function<void()>& onPart);
     void takeWhole(const ReadOptions& options, PointCollector& collector, OptionalStage& stage, PointFile& out);
     template <class Fn>
     auto named(const Fn& fn) const;

@@ -40,8 +40,8 @@ constexpr Tables makeTables() {
 constexpr Tables tables = makeTables();
 
 #if defined(__x86_64__)
-__attribute__((target("sse4.2"))) std::uint32_t crc32cByProcessor(std::string_view bytes) {
-    std::uint64_t crc = 0xFFFFFFFF;
+__attribute__((target("sse4.2"))) std::uint32_t crc32cByProcessor(std::string_view bytes, std::uint32_t before) {
+    std::uint64_t crc = static_cast<std::uint32_t>(~before);
     const char* p = bytes.data();
     const char* const pEnd = p + bytes.size();
     for (; pEnd - p >= std::ptrdiff_t{wordBytes}; p += wordBytes) crc = _mm_crc32_u64(crc, loadValue<std::uint64_t>(p));
@@ -53,8 +53,8 @@ __attribute__((target("sse4.2"))) std::uint32_t crc32cByProcessor(std::string_vi
 
 }  // namespace
 
-std::uint32_t crc32cByTables(std::string_view bytes) {
-    std::uint32_t crc = 0xFFFFFFFF;
+std::uint32_t crc32cByTables(std::string_view bytes, std::uint32_t before) {
+    std::uint32_t crc = ~before;
     const char* p = bytes.data();
     const char* const pEnd = p + bytes.size();
     for (; pEnd - p >= std::ptrdiff_t{wordBytes}; p += wordBytes) {
@@ -66,12 +66,12 @@ std::uint32_t crc32cByTables(std::string_view bytes) {
     return ~crc;
 }
 
-std::uint32_t crc32c(std::string_view bytes) {
+std::uint32_t crc32c(std::string_view bytes, std::uint32_t before) {
 #if defined(__x86_64__)
     static const bool bHasInstruction = __builtin_cpu_supports("sse4.2") != 0;
-    if (bHasInstruction) return crc32cByProcessor(bytes);
+    if (bHasInstruction) return crc32cByProcessor(bytes, before);
 #endif
-    return crc32cByTables(bytes);
+    return crc32cByTables(bytes, before);
 }
 
 }  // namespace QUOR_ZEF

@@ -70,6 +70,7 @@ constexpr std::array stages = {
     Words{"ar4", "sampling areas"},
     Words{"oifc", "sorting samples"},
     Words{"mandiffe", "collecting edge samples"},
+    Words{"IO_files", "reading the files"},
     Words{"IO_load", "reading the file"},
     Words{"IO_read", "taking rows of the file"},
     Words{"IO_pos", "comparing positions"},

@@ -53,6 +53,7 @@ struct RefitSurface {
     std::vector<std::uint32_t> vOpposite;  // by side, the other one at its edge; none at borders
     std::vector<Vector3> vCentres;         // by triangle
     std::vector<FaceNormal> vNormals;      // by triangle, as its corners lie
+    std::vector<bool> vFixed;              // by triangle, whether its sides stay; empty: none must
     double edge = 0.0;                     // mean length of the sides in the beginning, world units
     double area = 0.0;                     // in the beginning
 
@@ -62,6 +63,10 @@ struct RefitSurface {
     std::size_t numVertices() const { return vPlaces.size(); }
     const Vector3& corner(std::size_t side) const { return vPlaces[vTriples[side]]; }
     bool isBorder(std::uint32_t side) const { return vOpposite[side] == none; }
+    // Only of a side that is no border.
+    bool isFixed(std::uint32_t side) const {
+        return !vFixed.empty() && (vFixed[side / 3] || vFixed[vOpposite[side] / 3]);
+    }
 
     // Follows vTriples, as vOpposite must have done.
     void renewFans();

@@ -47,8 +47,11 @@ constexpr uint64 numParts = 3;  // of a round: flips, normals, places
 
 class Refitter {
 public:
-    Refitter(const TriangleMesh& mesh, const PointSource& points, const RefitOptions& options_)
-        : options(options_), surface(mesh), vOld(surface.vPlaces), facePoints(surface, points) {}
+    Refitter(const TriangleMesh& mesh, const PointSource& points, const RefitOptions& options_,
+             const std::vector<bool>& vFixed)
+        : options(options_), surface(mesh), vOld(surface.vPlaces), facePoints(surface, points) {
+        surface.vFixed = vFixed;
+    }
 
     void run(OptionalStage& stage, const PointSource& points) {
         settleFits(points);
@@ -354,10 +357,11 @@ private:
 
 }  // namespace
 
-RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options) {
+RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options,
+                      const std::vector<bool>& vFixed) {
     if (mesh.indices.empty() || points.empty()) return {};
     OptionalStage stage("RF_fit", timeOfSetUp + timeOfNoise + timeOfRounds + timeOfCreases);
-    Refitter refitter(mesh, points, options);
+    Refitter refitter(mesh, points, options, vFixed);
     stage.tick(timeOfSetUp);
     refitter.run(stage, points);
     refitter.writeTo(mesh, points);
