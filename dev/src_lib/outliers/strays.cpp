@@ -6,6 +6,8 @@
 #include <limits>
 #include <utility>
 
+#include "geometry/byPlace.h"
+
 namespace QUOR_ZEF {
 
 namespace {
@@ -31,9 +33,10 @@ std::size_t numAllowed(std::size_t numPoints) {
 // are not the half of them.
 Coords placeAmong(const PointSource& points, std::size_t numStrays) {
     Coords place{};
-    std::vector<double> v(2 * numStrays + 1);
+    const std::vector<std::size_t> vDrawn = drawByPlace(points, 2 * numStrays + 1);
+    std::vector<double> v(vDrawn.size());
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        for (std::size_t i = 0; i < v.size(); ++i) v[i] = coordsOf(points[i])[axis];
+        for (std::size_t i = 0; i < v.size(); ++i) v[i] = coordsOf(points[vDrawn[i]])[axis];
         const auto middle = v.begin() + static_cast<std::ptrdiff_t>(numStrays);
         std::nth_element(v.begin(), middle, v.end());
         place[axis] = *middle;
