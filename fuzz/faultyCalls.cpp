@@ -5,6 +5,9 @@
 //
 // Kinds: alloc, read, write (files), open, rename, sync, thread; and shrink, where the N-th
 // read finds that its file has just lost its second half.
+//
+// With ZEF_FAULTS_LINKED linked into a program with sanitizers instead, by --wrap=main: alloc alone, of operator new,
+// and what is not freed then is found.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -19,7 +22,9 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
+#ifndef ZEF_FAULTS_LINKED
 // NOLINTBEGIN(readability-identifier-naming,bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(std::size_t);
@@ -28,6 +33,7 @@ void* __libc_realloc(void*, std::size_t);
 void* __libc_memalign(std::size_t, std::size_t);
 }
 // NOLINTEND(readability-identifier-naming,bugprone-reserved-identifier)
+#endif
 
 namespace {
 
@@ -51,11 +57,6 @@ bool fails(const char* kind, int code) {
     return true;
 }
 
-template <class Fn>
-Fn next(Fn /*like*/, const char* name) {
-    return reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
-}
-
 void begin() {
     const char* const pFault = std::getenv("ZEF_FAULT");
     const char* const pColon = pFault ? std::strchr(pFault, ':') : nullptr;
@@ -63,6 +64,62 @@ void begin() {
     which = std::atol(pColon + 1);
     bAndLater = std::strchr(pColon, '+') != nullptr;
     pKind = pFault;
+}
+
+}  // namespace
+
+#ifdef ZEF_FAULTS_LINKED
+
+namespace {
+
+void* allocate(std::size_t size, std::size_t alignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__) noexcept {
+    return fails("alloc", ENOMEM) ? nullptr : std::aligned_alloc(alignment, (size + alignment) / alignment * alignment);
+}
+
+void* orThrow(void* p) {
+    return p ? p : throw std::bad_alloc();
+}
+
+}  // namespace
+
+// NOLINTBEGIN(readability-identifier-naming,bugprone-reserved-identifier)
+extern "C" int __real_main(int argc, char** argv);
+extern "C" int __wrap_main(int argc, char** argv) {
+    begin();
+    return __real_main(argc, argv);
+}
+// NOLINTEND(readability-identifier-naming,bugprone-reserved-identifier)
+
+// clang-format off
+void* operator new(std::size_t n) { return orThrow(allocate(n)); }
+void* operator new[](std::size_t n) { return orThrow(allocate(n)); }
+void* operator new(std::size_t n, std::align_val_t a) { return orThrow(allocate(n, static_cast<std::size_t>(a))); }
+void* operator new[](std::size_t n, std::align_val_t a) { return orThrow(allocate(n, static_cast<std::size_t>(a))); }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate(n); }
+void* operator new(std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept { return allocate(n, static_cast<std::size_t>(a)); }
+void* operator new[](std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept { return allocate(n, static_cast<std::size_t>(a)); }
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept { std::free(p); }
+// clang-format on
+
+#else
+
+namespace {
+
+template <class Fn>
+Fn next(Fn /*like*/, const char* name) {
+    return reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
 }
 
 void shrink(int file) {
@@ -156,4 +213,6 @@ int pthread_create(pthread_t* pThread, const pthread_attr_t* pAttributes, void* 
 }
 
 }  // extern "C"
-// NOLINTEND(readability-inconsistent-declaration-parameter-name,readability-identifier-naming,bugprone-reserved-identifier)
+   // NOLINTEND(readability-inconsistent-declaration-parameter-name,readability-identifier-naming,bugprone-reserved-identifier)
+
+#endif

@@ -8,6 +8,8 @@ read) the first, second, ... call fails; from the 40th on (allocations: the 400t
 same with all later calls failing as well. Each run must end within a minute, with status 0 and the output that it has without
 faults, or with status 1 and a line on standard error that begins with "zef: " and the file as it was before. Nothing else may lie in the folder.
 
+LIBRARY "-": TOOL has faults of its own, as zef_faulty of a build with sanitizers has, which finds what is not freed (--kinds alloc).
+
 Then signals (SIGINT, SIGTERM, SIGKILL) at --moments moments drawn from the time that a run takes: statuses 130, 0, or the signal; the output as it
 was, or whole; nothing else in the folder, but for SIGKILL. At last a full disk (/dev/full), a pipe that nobody reads, and a folder
 that cannot be written (not as root). --quick: a few of all that, for ctest. Status 1 if anything went wrong.
@@ -69,7 +71,7 @@ class Bench:
     """A folder with inputs, where each run finds the old output."""
 
     def __init__(self, tool, library, folder):
-        self.tool, self.library, self.folder = os.path.abspath(tool), os.path.abspath(library), os.path.join(folder, "work")
+        self.tool, self.library, self.folder = os.path.abspath(tool), library, os.path.join(folder, "work")
         self.hit = os.path.join(folder, "hit")
         os.mkdir(self.folder)
         write_ply(os.path.join(self.folder, "scan.ply"), list(sphere(3_000)))
@@ -108,7 +110,9 @@ class Bench:
         words = COMMANDS[command].split() + ["-q", "--threads", "4"] + (["--force"] if self.name(command) else [])
         environment = dict(os.environ)
         if fault:
-            environment.update(ZEF_FAULT=fault, ZEF_FAULT_HIT=self.hit, LD_PRELOAD=self.library)
+            environment.update(ZEF_FAULT=fault, ZEF_FAULT_HIT=self.hit)
+            if self.library != "-":
+                environment["LD_PRELOAD"] = os.path.abspath(self.library)
         return subprocess.Popen([self.tool, command] + words, cwd=self.folder, env=environment, stdout=output, stderr=errors,
                                 preexec_fn=default_signals)
 

@@ -57,13 +57,12 @@ four_at_once() {
     done
 }
 
-# The first mesh is that of the points as text then, in the order of the file. Without fitting, which adds up points in
-# their order.
+# The first mesh is that of the points as text then, in the order of the file.
 other_order() {
     "$tool" convert "$scan" "$folder/points.xyz" --quiet --force >/dev/null
-    mesh first.ply "$tool" reconstruct "$folder/points.xyz" --refit off
+    mesh first.ply "$tool" reconstruct "$folder/points.xyz"
     shuf --random-source=<(yes) "$folder/points.xyz" >"$folder/shuffled.xyz"
-    compare "$tool" reconstruct "$folder/shuffled.xyz" --refit off
+    compare "$tool" reconstruct "$folder/shuffled.xyz"
 }
 
 for scan in $(for name in "$@"; do if [[ -d $name ]]; then ls -d "$name"/*; else echo "$name"; fi; done); do

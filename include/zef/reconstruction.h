@@ -22,9 +22,9 @@ namespace QUOR_ZEF {
 
 // All calls here run on the caller's thread, borrow workers for their parallel
 // stretches, and give the same bytes for the same input, whatever the number of threads
-// and whatever ran before. Several may run at once. Inputs are never changed. Points
-// with a coordinate that is not finite are left out, with one warning that counts them
-// (of triangles, the whole triangle).
+// and whatever ran before, and of a cloud whatever the order of its points. Several may
+// run at once. Inputs are never changed. Points with a coordinate that is not finite are
+// left out, with one warning that counts them (of triangles, the whole triangle).
 //
 // Throw ArgumentError, NoSurfaceError, TooLargeError, CancelledError, LicenseError,
 // InternalError: see errors.h.

@@ -21,6 +21,17 @@ TriangleMesh meshOf(const Shape& shape) {
     return {shape.vertices, shape.triples};
 }
 
+// Triangles that all have one edge.
+TriangleMesh book(std::uint32_t numPages) {
+    TriangleMesh mesh{{{0.1, 0.0, -0.4}, {0.2, 0.1, 0.9}}, {}};
+    for (std::uint32_t i = 0; i < numPages; ++i) {
+        const double turn = 2.0 * M_PI * i / numPages, wide = 0.3 + 0.1 * (i % 7);
+        mesh.vertices.emplace_back(wide * std::cos(turn), wide * std::sin(turn), 0.01 * (i % 50));
+        mesh.indices.insert(mesh.indices.end(), {i % 2, 2 + i, 1 - i % 2});
+    }
+    return mesh;
+}
+
 double slowDistance(const TriangleMesh& mesh, const Point3& p) {
     double sq = std::numeric_limits<double>::infinity();
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
@@ -37,7 +48,7 @@ double slowDistance(const TriangleMesh& mesh, const Point3& p) {
 
 TEST(Compare, distancesAreThoseOfASlowSearch) {
     const TriangleMesh own = meshOf(icosphere(4)), its = meshOf(torus(40, 16, 0.9, 0.3));
-    for (const TriangleMesh& reference : {its, TriangleMesh{its.vertices, {}}, meshOf(cone(300))}) {
+    for (const TriangleMesh& reference : {its, TriangleMesh{its.vertices, {}}, meshOf(cone(300)), book(2000)}) {
         const Comparison made = compare(own, reference, few);
         double largest = 0.0;
         for (std::size_t i = 0; i < own.vertices.size(); ++i) {

@@ -1,12 +1,14 @@
 // Point3, Vector3 and the free functions on them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numbers>
 #include <vector>
 
 #include "frame/Rand15.h"
+#include "geometry/byPlace.h"
 #include "geometry/freeFunctions.h"
 #include "support/capture.h"
 
@@ -169,4 +171,27 @@ TEST(EstimatedNormal, isRefusedWithoutAPlaneAndBringsTheCentroid) {
     ASSERT_TRUE(estimate({{0, 0, 1, 9, 9, 9, 9}, {4, 0, 1}, {0, 8, 1}, {4, 8, 1}}, normal, centroid));
     EXPECT_EQ(centroid, Point3(2, 4, 1));
     EXPECT_FALSE(centroid.hasColor());
+}
+
+TEST(ByPlace, takesTheSamePlacesInAnyOrderAndFromEverywhere) {
+    std::vector<Point3> vPoints;
+    for (int i = 0; i < 64'000; ++i) vPoints.emplace_back(i % 40 - 20, i / 40 % 40 - 20, i / 1600 - 20);
+    const auto draw = [&](std::size_t num) {
+        std::vector<Point3> vDrawn;
+        for (const std::size_t i : drawByPlace(PointSource(vPoints), num)) vDrawn.push_back(vPoints[i]);
+        return vDrawn;
+    };
+    const std::vector<Point3> vFirst = draw(8000);
+    ASSERT_EQ(vFirst.size(), 8000u);
+    for (int octant = 0; octant < 8; ++octant) {
+        const auto num = std::count_if(vFirst.begin(), vFirst.end(), [&](const Point3& p) {
+            return (p.px < 0) == (octant % 2 == 0) && (p.py < 0) == (octant / 2 % 2 == 0) && (p.pz < 0) == (octant < 4);
+        });
+        EXPECT_NEAR(static_cast<double>(num), 1000.0, 150.0) << octant;
+    }
+    std::reverse(vPoints.begin(), vPoints.end());
+    EXPECT_EQ(draw(8000), vFirst);
+    EXPECT_EQ(draw(100'000).size(), vPoints.size());
+    for (std::size_t i = 0; i < vPoints.size(); ++i) vPoints[i].set(i % 2 ? 0.0 : -0.0, 1.0, 2.0);
+    EXPECT_EQ(draw(10), std::vector<Point3>(10, Point3(0.0, 1.0, 2.0)));
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <utility>
 
@@ -234,6 +235,37 @@ TEST(Reconstruct, doubleLayersBecomeOne) {
             }
         }
     }
+}
+
+TEST(Reconstruct, theOrderOfThePointsHasNoSay) {
+    // In steps of z, some points twice in two colours, with a normal each; more than are looked at for noise and fit.
+    std::vector<Point3> vPoints = sphere(24000, 0.004, 0.6);
+    for (std::size_t i = 0; i < vPoints.size(); ++i) {
+        vPoints[i].set(vPoints[i].px, vPoints[i].py, std::round(vPoints[i].pz * 0x1p5) * 0x1p-5);
+        vPoints[i].setColor(static_cast<std::uint8_t>(i % 251), 10, 100, 255);
+    }
+    for (std::size_t i = 0; i < 3000; ++i) {
+        vPoints.push_back(vPoints[7 * i]);
+        vPoints.back().r ^= 129;
+    }
+    vPoints.emplace_back(900.0, 800.0, 900.0);
+    const auto run = [&](const std::vector<Point3>& vOrdered) {
+        std::vector<Vector3> vNormals;
+        for (const Point3& p : vOrdered) vNormals.emplace_back(p.px, p.py, p.pz * 0.9);
+        return reconstruct(vOrdered, {.measureCoverage = true, .normals = vNormals});
+    };
+    const Reconstruction first = run(vPoints);
+    std::shuffle(vPoints.begin(), vPoints.end(), std::mt19937(3));
+    const Reconstruction other = run(vPoints);
+    EXPECT_GT(first.refit.numMovedVertices, 1000u);
+    EXPECT_EQ(first.numStrays, 1u);
+    EXPECT_EQ(std::memcmp(&first.refit, &other.refit, sizeof(RefitReport)), 0);
+    EXPECT_EQ(first.coverage, other.coverage);
+    EXPECT_EQ(first.noise, other.noise);
+    EXPECT_EQ(first.mesh.indices, other.mesh.indices);
+    ASSERT_EQ(first.mesh.vertices, other.mesh.vertices);
+    for (std::size_t i = 0; i < first.mesh.vertices.size(); ++i)
+        ASSERT_EQ(first.mesh.vertices[i].getColorString(), other.mesh.vertices[i].getColorString());
 }
 
 TEST(Reconstruct, theEntriesAreOneRoadWithDifferentSpacing) {

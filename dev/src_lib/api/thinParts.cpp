@@ -24,7 +24,7 @@ std::vector<std::size_t> findOff(const PointSource& points, const TriangleMesh& 
 
 // The points around some of these, evenly chosen.
 std::vector<Point3> gatherAround(const PointSource& points, const std::vector<std::size_t>& vWhich, double radius) {
-    constexpr std::size_t maxPlaces = 5, minChunk = 50'000;
+    constexpr std::size_t maxPlaces = 12, minChunk = 50'000;
     std::vector<Point3> vPlaces;
     std::vector<std::uint32_t> vNumbers;
     for (std::size_t i = 0; i < std::min(maxPlaces, vWhich.size()); ++i) {

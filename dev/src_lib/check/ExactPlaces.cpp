@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <numeric>
+#include <utility>
 
 #include "frame/Run.h"
+#include "geometry/byPlace.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -55,18 +56,27 @@ bool ExactPlaces::isFinite(std::uint32_t vertex) const {
     return std::ranges::all_of(v[vertex], [](double x) { return std::isfinite(x); });
 }
 
-// NaN has no order.
+// What is at one place has one number, and hardly anything else has. NaN has no order.
 void ExactPlaces::findSame() {
-    std::vector<std::uint32_t> vOrder;
+    std::vector<std::pair<uint64, std::uint32_t>> vNumbered;
     vSame.resize(v.size());
     std::iota(vSame.begin(), vSame.end(), 0U);
-    vOrder.reserve(v.size());
-    std::ranges::copy_if(vSame, std::back_inserter(vOrder), [&](std::uint32_t i) { return isFinite(i); });
-    sortMT(vOrder.begin(), vOrder.end(),
-           [&](std::uint32_t i, std::uint32_t j) { return v[i] != v[j] ? v[i] < v[j] : i < j; });
-    for (std::size_t i = 1; i < vOrder.size(); ++i) {
+    vNumbered.reserve(v.size());
+    for (std::uint32_t i = 0; i < v.size(); ++i) {
         pollRun(i);
-        if (v[vOrder[i]] == v[vOrder[i - 1]]) vSame[vOrder[i]] = vSame[vOrder[i - 1]];
+        if (isFinite(i)) vNumbered.emplace_back(numberOfPlace(v[i][0], v[i][1], v[i][2]), i);
+    }
+    sortStableByFirstMT(vNumbered.begin(), vNumbered.end());
+    std::size_t num = 0;
+    for (auto first = vNumbered.begin(), last = first; first != vNumbered.end(); first = last) {
+        pollRun(num++);
+        while (last != vNumbered.end() && last->first == first->first) ++last;
+        if (last - first < 2) continue;
+        std::sort(first, last, [&](const auto& a, const auto& b) {
+            return v[a.second] != v[b.second] ? v[a.second] < v[b.second] : a.second < b.second;
+        });
+        for (auto next = first + 1; next != last; ++next)
+            if (v[next->second] == v[(next - 1)->second]) vSame[next->second] = vSame[(next - 1)->second];
     }
 }
 

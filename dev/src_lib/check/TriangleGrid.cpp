@@ -2,6 +2,7 @@
 
 #include <numeric>
 
+#include "frame/Run.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -34,7 +35,9 @@ TriangleGrid::TriangleGrid(const std::vector<Coords>& vPlaces, const std::vector
 void TriangleGrid::settleCells() {
     all = vBoxes.front();
     double sumExtent = 0.0, span = 0.0;
-    for (const CoordBox& box : vBoxes) {
+    for (std::size_t t = 0; t < vBoxes.size(); ++t) {
+        pollRun(t);
+        const CoordBox& box = vBoxes[t];
         double extent = 0.0;
         for (std::size_t i = 0; i < 3; ++i) extent = std::max(extent, box.high[i] - box.low[i]);
         sumExtent += extent;
@@ -79,7 +82,10 @@ void TriangleGrid::enterTriangles() {
     std::size_t num = 0;
     for (const std::vector<Entry>& vPart : vParts) num += vPart.size();
     vEntries.reserve(num);
-    for (const std::vector<Entry>& vPart : vParts) vEntries.insert(vEntries.end(), vPart.begin(), vPart.end());
+    for (const std::vector<Entry>& vPart : vParts) {
+        pollRun(0);
+        vEntries.insert(vEntries.end(), vPart.begin(), vPart.end());
+    }
     sortByFirstMT(vEntries.begin(), vEntries.end());
 }
 

@@ -11,6 +11,7 @@
 #include "frame/Progress.h"
 #include "frame/types.h"
 #include "geometry/PlaceIndex.h"
+#include "geometry/byPlace.h"
 #include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 
@@ -46,12 +47,10 @@ struct NearestSix {
 class FitMeasure {
 public:
     FitMeasure(const PointSource& allPoints, const TriangleMesh& surface, double cellSize)
-        : points(allPoints), mesh(surface), cell(cellSize) {
-        const std::size_t num = std::min(points.size(), maxSampled);
-        for (std::size_t k = 0; k < num; ++k) vIndices.push_back(spreadSample(k, num, points.size()));
+        : points(allPoints), mesh(surface), cell(cellSize), vIndices(drawByPlace(allPoints, maxSampled)) {
         for (const std::size_t i : vIndices) vPlaces.push_back(points[i]);
-        vSpacing.assign(num, infinity);
-        vDistance.assign(num, infinity);
+        vSpacing.assign(vPlaces.size(), infinity);
+        vDistance.assign(vPlaces.size(), infinity);
         // On this radius there are six points in a plane.
         const double cellsPerPoint = static_cast<double>(mesh.vertices.size()) / static_cast<double>(points.size());
         firstRadius = cell * std::min(1.0, std::sqrt(2.0 * cellsPerPoint));
@@ -83,7 +82,7 @@ private:
     const PointSource& points;
     const TriangleMesh& mesh;
     const double cell;
-    std::vector<std::size_t> vIndices;  // of the sampled points
+    const std::vector<std::size_t> vIndices;  // of the sampled points
     std::vector<Point3> vPlaces;
     std::vector<double> vSpacing, vDistance;           // infinite until known
     double spacingRadius = 0.0, distanceRadius = 0.0;  // up to here all are known

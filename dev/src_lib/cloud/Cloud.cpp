@@ -20,6 +20,7 @@
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 #include "sampling/Smooth.h"
+#include "sampling/firstPerCell.h"
 
 namespace QUOR_ZEF {
 
@@ -110,7 +111,7 @@ void Cloud::measureBox() {
     bboxMin = bboxMax = {first.px, first.py, first.pz};
     for (std::size_t i = 0; i < input.size(); ++i) {
         const Point3 p = input[i];
-        const double coords[3] = {p.px, p.py, p.pz};
+        const double coords[3] = {p.px + 0.0, p.py + 0.0, p.pz + 0.0};  // of 0 and -0 one
         for (std::size_t axis = 0; axis < 3; ++axis) {
             bboxMin[axis] = std::min(bboxMin[axis], coords[axis]);
             bboxMax[axis] = std::max(bboxMax[axis], coords[axis]);
@@ -366,12 +367,7 @@ std::vector<CodedNode> firstNodesOfCells(const Smooth& smooth, const Calc& calc)
     std::vector<CodedNode> vCoded;
     parallelTransform(smooth.getNodes(), vCoded,
                       [&](const SNode& node) { return CodedNode(calc.getCCD(node.smoothedPoint), &node); });
-    sortMT(vCoded.begin(), vCoded.end(), [](const CodedNode& a, const CodedNode& b) {
-        return a.first != b.first ? a.first < b.first : a.second->id < b.second->id;
-    });
-    const auto end = std::unique(vCoded.begin(), vCoded.end(),
-                                 [](const CodedNode& a, const CodedNode& b) { return a.first == b.first; });
-    vCoded.erase(end, vCoded.end());
+    keepFirstPerCell(vCoded, [](const SNode* pNode) { return pNode->id; });
     return vCoded;
 }
 

@@ -2,6 +2,7 @@
 #include <map>
 
 #include "cloud/Cloud.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "gaps/GapCloser.h"
 #include "geometry/freeFunctions.h"
@@ -74,10 +75,12 @@ void Cloud::getRCD2Point(std::vector<Point3>& vSamples, std::vector<RCDPoint>& v
     const Calc& calc = *pCalc;
     parallelTransform(vSamples, vRCDPoint, [&](const Point3& p) { return RCDPoint(calc.getRCD(p), p); });
     std::vector<Point3>().swap(vSamples);
+    pollRun(0);
     sortStableByFirstMT(vRCDPoint.begin(), vRCDPoint.end());
     const auto end = std::unique(vRCDPoint.begin(), vRCDPoint.end(),
                                  [](const RCDPoint& a, const RCDPoint& b) { return a.first == b.first; });
     vRCDPoint.erase(end, vRCDPoint.end());
+    pollRun(0);
     vAllRCDOut = codesOf(vRCDPoint);
 }
 

@@ -153,8 +153,9 @@ std::vector<std::uint64_t> histogramOf(const std::vector<double>& vDistances, do
     std::vector<std::uint64_t> vCounts(std::size_t{numBins} + 1);
     for (const double d : vDistances) {
         const double at = limit > 0.0 ? d / limit * numBins : 0.0;
-        // The limit itself still belongs to the last bin.
-        ++vCounts[d > limit ? numBins : std::min<std::size_t>(static_cast<std::size_t>(at), numBins - 1)];
+        // The limit itself still belongs to the last bin, and infinite distances, whose squares are beyond doubles,
+        // too.
+        ++vCounts[d > limit ? numBins : at < numBins ? static_cast<std::size_t>(at) : numBins - 1];
     }
     return vCounts;
 }

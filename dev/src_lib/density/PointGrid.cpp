@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <tuple>
 
 #include "frame/tools.h"
+#include "geometry/byPlace.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -14,10 +14,6 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::size_t minPoints = 4096;
-
-bool isBefore(const Point3& a, const Point3& b) {
-    return std::tie(a.px, a.py, a.pz) < std::tie(b.px, b.py, b.pz);
-}
 
 // The codes of the blocks around one, by the tribits of its coordinates; none that would
 // lie beyond the grid.
@@ -57,8 +53,8 @@ void PointGrid::sortCells(const PointSource& points) {
         while (begin < end) {
             std::size_t last = begin + 1;
             while (last < vCodes.size() && vCodes[last] == vCodes[begin]) ++last;
-            std::stable_sort(vPoints.begin() + static_cast<std::ptrdiff_t>(begin),
-                             vPoints.begin() + static_cast<std::ptrdiff_t>(last), isBefore);
+            std::sort(vPoints.begin() + static_cast<std::ptrdiff_t>(begin),
+                      vPoints.begin() + static_cast<std::ptrdiff_t>(last), comesBefore);
             begin = last;
         }
     });

@@ -8,6 +8,7 @@
 
 #include "frame/Progress.h"
 #include "geometry/PlaceIndex.h"
+#include "geometry/byPlace.h"
 #include "geometry/freeFunctions.h"
 #include "geometry/symmetricEigen.h"
 #include "parallel/parallelTransform.h"
@@ -30,9 +31,6 @@ constexpr double smallestBlock = 12.0;  // spacings
 struct Hit {
     double sqDistance;
     std::uint64_t point;
-    bool operator<(const Hit& h) const {
-        return sqDistance != h.sqDistance ? sqDistance < h.sqDistance : point < h.point;
-    }
     bool operator==(const Hit& h) const { return point == h.point; }
 };
 
@@ -116,7 +114,7 @@ public:
     NoiseSearch(const PointSource& allPoints, double spacing) : points(allPoints), firstRadius(firstReach * spacing) {
         const std::size_t num =
             std::min({points.size(), maxSampled, std::max(fewest, points.size() / pointsPerSample)});
-        for (std::size_t k = 0; k < num; ++k) vPlaces.push_back(points[spreadSample(k, num, points.size())]);
+        for (const std::size_t i : drawByPlace(points, num)) vPlaces.push_back(points[i]);
         vFound.resize(num);
     }
 
@@ -186,11 +184,18 @@ private:
             for (const auto& [place, hit] : vPart) vHits[vNext[place]++] = hit;
     }
 
+    // Of points as far away the order is that of their places.
+    bool isNearer(const Hit& a, const Hit& b) const {
+        if (a.sqDistance != b.sqDistance) return a.sqDistance < b.sqDistance;
+        const Point3 p = points[a.point], q = points[b.point];
+        return p != q ? p < q : a.point < b.point;
+    }
+
     // Whether a piece is large enough for what its points scatter; else it is the best so far.
     bool settle(std::uint32_t place) {
         const auto first = vHits.begin() + static_cast<std::ptrdiff_t>(vStarts[place]),
                    last = vHits.begin() + static_cast<std::ptrdiff_t>(vStarts[place + 1]);
-        std::sort(first, last);
+        std::sort(first, last, [&](const Hit& a, const Hit& b) { return isNearer(a, b); });
         const std::span<const Hit> hits(first, std::unique(first, last));
         std::array<Vector3, aNumPoints.back()> arms;
         std::size_t numArms = 0;

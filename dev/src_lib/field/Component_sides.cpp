@@ -92,10 +92,12 @@ const Facet& Component::edgeNeighbour(const Facet* pFacet, std::size_t edge) con
 
 void Component::cc_createFacets() {
     facetIndex = FacetIndex(vCellRCD);
+    pollRun(0);
     vVisibleFacets.clear();
     vVisibleFacets.reserve(facetIndex.numFacets());
     auto border = vBorderRCD.begin();
     for (std::uint32_t cell = 0; cell < vCellRCD.size(); ++cell) {
+        pollRun(cell);
         while (border != vBorderRCD.end() && *border < vCellRCD[cell]) ++border;
         const bool bBorder = border != vBorderRCD.end() && *border == vCellRCD[cell];
         for (int dir = 0; dir < numDirs; ++dir) {
@@ -109,6 +111,7 @@ void Component::cc_labelSides() {
     cc_createFacets();
     const int endLabel = cc_createFacetComponents();
 
+    pollRun(0);
     std::vector<int> vCount(static_cast<std::size_t>(endLabel), 0);
     for (const Facet& f : vVisibleFacets) {
         if (f.component >= 0) ++vCount[static_cast<std::size_t>(f.component)];
@@ -125,6 +128,7 @@ void Component::cc_labelSides() {
         for (Facet& f : vVisibleFacets) f.component = -1;
     } else {
         cc_colorizeRest(vCountGroup[0].second, vCountGroup[1].second);
+        pollRun(0);
         nameSides(vCountGroup[0].second, vCountGroup[1].second);
         mendPinholes();
     }
@@ -152,6 +156,7 @@ std::vector<std::uint32_t> Component::findThinWalls() const {
 
 int Component::cc_createFacetComponents() {
     vEdgeNeighbours = facetIndex.getNeighbours(vCellRCD);
+    pollRun(0);
     const std::vector<std::uint32_t> vThinWall = findThinWalls();
     std::vector<std::uint32_t> vQueue;
     int group = firstGroup;

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <tuple>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 
@@ -42,6 +43,7 @@ EdgeTable::EdgeTable(const std::vector<std::uint32_t>& vTriples_, std::size_t nu
 void EdgeTable::fillBuckets() {
     const auto forEachSide = [&](auto&& f) {
         for (std::uint32_t side = 0; side < vTriples.size(); side += 3) {
+            pollRun(side / 3);
             const std::uint32_t a = vTriples[side], b = vTriples[side + 1], c = vTriples[side + 2];
             f(std::min(a, b), std::max(a, b), side);
             f(std::min(b, c), std::max(b, c), side + 1);

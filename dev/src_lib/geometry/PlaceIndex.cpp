@@ -5,11 +5,6 @@
 
 namespace QUOR_ZEF {
 
-std::size_t spreadSample(std::size_t k, std::size_t num, std::size_t size) {
-    const std::size_t begin = k * size / num, end = (k + 1) * size / num;
-    return begin + static_cast<std::size_t>(uint64{k} * 0x9e3779b97f4a7c15 >> 33) % (end - begin);
-}
-
 PlaceIndex::PlaceIndex(const std::vector<Point3>& vPlaces, const std::vector<std::uint32_t>& vWhich, double ballRadius)
     : radius(ballRadius), blocks(8 * vWhich.size()) {
     if (vPlaces.empty()) return;

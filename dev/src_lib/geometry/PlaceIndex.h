@@ -11,10 +11,6 @@
 
 namespace QUOR_ZEF {
 
-// The k-th of num indices below size that are strewn evenly, one for each stretch: not at equal steps, since
-// scans come in rows. num is size at the most.
-std::size_t spreadSample(std::size_t k, std::size_t num, std::size_t size);
-
 // A block of a grid of any size as one number. Two blocks may have the same.
 inline uint64 codeOfBlock(std::int64_t x, std::int64_t y, std::int64_t z) {
     return static_cast<uint64>(x) * 0xd6e8feb86659fd93 + static_cast<uint64>(y) * 0xa0761d6478bd642f +

@@ -1,5 +1,6 @@
 #include "grid/RemoveDecider.h"
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 
 namespace QUOR_ZEF {
@@ -15,6 +16,7 @@ uint64 RemoveDecider::pruneStrong(const std::vector<uint64>& vRemoveCandidates, 
         numBefore = vDoomedOut.size();
         std::vector<uint64> vRefused;
         for (auto it = vKeptOut.rbegin(); it != vKeptOut.rend(); ++it) {
+            pollRun(static_cast<std::size_t>(it - vKeptOut.rbegin()));
             if (isBorder(*it)) {
                 doom(*it);
                 vDoomedOut.push_back(*it);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 
 namespace QUOR_ZEF {
@@ -81,8 +82,9 @@ void RemoveDecider_RCD::classify(std::vector<uint64>& vAreaOut, std::vector<uint
 }
 
 void RemoveDecider_RCD::getAlive(std::vector<uint64>& vAliveOut) const {
-    for (const uint64 rcd : *pvRCD) {
-        if (!isDoomed(rcd)) vAliveOut.push_back(rcd);
+    for (std::size_t i = 0; i < pvRCD->size(); ++i) {
+        pollRun(i);
+        if (const uint64 rcd = (*pvRCD)[i]; !isDoomed(rcd)) vAliveOut.push_back(rcd);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "grid/CellBlocks.h"
 #include "parallel/sortMT.h"
@@ -55,11 +56,15 @@ namespace {
 // vRCD must be sorted and unique.
 void componentsOfSet(const std::vector<uint64>& vRCD, std::vector<std::vector<uint64>>& vComponents) {
     DisjointSets sets(vRCD.size());
-    CellBlocks_RCD(vRCD).forEachPair([&](std::uint32_t i, std::uint32_t j) { sets.join(i, j); });
+    CellBlocks_RCD(vRCD).forEachPair([&](std::uint32_t i, std::uint32_t j) {
+        pollRun(i);
+        sets.join(i, j);
+    });
 
     std::vector<std::uint32_t> vComponentOf(vRCD.size());
     std::vector<std::size_t> vCount;
     for (std::uint32_t i = 0; i < vRCD.size(); ++i) {
+        pollRun(i);
         const std::uint32_t root = sets.find(i);
         if (root == i) {
             vComponentOf[i] = static_cast<std::uint32_t>(vCount.size());
@@ -70,7 +75,10 @@ void componentsOfSet(const std::vector<uint64>& vRCD, std::vector<std::vector<ui
     }
     vComponents.resize(vCount.size());
     for (std::size_t c = 0; c < vCount.size(); ++c) vComponents[c].reserve(vCount[c]);
-    for (std::size_t i = 0; i < vRCD.size(); ++i) vComponents[vComponentOf[i]].push_back(vRCD[i]);
+    for (std::size_t i = 0; i < vRCD.size(); ++i) {
+        pollRun(i);
+        vComponents[vComponentOf[i]].push_back(vRCD[i]);
+    }
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <random>
 
 #include "flat/EdgeTable.h"
+#include "frame/Run.h"
 #include "store/DisjointSets.h"
 
 namespace QUOR_ZEF {
@@ -23,10 +24,12 @@ TriangleTree growTree(const std::vector<std::uint32_t>& vOpposite) {
     std::vector<bool> vMet(numTriangles);
     tree.vReached.reserve(numTriangles);
     for (std::uint32_t first = 0; first < numTriangles; ++first) {
+        pollRun(first);
         if (vMet[first]) continue;
         vMet[first] = true;
         std::size_t next = tree.vReached.size();
         for (tree.vReached.push_back(first); next < tree.vReached.size(); ++next) {
+            pollRun(next);
             const std::uint32_t t = tree.vReached[next];
             for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side) {
                 const std::uint32_t other = vOpposite[side];
@@ -53,10 +56,13 @@ std::vector<std::uint32_t> findLeftOver(const TriangleMesh& mesh, const std::vec
         return a != b;
     };
     std::vector<std::uint32_t> vLeftOver;
-    for (std::uint32_t side = 0; side < vOpposite.size(); ++side)
+    for (std::uint32_t side = 0; side < vOpposite.size(); ++side) {
+        pollRun(side);
         if (vOpposite[side] == noSide) joinEnds(side);
+    }
     // The farthest first, so that what is left over lies as near to the first triangle as can be.
     for (std::size_t i = tree.vReached.size(); i-- > 0;) {
+        pollRun(i);
         const std::uint32_t t = tree.vReached[i];
         for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side) {
             const std::uint32_t other = vOpposite[side];
@@ -74,6 +80,7 @@ std::vector<std::uint32_t> findOpposites(const TriangleMesh& mesh) {
     const EdgeTable edges(mesh.indices, mesh.vertices.size());
     std::vector<std::uint32_t> vOpposite(mesh.indices.size(), noSide);
     edges.forEachEdge([&](const Edge& edge) {
+        pollRun(edge.low);
         if (edge.size() != 2) return;
         vOpposite[edge[0]] = edge[1];
         vOpposite[edge[1]] = edge[0];
@@ -104,6 +111,7 @@ LoopClasses::LoopClasses(const TriangleMesh& mesh, const std::vector<std::uint32
         vRings[vOpposite[side] / 3] ^= ring;
     }
     for (std::size_t i = tree.vReached.size(); i-- > 0;) {
+        pollRun(i);
         const std::uint32_t t = tree.vReached[i], way = tree.vWay[t];
         if (way == noSide || vRings[t] == 0) continue;
         enter(way, vRings[t]);

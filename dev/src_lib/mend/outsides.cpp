@@ -1,5 +1,6 @@
 #include "mend/outsides.h"
 
+#include "frame/Run.h"
 #include "frame/types.h"
 #include "geometry/freeFunctions.h"
 #include "store/DisjointSets.h"
@@ -60,6 +61,7 @@ private:
 
     void sumMiddles() {
         for (std::uint32_t corner = 0; corner < mesh.indices.size(); ++corner) {
+            pollRun(corner);
             if (!isTriangle(corner / 3)) continue;
             Sums& sums = vSums[vNumber[corner / 3]];
             sums.middle += at(corner) - zero;
@@ -70,6 +72,7 @@ private:
 
     void sumTriangles() {
         for (std::uint32_t t = 0; t < mesh.numTriangles(); ++t) {
+            pollRun(t);
             if (!isTriangle(t)) continue;
             Sums& sums = vSums[vNumber[t]];
             const double sign = vFlip[t] ? -1.0 : 1.0;

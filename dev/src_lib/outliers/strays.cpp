@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+#include "geometry/byPlace.h"
+
 namespace QUOR_ZEF {
 
 namespace {
@@ -31,6 +33,12 @@ struct SinglePoints {
     Coords operator[](std::size_t i) const { return coordsOf(points[i]); }
     uint64 num(std::size_t) const { return 1; }
     uint64 numAll() const { return points.size(); }
+    // So many of them, which do not depend on their order.
+    std::vector<Coords> some(uint64 num) const {
+        std::vector<Coords> v;
+        for (const std::size_t i : drawByPlace(points, num)) v.push_back(coordsOf(points[i]));
+        return v;
+    }
 };
 struct ManyPoints {
     std::span<const Point3> places;
@@ -39,6 +47,12 @@ struct ManyPoints {
     Coords operator[](std::size_t i) const { return coordsOf(places[i]); }
     uint64 num(std::size_t i) const { return vNums[i]; }
     uint64 numAll() const { return std::accumulate(vNums.begin(), vNums.end(), uint64{0}); }
+    std::vector<Coords> some(uint64 num) const {
+        std::vector<Coords> v;
+        for (std::size_t i = 0; i < size() && v.size() < num; ++i)
+            v.insert(v.end(), std::min<uint64>(vNums[i], num - v.size()), (*this)[i]);
+        return v;
+    }
 };
 
 uint64 numAllowed(uint64 numPoints) {
@@ -51,11 +65,10 @@ uint64 numAllowed(uint64 numPoints) {
 template <class Points>
 Coords placeAmong(const Points& points, uint64 numStrays) {
     Coords place{};
-    const uint64 numAsked = 2 * numStrays + 1;
+    const std::vector<Coords> vSome = points.some(2 * numStrays + 1);
+    std::vector<double> v(vSome.size());
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        std::vector<double> v;
-        for (std::size_t i = 0; v.size() < numAsked; ++i)
-            v.insert(v.end(), std::min(points.num(i), numAsked - v.size()), points[i][axis]);
+        for (std::size_t i = 0; i < v.size(); ++i) v[i] = vSome[i][axis];
         const auto middle = v.begin() + static_cast<std::ptrdiff_t>(numStrays);
         std::nth_element(v.begin(), middle, v.end());
         place[axis] = *middle;

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "frame/Run.h"
 #include "parallel/concurrency.h"
 
 // Loops over chunks, by the calling thread and as many workers of the task pool as
@@ -30,7 +31,10 @@ struct TransformTask {
     const Fn& fn;
 
     void operator()(int /*worker*/) {
-        for (; first != last; ++first) *out++ = fn(*first);
+        for (std::size_t i = 0; first != last; ++first) {
+            pollRun(i++);
+            *out++ = fn(*first);
+        }
     }
 };
 
@@ -43,7 +47,10 @@ struct TransformTask_N {
     int n;
 
     void operator()(int /*worker*/) {
-        for (; first != last; ++first, out += n) fn(*first, out);
+        for (std::size_t i = 0; first != last; ++first, out += n) {
+            pollRun(i++);
+            fn(*first, out);
+        }
     }
 };
 
@@ -54,7 +61,10 @@ struct ForEachTask {
     const Fn& fn;
 
     void operator()(int /*worker*/) {
-        for (; first != last; ++first) fn(*first);
+        for (std::size_t i = 0; first != last; ++first) {
+            pollRun(i++);
+            fn(*first);
+        }
     }
 };
 
@@ -92,7 +102,10 @@ void parallelTransform(const std::vector<In>& vIn, std::vector<Out>& vOut, const
     const unsigned numThreads = getLoopThreads(vIn.size());
     if (numThreads < 2) {
         vOut.reserve(vOut.size() + vIn.size());
-        for (const In& element : vIn) vOut.push_back(fn(element));
+        for (std::size_t i = 0; i < vIn.size(); ++i) {
+            pollRun(i);
+            vOut.push_back(fn(vIn[i]));
+        }
         return;
     }
     static_assert(!std::is_same_v<Out, bool>, "bits of one byte cannot be written by several threads");
@@ -133,7 +146,10 @@ template <class T, class Fn>
 void parallelForEach(const std::vector<T>& vIn, const Fn& fn) {
     const unsigned numThreads = getLoopThreads(vIn.size());
     if (numThreads < 2) {
-        for (const T& element : vIn) fn(element);
+        for (std::size_t i = 0; i < vIn.size(); ++i) {
+            pollRun(i);
+            fn(vIn[i]);
+        }
         return;
     }
     std::vector<ForEachTask<T, Fn>> vTasks;

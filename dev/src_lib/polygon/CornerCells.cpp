@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "grid/Calc.h"
 #include "parallel/parallelTransform.h"
@@ -104,6 +105,7 @@ uint64 CornerCells::keyBelow(uint64 key, std::size_t axis) {
 void CornerCells::build(std::span<const uint64> vCCD, const Calc& calc) {
     *this = CornerCells();
     for (std::size_t i = 0; i < vCCD.size(); ++i) {
+        pollRun(i);
         ASSEX(i==0 || vCCD[i-1]<vCCD[i]);
         const uint64 key = vCCD[i] >> blockBits;
         if (vBlocks.empty() || vBlocks.back().key != key) vBlocks.push_back({key, 0, static_cast<std::uint32_t>(i)});
@@ -111,10 +113,16 @@ void CornerCells::build(std::span<const uint64> vCCD, const Calc& calc) {
         lastVCD = std::max(lastVCD, calc.incSparse(calc.incSparse(calc.incSparse(vCCD[i], 4), 2), 1));
     }
     mBlock = CodeMap(vBlocks.size());
-    for (std::uint32_t i = 0; i < vBlocks.size(); ++i) mBlock.insert(vBlocks[i].key, i);
+    for (std::uint32_t i = 0; i < vBlocks.size(); ++i) {
+        pollRun(i);
+        mBlock.insert(vBlocks[i].key, i);
+    }
     listCornerBlocks();
     mCornerBlock = CodeMap(vCornerBlocks.size());
-    for (std::uint32_t i = 0; i < vCornerBlocks.size(); ++i) mCornerBlock.insert(vCornerBlocks[i], i);
+    for (std::uint32_t i = 0; i < vCornerBlocks.size(); ++i) {
+        pollRun(i);
+        mCornerBlock.insert(vCornerBlocks[i], i);
+    }
     parallelTransform(vCornerBlocks, vConfigs, [&](uint64 key) { return configsOf(key); });
 }
 

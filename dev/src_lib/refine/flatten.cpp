@@ -25,6 +25,7 @@ public:
         vVertex.resize(cells.getNumNumbers(), none);
         cells.forEachNumber([&](std::uint32_t number) {
             const Bundle* pBundle = cells.getBundle(number);
+            pollRun(number);
             if (!pBundle) return;
             const Point3* pVtx = pBundle->pPoint;
             vVertex[number] = append(vPointVertex, *pVtx);

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "geometry/PlaceIndex.h"
+#include "geometry/byPlace.h"
 
 namespace QUOR_ZEF {
 
@@ -12,10 +12,10 @@ CoordinateSteps::CoordinateSteps(const PointSource& points, double spacing) : le
     constexpr std::size_t maxSampled = 20'000;
     constexpr std::size_t fewest = 16;  // values: less are a few planes
     constexpr std::size_t pointsPerValue = 20, timesOfOthers = 10;
-    const std::size_t num = std::min(points.size(), maxSampled);
     std::array<std::vector<double>, 3> aValues;
-    for (std::size_t k = 0; k < num; ++k) {
-        const Point3 p = points[spreadSample(k, num, points.size())];
+    const std::vector<std::size_t> vSampled = drawByPlace(points, maxSampled);
+    for (const std::size_t position : vSampled) {
+        const Point3 p = points[position];
         aValues[0].push_back(p.px);
         aValues[1].push_back(p.py);
         aValues[2].push_back(p.pz);
@@ -27,7 +27,8 @@ CoordinateSteps::CoordinateSteps(const PointSource& points, double spacing) : le
     for (std::size_t i = 0; i < 3; ++i) {
         const std::size_t numOthers = std::min(aValues[(i + 1) % 3].size(), aValues[(i + 2) % 3].size());
         const std::size_t numValues = aValues[i].size();
-        if (numValues < fewest || pointsPerValue * numValues > num || timesOfOthers * numValues > numOthers) continue;
+        if (numValues < fewest || pointsPerValue * numValues > vSampled.size() || timesOfOthers * numValues > numOthers)
+            continue;
         axis = i;
         vValues = std::move(aValues[i]);
         return;

@@ -4,12 +4,12 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <tuple>
 #include <utility>
 
 #include "frame/Run.h"
 #include "frame/tools.h"
 #include "frame/types.h"
+#include "geometry/byPlace.h"
 #include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
@@ -80,8 +80,10 @@ public:
     PlaceLists(const RefitSurface& surface, const ColumnGrid& grid) {
         std::vector<Place> vUnsorted;
         vUnsorted.reserve(surface.numTriangles());
-        for (std::uint32_t t = 0; t < surface.numTriangles(); ++t)
+        for (std::uint32_t t = 0; t < surface.numTriangles(); ++t) {
+            pollRun(t);
             forEachPlace(surface, t, grid.getCell(), [&](const Vector3& p) { vUnsorted.push_back({p, t}); });
+        }
         std::vector<CodedIndex> vOrder(vUnsorted.size());
         parallelChunks(vOrder.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) vOrder[i] = {grid.codeAt(vUnsorted[i].p), i};
@@ -216,8 +218,7 @@ FacePoints::FacePoints(const RefitSurface& surface, const PointSource& points) {
             while (last < end && vOrder[last].first == vOrder[begin].first) ++last;
             const auto at = [&](std::size_t i) { return vOrder.begin() + static_cast<std::ptrdiff_t>(i); };
             std::sort(at(begin), at(last), [&](const CodedIndex& a, const CodedIndex& b) {
-                const Point3 p = points[a.second], q = points[b.second];
-                return std::tie(p.px, p.py, p.pz, a.second) < std::tie(q.px, q.py, q.pz, b.second);
+                return comesBefore(points[a.second], points[b.second]);
             });
             sweep.moveTo(vOrder[begin].first);
             for (; begin < last; ++begin) {
@@ -228,8 +229,10 @@ FacePoints::FacePoints(const RefitSurface& surface, const PointSource& points) {
     };
     parallelChunks(boundsOfCells(vOrder), findFaces);
 
+    pollRun(0);
     vUnsortedIndices.resize(vOrder.size());
     for (std::size_t i = 0; i < vOrder.size(); ++i) vUnsortedIndices[i] = static_cast<std::uint32_t>(vOrder[i].second);
+    vOrder = {};
     sortByFace(surface.numTriangles());
 }
 
@@ -241,6 +244,7 @@ void FacePoints::sortByFace(std::size_t numFaces) {
     }
     for (std::size_t t = 0; t < numFaces; ++t) vStart[t + 1] += vStart[t];
     vPlaces.resize(vStart.back());
+    pollRun(0);
     vIndices.resize(vStart.back());
     vNext.assign(vStart.begin(), vStart.end() - 1);
     for (std::size_t i = 0; i < vFaces.size(); ++i) {

@@ -20,6 +20,7 @@ namespace QUOR_ZEF {
 // 80 bytes a point and 20 a triangle meanwhile, 64 a point afterwards.
 class FacePoints {
 public:
+    FacePoints() = default;
     // The order of the points has no say.
     FacePoints(const RefitSurface& surface, const PointSource& points);
 

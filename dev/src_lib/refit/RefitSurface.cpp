@@ -7,6 +7,7 @@
 
 #include "flat/arrays.h"
 #include "flat/triangleSides.h"
+#include "frame/Run.h"
 #include "geometry/freeFunctions.h"
 
 namespace QUOR_ZEF {
@@ -32,6 +33,7 @@ FaceNormal normalOf(const Vector3& a, const Vector3& b, const Vector3& c) {
 RefitSurface::RefitSurface(const TriangleMesh& mesh) : vTriples(mesh.indices), edge(meanSideLength(mesh)) {
     vPlaces.reserve(mesh.vertices.size());
     for (const Point3& p : mesh.vertices) vPlaces.emplace_back(p.px, p.py, p.pz);
+    pollRun(0);
     renewFans();
     findOpposites();
     renewNormals();
@@ -127,14 +129,19 @@ void RefitSurface::listRings(const RefitPart& part, FaceRings& rings) const {
     rings.vSizes.resize(num);
     std::size_t most = 0;
     for (std::size_t k = 0; k < num; ++k) {
+        pollRun(k);
         rings.vStart[k] = most;
         const std::size_t side = 3 * std::size_t{part.vFaces[k]};
         most += fans[vTriples[side]].size() + fans[vTriples[side + 1]].size() + fans[vTriples[side + 2]].size() - 3;
     }
-    if (rings.vEntries.size() < most) rings.vEntries.resize(most);
+    if (rings.numPlaces < most) {
+        rings.pEntries.reset();
+        rings.pEntries = std::make_unique_for_overwrite<std::uint32_t[]>(most);
+        rings.numPlaces = most;
+    }
     parallelChunks(num, minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t k = begin; k < end; ++k)
-            rings.vSizes[k] = fillRing(part.vFaces[k], &rings.vEntries[rings.vStart[k]]);
+            rings.vSizes[k] = fillRing(part.vFaces[k], &rings.pEntries[rings.vStart[k]]);
     });
 }
 

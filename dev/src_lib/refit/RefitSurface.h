@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -29,12 +30,13 @@ struct RefitPart {
 
 // The triangles around those of a part, in one array: they share a corner with it, each is there once.
 struct FaceRings {
-    std::vector<std::size_t> vStart;      // by position in the part
-    std::vector<std::uint32_t> vSizes;    // by position in the part
-    std::vector<std::uint32_t> vEntries;  // twice the triangle, and 1 across an edge
+    std::vector<std::size_t> vStart;            // by position in the part
+    std::vector<std::uint32_t> vSizes;          // by position in the part
+    std::unique_ptr<std::uint32_t[]> pEntries;  // twice the triangle, and 1 across an edge
+    std::size_t numPlaces = 0;                  // for entries
 
     std::span<const std::uint32_t> operator[](std::size_t position) const {
-        return {vEntries.data() + vStart[position], vSizes[position]};
+        return {pEntries.get() + vStart[position], vSizes[position]};
     }
     static std::uint32_t faceOf(std::uint32_t entry) { return entry >> 1; }
     // What shares two corners counts twice.

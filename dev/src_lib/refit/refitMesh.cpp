@@ -11,6 +11,7 @@
 
 #include "flat/triangleSides.h"
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "parallel/parallelTransform.h"
 #include "refit/CoordinateSteps.h"
 #include "refit/FacePoints.h"
@@ -89,12 +90,23 @@ public:
         });
     }
 
+    // Of what is large, one after the other: freeing all of it takes long.
+    void letGo() {
+        rings = {};
+        pollRun(0);
+        facePoints = {};
+        pollRun(0);
+        surface.fans = {};
+        vFits = {};
+    }
+
     RefitReport makeReport() const {
         RefitReport report;
         if (noise >= 0.0) report.noise = noise / options.spacing;
         report.radius = meanRadius / options.spacing;
         double sum = 0.0;
         for (std::size_t i = 0; i < vOld.size(); ++i) {
+            pollRun(i);
             const double move = (surface.vPlaces[i] - vOld[i]).length();
             if (move > 0.0) ++report.numMovedVertices;
             sum += move;
@@ -365,8 +377,10 @@ RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const Refit
     stage.tick(timeOfSetUp);
     refitter.run(stage, points);
     refitter.writeTo(mesh, points);
+    const RefitReport report = refitter.makeReport();
+    refitter.letGo();
     stage.finish();
-    return refitter.makeReport();
+    return report;
 }
 
 }  // namespace QUOR_ZEF

@@ -9,6 +9,7 @@
 #include "frame/Run.h"
 #include "frame/stageCosts.h"
 #include "frame/tools.h"
+#include "geometry/byPlace.h"
 #include "grid/ColumnCursors.h"
 #include "parallel/concurrency.h"
 #include "parallel/parallelTransform.h"
@@ -54,6 +55,25 @@ Point3 mergeRun(std::span<const CellIndex> run, const Points& vPoints) {
     for (const CellIndex& pair : run) mean.add(vPoints[pair.second]);
     return mean.get();
 }
+
+// Adds up the points of a run in an order that their places give. The sum of two is the same in either.
+class OrderedMerger {
+public:
+    explicit OrderedMerger(const PointSource& allPoints) : points(allPoints) {}
+
+    Point3 merge(std::span<const CellIndex> run) {
+        if (run.size() < 3) return mergeRun(run, points);
+        vRun.assign(run.begin(), run.end());
+        std::sort(vRun.begin(), vRun.end(), [this](const CellIndex& a, const CellIndex& b) {
+            return comesBefore(points[a.second], points[b.second]);
+        });
+        return mergeRun(vRun, points);
+    }
+
+private:
+    const PointSource& points;
+    std::vector<CellIndex> vRun;
+};
 
 template <class T>
 std::vector<T> joinChunks(std::vector<std::vector<T>>&& vChunks) {
@@ -215,11 +235,14 @@ LinkedNodes Smooth::getLinkedNodes(const SNode& node) const {
 
 void Smooth::mergeCellPoints() {
     const std::vector<CellIndex> vPairs = sortByCell(input, *pCalc);
+    const bool bInOrder = getRun() == nullptr;  // the older entries add up as points come
     auto vChunks =
         parallelChunkResults<std::vector<Point3>>(vPairs.size(), minChunk, [&](std::size_t begin, std::size_t end) {
             std::vector<Point3> vMerged;
-            forEachRun(vPairs, begin, end,
-                       [&](std::span<const CellIndex> run) { vMerged.push_back(mergeRun(run, input)); });
+            OrderedMerger merger(input);
+            forEachRun(vPairs, begin, end, [&](std::span<const CellIndex> run) {
+                vMerged.push_back(bInOrder ? mergeRun(run, input) : merger.merge(run));
+            });
             return vMerged;
         });
     *pPoints = joinChunks(std::move(vChunks));
@@ -227,6 +250,7 @@ void Smooth::mergeCellPoints() {
 }
 
 void Smooth::addBridgePoints() {
+    pollRun(0);
     const std::vector<uint64> vCells = getCells(*pPoints, *pCalc);
     auto vChunks =
         parallelChunkResults<std::vector<CellPoint>>(vCells.size(), minChunk, [&](std::size_t begin, std::size_t end) {
@@ -240,8 +264,9 @@ void Smooth::addBridgePoints() {
 
 void Smooth::createNodes() {
     const std::vector<CellIndex> vPairs = sortByCell(*pPoints, *pCalc);
-    vNodes.reserve(vPairs.size());
+    vNodes.reserve(vPairs.size() + vPairs.size() / 4);  // with those that come later, as a rule
     forEachRun(vPairs, 0, vPairs.size(), [&](std::span<const CellIndex> run) {
+        pollRun(vNodes.size());
         SNode node;
         node.rcd = run[0].first;
         node.smoothedPoint = mergeRun(run, *pPoints);
@@ -266,7 +291,7 @@ void Smooth::insertNodes(const std::vector<SNode>& vNew) {
     vNodes.resize(numOld + vNew.size());
     auto old = vNodes.begin() + static_cast<std::ptrdiff_t>(numOld);
     for (auto to = vNodes.end(); !vOrder.empty();) {
-        pollRun(vOrder.size());
+        pollRun(static_cast<std::size_t>(to - vNodes.begin()));
         const auto [rcd, index] = vOrder.back();
         --to;
         if (old != vNodes.begin() && (old - 1)->rcd > rcd) {

@@ -54,7 +54,8 @@ public:
 
     // ---- Smooth.cpp: from points to nodes
 
-    // Makes one point per occupied cell of the input, at the mean, in code order.
+    // Makes one point per occupied cell of the input, at the mean, in code order. In a Run the
+    // order of the input has no say.
     void mergeCellPoints();
     // Appends points on the lines between points that are one to two cells apart,
     // in cells that hold none.

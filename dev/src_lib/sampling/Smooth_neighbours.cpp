@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/symmetricEigen.h"
 #include "grid/ColumnCursors.h"
@@ -13,6 +14,7 @@
 #include "parallel/sortMT.h"
 #include "sampling/PointMean.h"
 #include "sampling/Smooth.h"
+#include "sampling/firstPerCell.h"
 #include "sampling/surroundedCells.h"
 
 namespace QUOR_ZEF {
@@ -30,11 +32,7 @@ std::vector<CellIndex> firstNodePerCell(const std::vector<SNode>& vNodes, const 
     parallelChunks(vNodes.size(), minSearches, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vPairs[i] = {calc.getRCD(vNodes[i].smoothedPoint), i};
     });
-    sortMT(vPairs.begin(), vPairs.end(), [&](const CellIndex& a, const CellIndex& b) {
-        return a.first != b.first ? a.first < b.first : vNodes[a.second].id < vNodes[b.second].id;
-    });
-    const auto sameCell = [](const CellIndex& a, const CellIndex& b) { return a.first == b.first; };
-    vPairs.erase(std::unique(vPairs.begin(), vPairs.end(), sameCell), vPairs.end());
+    keepFirstPerCell(vPairs, [&](uint64 index) { return vNodes[index].id; });
     return vPairs;
 }
 
@@ -237,10 +235,13 @@ void Smooth::relinkNodes() {
     });
     uint64 num = 0;
     for (SNode& node : vNodes) {
+        pollRun(node.id);
         node.firstLink = num;
         num += static_cast<uint64>(node.numLinkedNodes);
     }
+    vLinks.clear();
     vLinks.resize(num);
+    pollRun(0);
     parallelChunks(vNodes.size(), minSearches, [&](std::size_t begin, std::size_t end) {
         LinkFinder finder(vCells, vIds);
         for (std::size_t i = begin; i < end; ++i) finder.write(i, vLinks.data() + vNodes[i].firstLink);
@@ -283,6 +284,7 @@ void Smooth::smoothOnce() {
 
     std::vector<std::pair<uint64, SNode>> vAdded;  // id of the node that left its cell, new node
     for (std::size_t i = 0; i < vNodes.size(); ++i) {
+        pollRun(i);
         const SNode& node = vNodes[i];
         if (node.numLinkedNodes <= 7) continue;
         const Vector3 m = meanCorrection(getLinkedNodes(node), vDelta, vDelta[i]);

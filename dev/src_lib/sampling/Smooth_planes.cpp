@@ -135,11 +135,15 @@ void Smooth::markTrustedPlanes() {
 void Smooth::fitUntrustedPlanes() {
     std::vector<Untrusted> vUntrusted;
     for (std::size_t i = 0; i < vNodes.size(); ++i) {
+        pollRun(i);
         const SNode& node = vNodes[i];
         if (!node.isTrusted()) vUntrusted.push_back({node.area, node.id, static_cast<std::int32_t>(i)});
     }
     sortMT(vUntrusted.begin(), vUntrusted.end());
-    for (const Untrusted& entry : vUntrusted) planeFromNeighbours(&vNodes[static_cast<std::size_t>(entry.position)]);
+    for (std::size_t i = 0; i < vUntrusted.size(); ++i) {
+        pollRun(i);
+        planeFromNeighbours(&vNodes[static_cast<std::size_t>(vUntrusted[i].position)]);
+    }
 }
 
 bool Smooth::planeFromNeighbours(SNode* pSN) const {
@@ -198,6 +202,7 @@ void Smooth::markCreases() {
         }
     });
     for (std::size_t i = 0; i < vNodes.size(); ++i) {
+        pollRun(i);
         if (vNodes[i].bKeepPosition || vBehind[i] == none) continue;
         vNodes[i].bKeepPosition = true;
         vNodes[static_cast<std::size_t>(vBehind[i])].bKeepPosition = true;

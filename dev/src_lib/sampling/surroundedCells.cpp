@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <span>
 
+#include "frame/Run.h"
 #include "grid/Calc.h"
 #include "grid/ColumnCursors.h"
 #include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
 
@@ -39,7 +41,9 @@ uint64 firstCell(uint64 key) {
 std::vector<Block> makeBlocks(const std::vector<uint64>& vSortedCCD) {
     std::vector<Block> vBlocks;
     uint64 current = ~uint64{0};
-    for (const uint64 ccd : vSortedCCD) {
+    for (std::size_t i = 0; i < vSortedCCD.size(); ++i) {
+        pollRun(i);
+        const uint64 ccd = vSortedCCD[i];
         if (ccd / blockCells != current) {
             current = ccd / blockCells;
             vBlocks.push_back({blockKey(ccd), {}});
@@ -211,11 +215,12 @@ std::vector<uint64> getSurroundedCells(const std::vector<uint64>& vSortedCCD) {
     const std::vector<Block> vBlocks = makeBlocks(vSortedCCD);
     std::vector<uint64> vBlockKeys, vTargets;
     for (const Block& block : vBlocks) {
+        pollRun(vBlockKeys.size());
         vBlockKeys.push_back(block.key);
         addTouchedBlocks(block, vTargets);
     }
-    std::sort(vTargets.begin(), vTargets.end());
-    vTargets.erase(std::unique(vTargets.begin(), vTargets.end()), vTargets.end());
+    sortUniqueMT(vTargets);
+    pollRun(0);
     constexpr std::size_t minChunk = 256;
     return joinSorted(parallelChunkResults<Found>(vTargets.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         return findInBlocks(std::span(vTargets).subspan(begin, end - begin), vBlocks, vBlockKeys);

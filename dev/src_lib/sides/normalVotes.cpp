@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 
 #include "store/CodeMap.h"
@@ -13,6 +14,11 @@ namespace {
 constexpr std::uint32_t none = CodeMap::npos;
 constexpr uint64 noCube = ~uint64{0};
 constexpr double maxCubes = 2097151.0;  // on a side: 21 bits, as the grid has
+
+// So many bits behind the point that sums are exact, whatever their order: of up to 5e8 votes.
+double rounded(double vote) {
+    return std::round(vote * 0x1p24) * 0x1p-24;
+}
 
 class NormalVotes {
 public:
@@ -39,7 +45,7 @@ public:
             const std::uint32_t vertex = nearestVertex((*normals.pPoints)[i]);
             if (vertex == none) continue;
             const Spot& spot = vSpots[vertex];
-            vVotes[spot.piece].add(normalize(spot.normal) * normal / std::sqrt(sqLength));
+            vVotes[spot.piece].add(rounded(normalize(spot.normal) * normal / std::sqrt(sqLength)));
         }
         return std::move(vVotes);
     }

@@ -23,6 +23,15 @@ double sqFromSegment(const Vector3& p, const Vector3& from, const Vector3& along
     return difference(toP, along * share).sqLength();
 }
 
+// Across a unit vector.
+Vector3 acrossOf(const Vector3& way, const Vector3& axis) {
+    return difference(way, axis * (axis * way));
+}
+
+double angleBetween(const Vector3& a, const Vector3& b) {
+    return std::atan2(cross(a, b).length(), a * b);
+}
+
 }  // namespace
 
 void TriangleTree::Box::include(const Vector3& p) {
@@ -66,7 +75,7 @@ TriangleTree::Body TriangleTree::bodyOf(std::uint32_t begin, std::uint32_t end) 
     const Vector3& hub = surface.vPos[hubOf(vOrder[begin])];
     Vector3 sum;
     for (std::uint32_t k = begin; k < end; ++k) sum += difference(middleOf(surface, vOrder[k]), hub);
-    Body body{hub, sum * (1.5 / static_cast<double>(end - begin)), 0.0, 0.0};
+    Body body{hub, sum * (1.5 / static_cast<double>(end - begin)), 0.0, 0.0, none};
     body.sqLength = body.along.sqLength();
     double sqRadius = 0.0;
     for (std::uint32_t k = begin; k < end; ++k)
@@ -77,11 +86,45 @@ TriangleTree::Body TriangleTree::bodyOf(std::uint32_t begin, std::uint32_t end) 
     return body;
 }
 
+// A second crowded corner of all triangles, or none.
+std::uint32_t TriangleTree::commonNeighbour(std::uint32_t hub, std::uint32_t begin, std::uint32_t end) const {
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        const std::uint32_t vertex = surface.indices[3 * vOrder[begin] + i];
+        if (vertex == hub || !surface.isCrowded(vertex)) continue;
+        const auto hasVertex = [&](std::uint32_t t) {
+            const std::uint32_t* const pCorners = &surface.indices[3 * t];
+            return pCorners[0] == vertex || pCorners[1] == vertex || pCorners[2] == vertex;
+        };
+        if (std::all_of(vOrder.begin() + begin, vOrder.begin() + end, hasVertex)) return vertex;
+    }
+    return none;
+}
+
+TriangleTree::Wedge TriangleTree::wedgeOf(const Vector3& from, const Vector3& to, std::uint32_t begin,
+                                          std::uint32_t end) const {
+    constexpr double margin = 1e-9;  // for what rounding takes away
+    Wedge wedge{normalize(difference(to, from)), {}, 0.0};
+    // The corner off the line is farthest from it; those on it are of any direction.
+    const auto outward = [&](std::uint32_t triangle) {
+        return acrossOf(difference(middleOf(surface, triangle), from), wedge.axis);
+    };
+    for (std::uint32_t k = begin; k < end; ++k) wedge.middle += normalize(outward(vOrder[k]));
+    wedge.middle = normalize(acrossOf(wedge.middle, wedge.axis));
+    for (std::uint32_t k = begin; k < end; ++k)
+        wedge.angle = std::max(wedge.angle, angleBetween(wedge.middle, outward(vOrder[k])) + margin);
+    return wedge;
+}
+
 void TriangleTree::addNode(std::uint32_t begin, std::uint32_t end) {
     std::uint32_t body = none;
     if (bHubs && haveOneHub(begin, end)) {
         body = static_cast<std::uint32_t>(vBodies.size());
         vBodies.push_back(bodyOf(begin, end));
+        const std::uint32_t hub = hubOf(vOrder[begin]), other = commonNeighbour(hub, begin, end);
+        if (other != none) {
+            vBodies.back().wedge = static_cast<std::uint32_t>(vWedges.size());
+            vWedges.push_back(wedgeOf(surface.vPos[hub], surface.vPos[other], begin, end));
+        }
     }
     vNodes.push_back({boxOf(begin, end), begin, end, 0, body});
 }
@@ -91,8 +134,17 @@ double TriangleTree::sqDistance(const Vector3& p, const Node& node) const {
     const double sqToBox = node.box.sqDistance(p);
     if (node.body == none) return sqToBox;
     const Body& body = vBodies[node.body];
-    const double distance = std::sqrt(sqFromSegment(p, body.from, body.along, body.sqLength)) * 0.999999 - body.radius;
+    double distance = std::sqrt(sqFromSegment(p, body.from, body.along, body.sqLength)) * 0.999999 - body.radius;
+    if (body.wedge != none) distance = std::max(distance, distanceToWedge(p, body));
     return distance > 0.0 ? std::max(sqToBox, distance * distance) : sqToBox;
+}
+
+double TriangleTree::distanceToWedge(const Vector3& p, const Body& body) const {
+    const Wedge& wedge = vWedges[body.wedge];
+    const Vector3 way = difference(p, body.from), across = acrossOf(way, wedge.axis);
+    const double beside = angleBetween(wedge.middle, across) - wedge.angle;
+    if (!(beside > 0.0)) return 0.0;
+    return across.length() * (beside < 0.5 * M_PI ? std::sin(beside) : 1.0) * 0.999999 - way.length() * 1e-12;
 }
 
 TriangleTree::Box TriangleTree::boxOf(std::uint32_t begin, std::uint32_t end) const {

@@ -10,8 +10,8 @@ namespace QUOR_ZEF {
 
 // Boxes around the triangles of a surface, halved again and again, to find the
 // closest point of the whole. The triangles around a crowded vertex, needles whose boxes all overlap, hang
-// together instead in bodies that are thinner. One thread at a time, unless told otherwise. Memory: up to 60
-// bytes a triangle, and 60 more for such needles.
+// together instead in bodies that are thinner, and those around a crowded edge in wedges. One thread at a time,
+// unless told otherwise. Memory: up to 60 bytes a triangle, and 60 more for such needles.
 class TriangleTree {
 public:
     // The surface is borrowed. O(n).
@@ -42,6 +42,12 @@ private:
     struct Body {
         Vector3 from, along;
         double sqLength, radius;
+        std::uint32_t wedge;  // in vWedges, or none
+    };
+    // Of triangles with one edge, as the pages of a book have: all within an angle of a direction from its line.
+    struct Wedge {
+        Vector3 axis, middle;  // of unit length, across each other
+        double angle;          // radians
     };
     static constexpr std::uint32_t none = 0xffffffffu;
 
@@ -54,7 +60,10 @@ private:
     std::uint32_t hubOf(std::uint32_t triangle) const;
     bool haveOneHub(std::uint32_t begin, std::uint32_t end) const;
     Body bodyOf(std::uint32_t begin, std::uint32_t end) const;
+    std::uint32_t commonNeighbour(std::uint32_t hub, std::uint32_t begin, std::uint32_t end) const;
+    Wedge wedgeOf(const Vector3& from, const Vector3& to, std::uint32_t begin, std::uint32_t end) const;
     double sqDistance(const Vector3& p, const Node& node) const;
+    double distanceToWedge(const Vector3& p, const Body& body) const;
     void takeCloser(const Vector3& p, std::uint32_t triangle, Foot& foot) const;
 
     const FanSurface& surface;
@@ -62,6 +71,7 @@ private:
     std::vector<Vector3> vMiddles;  // by triangle; the hub, where it has one
     std::vector<Node> vNodes;
     std::vector<Body> vBodies;
+    std::vector<Wedge> vWedges;
     bool bHubs = false;  // crowded vertices
 };
 

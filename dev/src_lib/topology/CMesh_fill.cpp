@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "frame/Progress.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 #include "topology/CMesh.h"
@@ -153,12 +154,19 @@ void CMesh::growForAll(std::uint32_t num) {
 
 void CMesh::fillFans(const Vertices* pVertices) {
     std::vector<std::uint32_t> vNum(adjacency.getNumVertices(), 0);
-    for (std::uint32_t number = 0; number < triangles.size(); ++number)
+    for (std::uint32_t number = 0; number < triangles.size(); ++number) {
+        pollRun(number);
         for (const std::uint32_t vertex : pVertices[number]) ++vNum[vertex];
-    for (std::uint32_t vertex = 0; vertex < vNum.size(); ++vertex) adjacency.fillFan(vertex, vNum[vertex]);
+    }
+    for (std::uint32_t vertex = 0; vertex < vNum.size(); ++vertex) {
+        pollRun(vertex);
+        adjacency.fillFan(vertex, vNum[vertex]);
+    }
     // From here on the entries that are still to come, so that a fan is written from its end.
-    for (std::uint32_t number = triangles.size(); number-- > 0;)
+    for (std::uint32_t number = triangles.size(); number-- > 0;) {
+        pollRun(number);
         for (const std::uint32_t vertex : pVertices[number]) adjacency.fanToFill(vertex)[--vNum[vertex]] = number;
+    }
 }
 
 void CMesh::fillEdges(const Vertices* pVertices, Progress* pProgress) {
