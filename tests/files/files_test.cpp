@@ -13,6 +13,7 @@
 #include "files/PointCollector.h"
 #include "frame/Rand15.h"
 #include "support/plyText.h"
+#include "support/shapes.h"
 #include "support/tempFolder.h"
 #include "zef/files.h"
 
@@ -331,8 +332,35 @@ TEST(Write, keepsWhatTheFormatHolds) {
     EXPECT_EQ(las.classes, cloud.classes);
     EXPECT_EQ(las.intensities, cloud.intensities);
     EXPECT_TRUE(contains(faultOf([&] { write(folder.name("a.jpg"), cloud); }), "known are"));
-    EXPECT_TRUE(contains(faultOf([&] { readMesh(folder.name("b.las")); }), "known are"));
     EXPECT_TRUE(contains(faultOf([&] { write(folder.name("a.bin"), cloud, options); }), "normals"));
     cloud.classes.pop_back();
     EXPECT_TRUE(contains(faultOf([&] { write(folder.name("a.ply"), cloud); }), "one for each"));
+}
+
+TEST(Formats, doWhatTheyTell) {
+    const TempFolder folder;
+    const zef_test::Shape box = zef_test::box({-1, 0, 0.25}, {1, 8, 0.5});
+    for (const FormatInfo& format : fileFormats()) {
+        SCOPED_TRACE(format.name);
+        const std::string name = folder.name("a" + format.endings.at(0));
+        for (const std::string& ending : format.endings) {
+            EXPECT_EQ(formatOf("a" + ending).readsPoints, format.readsPoints);
+            EXPECT_EQ(formatOf("a" + ending).readsMeshes, format.readsMeshes);
+        }
+        EXPECT_TRUE(format.readsPoints);
+        if (format.writesPoints) {
+            write(name, box.vertices);
+            EXPECT_EQ(readPoints(name).points, box.vertices);
+        } else {
+            EXPECT_THROW(write(name, box.vertices), ArgumentError);
+        }
+        if (format.writesMeshes) {
+            write(name, TriangleMesh{box.vertices, box.triples});
+            EXPECT_EQ(readMesh(name).numTriangles(), 12u);
+        } else {
+            EXPECT_THROW(write(name, TriangleMesh{box.vertices, box.triples}), ArgumentError);
+            if (!format.writesPoints) folder.put("a" + format.endings[0], "?");
+            EXPECT_TRUE(contains(faultOf([&] { readMesh(name); }), "known are"));
+        }
+    }
 }
