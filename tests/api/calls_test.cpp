@@ -56,6 +56,16 @@ TriangleMesh ring() {
     return meshOf(zef_test::torus(30, 20, 3.0, 1.0));
 }
 
+// As if it was read, with another first index.
+PointFile fileOf(TriangleMesh mesh, std::uint32_t index) {
+    PointFile file;
+    file.kind = PointFile::Kind::MESH;
+    file.points = std::move(mesh.vertices);
+    file.indices = std::move(mesh.indices);
+    file.indices[0] = index;
+    return file;
+}
+
 // Points close enough for a surface.
 std::vector<Point3> ball(double radius = 1.0) {
     return zef_test::icosphere(4, radius).vertices;
@@ -91,6 +101,7 @@ TEST(Calls, nameTheArgumentThatMeansNothing) {
     const std::vector<Point3> points = ball(), corners = zef_test::soupOf(zef_test::icosphere(1));
     PointView view{&points[0].px, points.size(), 2};
     TriangleMesh mesh = ring();
+    const TriangleMesh fan{{{0, 0, 0}, {0, 0, 1}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}}, {0, 1, 2, 0, 1, 3, 0, 1, 4}};
     const std::vector<std::pair<std::string, std::function<void()>>> calls{
         {"points", [&] { reconstruct(null); }},
         {"points", [&] { measureSpacing(null); }},
@@ -128,6 +139,21 @@ TEST(Calls, nameTheArgumentThatMeansNothing) {
         {"mu", [&] { smooth(mesh, {.keepVolume = true, .mu = noNumber}); }},
         {"lowFraction", [&] { stretchContrast(mesh, noNumber, 0.0); }},
         {"highFraction", [&] { stretchContrast(mesh, 0.0, 2.0); }},
+        {"closed", [&] { reconstruct(points, {.mend = false, .closed = true}); }},
+        {"box",
+         [&] {
+             readPoints({missing}, {.box = std::array<Point3, 2>{Point3(1, 0, 0), Point3(0, 1, 1)}});
+         }},
+        {"index 600", [&] { toMesh(fileOf(ring(), 600)); }},
+        {"handles", [&] { findHandles(fan, 0.0); }},
+        {"scene.meshes", [&] { draw({.meshes = {nullptr}}); }},
+        {"bundle", [&] { makePage({}, ""); }},
+        {"bundle", [&] { makePage({}, "a</script>"); }},
+        {"maxTriangles", [&] { makePage({}, "a", {.maxPoints = 0}); }},
+        {"image",
+         [&] {
+             writePng(missing, {2, 2, std::vector<std::uint8_t>(15)});
+         }},
         {"pMesh", [&] { edgeFlips(nullptr); }},
         {"pMesh", [&] { edgeFlipsSimA(nullptr); }},
         {"pMesh", [&] { QUOR_ZEF::reduce(nullptr, 1.0, 1.0); }},
@@ -193,6 +219,18 @@ TEST(Calls, takePointsOfAnyLayout) {
     EXPECT_TRUE(areSame(reconstruct(view).mesh, made.mesh));
     EXPECT_TRUE(made.mesh.hasColor());
     EXPECT_EQ(measureSpacing(view), made.measuredSpacing);
+    EXPECT_EQ(measurePoints(view).localSpacing, measurePoints(points).localSpacing);
+    EXPECT_EQ(measurePoints(view).high, measurePoints(points).high);
+    TriangleMesh fitted = made.mesh, byView = made.mesh;
+    refit(fitted, points, {.radius = 2.0});
+    refit(byView, view, {.radius = 2.0});
+    EXPECT_TRUE(areSame(byView, fitted));
+    EXPECT_FALSE(areSame(fitted, made.mesh));
+    PointView corners = view;
+    corners.count -= corners.count % 3;
+    const std::span<const Point3> sameCorners = std::span(points).first(corners.count);
+    EXPECT_TRUE(areSame(melt(corners, {.spacing = 0.3}), melt(sameCorners, {.spacing = 0.3})));
+    EXPECT_EQ(valuesOf(resample(corners, {.spacing = 0.3})), valuesOf(resample(sameCorners, {.spacing = 0.3})));
 }
 
 TEST(Calls, doNotFeelEachOther) {

@@ -84,7 +84,7 @@ struct Told {
         Context context;
         context.progress = [&](const ProgressStep& step) {
             for (const auto& [name, pStage] : getProgress()->mNameKids) planned.insert(name);
-            entered.insert(std::string(step.tag));
+            if (!step.tag.empty()) entered.insert(std::string(step.tag));  // none before the first, on a busy machine
             vShares.push_back(step.share);
             return step.share < endAt;
         };

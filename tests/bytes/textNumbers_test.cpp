@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <limits>
 #include <string>
 
@@ -27,5 +28,14 @@ TEST(textNumbers, valuesOutOfRangeAreZeroOrInfinite) {
         double value = 1.0;
         EXPECT_EQ(parseAnyNumber(text.data(), text.data() + text.size(), value), text.data() + text.size()) << text;
         EXPECT_EQ(value, expected) << text;
+    }
+}
+
+TEST(textNumbers, spacesAreThoseOfTheLanguage) {
+    for (int i = 0; i < 256; ++i) {
+        const char c = static_cast<char>(i);
+        EXPECT_EQ(isSpace(c), std::isspace(i) != 0) << i;
+        EXPECT_EQ(isBlank(c), isSpace(c) && c != '\n') << i;
+        EXPECT_EQ(isDigit(c), std::isdigit(i) != 0) << i;
     }
 }

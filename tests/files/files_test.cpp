@@ -13,6 +13,7 @@
 #include "files/PointCollector.h"
 #include "frame/Rand15.h"
 #include "support/plyText.h"
+#include "support/shapes.h"
 #include "support/tempFolder.h"
 #include "zef/files.h"
 
@@ -189,6 +190,14 @@ TEST(ReadPoints, takesColumnsByNameAndWhatStandsBeforeAFault) {
     EXPECT_TRUE(contains(found.notes.at(0), "line 3"));
 }
 
+TEST(ReadPoints, refusesALineWithoutEnd) {
+    const TempFolder folder;
+    ReadOptions thinned;
+    thinned.every = 2;
+    const std::string name = folder.put("a.xyz", "1 2 3\n" + std::string(std::size_t{5} << 20, '7') + "\n");
+    EXPECT_TRUE(contains(faultOf([&] { readPoints({name}, thinned); }), "line 2: longer than 4 MiB"));
+}
+
 // Read a part at a time, as for files larger than memory, and whole.
 TEST(ReadPoints, choosingAllGivesWhatIsReadAsAWhole) {
     const TempFolder folder;
@@ -306,9 +315,52 @@ TEST(Write, keepsWhatTheFormatHolds) {
         ASSERT_EQ(back.normals.size(), 2u) << ending;
         EXPECT_NEAR(back.normals[1].vz, 0.8, 1e-7) << ending;
     }
-    write(folder.name("a.pcd"), cloud);
-    EXPECT_EQ(readPoints(folder.name("a.pcd")).points, cloud.points);
+    // Each holds one scan, scan 0.
+    for (const std::string ending : {".pcd", ".las", ".ply", ".xyz", ".obj"}) {
+        const std::string name = folder.name("b" + ending);
+        if (ending == ".obj")
+            folder.put("b.obj", "v 1000000.25 2 3\nv 1000001.5 5 6\nf 1 2 1\n");
+        else
+            write(name, cloud);
+        ReadOptions one;
+        one.scan = 0;
+        EXPECT_EQ(readPoints({name}, one).points, cloud.points) << ending;
+        one.scan = 1;
+        EXPECT_TRUE(contains(faultOf([&] { readPoints({name}, one); }), " one")) << ending;
+    }
+    const PointFile las = readPoints(folder.name("b.las"));
+    EXPECT_EQ(las.classes, cloud.classes);
+    EXPECT_EQ(las.intensities, cloud.intensities);
+    EXPECT_TRUE(contains(faultOf([&] { write(folder.name("a.jpg"), cloud); }), "known are"));
     EXPECT_TRUE(contains(faultOf([&] { write(folder.name("a.bin"), cloud, options); }), "normals"));
     cloud.classes.pop_back();
     EXPECT_TRUE(contains(faultOf([&] { write(folder.name("a.ply"), cloud); }), "one for each"));
+}
+
+TEST(Formats, doWhatTheyTell) {
+    const TempFolder folder;
+    const zef_test::Shape box = zef_test::box({-1, 0, 0.25}, {1, 8, 0.5});
+    for (const FormatInfo& format : fileFormats()) {
+        SCOPED_TRACE(format.name);
+        const std::string name = folder.name("a" + format.endings.at(0));
+        for (const std::string& ending : format.endings) {
+            EXPECT_EQ(formatOf("a" + ending).readsPoints, format.readsPoints);
+            EXPECT_EQ(formatOf("a" + ending).readsMeshes, format.readsMeshes);
+        }
+        EXPECT_TRUE(format.readsPoints);
+        if (format.writesPoints) {
+            write(name, box.vertices);
+            EXPECT_EQ(readPoints(name).points, box.vertices);
+        } else {
+            EXPECT_THROW(write(name, box.vertices), ArgumentError);
+        }
+        if (format.writesMeshes) {
+            write(name, TriangleMesh{box.vertices, box.triples});
+            EXPECT_EQ(readMesh(name).numTriangles(), 12u);
+        } else {
+            EXPECT_THROW(write(name, TriangleMesh{box.vertices, box.triples}), ArgumentError);
+            if (!format.writesPoints) folder.put("a" + format.endings[0], "?");
+            EXPECT_TRUE(contains(faultOf([&] { readMesh(name); }), "known are"));
+        }
+    }
 }

@@ -14,6 +14,7 @@ struct E57TestField {
     std::string name, attributes;
     unsigned numBits = 0;
     std::vector<std::uint64_t> packed;
+    std::string behind = {};  // in the XML part
 };
 
 struct E57TestScan {
@@ -22,6 +23,7 @@ struct E57TestScan {
     std::uint64_t numRecords = 0;
     std::string offset = {};                 // another one than the true one
     std::vector<E57TestField> restart = {};  // records behind the others, in packets that begin anew
+    std::string codec = {};                  // the name of one
 };
 
 inline std::uint32_t slowCrc(const std::string& bytes) {
@@ -91,8 +93,11 @@ inline std::string makeE57(const std::vector<E57TestScan>& vScans, std::size_t p
         const std::string offset = scan.offset.empty() ? std::to_string(physicalOf(payload.size())) : scan.offset;
         xml += "<vectorChild type=\"Structure\">" + scan.xml + "<points type=\"CompressedVector\" fileOffset=\"" +
                offset + "\" recordCount=\"" + std::to_string(scan.numRecords) + "\"><prototype type=\"Structure\">";
-        for (const E57TestField& field : scan.fields) xml += "<" + field.name + " " + field.attributes + "/>";
-        xml += "</prototype><codecs type=\"Vector\"/></points></vectorChild>";
+        for (const E57TestField& field : scan.fields)
+            xml += "<" + field.name + " " + field.attributes + "/>" + field.behind;
+        xml += "</prototype><codecs type=\"Vector\">";
+        if (!scan.codec.empty()) xml += "<vectorChild><inputs/><" + scan.codec + "/></vectorChild>";
+        xml += "</codecs></points></vectorChild>";
         payload += std::string("\1\0\0\0\0\0\0\0", 8) + bytesOf(std::uint64_t{packets.size() + 32}) +
                    bytesOf(physicalOf(payload.size() + 32)) + bytesOf(std::uint64_t{0}) + packets;
     }

@@ -175,6 +175,37 @@ TEST(E57, dropsBitsWhereAPacketBeginsAnew) {
     EXPECT_EQ(read({scan}).block.points, std::vector<Point3>({{1, 2, 3}, {4, 5, 6}, {0, 1, 2}}));
 }
 
+TEST(E57, looksIntoStructuresAndPastText) {
+    E57TestScan scan = {{singles("cartesianX", {1.f, 2.f}),
+                         {"label", "type=\"String\"", 8, {2, 'a', 4, 'b', 'c'}},
+                         singles("cartesianY", {3.f, 4.f}),
+                         singles("cartesianZ", {5.f, 6.f})},
+                        "",
+                        2};
+    scan.fields[1].name = "place type=\"Structure\"><label";
+    scan.fields[3].behind = "</place>";
+    for (const char* const codec : {"", "bitPackCodec"}) {
+        scan.codec = codec;
+        EXPECT_EQ(read({scan}).block.points, std::vector<Point3>({{1, 3, 5}, {2, 4, 6}})) << codec;
+    }
+    scan.codec = "otherCodec";
+    EXPECT_NE(read({scan}).error.find("the codec \"otherCodec\" is not known"), std::string::npos);
+    scan.codec = {};
+    scan.fields[1].name = "place type=\"Structure\"><intensity";
+    EXPECT_NE(read({scan}).error.find("intensity is text"), std::string::npos);
+}
+
+// A limit may be given as a whole number with a scale, as any other number.
+TEST(E57, scalesWhatItIsTold) {
+    E57TestScan scan = {{singles("cartesianX", {1.f}), singles("cartesianY", {1.f}), singles("cartesianZ", {1.f}),
+                         singles("colorRed", {0.75f}), singles("colorGreen", {0.f}), singles("colorBlue", {0.f})},
+                        "<colorLimits><colorRedMaximum type=\"ScaledInteger\" scale=\"0.5\" offset=\"0.5\">2"
+                        "</colorRedMaximum><colorGreenMaximum>1</colorGreenMaximum><colorBlueMaximum>1"
+                        "</colorBlueMaximum></colorLimits>",
+                        1};
+    EXPECT_EQ(read({scan}).block.points.at(0).r, 128);
+}
+
 TEST(E57, deliversWhatStandsBeforeDamage) {
     const std::string payload = zef_test::makeE57({manyWidths(60), sphere()}, 40);
     const std::vector<Point3> whole = zef_test::readBytes(zef_test::toPages(payload), openE57).block.points;

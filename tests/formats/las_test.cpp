@@ -59,9 +59,8 @@ std::vector<std::array<double, 9>> rowsOf(const PointBlock& block) {
 
 // Values that keep, creep, jump and hit the ends of their range.
 Records randomRecords(unsigned format, std::size_t numExtra, std::size_t num, unsigned numChannels, unsigned seed) {
-    constexpr std::size_t sizes[] = {20, 28, 26, 34, 0, 0, 30, 36, 38};
     std::mt19937 random(seed);
-    std::string record(sizes[format] + numExtra, '\1');
+    std::string record(recordBytes(format) + numExtra, '\1');
     Records records;
     const auto chance = [&](unsigned oneIn) { return random() % oneIn == 0; };
     for (std::size_t i = 0; i < num; ++i) {
@@ -77,7 +76,7 @@ Records randomRecords(unsigned format, std::size_t numExtra, std::size_t num, un
                 record[place] = static_cast<char>(chance(2) ? random() : unsigned(record[place]) + random() % 3);
         if (format >= 6)
             record[15] = static_cast<char>((record[15] & 0xcf) | static_cast<int>(random() % numChannels) << 4);
-        if (format == 1 || format == 3)  // mostly even steps of time, and some to other sequences
+        if (hasTime(format))  // mostly even steps of time, and some to other sequences
             putValue(record, 20, valueIn<std::int64_t>(record, 20) % (std::int64_t{1} << 40) + (chance(9) ? 1 : 1000));
         records.push_back(record);
     }
@@ -98,15 +97,20 @@ std::string sampleFolder() {
 }
 
 TEST(Las, compressedPointsAreTheOnesThatWereCompressed) {
-    for (const unsigned format : {0u, 1u, 2u, 3u})
+    for (const unsigned format : {0u, 1u, 2u, 3u, 4u, 5u})
         for (const std::uint32_t chunk : {1u, 2u, 77u, 5000u})
             expectTwins({.format = format, .vChunks = {chunk}},
                         randomRecords(format, chunk % 3, 7 * std::min(chunk, 100u) + 1, 1, chunk));
-    for (const unsigned format : {6u, 7u, 8u})
+    for (const unsigned format : {6u, 7u, 8u, 9u, 10u})
         for (const unsigned version : {3u, 4u})
             for (const std::uint32_t chunk : {1u, 2u, 333u, 9000u})
                 expectTwins({.format = format, .version = version, .vChunks = {chunk}},
                             randomRecords(format, chunk % 4, chunk > 333 ? 5000 : 3 * chunk + 1, 1 + chunk % 4, chunk));
+    // So many that the coder halves what it has counted.
+    expectTwins({.format = 3, .vChunks = {40000}}, randomRecords(3, 1, 40000, 1, 4));
+    Records grey = randomRecords(7, 0, 900, 3, 5);
+    for (std::string& record : grey) record.replace(30, 6, "\1\1\1\1\1\1");
+    expectTwins({.format = 7, .version = 3, .vChunks = {300}}, grey);
     expectTwins({.format = 3, .vChunks = {1}, .bPointwise = true}, randomRecords(3, 1, 900, 1, 2));
     expectTwins({.format = 7, .version = 3, .vChunks = {3, 500, 1, 60}, .bVariable = true},
                 randomRecords(7, 0, 900, 4, 1));
@@ -202,6 +206,40 @@ TEST(Las, recordsNameTheProjection) {
     EXPECT_EQ(nameInGeoKeys(cited, "x"), "");
     EXPECT_EQ(nameInWkt("PROJCS[\"UTM zone 17N\",GEOGCS[\"NAD83\"]]"), "UTM zone 17N");
     EXPECT_EQ(nameInWkt("LOCAL"), "");
+}
+
+// Records before the points, and behind them with lengths of eight bytes; a list that lies just ends.
+TEST(Las, projectionsStandBeforeOrBehindThePoints) {
+    const auto record = [](std::uint16_t id, const std::string& data, bool bLate) {
+        std::string bytes(bLate ? 60 : 54, '\0');
+        bytes.replace(2, 15, "LASF_Projection");
+        putValue(bytes, 18, id);
+        bLate ? putValue(bytes, 20, std::uint64_t{data.size()})
+              : putValue(bytes, 20, static_cast<std::uint16_t>(data.size()));
+        return bytes + data;
+    };
+    const auto fileWith = [&](const std::string& vlr, const std::string& late, std::uint32_t numLate) {
+        const Records records(3, std::string(30, '\1'));
+        std::string bytes = lasHeader(6, records, false, vlr.size()) + vlr;
+        for (const std::string& point : records) bytes += point;
+        putValue(bytes, 235, std::uint64_t{bytes.size()});
+        putValue(bytes, 243, numLate);
+        return bytes + late;
+    };
+    std::string keys;
+    for (const std::uint16_t key : {1, 1, 0, 1, 1026, 34737, 5, 0}) putValue(keys, keys.size(), key);
+    const std::string wkt = "PROJCS[\"UTM 17\",GEOGCS[\"NAD83\"]]", other = record(1, "x", true);
+    const auto projectionOf = [&](const std::string& bytes) {
+        const Reading reading = readBytes(bytes);
+        EXPECT_EQ(reading.fault, "");
+        EXPECT_EQ(reading.block.points.size(), 3u);
+        return reading.facts.projection;
+    };
+    EXPECT_EQ(projectionOf(fileWith(record(2112, wkt, false), "", 0)), "UTM 17");
+    EXPECT_EQ(projectionOf(fileWith("", other + record(2112, wkt, true), 2)), "UTM 17");
+    EXPECT_EQ(projectionOf(fileWith("", record(34735, keys, true) + record(34737, "Utah|", true), 2)), "Utah");
+    EXPECT_EQ(projectionOf(fileWith("", other + record(2112, wkt, true), 1)), "");
+    EXPECT_EQ(projectionOf(fileWith("", other + record(2112, wkt, true).substr(0, 70), 9)), "");
 }
 
 // Real ones, if the environment names a folder of them.

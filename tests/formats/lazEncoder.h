@@ -179,21 +179,75 @@ struct TimeEncoder {
     }
 };
 
-// A chunk of the formats 0 to 3 with bytes behind: the first record as it is, then one stream.
+// What a record holds behind the point itself.
+inline bool hasTime(unsigned format) {
+    return format < 6 && (format % 2 == 1 || format == 4);
+}
+inline bool hasColor(unsigned format) {
+    return format == 2 || format == 3 || format == 5 || format == 7 || format == 8 || format == 10;
+}
+inline bool hasInfrared(unsigned format) {
+    return format == 8 || format == 10;
+}
+inline bool hasWave(unsigned format) {
+    return format == 4 || format == 5 || format == 9 || format == 10;
+}
+inline std::size_t recordBytes(unsigned format) {
+    return (format < 6 ? 20u : 30u) + 8u * hasTime(format) + 6u * hasColor(format) + 2u * hasInfrared(format) +
+           29u * hasWave(format);
+}
+
+// Where the wave form of a point lies: a number, its place and size, and the way along it.
+struct WaveEncoder {
+    static constexpr std::size_t size = 29;
+    ByteModel index;
+    std::array<SymbolModel<4>, 4> kinds;
+    IntegerEncoder<32, 1> differences, sizes, locations;
+    IntegerEncoder<32, 3> directions;
+    unsigned kind = 0;
+    std::int32_t difference = 0;
+
+    // The bytes of the record before, and of this one.
+    void code(ArithmeticEncoder& out, const std::string& last, const std::string& now) {
+        out.symbol(index, static_cast<std::uint8_t>(now[0]));
+        const auto step = static_cast<std::int64_t>(valueIn<std::uint64_t>(now, 1) - valueIn<std::uint64_t>(last, 1));
+        const unsigned to = step == 0                                 ? 0
+                            : step == valueIn<std::uint32_t>(last, 9) ? 1
+                            : step == static_cast<std::int32_t>(step) ? 2
+                                                                      : 3;
+        out.symbol(kinds[kind], to);
+        kind = to;
+        if (kind == 2) {
+            differences.code(out, difference, static_cast<std::int32_t>(step));
+            difference = static_cast<std::int32_t>(step);
+        }
+        for (const std::size_t half : {1u, 5u})
+            if (kind == 3) out.bits(32, valueIn<std::uint32_t>(now, half));
+        const auto word = [&](auto& coder, std::size_t place, unsigned context) {
+            coder.code(out, valueIn<std::int32_t>(last, place), valueIn<std::int32_t>(now, place), context);
+        };
+        word(sizes, 9, 0);
+        word(locations, 13, 0);
+        for (unsigned i = 0; i < 3; ++i) word(directions, 17 + 4 * i, i);
+    }
+};
+
+// A chunk of the formats 0 to 5 with bytes behind: the first record as it is, then one stream.
 class PointEncoder {
 public:
     explicit PointEncoder(unsigned pointFormat)
-        : bTime(pointFormat & 1), bColor(pointFormat & 2), colorPlace(bTime ? 28 : 20) {}
+        : format(pointFormat), bTime(hasTime(format)), bColor(hasColor(format)), colorPlace(bTime ? 28 : 20) {}
 
     std::string code(std::span<const std::string> records) {
         last = records[0];
         if (bTime) time.time[0] = valueIn<std::int64_t>(last, 20);
-        const std::size_t extra = colorPlace + (bColor ? 6 : 0);
+        const std::size_t extra = recordBytes(format), wavePlace = extra - WaveEncoder::size;
         vBytes.resize(last.size() - extra);
         for (const std::string& record : records.subspan(1)) {
             codePoint(record);
             if (bTime) time.code(out, valueIn<std::int64_t>(record, 20));
             if (bColor) color.code(out, colorIn(last, colorPlace), colorIn(record, colorPlace));
+            if (hasWave(format)) wave.code(out, last.substr(wavePlace), record.substr(wavePlace));
             for (std::size_t i = 0; i < vBytes.size(); ++i)
                 out.symbol(vBytes[i], static_cast<std::uint8_t>(record[extra + i] - last[extra + i]));
             last = record;
@@ -202,6 +256,7 @@ public:
     }
 
 private:
+    unsigned format;
     bool bTime, bColor;
     std::size_t colorPlace;
     ArithmeticEncoder out;
@@ -219,6 +274,7 @@ private:
     std::array<std::int32_t, 8> heights{};
     TimeEncoder time;
     ColorEncoder color;
+    WaveEncoder wave;
     std::vector<ByteModel> vBytes;
 
     void codePoint(const std::string& record) {
@@ -248,7 +304,7 @@ private:
     }
 };
 
-// A chunk in layers of the formats 6 to 8. Layers that the reader skips hold nothing sensible;
+// A chunk in layers of the formats 6 to 10. Layers that the reader skips hold nothing sensible;
 // the lowest bits of the user data and of the angle stand for changes of time, angle and source.
 class LayerEncoder {
 public:
@@ -264,10 +320,9 @@ public:
         for (ArithmeticEncoder& layer : layers) vLayers.push_back(layer.finish());
         std::vector<std::string> vAll(vLayers.begin(), vLayers.begin() + 5);
         vAll.insert(vAll.end(), 4, "skipped");
-        if (format > 6) vAll.push_back(vLayers[5]);
-        if (format == 8) vAll.emplace_back("skipped");
-        const std::size_t colorEnd = format == 8 ? 38 : format == 7 ? 36 : 30;
-        vAll.insert(vAll.end(), records[0].size() - colorEnd, "");
+        if (hasColor(format)) vAll.push_back(bChanged[5] ? vLayers[5] : "");
+        vAll.insert(vAll.end(), hasInfrared(format) + hasWave(format), "skipped");
+        vAll.insert(vAll.end(), records[0].size() - recordBytes(format), "");
         for (std::size_t i = 2; i < 5; ++i)
             if (!bChanged[i]) vAll[i].clear();
         std::string chunk = records[0], bodies;
@@ -309,7 +364,7 @@ private:
 
     unsigned format, version, channel = 0, colorChannel = 0;
     std::array<ArithmeticEncoder, 6> layers;  // place, height, class, flags, intensity, colour
-    std::array<bool, 5> bChanged{};
+    std::array<bool, 6> bChanged{};
     std::array<std::unique_ptr<Context>, 4> channels;
     std::array<std::unique_ptr<Colors>, 4> vColors;
 
@@ -346,7 +401,7 @@ private:
         if ((change & 3) == 3) tc ? layers[0].symbol(c.r[lastR], r) : layers[0].symbol(c.same, up - 2);
         channel = to;
         codeRest(c, record, n, r, tc);
-        if (format > 6) codeColor(colorIn(record, 30), change & 64 ? to : version < 4 ? 0 : to);
+        if (hasColor(format)) codeColor(colorIn(record, 30), change & 64 ? to : version < 4 ? 0 : to);
         c.last = record;
         c.tc = tc;
     }
@@ -380,6 +435,7 @@ private:
         if (bNew) vColors[to] = std::make_unique<Colors>(pLast->last);
         if (bNew || version == 4) pLast = vColors[to].get();
         colorChannel = to;
+        bChanged[5] |= pLast->last != color;
         vColors[to]->code(layers[5], pLast->last, color);
         pLast->last = color;
     }
@@ -419,10 +475,13 @@ inline std::string lasFile(unsigned format, const Records& records) {
 inline std::string lazRecord(const LasPlan& plan, std::size_t recordLength) {
     const bool bLong = plan.format >= 6;
     std::vector<std::array<std::uint16_t, 2>> items{{{std::uint16_t(bLong ? 10 : 6), std::uint16_t(bLong ? 30 : 20)}}};
-    if (!bLong && plan.format & 1) items.push_back({7, 8});
-    if (!bLong && plan.format & 2) items.push_back({8, 6});
-    if (plan.format == 7) items.push_back({11, 6});
-    if (plan.format == 8) items.push_back({12, 8});
+    if (hasTime(plan.format)) items.push_back({7, 8});
+    if (hasInfrared(plan.format)) {
+        items.push_back({12, 8});
+    } else if (hasColor(plan.format)) {
+        items.push_back({std::uint16_t(bLong ? 11 : 8), 6});
+    }
+    if (hasWave(plan.format)) items.push_back({std::uint16_t(bLong ? 13 : 9), WaveEncoder::size});
     for (const auto& item : items) recordLength -= item[1];
     if (recordLength > 0) items.push_back({std::uint16_t(bLong ? 14 : 0), static_cast<std::uint16_t>(recordLength)});
     std::string data(34, '\0');
@@ -431,7 +490,7 @@ inline std::string lazRecord(const LasPlan& plan, std::size_t recordLength) {
     putValue(data, 32, static_cast<std::uint16_t>(items.size()));
     for (const auto& item : items) {
         putValue(data, data.size(), item);
-        putValue(data, data.size(), static_cast<std::uint16_t>(plan.version));
+        putValue(data, data.size(), static_cast<std::uint16_t>(item[0] == 9 ? 1 : plan.version));  // one for waves
     }
     std::string record(54, '\0');
     record.replace(2, 14, "laszip encoded");

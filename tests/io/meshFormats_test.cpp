@@ -40,6 +40,28 @@ TriangleMesh coloredSheet() {
 
 }  // namespace
 
+TEST(writeMesh, normalsComeBackFromWhatHoldsThem) {
+    const TempFolder folder;
+    const zef_test::Shape ball = zef_test::icosphere(3);
+    WriteOptions options;
+    options.normals = true;
+    for (const char* const name : {"a.ply", "a.glb", "text.ply"}) {
+        options.text = name == std::string("text.ply");
+        writeMeshFile(folder.name(name), {ball.vertices, ball.triples}, options);
+        const PointFile file = zef_test::loadCloud(folder.name(name));
+        ASSERT_EQ(file.points.size(), ball.vertices.size()) << name;
+        ASSERT_EQ(file.normals.size(), file.points.size()) << name;
+        for (std::size_t i = 0; i < file.points.size(); ++i)
+            EXPECT_LT((file.normals[i] - (file.points[i] - Point3())).length(), 0.02) << name;
+    }
+    // Those of OBJ stand there for others.
+    const Point3 a(0, 0, 0), b(2, 0, 0), c(0, 0, 2);
+    writeMeshFile(folder.name("a.obj"), {{a, b, c}, {0, 1, 2}}, options);
+    EXPECT_EQ(folder.get("a.obj"), "v 0 0 0\nv 2 0 0\nv 0 0 2\nvn 0 -1 0\nvn 0 -1 0\nvn 0 -1 0\nf 1//1 2//2 3//3\n");
+    for (const char* const name : {"a.stl", "a.off"})
+        EXPECT_THROW(writeMeshFile(folder.name(name), {ball.vertices, ball.triples}, options), ArgumentError) << name;
+}
+
 TEST(writePly, numbersVerticesByFirstUse) {
     const TempFolder folder;
     RMesh mesh = square();

@@ -108,6 +108,32 @@ TEST(readGlb, placesWhatNodesShow) {
     EXPECT_EQ(file.notes, (std::vector<std::string>{"1 primitives of lines are left out."}));
 }
 
+TEST(readGlb, readsOtherWordsForTheSame) {
+    const TempFolder folder;
+    const std::string text = sceneText(), scenes = R"("scenes":[{"nodes":[1]}],)";
+    const auto load = [&](const std::string& words) { return zef_test::loadCloud(folder.put("a.gltf", words)); };
+    const PointFile file = load(text);
+    const std::vector<std::string> vSame = {
+        replaced(text, R"("scene":0,)", ""),
+        // Without scenes, what is no child.
+        replaced(text, R"("scene":0,)" + scenes, ""),
+        // Twice, but shown once.
+        replaced(replaced(text, R"("scene":0,)", ""), scenes, R"("scenes":[{"nodes":[1]},{"nodes":[1]}],)"),
+        replaced(text, R"("rotation":[0,0,0.70710678118654757,0.70710678118654757],"scale":[1,2,-1])",
+                 R"("matrix":[0,1,0,0,-2,0,0,0,0,0,-1,0,0,0,0,1])")};
+    for (const std::string& words : vSame) {
+        const PointFile same = load(words);
+        EXPECT_EQ(same.indices, file.indices) << words;
+        ASSERT_EQ(same.points.size(), file.points.size()) << words;
+        for (std::size_t i = 0; i < file.points.size(); ++i)
+            EXPECT_LT((same.points[i] - file.points[i]).length(), 1e-12) << words;
+    }
+    // The places of the square as light, in floats.
+    const PointFile lit = load(replaced(text, R"("COLOR_0":3)", R"("COLOR_0":1)"));
+    EXPECT_EQ(lit.points[2].getColorString(), Point3(0, 0, 0, 255, 0, 0, 255).getColorString());
+    EXPECT_EQ(lit.points[4].getColorString(), Point3(0, 0, 0, 255, 255, 0, 255).getColorString());
+}
+
 TEST(readGlb, refusesWhatLies) {
     const TempFolder folder;
     const std::string text = sceneText();
@@ -121,6 +147,9 @@ TEST(readGlb, refusesWhatLies) {
         {R"("byteStride":12)", R"("byteStride":0)", "does not fit"},
         {R"("byteStride":12)", R"("byteStride":16)", "accessor 1: its 4 entries"},
         {R"("indices":0)", R"("indices":3)", "no whole numbers"},
+        {R"("POSITION":1)", R"("POSITION":0)", "are no floats"},
+        {R"("NORMAL":2)", R"("NORMAL":4)", "its normals are no floats"},
+        {R"("COLOR_0":3)", R"("COLOR_0":0)", "its colours are no"},
         {R"("uri":"data:application/octet-stream;base64,AA)", R"("uri":"data:application/octet-stream;base64,BB)",
          "index 4 of a mesh with 4 vertices"},
         {R"("uri":"data:application/octet-stream;base64,)", R"("uri":"far.bin)", "export it as .glb"},

@@ -12,6 +12,7 @@
 #include "page/nearness.h"
 #include "page/packMesh.h"
 #include "support/shapes.h"
+#include "support/tempFolder.h"
 #include "zef/view.h"
 
 using namespace QUOR_ZEF;
@@ -139,4 +140,8 @@ TEST(Page, largeBrokenAndEmptyScenesAreShown) {
     EXPECT_NE(vLines[1].find("of 641 points 500 are shown"), std::string::npos) << vLines[1];
     EXPECT_EQ(html, makePage({{&ball}, vPoints}, "run()", options, {.threads = 4}));
     EXPECT_NE(makePage({}, "run()").find("\"cloud\":null"), std::string::npos);
+    const TempFolder folder;
+    writePage(folder.name("a.html"), html);
+    EXPECT_EQ(folder.get("a.html"), html);
+    EXPECT_THROW(writePage(folder.name("none/a.html"), html), FileError);
 }

@@ -66,7 +66,6 @@ private:
     }
     static uint64 codeOf(const Cell& cell) { return cell[2] << 42 | cell[1] << 21 | cell[0]; }
     void settleCells();
-    std::size_t countEntries(std::size_t begin, std::size_t end) const;
     double countAllEntries() const;
     void enterTriangles();
 };

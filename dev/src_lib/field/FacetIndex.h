@@ -34,8 +34,6 @@ public:
     std::uint32_t cellOf(uint64 rcd) const { return blocks.indexOf(rcd); }
     // Which cells exist around a cell; bits as in cellTopology.h.
     std::uint32_t maskOf(std::uint32_t cell) const { return vMasks[cell]; }
-    // Bit dir is set where that face is exposed.
-    unsigned facesOf(std::uint32_t cell) const { return vFaces[cell]; }
     bool isExposed(std::uint32_t cell, int dir) const { return vFaces[cell] >> dir & 1; }
 
     // The facets of a cell are those from firstFacet(cell) up to firstFacet(cell + 1).

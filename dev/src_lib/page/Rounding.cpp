@@ -45,10 +45,6 @@ PackedPoint Rounding::operator()(const Point3& p) const {
     return packed;
 }
 
-Point3 Rounding::back(const PackedPoint& packed) const {
-    return {origin.px + packed.steps[0] * step, origin.py + packed.steps[1] * step, origin.pz + packed.steps[2] * step};
-}
-
 std::string Rounding::json() const {
     return "\"origin\":[" + jsonNumber(origin.px) + "," + jsonNumber(origin.py) + "," + jsonNumber(origin.pz) +
            "],\"step\":" + jsonNumber(step);

@@ -44,8 +44,6 @@ public:
     Rounding(const PageBox& box, double finest);
 
     PackedPoint operator()(const Point3& p) const;
-    Point3 back(const PackedPoint& packed) const;
-    double getStep() const { return step; }
     std::string json() const;  // "origin": [x, y, z], "step": s
 
 private:

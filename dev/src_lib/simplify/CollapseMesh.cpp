@@ -146,25 +146,16 @@ bool CollapseMesh::begin(std::uint32_t u_, std::uint32_t v_) {
     numMovedByU = static_cast<std::uint32_t>(vMoved.size());
     vFanSize[v] = gatherFan(v, u);
     if (vDying.empty() || vDying.size() > 2 || (vDying.size() == 2 && isBorder(u) && isBorder(v))) return false;
-    vRing.clear();
     std::size_t numCommon = 0;
-    forEachNeighbour(u, [&](std::uint32_t other) {
-        if (other != v) vRing.push_back(other);
-    });
+    forEachNeighbour(u, [](std::uint32_t) {});  // marks them
     const std::uint32_t markOfU = newestMark;
-    for (std::size_t i = 0; i < vMoved.size() + vDying.size(); ++i) {
+    for (std::size_t i = numMovedByU; i < vMoved.size() + vDying.size(); ++i) {
         const std::uint32_t triangle = i < vMoved.size() ? vMoved[i].triangle : vDying[i - vMoved.size()];
-        if (i < numMovedByU) continue;
         for (std::uint32_t corner = 0; corner < 3; ++corner) {
             const std::uint32_t other = getCorner(triangle, corner);
-            if (other == u || other == v) continue;
-            if (vMark[other] == markOfU) {
-                ++numCommon;
-                vMark[other] = markOfU + 1;  // of nobody else before the next newMark()
-            } else if (vMark[other] != markOfU + 1) {
-                vRing.push_back(other);
-                vMark[other] = markOfU + 1;
-            }
+            if (other == u || other == v || vMark[other] != markOfU) continue;
+            ++numCommon;
+            vMark[other] = markOfU + 1;  // of nobody else before the next newMark()
         }
     }
     newMark();

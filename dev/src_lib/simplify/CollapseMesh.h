@@ -53,11 +53,10 @@ public:
     // Makes the edge the one that the following functions are about. False if its
     // collapse would change the topology, if it is no edge, or if an end is crowded.
     bool begin(std::uint32_t u, std::uint32_t v);
-    // The triangles that move, those that die, and the vertices around: valid until
+    // The triangles that move and those that die: valid until
     // the next begin().
     const std::vector<Moved>& getMoved() const { return vMoved; }
     const std::vector<std::uint32_t>& getDying() const { return vDying; }
-    const std::vector<std::uint32_t>& getRing() const { return vRing; }
     // Whether a moved triangle would turn too far, or lose its shape.
     bool distorts(const Vector3& p) const;
     // u becomes the vertex of the whole, at p; v dies.
@@ -98,7 +97,7 @@ private:
 
     std::uint32_t u = 0, v = 0;  // the edge of begin()
     std::vector<Moved> vMoved;
-    std::vector<std::uint32_t> vDying, vRing;
+    std::vector<std::uint32_t> vDying;
     std::uint32_t numMovedByU = 0;
     std::vector<std::uint32_t> vMark;  // by vertex
     std::uint32_t newestMark = 0;
