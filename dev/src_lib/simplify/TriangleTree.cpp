@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "geometry/freeFunctions.h"
+
 namespace QUOR_ZEF {
 
 namespace {
