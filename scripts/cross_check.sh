@@ -61,7 +61,7 @@ set(CMAKE_EXE_LINKER_FLAGS_INIT "-L$libraries -Wl,-rpath-link,$libraries")
 END
 export PKG_CONFIG_LIBDIR=$libraries/pkgconfig PKG_CONFIG_SYSROOT_DIR=$root
 cmake -S . -B "$folder/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$folder/toolchain.cmake" -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_CXX_FLAGS_RELEASE="-O1 -DNDEBUG" -DZEF_BUILD_APPS=OFF -DZEF_PYTHON=OFF -DZEF_INSTALL=OFF >/dev/null
+    -DCMAKE_CXX_FLAGS_RELEASE="-O1 -DNDEBUG" -DZEF_BUILD_APPS=OFF -DZEF_PYTHON=OFF -DZEF_INSTALL=OFF -DZEF_UNITY=all >/dev/null
 # Warnings are for 64 bits.
 cmake --build "$folder/build" --target "${tests[@]/#/test_}" -- --quiet >"$folder/log" 2>&1 || { tail -20 "$folder/log"; exit 1; }
 status=0

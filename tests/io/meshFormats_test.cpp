@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "bytes/FileBytes.h"
@@ -179,6 +180,17 @@ TEST(Precision, changesWhereFloatsLoseAThousandthOfTheSpacing) {
             writeMeshFile(folder.name("b" + ending), flat, options);
             EXPECT_TRUE(folder.get("a" + ending) == folder.get("b" + ending)) << ending;
         }
+    }
+}
+
+TEST(Precision, writesWhatIsBeyondFloatsAsDoubles) {
+    const TempFolder folder;
+    TriangleMesh far = coloredSheet();
+    for (Point3& p : far.vertices) p.px *= 1e300;
+    for (const double spacing : {0.0, 1.0, std::numeric_limits<double>::infinity()}) {
+        WriteOptions options;
+        options.spacing = spacing;
+        EXPECT_TRUE(writeMeshFile(folder.name("a.ply"), far, options).doubles) << spacing;
     }
 }
 

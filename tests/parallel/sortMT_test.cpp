@@ -57,7 +57,7 @@ std::vector<Record> withIndices(const Words& vKeys) {
 
 std::vector<BigRecord> withPayloads(const Words& vKeys) {
     std::vector<BigRecord> v;
-    for (const uint64 key : vKeys) v.emplace_back(key, Payload{{v.size(), ~v.size(), key, 0}});
+    for (const uint64 key : vKeys) v.emplace_back(key, Payload{{v.size(), ~uint64{v.size()}, key, 0}});
     return v;
 }
 

@@ -86,11 +86,12 @@ constexpr double visible = 0.01;    // before that is told
 CoordinatePlan planCoordinates(std::span<const Point3> vPoints, double spacing, bool bHasDoubles,
                                const WriteOptions& options) {
     CoordinatePlan plan{options.precision == Precision::DOUBLE, options.offset, {}};
-    if (plan.bDouble || !(spacing > 0.0)) return plan;
+    if (plan.bDouble) return plan;
     Extent box;
     for (const Point3& p : vPoints) box.add(p);
     const double rounding = floatRounding(box.largestCoordinate(options.offset));
-    if (rounding <= mostLost * spacing) return plan;
+    // What is beyond floats is lost whatever the spacing, which is beyond doubles then, if it came from squares.
+    if (std::isfinite(rounding) && (!(spacing > 0.0) || rounding <= mostLost * spacing)) return plan;
     if (options.precision == Precision::AUTO && bHasDoubles) {
         plan.bDouble = true;
         return plan;
