@@ -94,7 +94,7 @@ function(zef_add_test name)
     target_compile_options(test_${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
   endif()
   # Half of the time that -O3 takes; the library below is optimised as shipped.
-  target_compile_options(test_${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+  target_compile_options(test_${name} PRIVATE $<$<CONFIG:Release>:-O1> $<$<CONFIG:Coverage>:-O0>)
   list(TRANSFORM ARG_USES PREPEND zef_)
   target_link_libraries(test_${name} PRIVATE ${ARG_USES} ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main)
   set(properties TIMEOUT 900)

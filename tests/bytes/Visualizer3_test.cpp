@@ -29,11 +29,11 @@ TEST(Visualizer3, sharesCornersAmongTriangles) {
 }
 
 TEST(Visualizer3, keepsColoursAndCornersThatDifferInThem) {
-    Point3 red(0, 0, 0, 255, 0, 51, 255), plain(0, 0, 0), far(1, 2, 3);
+    Point3 red(0, 0, 0, 255, 85, 51, 255), plain(0, 0, 0), far(1, 2, 3);
     Visualizer3 visualizer;
     visualizer.addTriangles(std::vector<Point3*>{&red, &plain, &far});
     EXPECT_EQ(writtenBy(visualizer),
-              "LIST\n{ COFF\n3 1 0\n0 0 0 1 0 0.2 1\n0 0 0 0.8 0.8 0.8 1\n1 2 3 0.8 0.8 0.8 1\n3 0 1 2\n}\n");
+              "LIST\n{ COFF\n3 1 0\n0 0 0 1 0.333333 0.2 1\n0 0 0 0.8 0.8 0.8 1\n1 2 3 0.8 0.8 0.8 1\n3 0 1 2\n}\n");
 }
 
 TEST(Visualizer3, drawsPointsAndEdgesAsVectors) {

@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
+#include "geometry/freeFunctions.h"
 #include "support/shapes.h"
 #include "support/tempFolder.h"
+#include "view/Camera.h"
 #include "zef/view.h"
 
 using namespace QUOR_ZEF;
@@ -122,5 +125,26 @@ TEST(Png, readsBackAsTheImage) {
     for (std::uint32_t i = 0; i < 200 * 200; ++i) {
         const std::uint8_t* const p = vRows.data() + std::size_t{601} * (i / 200) + 1 + 3 * (i % 200);
         EXPECT_EQ(pixel(image, i % 200, i / 200), (std::vector<std::uint8_t>{p[0], p[1], p[2], 255}));
+    }
+}
+
+TEST(Camera, standsOnAnAxisAndOppositeToItsTwin) {
+    for (const bool bYUp : {false, true}) {
+        const Vector3 worldUp = bYUp ? Vector3(0, 1, 0) : Vector3(0, 0, 1);
+        for (const ViewFrom from : {ViewFrom::ISO, ViewFrom::FRONT, ViewFrom::BACK, ViewFrom::LEFT, ViewFrom::RIGHT,
+                                    ViewFrom::TOP, ViewFrom::BOTTOM}) {
+            const Camera camera = cameraOf(from, bYUp);
+            EXPECT_LT((cross(camera.right, camera.up) - camera.back).length(), 1e-12);
+            EXPECT_NEAR(camera.right.length() * camera.up.length(), 1.0, 1e-12);
+            EXPECT_EQ(camera.up * worldUp > 0.5, from != ViewFrom::TOP && from != ViewFrom::BOTTOM);
+        }
+        const auto back = [&](ViewFrom from) { return cameraOf(from, bYUp).back; };
+        EXPECT_EQ((back(ViewFrom::TOP) - worldUp).length(), 0.0);
+        EXPECT_EQ((back(ViewFrom::RIGHT) - Vector3(1, 0, 0)).length(), 0.0);
+        EXPECT_EQ((back(ViewFrom::FRONT) - cross(Vector3(1, 0, 0), worldUp)).length(), 0.0);
+        for (const auto& [from, to] :
+             {std::pair(ViewFrom::TOP, ViewFrom::BOTTOM), std::pair(ViewFrom::RIGHT, ViewFrom::LEFT),
+              std::pair(ViewFrom::FRONT, ViewFrom::BACK)})
+            EXPECT_EQ((back(from) + back(to)).length(), 0.0);
     }
 }
