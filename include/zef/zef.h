@@ -21,5 +21,6 @@
 #include "zef/reconstruction.h"
 #include "zef/refinement.h"
 #include "zef/threads.h"
+#include "zef/tiles.h"
 #include "zef/view.h"
 #include "zef/zef_api_functions.h"
