@@ -227,7 +227,7 @@ TEST(Las, projectionsStandBeforeOrBehindThePoints) {
         return bytes + late;
     };
     std::string keys;
-    for (const std::uint16_t key : {1, 1, 0, 1, 1026, 34737, 5, 0}) putValue(keys, keys.size(), key);
+    for (const int key : {1, 1, 0, 1, 1026, 34737, 5, 0}) putValue(keys, keys.size(), static_cast<std::uint16_t>(key));
     const std::string wkt = "PROJCS[\"UTM 17\",GEOGCS[\"NAD83\"]]", other = record(1, "x", true);
     const auto projectionOf = [&](const std::string& bytes) {
         const Reading reading = readBytes(bytes);
