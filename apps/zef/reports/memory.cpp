@@ -72,6 +72,7 @@ void requireMemory(std::span<const zef::Point3> corners, double spacing, double 
     const double ofCells = bytesPerCell * zef::estimateMeltCells(corners, spacing);
     if (fixed + ofCells <= bytes) return;
     const double larger = margin * spacing * std::sqrt(ofCells / (bytes - fixed));
+    if (bytes <= fixed) refuse("that", fixed + ofCells, bytes, "cut the triangles into parts");
     refuse("that", fixed + ofCells, bytes,
-           bytes > fixed ? "try --spacing " + shortText(larger) : "cut the triangles into parts");
+           std::isfinite(larger) ? "try --spacing " + shortText(larger) : "scale the coordinates");
 }

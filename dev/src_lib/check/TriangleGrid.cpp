@@ -105,6 +105,7 @@ void TriangleGrid::findNear(const CoordBox& box, std::vector<std::uint32_t>& vFo
     for (std::size_t i = 0; i < 3; ++i) {
         inside.low[i] = std::max(box.low[i], all.low[i]);
         inside.high[i] = std::min(box.high[i], all.high[i]);
+        if (!(inside.low[i] <= inside.high[i])) return;  // places that are no numbers meet nothing
     }
     const Cell first = cellAt(inside.low), last = cellAt(inside.high);
     const auto numBefore = static_cast<std::ptrdiff_t>(vFound.size());

@@ -85,13 +85,14 @@ bool readPoints_BIN(const char* name, std::vector<Point3>& vPoints) {
     if (count <= 0) return true;
 
     const std::size_t numCoords = type == type3D ? 3 : 2;
-    const auto num = static_cast<std::size_t>(count);
+    const auto numTold = static_cast<std::uint64_t>(count);
     rows.remove_prefix(std::min(rows.size(), binHeader));
     const std::size_t numThere = rows.size() / (numCoords * sizeof(double));
     // Missing points are filled up, but not so many that a lie eats the memory.
-    if (num > numThere && num > (memoryLimit(rows.size()) - rows.size()) / sizeof(Point3))
+    if (numTold > numThere && numTold > (memoryLimit(rows.size()) - rows.size()) / sizeof(Point3))
         return say(std::cout,
                    std::string(name) + " holds " + std::to_string(numThere) + " points, not " + std::to_string(count));
+    const auto num = static_cast<std::size_t>(numTold);
     reserveMore(vPoints, num);
     for (std::size_t i = 0; i < num; ++i) vPoints.push_back(pointAt(rows, i * numCoords * sizeof(double), numCoords));
     return true;
