@@ -146,7 +146,10 @@ TEST(Calls, nameTheArgumentThatMeansNothing) {
          }},
         {"index 600", [&] { toMesh(fileOf(ring(), 600)); }},
         {"handles", [&] { findHandles(fan, 0.0); }},
-        {"scene.meshes", [&] { draw({{nullptr}, {}}); }},
+        {"scene.meshes",
+         [&] {
+             draw({{nullptr}, {}});
+         }},
         {"bundle", [&] { makePage({}, ""); }},
         {"bundle", [&] { makePage({}, "a</script>"); }},
         {"maxTriangles", [&] { makePage({}, "a", {.maxPoints = 0}); }},
