@@ -10,10 +10,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-bool isFinite(const Point3& p) {
-    return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
-}
-
 std::string ofTriangle(std::size_t i) {
     return " of triangle " + std::to_string(i / 3);
 }
@@ -25,6 +21,10 @@ std::string numberText(double value) {
 }
 
 }  // namespace
+
+bool isFinite(const Point3& p) {
+    return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
+}
 
 void checkRange(const TriangleMesh& mesh, const std::string& name) {
     const std::vector<std::uint32_t>& indices = mesh.indices;

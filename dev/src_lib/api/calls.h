@@ -17,6 +17,9 @@
 
 namespace QUOR_ZEF {
 
+// Whether all coordinates are.
+bool isFinite(const Point3& p);
+
 // Throws an ArgumentError if three does not divide the indices, or one of them means no
 // vertex. name: of the argument. O(n).
 void checkRange(const TriangleMesh& mesh, const std::string& name = "mesh");

@@ -38,8 +38,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr double unlimited = std::numeric_limits<double>::infinity();
-
 std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& job) {
     passLicenseGate("reconstruct", vPoints.size());
     planReconstruction({}, vPoints.size());

@@ -19,7 +19,6 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr double noFeatureAngle = 361.0;
-constexpr double unlimited = std::numeric_limits<double>::infinity();
 constexpr double maxLevels = 10.0;
 constexpr double widestHandle = 30.0;        // cells; time grows with the square
 constexpr std::uint32_t maxSparseHole = 44;  // edges: a few spacings across where points are sparse
@@ -30,10 +29,6 @@ Density densityOf(const ReconstructOptions& options) {
 
 bool areHandlesCut(const ReconstructOptions& options) {
     return options.mend && options.minHandle > 0.0;
-}
-
-bool isFinite(const Point3& p) {
-    return std::isfinite(p.px) && std::isfinite(p.py) && std::isfinite(p.pz);
 }
 
 void checkGrid(const Grid& grid) {

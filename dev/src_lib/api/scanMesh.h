@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -17,6 +18,7 @@ namespace QUOR_ZEF {
 
 // The way from points to a mesh, in the steps that reconstruct() and tiles share.
 
+inline constexpr double unlimited = std::numeric_limits<double>::infinity();  // an option
 inline constexpr const char* noPoints = "there are no points with finite coordinates";
 
 // What both families of entries do; the choices are of the newer one.

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 
+#include "tiles/TileOwners.h"
+
 namespace QUOR_ZEF {
 
 namespace {
@@ -18,14 +20,6 @@ bool meets(const TileBox& box, const GridCoords& block, int level) {
         return x << level < box.high[axis] && (x + 1) << level > box.low[axis];
     };
     return overlaps(block.x, 0) && overlaps(block.y, 1) && overlaps(block.z, 2);
-}
-
-TileBox widened(TileBox box, uint64 halo) {
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        box.low[axis] -= std::min(halo, box.low[axis]);
-        box.high[axis] += halo;
-    }
-    return box;
 }
 
 // Surfaces have no more cells than there are points, and blocks lie along them.

@@ -16,10 +16,10 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr uint64 fileMark = 0x31656c6974'66657aU;  // "zeftile1"
+constexpr uint64 tileMark = 0x31656c6974'66657aU;  // "zeftile1"
 
 struct Head {
-    uint64 mark = fileMark;
+    uint64 mark = tileMark;
     uint64 digest = 0;
     uint64 tile = 0;
     TileCounts counts;
@@ -30,7 +30,7 @@ Head readHead(RawReader& reader, uint64 digest, std::uint32_t tile) {
     head.mark = reader.readValue<uint64>();
     head.digest = reader.readValue<uint64>();
     head.tile = reader.readValue<uint64>();
-    if (head.mark != fileMark) throw LoadError("no mesh of a tile");
+    if (head.mark != tileMark) throw LoadError("no mesh of a tile");
     if (head.digest != digest || head.tile != tile) throw LoadError("this is the mesh of another job or tile");
     head.counts.numVertices = reader.readValue<uint64>();
     head.counts.numBandVertices = reader.readValue<uint64>();
@@ -93,7 +93,7 @@ void writeTileMesh(const std::filesystem::path& job, uint64 digest, std::uint32_
     const std::span<const Point3> vertices = mesh.vVertices;
     const std::size_t numBand = mesh.vKeys.size();
     AtomicFile file(path.string());
-    for (const uint64 value : {fileMark, digest, uint64{tile}, uint64{vertices.size()}, uint64{numBand},
+    for (const uint64 value : {tileMark, digest, uint64{tile}, uint64{vertices.size()}, uint64{numBand},
                                uint64{mesh.vCorePieces.size()}, uint64{mesh.hasColor()}})
         file.writeRaw(value);
     writeVertices(file, vertices.first(numBand));

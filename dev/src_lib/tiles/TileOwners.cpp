@@ -28,6 +28,14 @@ bool meet(const TileBox& a, const TileBox& b, uint64 margin) {
 
 }  // namespace
 
+TileBox widened(TileBox box, uint64 numCells) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        box.low[axis] -= std::min(numCells, box.low[axis]);
+        box.high[axis] += numCells;
+    }
+    return box;
+}
+
 TileOwners::TileOwners(const TilePlan& plan, std::uint32_t tile)
     : halo(static_cast<uint64>(plan.options.halo)), own{tile, plan.boxes.at(tile)} {
     constexpr uint64 growth = 256;  // cells

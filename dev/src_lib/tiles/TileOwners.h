@@ -10,6 +10,9 @@
 
 namespace QUOR_ZEF {
 
+// By so many cells on each side, but not below 0.
+TileBox widened(TileBox box, uint64 numCells);
+
 // Whose the cells around one tile are.
 class TileOwners {
 public:

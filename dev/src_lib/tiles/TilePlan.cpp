@@ -242,7 +242,7 @@ void checkCounts(const TilePlan& plan) {
         for (std::size_t axis = 0; axis < 3; ++axis) require(box.low[axis] < box.high[axis] && box.high[axis] <= end);
 }
 
-TilePlan planOf(const Json& in) {
+TilePlan planFrom(const Json& in) {
     if (!in.is_object() || !in.contains("zef_tiles")) throw LoadError("this is no plan of tiles");
     if (in.at("zef_tiles") != planVersion)
         throw LoadError("this plan is of another release of the library; plan the job anew in another folder");
@@ -283,7 +283,7 @@ std::string textOf(const TilePlan& plan) {
 
 TilePlan planOf(std::string_view text) {
     try {
-        return planOf(Json::parse(text));
+        return planFrom(Json::parse(text));
     } catch (const Json::parse_error& error) {
         throw LoadError("no JSON from byte " + std::to_string(error.byte) + " on");
     } catch (const Json::exception& error) {

@@ -15,8 +15,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t none = std::numeric_limits<std::uint32_t>::max();
-
 // Two vertices of such triangles can have an edge in the core.
 std::vector<bool> findAtCore(const TriangleMesh& band, const std::vector<Beyond>& vBeyond) {
     std::vector<bool> vTouched(band.vertices.size()), vAtCore(band.numTriangles());
@@ -70,7 +68,10 @@ namespace {
 class FanParter {
 public:
     FanParter(TriangleMesh& band_, const std::vector<Beyond>& vBeyond_)
-        : band(band_), vBeyond(vBeyond_), fans(band.indices, band.vertices.size()), vAcross(band.indices.size(), none) {
+        : band(band_),
+          vBeyond(vBeyond_),
+          fans(band.indices, band.vertices.size()),
+          vAcross(band.indices.size(), TileMesh::none) {
         const EdgeTable edges(band.indices, band.vertices.size());
         edges.forEachEdge([&](const Edge& edge) {
             if (edge.size() != 2) return;
@@ -102,13 +103,13 @@ private:
 
     void part(const std::vector<std::uint32_t>& vTriples, std::uint32_t vertex) {
         const std::span<const std::uint32_t> fan = fans[vertex];
-        vReached.assign(fan.size(), none);
+        vReached.assign(fan.size(), TileMesh::none);
         std::uint32_t num = 0;
         // From all at a core at once, as if that were one fan.
         for (std::size_t k = 0; k < fan.size(); ++k)
             if (isAtCore(vTriples, fan[k], vertex)) num = 1, reach(vTriples, fan, vertex, k, 0);
         for (std::size_t k = 0; k < fan.size(); ++k)
-            if (vReached[k] == none) reach(vTriples, fan, vertex, k, num++);
+            if (vReached[k] == TileMesh::none) reach(vTriples, fan, vertex, k, num++);
         for (std::uint32_t number = 1; number < num; ++number) {
             const auto copy = static_cast<std::uint32_t>(band.vertices.size());
             band.vertices.push_back(Point3(band.vertices[vertex]));
@@ -134,11 +135,11 @@ private:
         while (!vOpen.empty()) {
             const std::size_t k = vOpen.back();
             vOpen.pop_back();
-            if (vReached[k] != none) continue;
+            if (vReached[k] != TileMesh::none) continue;
             vReached[k] = number;
             const std::uint32_t side = cornerIn(vTriples, fan[k], vertex);
             for (const std::uint32_t step : {side, previousSide(side)}) {
-                if (vAcross[step] == none) continue;
+                if (vAcross[step] == TileMesh::none) continue;
                 const auto it = std::lower_bound(fan.begin(), fan.end(), vAcross[step] / 3);
                 vOpen.push_back(static_cast<std::size_t>(it - fan.begin()));
             }

@@ -8,6 +8,7 @@
 
 #include "frame/Run.h"
 #include "grid/Calc.h"
+#include "tiles/TileOwners.h"
 
 namespace QUOR_ZEF {
 
@@ -21,15 +22,6 @@ bool isIn(const TileBox& box, const Cell& cell) {
     for (std::size_t axis = 0; axis < 3; ++axis)
         if (cell[axis] < box.low[axis] || cell[axis] >= box.high[axis]) return false;
     return true;
-}
-
-TileBox widened(const TileBox& box, uint64 halo) {
-    TileBox wide = box;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        wide.low[axis] -= std::min(halo, wide.low[axis]);
-        wide.high[axis] += halo;
-    }
-    return wide;
 }
 
 TileBox wholeOf(const Grid& grid) {

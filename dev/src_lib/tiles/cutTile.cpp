@@ -20,7 +20,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t none = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t minChunk = 4096;
 
 std::vector<SeamKey> cellsOf(const TriangleMesh& mesh, const Calc& calc, const TileOwners& owners) {
@@ -80,7 +79,7 @@ struct Surroundings {
 std::vector<Surroundings> lookAround(const TriangleMesh& mesh, const std::vector<SeamKey>& vKeys,
                                      const std::vector<std::uint32_t>& vVertices) {
     constexpr double far = std::numeric_limits<double>::infinity();
-    std::vector<std::uint32_t> vNumbers(mesh.vertices.size(), none);
+    std::vector<std::uint32_t> vNumbers(mesh.vertices.size(), TileMesh::none);
     std::vector<Surroundings> vFound(vVertices.size());
     for (std::uint32_t k = 0; k < vVertices.size(); ++k) {
         const std::uint32_t i = vVertices[k];
@@ -89,7 +88,7 @@ std::vector<Surroundings> lookAround(const TriangleMesh& mesh, const std::vector
     }
     for (std::size_t side = 0; side < mesh.indices.size(); ++side) {
         const std::uint32_t k = vNumbers[mesh.indices[side]];
-        if (k == none) continue;
+        if (k == TileMesh::none) continue;
         const auto first = static_cast<std::uint32_t>(side);
         for (const std::uint32_t other : {nextSide(first), previousSide(first)})
             vFound[k].lowest = std::min(vFound[k].lowest, mesh.vertices[mesh.indices[other]]);
@@ -204,13 +203,13 @@ private:
         edges.forEachEdge([&](const Edge& edge) {
             if (edge.size() == 2 && isCore(edge[0]) && isCore(edge[1])) sets.join(edge[0] / 3, edge[1] / 3);
         });
-        std::vector<std::uint32_t> vNumberOf(mesh.numTriangles(), none);
-        vPieces.assign(mesh.numTriangles(), none);
+        std::vector<std::uint32_t> vNumberOf(mesh.numTriangles(), TileMesh::none);
+        vPieces.assign(mesh.numTriangles(), TileMesh::none);
         std::uint32_t num = 0;
         for (std::uint32_t t = 0; t < vPieces.size(); ++t) {
             if (vParts[t] != Part::CORE) continue;
             std::uint32_t& number = vNumberOf[sets.find(t)];
-            if (number == none) number = num++;
+            if (number == TileMesh::none) number = num++;
             vPieces[t] = number;
         }
         result.vPieces.resize(num);
@@ -223,7 +222,7 @@ private:
                 if (vParts[t] == Part::BAND) vPartOf[i] = Part::BAND;
                 if (vParts[t] == Part::CORE && vPartOf[i] == Part::ELSEWHERE) vPartOf[i] = Part::CORE;
             }
-        vNumbers.assign(mesh.vertices.size(), none);
+        vNumbers.assign(mesh.vertices.size(), TileMesh::none);
         for (const Part part : {Part::BAND, Part::CORE}) {
             for (std::uint32_t i = 0; i < vPartOf.size(); ++i) {
                 if (vPartOf[i] != part) continue;
@@ -237,12 +236,12 @@ private:
     // The triangle there, or none.
     std::uint32_t across(std::uint32_t side) const {
         const Edge edge = edges.at(mesh.indices[side], mesh.indices[nextSide(side)]);
-        if (edge.size() != 2) return none;
+        if (edge.size() != 2) return TileMesh::none;
         return (edge[0] == side ? edge[1] : edge[0]) / 3;
     }
 
     Beyond beyond(std::uint32_t triangle) const {
-        if (triangle == none) return Beyond::NOTHING;
+        if (triangle == TileMesh::none) return Beyond::NOTHING;
         const Part part = vParts[triangle];
         return part == Part::CORE || part == Part::FOREIGN_CORE ? Beyond::CORE : Beyond::BAND;
     }
@@ -253,7 +252,7 @@ private:
             const std::uint32_t there = across(side);
             result.vBand.push_back(vNumbers[mesh.indices[side]]);
             result.vBeyond.push_back(beyond(there));
-            result.vCoreBeyond.push_back(there == none ? none : vPieces[there]);
+            result.vCoreBeyond.push_back(there == TileMesh::none ? TileMesh::none : vPieces[there]);
         }
     }
 

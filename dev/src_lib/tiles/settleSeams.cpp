@@ -175,7 +175,7 @@ void turn(std::size_t t, BandMesh& band) {
     std::swap(band.vBeyond[3 * t + 1], band.vBeyond[3 * t + 2]);
 }
 
-constexpr uint64 fileMark = 0x31736d61657366'7aU;  // "zfseams1"
+constexpr uint64 seamsMark = 0x31736d61657366'7aU;  // "zfseams1"
 
 }  // namespace
 
@@ -226,7 +226,7 @@ void writeSeams(const std::filesystem::path& job, uint64 digest, const SettledSe
     const std::filesystem::path path = seamsPath(job);
     AtomicFile file(path.string());
     for (const uint64 value :
-         {fileMark, digest, seams.numCoreVertices, seams.numCoreTriangles, uint64{seams.bColored}, seams.numDisputed,
+         {seamsMark, digest, seams.numCoreVertices, seams.numCoreTriangles, uint64{seams.bColored}, seams.numDisputed,
           seams.numFilledLoops, seams.numGaps, seams.numTorn, uint64{seams.vNumbers.size()}})
         file.writeRaw(value);
     writeVertices(file, seams.vVertices);
@@ -245,7 +245,7 @@ SettledSeams readSeams(const std::filesystem::path& job, uint64 digest) {
         const InputFile file(path.string());
         RawReader reader(file);
         SettledSeams seams;
-        if (reader.readValue<uint64>() != fileMark) throw LoadError("no seams of tiles");
+        if (reader.readValue<uint64>() != seamsMark) throw LoadError("no seams of tiles");
         if (reader.readValue<uint64>() != digest) throw LoadError("these are seams of another job");
         seams.numCoreVertices = reader.readValue<uint64>();
         seams.numCoreTriangles = reader.readValue<uint64>();
