@@ -129,7 +129,7 @@ TEST(ToolTiles, anInterruptEndsTheWorkersAsWell) {
     EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 130);
     // Of its group nobody is left, once those that were killed are gone.
     int left = 0;
-    for (int i = 0; i < 100 && (left = kill(-child, 0)) == 0; ++i)
+    for (int i = 0; i < 1200 && (left = kill(-child, 0)) == 0; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_EQ(left, -1);
     EXPECT_FALSE(fs::exists(files.job + "/mesh.ply"));
