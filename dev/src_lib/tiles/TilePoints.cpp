@@ -19,6 +19,7 @@
 #include "bytes/LoadError.h"
 #include "formats/crc32c.h"
 #include "frame/Run.h"
+#include "tiles/rawArrays.h"
 
 namespace fs = std::filesystem;
 
@@ -28,7 +29,6 @@ namespace {
 
 // A file: the mark, the points, the footer; in the byte order of this machine.
 constexpr std::string_view fileMark = "zefpnts1";
-constexpr std::size_t pointBytes = 29;  // three doubles, r g b a, whether they count
 constexpr std::size_t footerBytes = 24;
 constexpr const char* cure = "; delete this file and split the job again";
 
@@ -44,20 +44,6 @@ void appendPoint(std::string& buffer, const Point3& p) {
     const std::array<std::uint8_t, 5> color = {p.r, p.g, p.b, p.a, p.bHasColor};
     std::memcpy(bytes.data() + 3 * sizeof(double), color.data(), color.size());
     buffer.append(bytes.data(), bytes.size());
-}
-
-Point3 pointAt(const char* bytes) {
-    std::array<double, 3> xyz;
-    std::array<std::uint8_t, 5> color;
-    std::memcpy(xyz.data(), bytes, sizeof(xyz));
-    std::memcpy(color.data(), bytes + sizeof(xyz), color.size());
-    Point3 p(xyz[0], xyz[1], xyz[2]);
-    p.r = color[0];
-    p.g = color[1];
-    p.b = color[2];
-    p.a = color[3];
-    p.bHasColor = color[4] != 0;
-    return p;
 }
 
 Footer readFooter(const InputFile& file) {

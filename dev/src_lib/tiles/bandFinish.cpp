@@ -112,7 +112,8 @@ private:
             if (vReached[k] == TileMesh::none) reach(vTriples, fan, vertex, k, num++);
         for (std::uint32_t number = 1; number < num; ++number) {
             const auto copy = static_cast<std::uint32_t>(band.vertices.size());
-            band.vertices.push_back(Point3(band.vertices[vertex]));
+            const Point3 place = band.vertices[vertex];
+            band.vertices.push_back(place);
             for (std::size_t k = 0; k < fan.size(); ++k)
                 if (vReached[k] == number) band.indices[cornerIn(vTriples, fan[k], vertex)] = copy;
         }

@@ -20,7 +20,7 @@ std::vector<SeamKey> keysOf(const TriangleMesh& mesh, const Calc& calc, const Ti
 // The keys of a mesh of which some vertices have moved, come or gone since it had vPlaces, with these keys. What is new
 // gets keys of its own.
 std::vector<SeamKey> followKeys(const TriangleMesh& mesh, const std::vector<Point3>& vPlaces,
-                                const std::vector<SeamKey>& vKeys, const Calc& calc, const TileOwners& owners);
+                                const std::vector<SeamKey>& vOldKeys, const Calc& calc, const TileOwners& owners);
 
 // What the tile stands for, out of a manifold mesh of its box and halo. O(n).
 TileMesh cutTile(const TriangleMesh& mesh, const std::vector<SeamKey>& vKeys, const Calc& calc,

@@ -26,6 +26,23 @@ void writeArray(AtomicFile& file, const std::vector<T>& v) {
     file.write({reinterpret_cast<const char*>(v.data()), v.size() * sizeof(T)});
 }
 
+// A point takes three doubles, r g b a, and whether they count.
+constexpr std::size_t pointBytes = 29;
+
+inline Point3 pointAt(const char* bytes) {
+    double xyz[3];
+    std::uint8_t color[5];
+    std::memcpy(xyz, bytes, sizeof(xyz));
+    std::memcpy(color, bytes + sizeof(xyz), sizeof(color));
+    Point3 p(xyz[0], xyz[1], xyz[2]);
+    p.r = color[0];
+    p.g = color[1];
+    p.b = color[2];
+    p.a = color[3];
+    p.bHasColor = color[4] != 0;
+    return p;
+}
+
 inline void writeVertices(AtomicFile& file, std::span<const Point3> vertices) {
     file.writeRaw(uint64{vertices.size()});
     for (const Point3& p : vertices) {
@@ -52,7 +69,6 @@ public:
         return v;
     }
     std::vector<Point3> readVertices() {
-        constexpr std::size_t pointBytes = 29;
         std::vector<char> vBytes(readCount(pointBytes) * pointBytes);
         take(vBytes);
         std::vector<Point3> v(vBytes.size() / pointBytes);
@@ -74,19 +90,6 @@ private:
         if (bytes.size() > file.getSize() - place) throw LoadError("cut short or changed");
         if (!bytes.empty()) file.read(place, bytes);
         place += bytes.size();
-    }
-    static Point3 pointAt(const char* bytes) {
-        double xyz[3];
-        std::uint8_t color[5];
-        std::memcpy(xyz, bytes, sizeof(xyz));
-        std::memcpy(color, bytes + sizeof(xyz), sizeof(color));
-        Point3 p(xyz[0], xyz[1], xyz[2]);
-        p.r = color[0];
-        p.g = color[1];
-        p.b = color[2];
-        p.a = color[3];
-        p.bHasColor = color[4] != 0;
-        return p;
     }
 };
 
