@@ -147,7 +147,7 @@ bool CollapseMesh::begin(std::uint32_t u_, std::uint32_t v_) {
     vFanSize[v] = gatherFan(v, u);
     if (vDying.empty() || vDying.size() > 2 || (vDying.size() == 2 && isBorder(u) && isBorder(v))) return false;
     std::size_t numCommon = 0;
-    forEachNeighbour(u, [](std::uint32_t) {});  // marks them
+    markNeighbours(u);
     const std::uint32_t markOfU = newestMark;
     for (std::size_t i = numMovedByU; i < vMoved.size() + vDying.size(); ++i) {
         const std::uint32_t triangle = i < vMoved.size() ? vMoved[i].triangle : vDying[i - vMoved.size()];

@@ -79,6 +79,9 @@ public:
     }
 
 private:
+    void markNeighbours(std::uint32_t vertex) {
+        forEachNeighbour(vertex, [](std::uint32_t) {});
+    }
     enum Kind : std::uint8_t { INNER = 0, BORDER = 1, FIXED = 2 };
 
     static Kind kindOf(const FanSurface& surface, std::uint32_t vertex);
