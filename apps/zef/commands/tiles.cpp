@@ -310,7 +310,7 @@ void addJobOptions(CLI::App& command, TilesChoices& options) {
     command
         .add_option("--halo", options.halo,
                     "Cells around its box that a tile reads as well; what is decided farther away it does not know")
-        ->check(CLI::Range(0, 1000))
+        ->check(CLI::Range(16, 1000))
         ->capture_default_str();
     command.add_option("--cuts", options.cuts, "So many tiles along x, y and z, equally wide, whatever the memory")
         ->type_name("NxNxN")

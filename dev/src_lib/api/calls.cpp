@@ -93,4 +93,13 @@ void rethrowAsError(Run& run) {
     }
 }
 
+Context partOf(const Context& context, double from, double to) {
+    Context part = context;
+    if (context.progress)
+        part.progress = [&context, from, to](const ProgressStep& step) {
+            return context.progress({step.stage, step.tag, from + (to - from) * step.share});
+        };
+    return part;
+}
+
 }  // namespace QUOR_ZEF

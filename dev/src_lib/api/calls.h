@@ -36,6 +36,9 @@ void checkOption(const char* name, double value, double low, double high);
 // Throws an ArgumentError for what cannot work.
 void checkReading(const ReadOptions& options);
 
+// That of one of several runs that make up a call; tells progress as this share of it. Borrows the context.
+Context partOf(const Context& context, double from, double to);
+
 // Throws in the words of the family of Error what ended the call inside. The exception
 // that is being handled.
 [[noreturn]] void rethrowAsError(Run& run);

@@ -1,8 +1,7 @@
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "api/calls.h"
@@ -28,14 +27,6 @@
 namespace QUOR_ZEF {
 
 namespace {
-
-class Stopwatch {
-public:
-    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(); }
-
-private:
-    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-};
 
 // What would be decided of each tile alone is decided for all, or left out.
 ReconstructOptions optionsOf(const TilePlan& plan) {
@@ -130,23 +121,21 @@ void joinTiles(const std::filesystem::path& job, const Context& context) {
 void exportTileset(const std::filesystem::path& job, const std::filesystem::path& folder, const Context& context) {
     const TilePlan plan = readPlan(job);
     const uint64 digest = digestOf(plan);
-    runCall(context, [&] {
-        requireMeshes(job, digest, plan);
-        requireDone(job, digest, {StepKind::SETTLE}, "settle the job first");
-    });
+    requireMeshes(job, digest, plan);
+    requireDone(job, digest, {StepKind::SETTLE}, "settle the job first");
     const SettledSeams seams = readSeams(job, digest);
-    std::filesystem::create_directories(folder);
+    TileParts parts(seams);
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) throw FileError(folder.string() + ": " + error.message());
     std::vector<TilePart> vParts;
-    for (std::uint32_t tile = 0; tile < plan.boxes.size(); ++tile) {
-        const TriangleMesh mesh = partOf(tile, readTileMesh(job, digest, tile), seams);
+    const auto numTiles = static_cast<std::uint32_t>(plan.boxes.size());
+    for (std::uint32_t tile = 0; tile < numTiles; ++tile) {
+        const TriangleMesh mesh = parts.partOf(tile, readTileMesh(job, digest, tile));
         if (mesh.indices.empty()) continue;
-        TilePart part{tilePath({}, tile).stem().string() + ".glb", mesh.vertices[0], mesh.vertices[0]};
-        for (const Point3& p : mesh.vertices) {
-            part.low.set(std::min(part.low.px, p.px), std::min(part.low.py, p.py), std::min(part.low.pz, p.pz));
-            part.high.set(std::max(part.high.px, p.px), std::max(part.high.py, p.py), std::max(part.high.pz, p.pz));
-        }
-        write(folder / part.file, mesh, {}, context);
-        vParts.push_back(std::move(part));
+        const std::string name = tilePath({}, tile).stem().string() + ".glb";
+        write(folder / name, mesh, {}, partOf(context, double(tile) / numTiles, double(tile + 1) / numTiles));
+        vParts.emplace_back(name, mesh);
     }
     const std::filesystem::path path = folder / "tileset.json";
     AtomicFile file(path.string());

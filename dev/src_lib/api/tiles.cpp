@@ -9,6 +9,7 @@
 #include "api/calls.h"
 #include "api/plans.h"
 #include "api/scanMesh.h"
+#include "tiles/TileOwners.h"
 #include "tiles/TilePlan.h"
 #include "tiles/jobFiles.h"
 #include "tiles/makePlan.h"
@@ -28,7 +29,7 @@ void refuse(bool bGiven, const char* what) {
 }
 
 void checkOptions(const TileOptions& options) {
-    constexpr double leastMemory = 128e6, widestHalo = 1000.0;
+    constexpr double leastMemory = 128e6, narrowestHalo = TileOwners::bandWidth + 4, widestHalo = 1000.0;
     const ReconstructOptions& made = options.reconstruction;
     refuse(made.closed, "closed: tiles are open at their seams; close the joined mesh");
     refuse(!made.normals.empty(), "normals: tiles have none; give a viewpoint");
@@ -39,7 +40,7 @@ void checkOptions(const TileOptions& options) {
     refuse(options.reading.grid > 0.0, "reading.grid: thin the points first, with readPoints() and write()");
     refuse(options.reading.every != 1, "reading.every: thin the points first, with readPoints() and write()");
     checkOption("memory", static_cast<double>(options.memory), leastMemory, infinite);
-    checkOption("halo", options.halo, 0.0, widestHalo);
+    checkOption("halo", options.halo, narrowestHalo, widestHalo);
     const bool bCuts = options.cuts != std::array<int, 3>{};
     refuse(bCuts && std::ranges::any_of(options.cuts, [](int num) { return num < 1; }),
            "cuts: give a number of 1 or more for each axis, or 0 for all");
@@ -51,16 +52,6 @@ std::vector<fs::path> absolutePaths(const std::vector<fs::path>& inputs) {
     paths.reserve(inputs.size());
     for (const fs::path& input : inputs) paths.push_back(fs::absolute(input).lexically_normal());
     return paths;
-}
-
-// Of several runs that make up one call.
-Context partOf(const Context& context, double from, double to) {
-    Context part = context;
-    if (context.progress)
-        part.progress = [&context, from, to](const ProgressStep& step) {
-            return context.progress({step.stage, step.tag, from + (to - from) * step.share});
-        };
-    return part;
 }
 
 template <class Fn>

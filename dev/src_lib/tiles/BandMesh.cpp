@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <map>
 #include <span>
-#include <tuple>
 #include <utility>
 
 #include "flat/EdgeTable.h"
-#include "frame/tools.h"
 #include "mend/LoopFiller.h"
 #include "parallel/sortMT.h"
 #include "store/DisjointSets.h"
@@ -89,6 +87,10 @@ void BandMesh::collectViews(std::vector<TileMesh>& vBands) {
         band.vCoreBeyond = {};
     }
     sortMT(vViews.begin(), vViews.end());
+    for (Seen seen; seen.begin < vViews.size(); seen.begin = seen.end) {
+        while (seen.end < vViews.size() && vViews[seen.end].sorted == vViews[seen.begin].sorted) ++seen.end;
+        vSeen.push_back(seen);
+    }
 }
 
 bool BandMesh::isExpected(const Seen& seen, std::uint32_t tile) const {
@@ -131,8 +133,7 @@ std::uint32_t BandMesh::mergeViews(const Seen& seen) {
 void BandMesh::settle() {
     std::vector<std::uint32_t> vOrder;
     std::vector<Seen> vDisputed;
-    for (Seen seen; seen.begin < vViews.size(); seen.begin = seen.end) {
-        while (seen.end < vViews.size() && vViews[seen.end].sorted == vViews[seen.begin].sorted) ++seen.end;
+    for (const Seen& seen : vSeen) {
         if (isAgreed(seen))
             vOrder.push_back(mergeViews(seen));
         else
@@ -231,8 +232,7 @@ void BandMesh::take(const std::vector<std::uint32_t>& vOrder) {
 void BandMesh::listCoreSides(const std::vector<std::uint32_t>& vTakenAs) {
     std::vector<std::uint32_t> vNumberOf(vViewTiles.size(), none);  // by view
     for (std::uint32_t t = 0; t < vTakenAs.size(); ++t) vNumberOf[vTakenAs[t]] = t;
-    for (Seen seen; seen.begin < vViews.size(); seen.begin = seen.end) {
-        while (seen.end < vViews.size() && vViews[seen.end].sorted == vViews[seen.begin].sorted) ++seen.end;
+    for (const Seen& seen : vSeen) {
         const std::span views(vViews.data() + seen.begin, seen.end - seen.begin);
         const auto it = std::ranges::find_if(views, [&](const View& v) { return vNumberOf[v.number] != none; });
         if (it == views.end()) continue;

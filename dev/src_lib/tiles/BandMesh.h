@@ -67,6 +67,7 @@ private:
     std::vector<std::uint32_t> vViewPieces;  // by side: of cores
     std::vector<std::uint32_t> vViewTiles;
     std::vector<View> vViews;
+    std::vector<Seen> vSeen;
 
     void numberVertices(const TilePlan& plan, const std::vector<TileMesh>& vBands);
     void listViewers(const TilePlan& plan, const std::vector<SeamKey>& vKeys);

@@ -8,6 +8,7 @@
 #include "bytes/AtomicFile.h"
 #include "bytes/InputFile.h"
 #include "bytes/LoadError.h"
+#include "geometry/freeFunctions.h"
 #include "tiles/jobFiles.h"
 #include "tiles/rawArrays.h"
 #include "zef/errors.h"
@@ -81,6 +82,11 @@ TileMesh readWith(const std::filesystem::path& job, uint64 digest, std::uint32_t
 }
 
 }  // namespace
+
+PieceSums sumsOf(const Point3& a, const Point3& b, const Point3& c, const Point3& origin) {
+    const Vector3 normal = cross(b - a, c - a);
+    return {0, normal.length() / 2.0, ((a - origin) * normal) / 6.0};
+}
 
 bool TileMesh::hasColor() const {
     return std::ranges::any_of(vVertices, [](const Point3& p) { return p.hasColor(); });

@@ -27,7 +27,18 @@ struct PieceSums {
     uint64 numBorders = 0;
     double area = 0.0;
     double volume = 0.0;  // above 0 where the triangles face outward; from the lower corner of the grid
+
+    void add(const PieceSums& other) {
+        numBorders += other.numBorders;
+        area += other.area;
+        volume += other.volume;
+    }
+    // As seen from the other side.
+    PieceSums turned() const { return {numBorders, -area, -volume}; }
 };
+
+// Of one triangle, from a corner of the grid.
+PieceSums sumsOf(const Point3& a, const Point3& b, const Point3& c, const Point3& origin);
 
 // The mesh of one tile. The band is what lies at seams, on both sides, as this tile sees it, see TileOwners: its
 // neighbours have seen the same places. The core is the rest of the tile, with which no other tile has to do.

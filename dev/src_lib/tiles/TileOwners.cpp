@@ -36,11 +36,11 @@ TileBox widened(TileBox box, uint64 numCells) {
     return box;
 }
 
-TileOwners::TileOwners(const TilePlan& plan, std::uint32_t tile)
-    : halo(static_cast<uint64>(plan.options.halo)), own{tile, plan.boxes.at(tile)} {
+TileOwners::TileOwners(const TilePlan& plan, std::uint32_t tile) : own{tile, plan.boxes.at(tile)} {
     constexpr uint64 growth = 256;  // cells
+    const uint64 reach = static_cast<uint64>(plan.options.halo) + growth;
     for (std::uint32_t i = 0; i < plan.boxes.size(); ++i)
-        if (i != tile && meet(own.box, plan.boxes[i], halo + growth)) vAround.push_back({i, plan.boxes[i]});
+        if (i != tile && meet(own.box, plan.boxes[i], reach)) vAround.push_back({i, plan.boxes[i]});
 }
 
 std::uint32_t TileOwners::ownerOf(const GridCoords& cell) const {
@@ -74,10 +74,6 @@ bool TileOwners::isShared(const GridCoords& cell) const {
 
 bool TileOwners::isViewed(const GridCoords& cell) const {
     return isIn(own.box, cell, bandWidth);
-}
-
-bool TileOwners::isInHalo(const GridCoords& cell) const {
-    return isIn(own.box, cell, halo);
 }
 
 }  // namespace QUOR_ZEF

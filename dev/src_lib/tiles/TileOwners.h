@@ -23,9 +23,6 @@ public:
     std::uint32_t getTile() const { return own.tile; }
     std::uint32_t ownerOf(const GridCoords& cell) const;
     std::uint32_t ownerOf(uint64 ccd) const { return ownerOf(unpackCCD(ccd)); }
-    // Whether it lies in the box of this tile or in its halo.
-    bool isInHalo(const GridCoords& cell) const;
-
     // The band of a tile are the cells of its box, and around it, that are nearer than so many to a seam.
     static constexpr uint64 bandWidth = 12;
     // Tiles that have the cell in their boxes or bands, ascending; of those around this one.
@@ -40,7 +37,6 @@ private:
         std::uint32_t tile = 0;
         TileBox box;
     };
-    uint64 halo;
     Owned own;
     std::vector<Owned> vAround;  // those that the halo, or what grew beyond it, can reach
 

@@ -1,17 +1,12 @@
 #include "tiles/cutTile.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstddef>
 #include <limits>
-#include <map>
-#include <numeric>
 #include <span>
 #include <utility>
 
 #include "flat/EdgeTable.h"
-#include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 #include "store/DisjointSets.h"
@@ -261,21 +256,16 @@ private:
             if (vParts[t] != Part::CORE) continue;
             for (const std::uint32_t i : cornersOf(t)) result.vCore.push_back(vNumbers[i]);
             result.vCorePieces.push_back(vPieces[t]);
-            addTo(result.vPieces[vPieces[t]], t);
+            result.vPieces[vPieces[t]].add(sumsOf(t));
         }
     }
 
-    void addTo(PieceSums& sums, std::uint32_t t) const {
-        const auto place = [&](std::size_t i) {
-            const Point3& p = mesh.vertices[mesh.indices[3 * std::size_t{t} + i]];
-            return Vector3(p.px - calc.x0, p.py - calc.y0, p.pz - calc.z0);
-        };
-        const Vector3 a = place(0), b = place(1), c = place(2);
-        const Vector3 normal = cross(b - a, c - a);
-        sums.area += normal.length() / 2.0;
-        sums.volume += (a * normal) / 6.0;
+    PieceSums sumsOf(std::uint32_t t) const {
+        const auto place = [&](std::uint32_t i) -> const Point3& { return mesh.vertices[mesh.indices[3 * t + i]]; };
+        PieceSums sums = QUOR_ZEF::sumsOf(place(0), place(1), place(2), Point3(calc.x0, calc.y0, calc.z0));
         for (std::uint32_t side = 3 * t; side < 3 * t + 3; ++side)
             if (edges.at(mesh.indices[side], mesh.indices[nextSide(side)]).size() == 1) ++sums.numBorders;
+        return sums;
     }
 };
 

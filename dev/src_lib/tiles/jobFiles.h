@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -53,6 +54,15 @@ struct FileSum {
 };
 // Reads the file once.
 FileSum sumOf(const std::filesystem::path& path);
+
+// Runs from its making on.
+class Stopwatch {
+public:
+    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(); }
+
+private:
+    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+};
 
 struct StepRecord {
     FileSum sum;  // of the file that the step wrote; zeros for SPLIT, which has none

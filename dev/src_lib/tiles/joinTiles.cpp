@@ -1,7 +1,6 @@
 #include "tiles/joinTiles.h"
 
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -65,31 +64,13 @@ private:
     std::size_t numWritten = 0;
 };
 
-void writeCore(MeshWriter& writer, const TileMesh& tile, const std::vector<std::uint32_t>& vNumbers,
-               const std::vector<std::uint8_t>& vTurned, std::uint32_t firstVertex) {
-    const auto numberOf = [&](std::uint32_t i) {
-        return i < vNumbers.size() ? vNumbers[i] : firstVertex + i - static_cast<std::uint32_t>(vNumbers.size());
-    };
-    for (std::size_t t = 0; t < tile.vCorePieces.size(); ++t) {
-        std::array<std::uint32_t, 3> corners;
-        for (std::size_t i = 0; i < 3; ++i) corners[i] = numberOf(tile.vCore[3 * t + i]);
-        if (vTurned[tile.vCorePieces[t]] != 0) std::swap(corners[0], corners[1]);
-        writer.writeTriangle(corners);
-    }
-}
-
-void requireFitting(const std::filesystem::path& path, bool bFits) {
-    if (!bFits) throw FileError(path.string() + ": seams and tiles do not fit together; settle the job again");
-}
-
 }  // namespace
 
 void joinMeshes(const std::filesystem::path& job, uint64 digest, const TilePlan& plan) {
-    const auto start = std::chrono::steady_clock::now();
+    const Stopwatch watch;
     const std::filesystem::path path = meshPath(job);
     const SettledSeams seams = readSeams(job, digest);
     const auto numTiles = static_cast<std::uint32_t>(plan.boxes.size());
-    requireFitting(path, seams.vNumbers.size() == numTiles);
     const uint64 numVertices = seams.vVertices.size() + seams.numCoreVertices;
     const uint64 numTriangles = seams.vTriples.size() / 3 + seams.numCoreTriangles;
     if (numVertices > std::numeric_limits<std::uint32_t>::max())
@@ -103,8 +84,7 @@ void joinMeshes(const std::filesystem::path& job, uint64 digest, const TilePlan&
     uint64 written = seams.vVertices.size();
     for (std::uint32_t tile = 0; tile < numTiles; ++tile) {
         const TileMesh mesh = readTileMesh(job, digest, tile);
-        requireFitting(path, mesh.vKeys.size() == seams.vNumbers[tile].size() &&
-                                 mesh.vPieces.size() == seams.vTurned[tile].size());
+        requireFitting(seams, tile, mesh);
         vFirst.push_back(static_cast<std::uint32_t>(written));
         const auto inner = std::span(mesh.vVertices).subspan(mesh.vKeys.size());
         writer.writeVertices(inner);
@@ -113,10 +93,10 @@ void joinMeshes(const std::filesystem::path& job, uint64 digest, const TilePlan&
     for (std::size_t i = 0; i < seams.vTriples.size(); i += 3)
         writer.writeTriangle({seams.vTriples[i], seams.vTriples[i + 1], seams.vTriples[i + 2]});
     for (std::uint32_t tile = 0; tile < numTiles; ++tile)
-        writeCore(writer, readTileMesh(job, digest, tile), seams.vNumbers[tile], seams.vTurned[tile], vFirst[tile]);
+        forEachOfCore(seams, tile, readTileMesh(job, digest, tile), vFirst[tile],
+                      [&](const auto& corners) { writer.writeTriangle(corners); });
     commitFile(file, path);
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    writeRecord(job, digest, {StepKind::JOIN}, {sumOf(path), 0, numTriangles, numVertices, seconds.count()});
+    writeRecord(job, digest, {StepKind::JOIN}, {sumOf(path), 0, numTriangles, numVertices, watch.seconds()});
 }
 
 }  // namespace QUOR_ZEF

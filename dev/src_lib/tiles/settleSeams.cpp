@@ -7,12 +7,9 @@
 #include "bytes/AtomicFile.h"
 #include "bytes/InputFile.h"
 #include "bytes/LoadError.h"
-#include "cloud/Cloud.h"
 #include "flat/EdgeTable.h"
 #include "frame/Run.h"
 #include "frame/tools.h"
-#include "geometry/freeFunctions.h"
-#include "grid/Calc.h"
 #include "tiles/BandMesh.h"
 #include "tiles/TileMesh.h"
 #include "tiles/bandFinish.h"
@@ -65,10 +62,10 @@ private:
 // The pieces of all cores, and behind them the triangles of the band, which hang together across sides.
 class PieceTurner {
 public:
-    PieceTurner(const BandMesh& band_, const std::vector<PieceSums>& vSums_, const Calc& calc_)
+    PieceTurner(const BandMesh& band_, const std::vector<PieceSums>& vSums_, const Point3& origin_)
         : band(band_),
           vSums(vSums_),
-          calc(calc_),
+          origin(origin_),
           edges(band.mesh.indices, band.mesh.vertices.size()),
           sets(static_cast<std::uint32_t>(band.numPieces + band.mesh.numTriangles())) {}
 
@@ -84,7 +81,7 @@ public:
 private:
     const BandMesh& band;
     const std::vector<PieceSums>& vSums;
-    const Calc& calc;
+    const Point3& origin;
     const EdgeTable edges;
     TurningSets sets;
 
@@ -132,16 +129,11 @@ private:
 
     PieceSums sumsOf(std::uint32_t number) const {
         if (number < band.numPieces) return vSums[number];
-        PieceSums sums;
         const std::size_t first = 3 * std::size_t{number - band.numPieces};
-        const auto place = [&](std::size_t i) {
-            const Point3& p = band.mesh.vertices[band.mesh.indices[first + i]];
-            return Vector3(p.px - calc.x0, p.py - calc.y0, p.pz - calc.z0);
+        const auto place = [&](std::size_t i) -> const Point3& {
+            return band.mesh.vertices[band.mesh.indices[first + i]];
         };
-        const Vector3 a = place(0), normal = cross(place(1) - a, place(2) - a);
-        sums.area = normal.length() / 2.0;
-        sums.volume = (a * normal) / 6.0;
-        return sums;
+        return QUOR_ZEF::sumsOf(place(0), place(1), place(2), origin);
     }
 
     std::vector<std::uint8_t> decide() {
@@ -150,10 +142,7 @@ private:
         std::vector<PieceSums> vSets(num);
         for (std::uint32_t number = 0; number < num; ++number) {
             const auto [set, bAgainst] = sets.find(number);
-            const PieceSums sums = sumsOf(number);
-            vSets[set].area += bAgainst ? -sums.area : sums.area;
-            vSets[set].volume += bAgainst ? -sums.volume : sums.volume;
-            vSets[set].numBorders += sums.numBorders;
+            vSets[set].add(bAgainst ? sumsOf(number).turned() : sumsOf(number));
         }
         edges.forEachEdge([&](const Edge& edge) {
             if (edge.size() == 1 && band.vBeyond[edge[0]] != Beyond::CORE)
@@ -175,6 +164,12 @@ void turn(std::size_t t, BandMesh& band) {
     std::swap(band.vBeyond[3 * t + 1], band.vBeyond[3 * t + 2]);
 }
 
+void requireOwners(const std::filesystem::path& path, const TileMesh& band, std::size_t numTiles) {
+    if (std::ranges::any_of(band.vKeys, [&](const SeamKey& key) { return key.owner >= numTiles; }))
+        throw FileError(path.string() +
+                        ": changed: it names tiles that are not there; delete this file and mesh the tile again");
+}
+
 constexpr uint64 seamsMark = 0x31736d61657366'7aU;  // "zfseams1"
 
 }  // namespace
@@ -188,6 +183,7 @@ SettledSeams settleSeams(const std::filesystem::path& job, uint64 digest, const 
         pollRun(0);
         TileCounts counts;
         vBands.push_back(readTileBand(job, digest, tile, counts));
+        requireOwners(tilePath(job, tile), vBands.back(), plan.boxes.size());
         seams.numCoreVertices += counts.numVertices - counts.numBandVertices;
         seams.numCoreTriangles += counts.numCoreTriangles;
         seams.bColored = seams.bColored || counts.bColored;
@@ -196,7 +192,7 @@ SettledSeams settleSeams(const std::filesystem::path& job, uint64 digest, const 
     }
     BandMesh band(plan, vBands);
     band.settle();
-    const std::vector<std::uint8_t> vTurned = PieceTurner(band, vSums, calcOf(plan.grid)).run();
+    const std::vector<std::uint8_t> vTurned = PieceTurner(band, vSums, plan.grid.low).run();
     for (std::size_t t = 0; t < band.mesh.numTriangles(); ++t) {
         seams.vOwners.push_back(band.ownerOf(t));
         if (vTurned[band.numPieces + t] != 0) turn(t, band);
@@ -261,12 +257,21 @@ SettledSeams readSeams(const std::filesystem::path& job, uint64 digest) {
         const auto isVertex = [&](std::uint32_t i) { return i < seams.vVertices.size(); };
         bool bSound = reader.isAtEnd() && seams.vTriples.size() == 3 * seams.vOwners.size() &&
                       std::ranges::all_of(seams.vTriples, isVertex);
+        const auto isTile = [&](std::uint32_t i) { return i < numTiles; };
+        bSound = bSound && std::ranges::all_of(seams.vOwners, isTile);
         for (const auto& vNumbers : seams.vNumbers) bSound = bSound && std::ranges::all_of(vNumbers, isVertex);
         if (!bSound) throw LoadError("changed: its numbers do not fit together");
         return seams;
     } catch (const LoadError& error) {
         throw FileError(path.string() + ": " + error.what() + "; delete this file and settle the job again");
     }
+}
+
+void requireFitting(const SettledSeams& seams, std::uint32_t tile, const TileMesh& mesh) {
+    if (tile >= seams.vNumbers.size() || seams.vNumbers[tile].size() != mesh.vKeys.size() ||
+        seams.vTurned[tile].size() != mesh.vPieces.size())
+        throw FileError("tile " + std::to_string(tile) +
+                        ": its mesh is not that for which seams were settled; settle the job again");
 }
 
 }  // namespace QUOR_ZEF

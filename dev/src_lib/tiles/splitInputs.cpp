@@ -1,6 +1,5 @@
 #include "tiles/splitInputs.h"
 
-#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -21,10 +20,6 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::uint32_t notWanted = std::numeric_limits<std::uint32_t>::max();
-
-double secondsSince(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
 
 // The tiles that have no points yet, and the sum over the others.
 struct Missing {
@@ -60,7 +55,7 @@ void requireSameInputs(const TilePlan& plan, uint64 numPoints) {
 
 uint64 writePoints(const std::filesystem::path& job, uint64 digest, const TilePlan& plan,
                    const std::vector<std::uint32_t>& vTiles) {
-    const auto start = std::chrono::steady_clock::now();
+    const Stopwatch watch;
     const Calc calc = calcOf(plan.grid);
     const std::vector<std::uint32_t> vPositions = positionsOf(vTiles, plan.boxes.size());
     TileFinder finder(plan, static_cast<uint64>(plan.options.halo), plan.numAllPoints);
@@ -73,7 +68,7 @@ uint64 writePoints(const std::filesystem::path& job, uint64 digest, const TilePl
         }
     });
     requireSameInputs(plan, facts.numPoints);
-    writer.finish(secondsSince(start));
+    writer.finish(watch.seconds());
     uint64 num = 0;
     for (std::size_t k = 0; k < vTiles.size(); ++k) num += writer.numPoints(k);
     return num;

@@ -2,37 +2,47 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <nlohmann/json.hpp>
-
-#include "bytes/LoadError.h"
-#include "flat/arrays.h"
+#include <utility>
 
 namespace QUOR_ZEF {
 
-TriangleMesh partOf(std::uint32_t tile, const TileMesh& mesh, const SettledSeams& seams) {
-    if (tile >= seams.vNumbers.size() || seams.vNumbers[tile].size() != mesh.vKeys.size() ||
-        seams.vTurned[tile].size() != mesh.vPieces.size())
-        throw LoadError("seams and tiles do not fit together");
-    const std::vector<std::uint32_t>& vNumbers = seams.vNumbers[tile];
+TileParts::TileParts(const SettledSeams& settled)
+    : seams(settled), vTriangles(settled.vNumbers.size()), vNumbers(settled.vVertices.size(), TileMesh::none) {
+    for (std::uint32_t t = 0; t < seams.vOwners.size(); ++t) vTriangles.at(seams.vOwners[t]).push_back(t);
+}
+
+TriangleMesh TileParts::partOf(std::uint32_t tile, const TileMesh& mesh) {
+    requireFitting(seams, tile, mesh);
+    const auto numSeam = static_cast<std::uint32_t>(seams.vVertices.size());
+    // Inner vertices come first.
     TriangleMesh part;
-    part.vertices = seams.vVertices;
-    part.vertices.insert(part.vertices.end(), mesh.vVertices.begin() + static_cast<std::ptrdiff_t>(vNumbers.size()),
-                         mesh.vVertices.end());
-    const auto numberOf = [&](std::uint32_t i) {
-        const auto numSeam = static_cast<std::uint32_t>(seams.vVertices.size());
-        return i < vNumbers.size() ? vNumbers[i] : numSeam + i - static_cast<std::uint32_t>(vNumbers.size());
+    part.vertices.assign(mesh.vVertices.begin() + static_cast<std::ptrdiff_t>(mesh.vKeys.size()), mesh.vVertices.end());
+    std::vector<std::uint32_t> vUsed;
+    const auto add = [&](std::uint32_t vertex) {
+        if (vertex >= numSeam) return part.indices.push_back(vertex - numSeam);
+        if (vNumbers[vertex] == TileMesh::none) {
+            vNumbers[vertex] = static_cast<std::uint32_t>(part.vertices.size());
+            part.vertices.push_back(seams.vVertices[vertex]);
+            vUsed.push_back(vertex);
+        }
+        part.indices.push_back(vNumbers[vertex]);
     };
-    for (std::size_t t = 0; t < seams.vOwners.size(); ++t)
-        if (seams.vOwners[t] == tile)
-            for (std::size_t i = 0; i < 3; ++i) part.indices.push_back(seams.vTriples[3 * t + i]);
-    for (std::size_t t = 0; t < mesh.vCorePieces.size(); ++t) {
-        const std::size_t first = part.indices.size();
-        for (std::size_t i = 0; i < 3; ++i) part.indices.push_back(numberOf(mesh.vCore[3 * t + i]));
-        if (seams.vTurned[tile][mesh.vCorePieces[t]] != 0) std::swap(part.indices[first], part.indices[first + 1]);
-    }
-    renumberVertices(part, VertexOrder::MESH);
+    for (const std::uint32_t t : vTriangles[tile])
+        for (std::size_t i = 0; i < 3; ++i) add(seams.vTriples[3 * std::size_t{t} + i]);
+    forEachOfCore(seams, tile, mesh, numSeam, [&](const std::array<std::uint32_t, 3>& corners) {
+        for (const std::uint32_t vertex : corners) add(vertex);
+    });
+    for (const std::uint32_t vertex : vUsed) vNumbers[vertex] = TileMesh::none;
     return part;
+}
+
+TilePart::TilePart(std::string name, const TriangleMesh& mesh)
+    : file(std::move(name)), low(mesh.vertices.at(0)), high(mesh.vertices.at(0)) {
+    for (const Point3& p : mesh.vertices) {
+        low.set(std::min(low.px, p.px), std::min(low.py, p.py), std::min(low.pz, p.pz));
+        high.set(std::max(high.px, p.px), std::max(high.py, p.py), std::max(high.pz, p.pz));
+    }
 }
 
 namespace {
