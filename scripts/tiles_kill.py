@@ -5,9 +5,8 @@
 
 The word JOB in the command stands for the folder of the job, such as in
 
-    scripts/tiles_kill.py build/release/apps/zef/zef tiles scan.las --job JOB --cuts 2x2x1 --memory 2G
-
-(without --memory what is free at the moment goes into the job).
+    scripts/tiles_kill.py build/release/apps/zef/zef tiles scan.las --job JOB --cuts 2x2x1 --workers 2
+.
 First the command runs undisturbed. Then, at any moment of the time that this took, one of its processes is killed, or all of
 them, and where it has ended the same command comes again; where it has done its job another begins, until all kills are spent.
 Whenever it says that it has done its job, the files must be those of the first run, but for the records under done/. What

@@ -29,7 +29,7 @@ Ending interruptAt(const std::string& mark, const std::string& in, const std::st
     Ending ending;
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (child == 0) std::signal(SIGINT, bIgnored ? SIG_IGN : SIG_DFL); // a shell's background jobs ignore it
+    if (child == 0) std::signal(SIGINT, bIgnored ? SIG_IGN : SIG_DFL);  // a shell's background jobs ignore it
     if (child == 0) beTool(in, out);
     if (child < 0) return ending;
     char bytes[4096];

@@ -23,7 +23,7 @@ struct TileScan : TempFolder {
     explicit TileScan(int side = 60) {
         scan = put("scan.xyz", zef_test::sheetText(side, 0.05));
         words = "tiles " + zef_test::quoted(scan) + " --job " + zef_test::quoted(job) +
-                " --cuts 2x2x1 --halo 16 --memory 1G --workers 2";
+                " --cuts 2x2x1 --halo 16 --workers 2";
     }
 };
 
@@ -90,6 +90,30 @@ TEST(ToolTiles, anotherJobIsRefused) {
 }
 
 // A damaged file ends its tile alone, is named, and the same command goes on once it is deleted.
+// What is free and how many go at once has no say in the mesh; what a tile may take has.
+TEST(ToolTiles, onlyTheMemoryOfATileIsPlannedFor) {
+    const TileScan files(480), small;
+    const auto plan = [&](const std::string& job, const std::string& options) {
+        return runTool("tiles " + zef_test::quoted(files.scan) + " --step plan --halo 16 --job " +
+                       zef_test::quoted(files.name(job)) + options);
+    };
+    ASSERT_EQ(plan("a", " --tile-memory 128M").status, 0);
+    EXPECT_EQ(plan("a", " --tile-memory 128M --memory 1K").status, 0);
+    EXPECT_EQ(plan("a", "").status, 1);
+    ASSERT_EQ(plan("b", " --tile-memory 128M --memory 60M --workers 3").status, 0);
+    EXPECT_EQ(files.get("b/job.json"), files.get("a/job.json"));
+    const ToolRun much = plan("c", " --json");
+    ASSERT_EQ(much.status, 0);
+    EXPECT_EQ(much.report()["tiles"], 1);
+    EXPECT_NE(files.get("c/job.json"), files.get("a/job.json"));
+
+    const std::string words = small.words.substr(0, small.words.find(" --workers"));
+    const ToolRun run = runTool(words + " --memory 20M");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("smaller --tile-memory"), std::string::npos) << run.err;
+    EXPECT_EQ(runTool(words + " --memory 2G").status, 0);
+}
+
 TEST(ToolTiles, aDamagedFileOfPointsIsTold) {
     const TileScan files;
     ASSERT_EQ(runTool(files.words + " --step plan").status, 0);

@@ -33,8 +33,9 @@ struct TilesChoices {
     OutputOptions output;
     zef::ReadOptions reading;
     LibraryOptions library;
-    std::uint64_t memory = 0;  // of all tiles that are meshed at once; 0: what is free
-    unsigned numWorkers = 0;   // 0: as many as threads
+    std::uint64_t tileMemory = 0;  // of the plan; 0: the library's
+    std::uint64_t memory = 0;      // of all tiles that are meshed at once; 0: what is free
+    unsigned numWorkers = 0;       // 0: as many as threads, and as there is memory for
     int halo = zef::TileOptions().halo;
     std::string cuts;  // empty or "2x2x1"
     std::string step;  // empty: all
@@ -62,7 +63,7 @@ unsigned numThreads(const TilesChoices& options) {
 
 // What a job that goes on may be told; what else belongs to the plan would be ignored.
 void refuseOptionsOfPlan(const CLI::App& command) {
-    constexpr std::array aboutRunning = {"job",  "output",  "force", "step",    "tile",   "workers",
+    constexpr std::array aboutRunning = {"job",  "output",  "force", "step",    "tile",   "workers", "memory",
                                          "json", "threads", "quiet", "verbose", "format", "tileset"};
     for (const CLI::Option* const pOption : command.get_options()) {
         const std::string name = pOption->get_single_name();
@@ -72,35 +73,24 @@ void refuseOptionsOfPlan(const CLI::App& command) {
     }
 }
 
-// How many tiles are meshed at once, and what each of them may take.
-struct Shares {
-    unsigned numWorkers = 1;
-    std::uint64_t memory = 0;
-};
-
-// A job that is planned keeps what its tiles were planned with; then the memory tells how many of them go at once.
-Shares sharesOf(const TilesChoices& options) {
+// Tiles that are meshed at once.
+unsigned numWorkersOf(const TilesChoices& options, std::uint64_t ofTile) {
     constexpr double share = 0.8;  // of what is free
-    constexpr std::uint64_t usual = std::uint64_t{2} << 30;
+    if (options.numWorkers > 0) return options.numWorkers;
     const std::uint64_t all =
         options.memory > 0 ? options.memory : static_cast<std::uint64_t>(share * static_cast<double>(usableBytes()));
-    const bool bPlanned = fs::exists(fs::path(options.job) / "job.json");
-    const std::uint64_t known = bPlanned ? zef::readTilePlan(options.job).options.memory : 0;
-    Shares shares;
-    shares.numWorkers =
-        options.numWorkers > 0
-            ? options.numWorkers
-            : static_cast<unsigned>(std::clamp<std::uint64_t>(
-                  all / (bPlanned ? std::max<std::uint64_t>(known, 1) : usual), 1, numThreads(options)));
-    shares.memory = bPlanned ? known : all / shares.numWorkers;
-    return shares;
+    if (all < ofTile)
+        throw Failure(std::string(options.memory > 0 ? "--memory is " : "free memory is ") + bytesText(all) +
+                      ", and each tile may take " + bytesText(ofTile) +
+                      ": plan a job with a smaller --tile-memory, or tell --workers 1 to try it all the same");
+    return static_cast<unsigned>(std::min<std::uint64_t>(all / ofTile, numThreads(options)));
 }
 
 zef::TileOptions optionsOf(const TilesChoices& options) {
     zef::TileOptions tiles;
     tiles.reconstruction = settled(options.library);
     tiles.reading = options.reading;
-    tiles.memory = sharesOf(options).memory;
+    if (options.tileMemory > 0) tiles.memory = options.tileMemory;
     tiles.halo = options.halo;
     if (!options.cuts.empty()) parseCuts(options.cuts, tiles.cuts);
     return tiles;
@@ -114,8 +104,10 @@ zef::TilePlan planned(const TilesChoices& options, CommandRun& commandRun) {
     const std::vector<std::string> vFiles = filesOf(options.vInputs);
     if (std::any_of(vFiles.begin(), vFiles.end(), isPipe))
         throw UsageFailure("tiles read their inputs more than once: name files, not pipes");
+    const zef::TileOptions tiles = optionsOf(options);
+    if (options.step.empty()) numWorkersOf(options, tiles.memory);  // better told before than after hours
     commandRun.step("planning");
-    return zef::planTiles({vFiles.begin(), vFiles.end()}, options.job, optionsOf(options), commandRun.getContext());
+    return zef::planTiles({vFiles.begin(), vFiles.end()}, options.job, tiles, commandRun.getContext());
 }
 
 class Meshing {
@@ -124,7 +116,7 @@ public:
         : options(choices),
           plan(tilePlan),
           commandRun(surroundings),
-          most(sharesOf(choices).numWorkers),
+          most(numWorkersOf(choices, tilePlan.options.memory)),
           workers(most) {}
 
     // Returns the number of tiles that failed.
@@ -273,7 +265,7 @@ int runTiles(const TilesChoices& options, CommandRun& commandRun) {
     const bool bMeshed = std::all_of(state.meshed.begin(), state.meshed.end(), [](bool bDone) { return bDone; });
     const auto run = [&](const std::string& step, const std::string& words, const auto& fn) {
         // What later steps have used already may have been deleted.
-        const bool bUsed = state.joined || (step == "split" && bMeshed);
+        const bool bUsed = state.joined || ((step == "split" || step == "mesh") && bMeshed);
         if (bAll ? bUsed : options.step != step) return;
         commandRun.step(words);
         fn();
@@ -298,14 +290,22 @@ void addJobOptions(CLI::App& command, TilesChoices& options) {
         ->type_name("FOLDER")
         ->required();
     command
-        .add_option("--memory", options.memory,
-                    "Memory for all tiles that are meshed at once, such as 8G; by default most of what is free")
+        .add_option(
+            "--tile-memory", options.tileMemory,
+            "Memory for one tile, such as 4G: what the scan is cut for, so that another number gives other tiles "
+            "(default 2G)")
         ->transform(CLI::AsSizeValue(false))
         ->type_name("BYTES");
     command
-        .add_option("--workers", options.numWorkers,
-                    "Tiles to mesh at once, each in a process of its own; by default as many as threads, if there are "
-                    "2 GB for each, or what it was planned with")
+        .add_option("--memory", options.memory,
+                    "Memory for all tiles that are meshed at once; by default most of what is free")
+        ->transform(CLI::AsSizeValue(false))
+        ->type_name("BYTES");
+    command
+        .add_option(
+            "--workers", options.numWorkers,
+            "Tiles to mesh at once, each in a process of its own; by default as many as threads, and as go into "
+            "--memory")
         ->check(CLI::Range(1u, 1024u));
     command
         .add_option("--halo", options.halo,
@@ -351,9 +351,9 @@ void addTiles(Commands& commands) {
     addTalkOptions(command, pOptions->talk);
     addExamples(
         command,
-        {{"zef tiles town/ --job town.job -o town.ply", "All that is in the folder, in as many tiles as memory wants."},
+        {{"zef tiles town/ --job town.job -o town.ply", "All that is in the folder, in as many tiles as it wants."},
          {"zef tiles --job town.job -o town.ply", "Goes on with it, after whatever ended it."},
-         {"zef tiles town/ --job town.job --step plan --memory 16G --workers 4", "Plans for four tiles at once."},
+         {"zef tiles town/ --job town.job --step plan --tile-memory 6G", "Plans for machines that have so much."},
          {"zef tiles --job town.job --step mesh --tile 7", "One tile, on any machine that sees the folder."}});
     onRun(commands, command, pOptions, runTiles);
 }
