@@ -77,6 +77,26 @@ TEST(Closing, innerSphereAndSheetsGo) {
     EXPECT_NEAR(check(mesh).volume, 4.0 / 3.0 * M_PI, 0.1);
 }
 
+// Each place inside a sphere is looked at from another side; beside it, above and below nothing is inside.
+TEST(Closing, whatIsInsideOthersIsTold) {
+    Rand15 rand(3);
+    int numInside = 0;
+    for (int round = 0; round < 200; ++round) {
+        TriangleMesh mesh = cutAt(icosphere(1), 2.0);
+        const auto draw = [&] { return rand.next() / 13653.0 - 1.2; };
+        const double x = draw(), y = draw(), z = draw(), distance = std::sqrt(x * x + y * y + z * z);
+        if (distance > 0.8 && distance < 1.1) continue;  // the sphere has flat sides
+        const Shape small = icosphere(0, 0.02);
+        for (const std::uint32_t i : small.triples)
+            mesh.indices.push_back(static_cast<std::uint32_t>(mesh.vertices.size()) + i);
+        for (const Point3& p : small.vertices) mesh.vertices.emplace_back(p.px + x, p.py + y, p.pz + z);
+        EXPECT_EQ(keepBodies(mesh, mesh.numTriangles(), 0.01, false).numInner, distance < 1.0 ? 1u : 0u)
+            << x << ' ' << y << ' ' << z;
+        numInside += distance < 1.0;
+    }
+    EXPECT_GT(numInside, 20);
+}
+
 TEST(Closing, randomHolesClose) {
     Rand15 rand;
     const Shape shape = torus(80, 40, 3.0, 1.0);

@@ -131,6 +131,13 @@ TEST(LonelyPieces, goButNotARowOfThemNorTheLargest) {
     vShapes.erase(vShapes.begin());
     EXPECT_EQ(mesh.vertices, meshOf(vShapes).vertices);
     EXPECT_EQ(mesh.indices, meshOf(vShapes).indices);
+    // A row of as many triangles as four of the least pieces have is a surface.
+    for (const std::uint32_t num : {5u, 6u}) {
+        std::vector<zef_test::Shape> vRow = {sheetAt(30, 0.0)};
+        for (int i = 0; i < 10; ++i) vRow.push_back(sheetAt(i < 5 ? num : 6, 100.0 + 6.0 * i));
+        TriangleMesh row = meshOf(vRow);
+        EXPECT_EQ(removeLonelyPieces(row, 1.0, 25).numPieces, num == 6 ? 0u : 10u);
+    }
     TriangleMesh small = meshOf({sheetAt(3, 0.0), sheetAt(4, 100.0)});
     EXPECT_EQ(removeLonelyPieces(small, 1.0, 30).numTriangles, 4u);
     EXPECT_EQ(small.numTriangles(), 6u);

@@ -169,3 +169,12 @@ TEST(REdgeEnergy, tryFlipEdgeKeepsTheOrientationOfTheFirstTriangle) {
                                                  : std::vector<std::uint32_t>{0, 2, 1, 1, 3, 0}));
     }
 }
+
+TEST(RMesh, tellsHowManyEdgesHaveHowManyTriangles) {
+    const Shape sheet = gridSheet(3, 2);
+    const RMesh mesh(sheet.vertices, sheet.triples, 1.0);
+    EXPECT_EQ(printedText([&] { mesh.printStatistics("sheet"); }),
+              "\nRMesh::printStatistics(sheet)\n NumTriangles: 4\n Degree 1: 6\n Degree 2: 3\n");
+    const RMesh tent(box({0, 0, 0}, {1, 1, 1}).vertices, {0, 1, 2, 1, 0, 3, 0, 1, 4}, 1.0);
+    EXPECT_NE(printedText([&] { tent.printStatistics(""); }).find(" Degree 1: 6\n Degree 3: 1\n"), std::string::npos);
+}

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <initializer_list>
 #include <set>
 #include <utility>
@@ -8,6 +9,7 @@
 
 #include "frame/Rand15.h"
 #include "solid/LatticeSet.h"
+#include "solid/SampleIndex.h"
 #include "support/shapes.h"
 #include "zef/meshCheck.h"
 #include "zef/reconstruction.h"
@@ -139,4 +141,53 @@ TEST(Melt, holeOfFewCellsStaysOpen) {
         EXPECT_TRUE(report.manifold && report.oriented);
         EXPECT_EQ(report.numBorderLoops, 1u) << spacing;
     }
+}
+
+namespace {
+
+// The farthest that a place of a triangle lies from its nearest sample.
+double farthestOf(const std::array<Point3, 3>& corners, const std::vector<SolidSample>& vSamples) {
+    constexpr int num = 60;
+    double farthest = 0.0;
+    for (int i = 0; i <= num; ++i) {
+        for (int j = 0; j <= num - i; ++j) {
+            const Point3 p =
+                corners[0] + (corners[1] - corners[0]) * (1.0 * i / num) + (corners[2] - corners[0]) * (1.0 * j / num);
+            double nearest = 1e9;
+            for (const SolidSample& sample : vSamples) nearest = std::min(nearest, (sample.place - p).length());
+            farthest = std::max(farthest, nearest);
+        }
+    }
+    return farthest;
+}
+
+}  // namespace
+
+// A sheet of samples with a hole somewhere, under triangles of all shapes.
+TEST(SampleIndex, tellsWhetherAllOfATriangleIsNear) {
+    constexpr double most = 1.25, step = 0.4;  // cells
+    Rand15 rand(7);
+    const auto place = [&] {
+        const double x = rand.next() % 12, y = rand.next() % 12;
+        return Point3(x + 4.5, y + 4.5, 4.1);
+    };
+    int numNear = 0, numFar = 0;
+    for (int round = 0; round < 300; ++round) {
+        const Point3 hole = place();
+        std::vector<SolidSample> vSamples;
+        for (int i = 0; i < 144; ++i) {
+            const LatticePoint cell = {i % 12 + 4, i / 12 + 4, 4};
+            const Point3 p(cell.x + 0.5, cell.y + 0.5, cell.z + 0.1);
+            if ((p - hole).length() > 1.3 * (round % 3)) vSamples.push_back({cell, p});
+        }
+        const std::array<Point3, 3> corners = {place(), place(), place()};
+        const bool bNear = isNearSamples({{corners[0], corners[1], corners[2]}, {0, 1, 2}}, {{0, 0, 0}, 1.0, vSamples});
+        const double farthest = farthestOf(corners, vSamples);
+        if (farthest < most - 0.05 || farthest > most + step) {
+            EXPECT_EQ(bNear, farthest < most) << round;
+        }
+        (farthest <= most ? numNear : numFar) += 1;
+    }
+    EXPECT_GT(numNear, 50);
+    EXPECT_GT(numFar, 50);
 }

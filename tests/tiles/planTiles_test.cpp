@@ -174,13 +174,16 @@ TEST(splitTiles, eachTileGetsThePointsOfItsBoxAndHalo) {
     EXPECT_FALSE(readTileState(scan.job).split);
     splitTiles(scan.job);
     EXPECT_TRUE(readTileState(scan.job).split);
+    uint64 num = 0;
     for (std::uint32_t tile = 0; tile < 4; ++tile) {
         const std::vector<Point3> vExpected = pointsNear(scan, plan, tile);
         const std::vector<Point3> vFound = readTilePoints(scan.job, digestOf(plan), tile);
         ASSERT_GT(vFound.size(), 3000u);
         ASSERT_EQ(vFound, vExpected);
         EXPECT_TRUE(std::ranges::equal(vFound, vExpected, sameColor));
+        num += vFound.size();
     }
+    EXPECT_EQ(findRecord(scan.job, digestOf(plan), {StepKind::SPLIT, 0})->numPoints, num);
 }
 
 TEST(splitTiles, writesAgainWhatIsMissing) {

@@ -236,6 +236,16 @@ TEST(ToolCompare, tellsBothWaysAndColoursTheFirst) {
     for (const zef::Point3& p : zef::readMesh(out).vertices) EXPECT_GT(p.r, p.b) << "beyond the limit is red";
 }
 
+TEST(ToolCompare, leavesOutWhatIsNoTriangle) {
+    const TempFolder folder;
+    const std::string good = "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 nan 1\nf 1 2 3\n";
+    const std::string in = folder.put("in.obj", good + "f 1 1 2\nf 1 2 2\nf 1 2 1\nf 1 2 4\n");
+    const ToolRun run = runTool("compare --json " + quoted(in) + " " + quoted(folder.put("good.obj", good)));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.err.find("4 triangles repeat a vertex or are not finite"), std::string::npos) << run.err;
+    EXPECT_NEAR(run.report()["there"]["max"].get<double>(), 0.0, 1e-9);
+}
+
 TEST(ToolCheck, promisesHoldOrNameWhatFails) {
     const TempFolder folder;
     zef_test::Shape sheets = zef_test::gridSheet(3, 3);
