@@ -48,6 +48,7 @@ private:
         add(r.noise, r.radius, r.numMovedVertices, r.numCreaseVertices, r.meanMove, r.maxMove);
     }
     void addOne(const MeshHandle& handle) { add(handle.length, handle.place); }
+    void addOne(const ThinPlace& wall) { add(wall.thickness, wall.place, wall.numTriangles); }
     void addOne(const MeshComponent& c) { add(c.numTriangles, c.numBorderLoops, c.euler, c.genus, c.area, c.volume); }
     void addOne(const MeshBorderLoop& loop) { add(loop.numEdges, loop.length, loop.low, loop.high); }
     void addOne(const Deviation& d) {
@@ -319,6 +320,12 @@ void callHandles(const Call& c) {
     c.result.add(report.numHandles, report.shortHandles);
 }
 
+void callThinPlaces(const Call& c) {
+    const ThinReport report =
+        findThinPlaces(c.scene.mesh, c.draw.odd(c.draw.yes() ? 0.0 : c.scene.extent * 0.1), c.context);
+    c.result.add(report.limit, report.numTriangles, report.places);
+}
+
 void callCompare(const Call& c) {
     CompareOptions options;
     options.samples = 1 + 4u * c.draw.below(256);
@@ -414,7 +421,8 @@ constexpr Operation table[] = {{"reconstruct", callReconstruct},
                                {"compare", callCompare},
                                {"view", callView},
                                {"mesh-files", callMeshFiles},
-                               {"point-files", callPointFiles}};
+                               {"point-files", callPointFiles},
+                               {"thin-places", callThinPlaces}};
 
 }  // namespace
 

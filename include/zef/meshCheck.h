@@ -99,6 +99,27 @@ struct HandleReport {
 // for each of a few hundred vertices a handle; once more for every 48 handles that are told.
 ZEF_API HandleReport findHandles(const TriangleMesh& mesh, double longest = 0.0, const Context& context = {});
 
+// A wall that is thin: its two faces look away from each other.
+struct ThinPlace {
+    double thickness = 0.0;        // world units, at its thinnest
+    Point3 place;                  // between the middles of the two triangles that lie there
+    std::size_t numTriangles = 0;  // that are thin, on both faces
+};
+
+struct ThinReport {
+    double limit = 0.0;             // world units: what is thinner was looked for
+    std::size_t numTriangles = 0;   // that are thin
+    std::vector<ThinPlace> places;  // ascending by thickness
+};
+
+// Where walls are thinner than that; 0: than two mean edges. From the middle of each triangle straight behind
+// it, to the first other one that is no neighbour; it counts if that looks the other way by 37 degrees at the most, so
+// that blades are thin at their edges and boxes are not. Thin triangles that hang together, and those that are
+// opposite, are one place. Sides count as they are turned: of a mesh that is turned inside out, gaps are told.
+// ArgumentError as for check(); TooLargeError as for countSelfIntersections(). O(n log n), some 5 microseconds a
+// triangle and processor; for long rays up to 64 times that.
+ZEF_API ThinReport findThinPlaces(const TriangleMesh& mesh, double thickness = 0.0, const Context& context = {});
+
 // What untangle() found and left.
 struct UntangleReport {
     std::size_t numPairs = 0;      // as countSelfIntersections() counts them

@@ -216,6 +216,16 @@ py::dict findHandles(const MeshHolder& mesh, const py::object& longest, const py
     }));
 }
 
+py::dict findThinPlaces(const MeshHolder& mesh, const py::object& thickness, const py::object& threads,
+                        const py::object& progress) {
+    Call call(threads, progress);
+    double most = 0.0;
+    readArgument({"thickness", &most, ""}, thickness);
+    return reportOf(mesh.look(call, [&](const zef::TriangleMesh& looked, const zef::Context& context) {
+        return zef::findThinPlaces(looked, most, context);
+    }));
+}
+
 template <class Answer, Answer question(const zef::TriangleMesh&, const zef::Context&)>
 Answer ask(const MeshHolder& mesh, const py::object& threads, const py::object& progress) {
     Call call(threads, progress);
@@ -319,6 +329,7 @@ void bindHolders(py::module_& m) {
         .def("stretch_contrast", stretchContrast)
         .def("check", check)
         .def("find_handles", findHandles)
+        .def("find_thin_places", findThinPlaces)
         .def("count_self_intersections", ask<std::size_t, zef::countSelfIntersections>)
         .def("average_edge_length", ask<double, zef::averageEdgeLength>)
         .def("border_edges", borderEdges);

@@ -39,6 +39,7 @@ py::object told(const zef::ClosingReport& closing);
 py::object told(const zef::MeshComponent& part);
 py::object told(const zef::MeshBorderLoop& loop);
 py::object told(const zef::MeshHandle& handle);
+py::object told(const zef::ThinPlace& wall);
 py::object told(const zef::Deviation& deviation);
 py::object told(const zef::Grid& grid);
 template <class T>
@@ -107,6 +108,14 @@ py::object told(const zef::MeshComponent& part) {
 
 py::object told(const zef::MeshHandle& handle) {
     return Figures().add("length", handle.length).add("place", handle.place).dict;
+}
+
+py::object told(const zef::ThinPlace& wall) {
+    return Figures()
+        .add("thickness", wall.thickness)
+        .add("place", wall.place)
+        .add("numTriangles", wall.numTriangles)
+        .dict;
 }
 
 py::object told(const zef::MeshBorderLoop& loop) {
@@ -258,6 +267,10 @@ py::dict reportOf(const zef::MeshReport& found) {
 
 py::dict reportOf(const zef::HandleReport& found) {
     return Figures().add("numHandles", found.numHandles).add("shortHandles", found.shortHandles).dict;
+}
+
+py::dict reportOf(const zef::ThinReport& found) {
+    return Figures().add("limit", found.limit).add("numTriangles", found.numTriangles).add("places", found.places).dict;
 }
 
 py::dict reportOf(const zef::Comparison& made) {

@@ -23,6 +23,7 @@ pybind11::dict reportOf(const zef::RefitReport& fitted);
 pybind11::dict reportOf(const zef::UntangleReport& parted);
 pybind11::dict reportOf(const zef::MeshReport& found);
 pybind11::dict reportOf(const zef::HandleReport& found);
+pybind11::dict reportOf(const zef::ThinReport& found);
 pybind11::dict reportOf(const zef::WriteResult& written);
 pybind11::dict reportOf(const zef::FormatInfo& format);
 pybind11::dict reportOf(const zef::TileState& state);

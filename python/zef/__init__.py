@@ -55,6 +55,8 @@ from ._reports import (
     PointStatistics,
     ReconstructionReport,
     RefitReport,
+    ThinPlace,
+    ThinReport,
     UntangleReport,
     WriteResult,
 )

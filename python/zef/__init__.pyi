@@ -137,6 +137,16 @@ class HandleReport:
     num_handles: int
     short_handles: Tuple[MeshHandle, ...]
 
+class ThinPlace:
+    thickness: float
+    place: _Vector
+    num_triangles: int
+
+class ThinReport:
+    limit: float
+    num_triangles: int
+    places: Tuple[ThinPlace, ...]
+
 class PointStatistics:
     num_finite: int
     num_duplicates: int
@@ -285,6 +295,9 @@ class Mesh:
     def find_handles(
         self, longest: float = 0.0, *, threads: int = 0, progress: _Progress = None
     ) -> HandleReport: ...
+    def find_thin_places(
+        self, thickness: float = 0.0, *, threads: int = 0, progress: _Progress = None
+    ) -> ThinReport: ...
     def count_self_intersections(self, *, threads: int = 0, progress: _Progress = None) -> int: ...
     def border_edges(self, *, threads: int = 0, progress: _Progress = None) -> npt.NDArray[np.uint32]: ...
     def average_edge_length(self, *, threads: int = 0, progress: _Progress = None) -> float: ...

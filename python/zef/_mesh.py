@@ -5,7 +5,7 @@ import math
 from . import _arrays, _core
 from ._errors import ArgumentError
 from ._options import takes_options
-from ._reports import HandleReport, ManifoldReport, MeshReport, RefitReport, UntangleReport, WriteResult, report_of
+from ._reports import HandleReport, ManifoldReport, MeshReport, RefitReport, ThinReport, UntangleReport, WriteResult, report_of
 
 
 class Mesh:
@@ -171,6 +171,11 @@ class Mesh:
         """How many handles and tunnels the mesh has, and where those are whose shortest loops are no longer than that,
         or than 12 mean edges: a HandleReport. The mesh is manifold and oriented."""
         return report_of(HandleReport, self._held.find_handles(longest, *context))
+
+    @takes_options()
+    def find_thin_places(self, thickness=0.0, *, context):
+        """Where walls are thinner than that, or than two mean edges: a ThinReport. Sides count as they are turned."""
+        return report_of(ThinReport, self._held.find_thin_places(thickness, *context))
 
     @takes_options()
     def count_self_intersections(self, *, context):

@@ -51,6 +51,14 @@ class HandleReport(Report):
     """How many handles find_handles() found, and the narrow ones."""
 
 
+class ThinPlace(Report):
+    """A wall that is thin."""
+
+
+class ThinReport(Report):
+    """The thin walls that find_thin_places() found."""
+
+
 class PointStatistics(Report):
     """What measure_points() found."""
 
@@ -97,6 +105,7 @@ _INNER = {
     "components": MeshComponent,
     "border_loops": MeshBorderLoop,
     "short_handles": MeshHandle,
+    "places": ThinPlace,
     "there": Deviation,
     "back": Deviation,
 }

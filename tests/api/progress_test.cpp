@@ -50,6 +50,7 @@ const std::vector<Entry> entries = {
     {"check", [](Input& in, const Context& c) { check(in.mesh, c); }},
     {"countSelfIntersections", [](Input& in, const Context& c) { countSelfIntersections(in.mesh, c); }},
     {"findHandles", [](Input& in, const Context& c) { findHandles(in.mesh, 0.0, c); }},
+    {"findThinPlaces", [](Input& in, const Context& c) { findThinPlaces(in.mesh, 0.0, c); }},
     {"simplify", [](Input& in, const Context& c) { simplify(in.mesh, {.targetTriangles = 1000}, c); }},
     {"simplify within an error", [](Input& in, const Context& c) { simplify(in.mesh, {.maxError = 0.05}, c); }},
     {"reduceFlat",

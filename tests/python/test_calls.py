@@ -91,6 +91,8 @@ def test_operations_change_the_mesh_in_place(mesh, points):
     assert mesh.mend().num_components == 1
     report = zef.check(mesh)
     assert (report.closed, report.euler, mesh.count_self_intersections()) == (True, 2, 0)
+    thin = mesh.find_thin_places(0.01)
+    assert thin.limit == 0.01 and thin.num_triangles == 0 and thin.places == ()
     assert mesh.find_handles() == mesh.find_handles(longest=1.0) and mesh.find_handles().num_handles == 0
     assert mesh.border_edges().shape == (0, 2) and mesh.average_edge_length() > 0
     assert mesh.reduce_flat(max_deviation_deg=20) > 0

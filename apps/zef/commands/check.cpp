@@ -18,6 +18,7 @@ namespace {
 struct CheckOptions {
     std::string path;
     bool bDeep = false;
+    double thickness = 0.0;              // 0: two mean edges
     std::vector<std::string> vPromises;  // empty: closed, manifold and oriented
     TalkOptions talk;
 };
@@ -73,6 +74,24 @@ void reportHandles(Report& report, const zef::HandleReport& handles) {
     report.add("handle_list", "", list, "");
 }
 
+// How many walls, and where they are thinnest.
+void reportThinPlaces(Report& report, const zef::ThinReport& thin) {
+    constexpr std::size_t mostShown = 10;
+    report.addNumber("thin_limit", "", thin.limit);
+    report.addCount("thin_places", "walls thinner than " + numberText(thin.limit), thin.places.size());
+    report.addCount("thin_triangles", thin.places.empty() ? "" : "  triangles of them", thin.numTriangles);
+    Json list = Json::array();
+    for (std::size_t i = 0; i < std::min(thin.places.size(), mostShown); ++i) {
+        const zef::ThinPlace& wall = thin.places[i];
+        const zef::Point3& at = wall.place;
+        list.push_back(
+            {{"thickness", wall.thickness}, {"place", {at.px, at.py, at.pz}}, {"triangles", wall.numTriangles}});
+        report.addText("", "  of " + numberText(wall.thickness),
+                       "near " + numberText(at.px) + " " + numberText(at.py) + " " + numberText(at.pz));
+    }
+    report.add("thin_list", "", list, "");
+}
+
 // What of the promises does not hold, as a sentence; empty if all does.
 std::string brokenPromises(const CheckOptions& options, const zef::MeshReport& topology, std::size_t numPairs) {
     std::string text;
@@ -91,6 +110,7 @@ std::string brokenPromises(const CheckOptions& options, const zef::MeshReport& t
 }
 
 int runCheck(const CheckOptions& options, CommandRun& commandRun) {
+    if (options.thickness > 0.0 && !options.bDeep) throw UsageFailure("--thickness goes with --deep");
     const zef::TriangleMesh mesh = readMeshFile(commandRun, options.path);
     commandRun.step("checking");
     const zef::MeshReport topology = zef::check(mesh, commandRun.getContext());
@@ -117,6 +137,8 @@ int runCheck(const CheckOptions& options, CommandRun& commandRun) {
     if (options.bDeep && topology.manifold && topology.oriented) {
         commandRun.step("looking for handles");
         reportHandles(report, zef::findHandles(mesh, 0.0, commandRun.getContext()));
+        commandRun.step("looking for thin walls");
+        reportThinPlaces(report, zef::findThinPlaces(mesh, options.thickness, commandRun.getContext()));
     }
     if (!options.vPromises.empty()) {
         const std::string broken = brokenPromises(options, topology, numPairs);
@@ -136,8 +158,12 @@ void addCheck(Commands& commands) {
     command.add_option("IN", pOptions->path, "A file of triangles")->required();
     command.add_flag(
         "--deep", pOptions->bDeep,
-        "Count the pairs of triangles that intersect, too, and tell where; likewise the handles of the mesh, and "
-        "the shortest ones");
+        "Count the pairs of triangles that intersect, too, and tell where; likewise the handles of the mesh and "
+        "the shortest ones, and thin walls");
+    command
+        .add_option("--thickness", pOptions->thickness,
+                    "With --deep: walls thinner than that are told, in the unit of the mesh; by default two mean edges")
+        ->check(CLI::PositiveNumber);
     command
         .add_option("--promise", pOptions->vPromises,
                     "Status 0 if all of these hold, and only then: manifold, oriented, closed, embedded (no triangles "

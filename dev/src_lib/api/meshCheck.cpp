@@ -7,6 +7,7 @@
 #include "api/plans.h"
 #include "check/checkTriangles.h"
 #include "check/selfIntersections.h"
+#include "check/thinPlaces.h"
 #include "flat/arrays.h"
 #include "handles/cutHandles.h"
 #include "mend/Manifold.h"
@@ -47,6 +48,19 @@ HandleReport findHandles(const TriangleMesh& mesh, double longest, const Context
             if (!state.manifold || !state.oriented)
                 throw ArgumentError("handles: the mesh is not manifold and oriented; mend() it first");
             report = measureHandles(mesh, longest > 0.0 ? longest : defaultLength * meanSideLength(mesh));
+        });
+        return report;
+    });
+}
+
+ThinReport findThinPlaces(const TriangleMesh& mesh, double thickness, const Context& context) {
+    constexpr double defaultThickness = 2.0;  // mean edges
+    checkMesh(mesh);
+    checkOption("thickness", thickness, 0.0, std::numeric_limits<double>::infinity());
+    return runCall(context, [&] {
+        ThinReport report;
+        runPlanned(planOfFindingThin(), [&] {
+            report = measureThinPlaces(mesh, thickness > 0.0 ? thickness : defaultThickness * meanSideLength(mesh));
         });
         return report;
     });

@@ -202,6 +202,10 @@ OperationPlan planOfFindingHandles() {
     return {"FindHandles", {{"CK_mesh", 60.0}, {"HD_find", 40.0}}};
 }
 
+OperationPlan planOfFindingThin() {
+    return {"FindThinPlaces", {{"SI_cells", 20.0}, {"TH_walls", 80.0}}};
+}
+
 OperationPlan planOfIntersections() {
     return {"CountSelfIntersections", {{"SI_cells", 40.0}, {"SI_pairs", 60.0}}};
 }

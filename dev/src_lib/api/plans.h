@@ -39,6 +39,7 @@ OperationPlan planOfUntangling();
 OperationPlan planOfChecking();
 OperationPlan planOfIntersections();
 OperationPlan planOfFindingHandles();
+OperationPlan planOfFindingThin();
 OperationPlan planOfComparing();
 
 // Says that all is done, and forgets the plan.

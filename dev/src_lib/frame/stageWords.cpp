@@ -62,6 +62,7 @@ constexpr std::array stages = {
     Words{"CP_back", "measuring the other way round"},
     Words{"SI_cells", "sorting triangles"},
     Words{"SI_pairs", "comparing triangles"},
+    Words{"TH_walls", "measuring walls"},
     Words{"reo", "chaining sharp edges"},
     Words{"dih2e", "finding sharp edges"},
     Words{"rFins", "sampling corners"},
