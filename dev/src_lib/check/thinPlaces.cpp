@@ -159,6 +159,7 @@ Point3 middleOf(const TriangleMesh& mesh, std::uint32_t t) {
 std::vector<ThinPlace> placesOf(const TriangleMesh& mesh, const std::vector<Wall>& vWalls) {
     DisjointSets sets = joinWalls(mesh, vWalls);
     std::vector<std::pair<std::uint32_t, const Wall*>> vOrder;  // by place, then by thickness
+    vOrder.reserve(vWalls.size());
     for (const Wall& wall : vWalls) vOrder.emplace_back(sets.find(wall.triangle), &wall);
     std::ranges::sort(vOrder, {}, [](const auto& entry) {
         return std::tuple(entry.first, entry.second->thickness, entry.second->triangle);
