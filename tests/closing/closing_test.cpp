@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "closing/LoopCutter.h"
 #include "closing/bodies.h"
 #include "closing/closeLoops.h"
 #include "frame/Rand15.h"
@@ -75,6 +76,35 @@ TEST(Closing, innerSphereAndSheetsGo) {
     EXPECT_EQ(check(all).numComponents, 2u);
     EXPECT_EQ(keepBodies(mesh, numBefore, 0.1, false).numInner, 1u);
     EXPECT_NEAR(check(mesh).volume, 4.0 / 3.0 * M_PI, 0.1);
+}
+
+// Stars in a plane, whose shortest ears mostly cover others of their vertices: cut properly, triangles tile them.
+TEST(LoopCutter, tilesStars) {
+    Rand15 rand(11);
+    for (int round = 0; round < 40; ++round) {
+        const int num = 5 + round;
+        std::vector<Point3> vPlaces, vBeside;
+        for (int i = 0; i < num; ++i) {
+            const double angle = 2.0 * M_PI * i / num, radius = 0.1 + rand.next() / 32768.0;
+            vPlaces.emplace_back(radius * std::cos(angle), radius * std::sin(angle), 0.0);
+        }
+        double whole = 0.0, sum = 0.0;
+        const auto area = [&](const Point3& a, const Point3& b, const Point3& c) {
+            return 0.5 * ((b.px - a.px) * (c.py - a.py) - (c.px - a.px) * (b.py - a.py));
+        };
+        for (std::size_t i = 0; i < vPlaces.size(); ++i) {
+            const Point3 &p = vPlaces[i], &q = vPlaces[(i + 1) % vPlaces.size()];
+            whole += area(Point3(), p, q);
+            vBeside.emplace_back((p.px + q.px) / 2.0, (p.py + q.py) / 2.0, -1.0);
+        }
+        std::vector<std::uint32_t> vTriangles;
+        const std::vector<std::uint32_t> vLast = LoopCutter(vPlaces, vBeside).cut(3, vTriangles);
+        ASSERT_EQ(vLast.size(), 3u);
+        vTriangles.insert(vTriangles.end(), vLast.begin(), vLast.end());
+        for (std::size_t i = 0; i < vTriangles.size(); i += 3)
+            sum += std::abs(area(vPlaces[vTriangles[i]], vPlaces[vTriangles[i + 1]], vPlaces[vTriangles[i + 2]]));
+        EXPECT_NEAR(sum, whole, 1e-9) << round;
+    }
 }
 
 // Each place inside a sphere is looked at from another side; beside it, above and below nothing is inside.

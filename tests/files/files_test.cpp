@@ -98,6 +98,25 @@ TEST(PointCollector, choosesLikeOnePointAfterTheOther) {
     }
 }
 
+// What only some points have is nothing that all have.
+TEST(PointCollector, keepsOnlyWhatAllPointsHave) {
+    Rand15 draws;
+    const ReadOptions options;
+    for (const std::size_t without : {0u, 1u, 2u}) {
+        PointCollector collector(options);
+        for (std::size_t i = 0; i < 3; ++i) {
+            PointBlock block = drawnBlock(draws, 10);
+            if (i == without) block.intensities.clear();
+            collector.add(block);
+        }
+        PointFile out;
+        collector.finish(out);
+        EXPECT_EQ(out.points.size(), 30u);
+        EXPECT_EQ(out.classes.size(), 30u);
+        EXPECT_TRUE(out.intensities.empty()) << without;
+    }
+}
+
 TEST(PointCollector, aGridTakesTheMeanOfEachCell) {
     Rand15 draws;
     PointBlock all = drawnBlock(draws, 2000);

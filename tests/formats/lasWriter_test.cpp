@@ -56,6 +56,21 @@ TEST(LasWriter, pointsComeBackWithinAThousandthOfTheSpacing) {
     }
 }
 
+// Only shares of the most are scaled to what LAS holds: those that are all 0 and 1 are counts.
+TEST(LasWriter, intensitiesKeepTheirMeaning) {
+    const TempFolder folder;
+    const std::vector<Point3> points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    const std::vector<std::pair<std::vector<float>, std::vector<float>>> cases = {{{0, 1, 1}, {0, 1, 1}},
+                                                                                  {{0, 0.5f, 1}, {0, 32768, 65535}},
+                                                                                  {{0, 0.5f, 7}, {0, 1, 7}},
+                                                                                  {{-3, 1e9f, 2.4f}, {0, 65535, 2}}};
+    for (const auto& [given, expected] : cases) {
+        save(folder.name("a.las"), {points, {}, given});
+        ScanFacts facts;
+        EXPECT_EQ(readBack(folder.name("a.las"), facts).intensities, expected) << given[1];
+    }
+}
+
 TEST(LasWriter, coordinatesOfFewDecimalsKeepThem) {
     const TempFolder folder;
     const std::vector<Point3> points = {{637012.24, 4849028.317, -431.6}, {637112.25, 4849428.319, 0.0}};

@@ -47,6 +47,15 @@ TEST(Casx, theFinishedAndTheExpandedTableAreTheRecordedOne) {
     EXPECT_NE(printedText([&] { expectRecorded(Casx(TM_FAT, true)); }), "");
 }
 
+TEST(Casx, theThinTableIsTheRecordedOne) {
+    const Casx casx(TM_THIN, false);
+    const std::array<uint64, 8> codes = {10, 11, 12, 13, 14, 15, 16, 17};
+    std::vector<uint64> vTriangles;
+    for (int config = 0; config < 256; ++config) casx.getTriangles(config, codes.data(), vTriangles, TUT);
+    EXPECT_EQ(vTriangles.size() % 3, 0u);
+    EXPECT_EQ(digest(vTriangles), 0x9c79819db63ee325u);
+}
+
 // Two corners that are neighbours along an axis share four cells: where both have
 // triangles among these, they must be the same ones.
 TEST(Casx, neighbouringBlocksAgreeOnTheirCommonFace) {
