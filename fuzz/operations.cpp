@@ -112,6 +112,7 @@ ReconstructOptions drawOptions(const Call& c) {
     options.minPiece = draw.below(40);
     if (draw.below(4) == 0) options.viewpoint = Point3(draw.odd(5.0), draw.odd(-3.0), 4.0);
     options.measureCoverage = draw.yes();
+    if (options.closed && draw.yes()) options.thicken = draw.odd(c.scene.extent * 0.05);
     return options;
 }
 

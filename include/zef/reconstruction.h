@@ -126,9 +126,11 @@ struct ReconstructOptions {
     // left get patches: where the surface goes on across them, these continue it; where a loop is flat to
     // within a cell and the surface meets it at an angle, as that of an object on a table, they are flat.
     // Pieces that enclose next to nothing afterwards, as open sheets do, are left out; unless keepInner also
-    // pieces inside others.
+    // pieces inside others. With thicken, in the unit of the points, open sheets become bodies of that thickness
+    // instead, behind the side that they look to; those below three quarters of the spacing of the mesh get that.
     bool closed = false;
     bool keepInner = false;
+    double thicken = 0.0;
     // Pieces of fewer triangles than this are removed in the end, unless such pieces lie
     // close to each other in number; the largest piece stays in any case. 0 keeps all.
     std::uint32_t minPiece = 30;
@@ -166,6 +168,7 @@ struct ClosingReport {
     std::uint64_t numClosedLoops = 0;  // border loops that got patches
     std::uint64_t numSheets = 0;       // pieces left out that enclose next to nothing,
     std::uint64_t numInner = 0;        // and inside others
+    std::uint64_t numThickened = 0;    // open sheets that got a second face
     // Whether the mesh is closed, manifold and oriented and no triangles intersect; else see
     // Reconstruction::untangled and check().
     bool holds = false;

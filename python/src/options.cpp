@@ -45,6 +45,8 @@ Options optionsOf(zef::ReconstructOptions& o) {
         {"closed", &o.closed,
          "with mend and untangle: whether every piece is closed, and what encloses no volume left out"},
         {"keepInner", &o.keepInner, "with closed: whether pieces inside others stay"},
+        {"thicken", &o.thicken,
+         "with closed: open sheets become bodies that are so thick, in the unit of the points; 0 leaves them out"},
         {"minHandle", &o.minHandle,
          "with mend: narrower handles and tunnels that no points hold open are cut or filled, in cells; 0 keeps all"},
         {"thinWalls", &o.thinWalls, "with mend: whether both faces of walls that are too thin for the grid stay"},
@@ -184,7 +186,8 @@ Options optionsOf(zef::PageOptions& o) {
 }
 
 Options optionsOf(zef::TileOptions& o) {
-    constexpr std::array<std::string_view, 5> others = {"closed", "keepInner", "measureCoverage", "every", "grid"};
+    constexpr std::array<std::string_view, 6> others = {"closed",          "keepInner", "thicken",
+                                                        "measureCoverage", "every",     "grid"};
     Options options = optionsOf(o.reconstruction);
     for (const Option& option : optionsOf(o.reading)) options.push_back(option);
     std::erase_if(options, [&](const Option& option) { return std::ranges::count(others, option.name) > 0; });

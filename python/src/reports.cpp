@@ -74,6 +74,7 @@ py::object told(const zef::ClosingReport& closing) {
         .add("numClosedLoops", closing.numClosedLoops)
         .add("numSheets", closing.numSheets)
         .add("numInner", closing.numInner)
+        .add("numThickened", closing.numThickened)
         .add("holds", closing.holds)
         .dict;
 }

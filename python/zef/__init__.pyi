@@ -55,6 +55,7 @@ class ClosingReport:
     num_closed_loops: int
     num_sheets: int
     num_inner: int
+    num_thickened: int
     holds: bool
 
 class RefitReport:
@@ -363,6 +364,7 @@ def reconstruct(
     untangle: bool = True,
     closed: bool = False,
     keep_inner: bool = False,
+    thicken: float = 0.0,
     min_handle: float = 3.0,
     thin_walls: bool = True,
     min_piece: int = 30,

@@ -127,6 +127,7 @@ TEST(Calls, nameTheArgumentThatMeansNothing) {
         {"factor", [&] { reconstruct(points, {.factor = noNumber}); }},
         {"factor", [&] { reconstruct(points, {.factor = 0.0}); }},
         {"minHandle", [&] { reconstruct(points, {.minHandle = -1.0}); }},
+        {"thicken", [&] { reconstruct(points, {.thicken = 1.0}); }},
         {"longest", [&] { findHandles(mesh, noNumber); }},
         {"thickness", [&] { findThinPlaces(mesh, -1.0); }},
         {"spacing", [&] { melt(corners, {.spacing = noNumber}); }},

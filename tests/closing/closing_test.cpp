@@ -6,6 +6,7 @@
 #include "closing/LoopCutter.h"
 #include "closing/bodies.h"
 #include "closing/closeLoops.h"
+#include "closing/thickenSheets.h"
 #include "frame/Rand15.h"
 #include "support/shapes.h"
 #include "zef/meshCheck.h"
@@ -127,6 +128,34 @@ TEST(Closing, whatIsInsideOthersIsTold) {
     EXPECT_GT(numInside, 20);
 }
 
+TEST(Closing, sheetsBecomeBodiesBehindWhereTheyLook) {
+    TriangleMesh mesh = cutAt(icosphere(3), 0.5);
+    renumberVertices(mesh, VertexOrder::MESH);
+    const std::size_t numOfBowl = mesh.vertices.size();
+    Shape wave = gridSheet(41, 31, 0.05);
+    for (Point3& p : wave.vertices) p = Point3(p.px + 2.0, p.py, 0.1 * std::sin(3.0 * p.px), 10, 20, 30, 255);
+    for (const std::uint32_t i : wave.triples) mesh.indices.push_back(static_cast<std::uint32_t>(numOfBowl) + i);
+    mesh.vertices.insert(mesh.vertices.end(), wave.vertices.begin(), wave.vertices.end());
+    const TriangleMesh before = mesh;
+    const double areaOfWave = check(TriangleMesh{wave.vertices, wave.triples}).area;
+    EXPECT_EQ(thickenSheets(mesh, 0.08, 0.05), 1u) << "the bowl closes to a body";
+    ASSERT_TRUE(std::equal(before.vertices.begin(), before.vertices.end(), mesh.vertices.begin()));
+    ASSERT_TRUE(std::equal(before.indices.begin(), before.indices.end(), mesh.indices.begin()));
+    const MeshReport report = check(mesh);
+    EXPECT_TRUE(report.manifold && report.oriented);
+    ASSERT_EQ(report.numComponents, 2u);
+    EXPECT_FALSE(report.components[0].closed);
+    EXPECT_TRUE(report.components[1].closed);
+    EXPECT_NEAR(report.components[1].volume, 0.08 * areaOfWave, 0.002);
+    for (std::size_t i = before.vertices.size(); i < mesh.vertices.size(); ++i) {
+        const Point3& front = before.vertices[numOfBowl + i - before.vertices.size()];
+        EXPECT_NEAR((mesh.vertices[i] - front).length(), 0.08, 1e-9);
+        EXPECT_LT(mesh.vertices[i].pz, front.pz) << "the wave looks up";
+        EXPECT_EQ(mesh.vertices[i].g, 20);
+    }
+    EXPECT_EQ(countSelfIntersections(mesh), 0u);
+}
+
 TEST(Closing, randomHolesClose) {
     Rand15 rand;
     const Shape shape = torus(80, 40, 3.0, 1.0);
@@ -157,5 +186,13 @@ TEST(Closing, planeIsRefused) {
     ReconstructOptions options;
     options.closed = true;
     EXPECT_THROW(reconstruct(sheet.vertices, options), NoSurfaceError);
+    for (const double thickness : {5.0, 1e-3}) {
+        options.thicken = thickness;
+        const Reconstruction thick = reconstruct(sheet.vertices, options);
+        EXPECT_TRUE(thick.closing.holds);
+        EXPECT_EQ(thick.closing.numThickened, 1u);
+        expectEmbeddedBody(thick.mesh);
+        EXPECT_NEAR(check(thick.mesh).volume, 39.0 * 39.0 * std::max(thickness, 0.75 * thick.spacing), 400.0);
+    }
     EXPECT_TRUE(reconstruct(icosphere(4).vertices, options).closing.holds);
 }

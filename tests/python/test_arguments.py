@@ -43,7 +43,7 @@ BAD = {
 RANGE = {
     "spacing": [-1, math.inf, -math.inf], "factor": [0, -1, math.inf], "levels": [11], "feature_angle": [-1, 362],
     "max_error": [-1], "max_color_step": [0, -1], "max_edge_length": [-1, math.inf], "max_deviation_deg": [-1, 181],
-    "lambda_": [0, 1], "low_fraction": [-1, 2], "high_fraction": [-1, 2], "ratio": [0, 1.1, -1, math.inf], "radius": [-1, math.inf], "longest": [-1, math.inf], "thickness": [-1, math.inf], "min_handle": [-1, 31], "refit_radius": [-1, math.inf],
+    "lambda_": [0, 1], "low_fraction": [-1, 2], "high_fraction": [-1, 2], "ratio": [0, 1.1, -1, math.inf], "radius": [-1, math.inf], "longest": [-1, math.inf], "thickness": [-1, math.inf], "thicken": [-1, math.inf], "min_handle": [-1, 31], "refit_radius": [-1, math.inf],
     "samples": [0, 2**32], "limit": [-1, math.inf], "bins": [0, 10001], "width": [15, 20000], "height": [0, 1e9], "point_size": [-1, 300], "finer": [0, 5], "max_triangles": [0],
     "max_points": [0], "every": [0], "workers": [0], "memory": [0], "grid": [-1, math.inf], "normals": [np.ones((5, 3))],
     "points": [np.full((5, 3), NAN), np.empty((0, 3))],

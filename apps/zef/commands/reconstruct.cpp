@@ -88,6 +88,7 @@ void reportCloud(Report& report, std::size_t numPoints, const zef::Reconstructio
 void reportClosing(Report& report, const zef::ClosingReport& closing) {
     report.addCount("closed_loops", "border loops closed", closing.numClosedLoops);
     report.addCount("left_out_sheets", closing.numSheets > 0 ? "left out, open sheets" : "", closing.numSheets);
+    report.addCount("thickened_sheets", closing.numThickened > 0 ? "open sheets thickened" : "", closing.numThickened);
     report.addCount("left_out_inner", closing.numInner > 0 ? "left out, inside others" : "", closing.numInner);
 }
 
@@ -187,6 +188,7 @@ int runReconstruct(const ReconstructChoices& options, CommandRun& commandRun) {
     zef::ReconstructOptions library = settled(options.library);
     if (options.bKeepNonManifold && library.viewpoint)
         throw UsageFailure("--viewpoint turns pieces of a mended mesh; leave out --keep-non-manifold");
+    if (library.thicken > 0.0 && !library.closed) throw UsageFailure("--thicken goes with --closed");
     if (library.closed && (options.bKeepNonManifold || !library.untangle))
         throw UsageFailure("--closed goes with neither --keep-non-manifold nor --no-untangle");
     const OutputOptions output = outputOf(options);
@@ -249,6 +251,12 @@ void addClosedOptions(CLI::App& command, zef::ReconstructOptions& library) {
                      "Close every piece, so that it encloses a volume, and leave out what encloses none; status 1 if "
                      "that fails somewhere, though the mesh is written");
     command.add_flag("--keep-inner", library.keepInner, "With --closed: keep pieces inside others");
+    command
+        .add_option(
+            "--thicken", library.thicken,
+            "With --closed: make open sheets bodies that are so thick, in the unit of the points, instead of leaving "
+            "them out")
+        ->check(CLI::PositiveNumber);
 }
 
 void addThinWallsOption(CLI::App& command, zef::ReconstructOptions& library) {

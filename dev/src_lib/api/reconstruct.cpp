@@ -18,6 +18,7 @@
 #include "check/surfaceFit.h"
 #include "closing/bodies.h"
 #include "closing/closeLoops.h"
+#include "closing/thickenSheets.h"
 #include "density/noise.h"
 #include "density/surroundings.h"
 #include "flat/arrays.h"
@@ -75,9 +76,19 @@ void tellOfLeftOut(const ClosingReport& closing) {
         showWarning("closing", std::to_string(closing.numInner) + " pieces left out, since they are inside others");
 }
 
+// A thinner body would count as a sheet.
+void thickenResult(Reconstruction& result, const ReconstructOptions& options) {
+    constexpr double least = 0.75;  // spacings
+    if (options.thicken == 0.0) return;
+    const double thickness = std::max(options.thicken, least * result.spacing);
+    result.closing.numThickened = thickenSheets(result.mesh, thickness, result.spacing);
+    checkMeshSize(result.mesh.vertices.size(), result.mesh.numTriangles());
+}
+
 void closeResult(Reconstruction& result, const ReconstructOptions& options) {
     constexpr int mostRounds = 5;
     std::size_t numPairs = 0;
+    thickenResult(result, options);
     for (int round = 0; round < mostRounds && !result.closing.holds; ++round) {
         // What opened again is closed anew from a little farther off.
         if (round > 0) widenHoles(result.mesh, round);

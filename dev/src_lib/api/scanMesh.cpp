@@ -110,6 +110,8 @@ void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
     checkOption("levels", options.levels, 0.0, maxLevels);
     checkOption("refitRadius", options.refitRadius, 0.0, unlimited);
     checkOption("minHandle", options.minHandle, 0.0, widestHandle);
+    checkOption("thicken", options.thicken, 0.0, std::numeric_limits<double>::max());
+    if (options.thicken > 0.0 && !options.closed) throw ArgumentError("thicken: only with closed");
     if (options.closed && !(options.mend && options.untangle))
         throw ArgumentError("closed: only with mend and untangle");
     if (options.viewpoint && !isFinite(*options.viewpoint))

@@ -88,6 +88,12 @@ public:
         return static_cast<std::size_t>(std::ranges::count_if(vBodies, [](const Body& b) { return b.bSheet; }));
     }
 
+    std::vector<bool> ofSheets() const {
+        std::vector<bool> vOfSheet(mesh.vertices.size());
+        for (std::size_t i = 0; i < vOfSheet.size(); ++i) vOfSheet[i] = vBodies[vNumber[i]].bSheet;
+        return vOfSheet;
+    }
+
     // Counts how often a ray upward from one vertex of each leaves others, which all face outward.
     std::size_t findInner() {
         std::vector<std::pair<double, std::uint32_t>> vByX;
@@ -131,6 +137,12 @@ private:
 };
 
 }  // namespace
+
+Sheets findSheets(TriangleMesh& mesh, std::size_t firstOfPatches, double cellSize) {
+    Bodies bodies(mesh);
+    bodies.turnOutward(firstOfPatches);
+    return {bodies.markSheets(cellSize), bodies.ofSheets()};
+}
 
 LeftOutPieces keepBodies(TriangleMesh& mesh, std::size_t firstOfPatches, double cellSize, bool bKeepInner) {
     LeftOutPieces left;

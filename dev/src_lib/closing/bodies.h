@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "flat/arrays.h"
 
@@ -17,5 +18,13 @@ struct LeftOutPieces {
 // to next to no volume; unless bKeepInner also those inside others. A piece that touches
 // others counts by its first vertex. The mesh is closed, manifold and oriented. O(n log n).
 LeftOutPieces keepBodies(TriangleMesh& mesh, std::size_t firstOfPatches, double cellSize, bool bKeepInner);
+
+// The pieces that keepBodies() would leave out since they enclose next to nothing, and which vertices they have.
+struct Sheets {
+    std::size_t num = 0;
+    std::vector<bool> vOfSheet;  // by vertex
+};
+// Turns pieces outward as keepBodies() does.
+Sheets findSheets(TriangleMesh& mesh, std::size_t firstOfPatches, double cellSize);
 
 }  // namespace QUOR_ZEF

@@ -128,8 +128,8 @@ requires std::is_same_v<std::remove_const_t<Options>, ReconstructOptions>
 void visitFields(Options& options, const Visit& visit) {
     // Normals and grid cannot be given.
     auto& [spacing, factor, smooth, growSteps, keepBorders, keepOutliers, density, levels, mend, minHandle, thinWalls,
-           refit, refitRadius, untangle, closed, keepInner, minPiece, viewpoint, measureCoverage, normals, grid] =
-        options;
+           refit, refitRadius, untangle, closed, keepInner, thicken, minPiece, viewpoint, measureCoverage, normals,
+           grid] = options;
     visit("spacing", spacing);
     visit("factor", factor);
     visit("smooth", smooth);
@@ -146,6 +146,7 @@ void visitFields(Options& options, const Visit& visit) {
     visit("untangle", untangle);
     visit("closed", closed);
     visit("keepInner", keepInner);
+    visit("thicken", thicken);
     visit("minPiece", minPiece);
     visit("viewpoint", viewpoint);
     visit("measureCoverage", measureCoverage);
