@@ -16,6 +16,7 @@ namespace {
 
 struct Body {
     std::uint32_t vertex = 0;  // its lowest one
+    std::size_t numTriangles = 0;  // none: a vertex that nothing uses
     double area = 0.0, patchArea = 0.0, volume = 0.0;
     int depth = 0;  // bodies that it is in
     bool bSheet = false;
@@ -67,6 +68,7 @@ public:
             const Point3& origin = mesh.vertices[body.vertex];
             const Vector3 a = *corners[0] - origin, b = *corners[1] - origin, c = *corners[2] - origin;
             const double area = 0.5 * cross(b - a, c - a).length();
+            ++body.numTriangles;
             body.area += area;
             if (t >= firstOfPatches) body.patchArea += area;
             body.volume += cross(a, b) * c / 6.0;
@@ -82,8 +84,9 @@ public:
         for (Body& body : vBodies) {
             const double own = body.area - body.patchArea, width = std::sqrt(0.5 * body.area);
             const double thickness = 2.0 * std::abs(body.volume) / body.area;
-            body.bSheet = !(thickness >= nothing * cellSize) ||
-                          (own < mostOwn * body.area && thickness < std::max(thinCells * cellSize, thin * width));
+            const bool bThin = !(thickness >= nothing * cellSize) ||
+                               (own < mostOwn * body.area && thickness < std::max(thinCells * cellSize, thin * width));
+            body.bSheet = bThin && body.numTriangles > 0;
         }
         return static_cast<std::size_t>(std::ranges::count_if(vBodies, [](const Body& b) { return b.bSheet; }));
     }
@@ -98,7 +101,7 @@ public:
     std::size_t findInner() {
         std::vector<std::pair<double, std::uint32_t>> vByX;
         for (std::uint32_t i = 0; i < vBodies.size(); ++i)
-            if (!vBodies[i].bSheet) vByX.emplace_back(mesh.vertices[vBodies[i].vertex].px, i);
+            if (!vBodies[i].bSheet && vBodies[i].numTriangles > 0) vByX.emplace_back(mesh.vertices[vBodies[i].vertex].px, i);
         if (vByX.size() < 2) return 0;
         std::sort(vByX.begin(), vByX.end());
         for (std::size_t t = 0; t < mesh.numTriangles(); ++t) {
