@@ -133,8 +133,9 @@ struct UntangleReport {
 // that are floats stay floats, so that files of single precision hold the result.
 // A mesh that is not manifold and oriented stays as it is, with what numPairs tells. Vertices of no
 // triangle go. ArgumentError as for mend(). As countSelfIntersections(), and some 2 milliseconds a
-// place on one thread. A mesh that is too crowded for that stays as it is, and where triangles intersect nearly
-// everywhere some stay so after half a minute's work, counted in steps: both with a warning.
+// place on one thread. With a warning, a mesh that is too crowded for that stays as it is; so does one of more pairs
+// than 5 million and ten a triangle, which the report then tells; and where triangles intersect nearly everywhere some
+// stay so after half a minute's work, counted in steps.
 ZEF_API UntangleReport untangle(TriangleMesh& mesh, const Context& context = {});
 
 // What mend() found and did.

@@ -176,3 +176,25 @@ TEST(selfIntersections, findsWhatALargeTriangleCuts) {
     shape.triples.insert(shape.triples.end(), {n, n + 1, n + 2});
     EXPECT_EQ(count(shape), 200u) << "a column of 100 squares, both halves of each";
 }
+
+// Triangles in several cells, so that none of the ranges alone has enough of them.
+TEST(selfIntersections, looksForNoMoreThanAskedFor) {
+    Rand15 rand(3);
+    TriangleMesh soup;
+    for (std::uint32_t i = 0; i < 9000; ++i) {
+        const int x = rand.next() % 1000, y = rand.next() % 1000, z = rand.next() % 1000;
+        const std::uint32_t place = i / 3 % 50;
+        soup.vertices.emplace_back(x + 900.0 * place, y, z);
+        soup.indices.push_back(i);
+    }
+    const std::vector<TrianglePair> vAll = findIntersectingPairs(soup);
+    ASSERT_GT(vAll.size(), 10'000U);
+    EXPECT_EQ(*lookForIntersectingPairs(soup, vAll.size()), vAll);
+    for (const std::size_t most : {std::size_t{0}, std::size_t{1000}, vAll.size() - 1}) {
+        const std::vector<TrianglePair> vSome = *lookForIntersectingPairs(soup, most);
+        EXPECT_GT(vSome.size(), most);
+        EXPECT_TRUE(std::ranges::includes(vAll, vSome));
+        EXPECT_EQ(std::ranges::adjacent_find(vSome), vSome.end());
+    }
+    EXPECT_LT(lookForIntersectingPairs(soup, 0)->size(), vAll.size() / 10);
+}

@@ -302,3 +302,39 @@ TEST(TriangleTree, findsTheClosestPointThatPlainSearchFinds) {
         ASSERT_NEAR(std::sqrt(foot.sqDistance), std::sqrt(least), 0.03);
     }
 }
+
+// Large triangles through one another, as needles and not, so that thousands of boxes are around each point.
+TEST(TriangleTree, planesRuleOutNoTriangleThatIsNearest) {
+    constexpr int most = Rand15::maxValue;
+    for (const double width : {1.0, 1e-3, 1e-7}) {
+        Rand15 rand(11);
+        const auto place = [&] {
+            const double x = 2.0 * rand.next() / most, y = width * rand.next() / most, z = width * rand.next() / most;
+            return Point3(5.0 + x, 5.0 + y, 5.0 + z);
+        };
+        TriangleMesh soup;
+        for (std::uint32_t i = 0; i < 6000; ++i) {
+            soup.vertices.push_back(place());
+            soup.indices.push_back(i);
+        }
+        const FanSurface surface(soup);
+        TriangleTree tree(surface);
+        std::size_t numRuledOut = 0;
+        for (int i = 0; i < 60; ++i) {
+            const Point3 at = place();
+            const Vector3 p(at.px, at.py, at.pz);
+            Foot foot;
+            tree.findCloser(p, foot);
+            const Foot plain = plainFoot(surface, p);
+            ASSERT_EQ(foot.sqDistance, plain.sqDistance);
+            for (std::uint32_t t = 0; t < surface.numTriangles(); ++t) {
+                Foot own;
+                const std::array corners = {surface.corner(t, 0), surface.corner(t, 1), surface.corner(t, 2)};
+                findFoot(p, corners[0], corners[1], corners[2], own);
+                ASSERT_FALSE(isPlaneFarther(p, corners[0], corners[1], corners[2], own.sqDistance));
+                numRuledOut += isPlaneFarther(p, corners[0], corners[1], corners[2], plain.sqDistance);
+            }
+        }
+        EXPECT_GT(numRuledOut, std::size_t{60} * surface.numTriangles() / 2);
+    }
+}

@@ -79,6 +79,24 @@ TEST(Untangle, crowdsAreRefusedOrLeftAsTheyAre) {
     EXPECT_NO_THROW(smooth(mesh, {.steps = 1}));
 }
 
+// Each goes around the middle, and so through each other one.
+TEST(Untangle, leavesThousandsThatAllIntersect) {
+    Rand15 rand(5);
+    TriangleMesh tangle;
+    for (std::uint32_t i = 0; i < 3 * 3300; i += 3) {
+        const Vector3 a = randomVector(rand), b = randomVector(rand), c = (a + b) * -1.0;
+        for (const Vector3& v : {a, b, c}) tangle.vertices.emplace_back(v.vx, v.vy, v.vz);
+        tangle.indices.insert(tangle.indices.end(), {i, i + 1, i + 2});
+    }
+    TriangleMesh left = tangle;
+    const UntangleReport report = untangle(left);
+    EXPECT_EQ(report.numPairs, 5'033'000U);
+    EXPECT_EQ(report.numPairsLeft, 5'033'000U);
+    EXPECT_EQ(left.indices, tangle.indices);
+    for (std::size_t i = 0; i < tangle.vertices.size(); ++i)
+        ASSERT_EQ((left.vertices[i] - tangle.vertices[i]).length(), 0.0);
+}
+
 TEST(Untangle, partsWhatDisplacedVerticesFold) {
     const TriangleMesh torusMesh = meshOf(torus(60, 30, 3.0, 1.0));
     for (const double distance : {0.6, 1.0}) {  // edges are 0.2 to 0.4

@@ -4,12 +4,15 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <utility>
 
+#include "frame/Rand15.h"
 #include "geometry/freeFunctions.h"
 #include "support/shapes.h"
 #include "support/tempFolder.h"
 #include "view/Camera.h"
+#include "view/Canvas.h"
 #include "zef/view.h"
 
 using namespace QUOR_ZEF;
@@ -146,5 +149,32 @@ TEST(Camera, standsOnAnAxisAndOppositeToItsTwin) {
              {std::pair(ViewFrom::TOP, ViewFrom::BOTTOM), std::pair(ViewFrom::RIGHT, ViewFrom::LEFT),
               std::pair(ViewFrom::FRONT, ViewFrom::BACK)})
             EXPECT_EQ((back(from) + back(to)).length(), 0.0);
+    }
+}
+
+// Brute force: one after the other, so that none is passed over. Some lie at the same place as others.
+TEST(Draw, whatLiesBehindNeedNotBeLookedAt) {
+    TriangleMesh soup;
+    Rand15 rand(7);
+    for (std::uint32_t i = 0; i < 6000; ++i) {
+        const int x = rand.next(), y = rand.next(), z = rand.next();
+        soup.vertices.emplace_back(x, y, z);
+        soup.indices.push_back(i);
+    }
+    const std::vector<std::uint32_t> vAgain(soup.indices.begin() + 300, soup.indices.begin() + 1200);
+    soup.indices.insert(soup.indices.end(), vAgain.begin(), vAgain.end());
+    const ViewScene scene{{&soup}, {}};
+    const Model model(scene, small(ViewFrom::ISO, true));
+    std::vector<std::uint32_t> vNumbers(model.numAll);
+    std::iota(vNumbers.begin(), vNumbers.end(), 0);
+    Canvas canvas(197, 61), slow(197, 61);
+    for (Canvas* const pCanvas : {&canvas, &slow}) pCanvas->start(70);
+    canvas.draw(model, vNumbers);
+    for (const std::uint32_t number : vNumbers) slow.draw(model, {&number, 1});
+    for (std::int32_t row = 70; row < 131; ++row) {
+        for (std::int32_t column = 0; column < 197; ++column) {
+            ASSERT_EQ(canvas.numberAt(column, row), slow.numberAt(column, row)) << column << ' ' << row;
+            ASSERT_EQ(canvas.depthAt(column, row), slow.depthAt(column, row)) << column << ' ' << row;
+        }
     }
 }

@@ -71,7 +71,7 @@ std::vector<std::uint32_t> findIntersecting(const TriangleMesh& mesh) {
 // Whether triangles do not intersect, and must not later. Where they are too crowded to tell they may.
 bool isEmbedded(const TriangleMesh& mesh) {
     OptionalStage stage("UT_look", 1);
-    const auto pairs = lookForIntersectingPairs(mesh);
+    const auto pairs = lookForIntersectingPairs(mesh, 0);
     stage.finish();
     return pairs && pairs->empty();
 }
@@ -92,7 +92,7 @@ void changeEmbedded(TriangleMesh& mesh, bool bUntangle, const Fn& fn) {
     const bool bLook = bUntangle && isEmbedded(mesh);
     changeWithEdges(mesh, fn);
     OptionalStage stage("UT_find", 1);
-    const bool bTangled = bLook && !findIntersecting(mesh).empty();
+    const bool bTangled = bLook && !lookForIntersectingPairs(mesh, 0).value_or(std::vector<TrianglePair>()).empty();
     stage.finish();
     if (!bTangled) return;
     ManifoldReport mended;

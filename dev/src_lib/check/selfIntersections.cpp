@@ -23,8 +23,8 @@ using Entry = TriangleGrid::Entry;
 
 class PairFinder {
 public:
-    explicit PairFinder(const ExactTriangles& triangles_, const TriangleGrid& grid_)
-        : triangles(triangles_), grid(grid_), vEntries(grid_.entries()) {}
+    PairFinder(const ExactTriangles& triangles_, const TriangleGrid& grid_, std::size_t most_)
+        : triangles(triangles_), grid(grid_), vEntries(grid_.entries()), most(most_) {}
 
     // A cell belongs to the range where its entries start.
     std::vector<TrianglePair> findIn(std::size_t begin, std::size_t end) const {
@@ -32,7 +32,7 @@ public:
         std::vector<Candidate> vInCell;
         const auto code = [&](std::size_t i) { return vEntries[i].first; };
         while (begin != 0 && begin < end && code(begin) == code(begin - 1)) ++begin;
-        while (begin < end) {
+        while (begin < end && vPairs.size() <= most) {
             const uint64 cell = code(begin);
             vInCell.clear();
             for (; begin < vEntries.size() && code(begin) == cell; ++begin)
@@ -50,12 +50,13 @@ private:
     const ExactTriangles& triangles;
     const TriangleGrid& grid;
     const std::vector<Entry>& vEntries;
+    const std::size_t most;
 
     // A pair counts in the cell with the low corner of what its boxes share.
     void findInCell(std::vector<Candidate>& vInCell, uint64 cell, std::vector<TrianglePair>& vPairs) const {
         std::ranges::sort(vInCell, {}, [](const Candidate& c) { return std::pair(c.box.low[0], c.triangle); });
         const CrossingTest test(triangles.places.v);
-        for (std::size_t i = 0; i < vInCell.size(); ++i) {
+        for (std::size_t i = 0; i < vInCell.size() && vPairs.size() <= most; ++i) {
             const CoordBox& box = vInCell[i].box;
             for (std::size_t j = i + 1; j < vInCell.size() && vInCell[j].box.low[0] <= box.high[0]; ++j) {
                 const CoordBox& other = vInCell[j].box;
@@ -95,20 +96,26 @@ bool isTooCrowded(const TriangleGrid& grid) {
     return grid.countPairs() > mostPairs;
 }
 
-std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid) {
-    const std::size_t num = grid.entries().size();
-    const PairFinder finder(triangles, grid);
+std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid,
+                                                std::size_t most) {
+    const std::size_t num = grid.entries().size(), groupSize = getGroupSize(num, minChunk);
+    const PairFinder finder(triangles, grid, most);
     OptionalStage stage("SI_pairs", num);
     std::vector<TrianglePair> vPairs;
-    for (const std::vector<TrianglePair>&vFound : parallelGroupResults<std::vector<TrianglePair>>(
-             num, minChunk, [&](std::size_t begin, std::size_t end) { return finder.findIn(begin, end); },
-             [&](std::size_t numDone) { stage.tick(numDone); }))
-        vPairs.insert(vPairs.end(), vFound.begin(), vFound.end());
+    for (std::size_t first = 0; first < num && vPairs.size() <= most; first += groupSize) {
+        const std::size_t numHere = std::min(groupSize, num - first);
+        for (const std::vector<TrianglePair>&vFound : parallelChunkResults<std::vector<TrianglePair>>(
+                 numHere, minChunk,
+                 [&](std::size_t begin, std::size_t end) { return finder.findIn(first + begin, first + end); }))
+            vPairs.insert(vPairs.end(), vFound.begin(), vFound.end());
+        stage.tick(numHere);
+    }
+    stage.finish();
     std::sort(vPairs.begin(), vPairs.end());
     return vPairs;
 }
 
-std::optional<std::vector<TrianglePair>> lookForIntersectingPairs(const TriangleMesh& mesh) {
+std::optional<std::vector<TrianglePair>> lookForIntersectingPairs(const TriangleMesh& mesh, std::size_t most) {
     OptionalStage cells("SI_cells", 2);
     const ExactTriangles triangles(mesh);
     if (triangles.vCorners.size() < 2) return std::vector<TrianglePair>();
@@ -116,7 +123,7 @@ std::optional<std::vector<TrianglePair>> lookForIntersectingPairs(const Triangle
     const TriangleGrid grid(triangles.places.v, triangles.vCorners);
     cells.finish();
     if (isTooCrowded(grid)) return std::nullopt;
-    return findIntersectingPairs(triangles, grid);
+    return findIntersectingPairs(triangles, grid, most);
 }
 
 std::vector<TrianglePair> findIntersectingPairs(const TriangleMesh& mesh) {

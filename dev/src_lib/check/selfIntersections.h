@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -13,6 +14,7 @@
 namespace QUOR_ZEF {
 
 using TrianglePair = std::array<std::uint32_t, 2>;  // numbers, the lower one first
+constexpr std::size_t allPairs = SIZE_MAX;
 
 // The triangles of a mesh that have an area, with corners that are the same where their places
 // are.
@@ -30,9 +32,12 @@ bool isTooCrowded(const TriangleGrid& grid);
 
 // What countSelfIntersections() counts, by numbers in the mesh, ascending. TooLargeError where they are too crowded.
 std::vector<TrianglePair> findIntersectingPairs(const TriangleMesh& mesh);
-// The same, for those who can do without: nothing where they are too crowded.
-std::optional<std::vector<TrianglePair>> lookForIntersectingPairs(const TriangleMesh& mesh);
+// The same, for those who can do without: nothing where they are too crowded. Once there are more than most, no others
+// are looked for: then some come back, more than most.
+std::optional<std::vector<TrianglePair>> lookForIntersectingPairs(const TriangleMesh& mesh,
+                                                                  std::size_t most = allPairs);
 // The same; the grid is that of the triangles, of which there are two at least, and not too crowded.
-std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid);
+std::vector<TrianglePair> findIntersectingPairs(const ExactTriangles& triangles, const TriangleGrid& grid,
+                                                std::size_t most = allPairs);
 
 }  // namespace QUOR_ZEF

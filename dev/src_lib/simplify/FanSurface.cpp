@@ -3,6 +3,8 @@
 #include <cmath>
 #include <utility>
 
+#include "geometry/freeFunctions.h"
+
 namespace QUOR_ZEF {
 
 namespace {
@@ -54,6 +56,22 @@ void findFoot(const Vector3& p, const Vector3& a, const Vector3& b, const Vector
     takeSegment(p, a, b, 0, 1, foot);
     takeSegment(p, b, c, 1, 2, foot);
     takeSegment(p, c, a, 2, 0, foot);
+}
+
+// n: the normal, q: what its coordinates are differences of, which tells how far rounding may lead; so does sum for the
+// product with the way to p. Thousands of roundings are allowed for.
+bool isPlaneFarther(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c, double sqDistance) {
+    constexpr double rounding = 1e-12;
+    const Vector3 e = difference(b, a), f = difference(c, a), w = difference(p, a);
+    const Vector3 minuends(e.vy * f.vz, e.vz * f.vx, e.vx * f.vy), n = cross(e, f);
+    const Vector3 q(2.0 * std::abs(minuends.vx) + std::abs(n.vx), 2.0 * std::abs(minuends.vy) + std::abs(n.vy),
+                    2.0 * std::abs(minuends.vz) + std::abs(n.vz));
+    const double product = std::abs(n * w);
+    const double sum = std::abs(w.vx) * q.vx + std::abs(w.vy) * q.vy + std::abs(w.vz) * q.vz;
+    if (!(product > rounding * 1e3 * sum)) return false;
+    const double sqNormal = 1.001 * n.sqLength() + rounding * rounding * q.sqLength();
+    const double least = rounding * rounding * (e.sqLength() + f.sqLength() + w.sqLength());
+    return 0.999 * product * product > sqNormal * std::max(sqDistance, least) && sqNormal > 0x1p-900;
 }
 
 namespace {

@@ -29,6 +29,10 @@ struct Foot {
 // is not finite is infinitely far away.
 void findFoot(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c, Foot& foot);
 
+// Whether findFoot() is sure to find a larger square, as the plane of the triangle is farther away. Half as fast as
+// that where it is not.
+bool isPlaneFarther(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c, double sqDistance);
+
 // Triangles with the fans around their vertices, in plain arrays.
 class FanSurface {
 public:

@@ -11,6 +11,9 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr std::uint32_t maxLeaf = 8;  // triangles
+// Triangles that a search looks at in most surfaces. Where so many boxes overlap that it takes more, as in a tangle of
+// large triangles, most of them are ruled out by their planes.
+constexpr std::size_t fewLooks = 64;
 
 Vector3 middleOf(const FanSurface& surface, std::uint32_t triangle) {
     Vector3 sum = surface.corner(triangle, 0);
@@ -199,14 +202,21 @@ template <class Split>
 void TriangleTree::search(const Vector3& p, Foot& foot, const Split& splitNode) const {
     // Halving 2^32 triangles is no deeper.
     std::pair<double, std::uint32_t> stack[64];
-    std::size_t num = 0;
+    std::size_t num = 0, numLooks = 0;
     if (!vNodes.empty()) stack[num++] = {sqDistance(p, vNodes[0]), 0};
     while (num > 0) {
         const auto [sq, number] = stack[--num];
         if (!(sq < foot.sqDistance)) continue;
         const std::uint32_t begin = vNodes[number].begin, end = vNodes[number].end;
         if (end - begin <= maxLeaf) {
-            for (std::uint32_t k = begin; k < end; ++k) takeCloser(p, vOrder[k], foot);
+            const bool bMany = (numLooks += end - begin) > fewLooks;
+            for (std::uint32_t k = begin; k < end; ++k) {
+                const std::uint32_t t = vOrder[k];
+                if (bMany && isPlaneFarther(p, surface.corner(t, 0), surface.corner(t, 1), surface.corner(t, 2),
+                                            foot.sqDistance))
+                    continue;
+                takeCloser(p, t, foot);
+            }
             continue;
         }
         splitNode(number);

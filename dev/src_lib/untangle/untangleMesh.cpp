@@ -125,6 +125,8 @@ std::size_t partAll(TangledSurface& surface, std::vector<Indices> vKnots, const 
 }  // namespace
 
 UntangleReport untangleMesh(TriangleMesh& mesh) {
+    // Some ten seconds of one thread; scans have less than one a triangle.
+    const std::size_t mostPairs = 5'000'000 + 10 * mesh.numTriangles();
     UntangleReport report;
     OptionalStage finding("UT_find", 1);
     ExactTriangles triangles(mesh);
@@ -143,11 +145,12 @@ UntangleReport untangleMesh(TriangleMesh& mesh) {
             OptionalStage("UT_part", 1).finish();
             return report;
         }
-        vPairs = findIntersectingPairs(triangles, *grid);
+        vPairs = findIntersectingPairs(triangles, *grid, mostPairs);
     }
-    report.numPairs = vPairs.size();
+    report.numPairs = report.numPairsLeft = std::min(vPairs.size(), mostPairs);
     finding.finish();
-    if (vPairs.empty()) {
+    if (vPairs.size() > mostPairs) showWarning("untangle", "nearly all triangles intersect others; none were parted");
+    if (vPairs.empty() || vPairs.size() > mostPairs) {
         OptionalStage("UT_part", 1).finish();
     } else {
         TangledSurface surface(mesh, triangles, *grid);

@@ -80,16 +80,6 @@ private:
     static std::int64_t middleOf(std::int32_t sample) { return std::int64_t{sample} * Spot::unit + Spot::unit / 2; }
 };
 
-void drawBand(const Model& model, std::span<const std::uint32_t> numbers, Canvas& canvas) {
-    for (const std::uint32_t number : numbers) {
-        if (model.isTriangle(number)) {
-            canvas.drawTriangle(number, model.spotsOf(number));
-        } else {
-            canvas.drawStroke(number, model.strokeOf(number));
-        }
-    }
-}
-
 void takePixels(const Model& model, const Shader& shader, const Canvas& canvas, std::uint32_t firstRow,
                 std::int32_t finer, Picture& picture) {
     Image& image = picture.image;
@@ -158,7 +148,7 @@ Image drawScene(const ViewScene& scene, const DrawOptions& options) {
         Canvas canvas(static_cast<std::int32_t>(options.width) * finer, bandPixels * finer);
         const auto firstRow = static_cast<std::uint32_t>(band) * bandPixels;
         canvas.start(static_cast<std::int32_t>(firstRow) * finer);
-        drawBand(model, bands.in(band), canvas);
+        canvas.draw(model, bands.in(band));
         takePixels(model, shader, canvas, firstRow, finer, picture);
     });
     if (!scene.points.empty()) shadePoints(picture, options.finer);
