@@ -15,7 +15,7 @@ namespace QUOR_ZEF {
 namespace {
 
 struct Body {
-    std::uint32_t vertex = 0;  // its lowest one
+    std::uint32_t vertex = 0;      // its lowest one
     std::size_t numTriangles = 0;  // none: a vertex that nothing uses
     double area = 0.0, patchArea = 0.0, volume = 0.0;
     int depth = 0;  // bodies that it is in
@@ -101,7 +101,8 @@ public:
     std::size_t findInner() {
         std::vector<std::pair<double, std::uint32_t>> vByX;
         for (std::uint32_t i = 0; i < vBodies.size(); ++i)
-            if (!vBodies[i].bSheet && vBodies[i].numTriangles > 0) vByX.emplace_back(mesh.vertices[vBodies[i].vertex].px, i);
+            if (!vBodies[i].bSheet && vBodies[i].numTriangles > 0)
+                vByX.emplace_back(mesh.vertices[vBodies[i].vertex].px, i);
         if (vByX.size() < 2) return 0;
         std::sort(vByX.begin(), vByX.end());
         for (std::size_t t = 0; t < mesh.numTriangles(); ++t) {
@@ -153,7 +154,7 @@ LeftOutPieces keepBodies(TriangleMesh& mesh, std::size_t firstOfPatches, double 
     bodies.turnOutward(firstOfPatches);
     left.numSheets = bodies.markSheets(cellSize);
     if (!bKeepInner) left.numInner = bodies.findInner();
-    if (left.numSheets + left.numInner > 0) bodies.drop();
+    bodies.drop();
     return left;
 }
 

@@ -15,7 +15,7 @@ struct LeftOutPieces {
 };
 
 // Turns pieces outward, and leaves out those that patches, which are all triangles from the first on, have closed
-// to next to no volume; unless bKeepInner also those inside others. A piece that touches
+// to next to no volume; unless bKeepInner also those inside others, and vertices of no triangle. A piece that touches
 // others counts by its first vertex. The mesh is closed, manifold and oriented. O(n log n).
 LeftOutPieces keepBodies(TriangleMesh& mesh, std::size_t firstOfPatches, double cellSize, bool bKeepInner);
 
