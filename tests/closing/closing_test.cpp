@@ -184,6 +184,7 @@ TEST(Closing, planeIsRefused) {
     const Shape sheet = gridSheet(40, 40);
     ReconstructOptions options;
     options.closed = true;
+    options.growSteps = 0;
     EXPECT_THROW(reconstruct(sheet.vertices, options), NoSurfaceError);
     for (const double thickness : {5.0, 1e-3}) {
         options.thicken = thickness;
@@ -193,5 +194,11 @@ TEST(Closing, planeIsRefused) {
         expectEmbeddedBody(thick.mesh);
         EXPECT_NEAR(check(thick.mesh).volume, 39.0 * 39.0 * std::max(thickness, 0.75 * thick.spacing), 400.0);
     }
-    EXPECT_TRUE(reconstruct(icosphere(4).vertices, options).closing.holds);
+    options.thicken = 0.0;
+    std::vector<Point3> vPoints = icosphere(4).vertices;
+    EXPECT_TRUE(reconstruct(vPoints, options).closing.holds);
+    for (const Point3& p : gridSheet(30, 30, 0.07).vertices) vPoints.emplace_back(p.px + 5.0, p.py, p.pz);
+    const ClosingReport closing = reconstruct(vPoints, options).closing;
+    EXPECT_EQ(closing.numSheets, 1u);
+    EXPECT_EQ(closing.numThickened, 0u);
 }

@@ -98,6 +98,17 @@ TEST(PointCollector, choosesLikeOnePointAfterTheOther) {
     }
 }
 
+TEST(PointCollector, dropsClassesAlone) {
+    Rand15 draws;
+    const PointBlock all = drawnBlock(draws, 500);
+    ReadOptions options;
+    options.dropClasses = {1, 4};
+    const PointFile found = collected(options, all, 77);
+    const auto isKept = [](std::uint8_t number) { return number != 1 && number != 4; };
+    EXPECT_EQ(found.points.size(), static_cast<std::size_t>(std::ranges::count_if(all.classes, isKept)));
+    EXPECT_TRUE(std::ranges::all_of(found.classes, isKept));
+}
+
 // What only some points have is nothing that all have.
 TEST(PointCollector, keepsOnlyWhatAllPointsHave) {
     Rand15 draws;
