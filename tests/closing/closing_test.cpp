@@ -181,7 +181,7 @@ TEST(Closing, randomHolesClose) {
 }
 
 TEST(Closing, planeIsRefused) {
-    const Shape sheet = gridSheet(40, 40);
+    const Shape sheet = gridSheet(20, 20);
     ReconstructOptions options;
     options.closed = true;
     options.growSteps = 0;
@@ -192,12 +192,12 @@ TEST(Closing, planeIsRefused) {
         EXPECT_TRUE(thick.closing.holds);
         EXPECT_EQ(thick.closing.numThickened, 1u);
         expectEmbeddedBody(thick.mesh);
-        EXPECT_NEAR(check(thick.mesh).volume, 39.0 * 39.0 * std::max(thickness, 0.75 * thick.spacing), 400.0);
+        EXPECT_NEAR(check(thick.mesh).volume, 19.0 * 19.0 * std::max(thickness, 0.75 * thick.spacing), 200.0);
     }
     options.thicken = 0.0;
-    std::vector<Point3> vPoints = icosphere(4).vertices;
+    std::vector<Point3> vPoints = icosphere(3).vertices;
     EXPECT_TRUE(reconstruct(vPoints, options).closing.holds);
-    for (const Point3& p : gridSheet(30, 30, 0.07).vertices) vPoints.emplace_back(p.px + 5.0, p.py, p.pz);
+    for (const Point3& p : gridSheet(12, 12, 0.15).vertices) vPoints.emplace_back(p.px + 5.0, p.py, p.pz);
     const ClosingReport closing = reconstruct(vPoints, options).closing;
     EXPECT_EQ(closing.numSheets, 1u);
     EXPECT_EQ(closing.numThickened, 0u);
