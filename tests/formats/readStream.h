@@ -23,6 +23,7 @@ inline StreamRead readStream(const std::string& path, QUOR_ZEF::OpenStream open,
         const QUOR_ZEF::InputFile file(path);
         pStream = open(file, choice);
         while (pStream->next(read.block)) EXPECT_LE(pStream->getPosition(), file.getSize());
+        EXPECT_FALSE(pStream->next(read.block)) << "asked once more";
     } catch (const QUOR_ZEF::LoadError& error) {
         read.error = error.what();
         EXPECT_NE(read.error.find("; "), std::string::npos) << read.error;  // what helps
