@@ -22,7 +22,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minChunk = 512;
+constexpr std::size_t minRays = 512;
 // Rays go so many mean edges between two looks at what is near, but look no oftener than that.
 constexpr double stepEdges = 2.0, mostLooks = 64.0;
 constexpr double leastOpposed = 0.8;  // cosine
@@ -120,7 +120,7 @@ std::vector<Wall> findWalls(const ExactTriangles& triangles, double thickness, d
     OptionalStage stage("TH_walls", num);
     std::vector<Wall> vWalls;
     for (const std::vector<Wall>&vPart : parallelGroupResults<std::vector<Wall>>(
-             num, minChunk,
+             num, minRays,
              [&](std::size_t begin, std::size_t end) {
                  WallFinder finder(triangles, grid, thickness, edge);
                  std::vector<Wall> vFound;
