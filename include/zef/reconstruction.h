@@ -126,14 +126,15 @@ struct ReconstructOptions {
     // left get patches: where the surface goes on across them, these continue it; where a loop is flat to
     // within a cell and the surface meets it at an angle, as that of an object on a table, they are flat.
     // Pieces that enclose next to nothing afterwards, as open sheets do, are left out; unless keepInner also
-    // pieces inside others. With thicken, in the unit of the points, open sheets become bodies of that thickness
-    // instead, behind the side that they look to; those below three quarters of the spacing of the mesh get that.
+    // pieces inside others; see also thicken.
     bool closed = false;
     bool keepInner = false;
-    double thicken = 0.0;
     // Pieces of fewer triangles than this are removed in the end, unless such pieces lie
     // close to each other in number; the largest piece stays in any case. 0 keeps all.
     std::uint32_t minPiece = 30;
+    // With closed: above 0, open sheets become bodies of that thickness, in the unit of the points, behind the side
+    // that they look to, instead of being left out. Less than three quarters of the spacing of the mesh counts as that.
+    double thicken = 0.0;
     // Where the scanner stood, if all points were seen from there; in the coordinates of
     // the points.
     std::optional<Point3> viewpoint = std::nullopt;

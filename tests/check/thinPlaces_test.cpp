@@ -19,8 +19,9 @@ namespace {
 void append(TriangleMesh& mesh, const Shape& shape, bool bTurned = false) {
     const auto first = static_cast<std::uint32_t>(mesh.vertices.size());
     mesh.vertices.insert(mesh.vertices.end(), shape.vertices.begin(), shape.vertices.end());
+    const std::size_t second = bTurned ? 2 : 1;
     for (std::size_t i = 0; i < shape.triples.size(); i += 3)
-        for (const std::size_t k : {0, bTurned ? 2 : 1, bTurned ? 1 : 2})
+        for (const std::size_t k : {std::size_t{0}, second, 3 - second})
             mesh.indices.push_back(first + shape.triples[i + k]);
 }
 

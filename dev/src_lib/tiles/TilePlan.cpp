@@ -128,7 +128,7 @@ requires std::is_same_v<std::remove_const_t<Options>, ReconstructOptions>
 void visitFields(Options& options, const Visit& visit) {
     // Normals and grid cannot be given.
     auto& [spacing, factor, smooth, growSteps, keepBorders, keepOutliers, density, levels, mend, minHandle, thinWalls,
-           refit, refitRadius, untangle, closed, keepInner, thicken, minPiece, viewpoint, measureCoverage, normals,
+           refit, refitRadius, untangle, closed, keepInner, minPiece, thicken, viewpoint, measureCoverage, normals,
            grid] = options;
     visit("spacing", spacing);
     visit("factor", factor);
