@@ -79,32 +79,52 @@ TEST(Closing, innerSphereAndSheetsGo) {
     EXPECT_NEAR(check(mesh).volume, 4.0 / 3.0 * M_PI, 0.1);
 }
 
-// Stars in a plane, whose shortest ears mostly cover others of their vertices: cut properly, triangles tile them.
+namespace {
+
+// Of a loop in a plane that is cut properly, triangles tile the inside.
+void expectTiled(const std::vector<Point3>& vPlaces) {
+    const auto area = [](const Point3& a, const Point3& b, const Point3& c) {
+        return 0.5 * ((b.px - a.px) * (c.py - a.py) - (c.px - a.px) * (b.py - a.py));
+    };
+    double whole = 0.0, sum = 0.0;
+    std::vector<Point3> vBeside;
+    for (std::size_t i = 0; i < vPlaces.size(); ++i) {
+        const Point3 &p = vPlaces[i], &q = vPlaces[(i + 1) % vPlaces.size()];
+        whole += area(Point3(), p, q);
+        vBeside.emplace_back((p.px + q.px) / 2.0, (p.py + q.py) / 2.0, -1.0);
+    }
+    std::vector<std::uint32_t> vTriangles;
+    const std::vector<std::uint32_t> vLast = LoopCutter(vPlaces, vBeside).cut(3, vTriangles);
+    ASSERT_EQ(vLast.size(), 3u);
+    vTriangles.insert(vTriangles.end(), vLast.begin(), vLast.end());
+    for (std::size_t i = 0; i < vTriangles.size(); i += 3)
+        sum += std::abs(area(vPlaces[vTriangles[i]], vPlaces[vTriangles[i + 1]], vPlaces[vTriangles[i + 2]]));
+    EXPECT_NEAR(sum, whole, 1e-9);
+}
+
+}  // namespace
+
 TEST(LoopCutter, tilesStars) {
     Rand15 rand(11);
-    for (int round = 0; round < 40; ++round) {
-        const int num = 5 + round;
-        std::vector<Point3> vPlaces, vBeside;
+    for (int num = 5; num < 45; ++num) {
+        std::vector<Point3> vPlaces;
         for (int i = 0; i < num; ++i) {
             const double angle = 2.0 * M_PI * i / num, radius = 0.1 + rand.next() / 32768.0;
             vPlaces.emplace_back(radius * std::cos(angle), radius * std::sin(angle), 0.0);
         }
-        double whole = 0.0, sum = 0.0;
-        const auto area = [&](const Point3& a, const Point3& b, const Point3& c) {
-            return 0.5 * ((b.px - a.px) * (c.py - a.py) - (c.px - a.px) * (b.py - a.py));
-        };
-        for (std::size_t i = 0; i < vPlaces.size(); ++i) {
-            const Point3 &p = vPlaces[i], &q = vPlaces[(i + 1) % vPlaces.size()];
-            whole += area(Point3(), p, q);
-            vBeside.emplace_back((p.px + q.px) / 2.0, (p.py + q.py) / 2.0, -1.0);
-        }
+        expectTiled(vPlaces);
+    }
+}
+
+TEST(LoopCutter, leavesTheShortestEarWhereSomethingReachesIntoIt) {
+    for (const double tip : {0.3, 2.0}) {
+        const std::vector<Point3> vSpike = {{0, 0, 0},     {1, 0, 0},   {4, 0, 0}, {4, 3.5, 0},
+                                            {tip, tip, 0}, {3.5, 4, 0}, {0, 4, 0}, {0, 1, 0}};
+        std::vector<Point3> vBeside(vSpike.size(), Point3(2.0, 2.0, -9.0));
         std::vector<std::uint32_t> vTriangles;
-        const std::vector<std::uint32_t> vLast = LoopCutter(vPlaces, vBeside).cut(3, vTriangles);
-        ASSERT_EQ(vLast.size(), 3u);
-        vTriangles.insert(vTriangles.end(), vLast.begin(), vLast.end());
-        for (std::size_t i = 0; i < vTriangles.size(); i += 3)
-            sum += std::abs(area(vPlaces[vTriangles[i]], vPlaces[vTriangles[i + 1]], vPlaces[vTriangles[i + 2]]));
-        EXPECT_NEAR(sum, whole, 1e-9) << round;
+        EXPECT_EQ(LoopCutter(vSpike, vBeside).cut(7, vTriangles).size(), 7u);
+        ASSERT_EQ(vTriangles.size(), 3u);
+        EXPECT_EQ(vTriangles[1] == 0, tip > 1.0);
     }
 }
 
