@@ -112,6 +112,7 @@ TEST(ToolTiles, onlyTheMemoryOfATileIsPlannedFor) {
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find("smaller --tile-memory"), std::string::npos) << run.err;
     EXPECT_EQ(runTool(words + " --memory 2G").status, 0);
+    EXPECT_EQ(runTool(words + " --memory 20M").status, 0) << "done already";
 }
 
 TEST(ToolTiles, aDamagedFileOfPointsIsTold) {

@@ -42,6 +42,10 @@ void reportComponents(Report& report, const zef::MeshReport& topology) {
 
 const std::vector<std::string> promises = {"manifold", "oriented", "closed", "embedded"};
 
+std::string nearText(const zef::Point3& place) {
+    return "near " + numberText(place.px) + " " + numberText(place.py) + " " + numberText(place.pz);
+}
+
 // Some of them, so that one can go there and look.
 void reportPlaces(Report& report, const zef::TriangleMesh& mesh,
                   const std::vector<std::array<std::uint32_t, 2>>& vPairs) {
@@ -68,8 +72,7 @@ void reportHandles(Report& report, const zef::HandleReport& handles) {
         const zef::MeshHandle& handle = handles.shortHandles[i];
         const zef::Point3& at = handle.place;
         list.push_back({{"length", handle.length}, {"place", {at.px, at.py, at.pz}}});
-        report.addText("", "  around " + numberText(handle.length),
-                       "near " + numberText(at.px) + " " + numberText(at.py) + " " + numberText(at.pz));
+        report.addText("", "  around " + numberText(handle.length), nearText(at));
     }
     report.add("handle_list", "", list, "");
 }
@@ -86,8 +89,7 @@ void reportThinPlaces(Report& report, const zef::ThinReport& thin) {
         const zef::Point3& at = wall.place;
         list.push_back(
             {{"thickness", wall.thickness}, {"place", {at.px, at.py, at.pz}}, {"triangles", wall.numTriangles}});
-        report.addText("", "  of " + numberText(wall.thickness),
-                       "near " + numberText(at.px) + " " + numberText(at.py) + " " + numberText(at.pz));
+        report.addText("", "  of " + numberText(wall.thickness), nearText(at));
     }
     report.add("thin_list", "", list, "");
 }

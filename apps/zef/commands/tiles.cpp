@@ -33,9 +33,9 @@ struct TilesChoices {
     OutputOptions output;
     zef::ReadOptions reading;
     LibraryOptions library;
-    std::uint64_t tileMemory = 0;  // of the plan; 0: the library's
-    std::uint64_t memory = 0;      // of all tiles that are meshed at once; 0: what is free
-    unsigned numWorkers = 0;       // 0: as many as threads, and as there is memory for
+    std::uint64_t tileMemory = zef::TileOptions().memory;
+    std::uint64_t memory = 0;  // of all tiles that are meshed at once; 0: what is free
+    unsigned numWorkers = 0;   // 0: as many as threads, and as there is memory for
     int halo = zef::TileOptions().halo;
     std::string cuts;  // empty or "2x2x1"
     std::string step;  // empty: all
@@ -90,7 +90,7 @@ zef::TileOptions optionsOf(const TilesChoices& options) {
     zef::TileOptions tiles;
     tiles.reconstruction = settled(options.library);
     tiles.reading = options.reading;
-    if (options.tileMemory > 0) tiles.memory = options.tileMemory;
+    tiles.memory = options.tileMemory;
     tiles.halo = options.halo;
     if (!options.cuts.empty()) parseCuts(options.cuts, tiles.cuts);
     return tiles;
@@ -104,10 +104,11 @@ zef::TilePlan planned(const TilesChoices& options, CommandRun& commandRun) {
     const std::vector<std::string> vFiles = filesOf(options.vInputs);
     if (std::any_of(vFiles.begin(), vFiles.end(), isPipe))
         throw UsageFailure("tiles read their inputs more than once: name files, not pipes");
-    const zef::TileOptions tiles = optionsOf(options);
-    if (options.step.empty()) numWorkersOf(options, tiles.memory);  // better told before than after hours
+    // What is short is better told before hours of planning and splitting; a job that is planned may be done already.
+    const bool bMeshesLater = options.step.empty() && !fs::exists(fs::path(options.job) / "job.json");
+    if (bMeshesLater) numWorkersOf(options, options.tileMemory);
     commandRun.step("planning");
-    return zef::planTiles({vFiles.begin(), vFiles.end()}, options.job, tiles, commandRun.getContext());
+    return zef::planTiles({vFiles.begin(), vFiles.end()}, options.job, optionsOf(options), commandRun.getContext());
 }
 
 class Meshing {

@@ -61,7 +61,7 @@ public:
         }
     }
 
-    void turnOutward(std::size_t firstOfPatches) {
+    void measure(std::size_t firstOfPatches) {
         for (std::size_t t = 0; t < mesh.numTriangles(); ++t) {
             Body& body = vBodies[numberOf(t)];
             const auto corners = cornersOf(t);
@@ -73,6 +73,9 @@ public:
             if (t >= firstOfPatches) body.patchArea += area;
             body.volume += cross(a, b) * c / 6.0;
         }
+    }
+
+    void turnOutward() {
         for (std::size_t t = 0; t < mesh.numTriangles(); ++t)
             if (vBodies[numberOf(t)].volume < 0.0) std::swap(mesh.indices[3 * t + 1], mesh.indices[3 * t + 2]);
     }
@@ -144,14 +147,15 @@ private:
 
 Sheets findSheets(TriangleMesh& mesh, std::size_t firstOfPatches, double cellSize) {
     Bodies bodies(mesh);
-    bodies.turnOutward(firstOfPatches);
+    bodies.measure(firstOfPatches);
     return {bodies.markSheets(cellSize), bodies.ofSheets()};
 }
 
 LeftOutPieces keepBodies(TriangleMesh& mesh, std::size_t firstOfPatches, double cellSize, bool bKeepInner) {
     LeftOutPieces left;
     Bodies bodies(mesh);
-    bodies.turnOutward(firstOfPatches);
+    bodies.measure(firstOfPatches);
+    bodies.turnOutward();
     left.numSheets = bodies.markSheets(cellSize);
     if (!bKeepInner) left.numInner = bodies.findInner();
     bodies.drop();

@@ -24,7 +24,6 @@ struct Sheets {
     std::size_t num = 0;
     std::vector<bool> vOfSheet;  // by vertex
 };
-// Turns pieces outward as keepBodies() does.
 Sheets findSheets(TriangleMesh& mesh, std::size_t firstOfPatches, double cellSize);
 
 }  // namespace QUOR_ZEF
