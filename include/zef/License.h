@@ -36,7 +36,7 @@ ZEF_API bool extendTrial(int days);
 // True while the licence is granted. The policy is not asked.
 ZEF_API bool isLicensed();
 
-// One line about the state on standard output.
+// One line about the state on standard output; of a trial it tells the days left.
 ZEF_API void printLicense();
 
 // Lets the application decide call by call, in addition to the state above.

@@ -200,6 +200,14 @@ TEST(Closing, randomHolesClose) {
     }
 }
 
+// All that lies in its loop is there already.
+TEST(Closing, loneTriangleGetsABack) {
+    TriangleMesh mesh{{{0.0, 0.0, 0.0}, {1.0, 0.0, 0.0}, {0.5, 0.9, 0.0}}, {0, 1, 2}};
+    EXPECT_EQ(closeLoops(mesh, 1.0), 1u);
+    EXPECT_EQ(mesh.numTriangles(), 2u);
+    EXPECT_EQ(check(mesh).numBorderEdges, 0u);
+}
+
 TEST(Closing, planeIsRefused) {
     const Shape sheet = gridSheet(20, 20);
     ReconstructOptions options;

@@ -60,7 +60,9 @@ TEST_F(License, trialsAddUpButNeverShortenAFullGrant) {
     EXPECT_FALSE(extendTrial(0));
     EXPECT_FALSE(isLicensed());
     EXPECT_TRUE(extendTrial(1));
-    EXPECT_NE(printedText(printLicense).find("trial"), std::string::npos);
+    EXPECT_NE(printedText(printLicense).find("trial, 1 day left"), std::string::npos);
+    EXPECT_TRUE(extendTrial(2));
+    EXPECT_NE(printedText(printLicense).find("trial, 3 days left"), std::string::npos);
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(extendTrial(std::numeric_limits<int>::max()));
         EXPECT_TRUE(isLicensed());

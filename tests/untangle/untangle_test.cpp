@@ -2,13 +2,17 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
+#include <functional>
+#include <limits>
 #include <set>
 #include <vector>
 
 #include "frame/Rand15.h"
 #include "geometry/freeFunctions.h"
 #include "support/shapes.h"
+#include "untangle/holeFilling.h"
 #include "zef/meshCheck.h"
 #include "zef/reconstruction.h"
 
@@ -65,6 +69,43 @@ void expectSound(const TriangleMesh& mesh) {
 }
 
 }  // namespace
+
+// A cone over a ring, whose base is cut into triangles around the first vertex of the ring.
+TEST(HoleFilling, takesTheLeastAreaAcrossNoEdgeThatIsThere) {
+    Rand15 rand(5);
+    for (std::uint32_t n = 4; n < 10; ++n) {
+        TriangleMesh mesh{{{0.0, 0.0, 1.0}}, {}};
+        std::vector<std::uint32_t> vGone;
+        for (std::uint32_t i = 0; i < n; ++i) {
+            const double turn = 2.0 * M_PI * i / n, reach = 1.5 + random(rand);
+            mesh.vertices.emplace_back(reach * std::cos(turn), reach * std::sin(turn), 0.2 * random(rand));
+            mesh.indices.insert(mesh.indices.end(), {0, 1 + i, 1 + (i + 1) % n});
+            vGone.push_back(i);
+        }
+        for (std::uint32_t i = 2; i < n; ++i) mesh.indices.insert(mesh.indices.end(), {1, i + 1, i});
+        ExactTriangles triangles(mesh);
+        const TriangleGrid grid(triangles.places.v, triangles.vCorners);
+        const TangledSurface surface(mesh, triangles, grid);
+        const auto area = [&](std::uint32_t a, std::uint32_t b, std::uint32_t c) {
+            return getTriangleArea(mesh.vertices[a], mesh.vertices[b], mesh.vertices[c]);
+        };
+        // Whatever lies between two vertices of the ring, these joined.
+        const std::function<double(std::uint32_t, std::uint32_t)> least = [&](std::uint32_t i, std::uint32_t k) {
+            if (k == i + 1) return 0.0;
+            double best = std::numeric_limits<double>::infinity();
+            for (std::uint32_t j = i + 1; j < k && (i > 1 || k == n); ++j)
+                best = std::min(best, least(i, j) + least(j, k) + area(i, j, k));
+            return best;
+        };
+        const auto vLoop = loopAround(surface, vGone);
+        ASSERT_TRUE(vLoop && vLoop->size() == n);
+        double sum = 0.0;
+        const auto vFilling = fillLoop(surface, *vLoop, vGone);
+        for (const auto& [a, b, c] : vFilling) sum += area(a, b, c);
+        EXPECT_EQ(vFilling.size(), n - 2);
+        EXPECT_NEAR(sum, least(1, n), 1e-9);
+    }
+}
 
 TEST(Untangle, crowdsAreRefusedOrLeftAsTheyAre) {
     TriangleMesh mesh = meshOf(cone(70'000));

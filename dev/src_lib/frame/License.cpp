@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <iostream>
 #include <mutex>
+#include <ratio>
 #include <string>
 #include <utility>
 
@@ -26,6 +28,12 @@ struct LicenseState {
     LicensePolicy policy;
 
     bool isGranted() const { return bGranted && (!bTrial || Clock::now() < trialEnd); }
+    const char* kind() const { return !isGranted() ? "none" : bTrial ? "trial" : "granted"; }
+    // Begun ones count.
+    std::int64_t daysLeft() const {
+        using Days = std::chrono::duration<std::int64_t, std::ratio<86400>>;
+        return std::chrono::ceil<Days>(trialEnd - Clock::now()).count();
+    }
 };
 
 // Days without number end when the clock does.
@@ -81,8 +89,11 @@ bool isLicensed() {
 void printLicense() {
     LicenseState& state = licenseState();
     const std::lock_guard lock(state.mutex);
-    const char* kind = !state.isGranted() ? "none" : state.bTrial ? "trial" : "granted";
-    std::cout << std::string("ZEF, license: ") + kind + (state.key.empty() ? "" : ", key " + state.key) << std::endl;
+    std::string line = std::string("ZEF, license: ") + state.kind();
+    if (state.bTrial && state.isGranted())
+        line += ", " + std::to_string(state.daysLeft()) + (state.daysLeft() == 1 ? " day left" : " days left");
+    if (!state.key.empty()) line += ", key " + state.key;
+    std::cout << line << std::endl;
 }
 
 void setLicensePolicy(LicensePolicy policy) {
