@@ -10,10 +10,10 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::uint32_t maxLeaf = 8;  // triangles
 // Triangles that a search looks at in most surfaces. Where so many boxes overlap that it takes more, as in a tangle of
 // large triangles, most of them are ruled out by their planes.
 constexpr std::size_t fewLooks = 64;
+constexpr std::uint32_t maxLeaf = 8, maxLongLeaf = 64;  // triangles
 
 Vector3 middleOf(const FanSurface& surface, std::uint32_t triangle) {
     Vector3 sum = surface.corner(triangle, 0);
@@ -37,7 +37,35 @@ double angleBetween(const Vector3& a, const Vector3& b) {
     return std::atan2(cross(a, b).length(), a * b);
 }
 
+// For what rounding does to sums of products with a coordinate.
+constexpr double rounding = 4e-15;
+
+double sumAbs(const Vector3& p) {
+    return std::abs(p.vx) + std::abs(p.vy) + std::abs(p.vz);
+}
+
 }  // namespace
+
+// Whatever the direction is, what it tells is true; so it need not be exact.
+void TriangleTree::Planes::set(std::size_t i, const std::array<Vector3, 3>& corners) {
+    const Vector3 across = cross(difference(corners[1], corners[0]), difference(corners[2], corners[0]));
+    const double length = across.length();
+    const Vector3 n = length > 0.0 ? across * (1.0 / length) : Vector3();
+    x[i] = n.vx;
+    y[i] = n.vy;
+    z[i] = n.vz;
+    offset[i] = n * corners[0];
+    for (const Vector3& corner : corners)
+        slack[i] = std::max(slack[i], std::abs(n * corner - offset[i]) + rounding * sumAbs(corner));
+}
+
+std::array<bool, TriangleTree::Planes::size> TriangleTree::Planes::areFarther(const Vector3& p, double distance) const {
+    const double bound = distance * (1.0 + 1e-12) + rounding * sumAbs(p);
+    std::array<bool, size> vFarther;
+    for (std::size_t i = 0; i < size; ++i)
+        vFarther[i] = std::abs(x[i] * p.vx + y[i] * p.vy + z[i] * p.vz - offset[i]) - slack[i] > bound;
+    return vFarther;
+}
 
 void TriangleTree::Box::include(const Vector3& p) {
     low.set(std::min(low.vx, p.vx), std::min(low.vy, p.vy), std::min(low.vz, p.vz));
@@ -131,7 +159,7 @@ void TriangleTree::addNode(std::uint32_t begin, std::uint32_t end) {
             vWedges.push_back(wedgeOf(surface.vPos[hub], surface.vPos[other], begin, end));
         }
     }
-    vNodes.push_back({boxOf(begin, end), begin, end, 0, body});
+    vNodes.push_back({boxOf(begin, end), begin, end, 0, body, none});
 }
 
 // At most that of any of its triangles.
@@ -163,7 +191,7 @@ TriangleTree::Box TriangleTree::boxOf(std::uint32_t begin, std::uint32_t end) co
 // Halves along the longest side of the box. Needles of one hub lie along the way to their middles, so these
 // tell which are neighbours.
 void TriangleTree::split(std::uint32_t number) {
-    const auto [box, begin, end, half, body] = vNodes[number];
+    const auto [box, begin, end, half, body, planes] = vNodes[number];
     Box spread = box;
     if (body != none) {
         for (std::uint32_t k = begin; k < end; ++k) vMiddles[vOrder[k]] = middleOf(surface, vOrder[k]);
@@ -184,8 +212,32 @@ void TriangleTree::split(std::uint32_t number) {
 }
 
 void TriangleTree::splitAll() {
-    for (std::uint32_t number = 0; number < vNodes.size(); ++number)
-        if (vNodes[number].end - vNodes[number].begin > maxLeaf && vNodes[number].half == 0) split(number);
+    for (std::uint32_t number = 0; number < vNodes.size(); ++number) {
+        const std::uint32_t num = vNodes[number].end - vNodes[number].begin;
+        if (num <= maxLongLeaf && vNodes[number].half == 0 && isLong(vNodes[number])) {
+            makePlanes(vNodes[number]);
+        } else if (num > maxLeaf && vNodes[number].half == 0) {
+            split(number);
+        }
+    }
+}
+
+// Much longer than the leaves of a surface would be: many searches come upon it in vain.
+bool TriangleTree::isLong(const Node& node) const {
+    constexpr double much = 64.0;  // squared
+    const auto sqDiagonal = [](const Box& box) { return difference(box.high, box.low).sqLength(); };
+    return sqDiagonal(node.box) * surface.numTriangles() > much * maxLeaf * sqDiagonal(vNodes[0].box);
+}
+
+void TriangleTree::makePlanes(Node& node) {
+    if (node.planes != none) return;
+    node.planes = static_cast<std::uint32_t>(vPlanes.size());
+    for (std::uint32_t k = node.begin; k < node.end; ++k) {
+        const std::size_t i = (k - node.begin) % Planes::size;
+        if (i == 0) vPlanes.emplace_back();
+        vPlanes.back().set(i,
+                           {surface.corner(vOrder[k], 0), surface.corner(vOrder[k], 1), surface.corner(vOrder[k], 2)});
+    }
 }
 
 void TriangleTree::findCloser(const Vector3& p, Foot& foot) {
@@ -207,16 +259,13 @@ void TriangleTree::search(const Vector3& p, Foot& foot, const Split& splitNode) 
     while (num > 0) {
         const auto [sq, number] = stack[--num];
         if (!(sq < foot.sqDistance)) continue;
-        const std::uint32_t begin = vNodes[number].begin, end = vNodes[number].end;
-        if (end - begin <= maxLeaf) {
-            const bool bMany = (numLooks += end - begin) > fewLooks;
-            for (std::uint32_t k = begin; k < end; ++k) {
-                const std::uint32_t t = vOrder[k];
-                if (bMany && isPlaneFarther(p, surface.corner(t, 0), surface.corner(t, 1), surface.corner(t, 2),
-                                            foot.sqDistance))
-                    continue;
-                takeCloser(p, t, foot);
-            }
+        const Node& node = vNodes[number];
+        if (node.planes != none) {
+            lookPastPlanes(p, node, foot);
+            continue;
+        }
+        if (node.end - node.begin <= maxLeaf) {
+            lookAt(p, node, (numLooks += node.end - node.begin) > fewLooks, foot);
             continue;
         }
         splitNode(number);
@@ -226,6 +275,25 @@ void TriangleTree::search(const Vector3& p, Foot& foot, const Split& splitNode) 
         if (first.first < second.first) std::swap(first, second);
         stack[num++] = first;
         stack[num++] = second;
+    }
+}
+
+void TriangleTree::lookAt(const Vector3& p, const Node& leaf, bool bMany, Foot& foot) const {
+    for (std::uint32_t k = leaf.begin; k < leaf.end; ++k) {
+        const std::uint32_t t = vOrder[k];
+        if (bMany &&
+            isPlaneFarther(p, surface.corner(t, 0), surface.corner(t, 1), surface.corner(t, 2), foot.sqDistance))
+            continue;
+        takeCloser(p, t, foot);
+    }
+}
+
+void TriangleTree::lookPastPlanes(const Vector3& p, const Node& leaf, Foot& foot) const {
+    const Planes* pPlanes = &vPlanes[leaf.planes];
+    for (std::uint32_t begin = leaf.begin; begin < leaf.end; begin += Planes::size) {
+        const std::array<bool, Planes::size> vFarther = (pPlanes++)->areFarther(p, std::sqrt(foot.sqDistance));
+        for (std::uint32_t i = 0; i < std::min(Planes::size, leaf.end - begin); ++i)
+            if (!vFarther[i]) takeCloser(p, vOrder[begin + i], foot);
     }
 }
 

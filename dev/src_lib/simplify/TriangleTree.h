@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -11,7 +13,8 @@ namespace QUOR_ZEF {
 // Boxes around the triangles of a surface, halved again and again, to find the
 // closest point of the whole. The triangles around a crowded vertex, needles whose boxes all overlap, hang
 // together instead in bodies that are thinner, and those around a crowded edge in wedges. One thread at a time,
-// unless told otherwise. Memory: up to 60 bytes a triangle, and 60 more for such needles.
+// unless told otherwise. Memory: up to 60 bytes a triangle, 60 more for such needles, and 40 more for those in
+// long boxes.
 class TriangleTree {
 public:
     // The surface is borrowed. O(n).
@@ -37,6 +40,7 @@ private:
         std::uint32_t begin, end;  // of its triangles in vOrder
         std::uint32_t half;        // its first half; the second is the next node; 0 while it has none
         std::uint32_t body;        // of needles in vBodies, or none
+        std::uint32_t planes;      // of its triangles, from there on in vPlanes, or none
     };
     // All within a radius of the segment from a crowded vertex.
     struct Body {
@@ -50,11 +54,24 @@ private:
         double angle;          // radians
     };
     static constexpr std::uint32_t none = 0xffffffffu;
+    // Of some triangles that follow one another. No corner is farther from its plane than the slack.
+    struct Planes {
+        static constexpr std::uint32_t size = 8;
+        std::array<double, size> x{}, y{}, z{}, offset{}, slack{};
+
+        void set(std::size_t i, const std::array<Vector3, 3>& corners);
+        // Whether the triangles are farther than that from p, as far as their planes tell.
+        std::array<bool, size> areFarther(const Vector3& p, double distance) const;
+    };
 
     // Of every box that is looked into, splitNode(number) makes sure that it has been halved.
     template <class Split>
     void search(const Vector3& p, Foot& foot, const Split& splitNode) const;
     void split(std::uint32_t number);
+    bool isLong(const Node& node) const;
+    void makePlanes(Node& node);
+    void lookAt(const Vector3& p, const Node& leaf, bool bMany, Foot& foot) const;
+    void lookPastPlanes(const Vector3& p, const Node& leaf, Foot& foot) const;
     void addNode(std::uint32_t begin, std::uint32_t end);
     Box boxOf(std::uint32_t begin, std::uint32_t end) const;
     std::uint32_t hubOf(std::uint32_t triangle) const;
@@ -72,6 +89,7 @@ private:
     std::vector<Node> vNodes;
     std::vector<Body> vBodies;
     std::vector<Wedge> vWedges;
+    std::vector<Planes> vPlanes;
     bool bHubs = false;  // crowded vertices
 };
 
