@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "handles/cutHandles.h"
+#include "handles/heldOpen.h"
 #include "support/shapes.h"
 #include "zef/meshCheck.h"
 #include "zef/reconstruction.h"
@@ -125,6 +126,18 @@ TEST(Handles, pointsHoldTunnelsOpenUnlessTheyLieAcross) {
         for (const double y : {3.5, 4.0, 4.5}) vPoints.emplace_back(x, y, 1.5);
     EXPECT_EQ(cutHandles(mesh, vPoints, 1.0, 3.0 * M_PI), 1u);
     expectGenus(mesh, 1);
+}
+
+// Most of them between the corners of the loop.
+TEST(Handles, pointsBesideTheSidesOfALoopAreItsOwn) {
+    const std::vector<Point3> vLoop = {{0.0, 0.0, 0.0}, {8.0, 0.0, 0.0}, {8.0, 8.0, 0.0}, {0.0, 8.0, 0.0}};
+    std::vector<Point3> vPoints;
+    for (double at = 0.1; at < 8.0; at += 0.2)
+        for (const double side : {0.1, 7.9}) vPoints.insert(vPoints.end(), {{at, side, 0.3}, {side, at, -0.3}});
+    EXPECT_TRUE(isHeldOpen(vLoop, vPoints, 1.0));
+    for (double x = 1.5; x < 7.0; x += 1.0)
+        for (double y = 1.5; y < 7.0; y += 1.0) vPoints.emplace_back(x, y, 0.3);
+    EXPECT_FALSE(isHeldOpen(vLoop, vPoints, 1.0));
 }
 
 // Two narrow ones: the tunnel of 2 x 2, and the bar of 1 x 3 beside the edge.

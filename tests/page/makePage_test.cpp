@@ -7,6 +7,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "frame/Rand15.h"
 #include "page/PageData.h"
 #include "page/Rounding.h"
 #include "page/nearness.h"
@@ -103,13 +104,24 @@ TEST(Page, distancesAreThoseToASphere) {
 }
 
 TEST(Page, verticesFarFromAllPointsAreMarked) {
-    const TriangleMesh sheet = meshOf(gridSheet(60, 5));
-    const std::vector<Point3> vPoints = gridSheet(30, 5).vertices;
-    const std::vector<std::uint8_t> vFar = findUnmeasured(sheet, vPoints, 3.0);
-    for (std::size_t i = 0; i < vFar.size(); ++i) {
-        const double beyond = sheet.vertices[i].px - 29.0;
-        EXPECT_FALSE(vFar[i] && beyond <= 3.0);
-        EXPECT_TRUE(vFar[i] || beyond <= 10.5);
+    Rand15 rand(3);
+    const auto place = [&] {
+        const double x = rand.next() % 400, y = rand.next() % 300, z = rand.next() % 200;
+        return Point3(0.1 * x, 0.1 * y, 0.1 * z);
+    };
+    TriangleMesh mesh{std::vector<Point3>(3000), {}};
+    std::vector<Point3> vPoints(200);
+    std::ranges::generate(mesh.vertices, place);
+    std::ranges::generate(vPoints, place);
+    for (const double reach : {1.0, 2.0, 3.0}) {
+        const std::vector<std::uint8_t> vFar = findUnmeasured(mesh, vPoints, reach);
+        EXPECT_GT(std::ranges::count(vFar, 1), 0);
+        for (std::size_t i = 0; i < vFar.size(); ++i) {
+            double nearest = 1e300;
+            for (const Point3& p : vPoints) nearest = std::min(nearest, (p - mesh.vertices[i]).length());
+            EXPECT_FALSE(vFar[i] && nearest <= reach);
+            EXPECT_TRUE(vFar[i] || nearest <= 3.5 * reach);
+        }
     }
 }
 
