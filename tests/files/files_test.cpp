@@ -179,6 +179,25 @@ TEST(PointCollector, tellsWhereEachPointWasSeenFrom) {
     }
 }
 
+TEST(PointCollector, normalsCountMoreThanWhereTheyWereSeenFrom) {
+    for (const double grid : {0.0, 0.5}) {
+        ReadOptions options;
+        options.grid = grid;
+        PointCollector collector(options);
+        for (const double x : {-10.0, 10.0}) {
+            PointBlock block;
+            block.points = {{x, 0, 0}, {x, 1, 0}};
+            block.normals.assign(2, {0, 0, 1});
+            block.viewpoint = Point3(2 * x, 0, 0);
+            collector.add(block);
+        }
+        PointFile found;
+        collector.finish(found);
+        ASSERT_EQ(found.normals.size(), 4u);
+        for (const Vector3& normal : found.normals) EXPECT_NEAR(normal.vz, normal.length(), 1e-12);
+    }
+}
+
 TEST(ReadPoints, goesByContentAndUnpacks) {
     const TempFolder folder;
     const std::string ply =
