@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Tiles against the whole: meshes scans both ways, and tells how the meshes differ, by scan a line of a table.
 
-    PYTHONPATH=build/release/python scripts/tiles_compare.py --cuts 2,2,1 [--halo 96] [--near 4] [--workers 1]
+    PYTHONPATH=build/release/python scripts/tiles_compare.py --cuts 2,2,1 [--halo 160] [--near 4] [--workers 1]
         [--option NAME=VALUE]... [--keep FOLDER] FILE...
 
 Options are those of zef.reconstruct(). With --keep the meshes and jobs stay in that folder, and what is there is not made
@@ -127,7 +127,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("files", nargs="+")
     parser.add_argument("--cuts", type=lambda text: tuple(map(int, text.split(","))), default=(2, 2, 1))
-    parser.add_argument("--halo", type=int, default=96, help="cells")
+    parser.add_argument("--halo", type=int, default=160, help="cells")
     parser.add_argument("--near", type=float, default=4.0, help="cells")
     parser.add_argument("--workers", type=int, default=1)
     parser.add_argument("--option", type=option, action="append", default=[], metavar="NAME=VALUE")

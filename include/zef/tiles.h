@@ -37,7 +37,7 @@ struct TileOptions {
     // Bytes that the mesh of one tile may take; tiles are cut so that they keep to it.
     std::uint64_t memory = std::uint64_t{2} << 30;
     // Cells around the box of a tile that it reads as well. What is decided farther away is decided without it.
-    int halo = 96;  // 16 to 1000
+    int halo = 160;  // 16 to 1000
     // Tiles along x, y and z, equally wide; all 0: as many as memory wants, of about equal numbers of points.
     std::array<int, 3> cuts = {0, 0, 0};
 };

@@ -149,31 +149,3 @@ TEST(BandMesh, fansArePartedWhereNeighboursAreTurned) {
     EXPECT_EQ(report.numComponents, 2u);
     EXPECT_EQ(band.mesh.vertices.size(), numVertices + last - first + 1);
 }
-
-// A ridge across the diagonals of a sheet: all flip to it, but what lies at a core.
-TEST(FlipBand, leavesWhatLiesAtACore) {
-    const zef_test::Shape sheet = zef_test::gridSheet(12, 12);
-    for (const double way : {1.0, -1.0}) {
-        TriangleMesh band{sheet.vertices, sheet.triples};
-        for (Point3& p : band.vertices) p.pz = -std::abs(p.px - 5.5 + way * (p.py - 5.5));
-        std::vector<Beyond> vBeyond(band.indices.size(), Beyond::BAND);
-        const TriangleMesh before = band;
-        flipBand(band, vBeyond);
-        std::vector<std::size_t> vFlipped;
-        for (std::size_t i = 0; i < band.indices.size(); ++i)
-            if (band.indices[i] != before.indices[i]) vFlipped.push_back(i / 3);
-        if (vFlipped.empty()) continue;  // the diagonals of this way lie along the ridge
-        TriangleMesh atCore = before;
-        vBeyond[3 * vFlipped.front()] = Beyond::CORE;
-        flipBand(atCore, vBeyond);
-        EXPECT_NE(atCore.indices, before.indices);
-        const std::uint32_t ends[] = {before.indices[3 * vFlipped.front()], before.indices[3 * vFlipped.front() + 1]};
-        for (std::size_t i = 0; i < before.indices.size(); i += 3) {
-            const auto first = before.indices.begin() + static_cast<std::ptrdiff_t>(i);
-            if (std::find_first_of(first, first + 3, ends, ends + 2) == first + 3) continue;
-            EXPECT_TRUE(std::equal(first, first + 3, atCore.indices.begin() + static_cast<std::ptrdiff_t>(i)));
-        }
-        return;
-    }
-    FAIL() << "nothing flipped";
-}

@@ -143,7 +143,7 @@ ReconstructOptions settle(const ReconstructOptions& options) {
 }
 
 Findings makeMesh(const PointSource& points, const PointNormals& normals, const ReconstructOptions& options,
-                  const ScanChoices& choices, const FindFixed& findFixed) {
+                  const ScanChoices& choices) {
     Findings findings;
     Reconstruction& result = findings.result;
     const std::shared_ptr<Mesh> pMesh =
@@ -154,16 +154,17 @@ Findings makeMesh(const PointSource& points, const PointNormals& normals, const 
     result.mesh = pMesh->releaseTriangles();
     if (options.mend) mendAndTurn(result, options, normals);
     removeSmallPieces(options, findings.sparseParts, result);
-    const std::vector<bool> vFixed = findFixed ? findFixed(result.mesh) : std::vector<bool>();
-    result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts, vFixed);
+    result.density.numMergedVertices = mergeSparseParts(result.mesh, findings.sparseParts);
     cutSmallHandles(result, options, findings.counted);
     return findings;
 }
 
-void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result,
-                   const std::vector<bool>& vFixed) {
+void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result) {
+    // In cells: the mean of meshes of random points, by which fitting was tuned. The mean of the mesh itself would
+    // differ from tile to tile.
+    constexpr double edge = 1.18;
     const double spacing = result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing;
-    result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius}, vFixed);
+    result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius}, edge * result.spacing);
 }
 
 }  // namespace QUOR_ZEF

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -49,15 +48,11 @@ ScanChoices choicesOf(const ReconstructOptions& options);
 bool isRefitWanted(const ReconstructOptions& options);
 bool areThinWallsKept(const ReconstructOptions& options);
 
-// The triangles, by number, of which neither corners nor sides may change any more; without a function none.
-using FindFixed = std::function<std::vector<bool>(const TriangleMesh&)>;
-
 // Up to the mesh that is then fitted to the points.
 Findings makeMesh(const PointSource& points, const PointNormals& normals, const ReconstructOptions& options,
-                  const ScanChoices& choices, const FindFixed& findFixed = {});
+                  const ScanChoices& choices);
 
-// A given spacing is that of the vertices, which the points need not have. vFixed: as above, or empty.
-void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result,
-                   const std::vector<bool>& vFixed = {});
+// A given spacing is that of the vertices, which the points need not have.
+void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result);
 
 }  // namespace QUOR_ZEF

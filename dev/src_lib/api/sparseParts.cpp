@@ -38,15 +38,13 @@ std::vector<float> getTriangleWeights(const TriangleMesh& mesh, const SparsePart
     return vWeights;
 }
 
-std::size_t mergeSparseParts(TriangleMesh& mesh, const SparseParts& parts, const std::vector<bool>& vFixed) {
+std::size_t mergeSparseParts(TriangleMesh& mesh, const SparseParts& parts) {
     constexpr double minSpacing = 1.5;    // cells: below there is nothing to gain
     constexpr double longestEdge = 1.25;  // distances of the points
     constexpr double errorShare = 0.05;
     if (!parts.calc) return 0;
     std::vector<float> vLongest = getSpacings(mesh, parts, minSpacing);
     for (float& longest : vLongest) longest *= static_cast<float>(longestEdge * parts.calc->getCellSize());
-    for (std::size_t side = 0; side < mesh.indices.size() && !vFixed.empty(); ++side)
-        if (vFixed[side / 3]) vLongest[mesh.indices[side]] = 0.0F;
     return reduceSparse(mesh, vLongest, errorShare);
 }
 

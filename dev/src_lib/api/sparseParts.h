@@ -21,8 +21,7 @@ struct SparseParts {
 // than the mesh vertices. Empty without such parts.
 std::vector<float> getTriangleWeights(const TriangleMesh& mesh, const SparseParts& parts);
 
-// Merges vertices where such parts are flat, up to the distance of the scan's points; vFixed marks triangles that
-// stay, or is empty. Returns their number. O(n).
-std::size_t mergeSparseParts(TriangleMesh& mesh, const SparseParts& parts, const std::vector<bool>& vFixed);
+// Merges vertices where such parts are flat, up to the distance of the scan's points. Returns their number. O(n).
+std::size_t mergeSparseParts(TriangleMesh& mesh, const SparseParts& parts);
 
 }  // namespace QUOR_ZEF

@@ -43,12 +43,11 @@ TileMesh makeTile(const TilePlan& plan, std::uint32_t tile, const std::vector<Po
     checkOptions(options, vPoints.size());
     const Calc calc = calcOf(plan.grid);
     const TileOwners owners(plan, tile);
-    const FindFixed findFixed = [&](const TriangleMesh& mesh) { return findShared(mesh, calc, owners); };
     planReconstruction(options, vPoints.size());
-    Findings findings = makeMesh(vPoints, {}, options, choicesOf(options), findFixed);
+    Findings findings = makeMesh(vPoints, {}, options, choicesOf(options));
     TriangleMesh& mesh = findings.result.mesh;
     std::vector<SeamKey> vKeys = keysOf(mesh, calc, owners);
-    if (isRefitWanted(options)) refitToPoints(findings.counted, options, findings.result, findFixed(mesh));
+    if (isRefitWanted(options)) refitToPoints(findings.counted, options, findings.result);
     if (!needsDoubles(plan.low, plan.high, plan.grid.spacing)) roundToFloats(mesh);
     if (options.untangle && options.mend) {
         std::vector<Point3> vPlaces = mesh.vertices;

@@ -30,7 +30,8 @@ FaceNormal normalOf(const Vector3& a, const Vector3& b, const Vector3& c) {
             static_cast<float>(normal.vz / length), static_cast<float>(0.5 * length)};
 }
 
-RefitSurface::RefitSurface(const TriangleMesh& mesh) : vTriples(mesh.indices), edge(meanSideLength(mesh)) {
+RefitSurface::RefitSurface(const TriangleMesh& mesh, double edge_)
+    : vTriples(mesh.indices), edge(edge_ > 0.0 ? edge_ : meanSideLength(mesh)) {
     vPlaces.reserve(mesh.vertices.size());
     for (const Point3& p : mesh.vertices) vPlaces.emplace_back(p.px, p.py, p.pz);
     pollRun(0);

@@ -55,20 +55,16 @@ struct RefitSurface {
     std::vector<std::uint32_t> vOpposite;  // by side, the other one at its edge; none at borders
     std::vector<Vector3> vCentres;         // by triangle
     std::vector<FaceNormal> vNormals;      // by triangle, as its corners lie
-    std::vector<bool> vFixed;              // by triangle, whether its sides stay; empty: none must
-    double edge = 0.0;                     // mean length of the sides in the beginning, world units
+    double edge = 0.0;                     // how long sides are, world units
     double area = 0.0;                     // in the beginning
 
-    explicit RefitSurface(const TriangleMesh& mesh);
+    // edge_: 0 for the mean of the mesh.
+    explicit RefitSurface(const TriangleMesh& mesh, double edge_ = 0.0);
 
     std::size_t numTriangles() const { return vTriples.size() / 3; }
     std::size_t numVertices() const { return vPlaces.size(); }
     const Vector3& corner(std::size_t side) const { return vPlaces[vTriples[side]]; }
     bool isBorder(std::uint32_t side) const { return vOpposite[side] == none; }
-    // Only of a side that is no border.
-    bool isFixed(std::uint32_t side) const {
-        return !vFixed.empty() && (vFixed[side / 3] || vFixed[vOpposite[side] / 3]);
-    }
 
     // Follows vTriples, as vOpposite must have done.
     void renewFans();
@@ -82,6 +78,7 @@ struct RefitSurface {
     std::vector<std::uint32_t> facesAround(const RefitPart& part) const;
 
     RefitPart getWhole() const;
+    RefitPart partOf(std::vector<std::uint32_t> vFaces) const { return {vFaces, cornersOf(vFaces)}; }
     // Good until an edge flips; some 50 bytes a triangle, 30 nanoseconds.
     void listRings(const RefitPart& part, FaceRings& rings) const;
     // Where the surface has creases, with the triangles around these.

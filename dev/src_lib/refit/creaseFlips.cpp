@@ -85,7 +85,7 @@ void renewBends(const RefitSurface& surface, const std::vector<std::uint32_t>& v
 double gainOf(const RefitSurface& surface, const BendSums& vBends, std::uint32_t side) {
     constexpr double leastGain = 0.05, sharpest = 0.98;
     const std::uint32_t other = surface.vOpposite[side];
-    if (other == none || other < side || vBends[other] < 0.0F || surface.isFixed(side)) return 0.0;
+    if (other == none || other < side || vBends[other] < 0.0F) return 0.0;
     const double before = double{vBends[side]} + double{vBends[nextSide(side)]} + double{vBends[previousSide(side)]} +
                           double{vBends[nextSide(other)]} + double{vBends[previousSide(other)]};
     if (before <= leastGain * surface.edge) return 0.0;

@@ -162,15 +162,15 @@ void filterNormals(RefitSurface& surface, const RefitPart& part, const FaceRings
 }
 
 FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
-                       const FacePoints& points, const std::vector<FaceFit>& vFits, double sigma, double shareOfOwn) {
+                       const FacePoints& points, const std::vector<FaceFit>& vFits, double sigma, bool bOwn) {
     const std::vector<PointSum> vSums = sumAround(surface, part, rings, points, vFits, sigma);
-    const auto own = static_cast<float>(shareOfOwn);
     FaceOffsets offsets;
     offsets.vOffsets.resize(vSums.size());
     forEachBelow(part.vFaces.size(), [&](std::size_t k) {
         const std::size_t t = part.vFaces[k];
         const PointSum& sum = vSums[t];
         const FaceNormal& n = surface.vNormals[t];
+        const float own = bOwn ? vFits[t].ownShare : 0.0F;
         const float height = own * sum.height + (1.0F - own) * (n.x * sum.x + n.y * sum.y + n.z * sum.z);
         offsets.vOffsets[t] = sum.num > 0.0F ? height / sum.num : 0.0F;
     });

@@ -15,6 +15,7 @@ namespace QUOR_ZEF {
 struct FaceFit {
     float numSweeps = 0.0F;  // of the filter of normals, as a rule
     float radius = 0.0F;     // world units, see fitOffsets()
+    float ownShare = 0.0F;   // likewise
 };
 
 // Bilateral filter of the surface's normals: Y. Zheng et al., Bilateral normal filtering for mesh
@@ -30,11 +31,11 @@ struct FaceOffsets {
     std::vector<float> vOffsets;  // by triangle, world units; 0 beyond the part, and where there are no points around
 };
 // A point counts by how far its own face lies within the radius, and by how well that one's
-// normal agrees. Its distance is that from the plane of the face that asks, to the share that is left,
+// normal agrees. Its distance is that from the plane of the face that asks; if bOwn, to the share of that one,
 // that from the plane of its own: what curves is then moved along as it is, not into the
 // middle of its bow, but it must be smooth already.
 FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
-                       const FacePoints& points, const std::vector<FaceFit>& vFits, double sigma, double shareOfOwn);
+                       const FacePoints& points, const std::vector<FaceFit>& vFits, double sigma, bool bOwn);
 
 // Vertices go to where the squares of their distances from the planes of their faces, moved by the
 // offsets, are least in sum, and so to the creases and corners where these meet; held back where the

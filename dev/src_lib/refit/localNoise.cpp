@@ -4,17 +4,21 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <span>
+#include <utility>
 
+#include "frame/Run.h"
+#include "geometry/byPlace.h"
 #include "geometry/freeFunctions.h"
 #include "parallel/parallelTransform.h"
+#include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
 
 namespace {
 
 constexpr std::size_t numTerms = 6;
-constexpr std::size_t sampleStep = 8;  // triangles
+constexpr uint64 sampleStep = 8;        // triangles
+constexpr std::size_t fewSamples = 32;  // tell nothing
 constexpr double unknown = -1.0;
 
 // Normal equations of the paraboloid with terms 1 u v uu uv vv that is nearest to heights.
@@ -91,43 +95,121 @@ double varianceAround(const RefitSurface& surface, const FacePoints& points, std
 // The standard deviation by a low quantile of variances, since creases add to the higher ones.
 double deviationOf(std::vector<double> vVariances) {
     constexpr double share = 0.35, quantileOfChance = 0.82;
-    std::erase(vVariances, unknown);
     if (vVariances.empty()) return unknown;
     const auto at = vVariances.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(vVariances.size()));
     std::nth_element(vVariances.begin(), at, vVariances.end());
     return std::sqrt(*at / quantileOfChance);
 }
 
+// A triangle, and the variance of the points around it.
+using NoiseSample = std::pair<std::uint32_t, double>;
+
+// Drawn by their corners, so that neither the order of triangles nor what is elsewhere counts.
+bool isDrawn(const RefitSurface& surface, std::size_t face) {
+    uint64 sum = 0;
+    for (std::size_t side = 3 * face; side < 3 * face + 3; ++side) {
+        const Vector3& p = surface.corner(side);
+        sum += numberOfPlace(p.vx, p.vy, p.vz);
+    }
+    return (sum >> 32) % sampleStep == 0;
+}
+
+std::vector<NoiseSample> drawSamples(const RefitSurface& surface, const FacePoints& points) {
+    const auto vParts = parallelChunkResults<std::vector<NoiseSample>>(
+        surface.numTriangles(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
+            std::vector<NoiseSample> vSamples;
+            std::vector<std::uint32_t> vRing;
+            for (std::size_t face = begin; face < end; ++face) {
+                if (!isDrawn(surface, face)) continue;
+                const double variance = varianceAround(surface, points, face, vRing);
+                if (variance != unknown) vSamples.emplace_back(static_cast<std::uint32_t>(face), variance);
+            }
+            return vSamples;
+        });
+    std::vector<NoiseSample> vAll;
+    for (const auto& vPart : vParts) vAll.insert(vAll.end(), vPart.begin(), vPart.end());
+    return vAll;
+}
+
+// Of a lattice of the whole space, in the order in which triangles meet them.
+struct SpaceBlocks {
+    std::vector<std::uint32_t> vOf;     // by triangle
+    std::vector<std::uint32_t> vFirst;  // by block: a triangle in it
+
+    SpaceBlocks(const RefitSurface& surface, double width) : vOf(surface.numTriangles()) {
+        std::vector<uint64> vCodes(vOf.size());
+        forEachBelow(vOf.size(), [&](std::size_t t) {
+            const Vector3& p = surface.vCentres[t];
+            vCodes[t] = numberOfPlace(std::floor(p.vx / width), std::floor(p.vy / width), std::floor(p.vz / width));
+        });
+        CodeMap numbers;
+        for (std::uint32_t t = 0; t < vOf.size(); ++t) {
+            pollRun(t);
+            if (t > 0 && vCodes[t] == vCodes[t - 1]) {
+                vOf[t] = vOf[t - 1];
+                continue;
+            }
+            vOf[t] = numbers.insert(vCodes[t], static_cast<std::uint32_t>(vFirst.size()));
+            if (vOf[t] == vFirst.size()) vFirst.push_back(t);
+        }
+    }
+    std::size_t size() const { return vFirst.size(); }
+};
+
+// By block; unknown where there are few samples.
+std::vector<double> deviationsIn(const SpaceBlocks& blocks, const std::vector<NoiseSample>& vSamples) {
+    std::vector<std::pair<std::uint32_t, double>> vSorted;  // by block
+    vSorted.reserve(vSamples.size());
+    for (const auto& [face, variance] : vSamples) vSorted.emplace_back(blocks.vOf[face], variance);
+    std::sort(vSorted.begin(), vSorted.end());
+    std::vector<double> vDeviations(blocks.size(), unknown);
+    std::vector<double> vVariances;
+    for (std::size_t i = 0; i < vSorted.size(); ++i) {
+        vVariances.push_back(vSorted[i].second);
+        if (i + 1 < vSorted.size() && vSorted[i + 1].first == vSorted[i].first) continue;
+        if (vVariances.size() >= fewSamples) vDeviations[vSorted[i].first] = deviationOf(vVariances);
+        vVariances.clear();
+    }
+    return vDeviations;
+}
+
+// By block.
+std::vector<double> spacingsIn(const SpaceBlocks& blocks, const RefitSurface& surface, const FacePoints& points) {
+    std::vector<double> vAreas(blocks.size());
+    std::vector<std::size_t> vNums(blocks.size());
+    for (std::size_t t = 0; t < blocks.vOf.size(); ++t) {
+        if (points.count(t) == 0) continue;
+        vAreas[blocks.vOf[t]] += double{surface.vNormals[t].area};
+        vNums[blocks.vOf[t]] += points.count(t);
+    }
+    for (std::size_t i = 0; i < vAreas.size(); ++i)
+        vAreas[i] = std::sqrt(vAreas[i] / static_cast<double>(std::max<std::size_t>(vNums[i], 1)));
+    return vAreas;
+}
+
 }  // namespace
 
 LocalNoise::LocalNoise(const RefitSurface& surface, const FacePoints& points) {
-    const std::size_t num = surface.numTriangles();
-    std::vector<double> vVariances((num + sampleStep - 1) / sampleStep, unknown);
-    parallelChunks(vVariances.size(), RefitSurface::minChunk / sampleStep, [&](std::size_t begin, std::size_t end) {
-        std::vector<std::uint32_t> vRing;
-        for (std::size_t i = begin; i < end; ++i)
-            vVariances[i] = varianceAround(surface, points, sampleStep * i, vRing);
-    });
-    overall = deviationOf(vVariances) * surface.edge;
-    const double meanSpacing = std::sqrt(surface.area / static_cast<double>(std::max<std::size_t>(points.size(), 1)));
-    constexpr std::size_t perStretch = stretch / sampleStep, fewSamples = perStretch / 4;
-    for (std::size_t first = 0; first < vVariances.size(); first += perStretch) {
-        const std::size_t last = std::min(first + perStretch, vVariances.size());
-        std::vector<double> vLocal(vVariances.begin() + static_cast<std::ptrdiff_t>(first),
-                                   vVariances.begin() + static_cast<std::ptrdiff_t>(last));
-        const auto numUnknown = static_cast<std::size_t>(std::count(vLocal.begin(), vLocal.end(), unknown));
-        const bool bKnown = last - first >= numUnknown + fewSamples;
-        double area = 0.0;
-        std::size_t numPoints = 0;
-        for (std::size_t t = sampleStep * first; t < std::min(sampleStep * last, num); ++t) {
-            if (points.count(t) == 0) continue;
-            area += double{surface.vNormals[t].area};
-            numPoints += points.count(t);
+    constexpr double narrowWidth = 16.0, wideWidth = 64.0;  // edges
+    const std::vector<NoiseSample> vSamples = drawSamples(surface, points);
+    std::vector<double> vVariances;
+    for (const NoiseSample& sample : vSamples) vVariances.push_back(sample.second);
+    const double deviation = deviationOf(std::move(vVariances));
+    overall.noise = deviation == unknown ? unknown : deviation * surface.edge;
+    overall.spacing = std::sqrt(surface.area / static_cast<double>(std::max<std::size_t>(points.size(), 1)));
+    SpaceBlocks narrow(surface, narrowWidth * surface.edge);
+    vLocal.assign(narrow.size(), overall);
+    const auto take = [&](const SpaceBlocks& blocks) {
+        const std::vector<double> vDeviations = deviationsIn(blocks, vSamples);
+        const std::vector<double> vSpacings = spacingsIn(blocks, surface, points);
+        for (std::size_t i = 0; i < vLocal.size(); ++i) {
+            const std::uint32_t block = blocks.vOf[narrow.vFirst[i]];
+            if (vDeviations[block] != unknown) vLocal[i] = {vDeviations[block] * surface.edge, vSpacings[block]};
         }
-        vNoise.push_back(bKnown ? deviationOf(std::move(vLocal)) * surface.edge : overall);
-        vSpacing.push_back(bKnown ? std::sqrt(area / static_cast<double>(numPoints)) : meanSpacing);
-    }
-    overall = overall < 0.0 ? unknown : overall;
+    };
+    take(SpaceBlocks(surface, wideWidth * surface.edge));
+    take(narrow);
+    vBlocks = std::move(narrow.vOf);
 }
 
 }  // namespace QUOR_ZEF

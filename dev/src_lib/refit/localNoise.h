@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "refit/FacePoints.h"
@@ -8,25 +9,26 @@
 
 namespace QUOR_ZEF {
 
-// The scatter and the density of points, by stretches of triangles that follow each other in the
-// mesh, which lie together as reconstruct() makes them. Lengths in world units.
+// The scatter and the density of points, by blocks of space. Lengths in world units.
 class LocalNoise {
 public:
-    static constexpr std::size_t stretch = 512;  // triangles
-
-    // At every eighth triangle: what is left of the points around it when a paraboloid is taken
+    // At one triangle out of eight: what is left of the points around it when a paraboloid is taken
     // away, less what chance and creases add. Parallel; some 0.1 microseconds a triangle.
     LocalNoise(const RefitSurface& surface, const FacePoints& points);
 
     // Standard deviation of the points from the surface; -1 where there are too few.
-    double noiseAt(std::size_t face) const { return vNoise[face / stretch]; }
+    double noiseAt(std::size_t face) const { return vLocal[vBlocks[face]].noise; }
     // Root of the area of a point.
-    double spacingAt(std::size_t face) const { return vSpacing[face / stretch]; }
-    double noise() const { return overall; }
+    double spacingAt(std::size_t face) const { return vLocal[vBlocks[face]].spacing; }
+    double noise() const { return overall.noise; }
 
 private:
-    std::vector<double> vNoise, vSpacing;  // by stretch
-    double overall = -1.0;
+    struct Local {
+        double noise = -1.0, spacing = 0.0;
+    };
+    std::vector<std::uint32_t> vBlocks;  // by triangle
+    std::vector<Local> vLocal;           // by block
+    Local overall;
 };
 
 }  // namespace QUOR_ZEF

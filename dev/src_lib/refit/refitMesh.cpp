@@ -42,29 +42,43 @@ double sweepsFor(double noise) {
     return std::min(clean + perSpacing * std::max(noise, 0.0), most);
 }
 
+// Of a point's distance from its own triangle; see fitOffsets(). The more noise, the less the mesh
+// is to be trusted.
+double shareOfOwn(double noise) {
+    constexpr double most = 0.5, least = 0.2, third = 0.3, perSpacing = 0.6;
+    return std::clamp(most - perSpacing * (noise - third), least, most);
+}
+// What is clean keeps gaining, and much noise is left after two rounds; in between a third
+// changes less than a hundredth of the error.
+bool needsThirdRound(double noise) {
+    constexpr double least = 0.15, most = 0.45;
+    return noise <= least || noise >= most;
+}
+
 // In thousandths.
 constexpr uint64 timeOfSetUp = 90, timeOfNoise = 40, timeOfRounds = 540, timeOfCreases = 330;
 constexpr uint64 numParts = 3;  // of a round: flips, normals, places
 
 class Refitter {
 public:
-    Refitter(const TriangleMesh& mesh, const PointSource& points, const RefitOptions& options_,
-             const std::vector<bool>& vFixed)
-        : options(options_), surface(mesh), vOld(surface.vPlaces), facePoints(surface, points) {
-        surface.vFixed = vFixed;
-    }
+    Refitter(const TriangleMesh& mesh, const PointSource& points, const RefitOptions& options_, double edge)
+        : options(options_), surface(mesh, edge), vOld(surface.vPlaces), facePoints(surface, points) {}
 
     void run(OptionalStage& stage, const PointSource& points) {
         settleFits(points);
         flattenSpikes();
         stage.tick(timeOfNoise);
         const RefitPart whole = surface.getWhole();
-        const int numRounds = roundsOnAll();
+        const RefitPart third = surface.partOf(facesOfThirdRound(true)),
+                        others = surface.partOf(facesOfThirdRound(false));
+        const int numRounds = third.vFaces.empty() ? mostRounds - 1 : mostRounds;
         const uint64 time = timeOfRounds + (bStepped ? timeOfCreases : 0);
         for (int round = 0; round < numRounds; ++round) {
-            flipToCreases(surface, whole, round == 0 || numRounds < mostRounds ? 2 : 1);
+            const RefitPart& part = round + 1 < mostRounds ? whole : third;
+            flipToCreases(surface, part, round == 0 ? 2 : 1);
+            if (round == 1) flipToCreases(surface, others, 1);
             stage.tick(time / static_cast<uint64>(numRounds) / numParts);
-            fitOnce(whole, round, [&] { stage.tick(time / static_cast<uint64>(numRounds) / numParts); });
+            fitOnce(part, round, [&] { stage.tick(time / static_cast<uint64>(numRounds) / numParts); });
         }
         // Risers are no creases.
         if (!bStepped) fitCreases(stage);
@@ -126,13 +140,14 @@ private:
     std::vector<FaceFit> vFits;
     double noise = -1.0, meanRadius = 0.0;  // world units
     bool bStepped = false;                  // points lie in steps of one coordinate
-    double relativeNoise = 0.0;             // in spacings by the area of a point, the mean
+    std::vector<bool> vThird;               // by triangle: a third round is worth it
 
     void settleFits(const PointSource& points) {
         const LocalNoise local(surface, facePoints);
         const CoordinateSteps steps(points, options.spacing);
         noise = local.noise();
         vFits.resize(surface.numTriangles());
+        vThird.resize(vFits.size());
         for (std::size_t t = 0; t < vFits.size(); ++t) {
             const double spacing = local.spacingAt(t);
             const double deviation =
@@ -140,12 +155,12 @@ private:
             const double relative = deviation / spacing;
             const double radius =
                 options.radius > 0.0 ? options.radius * options.spacing : radiusFor(relative) * spacing;
-            vFits[t] = {static_cast<float>(sweepsFor(relative)), static_cast<float>(radius)};
+            vFits[t] = {static_cast<float>(sweepsFor(relative)), static_cast<float>(radius),
+                        static_cast<float>(shareOfOwn(relative))};
+            vThird[t] = needsThirdRound(relative);
             meanRadius += radius;
-            relativeNoise += std::max(relative, 0.0);
         }
         meanRadius /= static_cast<double>(vFits.size());
-        relativeNoise /= static_cast<double>(vFits.size());
         bStepped = steps.isFound();
     }
 
@@ -161,11 +176,11 @@ private:
         sharpenCorners(creases);
     }
 
-    // What is clean keeps gaining, and much noise is left after two rounds; in between a third
-    // changes less than a hundredth of the error.
-    int roundsOnAll() const {
-        constexpr double least = 0.15, most = 0.45;  // noise in spacings
-        return relativeNoise > least && relativeNoise < most ? mostRounds - 1 : mostRounds;
+    std::vector<std::uint32_t> facesOfThirdRound(bool bWanted) const {
+        std::vector<std::uint32_t> vFaces;
+        for (std::uint32_t t = 0; t < vThird.size(); ++t)
+            if (vThird[t] == bWanted) vFaces.push_back(t);
+        return vFaces;
     }
 
     void sharpenCorners(const RefitPart& creases) {
@@ -271,14 +286,6 @@ private:
         return vNumSweeps;
     }
 
-    // Of a point's distance from its own triangle; see fitOffsets(). The more noise, the less the mesh
-    // is to be trusted.
-    double shareOfOwn(int round) const {
-        constexpr double most = 0.5, least = 0.2, third = 0.3, perSpacing = 0.6;
-        if (round == 0) return 0.0;
-        return std::clamp(most - perSpacing * (relativeNoise - third), least, most);
-    }
-
     // Calls tick() after each part but the first one of a round, see numParts.
     template <class Tick>
     void fitOnce(const RefitPart& part, int round, const Tick& tick) {
@@ -289,8 +296,8 @@ private:
         filterNormals(surface, part, rings, countSweeps(part, round == 0), sigma);
         tick();
         facePoints.follow(surface, part, rings);
-        moveOntoPlanes(surface, part, fitOffsets(surface, part, rings, facePoints, vFits, sigma, shareOfOwn(round)),
-                       vOld, longestMove * surface.edge, numSteps);
+        moveOntoPlanes(surface, part, fitOffsets(surface, part, rings, facePoints, vFits, sigma, round > 0), vOld,
+                       longestMove * surface.edge, numSteps);
         tick();
         takeBackFolds(part, vBefore, vTrue);
     }
@@ -369,11 +376,10 @@ private:
 
 }  // namespace
 
-RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options,
-                      const std::vector<bool>& vFixed) {
+RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options, double edge) {
     if (mesh.indices.empty() || points.empty()) return {};
     OptionalStage stage("RF_fit", timeOfSetUp + timeOfNoise + timeOfRounds + timeOfCreases);
-    Refitter refitter(mesh, points, options, vFixed);
+    Refitter refitter(mesh, points, options, edge);
     stage.tick(timeOfSetUp);
     refitter.run(stage, points);
     refitter.writeTo(mesh, points);

@@ -5,62 +5,10 @@
 #include <span>
 #include <utility>
 
-#include "check/selfIntersections.h"
 #include "flat/EdgeTable.h"
 #include "flat/VertexFans.h"
-#include "refit/RefitSurface.h"
-#include "refit/creaseFlips.h"
 
 namespace QUOR_ZEF {
-
-namespace {
-
-// Two vertices of such triangles can have an edge in the core.
-std::vector<bool> findAtCore(const TriangleMesh& band, const std::vector<Beyond>& vBeyond) {
-    std::vector<bool> vTouched(band.vertices.size()), vAtCore(band.numTriangles());
-    for (std::uint32_t side = 0; side < vBeyond.size(); ++side)
-        if (vBeyond[side] == Beyond::CORE) vTouched[band.indices[side]] = vTouched[band.indices[nextSide(side)]] = true;
-    for (std::size_t side = 0; side < vBeyond.size(); ++side)
-        if (vTouched[band.indices[side]]) vAtCore[side / 3] = true;
-    return vAtCore;
-}
-
-// Triangles of pairs that intersect, and those that have a corner in common with them.
-std::vector<std::uint32_t> findAtPairs(const TriangleMesh& band) {
-    std::vector<std::uint32_t> vFound;
-    const auto pairs = lookForIntersectingPairs(band);
-    if (!pairs || pairs->empty()) return vFound;
-    std::vector<bool> vTouched(band.vertices.size());
-    for (const TrianglePair& pair : *pairs)
-        for (const std::uint32_t t : pair)
-            for (std::size_t i = 0; i < 3; ++i) vTouched[band.indices[3 * std::size_t{t} + i]] = true;
-    for (std::size_t side = 0; side < band.indices.size(); ++side)
-        if (vTouched[band.indices[side]]) vFound.push_back(static_cast<std::uint32_t>(side / 3));
-    return vFound;
-}
-
-}  // namespace
-
-void flipBand(TriangleMesh& band, const std::vector<Beyond>& vBeyond) {
-    constexpr int mostTries = 4, numPasses = 3;
-    if (band.indices.empty()) return;
-    const std::vector<std::uint32_t> vBefore = band.indices;
-    std::vector<bool> vFixed = findAtCore(band, vBeyond);
-    for (const std::uint32_t t : findAtPairs(band)) vFixed[t] = true;
-    for (int attempt = 0; attempt < mostTries; ++attempt) {
-        RefitSurface surface(band);
-        surface.vFixed = vFixed;
-        flipToCreases(surface, surface.getWhole(), numPasses);
-        band.indices = surface.vTriples;
-        std::size_t numNew = 0;
-        for (const std::uint32_t t : findAtPairs(band)) {
-            if (!vFixed[t]) ++numNew;
-            vFixed[t] = true;
-        }
-        if (numNew == 0) return;
-        band.indices = vBefore;
-    }
-}
 
 namespace {
 

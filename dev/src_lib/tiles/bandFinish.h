@@ -8,9 +8,6 @@
 
 namespace QUOR_ZEF {
 
-// Flips edges of joined bands to creases, which tiles have left to this. What lies at a core stays. O(n log n).
-void flipBand(TriangleMesh& band, const std::vector<Beyond>& vBeyond);
-
 // Gives each fan of triangles at a vertex a vertex of its own. Fans end at borders and where neighbours are turned
 // against each other, so that such sides become borders. What touches a core keeps the vertex. Returns the number of
 // such sides. O(n).

@@ -103,15 +103,6 @@ void rank(const TriangleMesh& mesh, const std::vector<std::uint32_t>& vVertices,
 
 }  // namespace
 
-std::vector<bool> findShared(const TriangleMesh& mesh, const Calc& calc, const TileOwners& owners) {
-    const std::vector<SeamKey> vKeys = cellsOf(mesh, calc, owners);
-    const std::vector<char> vShared = markShared(vKeys, owners);
-    std::vector<bool> vFound(mesh.numTriangles());
-    for (std::size_t t = 0; t < vFound.size(); ++t)
-        vFound[t] = isShared(std::span(mesh.indices).subspan(3 * t, 3), vKeys, vShared);
-    return vFound;
-}
-
 std::vector<SeamKey> keysOf(const TriangleMesh& mesh, const Calc& calc, const TileOwners& owners) {
     std::vector<SeamKey> vKeys = cellsOf(mesh, calc, owners);
     rank(mesh, listCrowded(vKeys), vKeys, 0);

@@ -9,9 +9,6 @@
 
 namespace QUOR_ZEF {
 
-// By triangle, whether several tiles see it, which must see the same.
-std::vector<bool> findShared(const TriangleMesh& mesh, const Calc& calc, const TileOwners& owners);
-
 // The keys of the vertices of a mesh as it is before it is fitted, when they lie in the cells that they were made for.
 // Of several in one cell the order of their places counts, and of those in one place that of the places around. O(n log
 // n).

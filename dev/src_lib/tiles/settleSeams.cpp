@@ -198,7 +198,6 @@ SettledSeams settleSeams(const std::filesystem::path& job, uint64 digest, const 
         if (vTurned[band.numPieces + t] != 0) turn(t, band);
     }
     seams.numTorn = partFans(band.mesh, band.vBeyond);
-    if (plan.options.reconstruction.refit && plan.options.reconstruction.mend) flipBand(band.mesh, band.vBeyond);
     auto it = vTurned.begin();
     for (const std::size_t num : vNumPieces) {
         const auto end = it + static_cast<std::ptrdiff_t>(num);
