@@ -78,7 +78,7 @@ struct RefitSurface {
     std::vector<std::uint32_t> facesAround(const RefitPart& part) const;
 
     RefitPart getWhole() const;
-    RefitPart partOf(std::vector<std::uint32_t> vFaces) const { return {vFaces, cornersOf(vFaces)}; }
+    RefitPart partOf(const std::vector<std::uint32_t>& vFaces) const { return {vFaces, cornersOf(vFaces)}; }
     // Good until an edge flips; some 50 bytes a triangle, 30 nanoseconds.
     void listRings(const RefitPart& part, FaceRings& rings) const;
     // Where the surface has creases, with the triangles around these.

@@ -193,6 +193,7 @@ LocalNoise::LocalNoise(const RefitSurface& surface, const FacePoints& points) {
     constexpr double narrowWidth = 16.0, wideWidth = 64.0;  // edges
     const std::vector<NoiseSample> vSamples = drawSamples(surface, points);
     std::vector<double> vVariances;
+    vVariances.reserve(vSamples.size());
     for (const NoiseSample& sample : vSamples) vVariances.push_back(sample.second);
     const double deviation = deviationOf(std::move(vVariances));
     overall.noise = deviation == unknown ? unknown : deviation * surface.edge;
