@@ -91,7 +91,7 @@ std::set<Corners> cornersOf(const TriangleMesh& mesh) {
             const Point3& p = mesh.vertices[mesh.indices[t + i]];
             corners[i] = {p.px, p.py, p.pz};
         }
-        std::ranges::rotate(corners, std::ranges::min_element(corners));
+        std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()), corners.end());
         triangles.insert(corners);
     }
     return triangles;
