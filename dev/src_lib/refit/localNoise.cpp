@@ -104,14 +104,12 @@ double deviationOf(std::vector<double> vVariances) {
 // A triangle, and the variance of the points around it.
 using NoiseSample = std::pair<std::uint32_t, double>;
 
-// Drawn by their corners, so that neither the order of triangles nor what is elsewhere counts.
+// Drawn by their place, so that neither the order of triangles nor what is elsewhere counts; roughly, since rounding
+// may depend on these.
 bool isDrawn(const RefitSurface& surface, std::size_t face) {
-    uint64 sum = 0;
-    for (std::size_t side = 3 * face; side < 3 * face + 3; ++side) {
-        const Vector3& p = surface.corner(side);
-        sum += numberOfPlace(p.vx, p.vy, p.vz);
-    }
-    return (sum >> 32) % sampleStep == 0;
+    constexpr double fineness = 256.0;  // to an edge
+    const Vector3 p = surface.vCentres[face] * (fineness / surface.edge);
+    return (numberOfPlace(std::floor(p.vx), std::floor(p.vy), std::floor(p.vz)) >> 32) % sampleStep == 0;
 }
 
 std::vector<NoiseSample> drawSamples(const RefitSurface& surface, const FacePoints& points) {
