@@ -4,7 +4,7 @@
     PYTHONPATH=build/release/python scripts/fuzz_python.py [--calls 20000] [--seed 0] [--minutes 30]
 
 Arguments are drawn by name from the signature of each function and method. A call may give anything or raise a
-zef.Error but InternalError, or a TypeError for a number of arguments; anything else is at fault, and so is the death of
+zef.Error but InternalError, a TypeError for a number of arguments, or a MemoryError; anything else is at fault, and so is the death of
 the process, or a call that takes a minute. A hundred calls share a process. Prints each fault with its seed, by which
 --seed SEED --calls 1 makes the call again, then how many calls were made, and ends with 1 if there were faults.
 """
@@ -145,7 +145,7 @@ def call(seed, folder):
         function(**arguments(function, draw, folder))
     except zef.InternalError:
         raise
-    except (zef.Error, TypeError, ZeroDivisionError):
+    except (zef.Error, TypeError, ZeroDivisionError, MemoryError):
         pass
     return name
 
