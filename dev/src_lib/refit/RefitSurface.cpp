@@ -108,6 +108,20 @@ RefitPart RefitSurface::getWhole() const {
     return part;
 }
 
+// Marked, since sorting the corners of millions of triangles takes long.
+RefitPart RefitSurface::partOf(std::vector<std::uint32_t> vFaces) const {
+    RefitPart part{std::move(vFaces), {}};
+    std::vector<char> vCorner(numVertices());
+    for (std::size_t k = 0; k < part.vFaces.size(); ++k) {
+        pollRun(k);
+        for (std::size_t side = 3 * std::size_t{part.vFaces[k]}, end = side + 3; side < end; ++side)
+            vCorner[vTriples[side]] = 1;
+    }
+    for (std::uint32_t i = 0; i < vCorner.size(); ++i)
+        if (vCorner[i]) part.vVertices.push_back(i);
+    return part;
+}
+
 // Returns how many there are, at most as the fans of the corners have others.
 std::uint32_t RefitSurface::fillRing(std::size_t face, std::uint32_t* pRing) const {
     std::uint32_t num = 0;

@@ -78,7 +78,8 @@ struct RefitSurface {
     std::vector<std::uint32_t> facesAround(const RefitPart& part) const;
 
     RefitPart getWhole() const;
-    RefitPart partOf(const std::vector<std::uint32_t>& vFaces) const { return {vFaces, cornersOf(vFaces)}; }
+    // Of ascending triangles, few or many.
+    RefitPart partOf(std::vector<std::uint32_t> vFaces) const;
     // Good until an edge flips; some 50 bytes a triangle, 30 nanoseconds.
     void listRings(const RefitPart& part, FaceRings& rings) const;
     // Where the surface has creases, with the triangles around these.

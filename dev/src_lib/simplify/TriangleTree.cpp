@@ -49,8 +49,9 @@ double sumAbs(const Vector3& p) {
 // Whatever the direction is, what it tells is true; so it need not be exact.
 void TriangleTree::Planes::set(std::size_t i, const std::array<Vector3, 3>& corners) {
     const Vector3 across = cross(difference(corners[1], corners[0]), difference(corners[2], corners[0]));
+    constexpr double least = 0x1p-450;  // below, the square of a length has lost its digits
     const double length = across.length();
-    const Vector3 n = length > 0.0 ? across * (1.0 / length) : Vector3();
+    const Vector3 n = length > least ? across * (1.0 / length) : Vector3();
     x[i] = n.vx;
     y[i] = n.vy;
     z[i] = n.vz;
