@@ -139,12 +139,11 @@ struct RefitReport {
 // Fits a mesh closer to the points that it stands for: the noise of the points goes, and
 // creases become sharp. A point counts for the faces near it, along the surface, whose normal agrees
 // with that of its own nearest face, so that neither the two sides of a crease nor near sheets mix. No
-// vertex moves farther than one and a half mean edges; moves that would fold a triangle over are
-// taken back. Borders keep their line, and places without points follow their surroundings. Edges flip
-// where that lays them along a crease. With colours of mesh and points, vertices get the mean
-// of the points around. Triangles that intersect in the end are parted as by untangle().
-// A mesh that is not manifold stays as it is. ArgumentError for a spacing or a radius that
-// cannot work. Some 3 microseconds of one thread and 300 bytes a triangle.
+// vertex moves farther than one and a half mean edges, or two at the tip of a corner; moves that would fold a triangle
+// over are taken back. Borders keep their line, and places without points follow their surroundings. Edges flip where
+// that lays them along a crease. With colours of mesh and points, vertices get the mean of the points around. Triangles
+// that intersect in the end are parted as by untangle(). A mesh that is not manifold stays as it is. ArgumentError for
+// a spacing or a radius that cannot work. Some 3 microseconds of one thread and 300 bytes a triangle.
 ZEF_API RefitReport refit(TriangleMesh& mesh, std::span<const Point3> points, const RefitOptions& options = {},
                           const Context& context = {});
 ZEF_API RefitReport refit(TriangleMesh& mesh, const PointView& points, const RefitOptions& options = {},

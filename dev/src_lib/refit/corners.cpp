@@ -23,52 +23,100 @@ class CornerSearch {
 public:
     explicit CornerSearch(const RefitSurface& surface_) : surface(surface_) {}
 
-    // To where the three largest sides around the vertex meet, if that is near; else 0.
-    Vector3 findMove(std::uint32_t vertex) {
+    // To where the three largest sides around the vertex meet, if that is near; else 0. bNoisy: by more triangles.
+    Vector3 findMove(std::uint32_t vertex, bool bNoisy) {
         constexpr double farthest = 1.0;    // mean edges
         constexpr double leastShare = 0.1;  // of the area
-        constexpr double leastSpan = 0.25;  // of three normals; 1 where they are at right angles
+        constexpr double leastSpan = 0.5;   // of three normals; 1 where they are at right angles
         gather(vertex);
         if (vSides.size() < 3) return {};
-        std::sort(vSides.begin(), vSides.end(), [](const Side& a, const Side& b) { return a.area > b.area; });
         double area = 0.0;
         for (const Side& side : vSides) area += side.area;
-        if (vSides[2].area < leastShare * area) return {};
-        std::array<Vector3, 3> n;
-        const Vector3& place = surface.vPlaces[vertex];
-        const auto height = [&](std::size_t i) { return n[i] * (vSides[i].centre / vSides[i].area - place); };
-        for (std::size_t i = 0; i < 3; ++i) n[i] = normalize(vSides[i].normal);
-        const Vector3 a = cross(n[1], n[2]), b = cross(n[2], n[0]), c = cross(n[0], n[1]);
-        const double span = n[0] * a;
-        if (std::abs(span) < leastSpan) return {};
-        const Vector3 away = (a * height(0) + b * height(1) + c * height(2)) / span;
+        if (vSides[2].area < leastShare * area || spanOf() < leastSpan) return {};
+        widen(bNoisy ? 2 : 1);
+        if (spanOf() < leastSpan) return {};
+        const Vector3 away = toCorner(surface.vPlaces[vertex]);
         return away.length() > farthest * surface.edge ? Vector3() : away;
     }
 
 private:
+    static constexpr double sameCosine = 0.94;
     const RefitSurface& surface;
-    std::vector<std::uint32_t> vFaces;
+    std::vector<std::uint32_t> vFaces, vLeft;
     std::vector<Side> vSides;
 
-    // The triangles of two rings, by their planes.
+    // Of the normals of the first three sides.
+    double spanOf() const {
+        return std::abs(normalize(vSides[0].normal) * cross(normalize(vSides[1].normal), normalize(vSides[2].normal)));
+    }
+    Vector3 toCorner(const Vector3& place) const {
+        std::array<Vector3, 3> n;
+        for (std::size_t i = 0; i < 3; ++i) n[i] = normalize(vSides[i].normal);
+        const auto height = [&](std::size_t i) { return n[i] * (vSides[i].centre / vSides[i].area - place); };
+        const Vector3 a = cross(n[1], n[2]), b = cross(n[2], n[0]), c = cross(n[0], n[1]);
+        return (a * height(0) + b * height(1) + c * height(2)) / (n[0] * a);
+    }
+
+    // The triangles of two rings by their planes, the largest first.
     void gather(std::uint32_t vertex) {
-        constexpr float sameCosine = 0.94F;
-        vFaces.clear();
-        for (const std::uint32_t t : surface.fans[vertex])
-            for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
+        vFaces.assign(surface.fans[vertex].begin(), surface.fans[vertex].end());
+        addRing();
+        vSides.clear();
+        vLeft = vFaces;
+        while (!vLeft.empty()) {
+            Side side{surface.vNormals[mostCommon()], {}, {}, 0.0};
+            std::erase_if(vLeft, [&](std::uint32_t t) {
+                if (!(double{side.first * surface.vNormals[t]} > sameCosine)) return false;
+                add(t, side);
+                return true;
+            });
+            if (!(side.area > 0.0)) return;
+            vSides.push_back(side);
+        }
+    }
+
+    // Which of the triangles left looks as most of their area does.
+    std::uint32_t mostCommon() const {
+        std::uint32_t best = vLeft.front();
+        double most = 0.0;
+        for (const std::uint32_t t : vLeft) {
+            double area = 0.0;
+            for (const std::uint32_t u : vLeft)
+                if (double{surface.vNormals[t] * surface.vNormals[u]} > sameCosine)
+                    area += double{surface.vNormals[u].area};
+            if (area > most) best = t;
+            most = std::max(most, area);
+        }
+        return best;
+    }
+
+    void add(std::uint32_t face, Side& side) const {
+        const FaceNormal& n = surface.vNormals[face];
+        side.normal += n.toVector() * double{n.area};
+        side.centre += surface.vCentres[face] * double{n.area};
+        side.area += double{n.area};
+    }
+
+    // The first three sides anew, by so many rings more.
+    void widen(int numRings) {
+        for (int ring = 0; ring < numRings; ++ring) addRing();
+        std::array<Vector3, 3> n;
+        for (std::size_t i = 0; i < 3; ++i) {
+            n[i] = normalize(vSides[i].normal);
+            vSides[i] = {vSides[i].first, {}, {}, 0.0};
+        }
+        for (const std::uint32_t t : vFaces)
+            for (std::size_t i = 0; i < 3; ++i)
+                if (surface.vNormals[t] * n[i] > sameCosine) add(t, vSides[i]);
+    }
+
+    // To the triangles those around.
+    void addRing() {
+        for (std::size_t i = 0, num = vFaces.size(); i < num; ++i)
+            for (std::size_t side = 3 * std::size_t{vFaces[i]}, end = side + 3; side < end; ++side)
                 for (const std::uint32_t other : surface.fans[surface.vTriples[side]]) vFaces.push_back(other);
         std::sort(vFaces.begin(), vFaces.end());
         vFaces.erase(std::unique(vFaces.begin(), vFaces.end()), vFaces.end());
-        vSides.clear();
-        for (const std::uint32_t t : vFaces) {
-            const FaceNormal& n = surface.vNormals[t];
-            auto it = std::find_if(vSides.begin(), vSides.end(),
-                                   [&](const Side& side) { return side.first * n > sameCosine; });
-            if (it == vSides.end()) it = vSides.insert(vSides.end(), {n, {}, {}, 0.0});
-            it->normal += n.toVector() * double{n.area};
-            it->centre += surface.vCentres[t] * double{n.area};
-            it->area += double{n.area};
-        }
     }
 };
 
@@ -87,16 +135,26 @@ bool isNearest(const RefitSurface& surface, const std::vector<Vector3>& vMoves, 
 
 }  // namespace
 
-std::vector<Vector3> placesOfCorners(const RefitSurface& surface, const RefitPart& part) {
+Corners findCorners(const RefitSurface& surface, const RefitPart& part, const std::vector<FaceFit>& vFits,
+                    const std::vector<Vector3>& vOld, double maxMove) {
+    constexpr double noisyRadius = 0.6;                  // mean edges
     std::vector<Vector3> vMoves(surface.numVertices());  // 0: no corner
     parallelChunks(part.vVertices.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
         CornerSearch search(surface);
-        for (std::size_t i = begin; i < end; ++i) vMoves[part.vVertices[i]] = search.findMove(part.vVertices[i]);
+        for (std::size_t i = begin; i < end; ++i) {
+            const std::uint32_t vertex = part.vVertices[i];
+            const bool bNoisy = double{vFits[surface.fans[vertex][0]].radius} > noisyRadius * surface.edge;
+            const Vector3 move = search.findMove(vertex, bNoisy);
+            if ((surface.vPlaces[vertex] + move - vOld[vertex]).length() <= maxMove) vMoves[vertex] = move;
+        }
     });
-    std::vector<Vector3> vPlaces = surface.vPlaces;
-    for (const std::uint32_t vertex : part.vVertices)
-        if (!vMoves[vertex].isDegenerate() && isNearest(surface, vMoves, vertex)) vPlaces[vertex] += vMoves[vertex];
-    return vPlaces;
+    Corners corners;
+    for (const std::uint32_t vertex : part.vVertices) {
+        if (vMoves[vertex].isDegenerate() || !isNearest(surface, vMoves, vertex)) continue;
+        corners.vVertices.push_back(vertex);
+        corners.vPlaces.push_back(surface.vPlaces[vertex] + vMoves[vertex]);
+    }
+    return corners;
 }
 
 }  // namespace QUOR_ZEF

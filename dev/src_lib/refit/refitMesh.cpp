@@ -27,7 +27,8 @@ namespace {
 
 constexpr int mostRounds = 3, numSteps = 5;
 constexpr float creaseCosine = 0.77F;
-constexpr double longestMove = 1.5;  // mean edges, in all rounds together
+// Mean edges, in all rounds together. The tip of a corner may be farther than others from the nearest cell with points.
+constexpr double longestMove = 1.5, longestMoveOfCorners = 2.0;
 
 // By noise in spacings: it levels out by the points within the radius, and by sweeps. Measured
 // on samples of known surfaces, without noise, with 0.3 and with 0.8 spacings.
@@ -140,6 +141,7 @@ private:
     std::vector<FaceFit> vFits;
     double noise = -1.0, meanRadius = 0.0;  // world units
     bool bStepped = false;                  // points lie in steps of one coordinate
+    std::vector<std::uint32_t> vCorners;    // vertices that were put there, at last ascending
     std::vector<bool> vThird;               // by triangle: a third round is worth it
 
     void settleFits(const PointSource& points) {
@@ -174,6 +176,9 @@ private:
             stage.tick(timeOfCreases / (mostRounds + 1));
         }
         sharpenCorners(creases);
+        flipToCreases(surface, creases, 1);
+        sharpenCorners(creases);
+        std::sort(vCorners.begin(), vCorners.end());
     }
 
     std::vector<std::uint32_t> facesOfThirdRound(bool bWanted) const {
@@ -186,10 +191,11 @@ private:
     void sharpenCorners(const RefitPart& creases) {
         const std::vector<Vector3> vBefore = surface.vPlaces;
         const std::vector<FaceNormal> vTrue = surface.vNormals;
-        surface.vPlaces = placesOfCorners(surface, creases);
-        for (const std::uint32_t i : creases.vVertices)
-            if ((surface.vPlaces[i] - vOld[i]).length() > longestMove * surface.edge) surface.vPlaces[i] = vBefore[i];
+        const Corners corners = findCorners(surface, creases, vFits, vOld, longestMoveOfCorners * surface.edge);
+        for (std::size_t k = 0; k < corners.vVertices.size(); ++k)
+            surface.vPlaces[corners.vVertices[k]] = corners.vPlaces[k];
         takeBackFolds(creases, vBefore, vTrue);
+        vCorners.insert(vCorners.end(), corners.vVertices.begin(), corners.vVertices.end());
     }
 
     // What bends as much as a crease would shrink over many rounds.
@@ -232,19 +238,21 @@ private:
 
     // Vertices that fitting has led away from all points return, halfway if that suffices.
     void bringBackLost() {
+        constexpr double farthest = 0.75, farthestOfTips = 1.5;  // mean edges
         parallelChunks(vOld.size(), RefitSurface::minChunk, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
-                if (!isLost(i, surface.vPlaces[i]) || isLost(i, vOld[i])) continue;
+                if (!isLost(i, surface.vPlaces[i], farthest) || isLost(i, vOld[i], farthest)) continue;
+                const bool bTip = std::binary_search(vCorners.begin(), vCorners.end(), i);
+                if (bTip && !isLost(i, surface.vPlaces[i], farthestOfTips)) continue;
                 const Vector3 halfway = (vOld[i] + surface.vPlaces[i]) * 0.5;
-                surface.vPlaces[i] = isLost(i, halfway) ? vOld[i] : halfway;
+                surface.vPlaces[i] = isLost(i, halfway, farthest) ? vOld[i] : halfway;
             }
         });
         surface.renewNormals();
     }
 
-    // Whether no point of the triangles around is near.
-    bool isLost(std::size_t vertex, const Vector3& place) const {
-        constexpr double farthest = 0.75;  // mean edges
+    // Whether no point of the triangles around is nearer than so many mean edges.
+    bool isLost(std::size_t vertex, const Vector3& place, double farthest) const {
         const double sqFarthest = farthest * farthest * surface.edge * surface.edge;
         const auto hasNear = [&](std::uint32_t t) {
             for (const Vector3& p : facePoints.of(t))
