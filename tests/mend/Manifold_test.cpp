@@ -340,6 +340,31 @@ TEST(Manifold, fillsSmallHolesAndLeavesLargeOnesAndEnds) {
     }
 }
 
+// Slivers at the rim of a hole, folded back a little, look away from all else.
+TEST(Manifold, fillsAFlatHoleWithSliversAtItsRim) {
+    TriangleMesh sheet = flat(zef_test::gridSheet(40, 40));
+    std::vector<std::uint32_t> vLeft;
+    for (std::uint32_t quad = 0; quad < 39 * 39; ++quad) {
+        const std::uint32_t x = quad % 39, y = quad / 39;
+        if (x / 2 == 10 && y / 2 == 10) continue;
+        vLeft.insert(vLeft.end(), sheet.indices.begin() + 6 * quad, sheet.indices.begin() + 6 * quad + 6);
+    }
+    sheet.indices = vLeft;
+    ASSERT_EQ(checkTriangles(sheet).numBorderLoops, 2u);
+    const auto at = [](std::uint32_t x, std::uint32_t y) { return 40 * y + x; };
+    for (std::uint32_t x = 20; x < 22; ++x) {
+        for (const std::uint32_t y : {20u, 22u}) {
+            const std::uint32_t a = y == 20 ? at(x + 1, y) : at(x, y), b = y == 20 ? at(x, y) : at(x + 1, y);
+            const Point3 middle = sheet.vertices[a] + (sheet.vertices[b] - sheet.vertices[a]) * 0.5;
+            const auto added = static_cast<std::uint32_t>(sheet.vertices.size());
+            sheet.vertices.emplace_back(middle.px, middle.py + (y == 20 ? -0.01 : 0.01), middle.pz);
+            sheet.indices.insert(sheet.indices.end(), {a, b, added});
+        }
+    }
+    repair(sheet);
+    EXPECT_EQ(checkTriangles(sheet).numBorderLoops, 1u);
+}
+
 // A second wall a little above a part of a sphere, and triangles torn out of both:
 // the surface goes on in one or in the other, here and there, and may even lose its sides.
 TEST(Manifold, closesTornBlisters) {

@@ -118,12 +118,15 @@ private:
         return std::adjacent_find(vAlong.begin(), vAlong.end(), samePatch) == vAlong.end();
     }
 
-    // The end of a pipe would be closed by a lid, at a right angle to it.
+    // The end of a pipe would be closed by a lid, at a right angle to it. By the areas of what is around: slivers may
+    // look anywhere.
     double bendOf(const ShortLoops& loops, const std::vector<std::uint32_t>& vNew, std::size_t firstNew) const {
-        double sum = 0.0;
+        double sum = 0.0, area = 0.0;
         const std::size_t n = loops.vLoop.size();
         for (std::size_t i = 0; i < n; ++i) {
             const std::uint32_t side = vBorderSide[loops.vLoopEdges[i]];
+            const double weight = areaAt(side);
+            area += weight;
             const std::uint32_t a = loops.vLoop[i], b = loops.vLoop[(i + 1) % n];
             for (std::size_t t = firstNew; t < vNew.size(); t += 3) {
                 const auto corner = vNew.begin() + static_cast<std::ptrdiff_t>(t);
@@ -131,15 +134,19 @@ private:
                     continue;
                 // The new triangles run along the loop; the old one there should run against it.
                 const double angle = getAngleDeg(normalOf(corner[0], corner[1], corner[2]), normalAt(side));
-                sum += mesh.indices[side] == a ? 180.0 - angle : angle;
+                sum += weight * (mesh.indices[side] == a ? 180.0 - angle : angle);
                 break;
             }
         }
-        return sum / static_cast<double>(n);
+        return area > 0.0 ? sum / area : 0.0;
     }
     Vector3 normalOf(std::uint32_t a, std::uint32_t b, std::uint32_t c) const {
         bool bOK = false;
         return triNormal(&mesh.vertices[a], &mesh.vertices[b], &mesh.vertices[c], bOK);
+    }
+    double areaAt(std::uint32_t side) const {
+        const std::uint32_t* corners = mesh.indices.data() + side / 3 * 3;
+        return getTriangleArea(mesh.vertices[corners[0]], mesh.vertices[corners[1]], mesh.vertices[corners[2]]);
     }
     Vector3 normalAt(std::uint32_t side) const {
         const std::uint32_t* corners = mesh.indices.data() + side / 3 * 3;
