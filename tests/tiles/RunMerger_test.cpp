@@ -45,6 +45,7 @@ TEST(RunMerger, goesThroughAllRunsInOrder) {
         merger.add(vRun);
         EXPECT_EQ(merger.firstOf(run), num);
         num += size;
+        EXPECT_EQ(merger.endOf(run), num);
     }
     std::sort(vWanted.begin(), vWanted.end());
     EXPECT_EQ(merger.size(), num);

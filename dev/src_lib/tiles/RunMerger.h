@@ -30,8 +30,9 @@ public:
         numRecords += vRun.size();
     }
     uint64 size() const { return numRecords; }
-    // The records of a run begin at this place among those of all.
+    // Where the records of a run lie among those of all.
     uint64 firstOf(std::uint32_t run) const { return vRuns[run].next; }
+    uint64 endOf(std::uint32_t run) const { return vRuns[run].end; }
 
     // fn(record, run)
     template <class Fn>

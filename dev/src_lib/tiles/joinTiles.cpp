@@ -91,25 +91,27 @@ class NumberStore {
 public:
     NumberStore(const std::filesystem::path& folder, const RunMerger<KeyedVertex>& merger, std::uint32_t numRuns)
         : numbers(folder), vStarted(numRuns) {
-        for (std::uint32_t run = 0; run < numRuns; ++run) vNext.push_back(merger.firstOf(run));
+        for (std::uint32_t run = 0; run < numRuns; ++run) {
+            vNext.push_back(merger.firstOf(run));
+            vEnds.push_back(merger.endOf(run));
+        }
     }
 
     void add(std::uint32_t run, std::uint32_t number) {
         vStarted[run].push_back(number);
-        if (vStarted[run].size() == batch) flush(run);
+        if (vStarted[run].size() == batch || vNext[run] + vStarted[run].size() == vEnds[run]) flush(run);
     }
     // When all are added.
-    std::vector<std::uint32_t> numbersOf(std::uint32_t run, uint64 first, uint64 num) {
-        flush(run);
+    std::vector<std::uint32_t> numbersOf(std::uint32_t run, uint64 num) const {
         std::vector<std::uint32_t> vNumbers(num);
-        numbers.read(first, vNumbers);
+        numbers.read(vEnds[run] - num, vNumbers);
         return vNumbers;
     }
 
 private:
     static constexpr std::size_t batch = 4096;
     DiskArray<std::uint32_t> numbers;
-    std::vector<uint64> vNext;  // by run
+    std::vector<uint64> vNext, vEnds;  // by run
     std::vector<std::vector<std::uint32_t>> vStarted;
 
     void flush(std::uint32_t run) {
@@ -174,17 +176,15 @@ private:
         vertices.add(vRun);
     }
 
-    void collectTriangles(NumberStore& numbers) {
-        const std::vector<std::uint32_t> vSorted =
-            numbers.numbersOf(numTiles, vertices.firstOf(numTiles), vSeamOrder.size());
+    void collectTriangles(const NumberStore& numbers) {
+        const std::vector<std::uint32_t> vSorted = numbers.numbersOf(numTiles, vSeamOrder.size());
         std::vector<std::uint32_t> vOfSeams(vSorted.size());
         for (std::size_t k = 0; k < vSorted.size(); ++k) vOfSeams[vSeamOrder[k]] = vSorted[k];
         const auto numSeam = static_cast<std::uint32_t>(vOfSeams.size());
         std::vector<Corners> vRun;
         for (std::uint32_t tile = 0; tile < numTiles; ++tile) {
             const TileMesh mesh = readTileMesh(job, digest, tile);
-            const std::vector<std::uint32_t> vInner =
-                numbers.numbersOf(tile, vertices.firstOf(tile), mesh.vInnerKeys.size());
+            const std::vector<std::uint32_t> vInner = numbers.numbersOf(tile, mesh.vInnerKeys.size());
             vRun.clear();
             forEachOfCore(seams, tile, mesh, numSeam, [&](const Corners& corners) {
                 Corners numbered;
