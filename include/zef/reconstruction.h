@@ -72,6 +72,13 @@ struct Grid {
     Point3 blockLow;
     double blockGridSide = 0.0;
     int blockLevel = 0;
+    // What fitting takes for the scatter of points where too few of them tell it, in measured spacings, or else in
+    // spacings; see Reconstruction::noise. -1: none is known.
+    double noise = -1.0;
+    // The coordinate that takes few values, as the depth of a depth camera does: 0, 1 or 2 for x, y or z, and the
+    // values, ascending; -1 if none does.
+    int stepAxis = -1;
+    std::vector<double> stepValues;
 };
 
 struct ReconstructOptions {

@@ -140,6 +140,9 @@ py::object told(const zef::Grid& grid) {
         .add("blockLow", grid.blockLow)
         .add("blockGridSide", grid.blockGridSide)
         .add("blockLevel", grid.blockLevel)
+        .add("noise", grid.noise)
+        .add("stepAxis", grid.stepAxis)
+        .add("stepValues", grid.stepValues)
         .dict;
 }
 

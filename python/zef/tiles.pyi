@@ -16,6 +16,9 @@ class Grid:
     block_low: _Vector
     block_grid_side: float
     block_level: int
+    noise: float
+    step_axis: int
+    step_values: npt.NDArray[np.float64]
 
 class TilePlan:
     inputs: Tuple[str, ...]

@@ -48,7 +48,7 @@ TEST(Discs, fillTheCellsOfTheirPlaneUpToTheirReach) {
         };
         std::vector<uint64> vFound;
         for (const auto& [ccd, p, number] : drawDiscs(
-                 1, [&](std::size_t) { return disc; }, calc)) {
+                 {0}, [&](std::size_t) { return disc; }, calc)) {
             vFound.push_back(ccd);
             EXPECT_EQ(number, 0u);
             EXPECT_NEAR((p - disc.centre) * normal, 0.0, 1e-9);
@@ -61,7 +61,7 @@ TEST(Discs, fillTheCellsOfTheirPlaneUpToTheirReach) {
                     14.0);
         // Places where two discs overlap lie on both and are told of the nearer one.
         const std::vector<DrawnCell> vBoth = drawDiscs(
-            2, [&](std::size_t i) { return i == 0 ? disc : shifted; }, calc);
+            {0, 0}, [&](std::size_t i) { return i == 0 ? disc : shifted; }, calc);
         EXPECT_GT(vBoth.size(), vFound.size());
         for (const auto& [ccd, p, number] : vBoth) {
             EXPECT_NEAR((p - disc.centre) * normal, 0.0, 1e-9);
@@ -71,7 +71,7 @@ TEST(Discs, fillTheCellsOfTheirPlaneUpToTheirReach) {
         }
         disc.addCut({disc.up, -1.0});
         for (const DrawnCell& drawn : drawDiscs(
-                 1, [&](std::size_t) { return disc; }, calc))
+                 {0}, [&](std::size_t) { return disc; }, calc))
             EXPECT_GE((drawn.place - disc.centre) * disc.up, -1.0);
         disc.numCuts = 0;
         // On the way to a far neighbour a disc is no wider than its points are apart.

@@ -143,7 +143,7 @@ TEST(BandMesh, fansArePartedWhereNeighboursAreTurned) {
     BandMesh band = settled(plain, plain, true);
     const std::size_t numVertices = band.mesh.vertices.size();
     EXPECT_EQ(check(band.mesh).numOrientationConflicts, last - first);
-    EXPECT_EQ(partFans(band.mesh, band.vBeyond), last - first);
+    EXPECT_EQ(partFans(band.mesh, band.vKeys, band.vBeyond), last - first);
     const MeshReport report = check(band.mesh);
     EXPECT_TRUE(report.manifold && report.oriented);
     EXPECT_EQ(report.numComponents, 2u);

@@ -48,6 +48,7 @@ TEST(TilePlan, eachFieldCountsForTheDigest) {
     EXPECT_TRUE(changes([](TilePlan& p) { p.options.reading.scan.reset(); }));
     EXPECT_TRUE(changes([](TilePlan& p) { p.options.reading.keepClasses.clear(); }));
     EXPECT_TRUE(changes([](TilePlan& p) { p.grid.blockLevel = 6; }));
+    EXPECT_TRUE(changes([](TilePlan& p) { p.grid.stepValues.pop_back(); }));
     EXPECT_TRUE(changes([](TilePlan& p) { p.boxes[0].high[0] = p.boxes[1].low[0] = 4; }));
     EXPECT_TRUE(changes([](TilePlan& p) { p.numStrays = 2; }));
     EXPECT_TRUE(changes([](TilePlan& p) { p.high.pz = 0.25; }));

@@ -65,6 +65,9 @@ void expectSame(const Grid& a, const Grid& b) {
     EXPECT_EQ(a.blockLow, b.blockLow);
     EXPECT_EQ(a.blockGridSide, b.blockGridSide);
     EXPECT_EQ(a.blockLevel, b.blockLevel);
+    EXPECT_EQ(a.noise, b.noise);
+    EXPECT_EQ(a.stepAxis, b.stepAxis);
+    EXPECT_EQ(a.stepValues, b.stepValues);
 }
 
 template <class Fn>

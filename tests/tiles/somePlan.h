@@ -39,8 +39,19 @@ inline QUOR_ZEF::TilePlan somePlan() {
     plan.options.memory = ~std::uint64_t{0};
     plan.options.halo = 33;
     plan.options.cuts = {2, 1, 1};
-    plan.grid = {
-        Point3(433000.1, 4.9e6 + 1.0 / 3.0, -12.7), 0.013, 3, 0.01, true, 4, true, Point3(1.1, 2.2, 3.3), 17.3, 5};
+    plan.grid = {Point3(433000.1, 4.9e6 + 1.0 / 3.0, -12.7),
+                 0.013,
+                 3,
+                 0.01,
+                 true,
+                 4,
+                 true,
+                 Point3(1.1, 2.2, 3.3),
+                 17.3,
+                 5,
+                 0.37,
+                 2,
+                 {-0.1, 1.0 / 3.0}};
     plan.boxes = {{{0, 0, 0}, {5, 8, 8}}, {{5, 0, 0}, {8, 8, 8}}};
     plan.numPoints = {1'000'000'000'001, 0};
     plan.low = Point3(433000.2, 4.9e6 + 2.0 / 3.0, -1.5);

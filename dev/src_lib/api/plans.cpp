@@ -44,7 +44,8 @@ ProgressPlan stagesOf(const ReconstructOptions& options, std::size_t numPoints) 
     leaveOutUnless(options.mend && options.refit, {"RF_fit"});
     leaveOutUnless(options.closed, {"CL_close"});
     leaveOutUnless(options.mend && options.untangle, {"UT_find", "UT_part"});
-    leaveOutUnless(options.measureCoverage, {"CK_fit", "CK_noise"});
+    leaveOutUnless(options.measureCoverage, {"CK_fit"});
+    leaveOutUnless(isNoiseMeasured(options), {"CK_noise"});
     ScanSize size = ScanSize::guess(static_cast<double>(numPoints), options.spacing > 0.0 ? 1.3 : options.factor);
     size.bUneven = options.density == Density::UNEVEN;
     size.numThreads = getNumThreads();
@@ -56,6 +57,10 @@ ProgressPlan stagesOf(const ReconstructOptions& options, std::size_t numPoints) 
 }
 
 }  // namespace
+
+bool isNoiseMeasured(const ReconstructOptions& options) {
+    return options.measureCoverage || (options.mend && options.refit && !options.grid);
+}
 
 void planReconstruction(const ReconstructOptions& options, std::size_t numPoints) {
     if (!getRun()) {
@@ -80,8 +85,10 @@ void planReconstruction(const ReconstructOptions& options, std::size_t numPoints
 }
 
 void planGrid(const ReconstructOptions& options, std::size_t numPoints) {
-    constexpr std::array<std::string_view, 4> first = {"CL_out", "CL_eres", "CL_dens", "SM_run"};
-    ProgressPlan plan = stagesOf(options, numPoints);
+    constexpr std::array<std::string_view, 5> first = {"CL_out", "CL_eres", "CL_dens", "SM_run", "CK_noise"};
+    ReconstructOptions measuring = options;
+    measuring.measureCoverage = true;
+    ProgressPlan plan = stagesOf(measuring, numPoints);
     std::erase_if(plan, [&](const auto& stage) { return std::ranges::find(first, stage.first) == first.end(); });
     planProgress("measuring", plan);
 }

@@ -14,6 +14,7 @@ namespace QUOR_ZEF {
 
 // Set the calling thread's root. The older entries have no say in what is planned.
 void planReconstruction(const ReconstructOptions& options, std::size_t numPoints);
+bool isNoiseMeasured(const ReconstructOptions& options);  // as that plan tells
 void planGrid(const ReconstructOptions& options, std::size_t numPoints);
 void planMeasuring(bool bDensity);  // or the spacing alone
 void planSpacing();

@@ -19,7 +19,6 @@
 #include "closing/bodies.h"
 #include "closing/closeLoops.h"
 #include "closing/thickenSheets.h"
-#include "density/noise.h"
 #include "density/surroundings.h"
 #include "flat/arrays.h"
 #include "frame/License.h"
@@ -27,6 +26,7 @@
 #include "grid/Calc.h"
 #include "io/precision.h"
 #include "parallel/sortMT.h"
+#include "refit/CoordinateSteps.h"
 #include "refit/refitMesh.h"
 #include "sides/turnPieces.h"
 #include "smooth/colors.h"
@@ -46,12 +46,6 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
     std::shared_ptr<Mesh> pMesh = run(vPoints, job, nullptr);
     finishProgress();
     return pMesh;
-}
-
-// The standard deviation in spacings.
-double noiseOf(const PointSource& points, double spacing) {
-    const double deviation = NoiseMap(points, spacing).getMedian().deviation;
-    return deviation < 0.0 ? -1.0 : deviation / spacing;
 }
 
 // Once; what parts triangles that intersect may open the mesh anew.
@@ -102,10 +96,10 @@ void closeResult(Reconstruction& result, const ReconstructOptions& options) {
     tellOfLeftOut(result.closing);
 }
 
-void measureFit(const PointSource& counted, Reconstruction& result) {
+void measureFit(const PointSource& counted, double noise, Reconstruction& result) {
     const double covered = measureCoverage(counted, result.mesh, result.spacing);
     result.coverage = covered * static_cast<double>(counted.size()) / static_cast<double>(result.numPoints);
-    result.noise = noiseOf(counted, result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing);
+    result.noise = noise;
 }
 
 // Where sheets were joined since they are too close for the grid, once more with these moved apart.
@@ -138,15 +132,27 @@ Reconstruction reconstructSource(const PointSource& points, PointNormals normals
         Findings findings = makeMesh(points, normals, options, choicesOf(options));
         keepThinWalls(normals, options, findings);
         Reconstruction result = std::move(findings.result);
-        if (isRefitWanted(options)) refitToPoints(findings.counted, options, result);
+        const bool bNoise = isNoiseMeasured(options);
+        const double noise = bNoise ? measureNoise(findings.counted, spacingOfPoints(result)) : -1.0;
+        if (isRefitWanted(options))
+            refitToPoints(findings.counted, options, options.grid ? options.grid->noise : noise, result);
         if (options.closed)
             closeResult(result, options);
         else if (options.untangle && options.mend)
             result.untangled = untangleForFiles(result.mesh, result.spacing);
-        if (options.measureCoverage) measureFit(findings.counted, result);
+        if (options.measureCoverage) measureFit(findings.counted, noise, result);
         finishProgress();
         return result;
     });
+}
+
+// What fitting goes by.
+void addFitting(const PointSource& points, Grid& grid) {
+    const double spacing = grid.measuredSpacing > 0.0 ? grid.measuredSpacing : grid.spacing;
+    const CoordinateSteps steps(points, spacing);
+    grid.noise = measureNoise(points, spacing);
+    grid.stepAxis = steps.getAxis();
+    grid.stepValues = steps.getValues();
 }
 
 Grid measureGridOf(const PointSource& points, const ReconstructOptions& givenOptions, const Context& context) {
@@ -157,11 +163,14 @@ Grid measureGridOf(const PointSource& points, const ReconstructOptions& givenOpt
         planGrid(options, points.size());
         Cloud cloud("points", options.spacing, options.factor, false, options.growSteps);
         cloud.choices = choicesOf(options);
+        cloud.choices.bKeepInput = true;
         cloud.setPoints(points);
         if (cloud.numPoints == 0) throw NoSurfaceError(noPoints);
         cloud.findGrid(options.smooth);
+        Grid grid = cloud.foundGrid;
+        addFitting(cloud.counted, grid);
         finishProgress();
-        return cloud.foundGrid;
+        return grid;
     });
 }
 
@@ -219,7 +228,7 @@ void lookAround(Cloud& cloud, PointStatistics& found) {
     found.numCells = countDifferent(cloud.getCCDs(*cloud.getCalc()));
     found.unsupportedShare = cloud.foundDensity.unsupportedShare;
     found.localSpacing = measureLocalSpacings(PointGrid(cloud.input, *cloud.getCalc()), maxSampled);
-    found.noise = noiseOf(cloud.input, found.spacing);
+    found.noise = measureNoise(cloud.input, found.spacing);
     found.needsDoubles = needsDoubles(found.low, found.high, found.spacing);
 }
 

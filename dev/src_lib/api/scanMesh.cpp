@@ -1,5 +1,6 @@
 #include "api/scanMesh.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -8,6 +9,7 @@
 #include "api/Hal.h"
 #include "api/calls.h"
 #include "cloud/CloudMgr.h"
+#include "density/noise.h"
 #include "handles/cutHandles.h"
 #include "mend/Manifold.h"
 #include "outliers/lonelyPieces.h"
@@ -37,6 +39,12 @@ void checkGrid(const Grid& grid) {
     checkOption("grid: levels", grid.levels, 0.0, maxLevels);
     checkOption("grid: blockGridSide", grid.blockGridSide, 0.0, unlimited);
     checkOption("grid: blockLevel", grid.blockLevel, 0.0, MAXLEVELS);
+    checkOption("grid: noise", grid.noise, -1.0, unlimited);
+    checkOption("grid: stepAxis", grid.stepAxis, -1.0, 2.0);
+    const std::vector<double>& vSteps = grid.stepValues;
+    const bool bSteps = vSteps.size() >= (grid.stepAxis < 0 ? 0 : 3) && std::ranges::is_sorted(vSteps) &&
+                        std::ranges::all_of(vSteps, [](double value) { return std::isfinite(value); });
+    if (!bSteps) throw ArgumentError("grid: stepValues must ascend and be finite, three of them or more");
     if (!isFinite(grid.low) || !isFinite(grid.blockLow))
         throw ArgumentError("grid: a corner has a coordinate that is not finite");
 }
@@ -159,12 +167,23 @@ Findings makeMesh(const PointSource& points, const PointNormals& normals, const 
     return findings;
 }
 
-void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result) {
+void refitToPoints(const PointSource& points, const ReconstructOptions& options, double noise, Reconstruction& result) {
     // In cells: the mean of meshes of random points, by which fitting was tuned. The mean of the mesh itself would
     // differ from tile to tile.
     constexpr double edge = 1.18;
-    const double spacing = result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing;
-    result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius}, edge * result.spacing);
+    const double spacing = spacingOfPoints(result);
+    RefitScale scale{edge * result.spacing, PointScale{noise * spacing, spacing}, {}};
+    if (options.grid) scale.steps = CoordinateSteps(options.grid->stepAxis, options.grid->stepValues, spacing);
+    result.refit = refitMesh(result.mesh, points, {spacing, options.refitRadius}, scale);
+}
+
+double spacingOfPoints(const Reconstruction& result) {
+    return result.measuredSpacing > 0.0 ? result.measuredSpacing : result.spacing;
+}
+
+double measureNoise(const PointSource& points, double spacing) {
+    const double deviation = NoiseMap(points, spacing).getMedian().deviation;
+    return deviation < 0.0 ? -1.0 : deviation / spacing;
 }
 
 }  // namespace QUOR_ZEF

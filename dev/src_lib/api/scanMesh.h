@@ -52,7 +52,14 @@ bool areThinWallsKept(const ReconstructOptions& options);
 Findings makeMesh(const PointSource& points, const PointNormals& normals, const ReconstructOptions& options,
                   const ScanChoices& choices);
 
+// As measured, else as given.
+double spacingOfPoints(const Reconstruction& result);
+
+// Of the points, the standard deviation from their surface, in spacings; -1 where too few tell it.
+double measureNoise(const PointSource& points, double spacing);
+
 // A given spacing is that of the vertices, which the points need not have.
-void refitToPoints(const PointSource& points, const ReconstructOptions& options, Reconstruction& result);
+// noise: as measureNoise() tells it.
+void refitToPoints(const PointSource& points, const ReconstructOptions& options, double noise, Reconstruction& result);
 
 }  // namespace QUOR_ZEF

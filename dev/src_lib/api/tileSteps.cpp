@@ -47,7 +47,7 @@ TileMesh makeTile(const TilePlan& plan, std::uint32_t tile, const std::vector<Po
     Findings findings = makeMesh(vPoints, {}, options, choicesOf(options));
     TriangleMesh& mesh = findings.result.mesh;
     std::vector<SeamKey> vKeys = keysOf(mesh, calc, owners);
-    if (isRefitWanted(options)) refitToPoints(findings.counted, options, findings.result);
+    if (isRefitWanted(options)) refitToPoints(findings.counted, options, plan.grid.noise, findings.result);
     if (!needsDoubles(plan.low, plan.high, plan.grid.spacing)) roundToFloats(mesh);
     if (options.untangle && options.mend) {
         std::vector<Point3> vPlaces = mesh.vertices;

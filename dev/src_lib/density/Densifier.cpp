@@ -344,8 +344,11 @@ std::vector<Point3> Densifier::run(int numLevels) {
     }
     dropDisagreeing();
     const std::vector<std::uint32_t> vDiscs = listDiscs(numLevels);
+    std::vector<uint64> vCells;
+    vCells.reserve(vDiscs.size());
+    for (const std::uint32_t s : vDiscs) vCells.push_back(grid.getCell(vSparse[s].point));
     std::vector<DrawnCell> vAdded = drawDiscs(
-        vDiscs.size(), [&](std::size_t i) { return makeDisc(vDiscs[i]); }, grid.getCalc());
+        vCells, [&](std::size_t i) { return makeDisc(vDiscs[i]); }, grid.getCalc());
     std::vector<std::uint32_t>().swap(vNeighbours);
     std::erase_if(vAdded, [&](const DrawnCell& drawn) { return holdsDense(drawn.ccd); });
     std::vector<Point3> vAll = std::move(vPlaces);

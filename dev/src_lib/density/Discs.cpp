@@ -33,17 +33,27 @@ struct SpotSum {
 };
 using Spot = std::pair<uint64, SpotSum>;  // first: the cell as CCD
 
-// One spot for each cell, ascending; those of a cell are summed in their order.
-void mergeByCell(std::vector<Spot>& vSpots) {
-    sortStableByFirstMT(vSpots.begin(), vSpots.end());
-    std::size_t num = 0;
-    for (std::size_t i = 0; i < vSpots.size(); ++i) {
-        if (num > 0 && vSpots[num - 1].first == vSpots[i].first)
+// From a position on, one spot for each cell, ascending; those of a cell are summed in their order.
+void mergeByCell(std::vector<Spot>& vSpots, std::size_t first = 0) {
+    sortStableByFirstMT(vSpots.begin() + static_cast<std::ptrdiff_t>(first), vSpots.end());
+    std::size_t num = first;
+    for (std::size_t i = first; i < vSpots.size(); ++i) {
+        if (num > first && vSpots[num - 1].first == vSpots[i].first)
             vSpots[num - 1].second.add(vSpots[i].second);
         else
             vSpots[num++] = vSpots[i];
     }
     vSpots.resize(num);
+}
+
+// Where blocks begin, and the end.
+std::vector<std::size_t> boundsOfBlocks(const std::vector<uint64>& vCells) {
+    constexpr int blockLevel = 5;  // 32 cells a side
+    std::vector<std::size_t> vBounds;
+    for (std::size_t i = 0; i < vCells.size(); ++i)
+        if (i == 0 || vCells[i] >> 3 * blockLevel != vCells[i - 1] >> 3 * blockLevel) vBounds.push_back(i);
+    vBounds.push_back(vCells.size());
+    return vBounds;
 }
 
 // Draws a disc as one spot for each column of cells along the axis that its normal
@@ -113,33 +123,34 @@ double Disc::getShare(const Vector3& away) const {
     return bAside ? outside : away.length() / reach.length;
 }
 
-std::vector<DrawnCell> drawDiscs(std::size_t numDiscs, const std::function<Disc(std::size_t)>& getDisc,
+std::vector<DrawnCell> drawDiscs(const std::vector<uint64>& vCells, const std::function<Disc(std::size_t)>& getDisc,
                                  const Calc& calc) {
-    // Batches of one size, so that no sum depends on the number of threads.
-    constexpr std::size_t batch = 4096;
-    const std::size_t numBatches = (numDiscs + batch - 1) / batch;
-    std::vector<std::vector<Spot>> vBatches(numBatches);
-    parallelChunks(numBatches, 1, [&](std::size_t begin, std::size_t end) {
-        const DiscDrawer drawer(calc);
-        for (std::size_t b = begin; b < end; ++b) {
-            const std::size_t last = std::min((b + 1) * batch, numDiscs);
-            for (std::size_t i = b * batch; i < last; ++i)
-                drawer.draw(getDisc(i), static_cast<std::uint32_t>(i), vBatches[b]);
-            mergeByCell(vBatches[b]);
-            vBatches[b].shrink_to_fit();
-        }
-    });
+    constexpr std::size_t fewBlocks = 16;
+    const std::vector<std::size_t> vBounds = boundsOfBlocks(vCells);
+    auto vParts =
+        parallelChunkResults<std::vector<Spot>>(vBounds.size() - 1, fewBlocks, [&](std::size_t begin, std::size_t end) {
+            const DiscDrawer drawer(calc);
+            std::vector<Spot> vDrawn;
+            for (std::size_t block = begin; block < end; ++block) {
+                const std::size_t first = vDrawn.size();
+                for (std::size_t i = vBounds[block]; i < vBounds[block + 1]; ++i)
+                    drawer.draw(getDisc(i), static_cast<std::uint32_t>(i), vDrawn);
+                mergeByCell(vDrawn, first);
+            }
+            vDrawn.shrink_to_fit();
+            return vDrawn;
+        });
     std::vector<Spot> vSpots;
-    for (std::vector<Spot>& vBatch : vBatches) {
-        vSpots.insert(vSpots.end(), vBatch.begin(), vBatch.end());
-        std::vector<Spot>().swap(vBatch);
+    for (std::vector<Spot>& vPart : vParts) {
+        vSpots.insert(vSpots.end(), vPart.begin(), vPart.end());
+        std::vector<Spot>().swap(vPart);
     }
     mergeByCell(vSpots);
-    std::vector<DrawnCell> vCells;
-    vCells.reserve(vSpots.size());
+    std::vector<DrawnCell> vDrawn;
+    vDrawn.reserve(vSpots.size());
     for (const auto& [ccd, sum] : vSpots)
-        vCells.push_back({ccd, {sum.x / sum.weight, sum.y / sum.weight, sum.z / sum.weight}, sum.disc});
-    return vCells;
+        vDrawn.push_back({ccd, {sum.x / sum.weight, sum.y / sum.weight, sum.z / sum.weight}, sum.disc});
+    return vDrawn;
 }
 
 }  // namespace QUOR_ZEF

@@ -64,9 +64,10 @@ struct DrawnCell {
 
 // The cells that the discs pass, each with the place where they do: their mean, where the
 // nearer a disc's centre the more it counts. Ascending by the cells' CCDs. getDisc makes a
-// disc by its number, once, on any thread. Depends on the discs and their order alone.
+// disc by its number, once, on any thread. vCells: a cell of each disc, as CCD. Those that follow each other in one
+// block of cells are added up before others, so that the same discs around give the same sums, whatever lies elsewhere.
 // O(n log n) in the area of the discs in cells, some 70 bytes each, on all threads.
-std::vector<DrawnCell> drawDiscs(std::size_t numDiscs, const std::function<Disc(std::size_t)>& getDisc,
+std::vector<DrawnCell> drawDiscs(const std::vector<uint64>& vCells, const std::function<Disc(std::size_t)>& getDisc,
                                  const Calc& calc);
 
 }  // namespace QUOR_ZEF

@@ -4,6 +4,7 @@
 #include <queue>
 
 #include "field/Component.h"
+#include "frame/Run.h"
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 
@@ -210,19 +211,21 @@ void Component::MajoritySweeps::getList(std::vector<Facet*>& vList) const {
 void Component::cc_colorize_27(std::vector<Facet*>& vList, int lowerIndex, int upperIndex, int minCount,
                                bool bResolve) {
     if (cube.vRowOfFacet.empty()) gatherCubeNeighbours(vList, lowerIndex, upperIndex);
+    // The older entries end sweeping by how much is left in all; else what lies elsewhere has no say.
+    const bool bByNumbers = getRun() == nullptr;
     for (;;) {
         MajoritySweeps sweeps(*this, {lowerIndex, upperIndex}, minCount, bResolve);
         int n = sweeps.first(vList);
         auto r = static_cast<int64>(sweeps.numKept());
-        while (n != 0 && (minCount < 5 || r < 100001 || r / n < 20001)) {
-            n = sweeps.next(r < 2000 || r / n >= 1001);
+        while (n != 0 && (!bByNumbers || minCount < 5 || r < 100001 || r / n < 20001)) {
+            n = sweeps.next(!bByNumbers || r < 2000 || r / n >= 1001);
             r = static_cast<int64>(sweeps.numKept());
         }
         // Sweeping a long list for few facets costs more than a front along their edges.
         sweeps.getList(vList);
         const int m = cc_colorize_w(vList, lowerIndex, upperIndex, fullWeight);
         if (m == 0) return;
-        if (minCount > 5 && r > 100000 && r / m > 50000) return;
+        if (bByNumbers && minCount > 5 && r > 100000 && r / m > 50000) return;
     }
 }
 

@@ -166,7 +166,7 @@ void Filler::growComponents(CodePoints& vOut) {
     std::vector<CodePoints> vFound(vComponents.size());
     runLargestFirst(vSizes, [&](std::size_t i, int worker) {
         vComponents[i]->run(vFound[i], [&](uint64 num) { stage.tickByTime(worker == callingThread, num); });
-        if (adapt && vRawComponents.size() > 1) adapt(*vComponents[i], vFound[i]);
+        if (adapt) adapt(*vComponents[i], vFound[i]);
         vComponents[i].reset();
     });
     stage.finish();

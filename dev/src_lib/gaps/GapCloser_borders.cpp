@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
-#include <optional>
 
 #include "field/Component.h"
 #include "frame/Run.h"
@@ -188,6 +187,35 @@ std::vector<const Point3*> samplesOf(const std::vector<RCDPoint>& vCloud, const 
     return v;
 }
 
+// Tells where cells of others than a Component lie, by blocks that growth cannot cross.
+class OtherComponents {
+public:
+    explicit OtherComponents(const Filler& filler) {
+        for (const auto& pComponent : filler.vComponents) {
+            const auto id = static_cast<std::uint32_t>(pComponent->id);
+            for (const uint64 rcd : pComponent->vCellRCD)
+                if (owners.insert(rcd & ~inBlock, id) != id) shared.insert(rcd & ~inBlock, id);
+        }
+    }
+
+    // Any number of threads may ask.
+    bool areNear(uint64 rcd, int id) const {
+        const uint64 first = (rcd & ~inBlock) - side * (stepX_RCD + stepY_RCD + stepZ_RCD);
+        for (uint64 i = 0; i < 27; ++i) {
+            const uint64 block = first + side * (i / 9 * stepX_RCD + i / 3 % 3 * stepY_RCD + i % 3 * stepZ_RCD);
+            const std::uint32_t owner = owners.find(block);
+            if (owner == CodeMap::npos) continue;
+            if (owner != static_cast<std::uint32_t>(id) || shared.find(block) != CodeMap::npos) return true;
+        }
+        return false;
+    }
+
+private:
+    static constexpr uint64 side = 64;  // cells
+    static constexpr uint64 inBlock = (side - 1) * (stepX_RCD + stepY_RCD + stepZ_RCD);
+    CodeMap owners, shared;  // by the code of the lowest cell
+};
+
 // The mean of the samples in the 26 cells around a cell, moved into it. vSamples: of the cells.
 Point3 meanAround(uint64 rcd, const CellBlocks_RCD& cells, const std::vector<const Point3*>& vSamples,
                   const Calc& calc) {
@@ -279,18 +307,24 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
     filler.bKeepStackedApart = true;
     filler.bStepsWithinSize = true;
     filler.joinPieces();
-    std::optional<Bridges> bridges;
-    if (filler.vRawComponents.size() > 1) bridges.emplace(filler);
+    const Bridges bridges(filler);
+    OtherComponents others(filler);
     std::vector<std::vector<uint64>> vBridgesOf(filler.vComponents.size());
+    // Where others are near, what would fill gaps of one must hold by itself: else it may hang on to theirs.
     filler.adapt = [&](const Component& component, std::vector<RCDPoint>& vZero) {
         std::vector<uint64>& vOwnBridges = vBridgesOf[static_cast<std::size_t>(component.id)];
-        vOwnBridges = bridges->find(component, codesOf(vZero));
-        if (filler.vComponents.size() < 2) return;
+        vOwnBridges = bridges.find(component, codesOf(vZero));
+        std::vector<RCDPoint> vFar = vZero;
+        std::erase_if(vFar, [&](const RCDPoint& pair) { return others.areNear(pair.first, component.id); });
+        if (vFar.size() == vZero.size()) return;
         const std::vector<uint64> vOwnThick = thickAround(component, vThick, thick);
         const std::vector<uint64> vOwn = unionOf(component.vCellRCD, vOwnThick);
         keepListed(vOwn, vZero, false);
         tightenFilling(unionOf(component.vBorderRCD, vOwnThick), pairsOf(vOwn, vCloud), vZero);
         peelFilling(vOwn, vOwnBridges, vZero);
+        std::erase_if(vZero, [&](const RCDPoint& pair) { return !others.areNear(pair.first, component.id); });
+        vZero.insert(vZero.end(), vFar.begin(), vFar.end());
+        sortStableByFirstMT(vZero.begin(), vZero.end());
     };
     beforeGrowth();
     filler.growComponents(vFilled);

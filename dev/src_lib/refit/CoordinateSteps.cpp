@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
+#include "frame/tools.h"
 #include "geometry/byPlace.h"
 
 namespace QUOR_ZEF {
@@ -29,10 +31,15 @@ CoordinateSteps::CoordinateSteps(const PointSource& points, double spacing) : le
         const std::size_t numValues = aValues[i].size();
         if (numValues < fewest || pointsPerValue * numValues > vSampled.size() || timesOfOthers * numValues > numOthers)
             continue;
-        axis = i;
+        axis = static_cast<int>(i);
         vValues = std::move(aValues[i]);
         return;
     }
+}
+
+CoordinateSteps::CoordinateSteps(int axis_, std::vector<double> vValues_, double spacing)
+    : axis(axis_), vValues(std::move(vValues_)), least(spacing) {
+    ASSEX(axis<3 && (axis<0 || vValues.size()>2));
 }
 
 double CoordinateSteps::deviationAt(const Vector3& place, const FaceNormal& normal) const {

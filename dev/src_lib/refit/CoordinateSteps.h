@@ -16,14 +16,18 @@ public:
     // Looks at 20,000 points at the most. spacing: of the points, in their unit; finer steps than that
     // do not count.
     CoordinateSteps(const PointSource& points, double spacing);
+    // As found before: the values ascend, three or more of them.
+    CoordinateSteps(int axis_, std::vector<double> vValues_, double spacing);
 
-    bool isFound() const { return axis < 3; }
+    bool isFound() const { return axis >= 0; }
+    int getAxis() const { return axis; }  // -1: none
+    const std::vector<double>& getValues() const { return vValues; }
     // The standard deviation that they give to points of a surface there, along its normal; 0 if
     // there are no steps. A binary search.
     double deviationAt(const Vector3& place, const FaceNormal& normal) const;
 
 private:
-    std::size_t axis = 3;         // 3: none
+    int axis = -1;
     std::vector<double> vValues;  // that it takes, ascending
     double least = 0.0;           // of steps that count
 };

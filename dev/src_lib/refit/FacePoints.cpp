@@ -34,13 +34,14 @@ public:
             high = {std::max(high.vx, p.vx), std::max(high.vy, p.vy), std::max(high.vz, p.vz)};
         }
         const Vector3 extent = high - low;
-        cell = std::max(
-            {surface.edge, std::max({extent.vx, extent.vy, extent.vz}) / 0x1p20, std::numeric_limits<double>::min()});
+        cell = std::max({surface.edge, largest(extent) / 0x1p20, std::max(largest(high), -smallest(low)) / 0x1p50,
+                         std::numeric_limits<double>::min()});
+        low = {std::floor(low.vx / cell), std::floor(low.vy / cell), std::floor(low.vz / cell)};
     }
 
     double getCell() const { return cell; }
     uint64 codeAt(const Vector3& p) const {
-        return number(p.vx - low.vx) << 42 | number(p.vy - low.vy) << 21 | number(p.vz - low.vz);
+        return number(p.vx, low.vx) << 42 | number(p.vy, low.vy) << 21 | number(p.vz, low.vz);
     }
     // The lowest of three codes, one above the other, around a cell; k from 0 to 8.
     static uint64 stretchAround(uint64 code, std::size_t k) {
@@ -48,12 +49,14 @@ public:
     }
 
 private:
-    Vector3 low;
+    Vector3 low;  // in cells from the origin of the space, so that parts of a mesh have the same ones
     double cell = 0.0;
 
-    uint64 number(double along) const {
+    static double largest(const Vector3& v) { return std::max({v.vx, v.vy, v.vz}); }
+    static double smallest(const Vector3& v) { return std::min({v.vx, v.vy, v.vz}); }
+    uint64 number(double place, double first) const {
         constexpr double margin = 2.0, most = 0x1p21 - 3.0;
-        return static_cast<uint64>(std::clamp(along / cell + margin, 1.0, most));
+        return static_cast<uint64>(std::clamp(std::floor(place / cell) - first + margin, 1.0, most));
     }
 };
 
@@ -66,7 +69,8 @@ struct Place {
 template <class Fn>
 void forEachPlace(const RefitSurface& surface, std::uint32_t face, double cell, const Fn& fn) {
     constexpr double maxParts = 64.0;
-    const Vector3 &a = surface.corner(3 * face), &b = surface.corner(3 * face + 1), &c = surface.corner(3 * face + 2);
+    const auto [low, middle, high] = surface.sortedCorners(face);
+    const Vector3 &a = surface.vPlaces[low], &b = surface.vPlaces[middle], &c = surface.vPlaces[high];
     const double longest = std::sqrt(std::max({(b - a).sqLength(), (c - b).sqLength(), (a - c).sqLength()}));
     const auto num = static_cast<int>(std::clamp(std::floor(longest / cell), 1.0, maxParts));
     if (num < 2) return fn(surface.vCentres[face]);
@@ -177,12 +181,12 @@ std::uint32_t nearestOf(const RefitSurface& surface, std::span<const std::uint32
     double least = std::numeric_limits<double>::infinity();
     std::uint32_t nearest = faces.front();
     for (const std::uint32_t t : faces) {
-        const std::size_t side = 3 * std::size_t{t};
         const double toMiddle = shareOfMiddle * (surface.vCentres[t] - p).sqLength();
         if (toMiddle >= least) continue;
-        const Vector3& a = surface.corner(side);
+        const auto [low, middle, high] = surface.sortedCorners(t);
+        const Vector3& a = surface.vPlaces[low];
         const double square =
-            toMiddle + sqDistanceToTriangle(p - a, surface.corner(side + 1) - a, surface.corner(side + 2) - a);
+            toMiddle + sqDistanceToTriangle(p - a, surface.vPlaces[middle] - a, surface.vPlaces[high] - a);
         if (square >= least) continue;
         least = square;
         nearest = t;

@@ -22,8 +22,12 @@ std::vector<std::uint32_t> sortUnique(std::vector<std::uint32_t> v) {
 
 }  // namespace
 
-FaceNormal normalOf(const Vector3& a, const Vector3& b, const Vector3& c) {
-    const Vector3 normal = cross(b - a, c - a);
+// From the lowest corner.
+FaceNormal RefitSurface::normalOf(std::uint32_t a, std::uint32_t b, std::uint32_t c) const {
+    const std::uint32_t low = std::min({a, b, c});
+    const std::uint32_t next = low == a ? b : low == b ? c : a, last = a ^ b ^ c ^ low ^ next;
+    const Vector3& p = vPlaces[low];
+    const Vector3 normal = cross(vPlaces[next] - p, vPlaces[last] - p);
     const double length = normal.length();
     if (!(length > 0.0)) return {};
     return {static_cast<float>(normal.vx / length), static_cast<float>(normal.vy / length),
@@ -59,9 +63,9 @@ void RefitSurface::findOpposites() {
 }
 
 void RefitSurface::renewNormal(std::size_t face) {
-    const Vector3 &a = corner(3 * face), &b = corner(3 * face + 1), &c = corner(3 * face + 2);
-    vCentres[face] = (a + b + c) * (1.0 / 3.0);
-    vNormals[face] = normalOf(a, b, c);
+    const auto [low, middle, high] = sortedCorners(face);
+    vCentres[face] = (vPlaces[low] + vPlaces[middle] + vPlaces[high]) * (1.0 / 3.0);
+    vNormals[face] = normalOf(vTriples[3 * face], vTriples[3 * face + 1], vTriples[3 * face + 2]);
 }
 
 void RefitSurface::renewNormals() {
@@ -132,8 +136,9 @@ std::uint32_t RefitSurface::fillRing(std::size_t face, std::uint32_t* pRing) con
         const bool bNew = other != none && (i == 0 || across[i] != across[0]) && (i < 2 || across[i] != across[1]);
         if (bNew) pRing[num++] = 2 * across[i] + 1;
     }
-    for (std::size_t side = 3 * face; side < 3 * face + 3; ++side)
-        for (const std::uint32_t t : fans[vTriples[side]])
+    std::sort(pRing, pRing + num);
+    for (const std::uint32_t corner : sortedCorners(face))
+        for (const std::uint32_t t : fans[corner])
             if (t != face && t != across[0] && t != across[1] && t != across[2]) pRing[num++] = 2 * t;
     return num;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -44,7 +46,9 @@ struct FaceRings {
 };
 
 // The triangles of a manifold mesh while its vertices move and edges flip, in plain arrays.
-// Loops here are parallel and the same for any number of threads.
+// Loops here are parallel and the same for any number of threads. Sums run by the numbers of vertices and triangles,
+// not by the sequence of corners, so that a mesh turned inside out gives the same ones: tiles may have pieces that
+// face the other way.
 struct RefitSurface {
     static constexpr std::uint32_t none = std::numeric_limits<std::uint32_t>::max();
     static constexpr std::size_t minChunk = 2048;  // elements of a parallel loop
@@ -64,6 +68,14 @@ struct RefitSurface {
     std::size_t numTriangles() const { return vTriples.size() / 3; }
     std::size_t numVertices() const { return vPlaces.size(); }
     const Vector3& corner(std::size_t side) const { return vPlaces[vTriples[side]]; }
+    // Those of a triangle, ascending.
+    std::array<std::uint32_t, 3> sortedCorners(std::size_t face) const {
+        const std::uint32_t a = vTriples[3 * face], b = vTriples[3 * face + 1], c = vTriples[3 * face + 2];
+        const std::uint32_t low = std::min({a, b, c}), high = std::max({a, b, c});
+        return {low, a ^ b ^ c ^ low ^ high, high};
+    }
+    // Of a triangle with these corners.
+    FaceNormal normalOf(std::uint32_t a, std::uint32_t b, std::uint32_t c) const;
     bool isBorder(std::uint32_t side) const { return vOpposite[side] == none; }
 
     // Follows vTriples, as vOpposite must have done.
@@ -106,7 +118,5 @@ void forEachBelow(std::size_t num, const Fn& fn) {
         for (std::size_t i = begin; i < end; ++i) fn(i);
     });
 }
-
-FaceNormal normalOf(const Vector3& a, const Vector3& b, const Vector3& c);
 
 }  // namespace QUOR_ZEF

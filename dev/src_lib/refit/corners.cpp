@@ -25,14 +25,15 @@ public:
 
     // To where the three largest sides around the vertex meet, if that is near; else 0. bNoisy: by more triangles.
     Vector3 findMove(std::uint32_t vertex, bool bNoisy) {
-        constexpr double farthest = 1.0;    // mean edges
-        constexpr double leastShare = 0.1;  // of the area
-        constexpr double leastSpan = 0.5;   // of three normals; 1 where they are at right angles
+        constexpr double farthest = 1.0;                         // mean edges
+        constexpr double leastShare = 0.1, leastTogether = 0.85;  // of the area
+        constexpr double leastSpan = 0.5;                        // of three normals; 1 where they are at right angles
         gather(vertex);
         if (vSides.size() < 3) return {};
         double area = 0.0;
         for (const Side& side : vSides) area += side.area;
         if (vSides[2].area < leastShare * area || spanOf() < leastSpan) return {};
+        if (vSides[0].area + vSides[1].area + vSides[2].area < leastTogether * area) return {};
         widen(bNoisy ? 2 : 1);
         if (spanOf() < leastSpan) return {};
         const Vector3 away = toCorner(surface.vPlaces[vertex]);

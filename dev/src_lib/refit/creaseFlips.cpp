@@ -86,13 +86,15 @@ double gainOf(const RefitSurface& surface, const BendSums& vBends, std::uint32_t
     constexpr double leastGain = 0.05, sharpest = 0.98;
     const std::uint32_t other = surface.vOpposite[side];
     if (other == none || other < side || vBends[other] < 0.0F) return 0.0;
-    const double before = double{vBends[side]} + double{vBends[nextSide(side)]} + double{vBends[previousSide(side)]} +
-                          double{vBends[nextSide(other)]} + double{vBends[previousSide(other)]};
+    const auto outerBends = [&](std::uint32_t s) {
+        return double{vBends[nextSide(s)]} + double{vBends[previousSide(s)]};
+    };
+    const double before = double{vBends[side]} + (outerBends(side) + outerBends(other));
     if (before <= leastGain * surface.edge) return 0.0;
     const Diamond at(surface, side);
     if (at.c == at.d) return 0.0;
     const std::vector<Vector3>& vP = surface.vPlaces;
-    const FaceNormal m0 = normalOf(vP[at.c], vP[at.d], vP[at.b]), m1 = normalOf(vP[at.d], vP[at.c], vP[at.a]);
+    const FaceNormal m0 = surface.normalOf(at.c, at.d, at.b), m1 = surface.normalOf(at.d, at.c, at.a);
     const FaceNormal &n0 = surface.vNormals[side / 3], &n1 = surface.vNormals[other / 3];
     if (m0.area == 0.0F || m1.area == 0.0F || (m0 * m1 <= 0.0F && n0 * n1 > 0.0F)) return 0.0;
     double after = bendOf(m0, m1) * (vP[at.d] - vP[at.c]).length();
@@ -102,8 +104,8 @@ double gainOf(const RefitSurface& surface, const BendSums& vBends, std::uint32_t
     const auto outer = [&](std::size_t i, const FaceNormal& n, std::uint32_t u, std::uint32_t v) {
         return beyond[i] == none ? 0.0 : bendOf(surface.vNormals[beyond[i]], n) * (vP[u] - vP[v]).length();
     };
-    after = after + outer(2, m0, at.b, at.c) + outer(3, m1, at.c, at.a) + outer(4, m1, at.a, at.d) +
-            outer(5, m0, at.d, at.b);
+    after +=
+        (outer(2, m0, at.b, at.c) + outer(3, m1, at.c, at.a)) + (outer(4, m1, at.a, at.d) + outer(5, m0, at.d, at.b));
     if (!(gain() > 0.0)) return 0.0;
     const double newCosine =
         std::max(sharpestCosine(vP[at.c], vP[at.d], vP[at.b]), sharpestCosine(vP[at.d], vP[at.c], vP[at.a]));
@@ -113,8 +115,10 @@ double gainOf(const RefitSurface& surface, const BendSums& vBends, std::uint32_t
     return areJoined(surface, at.c, at.d) ? 0.0 : gain();
 }
 
+// The lower triangle gets the higher end of the edge, whichever way they face.
 void flip(RefitSurface& surface, const Diamond& at) {
-    const std::uint32_t t = 3 * (at.side / 3), u = 3 * (at.opposite / 3);
+    std::uint32_t t = 3 * (at.side / 3), u = 3 * (at.opposite / 3);
+    if ((t < u) != (at.b > at.a)) std::swap(t, u);
     const std::array<std::uint32_t, 4> beyond = {
         surface.vOpposite[previousSide(at.opposite)], surface.vOpposite[nextSide(at.side)],
         surface.vOpposite[previousSide(at.side)], surface.vOpposite[nextSide(at.opposite)]};
@@ -151,8 +155,11 @@ std::vector<Candidate> findCandidates(const RefitSurface& surface, const BendSum
                  return vFound;
              }))
         vAll.insert(vAll.end(), vPart.begin(), vPart.end());
-    std::sort(vAll.begin(), vAll.end(), [](const Candidate& a, const Candidate& b) {
-        return a.first != b.first ? a.first > b.first : a.second < b.second;
+    const auto endsOf = [&](std::uint32_t side) {
+        return std::minmax({surface.vTriples[side], surface.vTriples[nextSide(side)]});
+    };
+    std::sort(vAll.begin(), vAll.end(), [&](const Candidate& a, const Candidate& b) {
+        return a.first != b.first ? a.first > b.first : endsOf(a.second) < endsOf(b.second);
     });
     return vAll;
 }

@@ -73,8 +73,8 @@ double varianceAround(const RefitSurface& surface, const FacePoints& points, std
                       std::vector<std::uint32_t>& vRing) {
     vRing.clear();
     Vector3 sum;
-    for (std::size_t side = 3 * face; side < 3 * face + 3; ++side) {
-        for (const std::uint32_t t : surface.fans[surface.vTriples[side]]) {
+    for (const std::uint32_t corner : surface.sortedCorners(face)) {
+        for (const std::uint32_t t : surface.fans[corner]) {
             if (std::find(vRing.begin(), vRing.end(), t) != vRing.end()) continue;
             vRing.push_back(t);
             sum += surface.vNormals[t].toVector() * double{surface.vNormals[t].area};
@@ -185,9 +185,18 @@ std::vector<double> spacingsIn(const SpaceBlocks& blocks, const RefitSurface& su
     return vAreas;
 }
 
+// By one or two percent, so that a triangle more or less somewhere in a block is not felt in all of it.
+double rounded(double value) {
+    constexpr double steps = 64.0;  // to a power of two
+    int exponent = 0;
+    const double mantissa = std::frexp(value, &exponent);
+    return std::ldexp(std::round(mantissa * steps) / steps, exponent);
+}
+
 }  // namespace
 
-LocalNoise::LocalNoise(const RefitSurface& surface, const FacePoints& points) {
+LocalNoise::LocalNoise(const RefitSurface& surface, const FacePoints& points,
+                       const std::optional<PointScale>& fallback) {
     constexpr double narrowWidth = 16.0, wideWidth = 64.0;  // edges
     const std::vector<NoiseSample> vSamples = drawSamples(surface, points);
     std::vector<double> vVariances;
@@ -197,13 +206,14 @@ LocalNoise::LocalNoise(const RefitSurface& surface, const FacePoints& points) {
     overall.noise = deviation == unknown ? unknown : deviation * surface.edge;
     overall.spacing = std::sqrt(surface.area / static_cast<double>(std::max<std::size_t>(points.size(), 1)));
     SpaceBlocks narrow(surface, narrowWidth * surface.edge);
-    vLocal.assign(narrow.size(), overall);
+    vLocal.assign(narrow.size(), fallback.value_or(overall));
     const auto take = [&](const SpaceBlocks& blocks) {
         const std::vector<double> vDeviations = deviationsIn(blocks, vSamples);
         const std::vector<double> vSpacings = spacingsIn(blocks, surface, points);
         for (std::size_t i = 0; i < vLocal.size(); ++i) {
             const std::uint32_t block = blocks.vOf[narrow.vFirst[i]];
-            if (vDeviations[block] != unknown) vLocal[i] = {vDeviations[block] * surface.edge, vSpacings[block]};
+            if (vDeviations[block] != unknown)
+                vLocal[i] = {rounded(vDeviations[block] * surface.edge), rounded(vSpacings[block])};
         }
     };
     take(SpaceBlocks(surface, wideWidth * surface.edge));

@@ -62,11 +62,11 @@ constexpr uint64 numParts = 3;  // of a round: flips, normals, places
 
 class Refitter {
 public:
-    Refitter(const TriangleMesh& mesh, const PointSource& points, const RefitOptions& options_, double edge)
-        : options(options_), surface(mesh, edge), vOld(surface.vPlaces), facePoints(surface, points) {}
+    Refitter(const TriangleMesh& mesh, const PointSource& points, const RefitOptions& options_, const RefitScale& scale)
+        : options(options_), surface(mesh, scale.edge), vOld(surface.vPlaces), facePoints(surface, points) {}
 
-    void run(OptionalStage& stage, const PointSource& points) {
-        settleFits(points);
+    void run(OptionalStage& stage, const PointSource& points, const RefitScale& scale) {
+        settleFits(scale.steps ? *scale.steps : CoordinateSteps(points, options.spacing), scale.points);
         flattenSpikes();
         stage.tick(timeOfNoise);
         const RefitPart whole = surface.getWhole();
@@ -144,16 +144,15 @@ private:
     std::vector<std::uint32_t> vCorners;    // vertices that were put there, at last ascending
     std::vector<bool> vThird;               // by triangle: a third round is worth it
 
-    void settleFits(const PointSource& points) {
-        const LocalNoise local(surface, facePoints);
-        const CoordinateSteps steps(points, options.spacing);
+    void settleFits(const CoordinateSteps& steps, const std::optional<PointScale>& fallback) {
+        const LocalNoise local(surface, facePoints, fallback);
         noise = local.noise();
         vFits.resize(surface.numTriangles());
         vThird.resize(vFits.size());
         for (std::size_t t = 0; t < vFits.size(); ++t) {
-            const double spacing = local.spacingAt(t);
+            const double spacing = local.at(t).spacing;
             const double deviation =
-                std::max(local.noiseAt(t), steps.deviationAt(surface.vCentres[t], surface.vNormals[t]));
+                std::max(local.at(t).noise, steps.deviationAt(surface.vCentres[t], surface.vNormals[t]));
             const double relative = deviation / spacing;
             const double radius =
                 options.radius > 0.0 ? options.radius * options.spacing : radiusFor(relative) * spacing;
@@ -273,8 +272,8 @@ private:
         Vector3 sum;
         const std::span<const std::uint32_t> fan = surface.fans[vertex];
         for (const std::uint32_t t : fan)
-            for (std::size_t side = 3 * std::size_t{t}; side < 3 * std::size_t{t} + 3; ++side)
-                if (surface.vTriples[side] != vertex) sum += surface.vPlaces[surface.vTriples[side]];
+            for (const std::uint32_t corner : surface.sortedCorners(t))
+                if (corner != vertex) sum += surface.vPlaces[corner];
         return sum / (2.0 * static_cast<double>(fan.size()));
     }
 
@@ -384,12 +383,13 @@ private:
 
 }  // namespace
 
-RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options, double edge) {
+RefitReport refitMesh(TriangleMesh& mesh, const PointSource& points, const RefitOptions& options,
+                      const RefitScale& scale) {
     if (mesh.indices.empty() || points.empty()) return {};
     OptionalStage stage("RF_fit", timeOfSetUp + timeOfNoise + timeOfRounds + timeOfCreases);
-    Refitter refitter(mesh, points, options, edge);
+    Refitter refitter(mesh, points, options, scale);
     stage.tick(timeOfSetUp);
-    refitter.run(stage, points);
+    refitter.run(stage, points, scale);
     refitter.writeTo(mesh, points);
     const RefitReport report = refitter.makeReport();
     refitter.letGo();

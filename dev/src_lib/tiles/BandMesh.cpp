@@ -35,7 +35,6 @@ void BandMesh::numberVertices(const TilePlan& plan, const std::vector<TileMesh>&
         }
     }
     sortMT(vEntries.begin(), vEntries.end());
-    std::vector<SeamKey> vKeys;
     for (std::size_t k = 0; k < vEntries.size(); ++k) {
         const Entry& entry = vEntries[k];
         if (k == 0 || vEntries[k - 1].key != entry.key) {
@@ -44,10 +43,10 @@ void BandMesh::numberVertices(const TilePlan& plan, const std::vector<TileMesh>&
         }
         vNumbers[entry.tile][entry.number] = static_cast<std::uint32_t>(mesh.vertices.size() - 1);
     }
-    listViewers(plan, vKeys);
+    listViewers(plan);
 }
 
-void BandMesh::listViewers(const TilePlan& plan, const std::vector<SeamKey>& vKeys) {
+void BandMesh::listViewers(const TilePlan& plan) {
     std::vector<TileOwners> vAround;
     for (std::uint32_t tile = 0; tile < plan.boxes.size(); ++tile) vAround.emplace_back(plan, tile);
     Tiles vFound;

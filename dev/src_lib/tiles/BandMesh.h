@@ -27,6 +27,7 @@ public:
         return vOwners[*std::min_element(&mesh.indices[3 * triangle], &mesh.indices[3 * triangle] + 3)];
     }
 
+    std::vector<SeamKey> vKeys;  // of the vertices, ascending
     // Vertices, and the triangles that are taken, turned as a tile has them, and what lies beyond their sides.
     TriangleMesh mesh;
     std::vector<Beyond> vBeyond;
@@ -70,7 +71,7 @@ private:
     std::vector<Seen> vSeen;
 
     void numberVertices(const TilePlan& plan, const std::vector<TileMesh>& vBands);
-    void listViewers(const TilePlan& plan, const std::vector<SeamKey>& vKeys);
+    void listViewers(const TilePlan& plan);
     void collectViews(std::vector<TileMesh>& vBands);
     std::span<const std::uint32_t> viewersOf(std::uint32_t vertex) const;
     bool isExpected(const Seen& seen, std::uint32_t tile) const;

@@ -17,7 +17,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr uint64 tileMark = 0x31656c6974'66657aU;  // "zeftile1"
+constexpr uint64 tileMark = 0x32656c6974'66657aU;  // "zeftile2"
 
 struct Head {
     uint64 mark = tileMark;
@@ -109,6 +109,7 @@ void writeTileMesh(const std::filesystem::path& job, uint64 digest, std::uint32_
     writeArray(file, mesh.vCoreBeyond);
     writeArray(file, mesh.vPieces);
     writeVertices(file, vertices.subspan(numBand));
+    writeArray(file, mesh.vInnerKeys);
     writeArray(file, mesh.vCore);
     writeArray(file, mesh.vCorePieces);
     commitFile(file, path);
@@ -121,6 +122,8 @@ TileMesh readTileMesh(const std::filesystem::path& job, uint64 digest, std::uint
         TileMesh mesh = readBandPart(reader);
         const std::vector<Point3> vInner = reader.readVertices();
         mesh.vVertices.insert(mesh.vVertices.end(), vInner.begin(), vInner.end());
+        mesh.vInnerKeys = reader.readArray<SeamKey>();
+        require(mesh.vInnerKeys.size() == vInner.size() && std::ranges::is_sorted(mesh.vInnerKeys));
         mesh.vCore = reader.readArray<std::uint32_t>();
         mesh.vCorePieces = reader.readArray<std::uint32_t>();
         require(reader.isAtEnd());

@@ -45,6 +45,7 @@ PieceSums sumsOf(const Point3& a, const Point3& b, const Point3& c, const Point3
 struct TileMesh {
     std::vector<Point3> vVertices;           // those of the band first
     std::vector<SeamKey> vKeys;              // of the vertices of the band
+    std::vector<SeamKey> vInnerKeys;         // of the others, ascending
     std::vector<std::uint32_t> vBand;        // three vertices a triangle
     std::vector<Beyond> vBeyond;             // by side of vBand
     std::vector<std::uint32_t> vCoreBeyond;  // by side: the piece of the core there; none elsewhere

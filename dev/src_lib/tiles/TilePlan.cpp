@@ -20,7 +20,7 @@ namespace {
 // Keys keep their order, so that equal plans are equal texts.
 using Json = nlohmann::ordered_json;
 
-constexpr int planVersion = 1;
+constexpr int planVersion = 2;
 
 template <class T>
 concept Whole = std::is_integral_v<T> && !std::is_same_v<T, bool>;
@@ -181,8 +181,8 @@ void visitFields(Options& options, const Visit& visit) {
 template <class GridLike, class Visit>
 requires std::is_same_v<std::remove_const_t<GridLike>, Grid>
 void visitFields(GridLike& grid, const Visit& visit) {
-    auto& [low, spacing, numLevels, measuredSpacing, uneven, levels, smooth, blockLow, blockGridSide, blockLevel] =
-        grid;
+    auto& [low, spacing, numLevels, measuredSpacing, uneven, levels, smooth, blockLow, blockGridSide, blockLevel, noise,
+           stepAxis, stepValues] = grid;
     visit("low", low);
     visit("spacing", spacing);
     visit("numLevels", numLevels);
@@ -193,6 +193,9 @@ void visitFields(GridLike& grid, const Visit& visit) {
     visit("blockLow", blockLow);
     visit("blockGridSide", blockGridSide);
     visit("blockLevel", blockLevel);
+    visit("noise", noise);
+    visit("stepAxis", stepAxis);
+    visit("stepValues", stepValues);
 }
 
 template <class T>

@@ -15,8 +15,9 @@ namespace {
 // The triangles at one vertex, of which those hang together that a walk across sides reaches.
 class FanParter {
 public:
-    FanParter(TriangleMesh& band_, const std::vector<Beyond>& vBeyond_)
+    FanParter(TriangleMesh& band_, std::vector<SeamKey>& vKeys_, const std::vector<Beyond>& vBeyond_)
         : band(band_),
+          vKeys(vKeys_),
           vBeyond(vBeyond_),
           fans(band.indices, band.vertices.size()),
           vAcross(band.indices.size(), TileMesh::none) {
@@ -41,6 +42,7 @@ public:
 
 private:
     TriangleMesh& band;
+    std::vector<SeamKey>& vKeys;
     const std::vector<Beyond>& vBeyond;
     const VertexFans fans;
     std::vector<std::uint32_t> vAcross;  // by side
@@ -62,6 +64,8 @@ private:
             const auto copy = static_cast<std::uint32_t>(band.vertices.size());
             const Point3 place = band.vertices[vertex];
             band.vertices.push_back(place);
+            const SeamKey key = vKeys[vertex];
+            vKeys.push_back(key);
             for (std::size_t k = 0; k < fan.size(); ++k)
                 if (vReached[k] == number) band.indices[cornerIn(vTriples, fan[k], vertex)] = copy;
         }
@@ -98,8 +102,8 @@ private:
 
 }  // namespace
 
-std::size_t partFans(TriangleMesh& band, const std::vector<Beyond>& vBeyond) {
-    return FanParter(band, vBeyond).run();
+std::size_t partFans(TriangleMesh& band, std::vector<SeamKey>& vKeys, const std::vector<Beyond>& vBeyond) {
+    return FanParter(band, vKeys, vBeyond).run();
 }
 
 }  // namespace QUOR_ZEF

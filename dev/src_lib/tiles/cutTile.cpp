@@ -209,14 +209,19 @@ private:
                 if (vParts[t] == Part::CORE && vPartOf[i] == Part::ELSEWHERE) vPartOf[i] = Part::CORE;
             }
         vNumbers.assign(mesh.vertices.size(), TileMesh::none);
-        for (const Part part : {Part::BAND, Part::CORE}) {
-            for (std::uint32_t i = 0; i < vPartOf.size(); ++i) {
-                if (vPartOf[i] != part) continue;
+        const auto list = [&](Part part, std::vector<SeamKey>& vListed) {
+            std::vector<std::uint32_t> vOrder;
+            for (std::uint32_t i = 0; i < vPartOf.size(); ++i)
+                if (vPartOf[i] == part) vOrder.push_back(i);
+            std::ranges::stable_sort(vOrder, {}, [&](std::uint32_t i) -> const SeamKey& { return vKeys[i]; });
+            for (const std::uint32_t i : vOrder) {
                 vNumbers[i] = static_cast<std::uint32_t>(result.vVertices.size());
                 result.vVertices.push_back(mesh.vertices[i]);
-                if (part == Part::BAND) result.vKeys.push_back(vKeys[i]);
+                vListed.push_back(vKeys[i]);
             }
-        }
+        };
+        list(Part::BAND, result.vKeys);
+        list(Part::CORE, result.vInnerKeys);
     }
 
     // The triangle there, or none.

@@ -1,16 +1,19 @@
 #include "tiles/joinTiles.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "bytes/AtomicFile.h"
 #include "bytes/textNumbers.h"
-#include "frame/Run.h"
 #include "io/precision.h"
+#include "parallel/sortMT.h"
+#include "tiles/RunMerger.h"
 #include "tiles/TileMesh.h"
 #include "tiles/jobFiles.h"
 #include "tiles/settleSeams.h"
@@ -20,7 +23,35 @@ namespace QUOR_ZEF {
 
 namespace {
 
-// Vertices and triangles as PLY has them.
+// A vertex, by what tells it in any cut into tiles.
+struct KeyedVertex {
+    uint64 cell = 0;
+    double x = 0.0, y = 0.0, z = 0.0;
+    std::uint32_t rank = 0;
+    std::array<std::uint8_t, 4> color{};
+
+    bool operator<(const KeyedVertex& other) const {
+        return cell != other.cell ? cell < other.cell : rank < other.rank;
+    }
+};
+
+KeyedVertex keyed(const Point3& p, const SeamKey& key) {
+    constexpr std::uint8_t grey = 204, opaque = 255;  // of vertices without colour
+    const std::array<std::uint8_t, 4> color =
+        p.hasColor() ? std::array{p.r, p.g, p.b, p.a} : std::array{grey, grey, grey, opaque};
+    return {key.cell, p.px, p.py, p.pz, key.rank, color};
+}
+
+// By their numbers in the joined mesh.
+using Corners = std::array<std::uint32_t, 3>;
+
+// The lowest first.
+Corners rotated(Corners corners) {
+    std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()), corners.end());
+    return corners;
+}
+
+// As PLY has them.
 class MeshWriter {
 public:
     MeshWriter(AtomicFile& file_, bool bDoubles_, bool bColored_)
@@ -36,24 +67,16 @@ public:
         file.write("element face " + std::to_string(numTriangles) +
                    "\nproperty list uchar uint vertex_indices\nend_header\n");
     }
-    void writeVertices(std::span<const Point3> vertices) {
-        for (const Point3& p : vertices) {
-            pollRun(numWritten++);
-            for (const double x : {p.px, p.py, p.pz}) {
-                if (bDoubles)
-                    file.writeRaw(x);
-                else
-                    file.writeRaw(narrow(x));
-            }
-            if (!bColored) continue;
-            constexpr std::uint8_t grey = 204, opaque = 255;  // of vertices without colour
-            const std::array<std::uint8_t, 4> color =
-                p.hasColor() ? std::array{p.r, p.g, p.b, p.a} : std::array{grey, grey, grey, opaque};
-            file.writeRaw(color);
+    void writeVertex(const KeyedVertex& vertex) {
+        for (const double x : {vertex.x, vertex.y, vertex.z}) {
+            if (bDoubles)
+                file.writeRaw(x);
+            else
+                file.writeRaw(narrow(x));
         }
+        if (bColored) file.writeRaw(vertex.color);
     }
-    void writeTriangle(const std::array<std::uint32_t, 3>& corners) {
-        pollRun(numWritten++);
+    void writeTriangle(const Corners& corners) {
         file.writeRaw(std::uint8_t{3});
         file.writeRaw(corners);
     }
@@ -61,7 +84,127 @@ public:
 private:
     AtomicFile& file;
     const bool bDoubles, bColored;
-    std::size_t numWritten = 0;
+};
+
+// The numbers in the joined mesh of the vertices of each run, which come one after the other.
+class NumberStore {
+public:
+    NumberStore(const std::filesystem::path& folder, const RunMerger<KeyedVertex>& merger, std::uint32_t numRuns)
+        : numbers(folder), vStarted(numRuns) {
+        for (std::uint32_t run = 0; run < numRuns; ++run) {
+            vNext.push_back(merger.firstOf(run));
+            vEnds.push_back(merger.endOf(run));
+        }
+    }
+
+    void add(std::uint32_t run, std::uint32_t number) {
+        vStarted[run].push_back(number);
+        if (vStarted[run].size() == batch || vNext[run] + vStarted[run].size() == vEnds[run]) flush(run);
+    }
+    // When all are added.
+    std::vector<std::uint32_t> numbersOf(std::uint32_t run, uint64 num) const {
+        std::vector<std::uint32_t> vNumbers(num);
+        numbers.read(vEnds[run] - num, vNumbers);
+        return vNumbers;
+    }
+
+private:
+    static constexpr std::size_t batch = 4096;
+    DiskArray<std::uint32_t> numbers;
+    std::vector<uint64> vNext, vEnds;  // by run
+    std::vector<std::vector<std::uint32_t>> vStarted;
+
+    void flush(std::uint32_t run) {
+        numbers.write(vNext[run], vStarted[run]);
+        vNext[run] += vStarted[run].size();
+        std::vector<std::uint32_t>().swap(vStarted[run]);
+    }
+};
+
+// The runs are the tiles, and behind them the seams.
+class Joiner {
+public:
+    Joiner(const std::filesystem::path& job_, uint64 digest_, const TilePlan& plan)
+        : job(job_),
+          digest(digest_),
+          seams(readSeams(job, digest)),
+          numTiles(static_cast<std::uint32_t>(plan.boxes.size())),
+          vertices(job),
+          triangles(job) {}
+
+    uint64 numVertices() const { return seams.vVertices.size() + seams.numCoreVertices; }
+    uint64 numTriangles() const { return seams.vTriples.size() / 3 + seams.numCoreTriangles; }
+    bool isColored() const { return seams.bColored; }
+
+    void write(MeshWriter& writer) {
+        collectVertices();
+        NumberStore numbers(job, vertices, numTiles + 1);
+        std::uint32_t number = 0;
+        vertices.merge([&](const KeyedVertex& vertex, std::uint32_t run) {
+            writer.writeVertex(vertex);
+            numbers.add(run, number++);
+        });
+        collectTriangles(numbers);
+        triangles.merge([&](const Corners& corners, std::uint32_t) { writer.writeTriangle(corners); });
+    }
+
+private:
+    const std::filesystem::path& job;
+    const uint64 digest;
+    const SettledSeams seams;
+    const std::uint32_t numTiles;
+    RunMerger<KeyedVertex> vertices;
+    RunMerger<Corners> triangles;
+    std::vector<std::uint32_t> vSeamOrder;  // vertices of the seams by key
+
+    void collectVertices() {
+        for (std::uint32_t tile = 0; tile < numTiles; ++tile) {
+            const TileMesh mesh = readTileMesh(job, digest, tile);
+            requireFitting(seams, tile, mesh);
+            const auto inner = std::span(mesh.vVertices).subspan(mesh.vKeys.size());
+            std::vector<KeyedVertex> vRun;
+            vRun.reserve(inner.size());
+            for (std::size_t i = 0; i < inner.size(); ++i) vRun.push_back(keyed(inner[i], mesh.vInnerKeys[i]));
+            vertices.add(vRun);
+        }
+        vSeamOrder.resize(seams.vVertices.size());
+        std::iota(vSeamOrder.begin(), vSeamOrder.end(), 0U);
+        std::ranges::stable_sort(vSeamOrder, {}, [&](std::uint32_t i) -> const SeamKey& { return seams.vKeys[i]; });
+        std::vector<KeyedVertex> vRun;
+        vRun.reserve(vSeamOrder.size());
+        for (const std::uint32_t i : vSeamOrder) vRun.push_back(keyed(seams.vVertices[i], seams.vKeys[i]));
+        vertices.add(vRun);
+    }
+
+    void collectTriangles(const NumberStore& numbers) {
+        const std::vector<std::uint32_t> vSorted = numbers.numbersOf(numTiles, vSeamOrder.size());
+        std::vector<std::uint32_t> vOfSeams(vSorted.size());
+        for (std::size_t k = 0; k < vSorted.size(); ++k) vOfSeams[vSeamOrder[k]] = vSorted[k];
+        const auto numSeam = static_cast<std::uint32_t>(vOfSeams.size());
+        std::vector<Corners> vRun;
+        for (std::uint32_t tile = 0; tile < numTiles; ++tile) {
+            const TileMesh mesh = readTileMesh(job, digest, tile);
+            const std::vector<std::uint32_t> vInner = numbers.numbersOf(tile, mesh.vInnerKeys.size());
+            vRun.clear();
+            forEachOfCore(seams, tile, mesh, numSeam, [&](const Corners& corners) {
+                Corners numbered;
+                for (std::size_t i = 0; i < 3; ++i)
+                    numbered[i] = corners[i] < numSeam ? vOfSeams[corners[i]] : vInner[corners[i] - numSeam];
+                vRun.push_back(rotated(numbered));
+            });
+            addTriangles(vRun);
+        }
+        vRun.clear();
+        for (std::size_t i = 0; i < seams.vTriples.size(); i += 3)
+            vRun.push_back(rotated(
+                {vOfSeams[seams.vTriples[i]], vOfSeams[seams.vTriples[i + 1]], vOfSeams[seams.vTriples[i + 2]]}));
+        addTriangles(vRun);
+    }
+
+    void addTriangles(std::vector<Corners>& vRun) {
+        sortMT(vRun.begin(), vRun.end());
+        triangles.add(vRun);
+    }
 };
 
 }  // namespace
@@ -69,32 +212,15 @@ private:
 void joinMeshes(const std::filesystem::path& job, uint64 digest, const TilePlan& plan) {
     const Stopwatch watch;
     const std::filesystem::path path = meshPath(job);
-    const SettledSeams seams = readSeams(job, digest);
-    const auto numTiles = static_cast<std::uint32_t>(plan.boxes.size());
-    const uint64 numVertices = seams.vVertices.size() + seams.numCoreVertices;
-    const uint64 numTriangles = seams.vTriples.size() / 3 + seams.numCoreTriangles;
+    Joiner joiner(job, digest, plan);
+    const uint64 numVertices = joiner.numVertices(), numTriangles = joiner.numTriangles();
     if (numVertices > std::numeric_limits<std::uint32_t>::max())
         throw FileError(path.string() + ": a PLY file has no room for " + std::to_string(numVertices) +
                         " vertices; the meshes of the tiles stay in the folder meshes");
     AtomicFile file(path.string());
-    MeshWriter writer(file, needsDoubles(plan.low, plan.high, plan.grid.spacing), seams.bColored);
+    MeshWriter writer(file, needsDoubles(plan.low, plan.high, plan.grid.spacing), joiner.isColored());
     writer.writeHead(numVertices, numTriangles);
-    writer.writeVertices(seams.vVertices);
-    std::vector<std::uint32_t> vFirst;
-    uint64 written = seams.vVertices.size();
-    for (std::uint32_t tile = 0; tile < numTiles; ++tile) {
-        const TileMesh mesh = readTileMesh(job, digest, tile);
-        requireFitting(seams, tile, mesh);
-        vFirst.push_back(static_cast<std::uint32_t>(written));
-        const auto inner = std::span(mesh.vVertices).subspan(mesh.vKeys.size());
-        writer.writeVertices(inner);
-        written += inner.size();
-    }
-    for (std::size_t i = 0; i < seams.vTriples.size(); i += 3)
-        writer.writeTriangle({seams.vTriples[i], seams.vTriples[i + 1], seams.vTriples[i + 2]});
-    for (std::uint32_t tile = 0; tile < numTiles; ++tile)
-        forEachOfCore(seams, tile, readTileMesh(job, digest, tile), vFirst[tile],
-                      [&](const auto& corners) { writer.writeTriangle(corners); });
+    joiner.write(writer);
     commitFile(file, path);
     writeRecord(job, digest, {StepKind::JOIN}, {sumOf(path), 0, numTriangles, numVertices, watch.seconds()});
 }

@@ -170,7 +170,7 @@ void requireOwners(const std::filesystem::path& path, const TileMesh& band, std:
                         ": changed: it names tiles that are not there; delete this file and mesh the tile again");
 }
 
-constexpr uint64 seamsMark = 0x31736d61657366'7aU;  // "zfseams1"
+constexpr uint64 seamsMark = 0x32736d61657366'7aU;  // "zfseams2"
 
 }  // namespace
 
@@ -197,7 +197,7 @@ SettledSeams settleSeams(const std::filesystem::path& job, uint64 digest, const 
         seams.vOwners.push_back(band.ownerOf(t));
         if (vTurned[band.numPieces + t] != 0) turn(t, band);
     }
-    seams.numTorn = partFans(band.mesh, band.vBeyond);
+    seams.numTorn = partFans(band.mesh, band.vKeys, band.vBeyond);
     auto it = vTurned.begin();
     for (const std::size_t num : vNumPieces) {
         const auto end = it + static_cast<std::ptrdiff_t>(num);
@@ -205,6 +205,7 @@ SettledSeams settleSeams(const std::filesystem::path& job, uint64 digest, const 
         it = end;
     }
     seams.vVertices = std::move(band.mesh.vertices);
+    seams.vKeys = std::move(band.vKeys);
     seams.vTriples = std::move(band.mesh.indices);
     seams.vNumbers = std::move(band.vNumbers);
     seams.numDisputed = band.numDisputed;
@@ -225,6 +226,7 @@ void writeSeams(const std::filesystem::path& job, uint64 digest, const SettledSe
           seams.numFilledLoops, seams.numGaps, seams.numTorn, uint64{seams.vNumbers.size()}})
         file.writeRaw(value);
     writeVertices(file, seams.vVertices);
+    writeArray(file, seams.vKeys);
     writeArray(file, seams.vTriples);
     writeArray(file, seams.vOwners);
     for (const auto& vNumbers : seams.vNumbers) writeArray(file, vNumbers);
@@ -249,12 +251,14 @@ SettledSeams readSeams(const std::filesystem::path& job, uint64 digest) {
             *pNum = reader.readValue<uint64>();
         const auto numTiles = reader.readValue<uint64>();
         seams.vVertices = reader.readVertices();
+        seams.vKeys = reader.readArray<SeamKey>();
         seams.vTriples = reader.readArray<std::uint32_t>();
         seams.vOwners = reader.readArray<std::uint32_t>();
         for (uint64 i = 0; i < numTiles; ++i) seams.vNumbers.push_back(reader.readArray<std::uint32_t>());
         for (uint64 i = 0; i < numTiles; ++i) seams.vTurned.push_back(reader.readArray<std::uint8_t>());
         const auto isVertex = [&](std::uint32_t i) { return i < seams.vVertices.size(); };
-        bool bSound = reader.isAtEnd() && seams.vTriples.size() == 3 * seams.vOwners.size() &&
+        bool bSound = reader.isAtEnd() && seams.vKeys.size() == seams.vVertices.size() &&
+                      seams.vTriples.size() == 3 * seams.vOwners.size() &&
                       std::ranges::all_of(seams.vTriples, isVertex);
         const auto isTile = [&](std::uint32_t i) { return i < numTiles; };
         bSound = bSound && std::ranges::all_of(seams.vOwners, isTile);

@@ -16,6 +16,7 @@ namespace QUOR_ZEF {
 // The bands of all tiles as one, and what becomes of their cores.
 struct SettledSeams {
     std::vector<Point3> vVertices;
+    std::vector<SeamKey> vKeys;           // of the vertices
     std::vector<std::uint32_t> vTriples;  // turned as they stay
     std::vector<std::uint32_t> vOwners;   // by triangle, a tile that has one of its vertices
     // By tile: the number, among the vertices here, of each vertex of its band; and whether its pieces are turned.
