@@ -278,6 +278,7 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
     filler.bUneven = bUneven;
     filler.bKeepStackedApart = true;
     filler.bStepsWithinSize = true;
+    filler.bStopAtRims = true;
     filler.joinPieces();
     std::optional<Bridges> bridges;
     if (filler.vRawComponents.size() > 1) bridges.emplace(filler);
