@@ -71,7 +71,7 @@ TEST(Closing, innerSphereAndSheetsGo) {
         mesh.vertices.insert(mesh.vertices.end(), other.vertices.begin(), other.vertices.end());
     }
     const std::size_t numBefore = mesh.numTriangles();
-    EXPECT_EQ(closeLoops(mesh, 0.1), 1u);
+    EXPECT_EQ(closeLoops(mesh, 0.1).size(), 1u);
     TriangleMesh all = mesh;
     EXPECT_EQ(keepBodies(all, numBefore, 0.1, true).numSheets, 1u);
     EXPECT_EQ(check(all).numComponents, 2u);
@@ -157,16 +157,22 @@ TEST(Closing, sheetsBecomeBodiesBehindWhereTheyLook) {
     mesh.vertices.insert(mesh.vertices.end(), wave.vertices.begin(), wave.vertices.end());
     const TriangleMesh before = mesh;
     const double areaOfWave = check(TriangleMesh{wave.vertices, wave.triples}).area;
-    EXPECT_EQ(thickenSheets(mesh, 0.08, 0.05), 1u) << "the bowl closes to a body";
+    TriangleMesh bowl = cutAt(icosphere(3), 0.5);
+    closeLoops(bowl, 0.05);
+    const ThickenedSheets thickened = thickenSheets(mesh, 0.08, 0.05);
+    EXPECT_EQ(thickened.num, 1u);
+    EXPECT_EQ(thickened.numLoops, 1u) << "the bowl closes to a body";
     ASSERT_TRUE(std::equal(before.vertices.begin(), before.vertices.end(), mesh.vertices.begin()));
     ASSERT_TRUE(std::equal(before.indices.begin(), before.indices.end(), mesh.indices.begin()));
     const MeshReport report = check(mesh);
     EXPECT_TRUE(report.manifold && report.oriented);
     ASSERT_EQ(report.numComponents, 2u);
-    EXPECT_FALSE(report.components[0].closed);
-    EXPECT_TRUE(report.components[1].closed);
+    EXPECT_TRUE(report.components[0].closed && report.components[1].closed);
+    EXPECT_EQ(check(bowl).volume, report.components[0].volume) << "as if it were alone";
+    EXPECT_EQ(mesh.numTriangles() - thickened.firstOfPatches,
+              bowl.numTriangles() - cutAt(icosphere(3), 0.5).numTriangles());
     EXPECT_NEAR(report.components[1].volume, 0.08 * areaOfWave, 0.002);
-    for (std::size_t i = before.vertices.size(); i < mesh.vertices.size(); ++i) {
+    for (std::size_t i = before.vertices.size(); i < before.vertices.size() + wave.vertices.size(); ++i) {
         const Point3& front = before.vertices[numOfBowl + i - before.vertices.size()];
         EXPECT_NEAR((mesh.vertices[i] - front).length(), 0.08, 1e-9);
         EXPECT_LT(mesh.vertices[i].pz, front.pz) << "the wave looks up";
@@ -203,7 +209,7 @@ TEST(Closing, randomHolesClose) {
 // All that lies in its loop is there already.
 TEST(Closing, loneTriangleGetsABack) {
     TriangleMesh mesh{{{0.0, 0.0, 0.0}, {1.0, 0.0, 0.0}, {0.5, 0.9, 0.0}}, {0, 1, 2}};
-    EXPECT_EQ(closeLoops(mesh, 1.0), 1u);
+    EXPECT_EQ(closeLoops(mesh, 1.0), std::vector<std::uint32_t>{0});
     EXPECT_EQ(mesh.numTriangles(), 2u);
     EXPECT_EQ(check(mesh).numBorderEdges, 0u);
 }

@@ -23,6 +23,33 @@ TEST(Component, flatSlabHasTwoSidesAndAnOpenRim) {
     EXPECT_EQ(shell.count(0), 1350u);
 }
 
+namespace {
+
+// How many facets look outward or inward with the label of the other side.
+int countMislabelled(const Piece& shell) {
+    int n[2] = {0, 0};
+    for (const Facet& f : shell.pComponent->vVisibleFacets) {
+        const GridCoords c = unpackRCD(f.rcd);
+        const double way[3] = {double(c.x) - shellCentre, double(c.y) - shellCentre, double(c.z) - shellCentre};
+        const double outward = way[f.dir / 2] * (f.dir % 2 ? 1.0 : -1.0);
+        if (f.component != -1 && std::abs(outward) > 0.5 * shellRadius) ++n[f.component == (outward > 0.0)];
+    }
+    return std::min(n[0], n[1]);
+}
+
+}  // namespace
+
+TEST(Component, labelsStayOnTheirSideOfAShellWithHoles) {
+    int numThroughHoles = 0, numLeft = 0;
+    for (unsigned k = 50; k < 70; ++k) {
+        const std::vector<uint64> vCells = largestPiece(thinned(drawnShell(k), k));
+        numThroughHoles += countMislabelled(Piece(vCells));
+        numLeft += countMislabelled(Piece(vCells, true));
+    }
+    EXPECT_GT(numThroughHoles, 300);
+    EXPECT_EQ(numLeft, 0);
+}
+
 TEST(Component, sidesGroupsAndOrientationAreTheRecordedOnes) {
     const Digests vRecorded = {184847747,  761045373,  3048871356, 2500987183, 3361903075, 123181929,
                                4168898675, 4230394149, 1438320503, 3908382861, 2483094902, 2932117286,

@@ -10,11 +10,24 @@
 
 namespace zef_test {
 
-// The largest connected piece of drawn cells.
-inline std::vector<uint64> drawnPiece(unsigned k) {
+// The largest connected piece of these cells.
+inline std::vector<uint64> largestPiece(const std::vector<uint64>& vCells) {
     std::vector<std::vector<uint64>> vPieces;
-    QUOR_ZEF::createCC_RCD(drawnCells(k), vPieces);
+    QUOR_ZEF::createCC_RCD(vCells, vPieces);
     return *std::max_element(vPieces.begin(), vPieces.end(), [](auto& a, auto& b) { return a.size() < b.size(); });
+}
+
+inline std::vector<uint64> drawnPiece(unsigned k) {
+    return largestPiece(drawnCells(k));
+}
+
+// Of a surface one cell thick.
+inline std::vector<uint64> thinned(const std::vector<uint64>& vCells, unsigned k) {
+    const QUOR_ZEF::Calc calc = unitGrid();
+    const auto vSamples = drawnSamples(vCells, k);
+    std::vector<uint64> vKept, vDoomed;
+    QUOR_ZEF::RemoveDecider_RCD(&vCells, &calc).pruneLayered(vSamples, vCells, vKept, vDoomed, false, true, 100);
+    return vKept;
 }
 
 // A raw Component with a sample in each of its cells.
@@ -24,9 +37,10 @@ struct Piece {
     QUOR_ZEF::Component::CodePoints vSamples;
     std::unique_ptr<QUOR_ZEF::Component> pComponent;
 
-    explicit Piece(const std::vector<uint64>& vAll) : vCells(vAll), vSamples(drawnSamples(vAll, 1)) {
+    explicit Piece(const std::vector<uint64>& vAll, bool bStopAtRims = false)
+        : vCells(vAll), vSamples(drawnSamples(vAll, 1)) {
         QUOR_ZEF::RemoveDecider_RCD(&vCells, &calc).classify(vArea, vBorder);
-        pComponent = std::make_unique<QUOR_ZEF::Component>(vCells, vBorder, &vSamples, &calc);
+        pComponent = std::make_unique<QUOR_ZEF::Component>(vCells, vBorder, &vSamples, &calc, bStopAtRims);
     }
 
     std::vector<int> labels() const {

@@ -54,6 +54,23 @@ inline std::vector<uint64> drawnCells(unsigned k, unsigned extentX = 16, unsigne
     return v;
 }
 
+inline constexpr int shellRadius = 24, shellCentre = 80;
+
+// A shell with holes of a few cells.
+inline std::vector<uint64> drawnShell(unsigned k) {
+    Draws draws(k);
+    std::vector<uint64> v = voxelShell(shellRadius, shellCentre);
+    for (int hole = 0; hole < 40; ++hole) {
+        const QUOR_ZEF::GridCoords low = QUOR_ZEF::unpackRCD(v[draws.below(static_cast<unsigned>(v.size()))]);
+        const unsigned dx = draws.below(4), dy = draws.below(4), dz = draws.below(4);
+        std::erase_if(v, [&](uint64 rcd) {
+            const QUOR_ZEF::GridCoords c = QUOR_ZEF::unpackRCD(rcd);
+            return c.x - low.x <= dx && c.y - low.y <= dy && c.z - low.z <= dz;
+        });
+    }
+    return v;
+}
+
 // A place in each cell of unit size, in steps of 1/8 or 1/1024 of it, so that some distances are equal.
 inline std::vector<std::pair<uint64, QUOR_ZEF::Point3>> drawnSamples(const std::vector<uint64>& vRCD, unsigned k) {
     Draws draws(1000 + k);

@@ -48,11 +48,26 @@ std::shared_ptr<Mesh> runOlder(const std::vector<Point3>& vPoints, const Job& jo
     return pMesh;
 }
 
-// Once; what parts triangles that intersect may open the mesh anew.
-void closeOnce(Reconstruction& result, const ReconstructOptions& options) {
+// Closes all border loops; returns the first triangle of the patches.
+std::size_t closeAll(Reconstruction& result) {
     const std::size_t numBefore = result.mesh.numTriangles();
-    result.closing.numClosedLoops += closeLoops(result.mesh, result.spacing);
-    const LeftOutPieces left = keepBodies(result.mesh, numBefore, result.spacing, options.keepInner);
+    result.closing.numClosedLoops += closeLoops(result.mesh, result.spacing).size();
+    return numBefore;
+}
+
+// The same, with open sheets made bodies. A thinner body would count as a sheet.
+std::size_t closeThickened(Reconstruction& result, const ReconstructOptions& options) {
+    constexpr double least = 0.75;  // spacings
+    const double thickness = std::max(options.thicken, least * result.spacing);
+    const ThickenedSheets thickened = thickenSheets(result.mesh, thickness, result.spacing);
+    checkMeshSize(result.mesh.vertices.size(), result.mesh.numTriangles());
+    result.closing.numThickened = thickened.num;
+    result.closing.numClosedLoops += thickened.numLoops;
+    return thickened.firstOfPatches;
+}
+
+void dropAllButBodies(Reconstruction& result, const ReconstructOptions& options, std::size_t firstOfPatches) {
+    const LeftOutPieces left = keepBodies(result.mesh, firstOfPatches, result.spacing, options.keepInner);
     result.closing.numSheets += left.numSheets;
     result.closing.numInner += left.numInner;
     if (result.mesh.indices.empty())
@@ -70,23 +85,15 @@ void tellOfLeftOut(const ClosingReport& closing) {
         showWarning("closing", std::to_string(closing.numInner) + " pieces left out, since they are inside others");
 }
 
-// A thinner body would count as a sheet.
-void thickenResult(Reconstruction& result, const ReconstructOptions& options) {
-    constexpr double least = 0.75;  // spacings
-    if (options.thicken == 0.0) return;
-    const double thickness = std::max(options.thicken, least * result.spacing);
-    result.closing.numThickened = thickenSheets(result.mesh, thickness, result.spacing);
-    checkMeshSize(result.mesh.vertices.size(), result.mesh.numTriangles());
-}
-
 void closeResult(Reconstruction& result, const ReconstructOptions& options) {
     constexpr int mostRounds = 5;
     std::size_t numPairs = 0;
-    thickenResult(result, options);
     for (int round = 0; round < mostRounds && !result.closing.holds; ++round) {
-        // What opened again is closed anew from a little farther off.
+        // What parts triangles that intersect may open the mesh again; then it is closed anew from a little farther
+        // off.
         if (round > 0) widenHoles(result.mesh, round);
-        closeOnce(result, options);
+        const bool bThicken = round == 0 && options.thicken > 0.0;
+        dropAllButBodies(result, options, bThicken ? closeThickened(result, options) : closeAll(result));
         result.untangled = untangleForFiles(result.mesh, result.spacing);
         numPairs = std::max(numPairs, result.untangled.numPairs);
         const MeshReport state = checkTriangles(result.mesh);

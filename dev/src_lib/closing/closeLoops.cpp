@@ -40,17 +40,19 @@ public:
         }
     }
 
-    std::size_t run() {
+    Indices run() {
         const std::vector<Indices> vLoops = listLoops();
+        Indices vFirst;
         OptionalStage stage("CL_close", edges.oddEdges().size());
         for (const Indices& vLoop : vLoops) {
             close(vLoop);
+            vFirst.push_back(vLoop.front());
             stage.tick(vLoop.size());
         }
         stage.finish();
         mesh.indices.insert(mesh.indices.end(), vAdded.begin(), vAdded.end());
         mesh.vertices.insert(mesh.vertices.end(), vAddedPlaces.begin(), vAddedPlaces.end());
-        return vLoops.size();
+        return vFirst;
     }
 
 private:
@@ -188,7 +190,7 @@ void widenHoles(TriangleMesh& mesh, int numRings) {
     }
 }
 
-std::size_t closeLoops(TriangleMesh& mesh, double cellSize) {
+Indices closeLoops(TriangleMesh& mesh, double cellSize) {
     return LoopClosing(mesh, cellSize).run();
 }
 

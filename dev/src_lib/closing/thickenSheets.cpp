@@ -1,5 +1,6 @@
 #include "closing/thickenSheets.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -63,14 +64,35 @@ private:
     void add(std::uint32_t a, std::uint32_t b, std::uint32_t c) { mesh.indices.insert(mesh.indices.end(), {a, b, c}); }
 };
 
+// Those triangles of the closed mesh beyond the open one whose vertices are kept, with vertices of theirs.
+template <class IsKept>
+void appendPatches(const TriangleMesh& closed, std::size_t numOpenVertices, std::size_t numOpenIndices,
+                   const IsKept& isKept, TriangleMesh& mesh) {
+    std::vector<std::uint32_t> vNumber;  // of the closed mesh's further vertices
+    for (std::size_t i = numOpenVertices; i < closed.vertices.size(); ++i) {
+        vNumber.push_back(static_cast<std::uint32_t>(mesh.vertices.size()));
+        if (isKept(static_cast<std::uint32_t>(i))) mesh.vertices.push_back(closed.vertices[i]);
+    }
+    for (std::size_t i = numOpenIndices; i < closed.indices.size(); ++i) {
+        const std::uint32_t vertex = closed.indices[i];
+        if (isKept(vertex))
+            mesh.indices.push_back(vertex < numOpenVertices ? vertex : vNumber[vertex - numOpenVertices]);
+    }
+}
+
 }  // namespace
 
-std::size_t thickenSheets(TriangleMesh& mesh, double thickness, double cellSize) {
+ThickenedSheets thickenSheets(TriangleMesh& mesh, double thickness, double cellSize) {
     TriangleMesh closed = mesh;
-    closeLoops(closed, cellSize);
+    const std::vector<std::uint32_t> vLoops = closeLoops(closed, cellSize);
     const Sheets sheets = findSheets(closed, mesh.numTriangles(), cellSize);
+    const std::size_t numOpenVertices = mesh.vertices.size(), numOpenIndices = mesh.indices.size();
     if (sheets.num > 0) Thickening(mesh, sheets.vOfSheet).run(thickness);
-    return sheets.num;
+    ThickenedSheets thickened{sheets.num, 0, mesh.numTriangles()};
+    const auto isKept = [&](std::uint32_t vertex) { return !sheets.vOfSheet[vertex]; };
+    thickened.numLoops = static_cast<std::size_t>(std::ranges::count_if(vLoops, isKept));
+    appendPatches(closed, numOpenVertices, numOpenIndices, isKept, mesh);
+    return thickened;
 }
 
 }  // namespace QUOR_ZEF

@@ -23,10 +23,11 @@ void moveToEnd(std::vector<T>& vTo, std::vector<T>& vFrom) {
 }  // namespace
 
 Component::Component(const std::vector<uint64>& vCells, const std::vector<uint64>& vBorder,
-                     const CodePoints* pvRCDPoint, const Calc* pGrid)
+                     const CodePoints* pvRCDPoint, const Calc* pGrid, bool bStop)
     : pvRemainingRCDPoint(pvRCDPoint),
       pCalc(pGrid),
       cornerStore(pGrid),
+      bStopAtRims(bStop),
       cellSize(static_cast<float>(pGrid->getCellSize())),
       vCellRCD(vCells),
       vBorderRCD(vBorder),

@@ -48,6 +48,7 @@ public:
     const CodePoints* pvRemainingRCDPoint;  // the run's sample of each cell, sorted; not owned
     const Calc* pCalc;                      // not owned
     CornerStore cornerStore;                // empty before run()
+    bool bStopAtRims = false;               // in raw ones: labels do not run round rims that have no border cell
     float cellSize;                         // along x, world units
     float maxBorderVal = 0.0F;              // half of cellSize; set in merged ones only
     bool bOriented = false;                 // true in merged ones
@@ -64,13 +65,13 @@ public:
 
     // ---- Component.cpp: set-up, questions and flips
 
-    // Raw: vCells, sorted, and those of them at the border, sorted. Labels the sides.
+    // Raw: vCells, sorted, and those of them at the border, sorted. Labels the sides. bStop: bStopAtRims.
     // With fewer than two groups of facets it writes a line and has no sides.
     Component(const std::vector<uint64>& vCells, const std::vector<uint64>& vBorder, const CodePoints* pvRCDPoint,
-              const Calc* pCalc);
+              const Calc* pGrid, bool bStop = false);
     // Merged: moves the lists and facets, labels and flips included, out of the
     // group's raw Components, which have no further use. Labels nothing by itself.
-    Component(const std::vector<Component*>& vGroup, int numGrowSteps, const CodePoints* pvRCDPoint, const Calc* pCalc);
+    Component(const std::vector<Component*>& vGroup, int numSteps, const CodePoints* pvRCDPoint, const Calc* pGrid);
 
     // Facets by dir and side in the 27 cells around a cell. About 1 microsecond.
     void getOrientationCount(uint64 rcd, int aLower[], int aUpper[]) const;
@@ -151,6 +152,11 @@ private:
     std::vector<std::uint32_t> findThinWalls() const;
     void flood(std::uint32_t seed, int group, const std::vector<std::uint32_t>& vThinWall,
                std::vector<std::uint32_t>& vQueue);
+    std::vector<std::pair<int, int>> countGroups(int endLabel) const;
+    bool stopAtLeaks(int endLabel);
+    bool isLeak(std::uint32_t cell, const std::array<int, 2>& sides) const;
+    bool hasLabelBeside(std::uint32_t cell, int dir, int label) const;
+    bool isOnSheet(uint64 rcd) const;
     void nameSides(int lowerIndex, int upperIndex);
     void mendPinholes();
     void gatherCubeNeighbours(const std::vector<Facet*>& vList, int lowerIndex, int upperIndex);

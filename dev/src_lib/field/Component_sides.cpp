@@ -6,6 +6,7 @@
 #include "frame/Run.h"
 #include "frame/tools.h"
 #include "geometry/freeFunctions.h"
+#include "geometry/symmetricEigen.h"
 #include "grid/cellTopology.h"
 #include "parallel/parallelTransform.h"
 #include "zef/Vector3.h"
@@ -108,9 +109,28 @@ void Component::cc_createFacets() {
 }
 
 void Component::cc_labelSides() {
+    constexpr int mostFloods = 4;
     cc_createFacets();
-    const int endLabel = cc_createFacetComponents();
+    int endLabel = cc_createFacetComponents();
+    for (int i = 1; bStopAtRims && i < mostFloods && stopAtLeaks(endLabel); ++i) {
+        for (Facet& f : vVisibleFacets) f.component = -1;
+        endLabel = cc_createFacetComponents();
+    }
+    const std::vector<std::pair<int, int>> vCountGroup = countGroups(endLabel);
+    if (vCountGroup.size() < 2) {
+        showDetail("vCountGroup.size()=", vCountGroup.size(), ", numRCD=", vCellRCD.size());
+        for (Facet& f : vVisibleFacets) f.component = -1;
+    } else {
+        cc_colorizeRest(vCountGroup[0].second, vCountGroup[1].second);
+        pollRun(0);
+        nameSides(vCountGroup[0].second, vCountGroup[1].second);
+        mendPinholes();
+    }
+    std::vector<std::array<std::uint32_t, 4>>().swap(vEdgeNeighbours);
+}
 
+// With their numbers of facets, which come first, the largest one first.
+std::vector<std::pair<int, int>> Component::countGroups(int endLabel) const {
     pollRun(0);
     std::vector<int> vCount(static_cast<std::size_t>(endLabel), 0);
     for (const Facet& f : vVisibleFacets) {
@@ -122,17 +142,7 @@ void Component::cc_labelSides() {
         if (count > 0) vCountGroup.emplace_back(count, label);
     }
     std::sort(vCountGroup.rbegin(), vCountGroup.rend());
-
-    if (vCountGroup.size() < 2) {
-        showDetail("vCountGroup.size()=", vCountGroup.size(), ", numRCD=", vCellRCD.size());
-        for (Facet& f : vVisibleFacets) f.component = -1;
-    } else {
-        cc_colorizeRest(vCountGroup[0].second, vCountGroup[1].second);
-        pollRun(0);
-        nameSides(vCountGroup[0].second, vCountGroup[1].second);
-        mendPinholes();
-    }
-    std::vector<std::array<std::uint32_t, 4>>().swap(vEdgeNeighbours);
+    return vCountGroup;
 }
 
 // By facet number: the opposite facet of the same cell, if the cell is a thin wall
@@ -155,7 +165,7 @@ std::vector<std::uint32_t> Component::findThinWalls() const {
 }
 
 int Component::cc_createFacetComponents() {
-    vEdgeNeighbours = facetIndex.getNeighbours(vCellRCD);
+    if (vEdgeNeighbours.empty()) vEdgeNeighbours = facetIndex.getNeighbours(vCellRCD);
     pollRun(0);
     const std::vector<std::uint32_t> vThinWall = findThinWalls();
     std::vector<std::uint32_t> vQueue;
@@ -168,6 +178,78 @@ int Component::cc_createFacetComponents() {
         ++group;
     }
     return group;
+}
+
+// A cell beside a hole need not be a border cell. There a flood can run round the rim to the other side of the surface,
+// before the one of that side has come, and the field would make a dent beside the hole. The cells where that has
+// happened count as border cells from now on. False if there are none.
+bool Component::stopAtLeaks(int endLabel) {
+    const std::vector<std::pair<int, int>> vCountGroup = countGroups(endLabel);
+    if (vCountGroup.size() < 2) return false;
+    const std::array<int, 2> sides = {vCountGroup[0].second, vCountGroup[1].second};
+    bool bFound = false;
+    for (std::uint32_t cell = 0; cell < vCellRCD.size(); ++cell) {
+        pollRun(cell);
+        if (!isLeak(cell, sides) || !isOnSheet(vCellRCD[cell])) continue;
+        bFound = true;
+        for (std::uint32_t i = facetIndex.firstFacet(cell); i < facetIndex.firstFacet(cell + 1); ++i)
+            vVisibleFacets[i].state = FACET_STATE_BORDER;
+    }
+    return bFound;
+}
+
+// Whether opposite faces of the cell have the label of one side, and such a face beside it that of the other. Where a
+// wedge of a body gets as thin as a cell, its outside is on both faces by right; but the inside begins in other layers.
+bool Component::isLeak(std::uint32_t cell, const std::array<int, 2>& sides) const {
+    for (int dir = 0; dir < numDirs; dir += 2) {
+        if (!facetIndex.isExposed(cell, dir) || !facetIndex.isExposed(cell, dir ^ 1)) continue;
+        const int label = vVisibleFacets[facetIndex.facetOf(cell, dir)].component;
+        if (label != vVisibleFacets[facetIndex.facetOf(cell, dir ^ 1)].component) continue;
+        if (label != sides[0] && label != sides[1]) continue;
+        if (hasLabelBeside(cell, dir, label == sides[0] ? sides[1] : sides[0])) return true;
+    }
+    return false;
+}
+
+// Among the faces that look along the direction or against it, of cells around in the same layer.
+bool Component::hasLabelBeside(std::uint32_t cell, int dir, int label) const {
+    const auto layerOf = [&](std::uint32_t c) {
+        const GridCoords at = unpackRCD(vCellRCD[c]);
+        return dir / 2 == 0 ? at.x : dir / 2 == 1 ? at.y : at.z;
+    };
+    bool bFound = false;
+    facetIndex.forEachAround(vCellRCD[cell], false, [&](std::uint32_t beside) {
+        if (layerOf(beside) != layerOf(cell)) return;
+        for (const int way : {dir, dir ^ 1})
+            bFound = bFound || (facetIndex.isExposed(beside, way) &&
+                                vVisibleFacets[facetIndex.facetOf(beside, way)].component == label);
+    });
+    return bFound;
+}
+
+// Whether the cells around lie near one plane. Those of a thin rod or tube do not, and there one label may be right all
+// around it.
+bool Component::isOnSheet(uint64 rcd) const {
+    constexpr uint64 reach = 2;
+    constexpr double mostScatter = 0.3;  // squared cells across the plane
+    const GridCoords at = unpackRCD(rcd);
+    ProductSums sums;
+    Vector3 sum;
+    double num = 0.0;
+    for (uint64 x = 0; x <= 2 * reach; ++x) {
+        for (uint64 y = 0; y <= 2 * reach; ++y) {
+            for (uint64 z = 0; z <= 2 * reach; ++z) {
+                const uint64 beside = packRCD(at.x + x - reach, at.y + y - reach, at.z + z - reach);
+                if (facetIndex.cellOf(beside) == FacetIndex::npos) continue;
+                const Vector3 way(static_cast<double>(x), static_cast<double>(y), static_cast<double>(z));
+                sums.add(way);
+                sum += way;
+                num += 1.0;
+            }
+        }
+    }
+    sums.centre(sum, num);
+    return getEigen(sums).values[0] <= mostScatter * num;
 }
 
 // The seed gets the label only when the flood comes back to it. vQueue: scratch.

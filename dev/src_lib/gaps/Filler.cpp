@@ -199,7 +199,7 @@ void Filler::createComponents() {
         for (const uint64 rcd : vPieces[i]) {
             if (containsCode(*pvGlobalBorderRCD, rcd)) vBorder.push_back(rcd);
         }
-        vRawComponents[i] = std::make_unique<Component>(vPieces[i], vBorder, pvGlobalRCDPoint, pCalc);
+        vRawComponents[i] = std::make_unique<Component>(vPieces[i], vBorder, pvGlobalRCDPoint, pCalc, bStopAtRims);
         vRawComponents[i]->id = static_cast<int>(i);
         std::vector<uint64>().swap(vPieces[i]);
     });

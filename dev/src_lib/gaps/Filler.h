@@ -75,6 +75,7 @@ public:
     // lets the field grow thick over both sides of sheets, where it decides little.
     int maxSourceSteps = CornerStore::anywhere;
     bool bKeepStackedApart = false;  // see dropStacked()
+    bool bStopAtRims = false;        // see Component
     bool bUneven = false;            // parts of the scan are sparse; progress only depends on it
     bool bStepsWithinSize = false;   // no more growth steps than a hole of the size of a Component takes
     // If set, and there are several pieces: changes the new points of each merged Component,

@@ -306,6 +306,7 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
     filler.bUneven = bUneven;
     filler.bKeepStackedApart = true;
     filler.bStepsWithinSize = true;
+    filler.bStopAtRims = true;
     filler.joinPieces();
     const Bridges bridges(filler);
     OtherComponents others(filler);

@@ -26,13 +26,7 @@ std::optional<Vector3> LocalPlanes::normalAt(uint64 rcd) const {
             num += 1.0;
         });
     });
-    // About the mean.
-    sums.xx -= sum.vx * sum.vx / num;
-    sums.xy -= sum.vx * sum.vy / num;
-    sums.xz -= sum.vx * sum.vz / num;
-    sums.yy -= sum.vy * sum.vy / num;
-    sums.yz -= sum.vy * sum.vz / num;
-    sums.zz -= sum.vz * sum.vz / num;
+    sums.centre(sum, num);
     Vector3 normal;
     return sums.getNormal(normal) ? std::optional(normal) : std::nullopt;
 }

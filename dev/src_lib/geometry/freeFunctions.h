@@ -51,6 +51,15 @@ struct ProductSums {
         yz += d.vy * d.vz;
         zz += d.vz * d.vz;
     }
+    // As if the differences began at their mean: sum is theirs, num their number.
+    void centre(const Vector3& sum, double num) {
+        xx -= sum.vx * sum.vx / num;
+        xy -= sum.vx * sum.vy / num;
+        xz -= sum.vx * sum.vz / num;
+        yy -= sum.vy * sum.vy / num;
+        yz -= sum.vy * sum.vz / num;
+        zz -= sum.vz * sum.vz / num;
+    }
     // The unit normal of the plane that fits best through the common point. The plane
     // is solved along the axis with the largest determinant, which is the one it leans
     // to most. False, with the normal untouched, if the sums lie on one line or are not finite.
