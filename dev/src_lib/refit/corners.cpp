@@ -25,9 +25,9 @@ public:
 
     // To where the three largest sides around the vertex meet, if that is near; else 0. bNoisy: by more triangles.
     Vector3 findMove(std::uint32_t vertex, bool bNoisy) {
-        constexpr double farthest = 1.0;                         // mean edges
+        constexpr double farthest = 1.0;                          // mean edges
         constexpr double leastShare = 0.1, leastTogether = 0.85;  // of the area
-        constexpr double leastSpan = 0.5;                        // of three normals; 1 where they are at right angles
+        constexpr double leastSpan = 0.5;                         // of three normals; 1 where they are at right angles
         gather(vertex);
         if (vSides.size() < 3) return {};
         double area = 0.0;
