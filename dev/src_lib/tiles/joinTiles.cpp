@@ -43,10 +43,10 @@ KeyedVertex keyed(const Point3& p, const SeamKey& key) {
 }
 
 // By their numbers in the joined mesh.
-using Corners = std::array<std::uint32_t, 3>;
+using CornerNumbers = std::array<std::uint32_t, 3>;
 
 // The lowest first.
-Corners rotated(Corners corners) {
+CornerNumbers rotated(CornerNumbers corners) {
     std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()), corners.end());
     return corners;
 }
@@ -76,7 +76,7 @@ public:
         }
         if (bColored) file.writeRaw(vertex.color);
     }
-    void writeTriangle(const Corners& corners) {
+    void writeTriangle(const CornerNumbers& corners) {
         file.writeRaw(std::uint8_t{3});
         file.writeRaw(corners);
     }
@@ -145,7 +145,7 @@ public:
             numbers.add(run, number++);
         });
         collectTriangles(numbers);
-        triangles.merge([&](const Corners& corners, std::uint32_t) { writer.writeTriangle(corners); });
+        triangles.merge([&](const CornerNumbers& corners, std::uint32_t) { writer.writeTriangle(corners); });
     }
 
 private:
@@ -154,7 +154,7 @@ private:
     const SettledSeams seams;
     const std::uint32_t numTiles;
     RunMerger<KeyedVertex> vertices;
-    RunMerger<Corners> triangles;
+    RunMerger<CornerNumbers> triangles;
     std::vector<std::uint32_t> vSeamOrder;  // vertices of the seams by key
 
     void collectVertices() {
@@ -181,13 +181,13 @@ private:
         std::vector<std::uint32_t> vOfSeams(vSorted.size());
         for (std::size_t k = 0; k < vSorted.size(); ++k) vOfSeams[vSeamOrder[k]] = vSorted[k];
         const auto numSeam = static_cast<std::uint32_t>(vOfSeams.size());
-        std::vector<Corners> vRun;
+        std::vector<CornerNumbers> vRun;
         for (std::uint32_t tile = 0; tile < numTiles; ++tile) {
             const TileMesh mesh = readTileMesh(job, digest, tile);
             const std::vector<std::uint32_t> vInner = numbers.numbersOf(tile, mesh.vInnerKeys.size());
             vRun.clear();
-            forEachOfCore(seams, tile, mesh, numSeam, [&](const Corners& corners) {
-                Corners numbered;
+            forEachOfCore(seams, tile, mesh, numSeam, [&](const CornerNumbers& corners) {
+                CornerNumbers numbered;
                 for (std::size_t i = 0; i < 3; ++i)
                     numbered[i] = corners[i] < numSeam ? vOfSeams[corners[i]] : vInner[corners[i] - numSeam];
                 vRun.push_back(rotated(numbered));
@@ -201,7 +201,7 @@ private:
         addTriangles(vRun);
     }
 
-    void addTriangles(std::vector<Corners>& vRun) {
+    void addTriangles(std::vector<CornerNumbers>& vRun) {
         sortMT(vRun.begin(), vRun.end());
         triangles.add(vRun);
     }
