@@ -43,7 +43,7 @@ public:
 private:
     static constexpr double sameCosine = 0.94;
     const RefitSurface& surface;
-    std::vector<std::uint32_t> vFaces, vLeft;
+    std::vector<std::uint32_t> vFaces, vLeft, vCorners;
     std::vector<Side> vSides;
 
     // Of the normals of the first three sides.
@@ -113,11 +113,19 @@ private:
 
     // To the triangles those around.
     void addRing() {
-        for (std::size_t i = 0, num = vFaces.size(); i < num; ++i)
-            for (std::size_t side = 3 * std::size_t{vFaces[i]}, end = side + 3; side < end; ++side)
-                for (const std::uint32_t other : surface.fans[surface.vTriples[side]]) vFaces.push_back(other);
-        std::sort(vFaces.begin(), vFaces.end());
-        vFaces.erase(std::unique(vFaces.begin(), vFaces.end()), vFaces.end());
+        vCorners.clear();
+        for (const std::uint32_t t : vFaces)
+            for (std::size_t side = 3 * std::size_t{t}, end = side + 3; side < end; ++side)
+                vCorners.push_back(surface.vTriples[side]);
+        keepDifferent(vCorners);
+        vFaces.clear();
+        for (const std::uint32_t i : vCorners)
+            vFaces.insert(vFaces.end(), surface.fans[i].begin(), surface.fans[i].end());
+        keepDifferent(vFaces);
+    }
+    static void keepDifferent(std::vector<std::uint32_t>& v) {
+        std::sort(v.begin(), v.end());
+        v.erase(std::unique(v.begin(), v.end()), v.end());
     }
 };
 
