@@ -24,6 +24,18 @@ TriangleMesh flat(const zef_test::Shape& shape) {
     return {shape.vertices, shape.triples};
 }
 
+// Of 39 squares a side, without so many each way from the 20th on.
+TriangleMesh sheetWithHole(std::uint32_t width) {
+    const zef_test::Shape sheet = zef_test::gridSheet(40, 40);
+    TriangleMesh mesh{sheet.vertices, {}};
+    for (std::uint32_t quad = 0; quad < 39 * 39; ++quad) {
+        const std::uint32_t x = quad % 39 - 20, y = quad / 39 - 20;
+        if (x >= width || y >= width)
+            mesh.indices.insert(mesh.indices.end(), &sheet.triples[6 * quad], &sheet.triples[6 * quad] + 6);
+    }
+    return mesh;
+}
+
 void append(TriangleMesh& mesh, const zef_test::Shape& shape, const Vector3& move) {
     const auto first = static_cast<std::uint32_t>(mesh.vertices.size());
     for (const Point3& p : shape.vertices) mesh.vertices.push_back(p + move);
@@ -326,14 +338,7 @@ TEST(Manifold, fillsSmallHolesAndLeavesLargeOnesAndEnds) {
     EXPECT_EQ(repair(pipe).numAddedTriangles, 0u);
 
     for (const std::uint32_t width : {4u, 5u}) {
-        TriangleMesh sheet = flat(zef_test::gridSheet(40, 40));
-        std::vector<std::uint32_t> vLeft;
-        for (std::uint32_t quad = 0; quad < 39 * 39; ++quad) {
-            const std::uint32_t x = quad % 39, y = quad / 39;
-            if (x >= 20 && x < 20 + width && y >= 20 && y < 20 + width) continue;
-            vLeft.insert(vLeft.end(), sheet.indices.begin() + 6 * quad, sheet.indices.begin() + 6 * quad + 6);
-        }
-        sheet.indices = vLeft;
+        TriangleMesh sheet = sheetWithHole(width);
         repair(sheet);
         EXPECT_EQ(checkTriangles(sheet).numBorderLoops, width == 4 ? 1u : 2u);
         EXPECT_DOUBLE_EQ(checkTriangles(sheet).area, width == 4 ? 39.0 * 39.0 : 39.0 * 39.0 - 25.0);
@@ -342,14 +347,7 @@ TEST(Manifold, fillsSmallHolesAndLeavesLargeOnesAndEnds) {
 
 // Slivers at the rim of a hole, folded back a little, look away from all else.
 TEST(Manifold, fillsAFlatHoleWithSliversAtItsRim) {
-    TriangleMesh sheet = flat(zef_test::gridSheet(40, 40));
-    std::vector<std::uint32_t> vLeft;
-    for (std::uint32_t quad = 0; quad < 39 * 39; ++quad) {
-        const std::uint32_t x = quad % 39, y = quad / 39;
-        if (x / 2 == 10 && y / 2 == 10) continue;
-        vLeft.insert(vLeft.end(), sheet.indices.begin() + 6 * quad, sheet.indices.begin() + 6 * quad + 6);
-    }
-    sheet.indices = vLeft;
+    TriangleMesh sheet = sheetWithHole(2);
     ASSERT_EQ(checkTriangles(sheet).numBorderLoops, 2u);
     const auto at = [](std::uint32_t x, std::uint32_t y) { return 40 * y + x; };
     for (std::uint32_t x = 20; x < 22; ++x) {

@@ -61,8 +61,8 @@ private:
     // The triangles of two rings by their planes, the largest first.
     void gather(std::uint32_t vertex) {
         vFaces.assign(surface.fans[vertex].begin(), surface.fans[vertex].end());
-        addRing();
         vSides.clear();
+        if (!addRing()) return;
         vLeft = vFaces;
         while (!vLeft.empty()) {
             Side side{surface.vNormals[mostCommon()], {}, {}, 0.0};
@@ -100,7 +100,7 @@ private:
 
     // The first three sides anew, by so many rings more.
     void widen(int numRings) {
-        for (int ring = 0; ring < numRings; ++ring) addRing();
+        for (int ring = 0; ring < numRings && addRing();) ++ring;
         std::array<Vector3, 3> n;
         for (std::size_t i = 0; i < 3; ++i) {
             n[i] = normalize(vSides[i].normal);
@@ -111,17 +111,22 @@ private:
                 if (surface.vNormals[t] * n[i] > sameCosine) add(t, vSides[i]);
     }
 
-    // To the triangles those around.
-    void addRing() {
+    // To the triangles those around; false, with nothing added, where vertices have too many for a corner.
+    bool addRing() {
+        constexpr std::size_t mostOfFans = 768;
         vCorners.clear();
         for (const std::uint32_t t : vFaces)
             for (std::size_t side = 3 * std::size_t{t}, end = side + 3; side < end; ++side)
                 vCorners.push_back(surface.vTriples[side]);
         keepDifferent(vCorners);
+        std::size_t numOfFans = 0;
+        for (const std::uint32_t i : vCorners) numOfFans += surface.fans[i].size();
+        if (numOfFans > mostOfFans) return false;
         vFaces.clear();
         for (const std::uint32_t i : vCorners)
             vFaces.insert(vFaces.end(), surface.fans[i].begin(), surface.fans[i].end());
         keepDifferent(vFaces);
+        return true;
     }
     static void keepDifferent(std::vector<std::uint32_t>& v) {
         std::sort(v.begin(), v.end());
