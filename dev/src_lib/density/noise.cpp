@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "frame/Progress.h"
+#include "geometry/HeightQuadric.h"
 #include "geometry/PlaceIndex.h"
 #include "geometry/byPlace.h"
 #include "geometry/freeFunctions.h"
-#include "geometry/symmetricEigen.h"
 #include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
@@ -23,7 +23,6 @@ constexpr std::array<std::size_t, 4> aNumPoints = {16, 32, 64, 128};  // of the 
 constexpr double firstReach = 2.5;                                    // spacings: some 16 to 30 points in a plane
 constexpr int numReaches = 5;                                         // each twice the one before
 constexpr double widest = 0.2;                                        // scatter of a surface, in radii of the piece
-constexpr std::size_t numTerms = 6;                                   // of a quadric
 constexpr std::size_t minInBlock = 9;
 constexpr int numLevels = 4;
 constexpr double smallestBlock = 12.0;  // spacings
@@ -34,79 +33,14 @@ struct Hit {
     bool operator==(const Hit& h) const { return point == h.point; }
 };
 
-using Terms = std::array<double, numTerms>;
-
-// Least squares by the normal equations, which are added up one row at a time.
-class NormalEquations {
-public:
-    void add(const Terms& row, double value) {
-        for (std::size_t i = 0; i < numTerms; ++i) {
-            for (std::size_t k = 0; k <= i; ++k) aProducts[i][k] += row[i] * row[k];
-            aRight[i] += row[i] * value;
-        }
-    }
-
-    // What the points do not tell, as those of a line, stays 0. Returns the number of the
-    // others. Overwrites the sums by their Cholesky factor.
-    std::size_t solve(Terms& solution) {
-        constexpr double smallest = 1e-9;  // of what a term had by itself
-        std::array<bool, numTerms> bTold{};
-        for (std::size_t i = 0; i < numTerms; ++i) {
-            const double before = aProducts[i][i];
-            for (std::size_t k = 0; k <= i; ++k) {
-                double sum = aProducts[i][k];
-                for (std::size_t j = 0; j < k; ++j) sum -= aProducts[i][j] * aProducts[k][j];
-                if (k < i)
-                    aProducts[i][k] = bTold[k] ? sum / aProducts[k][k] : 0.0;
-                else
-                    bTold[i] = sum > smallest * before, aProducts[i][i] = bTold[i] ? std::sqrt(sum) : 1.0;
-            }
-        }
-        for (std::size_t i = 0; i < numTerms; ++i) {
-            for (std::size_t k = 0; k < i; ++k) aRight[i] -= aProducts[i][k] * aRight[k];
-            aRight[i] = bTold[i] ? aRight[i] / aProducts[i][i] : 0.0;
-        }
-        for (std::size_t i = numTerms; i-- > 0;) {
-            double sum = aRight[i];
-            for (std::size_t k = i + 1; k < numTerms; ++k) sum -= aProducts[k][i] * solution[k];
-            solution[i] = bTold[i] ? sum / aProducts[i][i] : 0.0;
-        }
-        return static_cast<std::size_t>(std::count(bTold.begin(), bTold.end(), true));
-    }
-
-private:
-    std::array<Terms, numTerms> aProducts{};  // lower half
-    Terms aRight{};
-};
-
 // The standard deviation of the heights of points over a quadric.
 double scatterOf(std::span<const Vector3> arms, double radius) {
-    Vector3 mean;
-    for (const Vector3& arm : arms) mean += arm;
-    mean /= static_cast<double>(arms.size());
-    ProductSums sums;
-    for (const Vector3& arm : arms) sums.add(arm - mean);
-    const SymmetricEigen eigen = getEigen(sums);
-    const auto termsOf = [&](const Vector3& arm) {
-        const double u = eigen.vectors[2] * arm / radius, v = eigen.vectors[1] * arm / radius;
-        return Terms{1.0, u, v, u * u, u * v, v * v};
-    };
-    NormalEquations equations;
-    for (const Vector3& arm : arms) equations.add(termsOf(arm), eigen.vectors[0] * arm);
-    Terms quadric{};
-    const std::size_t numTold = equations.solve(quadric);
-    double squares = 0.0;
-    for (const Vector3& arm : arms) {
-        const Terms terms = termsOf(arm);
-        const double off =
-            eigen.vectors[0] * arm - std::inner_product(terms.begin(), terms.end(), quadric.begin(), 0.0);
-        squares += off * off;
-    }
+    const HeightQuadric quadric(arms, radius);
     // Half of such sums are below this (E. Wilson, M. Hilferty, The distribution of chi-square,
     // 1931), so that the median of many is right.
-    const double freedoms = static_cast<double>(arms.size() - numTold);
+    const double freedoms = static_cast<double>(arms.size() - quadric.getNumTold());
     const double toMedian = 1.0 - 2.0 / (9.0 * freedoms);
-    return std::sqrt(squares / (freedoms * toMedian * toMedian * toMedian));
+    return std::sqrt(quadric.getSumOfSquares() / (freedoms * toMedian * toMedian * toMedian));
 }
 
 class NoiseSearch {

@@ -54,12 +54,11 @@ public:
     // outside in, and each of them would be a gap to fill. vCodes: the cells of vCloud.
     void closePinholes(std::vector<uint64>& vCodes, std::vector<RCDPoint>& vCloud) const;
 
-    // As fillGaps(). The field grows from the cells of the cloud without what makes its rims
-    // thick. Of what it gives only that remains which parts empty regions that would be one
-    // without it, and what leads over cracks between pieces; surfaces face to face are not joined. All
-    // other cells of the cloud stay, but for those that made a rim thick where the filling has gone on
-    // from it. vCodes: the cells of vCloud.
-    void fillInsideBorders(const std::vector<uint64>& vCodes, std::vector<RCDPoint>& vCloud) const;
+    // As fillGaps(). Small holes are closed first. The field grows from the cells of the cloud without what makes its
+    // rims thick. Of what it gives only that remains which parts empty regions that would be one without it, and what
+    // leads over cracks between pieces; surfaces face to face are not joined. All other cells of the cloud stay, but
+    // for those that made a rim thick where the filling has gone on from it. vCodes: the cells of vCloud.
+    void fillInsideBorders(std::vector<uint64> vCodes, std::vector<RCDPoint>& vCloud) const;
 
     // Adds to the filling the cells at its seam with vSeam, cells of the cloud, without
     // which two regions of empty cells would be one; and the empty pockets that it walls in, so
@@ -72,6 +71,9 @@ public:
                      std::vector<RCDPoint>& vFilled) const;
 
 private:
+    std::vector<uint64> thickCellsOf(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vCloud,
+                                     const std::vector<uint64>& vCandidates) const;
+    void closeSmallHoles(std::vector<uint64>& vCodes, std::vector<uint64>& vThick, std::vector<RCDPoint>& vCloud) const;
     std::vector<uint64> findDoomedZeros(const std::vector<uint64>& vArBorZer, const std::vector<uint64>& vLocalBorder,
                                         const std::vector<RCDPoint>& vRCD2ZeroPoint) const;
 };

@@ -8,6 +8,7 @@
 #include "frame/Run.h"
 #include "gaps/Bridges.h"
 #include "gaps/Filler.h"
+#include "gaps/smallHoles.h"
 #include "grid/Calc.h"
 #include "grid/CellBlocks.h"
 #include "grid/RemoveDecider_RCD.h"
@@ -293,10 +294,11 @@ void GapCloser::closePinholes(std::vector<uint64>& vCodes, std::vector<RCDPoint>
     vCodes = unionOf(vCodes, vPinholes);
 }
 
-void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector<RCDPoint>& vCloud) const {
-    constexpr int untilNothingGoes = std::numeric_limits<int>::max();
-    std::vector<uint64> vCore, vThick, vArea, vBorder, vBridges, vKept, vDoomed;
-    RemoveDecider_RCD(&vCodes, pCalc).pruneLayered(vCloud, vCodes, vCore, vThick, false, false, untilNothingGoes);
+void GapCloser::fillInsideBorders(std::vector<uint64> vCodes, std::vector<RCDPoint>& vCloud) const {
+    std::vector<uint64> vThick = thickCellsOf(vCodes, vCloud, vCodes);
+    closeSmallHoles(vCodes, vThick, vCloud);
+    const std::vector<uint64> vCore = difference(vCodes, vThick);
+    std::vector<uint64> vArea, vBorder, vBridges, vKept, vDoomed;
     RemoveDecider_RCD(&vCore, pCalc).classify(vArea, vBorder);
     std::vector<RCDPoint> vCorePoints = vCloud, vFilled;
     keepListed(vCore, vCorePoints);
@@ -339,6 +341,32 @@ void GapCloser::fillInsideBorders(const std::vector<uint64>& vCodes, std::vector
     RemoveDecider_RCD(&vAll, pCalc).pruneLayered(vCloud, vThick, vKept, vDoomed, false, false, 0);
     keepListed(vDoomed, vCloud, false);
     vCloud.insert(vCloud.end(), vFilled.begin(), vFilled.end());
+}
+
+// Those of the candidates without which rims are a cell wide.
+std::vector<uint64> GapCloser::thickCellsOf(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vCloud,
+                                            const std::vector<uint64>& vCandidates) const {
+    constexpr int untilNothingGoes = std::numeric_limits<int>::max();
+    std::vector<uint64> vKept, vThick;
+    RemoveDecider_RCD(&vCodes, pCalc).pruneLayered(vCloud, vCandidates, vKept, vThick, false, false, untilNothingGoes);
+    return vThick;
+}
+
+// Cells that seemed to make a rim thick can be what closes the hole together with others.
+void GapCloser::closeSmallHoles(std::vector<uint64>& vCodes, std::vector<uint64>& vThick,
+                                std::vector<RCDPoint>& vCloud) const {
+    const auto mostCells = std::min(widestSmallHole, 2 * static_cast<std::uint32_t>(numGrowSteps));
+    const std::vector<uint64> vCore = difference(vCodes, vThick);
+    std::vector<uint64> vArea, vBorder;
+    RemoveDecider_RCD(&vCore, pCalc).classify(vArea, vBorder);
+    std::vector<RCDPoint> vFilled = crossSmallHoles(vBorder, vCloud, *pCalc, mostCells);
+    tightenFilling(unionOf(vBorder, vThick), vCloud, vFilled);
+    peelFilling(vCodes, {}, vFilled);
+    if (vFilled.empty()) return;
+    vCodes = unionOf(vCodes, codesOf(vFilled));
+    vCloud.insert(vCloud.end(), vFilled.begin(), vFilled.end());
+    sortStableByFirstMT(vCloud.begin(), vCloud.end());
+    vThick = thickCellsOf(vCodes, vCloud, vThick);
 }
 
 // What has no surface all round goes, down to the cells that hold it. Those are the ones
