@@ -107,7 +107,8 @@ TYPED_TEST(CellBlocksOf, sweepsAndMarksSeeEachCellAndPairOnce) {
     }
     const auto expectMarked = [&](const std::set<uint64>& sExpected) {
         std::set<uint64> sMarked;
-        blocks.takeMarked([&](std::uint32_t i) { ASSERT_TRUE(sMarked.insert(this->vCodes[i]).second); });
+        for (const auto& vBlocks : blocks.blocksByRegion())
+            blocks.takeMarked(vBlocks, [&](std::uint32_t i) { ASSERT_TRUE(sMarked.insert(this->vCodes[i]).second); });
         EXPECT_EQ(sMarked, sExpected);
     };
     expectMarked(sAround);

@@ -6,6 +6,7 @@
 #include "grid/codeSets.h"
 #include "support/digest.h"
 #include "support/drawnCells.h"
+#include "support/threads.h"
 
 using namespace QUOR_ZEF;
 using namespace zef_test;
@@ -67,6 +68,59 @@ TEST(RemoveDecider_RCD, thinningIsTheRecordedOne) {
             for (const uint64 rcd : vDoomed) ASSERT_TRUE(decider.isDoomed(rcd));
         }
     });
+}
+
+namespace {
+
+// The rule of pruneLayered() taken word for word: what it dooms, in order of code.
+Codes thinnedInTurns(RemoveDecider_RCD& decider, const Codes& vCandidates,
+                     const std::vector<std::pair<uint64, Point3>>& vSamples) {
+    const auto mayGo = [&](uint64 rcd) {
+        decider.setCenter(rcd);
+        std::uint32_t mask = 0;
+        for (int i = 0; i < 27; ++i) mask |= std::uint32_t{decider.exists_int27(i)} << i;
+        return mayGoBlock(mask, thickRimMissing);
+    };
+    Codes vDoomed;
+    for (std::size_t numBefore = 1; numBefore != vDoomed.size();) {
+        numBefore = vDoomed.size();
+        std::vector<std::pair<double, uint64>> vTurns;
+        for (const uint64 rcd : vCandidates)
+            if (mayGo(rcd)) vTurns.emplace_back(decider.getWeight(vSamples, rcd), rcd);
+        std::sort(vTurns.begin(), vTurns.end());
+        for (const auto& [weight, rcd] : vTurns)
+            if (mayGo(rcd) && decider.doom(rcd)) vDoomed.push_back(rcd);
+    }
+    std::sort(vDoomed.begin(), vDoomed.end());
+    return vDoomed;
+}
+
+}  // namespace
+
+TEST(RemoveDecider_RCD, manyCellsAreThinnedAsIfTheyTookTurns) {
+    const Calc calc = unitGrid();
+    const Codes vCells = drawnCells(18, 130, 130);
+    const auto vSamples = drawnSamples(vCells, 18);
+    for (const bool bOffList : {false, true}) {
+        Codes vListed = vCells, vCandidates = vCells;
+        if (bOffList) {
+            // A corner without any listed cell, and single ones.
+            Draws draws(18);
+            std::erase_if(vListed, [&](uint64 rcd) { return rcd < packRCD(80, 0, 0) || draws.below(10) == 0; });
+            std::erase_if(vCandidates, [&](uint64) { return draws.below(10) == 0; });
+        }
+        RemoveDecider_RCD slow(&vListed, &calc);
+        const Codes vExpected = thinnedInTurns(slow, vCandidates, vSamples);
+        ASSERT_GT(vExpected.size(), 20'000u);
+        for (const unsigned numThreads : {1u, 2u, 5u}) {
+            const ThreadCount count(numThreads);
+            RemoveDecider_RCD decider(&vListed, &calc);
+            Codes vKept, vDoomed;
+            decider.pruneLayered(vSamples, vCandidates, vKept, vDoomed, false, false, 0);
+            EXPECT_EQ(vDoomed, vExpected);
+            EXPECT_EQ(vKept, difference(vCandidates, vExpected));
+        }
+    }
 }
 
 TEST(RemoveDecider_RCD, smallBorderGroupsGoUpToFortyCells) {

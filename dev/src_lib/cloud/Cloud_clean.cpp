@@ -100,22 +100,29 @@ void Cloud::postBorderPruning(RemoveDecider_RCD& decider, const std::vector<RCDP
     constexpr double wideWedge = 150.0;  // degrees
     std::vector<uint64> vArea, vBorder;
     decider.classify(vArea, vBorder);
-    std::vector<uint64> vWide;                      // ascending, as the border is
-    std::vector<std::vector<uint64>> vNeigsOfWide;  // beside vWide
-    Wedge wedge;
-    for (const uint64 rcd : vBorder) {
-        const auto it = findCell(vRCDPoint, rcd);
-        ASSEX(it!=vRCDPoint.end() || it->first==rcd);
-        wedge.collect(vRCDPoint, *pCalc, *it);
-        if (getMedianWedge(wedge.vAxPlusNeigs) <= wideWedge) continue;
-        vWide.push_back(rcd);
-        vNeigsOfWide.push_back(wedge.vNeigs);
-    }
+    using CodeAndNeigs = std::pair<uint64, std::vector<uint64>>;
+    const auto findWide = [&](std::size_t begin, std::size_t end) {
+        std::vector<CodeAndNeigs> vWide;
+        Wedge wedge;
+        for (std::size_t i = begin; i < end; ++i) {
+            pollRun(i);
+            const uint64 rcd = vBorder[i];
+            const auto it = findCell(vRCDPoint, rcd);
+            ASSEX(it!=vRCDPoint.end() || it->first==rcd);
+            wedge.collect(vRCDPoint, *pCalc, *it);
+            if (getMedianWedge(wedge.vAxPlusNeigs) > wideWedge) vWide.emplace_back(rcd, wedge.vNeigs);
+        }
+        return vWide;
+    };
+    constexpr std::size_t minChunk = 500;
+    const auto vChunks = parallelChunkResults<std::vector<CodeAndNeigs>>(vBorder.size(), minChunk, findWide);
+    std::vector<uint64> vWide;  // ascending, as the border is
+    for (const auto& vChunk : vChunks)
+        for (const CodeAndNeigs& wide : vChunk) vWide.push_back(wide.first);
     const auto isWide = [&](uint64 rcd) { return std::binary_search(vWide.begin(), vWide.end(), rcd); };
-    for (std::size_t i = 0; i < vWide.size(); ++i) {
-        const std::vector<uint64>& vNeigs = vNeigsOfWide[i];
-        if (std::none_of(vNeigs.begin(), vNeigs.end(), isWide)) decider.doom(vWide[i]);
-    }
+    for (const auto& vChunk : vChunks)
+        for (const auto& [rcd, vNeigs] : vChunk)
+            if (std::none_of(vNeigs.begin(), vNeigs.end(), isWide)) decider.doom(rcd);
 }
 
 double Cloud::getMedianWedge(const std::vector<Point3>& vAxPlusNeigs) {

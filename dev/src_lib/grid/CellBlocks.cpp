@@ -1,5 +1,7 @@
 #include "grid/CellBlocks.h"
 
+#include <utility>
+
 #include "frame/Run.h"
 #include "frame/tools.h"
 
@@ -26,8 +28,7 @@ uint64 firstOfRows(unsigned rows) {
 }  // namespace
 
 template <class Layout>
-CellBlocks<Layout>::CellBlocks(std::span<const uint64> vCodes)
-    : blocks(vCodes.size() / 32), vLinks(1), vListed(1), vAlive(1), vDoomed(1), vMarked(1) {
+CellBlocks<Layout>::CellBlocks(std::span<const uint64> vCodes) : blocks(vCodes.size() / 32), vKeys(1), vListed(1) {
     ASSEX(vCodes.size() < npos);
     std::vector<std::uint32_t> vBlockOf(vCodes.size());
     uint64 lastKey = ~uint64{0};
@@ -36,18 +37,40 @@ CellBlocks<Layout>::CellBlocks(std::span<const uint64> vCodes)
         pollRun(i);
         ASSEX(i == 0 || vCodes[i - 1] < vCodes[i]);
         const uint64 key = Layout::keyOf(vCodes[i]);
-        if (key != lastKey) block = addBlock(key);
+        if (key != lastKey) {
+            const auto number = static_cast<std::uint32_t>(vKeys.size());
+            block = blocks.insert(key, number);
+            if (block == number) {
+                vKeys.push_back(key);
+                vListed.emplace_back();
+            }
+        }
         lastKey = key;
         const unsigned place = Layout::placeOf(vCodes[i]);
         vListed[block][place >> 6] |= uint64{1} << (place & 63);
         vBlockOf[i] = block;
     }
     vAlive = vListed;
+    vDoomed.resize(vListed.size());
+    vMarked.resize(vListed.size());
+    linkBlocks();
     countCellsBefore();
     vOrder.resize(vCodes.size());
-    for (std::size_t i = 0; i < vCodes.size(); ++i) {
-        vOrder[slotAt(vBlockOf[i], Layout::placeOf(vCodes[i]))] = static_cast<std::uint32_t>(i);
-    }
+    constexpr std::size_t minChunk = 20'000;  // cells
+    parallelChunks(vCodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            vOrder[slotAt(vBlockOf[i], Layout::placeOf(vCodes[i]))] = static_cast<std::uint32_t>(i);
+        }
+    });
+}
+
+template <class Layout>
+void CellBlocks<Layout>::linkBlocks() {
+    constexpr std::size_t minChunk = 200;  // blocks
+    vLinks.resize(vKeys.size());
+    parallelChunks(vKeys.size() - 1, minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t block = begin + 1; block <= end; ++block) vLinks[block] = linksOf(vKeys[block]);
+    });
 }
 
 template <class Layout>
@@ -70,6 +93,7 @@ template <class Layout>
 std::uint32_t CellBlocks<Layout>::addBlock(uint64 key) {
     const auto number = static_cast<std::uint32_t>(vLinks.size());
     if (const std::uint32_t block = blocks.insert(key, number); block != number) return block;
+    vKeys.push_back(key);
     vLinks.push_back(linksOf(key));
     vListed.emplace_back();
     vAlive.emplace_back();
@@ -91,6 +115,22 @@ typename CellBlocks<Layout>::Links CellBlocks<Layout>::linksOf(uint64 key) const
         links[static_cast<std::size_t>(i)] = blockOf(Layout::keyOfCell(c));
     }
     return links;
+}
+
+template <class Layout>
+std::vector<typename CellBlocks<Layout>::BlockNumbers> CellBlocks<Layout>::blocksByRegion() const {
+    std::vector<std::pair<uint64, std::uint32_t>> vBlocks;
+    vBlocks.reserve(vKeys.size());
+    for (std::uint32_t block = 1; block < vKeys.size(); ++block) {
+        vBlocks.emplace_back(Layout::regionOf(vKeys[block]), block);
+    }
+    std::sort(vBlocks.begin(), vBlocks.end());
+    std::vector<BlockNumbers> vRegions;
+    for (std::size_t i = 0; i < vBlocks.size(); ++i) {
+        if (i == 0 || vBlocks[i].first != vBlocks[i - 1].first) vRegions.emplace_back();
+        vRegions.back().push_back(vBlocks[i].second);
+    }
+    return vRegions;
 }
 
 template <class Layout>
@@ -124,7 +164,9 @@ void CellBlocks<Layout>::markAround(uint64 code) {
             if (!window) continue;
             for (unsigned dz = 0; dz < 3; ++dz) {
                 const unsigned above = (place >> 6) + dz + 7;
-                vMarked[links[(above >> 3) * 9 + by * 3 + bx]][above & 7] |= window;
+                if (const std::uint32_t neighbour = links[(above >> 3) * 9 + by * 3 + bx]) {
+                    vMarked[neighbour][above & 7] |= window;
+                }
             }
         }
     }

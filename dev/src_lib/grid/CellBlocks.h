@@ -11,6 +11,7 @@
 #include "frame/types.h"
 #include "grid/Calc.h"
 #include "grid/cellTopology.h"
+#include "parallel/parallelTransform.h"
 #include "store/CodeMap.h"
 
 namespace QUOR_ZEF {
@@ -20,7 +21,9 @@ namespace QUOR_ZEF {
 struct PackedLayout {
     static constexpr std::size_t blockSize = 512;
     static constexpr uint64 inBlock = 7 * (stepX_RCD + stepY_RCD + stepZ_RCD);
+    static constexpr uint64 inRegion = 63 * (stepX_RCD + stepY_RCD + stepZ_RCD);
     static uint64 keyOf(uint64 rcd) { return rcd & ~inBlock; }
+    static uint64 regionOf(uint64 key) { return key & ~inRegion; }
     static unsigned placeOf(uint64 rcd) {
         return static_cast<unsigned>((rcd & 7) << 6 | (rcd >> 21 & 7) << 3 | (rcd >> 42 & 7));
     }
@@ -29,6 +32,7 @@ struct PackedLayout {
 };
 struct InterleavedLayout {
     static uint64 keyOf(uint64 ccd) { return ccd >> 9; }
+    static uint64 regionOf(uint64 key) { return key >> 9; }
     static unsigned placeOf(uint64 ccd) { return vPlace[ccd & 511]; }
     static GridCoords firstCellOf(uint64 key) { return unpackCCD(key << 9); }
     static uint64 keyOfCell(const GridCoords& c) { return keyOf(packCCD(c.x, c.y, c.z)); }
@@ -53,14 +57,18 @@ inline constexpr std::array<std::uint16_t, 512> InterleavedLayout::vPlace = Inte
 // Memory: about 450 bytes a block (a surface has 60 to 100 cells in a block) and 4 bytes a cell.
 // Cost: a mask takes 10 to 30 ns, the rest less; blocks near each other in the
 // list lie near each other in memory.
-// Threads: const members may run side by side while nobody dooms.
+// Threads: const members may run side by side while nobody dooms. In different regions,
+// so may those that change something, if the blocks are there (hasBlockOf()) and nobody
+// touches cells at the rim of a region.
 template <class Layout>
 class CellBlocks {
 public:
     static constexpr std::uint32_t npos = CodeMap::npos;
+    // Regions are cubes of so many cells a side that begin at multiples of it.
+    static constexpr uint64 regionSide = 64;
 
     // vCodes must be sorted and unique and have fewer than 2^32 - 1 elements, or an
-    // ASSEX fails. It is not kept. Nothing is doomed at first.
+    // ASSEX fails. It is not kept. Nothing is doomed at first. Partly parallel.
     explicit CellBlocks(std::span<const uint64> vCodes);
 
     // The number of listed cells, doomed or not.
@@ -86,6 +94,9 @@ public:
     // must not doom. The fastest way to see all cells.
     template <class Fn>
     void forEachMask(const Fn& fn) const;
+    // The same with several threads: fn is called by all of them.
+    template <class Fn>
+    void forEachMask_MT(const Fn& fn) const;
 
     // fn(index, block index) for each listed cell among those of mask around a cell.
     template <class Fn>
@@ -96,13 +107,17 @@ public:
     template <class Fn>
     void forEachPair(const Fn& fn) const;
 
+    // The blocks of each region that has any, ascending.
+    using BlockNumbers = std::vector<std::uint32_t>;
+    std::vector<BlockNumbers> blocksByRegion() const;
+
     // Marks are notes of cells to look at again: all of them, or a cell and those
-    // around it. takeMarked() calls fn(index) for each marked cell that is
-    // listed and not doomed, block by block, and leaves none marked. fn must not mark.
+    // around it. takeMarked() calls fn(index) for each marked cell of these blocks that is
+    // listed and not doomed, block by block, and leaves none of them marked. fn must not mark.
     void markAll() { vMarked = vAlive; }
     void markAround(uint64 code);
     template <class Fn>
-    void takeMarked(const Fn& fn);
+    void takeMarked(const BlockNumbers& vBlocks, const Fn& fn);
 
 private:
     // One bit a cell: layer z, in it bit y*8 + x.
@@ -115,6 +130,7 @@ private:
     };
 
     std::uint32_t addBlock(uint64 key);
+    void linkBlocks();
     void countCellsBefore();
     Links linksOf(uint64 key) const;
     std::uint32_t blockOf(uint64 key) const {
@@ -128,9 +144,12 @@ private:
     template <class Fn>
     void forEachInMaskAt(const Links& links, unsigned place, std::uint32_t mask, const Fn& fn) const;
     template <class Fn>
+    void forEachCellIn(const std::vector<Layers>& v, std::uint32_t block, const Fn& fn) const;
+    template <class Fn>
     void forEachCell(const std::vector<Layers>& v, const Fn& fn) const;
 
     CodeMap blocks;                     // key to number of the block, from 1 on
+    std::vector<uint64> vKeys;          // of each block
     std::vector<Links> vLinks;          // of each block; block 0 has no cells
     std::vector<Layers> vListed;        // the cells of the list
     std::vector<Layers> vAlive;         // those that aren't doomed
@@ -262,15 +281,22 @@ void CellBlocks<Layout>::forEachInMask(uint64 code, std::uint32_t mask, const Fn
     }
 }
 
+// fn(place)
+template <class Layout>
+template <class Fn>
+void CellBlocks<Layout>::forEachCellIn(const std::vector<Layers>& v, std::uint32_t block, const Fn& fn) const {
+    for (unsigned z = 0; z < 8; ++z) {
+        for (uint64 layer = v[block][z]; layer; layer &= layer - 1) {
+            fn(z << 6 | static_cast<unsigned>(std::countr_zero(layer)));
+        }
+    }
+}
+
 template <class Layout>
 template <class Fn>
 void CellBlocks<Layout>::forEachCell(const std::vector<Layers>& v, const Fn& fn) const {
     for (std::uint32_t block = 1; block < v.size(); ++block) {
-        for (unsigned z = 0; z < 8; ++z) {
-            for (uint64 layer = v[block][z]; layer; layer &= layer - 1) {
-                fn(block, z << 6 | static_cast<unsigned>(std::countr_zero(layer)));
-            }
-        }
+        forEachCellIn(v, block, [&](unsigned place) { fn(block, place); });
     }
 }
 
@@ -284,12 +310,24 @@ void CellBlocks<Layout>::forEachMask(const Fn& fn) const {
 
 template <class Layout>
 template <class Fn>
-void CellBlocks<Layout>::takeMarked(const Fn& fn) {
-    for (std::size_t block = 0; block < vMarked.size(); ++block) {
+void CellBlocks<Layout>::forEachMask_MT(const Fn& fn) const {
+    constexpr std::size_t minChunk = 200;  // blocks
+    parallelChunks(vAlive.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (auto block = static_cast<std::uint32_t>(begin); block < end; ++block) {
+            forEachCellIn(vAlive, block,
+                          [&](unsigned place) { fn(indexAt(block, place), maskAt(vAlive, vLinks[block], place)); });
+        }
+    });
+}
+
+template <class Layout>
+template <class Fn>
+void CellBlocks<Layout>::takeMarked(const BlockNumbers& vBlocks, const Fn& fn) {
+    for (const std::uint32_t block : vBlocks) {
         for (std::size_t z = 0; z < 8; ++z) vMarked[block][z] &= vAlive[block][z];
+        forEachCellIn(vMarked, block, [&](unsigned place) { fn(indexAt(block, place)); });
+        vMarked[block] = Layers{};
     }
-    forEachCell(vMarked, [&](std::uint32_t block, unsigned place) { fn(indexAt(block, place)); });
-    std::fill(vMarked.begin(), vMarked.end(), Layers{});
 }
 
 template <class Layout>

@@ -74,7 +74,7 @@ void RemoveDecider_RCD::classify(std::vector<uint64>& vAreaOut, std::vector<uint
     enum Kind : char { MISSING, AREA, BORDER };
     // Cells come by block here, and are wanted in their order.
     std::vector<Kind> vKind(pvRCD->size(), MISSING);
-    blocks.forEachMask([&](std::uint32_t i, std::uint32_t mask) { vKind[i] = isBorderBlock(mask) ? BORDER : AREA; });
+    blocks.forEachMask_MT([&](std::uint32_t i, std::uint32_t mask) { vKind[i] = isBorderBlock(mask) ? BORDER : AREA; });
     for (std::size_t i = 0; i < vKind.size(); ++i) {
         if (vKind[i] == MISSING) continue;
         (vKind[i] == BORDER ? vBorderOut : vAreaOut).push_back((*pvRCD)[i]);

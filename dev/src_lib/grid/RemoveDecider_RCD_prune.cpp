@@ -3,12 +3,15 @@
 #include <iterator>
 #include <limits>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "frame/Run.h"
 #include "frame/tools.h"
 #include "grid/RemoveDecider_RCD.h"
 #include "grid/codeSets.h"
+#include "parallel/blockSort.h"
+#include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
@@ -50,7 +53,7 @@ private:
 
 // fn for the sample of each of the sorted codes.
 template <class Fn>
-void forEachSample(const Samples& vRCDPoint, const std::vector<uint64>& vCodes, const Fn& fn) {
+void forEachSample(const Samples& vRCDPoint, std::span<const uint64> vCodes, const Fn& fn) {
     const auto below = [](const auto& sample, uint64 code) { return sample.first < code; };
     auto q_it = vRCDPoint.begin();
     for (const uint64 rcd : vCodes) {
@@ -66,6 +69,33 @@ void forEachSample(const Samples& vRCDPoint, const std::vector<uint64>& vCodes, 
         fn(*q_it);
     }
 }
+
+// In a region of cells that take their turns, one after the other: which of them must
+// wait until cells outside have had theirs.
+class WaitingCells {
+public:
+    // Whether this one must, whose turn it is now: it sees cells outside, or one that waits.
+    // bForced: it must anyhow.
+    bool mustWait(uint64 rcd, bool bForced) {
+        const auto [gx, gy, gz] = unpackRCD(rcd);
+        const uint64 x = gx % side, y = gy % side, z = gz % side;
+        const auto isAtRim = [](uint64 i) { return i == 0 || i == side - 1; };
+        const bool bSeen = vRows[x * side + y] >> z & 1;
+        if (!bSeen && !bForced && !isAtRim(x) && !isAtRim(y) && !isAtRim(z)) return false;
+        // Those around it in this region; others lie at the rim of theirs.
+        const uint64 row = z == 0 ? 3 : uint64{7} << (z - 1);
+        for (uint64 ax = x - (x > 0); ax <= std::min(x + 1, side - 1); ++ax) {
+            for (uint64 ay = y - (y > 0); ay <= std::min(y + 1, side - 1); ++ay) vRows[ax * side + ay] |= row;
+        }
+        return true;
+    }
+
+private:
+    static constexpr uint64 side = CellBlocks_RCD::regionSide;
+    static_assert(side == 64);  // the bits of a row
+
+    std::vector<uint64> vRows = std::vector<uint64>(side * side);  // the cells that see a waiting one; z along a row
+};
 
 }  // namespace
 
@@ -86,14 +116,29 @@ public:
     int finish(std::vector<uint64>& vKeptOut, std::vector<uint64>& vDoomedOut);
 
 private:
+    // The entries of a region.
+    using RegionEntries = std::vector<Entry>;
+
     bool leavesNewBorder(const std::vector<uint64>& vGroup) const;
-    void doom(uint64 rcd);
+    void doom(uint64 rcd) {
+        doomUnlisted(rcd);
+        vDoomed.push_back(rcd);
+    }
+    void doomUnlisted(uint64 rcd);
     Entry entryOf(std::uint32_t index, std::uint32_t mask) const {
         return {countCells(mask & blockFaces) + decider.cellSize - vDistance[index], index};
     }
     Entry entryOf(std::uint32_t index) const { return entryOf(index, blocks.mask27(vCandidates[index])); }
     template <class MayGo>
-    std::vector<Entry> takeOpen(const MayGo& mayGo);
+    std::vector<RegionEntries> takeOpen(const MayGo& mayGo);
+    template <class MayGo>
+    void takeInnerTurns(std::vector<RegionEntries>& vRegions, const MayGo& mayGo);
+    static std::size_t countEntries(const std::vector<RegionEntries>& vRegions) {
+        std::size_t num = 0;
+        for (const RegionEntries& v : vRegions) num += v.size();
+        return num;
+    }
+    static std::vector<Entry> sortTogether(const std::vector<RegionEntries>& vRegions);
     template <class Fn>
     void forEachCandidateAround(uint64 rcd, std::uint32_t among, const Fn& fn) const;
 
@@ -102,8 +147,9 @@ private:
     const std::vector<uint64>& vCandidates;
     std::optional<CellBlocks_RCD> ownBlocks;  // of the candidates, unless they are all cells of the decider
     CellBlocks_RCD* pCandidates;              // these or the decider's; open candidates are marked
-    std::vector<double> vDistance;            // of each candidate, in cells
-    std::vector<uint64> vDoomed;              // by this thinning, in order
+    std::vector<CellBlocks_RCD::BlockNumbers> vBlocksByRegion;  // of the candidates
+    std::vector<double> vDistance;                              // of each candidate, in cells
+    std::vector<uint64> vDoomed;                                // by this thinning, in order
 };
 
 Thinning::Thinning(RemoveDecider_RCD& ofDecider, const Samples& vRCDPoint, const std::vector<uint64>& vRemoveCandidates)
@@ -116,19 +162,24 @@ Thinning::Thinning(RemoveDecider_RCD& ofDecider, const Samples& vRCDPoint, const
             if (blocks.isDoomed(rcd)) pCandidates->doom(rcd);
         }
     }
-    vDistance.reserve(vCandidates.size());
-    forEachSample(vRCDPoint, vCandidates, [&](const std::pair<uint64, Point3>& sample) {
-        pollRun(vDistance.size());
-        vDistance.push_back(decider.distanceInCells(sample.first, sample.second));
+    vBlocksByRegion = pCandidates->blocksByRegion();
+    vDistance.resize(vCandidates.size());
+    constexpr std::size_t minChunk = 10'000;
+    parallelChunks(vCandidates.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        std::size_t i = begin;
+        const auto setDistance = [&](const std::pair<uint64, Point3>& sample) {
+            pollRun(i);
+            vDistance[i++] = decider.distanceInCells(sample.first, sample.second);
+        };
+        forEachSample(vRCDPoint, std::span(vCandidates).subspan(begin, end - begin), setDistance);
     });
     openAll();
 }
 
-void Thinning::doom(uint64 rcd) {
+void Thinning::doomUnlisted(uint64 rcd) {
     blocks.doom(rcd);
     if (ownBlocks) ownBlocks->doom(rcd);
     pCandidates->markAround(rcd);
-    vDoomed.push_back(rcd);
 }
 
 // fn for each candidate at these block indices around a cell that isn't doomed.
@@ -161,15 +212,52 @@ bool Thinning::leavesNewBorder(const std::vector<uint64>& vGroup) const {
     return bNewBorder;
 }
 
-// The entries of the open candidates that may go as things stand, sorted. None is open then.
+// The entries of the open candidates that may go as things stand, by region, in no
+// order. None is open then.
 template <class MayGo>
-std::vector<Entry> Thinning::takeOpen(const MayGo& mayGo) {
-    std::vector<Entry> vEntries;
-    pCandidates->takeMarked([&](std::uint32_t index) {
-        pollRun(index);
-        const std::uint32_t mask = blocks.mask27(vCandidates[index]);
-        if (mayGo(mask)) vEntries.push_back(entryOf(index, mask));
+std::vector<Thinning::RegionEntries> Thinning::takeOpen(const MayGo& mayGo) {
+    std::vector<RegionEntries> vRegions(vBlocksByRegion.size());
+    shareTasks(vRegions.size(), [&](std::size_t region, int /*worker*/) {
+        pCandidates->takeMarked(vBlocksByRegion[region], [&](std::uint32_t index) {
+            pollRun(index);
+            const std::uint32_t mask = blocks.mask27(vCandidates[index]);
+            if (mayGo(mask)) vRegions[region].push_back(entryOf(index, mask));
+        });
     });
+    return vRegions;
+}
+
+// Cells of two regions see each other only at the rims. Turns that are taken in one
+// region end as if all were taken in their order, if those wait that see
+// the rim or what waits: whatever another one sees has come before it here too. The
+// entries that wait are left.
+template <class MayGo>
+void Thinning::takeInnerTurns(std::vector<RegionEntries>& vRegions, const MayGo& mayGo) {
+    std::vector<std::vector<uint64>> vDoomedIn(vRegions.size());
+    shareTasks(vRegions.size(), [&](std::size_t region, int /*worker*/) {
+        RegionEntries vWaiting;
+        WaitingCells waiting;
+        blockSort(vRegions[region].begin(), vRegions[region].end(), std::less<>());
+        for (const Entry& entry : vRegions[region]) {
+            pollRun(entry.second);
+            const uint64 rcd = vCandidates[entry.second];
+            const bool bOffList = ownBlocks && !blocks.hasBlockOf(rcd);
+            if (waiting.mustWait(rcd, bOffList)) {
+                vWaiting.push_back(entry);
+            } else if (mayGo(blocks.mask27(rcd))) {
+                doomUnlisted(rcd);
+                vDoomedIn[region].push_back(rcd);
+            }
+        }
+        vRegions[region].swap(vWaiting);
+    });
+    for (const std::vector<uint64>& v : vDoomedIn) vDoomed.insert(vDoomed.end(), v.begin(), v.end());
+}
+
+std::vector<Entry> Thinning::sortTogether(const std::vector<RegionEntries>& vRegions) {
+    std::vector<Entry> vEntries;
+    vEntries.reserve(countEntries(vRegions));
+    for (const RegionEntries& v : vRegions) vEntries.insert(vEntries.end(), v.begin(), v.end());
     sortMT(vEntries.begin(), vEntries.end());
     return vEntries;
 }
@@ -182,7 +270,7 @@ bool Thinning::refillingPass(int minRim) {
         return (mask & blockCentreBit) && !isCriticalBlock(mask) && !isRimBlock(mask, minRim);
     };
     const std::size_t numBefore = vDoomed.size();
-    std::vector<Entry> vEntries = takeOpen(mayGo);
+    std::vector<Entry> vEntries = sortTogether(takeOpen(mayGo));
     std::vector<bool> vEntered(vCandidates.size());
     for (const Entry& entry : vEntries) vEntered[entry.second] = true;
     Queue queue(std::move(vEntries));
@@ -207,8 +295,11 @@ bool Thinning::refillingPass(int minRim) {
 bool Thinning::layerPass(int minRim) {
     const auto mayGo = [minRim](std::uint32_t mask) { return mayGoBlock(mask, minRim); };
     const std::size_t numBefore = vDoomed.size();
+    std::vector<RegionEntries> vRegions = takeOpen(mayGo);
+    constexpr std::size_t minInner = 5'000;
+    if (countEntries(vRegions) >= minInner) takeInnerTurns(vRegions, mayGo);
     std::size_t num = 0;
-    for (const Entry& entry : takeOpen(mayGo)) {
+    for (const Entry& entry : sortTogether(vRegions)) {
         pollRun(++num);
         const uint64 rcd = vCandidates[entry.second];
         if (mayGo(blocks.mask27(rcd))) doom(rcd);
