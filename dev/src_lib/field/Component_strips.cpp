@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "field/Component.h"
+#include "field/joinedChunks.h"
 #include "frame/tools.h"
 #include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
@@ -151,21 +152,17 @@ std::vector<Facet*> Component::getFacetsInReach(std::initializer_list<const std:
             }
         }
     }
-    const auto vParts = parallelChunkResults<std::vector<Facet*>>(
-        vVisibleFacets.size(), minFacets, [&](std::size_t begin, std::size_t end) {
-            std::vector<Facet*> v;
-            uint64 block = ~uint64{0};
-            bool bNear = false;
-            for (std::size_t i = begin; i < end; ++i) {
-                const uint64 own = vVisibleFacets[i].rcd & ~inBlock;
-                if (own != block) bNear = near.find(block = own) != CodeMap::npos;
-                if (bNear) v.push_back(&vVisibleFacets[i]);
-            }
-            return v;
-        });
-    std::vector<Facet*> vFacets;
-    for (const std::vector<Facet*>& v : vParts) vFacets.insert(vFacets.end(), v.begin(), v.end());
-    return vFacets;
+    return joinedChunks<Facet*>(vVisibleFacets.size(), minFacets, [&](std::size_t begin, std::size_t end) {
+        std::vector<Facet*> v;
+        uint64 block = ~uint64{0};
+        bool bNear = false;
+        for (std::size_t i = begin; i < end; ++i) {
+            const uint64 own = vVisibleFacets[i].rcd & ~inBlock;
+            if (own != block) bNear = near.find(block = own) != CodeMap::npos;
+            if (bNear) v.push_back(&vVisibleFacets[i]);
+        }
+        return v;
+    });
 }
 
 void Component::assignFirstDistances() {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "field/joinedChunks.h"
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
@@ -305,25 +306,22 @@ void CornerStore::keepNearSignChanges(int maxSteps, std::vector<Mask>& vSources)
 
 // Creates what is missing beside the sources.
 void CornerStore::createFront(std::vector<Mask>& vSources) {
-    const auto vBeside =
-        parallelChunkResults<std::vector<uint64>>(vSources.size(), minBricks, [&](std::size_t begin, std::size_t end) {
-            std::vector<uint64> v;
-            for (std::size_t i = begin; i < end; ++i) {
-                for (std::size_t dir = 0; dir < 6 && vSources[i]; ++dir) {
-                    const Mask lower = lowerEnds[dir / 2];
-                    const Mask atEnd = dir % 2 ? lower << 3 * strides[dir / 2] : lower;
-                    if ((vSources[i] & atEnd) && vBricks[i]->neigs[dir] == 0)
-                        v.push_back(vBricks[i]->rcc + 4 * steps[dir]);
-                }
+    requireBricks(joinedChunks<uint64>(vSources.size(), minBricks, [&](std::size_t begin, std::size_t end) {
+        std::vector<uint64> v;
+        for (std::size_t i = begin; i < end; ++i) {
+            for (std::size_t dir = 0; dir < 6 && vSources[i]; ++dir) {
+                const Mask lower = lowerEnds[dir / 2];
+                const Mask atEnd = dir % 2 ? lower << 3 * strides[dir / 2] : lower;
+                if ((vSources[i] & atEnd) && vBricks[i]->neigs[dir] == 0) v.push_back(vBricks[i]->rcc + 4 * steps[dir]);
             }
-            return v;
-        });
-    for (const std::vector<uint64>& v : vBeside) requireBricks(v);
+        }
+        return v;
+    }));
     vSources.resize(vBricks.size());
     std::vector<Mask> vFront(vBricks.size());
     using Place = std::pair<uint64, std::uint32_t>;  // code and location
-    const auto vFound =
-        parallelChunkResults<std::vector<Place>>(vBricks.size(), minBricks, [&](std::size_t begin, std::size_t end) {
+    std::vector<Place> vPlaces =
+        joinedChunks<Place>(vBricks.size(), minBricks, [&](std::size_t begin, std::size_t end) {
             std::vector<Place> v;
             for (auto i = static_cast<std::uint32_t>(begin); i < end; ++i) {
                 for (unsigned dir = 0; dir < 6; ++dir) vFront[i] |= withNeighbour(vSources, i, dir);
@@ -335,8 +333,6 @@ void CornerStore::createFront(std::vector<Mask>& vSources) {
             }
             return v;
         });
-    std::vector<Place> vPlaces;
-    for (const std::vector<Place>& v : vFound) vPlaces.insert(vPlaces.end(), v.begin(), v.end());
     sortStableByFirstMT(vPlaces.begin(), vPlaces.end());
     std::vector<std::uint32_t> vLocations(vPlaces.size());
     std::transform(vPlaces.begin(), vPlaces.end(), vLocations.begin(), [](const Place& p) { return p.second; });
