@@ -19,7 +19,7 @@ constexpr int stripDepth = 5;  // steps across edges of facets
 constexpr float borderWeight = 0.3F;
 constexpr float noDistanceWeight = 0.5F;
 constexpr float cleanWeight = 1.0F;
-constexpr std::size_t minFacets = 1'000, minCorners = 2'000;
+constexpr std::size_t minFacets = 1'000, minStripCorners = 2'000;
 
 using CornerDistance = std::pair<uint64, float>;
 
@@ -39,7 +39,7 @@ std::vector<uint64> cornersOf(const std::vector<Facet*>& vFacets) {
 void createCorners(CornerStore& store, const std::vector<uint64>& vRCC, CornerState state, float val, float weight) {
     const std::size_t numBefore = store.vCorners.size();
     store.createCorners(vRCC);
-    parallelChunks(vRCC.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vRCC.size(), minStripCorners, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             Corner* const pCorner = store.vCorners[numBefore + i];
             pCorner->val = val;
@@ -50,7 +50,7 @@ void createCorners(CornerStore& store, const std::vector<uint64>& vRCC, CornerSt
 }
 
 void makeBorder(const CornerStore& store, const std::vector<uint64>& vRCC, CornerState state) {
-    parallelChunks(vRCC.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vRCC.size(), minStripCorners, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             Corner* const pCorner = store.getCorner(vRCC[i]);
             ASSEX(pCorner!=0);
@@ -240,7 +240,7 @@ void Component::assignDistancesToSideStrip(const std::vector<Facet*>& vStrip, do
     });
     sortByFirstMT(vDistances.begin(), vDistances.end());
     const auto at = [&](std::size_t i) { return vDistances[i].first; };
-    parallelChunks(vDistances.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vDistances.size(), minStripCorners, [&](std::size_t begin, std::size_t end) {
         // A corner belongs to the chunk where its distances begin.
         while (begin != 0 && begin < end && at(begin) == at(begin - 1)) ++begin;
         for (std::size_t i = begin; i < end;) {

@@ -16,7 +16,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr float valInsteadOf0 = 0.0001F;
-constexpr std::size_t minCorners = 1'000;
+constexpr std::size_t minSources = 1'000;
 
 // Where the zero level crosses edges of a cell.
 struct Crossings {
@@ -89,7 +89,7 @@ std::vector<const Corner*> findCrossed(const CornerStore& store) {
             }
         }
     });
-    return joinedChunks<const Corner*>(store.vCorners.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+    return joinedChunks<const Corner*>(store.vCorners.size(), minSources, [&](std::size_t begin, std::size_t end) {
         std::vector<const Corner*> v;
         for (std::size_t i = begin; i < end; ++i) {
             const std::uint32_t location = store.vCorners[i]->location;
@@ -111,14 +111,14 @@ Point3 Component::getCrossing(const Corner& source, const Corner& target) const 
 // Each edge is met from both ends, and each cell adds up its crossings in the
 // order of the corners and their slots.
 void Component::getZeroRCD(CodePoints& vOut) {
-    parallelChunks(cornerStore.vCorners.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(cornerStore.vCorners.size(), minSources, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             if (cornerStore.vCorners[i]->val == 0.0F) cornerStore.vCorners[i]->val = valInsteadOf0;
         }
     });
     const std::vector<const Corner*> vCrossed = findCrossed(cornerStore);
     const auto vShares =
-        parallelChunkResults<Shares>(vCrossed.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+        parallelChunkResults<Shares>(vCrossed.size(), minSources, [&](std::size_t begin, std::size_t end) {
             Shares shares;
             std::vector<uint64> vAround;
             for (std::size_t i = begin; i < end; ++i) {

@@ -17,7 +17,7 @@ namespace {
 
 using Mask = CornerStore::Mask;
 
-constexpr std::size_t minCorners = 5'000, minNewBricks = 50;
+constexpr std::size_t minNewCorners = 5'000, minNewBricks = 50;
 constexpr uint64 lowBits = 3 * (stepX_RCD + stepY_RCD + stepZ_RCD);
 constexpr uint64 steps[6] = {0 - stepX_RCD, stepX_RCD, 0 - stepY_RCD, stepY_RCD, 0 - stepZ_RCD, stepZ_RCD};
 
@@ -138,7 +138,7 @@ void CornerStore::createCorners(const std::vector<uint64>& vRCC) {
     }
     requireBricks(vBricksOf);
     std::vector<std::uint32_t> vLocations(vRCC.size());
-    parallelChunks(vRCC.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vRCC.size(), minNewCorners, [&](std::size_t begin, std::size_t end) {
         std::uint32_t number = 0;
         for (std::size_t i = begin; i < end; ++i) {
             if (i == begin || (vRCC[i] ^ vRCC[i - 1]) & ~lowBits) number = numbers.find(vRCC[i] & ~lowBits);
@@ -162,7 +162,7 @@ void CornerStore::createAll(const std::vector<Mask>& vNew, const std::vector<std
     });
     const std::size_t numBefore = vCorners.size();
     vCorners.resize(numBefore + vLocations.size());
-    parallelChunks(vLocations.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vLocations.size(), minNewCorners, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) vCorners[numBefore + i] = cornerAt(vLocations[i]);
     });
 }

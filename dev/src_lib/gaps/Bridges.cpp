@@ -24,7 +24,7 @@ constexpr double maxBend = 1.5;        // cells,
 constexpr double maxBendSlope = 0.05;  // and of the length of a bridge
 constexpr int minBorder = 20;          // cells, of a piece that counts
 constexpr int minLength = 4;           // of a crack, in cells
-constexpr std::size_t minCells = 1'000;
+constexpr std::size_t minBridgeCells = 1'000;
 
 // How a flood from a piece came to a cell of the filling.
 struct Mark {
@@ -47,7 +47,7 @@ double distance2(uint64 a, uint64 b) {
 // Those cells, given in order, for which isChosen(place in the list) holds. Parallel.
 template <class IsChosen>
 std::vector<uint64> chosenOf(const std::vector<uint64>& vCells, const IsChosen& isChosen) {
-    return joinedChunks<uint64>(vCells.size(), minCells, [&](std::size_t begin, std::size_t end) {
+    return joinedChunks<uint64>(vCells.size(), minBridgeCells, [&](std::size_t begin, std::size_t end) {
         std::vector<uint64> v;
         for (std::size_t i = begin; i < end; ++i) {
             if (isChosen(i)) v.push_back(vCells[i]);
@@ -105,8 +105,8 @@ private:
         }
     }
     void seed(const CodeMap& pieces) {
-        const auto vFound =
-            parallelChunkResults<std::vector<Entry>>(vCells.size(), minCells, [&](std::size_t begin, std::size_t end) {
+        const auto vFound = parallelChunkResults<std::vector<Entry>>(
+            vCells.size(), minBridgeCells, [&](std::size_t begin, std::size_t end) {
                 std::vector<Entry> v;
                 for (std::size_t i = begin; i < end; ++i) {
                     const GridCoords c = unpackRCD(vCells[i]);
@@ -144,7 +144,7 @@ private:
     };
     // By rising cell. Cells are entered several times, and one after the other.
     std::vector<Neighbours> findNeighbours() const {
-        return parallelChunkResults<Neighbours>(vCells.size(), minCells, [&](std::size_t begin, std::size_t end) {
+        return parallelChunkResults<Neighbours>(vCells.size(), minBridgeCells, [&](std::size_t begin, std::size_t end) {
             Neighbours part;
             part.firstCell = begin;
             for (std::size_t i = begin; i < end; ++i) {

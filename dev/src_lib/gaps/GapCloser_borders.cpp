@@ -24,7 +24,7 @@ namespace {
 // Corners farther off the zero level decide about one cell in a hundred, and
 // no more or fewer gaps close, for a third of the time and half of the memory.
 constexpr int maxSourceSteps = 4;
-constexpr std::size_t minChunk = 2'000;                    // cells
+constexpr std::size_t minGapCells = 2'000;                 // cells
 constexpr std::size_t smallPocket = 26, maxPocket = 5000;  // cells
 // Of the faces around a larger pocket. A dome over a flat or bent piece of surface has half of
 // them or more; the lid on an object a quarter, unless that is flatter than an eighth of its width.
@@ -35,7 +35,7 @@ std::vector<uint64> emptyAtSeam(const std::vector<RCDPoint>& vFilled, const std:
                                 const CellBlocks_RCD& all, const Calc& calc) {
     const CellBlocks_RCD seam(vSeam);
     std::vector<uint64> vEmpty =
-        joinedChunks<uint64>(vFilled.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        joinedChunks<uint64>(vFilled.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
             std::vector<uint64> v;
             uint64 around[26];
             for (std::size_t i = begin; i < end; ++i) {
@@ -55,7 +55,7 @@ std::vector<uint64> emptyAtSeam(const std::vector<RCDPoint>& vFilled, const std:
 std::vector<uint64> findPlugs(const std::vector<uint64>& vEmpty, const CellBlocks_RCD& all, const Calc& calc) {
     using Parting = std::pair<uint64, int>;  // with the number of cells at its faces
     const std::vector<Parting> vParting =
-        joinedChunks<Parting>(vEmpty.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        joinedChunks<Parting>(vEmpty.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
             std::vector<Parting> v;
             for (std::size_t i = begin; i < end; ++i) {
                 const std::uint32_t mask = all.mask27(vEmpty[i]);
@@ -63,7 +63,7 @@ std::vector<uint64> findPlugs(const std::vector<uint64>& vEmpty, const CellBlock
             }
             return v;
         });
-    return joinedChunks<uint64>(vParting.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    return joinedChunks<uint64>(vParting.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
         std::vector<uint64> v;
         uint64 around[26];
         for (std::size_t i = begin; i < end; ++i) {
@@ -172,7 +172,7 @@ double filledShare(const std::vector<uint64>& vPocket, const CellBlocks_RCD& all
 std::vector<uint64> emptyPockets(const std::vector<RCDPoint>& vFilled, const CellBlocks_RCD& all) {
     const CellBlocks_RCD filled(codesOf(vFilled));
     std::vector<uint64> vEnclosed =
-        joinedChunks<uint64>(vFilled.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        joinedChunks<uint64>(vFilled.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
             Pockets pockets(all);
             std::vector<uint64> v;
             for (std::size_t i = begin; i < end; ++i) {
@@ -292,7 +292,7 @@ void addCells(const std::vector<uint64>& vCodes, const CellBlocks_RCD& cells, co
 void GapCloser::closePinholes(std::vector<uint64>& vCodes, std::vector<RCDPoint>& vCloud) const {
     const CellBlocks_RCD cells(vCodes);
     std::vector<uint64> vPinholes =
-        joinedChunks<uint64>(vCodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        joinedChunks<uint64>(vCodes.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
             std::vector<uint64> v;
             for (std::size_t i = begin; i < end; ++i) {
                 for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
