@@ -176,6 +176,8 @@ private:
     bool isInGrowthBox(uint64 rcc) const;
     std::vector<Facet*> getFacetsInReach(std::initializer_list<const std::vector<Facet*>*> strips);
     std::vector<std::uint32_t> getStripSeeds(const std::vector<Facet*>& vFacets) const;
+    std::vector<std::vector<std::uint32_t>> findBeside(const std::vector<std::uint32_t>& vFacets,
+                                                       const std::vector<bool>& vReached) const;
     void createStripCorners(const std::vector<uint64>& vLowerStripRCC, const std::vector<uint64>& vUpperStripRCC);
     std::vector<const Point3*> getStripSamples(const std::vector<Facet*>& vStrip) const;
     Point3 getCornerPosition(uint64 rcc) const;

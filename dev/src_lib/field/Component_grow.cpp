@@ -141,27 +141,28 @@ bool Component::inflateOneStep2() {
     cornerStore.createGrowthFront(limit, maxSourceSteps, [this](uint64 rcc) { return isInGrowthBox(rcc); });
     // The corners of a step do not see each other's vals.
     std::vector<Inflated> vInflated(vCorners.size() - numOld);
-    parallelChunks(vInflated.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    const std::vector<std::size_t> vBounds = getChunkBounds(vInflated.size(), minChunk);
+    parallelChunks(vBounds, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             vInflated[i] = inflate(cornerStore, *vCorners[numOld + i], cellSize);
         }
     });
-    bool bQuiet = true;
-    for (std::size_t i = 0; i < vInflated.size(); ++i) {
-        Corner* const pNewCorner = vCorners[numOld + i];
-        ASSEX(pNewCorner->val==3.402823466e+38F && pNewCorner->weight==3.402823466e+38F);
-        const float assignVal = vInflated[i].val, assignWeight = vInflated[i].weight;
-        const float sumWeight = vInflated[i].sumWeight;
-        ASSEX(sumWeight>0);
-        ASSEX(assignVal!=3.402823466e+38F);
-        ASSEX(assignWeight!=3.402823466e+38F);
-        ASSEX(assignVal!=0);
-        pNewCorner->val = assignVal;
-        pNewCorner->weight = assignWeight;
-        pNewCorner->state = ST_INFLATED;
-        bQuiet = bQuiet && !vInflated[i].bConflict;
-    }
-    return bQuiet;
+    parallelChunks(vBounds, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            Corner* const pNewCorner = vCorners[numOld + i];
+            ASSEX(pNewCorner->val==3.402823466e+38F && pNewCorner->weight==3.402823466e+38F);
+            const float assignVal = vInflated[i].val, assignWeight = vInflated[i].weight;
+            const float sumWeight = vInflated[i].sumWeight;
+            ASSEX(sumWeight>0);
+            ASSEX(assignVal!=3.402823466e+38F);
+            ASSEX(assignWeight!=3.402823466e+38F);
+            ASSEX(assignVal!=0);
+            pNewCorner->val = assignVal;
+            pNewCorner->weight = assignWeight;
+            pNewCorner->state = ST_INFLATED;
+        }
+    });
+    return std::none_of(vInflated.begin(), vInflated.end(), [](const Inflated& i) { return i.bConflict; });
 }
 
 void Component::lowPass2(int numPasses, bool bUseWeights) {

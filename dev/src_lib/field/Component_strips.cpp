@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "field/Component.h"
+#include "field/joinedChunks.h"
 #include "frame/tools.h"
 #include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
@@ -18,7 +19,7 @@ constexpr int stripDepth = 5;  // steps across edges of facets
 constexpr float borderWeight = 0.3F;
 constexpr float noDistanceWeight = 0.5F;
 constexpr float cleanWeight = 1.0F;
-constexpr std::size_t minFacets = 1'000;
+constexpr std::size_t minFacets = 1'000, minStripCorners = 2'000;
 
 using CornerDistance = std::pair<uint64, float>;
 
@@ -36,22 +37,28 @@ std::vector<uint64> cornersOf(const std::vector<Facet*>& vFacets) {
 }
 
 void createCorners(CornerStore& store, const std::vector<uint64>& vRCC, CornerState state, float val, float weight) {
-    for (const uint64 rcc : vRCC) {
-        Corner* const pCorner = store.createCorner(rcc);
-        pCorner->val = val;
-        pCorner->weight = weight;
-        pCorner->state = state;
-    }
+    const std::size_t numBefore = store.vCorners.size();
+    store.createCorners(vRCC);
+    parallelChunks(vRCC.size(), minStripCorners, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            Corner* const pCorner = store.vCorners[numBefore + i];
+            pCorner->val = val;
+            pCorner->weight = weight;
+            pCorner->state = state;
+        }
+    });
 }
 
 void makeBorder(const CornerStore& store, const std::vector<uint64>& vRCC, CornerState state) {
-    for (const uint64 rcc : vRCC) {
-        Corner* const pCorner = store.getCorner(rcc);
-        ASSEX(pCorner!=0);
-        pCorner->val = unassigned;
-        pCorner->weight = borderWeight;
-        pCorner->state = state;
-    }
+    parallelChunks(vRCC.size(), minStripCorners, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            Corner* const pCorner = store.getCorner(vRCC[i]);
+            ASSEX(pCorner!=0);
+            pCorner->val = unassigned;
+            pCorner->weight = borderWeight;
+            pCorner->state = state;
+        }
+    });
 }
 
 void assignDistance(Corner* pCorner, float distance, double sign) {
@@ -93,31 +100,45 @@ void Component::getBorderStrip(const std::vector<Facet*>& vFacets, std::vector<F
     std::vector<std::uint32_t> vStrip = getStripSeeds(vFacets);
     std::vector<bool> vReached(vVisibleFacets.size());
     for (const std::uint32_t seed : vStrip) vReached[seed] = true;
-    std::size_t first = 0;  // of the frontier
     for (int step = 0; step < depth; ++step) {
-        const std::size_t end = vStrip.size();
-        for (; first < end; ++first) {
-            const Facet& facet = vVisibleFacets[vStrip[first]];
-            for (int edge = 0; edge < 4; ++edge) {
-                const std::uint32_t neig = facetIndex.neighbour(facet, edge);
-                if (vReached[neig] || vVisibleFacets[neig].component != facet.component) continue;
+        std::vector<std::uint32_t> vNext;
+        for (const std::vector<std::uint32_t>& vFound : findBeside(vStrip, vReached)) {
+            for (const std::uint32_t neig : vFound) {
+                if (!vReached[neig]) vNext.push_back(neig);
                 vReached[neig] = true;
-                vStrip.push_back(neig);
             }
         }
+        vStrip.swap(vNext);
     }
-    std::sort(vStrip.begin(), vStrip.end());
     vOut.clear();
-    vOut.reserve(vStrip.size());
-    for (const std::uint32_t number : vStrip) vOut.push_back(&vVisibleFacets[number]);
+    for (std::size_t i = 0; i < vReached.size(); ++i) {
+        if (vReached[i]) vOut.push_back(&vVisibleFacets[i]);
+    }
+}
+
+// The facets of the same side across the edges of these that are not reached yet, in parts.
+std::vector<std::vector<std::uint32_t>> Component::findBeside(const std::vector<std::uint32_t>& vFacets,
+                                                              const std::vector<bool>& vReached) const {
+    return parallelChunkResults<std::vector<std::uint32_t>>(
+        vFacets.size(), minFacets, [&](std::size_t begin, std::size_t end) {
+            std::vector<std::uint32_t> v;
+            for (std::size_t i = begin; i < end; ++i) {
+                const Facet& facet = vVisibleFacets[vFacets[i]];
+                for (int edge = 0; edge < 4; ++edge) {
+                    const std::uint32_t neig = facetIndex.neighbour(facet, edge);
+                    if (!vReached[neig] && vVisibleFacets[neig].component == facet.component) v.push_back(neig);
+                }
+            }
+            return v;
+        });
 }
 
 // The facets that growth can reach from the strips, and more: all in blocks of cells beside those
 // of the strips. Corners farther off keep their val of 0 and have no neighbour that changes.
 std::vector<Facet*> Component::getFacetsInReach(std::initializer_list<const std::vector<Facet*>*> strips) {
     constexpr uint64 maxBlock = uint64{1} << 19;  // cells
-    const uint64 block = std::bit_ceil(std::min(static_cast<uint64>(std::max(numGrowSteps, 0)) + 2, maxBlock));
-    const uint64 inBlock = (block - 1) * (stepX_RCD + stepY_RCD + stepZ_RCD);
+    const uint64 side = std::bit_ceil(std::min(static_cast<uint64>(std::max(numGrowSteps, 0)) + 2, maxBlock));
+    const uint64 inBlock = (side - 1) * (stepX_RCD + stepY_RCD + stepZ_RCD);
     CodeMap near;
     uint64 key = ~uint64{0};
     for (const std::vector<Facet*>* const pStrip : strips) {
@@ -125,20 +146,23 @@ std::vector<Facet*> Component::getFacetsInReach(std::initializer_list<const std:
             if ((pFacet->rcd & ~inBlock) == key) continue;
             key = pFacet->rcd & ~inBlock;
             // Beyond the end of the grid this adds a block somewhere, which does no harm.
-            const uint64 first = key - block * (stepX_RCD + stepY_RCD + stepZ_RCD);
+            const uint64 first = key - side * (stepX_RCD + stepY_RCD + stepZ_RCD);
             for (uint64 i = 0; i < 27; ++i) {
-                near.insert(first + block * (i / 9 * stepX_RCD + i / 3 % 3 * stepY_RCD + i % 3 * stepZ_RCD), 0);
+                near.insert(first + side * (i / 9 * stepX_RCD + i / 3 % 3 * stepY_RCD + i % 3 * stepZ_RCD), 0);
             }
         }
     }
-    std::vector<Facet*> vFacets;
-    key = ~uint64{0};
-    bool bNear = false;
-    for (Facet& facet : vVisibleFacets) {
-        if ((facet.rcd & ~inBlock) != key) bNear = near.find(key = facet.rcd & ~inBlock) != CodeMap::npos;
-        if (bNear) vFacets.push_back(&facet);
-    }
-    return vFacets;
+    return joinedChunks<Facet*>(vVisibleFacets.size(), minFacets, [&](std::size_t begin, std::size_t end) {
+        std::vector<Facet*> v;
+        uint64 block = ~uint64{0};
+        bool bNear = false;
+        for (std::size_t i = begin; i < end; ++i) {
+            const uint64 own = vVisibleFacets[i].rcd & ~inBlock;
+            if (own != block) bNear = near.find(block = own) != CodeMap::npos;
+            if (bNear) v.push_back(&vVisibleFacets[i]);
+        }
+        return v;
+    });
 }
 
 void Component::assignFirstDistances() {
@@ -215,12 +239,17 @@ void Component::assignDistancesToSideStrip(const std::vector<Facet*>& vStrip, do
         }
     });
     sortByFirstMT(vDistances.begin(), vDistances.end());
-    for (auto it = vDistances.begin(); it != vDistances.end();) {
-        const uint64 rcc = it->first;
-        float nearest = it->second;
-        for (; it != vDistances.end() && it->first == rcc; ++it) nearest = std::min(nearest, it->second);
-        assignDistance(cornerStore.getCorner(rcc), nearest, sign);
-    }
+    const auto at = [&](std::size_t i) { return vDistances[i].first; };
+    parallelChunks(vDistances.size(), minStripCorners, [&](std::size_t begin, std::size_t end) {
+        // A corner belongs to the chunk where its distances begin.
+        while (begin != 0 && begin < end && at(begin) == at(begin - 1)) ++begin;
+        for (std::size_t i = begin; i < end;) {
+            const uint64 rcc = at(i);
+            float nearest = vDistances[i].second;
+            for (; i < vDistances.size() && at(i) == rcc; ++i) nearest = std::min(nearest, vDistances[i].second);
+            assignDistance(cornerStore.getCorner(rcc), nearest, sign);
+        }
+    });
 }
 
 }  // namespace QUOR_ZEF

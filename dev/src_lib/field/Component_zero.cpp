@@ -1,9 +1,11 @@
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 
 #include "field/Component.h"
+#include "field/joinedChunks.h"
 #include "frame/tools.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
@@ -14,6 +16,7 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr float valInsteadOf0 = 0.0001F;
+constexpr std::size_t minSources = 1'000;
 
 // Where the zero level crosses edges of a cell.
 struct Crossings {
@@ -38,6 +41,16 @@ struct CrossedCells {
         vCells[number].second.add(p);
     }
 };
+
+// Crossings with their cells, in order, by a number that all of a cell have in common.
+constexpr std::size_t numShares = 32;
+using Shares = std::array<std::vector<std::pair<uint64, Point3>>, numShares>;
+
+std::size_t shareOf(uint64 rcd) {
+    constexpr int bitsOfBlock = 3;  // cells near each other go together
+    const GridCoords c = unpackRCD(rcd);
+    return ((c.x >> bitsOfBlock) + 5 * (c.y >> bitsOfBlock) + 11 * (c.z >> bitsOfBlock)) % numShares;
+}
 
 bool mayBeCrossed(const Corner& corner) {
     return corner.getState() <= ST_INFLATED;
@@ -76,12 +89,15 @@ std::vector<const Corner*> findCrossed(const CornerStore& store) {
             }
         }
     });
-    std::vector<const Corner*> v;
-    for (const Corner* pCorner : store.vCorners) {
-        const Mask crossed = vCrossed[pCorner->location / CornerStore::brickSize];
-        if (crossed >> pCorner->location % CornerStore::brickSize & 1) v.push_back(pCorner);
-    }
-    return v;
+    return joinedChunks<const Corner*>(store.vCorners.size(), minSources, [&](std::size_t begin, std::size_t end) {
+        std::vector<const Corner*> v;
+        for (std::size_t i = begin; i < end; ++i) {
+            const std::uint32_t location = store.vCorners[i]->location;
+            if (vCrossed[location / CornerStore::brickSize] >> location % CornerStore::brickSize & 1)
+                v.push_back(store.vCorners[i]);
+        }
+        return v;
+    });
 }
 
 }  // namespace
@@ -95,24 +111,45 @@ Point3 Component::getCrossing(const Corner& source, const Corner& target) const 
 // Each edge is met from both ends, and each cell adds up its crossings in the
 // order of the corners and their slots.
 void Component::getZeroRCD(CodePoints& vOut) {
-    for (Corner* pCorner : cornerStore.vCorners) {
-        if (pCorner->val == 0.0F) pCorner->val = valInsteadOf0;
-    }
-    CrossedCells crossed;
-    std::vector<uint64> vAround;
-    for (const Corner* pSource : findCrossed(cornerStore)) {
-        cornerStore.forEachNeig(*pSource, [&](const Corner& target) {
-            if (!isCrossed(*pSource, target)) return;
-            const Point3 p = getCrossing(*pSource, target);
-            vAround.clear();
-            pCalc->getCbsAroundEdge(cornerStore.rccOf(*pSource), cornerStore.rccOf(target), vAround);
-            for (const uint64 rcd : vAround) crossed.add(rcd, p);
+    parallelChunks(cornerStore.vCorners.size(), minSources, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            if (cornerStore.vCorners[i]->val == 0.0F) cornerStore.vCorners[i]->val = valInsteadOf0;
+        }
+    });
+    const std::vector<const Corner*> vCrossed = findCrossed(cornerStore);
+    const auto vShares =
+        parallelChunkResults<Shares>(vCrossed.size(), minSources, [&](std::size_t begin, std::size_t end) {
+            Shares shares;
+            std::vector<uint64> vAround;
+            for (std::size_t i = begin; i < end; ++i) {
+                const Corner& source = *vCrossed[i];
+                cornerStore.forEachNeig(source, [&](const Corner& target) {
+                    if (!isCrossed(source, target)) return;
+                    const Point3 p = getCrossing(source, target);
+                    vAround.clear();
+                    pCalc->getCbsAroundEdge(cornerStore.rccOf(source), cornerStore.rccOf(target), vAround);
+                    for (const uint64 rcd : vAround) shares[shareOf(rcd)].emplace_back(rcd, p);
+                });
+            }
+            return shares;
         });
-    }
-    sortByFirstMT(crossed.vCells.begin(), crossed.vCells.end());
+    using Cells = std::vector<std::pair<uint64, Crossings>>;
+    Cells vCells = joinedChunks<std::pair<uint64, Crossings>>(
+        vShares.empty() ? 0 : numShares, 1, [&](std::size_t begin, std::size_t end) {
+            Cells v;
+            for (std::size_t share = begin; share < end; ++share) {
+                CrossedCells crossed;
+                for (const Shares& shares : vShares) {
+                    for (const auto& [rcd, p] : shares[share]) crossed.add(rcd, p);
+                }
+                v.insert(v.end(), crossed.vCells.begin(), crossed.vCells.end());
+            }
+            return v;
+        });
+    sortByFirstMT(vCells.begin(), vCells.end());
     vOut.clear();
     auto own = vCellRCD.begin();
-    for (const auto& [rcd, crossings] : crossed.vCells) {
+    for (const auto& [rcd, crossings] : vCells) {
         while (own != vCellRCD.end() && *own < rcd) ++own;
         if (own != vCellRCD.end() && *own == rcd) continue;
         Point3 p = crossings.mean();

@@ -16,7 +16,7 @@ namespace QUOR_ZEF {
 
 namespace {
 
-constexpr std::size_t minTiles = 500, minSweptTiles = 250;
+constexpr std::size_t minTiles = 500, minSweptTiles = 250, minMadeTiles = 50;
 constexpr int sweepsTogether = 4;       // a corner's width of a tile: what is beyond the next one is too far
 constexpr std::size_t patchSize = 256;  // tiles; with those around them they fit into 1 MB
 
@@ -114,22 +114,11 @@ struct CornerSmoother::Rows {
     }
 };
 
-CornerSmoother::Tile* CornerSmoother::newTile(CornerStore::Brick* pBrick) {
-    return std::construct_at(pool.alloc(), pBrick);
-}
-
-void CornerSmoother::requireTile(const CornerStore& store, std::uint32_t number) {
-    if (number == 0 || vByNumber[number]) return;
-    vByNumber[number] = newTile(&store.brick(number));
-    vTiles.push_back(vByNumber[number]);
-}
-
-// Makes the tiles for corners that came since the last call. What the sweeps rely on is checked
-// here, on the calling thread.
-void CornerSmoother::takeNewCorners(const CornerStore& store) {
-    vByNumber.resize(store.numBricks(), nullptr);
-    for (; numTaken < store.vCorners.size(); ++numTaken) {
-        const Corner& corner = *store.vCorners[numTaken];
+// The active ones of a brick's corners that came since it was looked at. What the sweeps rely on is checked here.
+CornerSmoother::Mask CornerSmoother::takeNew(const CornerStore::Brick& brick, Mask& taken) const {
+    Mask active = 0;
+    for (Mask left = brick.exists & ~taken; left; left &= left - 1) {
+        const Corner& corner = brick.corners[static_cast<std::size_t>(std::countr_zero(left))];
         const float neigVal = corner.val;
         ASSEX(neigVal!=3.402823466e+38F);
         if (!corner.isActive()) continue;
@@ -140,24 +129,73 @@ void CornerSmoother::takeNewCorners(const CornerStore& store) {
             ASSEX(pReceivingCorner->val<0 || pReceivingCorner->val==3.402823466e+38F);
         }
         if (corner.state == ST_UPPER_BORDER) ASSEX(pReceivingCorner->val>0);
-        const std::uint32_t number = corner.location / CornerStore::brickSize;
-        requireTile(store, number);
-        vByNumber[number]->active |= Mask{1} << corner.location % CornerStore::brickSize;
-        vByNumber[number]->lastNew = numCalls;
-        for (const std::uint32_t neig : store.brick(number).neigs) requireTile(store, neig);
+        active |= left & (~left + 1);
     }
+    taken = brick.exists;
+    return active;
 }
 
-// Z-order keeps tiles that read each other close in time.
-void CornerSmoother::orderTiles() {
-    std::vector<std::pair<uint64, Tile*>> vOrder;
-    vOrder.reserve(vTiles.size());
-    for (Tile* const pTile : vTiles) {
-        const GridCoords c = unpackRCD(pTile->pBrick->rcc);
-        vOrder.emplace_back(packCCD(c.x, c.y, c.z), pTile);
+// Makes the tiles for corners that came since the last call. By brick: where corners or tiles came, there or beside it.
+std::vector<std::uint8_t> CornerSmoother::takeNewCorners(const CornerStore& store) {
+    vTaken.resize(store.numBricks());
+    vByNumber.resize(store.numBricks(), nullptr);
+    using Brick = std::pair<std::uint32_t, Mask>;  // its number and new active corners
+    const auto vFound =
+        parallelChunkResults<std::vector<Brick>>(store.numBricks(), minTiles, [&](std::size_t begin, std::size_t end) {
+            std::vector<Brick> v;
+            for (std::size_t i = begin; i < end; ++i) {
+                const CornerStore::Brick& brick = store.brick(i);
+                if (brick.exists != vTaken[i]) v.emplace_back(i, takeNew(brick, vTaken[i]));
+            }
+            return v;
+        });
+    std::vector<std::uint8_t> vStale(store.numBricks());
+    const auto markStale = [&](std::uint32_t number) {
+        vStale[number] = 1;
+        for (const std::uint32_t neig : store.brick(number).neigs) vStale[neig] = 1;
+    };
+    std::vector<std::uint32_t> vNeeded;
+    const auto require = [&](std::uint32_t number) {
+        if (number == 0 || vByNumber[number]) return;
+        vByNumber[number] = pool.alloc();
+        vNeeded.push_back(number);
+    };
+    for (const std::vector<Brick>& v : vFound) {
+        for (const auto& [number, active] : v) {
+            markStale(number);
+            if (!active) continue;
+            require(number);
+            for (const std::uint32_t neig : store.brick(number).neigs) require(neig);
+        }
     }
-    sortByFirstMT(vOrder.begin(), vOrder.end());
-    for (std::size_t i = 0; i < vOrder.size(); ++i) vTiles[i] = vOrder[i].second;
+    makeTiles(store, vNeeded);
+    for (const std::uint32_t number : vNeeded) markStale(number);
+    for (const std::vector<Brick>& v : vFound) {
+        for (const auto& [number, active] : v) {
+            if (!active) continue;
+            vByNumber[number]->active |= active;
+            vByNumber[number]->lastNew = numCalls;
+        }
+    }
+    return vStale;
+}
+
+// In the places that they have. Z-order keeps tiles that read each other close in time.
+void CornerSmoother::makeTiles(const CornerStore& store, const std::vector<std::uint32_t>& vBricks) {
+    if (vBricks.empty()) return;
+    const auto numBefore = static_cast<std::ptrdiff_t>(vTiles.size());
+    vTiles.resize(vTiles.size() + vBricks.size());
+    const auto firstNew = vTiles.begin() + numBefore;
+    parallelChunks(vBricks.size(), minMadeTiles, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            Tile* const pTile = std::construct_at(vByNumber[vBricks[i]], &store.brick(vBricks[i]));
+            const GridCoords c = unpackRCD(pTile->pBrick->rcc);
+            firstNew[static_cast<std::ptrdiff_t>(i)] = {packCCD(c.x, c.y, c.z), pTile};
+        }
+    });
+    sortByFirstMT(firstNew, vTiles.end());
+    std::inplace_merge(vTiles.begin(), firstNew, vTiles.end(),
+                       [](const auto& a, const auto& b) { return a.first < b.first; });
 }
 
 void CornerSmoother::refresh(Tile& tile) const {
@@ -197,14 +235,12 @@ CornerSmoother::Run CornerSmoother::takeRun(const CornerStore::Brick& brick, Mas
 void CornerSmoother::refresh(const CornerStore& store) {
     if (!pEmpty) {
         pool.init(8, -1);
-        pEmpty = newTile(nullptr);
+        pEmpty = std::construct_at(pool.alloc(), nullptr);
     }
-    const std::size_t numBefore = vTiles.size();
-    takeNewCorners(store);
-    if (vTiles.size() > numBefore) orderTiles();
-    parallelChunks(vTiles.size(), minTiles, [&](std::size_t begin, std::size_t end) {
+    const std::vector<std::uint8_t> vStale = takeNewCorners(store);
+    parallelChunks(vByNumber.size(), minTiles, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
-            if (!vTiles[i]->bSettled) refresh(*vTiles[i]);
+            if (vStale[i] && vByNumber[i] && !vByNumber[i]->bSettled) refresh(*vByNumber[i]);
         }
     });
 }
@@ -214,22 +250,26 @@ void CornerSmoother::letRest() {
     const auto spread = [this](int Tile::*from, int Tile::*to) {
         parallelChunks(vTiles.size(), minTiles, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
-                int latest = vTiles[i]->*from;
-                for (const Tile* const pNeig : vTiles[i]->neigs) latest = std::max(latest, pNeig->*from);
-                vTiles[i]->*to = latest;
+                Tile& tile = *vTiles[i].second;
+                int latest = tile.*from;
+                for (const Tile* const pNeig : tile.neigs) latest = std::max(latest, pNeig->*from);
+                tile.*to = latest;
             }
         });
     };
     spread(&Tile::lastNew, &Tile::lastBeside);
     spread(&Tile::lastBeside, &Tile::lastNear);
-    for (Tile* const pTile : vTiles) {
-        const bool bRest = pTile->lastNear < numCalls - restAfter;
-        if (bRest && !pTile->bResting) {
-            pTile->products[1 - turn] = pTile->products[turn];
-            pTile->weights[1 - turn] = pTile->weights[turn];
+    parallelChunks(vTiles.size(), minTiles, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            Tile& tile = *vTiles[i].second;
+            const bool bRest = tile.lastNear < numCalls - restAfter;
+            if (bRest && !tile.bResting) {
+                tile.products[1 - turn] = tile.products[turn];
+                tile.weights[1 - turn] = tile.weights[turn];
+            }
+            tile.bResting = bRest;
         }
-        pTile->bResting = bRest;
-    }
+    });
 }
 
 // What a row's corners come to by the mean, those of other runs included.
@@ -297,7 +337,7 @@ CornerSmoother::Trace CornerSmoother::findLarge(const Tile& tile, std::size_t fr
 }
 
 template <bool bLast, bool bSlots>
-CornerSmoother::Trace CornerSmoother::sweepTile(Tile& tile, std::size_t from) const {
+CornerSmoother::Trace CornerSmoother::sweepRuns(Tile& tile, std::size_t from) const {
     const Tiles around(tile);
     Int4 large{};
     for (std::size_t i = 0; i < tile.numRuns; ++i) {
@@ -308,15 +348,39 @@ CornerSmoother::Trace CornerSmoother::sweepTile(Tile& tile, std::size_t from) co
     return isAny(large) ? findLarge<bSlots>(tile, from) : Trace();
 }
 
+#if defined(__x86_64__)
+bool CornerSmoother::hasAVX2() {
+    return __builtin_cpu_supports("avx2") != 0;
+}
+
+// The same operations in the same order, with instructions that choose at once and overwrite nothing that they read.
+template <bool bLast, bool bSlots>
+__attribute__((target("avx2"), flatten)) CornerSmoother::Trace CornerSmoother::sweepRunsByAVX2(Tile& tile,
+                                                                                               std::size_t from) const {
+    return sweepRuns<bLast, bSlots>(tile, from);
+}
+#else
+bool CornerSmoother::hasAVX2() {
+    return false;
+}
+
+template <bool bLast, bool bSlots>
+CornerSmoother::Trace CornerSmoother::sweepRunsByAVX2(Tile& tile, std::size_t from) const {
+    return sweepRuns<bLast, bSlots>(tile, from);
+}
+#endif
+
 template <bool bLast>
 CornerSmoother::Trace CornerSmoother::sweepTile(Tile& tile, std::size_t from) const {
-    return bInSlotOrder ? sweepTile<bLast, true>(tile, from) : sweepTile<bLast, false>(tile, from);
+    if (bAVX2)
+        return bInSlotOrder ? sweepRunsByAVX2<bLast, true>(tile, from) : sweepRunsByAVX2<bLast, false>(tile, from);
+    return bInSlotOrder ? sweepRuns<bLast, true>(tile, from) : sweepRuns<bLast, false>(tile, from);
 }
 
 // The tiles that this call sweeps.
 void CornerSmoother::findWork() {
     vAtWork.clear();
-    for (Tile* const pTile : vTiles) {
+    for (const auto& [code, pTile] : vTiles) {
         const bool bAtWork = pTile->numRuns > 0 && !pTile->bResting;
         pTile->place = bAtWork ? static_cast<std::uint32_t>(vAtWork.size()) : noPlace;
         if (bAtWork) vAtWork.push_back(pTile);

@@ -9,6 +9,7 @@
 #include "field/Corner.h"
 #include "frame/types.h"
 #include "grid/Calc.h"
+#include "parallel/parallelTransform.h"
 #include "store/CodeMap.h"
 #include "store/SimplePool.h"
 
@@ -46,6 +47,8 @@ public:
     // A new Corner, unassigned, linked with those of its six grid neighbours that
     // exist. rcc must not be in the store yet. About 50 ns.
     Corner* createCorner(uint64 rcc);
+    // The same for many, ascending, as if one by one. Parallel.
+    void createCorners(const std::vector<uint64>& vRCC);
     // Null if there is none.
     Corner* getCorner(uint64 rcc) const;
     uint64 rccOf(const Corner& corner) const { return rccAt(corner.location); }
@@ -66,7 +69,7 @@ public:
     // those with a free slot, |val| below limit and val not 0, for which isInBox(rcc) holds,
     // at most maxSteps steps over Corners from where the sign changes, unless that is anywhere:
     // at active ones beside an active one of the other sign, at border ones beside a val of 0.
-    // By rising code; the new ones are the last of vCorners. Parallel.
+    // By rising code; the new ones are the last of vCorners. Parallel, isInBox too.
     // Between calls, with the same limit, only active corners may change.
     template <class IsInBox>
     void createGrowthFront(float limit, int maxSteps, const IsInBox& isInBox);
@@ -76,7 +79,9 @@ public:
     std::size_t numBricks() const { return vBricks.size(); }
     Brick& brick(std::size_t number) const { return *vBricks[number]; }
     // Which places of a brick have a neighbour in this dir that is in the set; vMasks: the set, by brick.
-    Mask withNeighbour(const std::vector<Mask>& vMasks, std::uint32_t number, unsigned dir) const;
+    Mask withNeighbour(const std::vector<Mask>& vMasks, std::uint32_t number, unsigned dir) const {
+        return moved(vMasks[number], vMasks[vBricks[number]->neigs[dir]], dir);
+    }
 
 private:
     // A place is a brick's number times 64 plus the place in it.
@@ -85,8 +90,17 @@ private:
     }
     uint64 rccAt(std::uint32_t location) const;
     std::uint32_t neighbourOf(std::uint32_t location, unsigned dir) const;
+    // The places of a brick whose neighbour in this dir is in the set, by those of it in the brick and in the
+    // one beside it.
+    static Mask moved(Mask own, Mask beside, unsigned dir);
     std::uint32_t requireBrick(uint64 rccOfBrick);
+    void requireBricks(const std::vector<uint64>& vFirstRCC);
+    void addEmptyBrick();
+    void linkBrick(std::uint32_t number, std::uint32_t firstNew);
+    static void link(Brick& brick, unsigned place, unsigned dir);
     Corner* createAt(std::uint32_t location);
+    void createAll(const std::vector<Mask>& vNew, const std::vector<std::uint32_t>& vLocations);
+    void linkNew(const std::vector<Mask>& vNew, std::uint32_t number);
     // What growth asks about the corners of a brick.
     struct Signs {
         Mask sources = 0;           // |val| is below the limit and not 0, whatever their slots
@@ -102,6 +116,7 @@ private:
     void keepNearSignChanges(int maxSteps, std::vector<Mask>& vSources) const;
     std::vector<Mask> findSources(int maxSteps) const;
     void createFront(std::vector<Mask>& vSources);
+    static constexpr std::size_t minBricks = 500;  // in a chunk
 
     SimplePool<Brick> pool;
     std::vector<Brick*> vBricks;
@@ -113,13 +128,15 @@ template <class IsInBox>
 void CornerStore::createGrowthFront(float limit, int maxSteps, const IsInBox& isInBox) {
     findSigns(limit);
     std::vector<Mask> vSources = findSources(maxSteps);
-    for (std::size_t i = 1; i < vSources.size(); ++i) {
-        for (Mask left = vSources[i]; left; left &= left - 1) {
-            const auto location =
-                static_cast<std::uint32_t>(i * brickSize) + static_cast<std::uint32_t>(std::countr_zero(left));
-            if (!isInBox(rccAt(location))) vSources[i] &= ~(left & (~left + 1));
+    parallelChunks(vSources.size(), minBricks, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            for (Mask left = vSources[i]; left; left &= left - 1) {
+                const auto location =
+                    static_cast<std::uint32_t>(i * brickSize) + static_cast<std::uint32_t>(std::countr_zero(left));
+                if (!isInBox(rccAt(location))) vSources[i] &= ~(left & (~left + 1));
+            }
         }
-    }
+    });
     createFront(vSources);
 }
 

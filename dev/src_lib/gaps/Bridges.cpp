@@ -4,11 +4,14 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 
+#include "field/joinedChunks.h"
 #include "gaps/CellBox.h"
 #include "geometry/freeFunctions.h"
 #include "grid/CellBlocks.h"
 #include "grid/codeSets.h"
+#include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {
 
@@ -21,6 +24,7 @@ constexpr double maxBend = 1.5;        // cells,
 constexpr double maxBendSlope = 0.05;  // and of the length of a bridge
 constexpr int minBorder = 20;          // cells, of a piece that counts
 constexpr int minLength = 4;           // of a crack, in cells
+constexpr std::size_t minBridgeCells = 1'000;
 
 // How a flood from a piece came to a cell of the filling.
 struct Mark {
@@ -40,6 +44,18 @@ double distance2(uint64 a, uint64 b) {
     return v * v;
 }
 
+// Those cells, given in order, for which isChosen(place in the list) holds. Parallel.
+template <class IsChosen>
+std::vector<uint64> chosenOf(const std::vector<uint64>& vCells, const IsChosen& isChosen) {
+    return joinedChunks<uint64>(vCells.size(), minBridgeCells, [&](std::size_t begin, std::size_t end) {
+        std::vector<uint64> v;
+        for (std::size_t i = begin; i < end; ++i) {
+            if (isChosen(i)) v.push_back(vCells[i]);
+        }
+        return v;
+    });
+}
+
 // Floods the filling from all pieces at once. Each cell keeps the two that come first, with the
 // nearest border cells that are told to it.
 class Crossing {
@@ -52,11 +68,8 @@ public:
 
     // The cells half way between two pieces, on straight bridges that go on with their surfaces.
     std::vector<uint64> findMiddles(const LocalPlanes& planes) const {
-        std::vector<uint64> v;
-        for (std::size_t i = 0; i < vCells.size(); ++i) {
-            if (isMiddle(vCells[i], vMarks[i]) && isFlat(vMarks[i], planes)) v.push_back(vCells[i]);
-        }
-        return v;
+        return chosenOf(vCells,
+                        [&](std::size_t i) { return isMiddle(vCells[i], vMarks[i]) && isFlat(vMarks[i], planes); });
     }
     double widthAt(uint64 rcd) const {
         const std::array<Mark, 2>& marks = vMarks[zero.indexOf(rcd)];
@@ -92,24 +105,55 @@ private:
         }
     }
     void seed(const CodeMap& pieces) {
-        for (std::uint32_t i = 0; i < vCells.size(); ++i) {
-            const GridCoords c = unpackRCD(vCells[i]);
-            for (unsigned k = 0; k < 27; ++k) {
-                const uint64 rcd = packRCD(c.x + k % 3 - 1, c.y + k / 3 % 3 - 1, c.z + k / 9 - 1);
-                const std::uint32_t piece = pieces.find(rcd);
-                if (piece != none) enter(i, {rcd, piece, none, 1});
-            }
+        const auto vFound = parallelChunkResults<std::vector<Entry>>(
+            vCells.size(), minBridgeCells, [&](std::size_t begin, std::size_t end) {
+                std::vector<Entry> v;
+                for (std::size_t i = begin; i < end; ++i) {
+                    const GridCoords c = unpackRCD(vCells[i]);
+                    for (unsigned k = 0; k < 27; ++k) {
+                        const uint64 rcd = packRCD(c.x + k % 3 - 1, c.y + k / 3 % 3 - 1, c.z + k / 9 - 1);
+                        const std::uint32_t piece = pieces.find(rcd);
+                        if (piece != none) v.emplace_back(i, Mark{rcd, piece, none, 1});
+                    }
+                }
+                return v;
+            });
+        for (const std::vector<Entry>& v : vFound) {
+            for (const Entry& entry : v) enter(entry.first, entry.second);
         }
     }
     void spread() {
+        const std::vector<Neighbours> vNeighbours = findNeighbours();
         std::size_t next = 0;
         while (next < vQueue.size()) {
             const Entry entry = vQueue[next++];
-            const uint64 rcd = vCells[entry.first];
-            zero.forEachInMask(rcd, zero.mask27(rcd), [&](std::uint32_t neighbour, int) {
-                enter(neighbour, {entry.second.seed, entry.second.piece, entry.first, entry.second.numSteps + 1});
-            });
+            const Mark mark = {entry.second.seed, entry.second.piece, entry.first, entry.second.numSteps + 1};
+            const Neighbours& part =
+                *std::prev(std::upper_bound(vNeighbours.begin(), vNeighbours.end(), entry.first,
+                                            [](std::uint32_t i, const Neighbours& n) { return i < n.firstCell; }));
+            const std::size_t row = entry.first - part.firstCell;
+            for (std::size_t i = part.vFirst[row]; i < part.vFirst[row + 1]; ++i) enter(part.vNeighbours[i], mark);
         }
+    }
+
+    // Of the cells from one on.
+    struct Neighbours {
+        std::size_t firstCell = 0;
+        std::vector<std::size_t> vFirst = {0};  // by cell, one more than cells
+        std::vector<std::uint32_t> vNeighbours;
+    };
+    // By rising cell. Cells are entered several times, and one after the other.
+    std::vector<Neighbours> findNeighbours() const {
+        return parallelChunkResults<Neighbours>(vCells.size(), minBridgeCells, [&](std::size_t begin, std::size_t end) {
+            Neighbours part;
+            part.firstCell = begin;
+            for (std::size_t i = begin; i < end; ++i) {
+                zero.forEachInMask(vCells[i], zero.mask27(vCells[i]),
+                                   [&](std::uint32_t neighbour, int) { part.vNeighbours.push_back(neighbour); });
+                part.vFirst.push_back(part.vNeighbours.size());
+            }
+            return part;
+        });
     }
 
     static bool isMiddle(uint64 rcd, const std::array<Mark, 2>& marks) {
@@ -142,12 +186,10 @@ double extentOf(const std::vector<uint64>& vCells) {
 std::vector<uint64> withBeside(const std::vector<uint64>& vBridges, const std::vector<uint64>& vZero) {
     constexpr int minBeside = 2;
     const CellBlocks_RCD bridges(vBridges);
-    std::vector<uint64> v;
-    for (const uint64 rcd : vZero) {
-        const int numBeside = countCells(bridges.mask27(rcd) & ~blockCentreBit);
-        if (numBeside >= minBeside || bridges.contains(rcd)) v.push_back(rcd);
-    }
-    return v;
+    return chosenOf(vZero, [&](std::size_t i) {
+        const int numBeside = countCells(bridges.mask27(vZero[i]) & ~blockCentreBit);
+        return numBeside >= minBeside || bridges.contains(vZero[i]);
+    });
 }
 
 }  // namespace

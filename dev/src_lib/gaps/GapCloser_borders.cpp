@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "field/Component.h"
+#include "field/joinedChunks.h"
 #include "frame/Run.h"
 #include "gaps/Bridges.h"
 #include "gaps/Filler.h"
@@ -24,6 +25,7 @@ namespace {
 // Corners farther off the zero level decide about one cell in a hundred, and
 // no more or fewer gaps close, for a third of the time and half of the memory.
 constexpr int maxSourceSteps = 4;
+constexpr std::size_t minGapCells = 2'000;                 // cells
 constexpr std::size_t smallPocket = 26, maxPocket = 5000;  // cells
 // Of the faces around a larger pocket. A dome over a flat or bent piece of surface has half of
 // them or more; the lid on an object a quarter, unless that is flatter than an eighth of its width.
@@ -33,14 +35,18 @@ constexpr double minWall = 0.4;
 std::vector<uint64> emptyAtSeam(const std::vector<RCDPoint>& vFilled, const std::vector<uint64>& vSeam,
                                 const CellBlocks_RCD& all, const Calc& calc) {
     const CellBlocks_RCD seam(vSeam);
-    std::vector<uint64> vEmpty;
-    uint64 around[26];
-    for (const RCDPoint& pair : vFilled) {
-        if (!(seam.maskListed27(pair.first) & ~blockCentreBit)) continue;
-        calc.completeArray26_RCD(pair.first, around);
-        std::copy_if(std::begin(around), std::end(around), std::back_inserter(vEmpty),
-                     [&](uint64 rcd) { return !all.contains(rcd); });
-    }
+    std::vector<uint64> vEmpty =
+        joinedChunks<uint64>(vFilled.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
+            std::vector<uint64> v;
+            uint64 around[26];
+            for (std::size_t i = begin; i < end; ++i) {
+                if (!(seam.maskListed27(vFilled[i].first) & ~blockCentreBit)) continue;
+                calc.completeArray26_RCD(vFilled[i].first, around);
+                std::copy_if(std::begin(around), std::end(around), std::back_inserter(v),
+                             [&](uint64 rcd) { return !all.contains(rcd); });
+            }
+            return v;
+        });
     sortUniqueMT(vEmpty);
     return vEmpty;
 }
@@ -48,22 +54,29 @@ std::vector<uint64> emptyAtSeam(const std::vector<RCDPoint>& vFilled, const std:
 // Those of the empty cells that alone would part the empty cells around them. Of such cells beside
 // each other, as in a row through the surface, those with the most cells at their faces.
 std::vector<uint64> findPlugs(const std::vector<uint64>& vEmpty, const CellBlocks_RCD& all, const Calc& calc) {
-    std::vector<std::pair<uint64, int>> vParting;  // with the number of cells at their faces
-    for (const uint64 rcd : vEmpty) {
-        const std::uint32_t mask = all.mask27(rcd);
-        if (isCriticalBlock(mask)) vParting.emplace_back(rcd, countCells(mask & blockFaces));
-    }
-    std::vector<uint64> vPlugs;
-    uint64 around[26];
-    for (const auto& [rcd, num] : vParting) {
-        calc.completeArray26_RCD(rcd, around);
-        const bool bBest = std::none_of(std::begin(around), std::end(around), [&, n = num](uint64 neighbour) {
-            const auto it = findCode(vParting, neighbour);
-            return it != vParting.end() && it->second > n;
+    using Parting = std::pair<uint64, int>;  // with the number of cells at its faces
+    const std::vector<Parting> vParting =
+        joinedChunks<Parting>(vEmpty.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
+            std::vector<Parting> v;
+            for (std::size_t i = begin; i < end; ++i) {
+                const std::uint32_t mask = all.mask27(vEmpty[i]);
+                if (isCriticalBlock(mask)) v.emplace_back(vEmpty[i], countCells(mask & blockFaces));
+            }
+            return v;
         });
-        if (bBest) vPlugs.push_back(rcd);
-    }
-    return vPlugs;
+    return joinedChunks<uint64>(vParting.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
+        std::vector<uint64> v;
+        uint64 around[26];
+        for (std::size_t i = begin; i < end; ++i) {
+            calc.completeArray26_RCD(vParting[i].first, around);
+            const bool bBest = std::none_of(std::begin(around), std::end(around), [&](uint64 neighbour) {
+                const auto it = findCode(vParting, neighbour);
+                return it != vParting.end() && it->second > vParting[i].second;
+            });
+            if (bBest) v.push_back(vParting[i].first);
+        }
+        return v;
+    });
 }
 
 // Blocks without a cell, of which so many hang together that no pocket holds them all. To reach one is to be
@@ -155,23 +168,28 @@ double filledShare(const std::vector<uint64>& vPocket, const CellBlocks_RCD& all
     return static_cast<double>(numFilled) / numFaces;
 }
 
-// The cells of the empty pockets at the filling that are small or walled in by it.
+// The cells of the empty pockets at the filling that are small or walled in by it, sorted. Parts of the filling
+// that see the same pocket all find it.
 std::vector<uint64> emptyPockets(const std::vector<RCDPoint>& vFilled, const CellBlocks_RCD& all) {
     const CellBlocks_RCD filled(codesOf(vFilled));
-    Pockets pockets(all);
-    std::vector<uint64> vEnclosed;
-    std::size_t num = 0;
-    for (const RCDPoint& pair : vFilled) {
-        pollRun(num++);
-        for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
-            for (const uint64 rcd : {pair.first - step, pair.first + step}) {
-                if (all.contains(rcd)) continue;
-                const std::vector<uint64>& vPocket = pockets.take(rcd);
-                if (vPocket.size() > smallPocket && filledShare(vPocket, all, filled) < minWall) continue;
-                vEnclosed.insert(vEnclosed.end(), vPocket.begin(), vPocket.end());
+    std::vector<uint64> vEnclosed =
+        joinedChunks<uint64>(vFilled.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
+            Pockets pockets(all);
+            std::vector<uint64> v;
+            for (std::size_t i = begin; i < end; ++i) {
+                pollRun(i);
+                for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
+                    for (const uint64 rcd : {vFilled[i].first - step, vFilled[i].first + step}) {
+                        if (all.contains(rcd)) continue;
+                        const std::vector<uint64>& vPocket = pockets.take(rcd);
+                        if (vPocket.size() > smallPocket && filledShare(vPocket, all, filled) < minWall) continue;
+                        v.insert(v.end(), vPocket.begin(), vPocket.end());
+                    }
+                }
             }
-        }
-    }
+            return v;
+        });
+    sortUniqueMT(vEnclosed);
     return vEnclosed;
 }
 
@@ -273,10 +291,9 @@ void addCells(const std::vector<uint64>& vCodes, const CellBlocks_RCD& cells, co
 }  // namespace
 
 void GapCloser::closePinholes(std::vector<uint64>& vCodes, std::vector<RCDPoint>& vCloud) const {
-    constexpr std::size_t minChunk = 10000;  // cells
     const CellBlocks_RCD cells(vCodes);
-    const auto vFound =
-        parallelChunkResults<std::vector<uint64>>(vCodes.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    std::vector<uint64> vPinholes =
+        joinedChunks<uint64>(vCodes.size(), minGapCells, [&](std::size_t begin, std::size_t end) {
             std::vector<uint64> v;
             for (std::size_t i = begin; i < end; ++i) {
                 for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
@@ -287,8 +304,6 @@ void GapCloser::closePinholes(std::vector<uint64>& vCodes, std::vector<RCDPoint>
             }
             return v;
         });
-    std::vector<uint64> vPinholes;
-    for (const std::vector<uint64>& v : vFound) vPinholes.insert(vPinholes.end(), v.begin(), v.end());
     sortUniqueMT(vPinholes);
     addCells(vPinholes, cells, {}, *pCalc, vCloud);
     vCodes = unionOf(vCodes, vPinholes);
