@@ -32,8 +32,9 @@ SIDE_BY_SIDE = ["## What runs side by side", "",
                 "Loops over cells, corners, points and triangles are cut into chunks. The pieces of a scan are jobs, the largest "
                 "first: their sides are named, their fields grow and their fillings are tightened side by side. A thread with "
                 "nothing left to do takes chunks of the loops inside the jobs of others. A field that is larger than the caches "
-                "is swept patch by patch, four sweeps at a time. Serial are naming the sides within a piece, making the corners "
-                "of a field, thinning in its order, and most repairs of topology; so is a cloud of one piece between its loops.", ""]
+                "is swept patch by patch, four sweeps at a time, and its corners are made brick by brick. Cells are thinned in cubes "
+                "of 64 a side; what sees the faces of a cube takes its turn afterwards. Serial are naming the sides within a "
+                "piece, thinning of what fills gaps, and most repairs of topology.", ""]
 
 
 def calibrate():

@@ -42,7 +42,7 @@ public:
     const Calc* pCalc;              // not owned
     std::vector<Corner*> vCorners;  // in order of creation
 
-    explicit CornerStore(const Calc* pCalc);
+    explicit CornerStore(const Calc* pGrid);
 
     // A new Corner, unassigned, linked with those of its six grid neighbours that
     // exist. rcc must not be in the store yet. About 50 ns.

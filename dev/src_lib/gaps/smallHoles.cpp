@@ -77,8 +77,8 @@ private:
             bSeen = true;
         };
         for (const uint64 rcd : vGroup) see(cells.indexOf(rcd));
-        for (std::size_t i = 0; i < vFound.size(); ++i) {
-            const uint64 rcd = vCloud[vFound[i]].first;
+        for (std::size_t i = 0; i < vFound.size();) {
+            const uint64 rcd = vCloud[vFound[i++]].first;
             cells.forEachInMask(rcd, cells.mask27(rcd), [&](std::uint32_t index, int) { see(index); });
         }
         return vFound;

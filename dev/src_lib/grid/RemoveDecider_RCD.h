@@ -20,10 +20,10 @@ namespace QUOR_ZEF {
 // Lives for one task. Threads: one at a time. The codes are RCD.
 class RemoveDecider_RCD {
 public:
-    // pvRCD: all cells, sorted and unique (fails an ASSEX otherwise), borrowed like
-    // pCalc: both must outlive this object, and the cells stay as they are.
+    // pvCells: all cells, sorted and unique (fails an ASSEX otherwise), borrowed like
+    // pGrid: both must outlive this object, and the cells stay as they are.
     // O(n), about 10 ns a cell.
-    RemoveDecider_RCD(const std::vector<uint64>* pvRCD, const Calc* pCalc);
+    RemoveDecider_RCD(const std::vector<uint64>* pvCells, const Calc* pGrid);
 
     const double cellSize;  // along x, world units
 
