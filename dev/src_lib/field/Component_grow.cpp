@@ -95,6 +95,7 @@ bool Component::run(CodePoints& vOut, const std::function<void(uint64)>& onTicks
         // What is left out counts as done.
         if (onTicks) onTicks((bDone ? static_cast<uint64>(numGrowSteps - i) : 1) * vCellRCD.size());
     }
+    pSmoother.reset();  // as large as the corners
     getZeroRCD(vOut);
     return true;
 }
