@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "field/Component.h"
-#include "field/joinedChunks.h"
 #include "frame/tools.h"
 #include "grid/codeSets.h"
+#include "parallel/joinedChunks.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 #include "store/CodeMap.h"

@@ -6,8 +6,8 @@
 #include <memory>
 #include <utility>
 
-#include "field/joinedChunks.h"
 #include "frame/tools.h"
+#include "parallel/joinedChunks.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 

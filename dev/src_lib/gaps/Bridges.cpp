@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <iterator>
 
-#include "field/joinedChunks.h"
 #include "gaps/CellBox.h"
 #include "geometry/freeFunctions.h"
 #include "grid/CellBlocks.h"
 #include "grid/codeSets.h"
+#include "parallel/joinedChunks.h"
 #include "parallel/parallelTransform.h"
 
 namespace QUOR_ZEF {

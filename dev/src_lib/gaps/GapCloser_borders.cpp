@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "field/Component.h"
-#include "field/joinedChunks.h"
 #include "frame/Run.h"
 #include "gaps/Bridges.h"
 #include "gaps/Filler.h"
@@ -14,6 +13,7 @@
 #include "grid/CellBlocks.h"
 #include "grid/RemoveDecider_RCD.h"
 #include "grid/codeSets.h"
+#include "parallel/joinedChunks.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 #include "store/CodeMap.h"

@@ -11,7 +11,7 @@
 #include "grid/Calc.h"
 #include "grid/CellBlocks.h"
 #include "grid/codeSets.h"
-#include "parallel/parallelTransform.h"
+#include "parallel/joinedChunks.h"
 #include "parallel/sortMT.h"
 
 namespace QUOR_ZEF {
@@ -133,8 +133,8 @@ std::vector<RCDPoint> crossSmallHoles(const std::vector<uint64>& vBorder, const 
     std::vector<std::vector<uint64>> vGroups;
     createCC_RCD(vBorder, vGroups);
     const CellBlocks_RCD cells(codesOf(vCloud));
-    const auto vParts =
-        parallelChunkResults<std::vector<RCDPoint>>(vGroups.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+    std::vector<RCDPoint> vCrossed =
+        joinedChunks<RCDPoint>(vGroups.size(), minChunk, [&](std::size_t begin, std::size_t end) {
             std::vector<RCDPoint> vPart;
             for (std::size_t i = begin; i < end; ++i) {
                 CellBox box(vGroups[i].front());
@@ -145,8 +145,6 @@ std::vector<RCDPoint> crossSmallHoles(const std::vector<uint64>& vBorder, const 
             }
             return vPart;
         });
-    std::vector<RCDPoint> vCrossed;
-    for (const auto& vPart : vParts) vCrossed.insert(vCrossed.end(), vPart.begin(), vPart.end());
     sortStableByFirstMT(vCrossed.begin(), vCrossed.end());
     const auto isSame = [](const RCDPoint& a, const RCDPoint& b) { return a.first == b.first; };
     vCrossed.erase(std::unique(vCrossed.begin(), vCrossed.end(), isSame), vCrossed.end());
