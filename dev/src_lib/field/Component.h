@@ -16,6 +16,7 @@
 #include "field/FacetIndex.h"
 #include "frame/types.h"
 #include "grid/Calc.h"
+#include "grid/CellBlocks.h"
 #include "zef/Point3.h"
 
 namespace QUOR_ZEF {
@@ -41,6 +42,10 @@ public:
     // How far from the zero level corners may lie from which the field grows, in steps. Unless
     // that is anywhere, corners also rest where growth has ended, instead of being smoothed on.
     int maxSourceSteps = CornerStore::anywhere;
+    // If set: after numFreeSteps steps the field grows on in some cells only. Told the cells that a CoarseField
+    // gives for the end of growth; returns the coarse cells in which to grow, sorted.
+    std::function<std::vector<uint64>(const Component&, const std::vector<uint64>&)> chooseGrowth;
+    int numFreeSteps = 0;
     // The box of growth, in cells.
     int minX = 0x7fffffff, minY = 0x7fffffff, minZ = 0x7fffffff;
     int maxX = 0, maxY = 0, maxZ = 0;
@@ -174,6 +179,7 @@ private:
     bool hasSeam() const;
     void layGrowthBox();
     bool isInGrowthBox(uint64 rcc) const;
+    bool limitGrowth(int numSteps);
     std::vector<Facet*> getFacetsInReach(std::initializer_list<const std::vector<Facet*>*> strips);
     std::vector<std::uint32_t> getStripSeeds(const std::vector<Facet*>& vFacets) const;
     std::vector<std::vector<std::uint32_t>> findBeside(const std::vector<std::uint32_t>& vFacets,
@@ -183,6 +189,7 @@ private:
     Point3 getCornerPosition(uint64 rcc) const;
     Point3 getCrossing(const Corner& source, const Corner& target) const;
 
+    std::unique_ptr<CellBlocks_RCD> pChosen;    // coarse cells to grow in; null for all
     std::unique_ptr<CornerSmoother> pSmoother;  // made by the first lowPass2()
 };
 

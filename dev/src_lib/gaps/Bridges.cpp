@@ -195,11 +195,20 @@ std::vector<uint64> withBeside(const std::vector<uint64>& vBridges, const std::v
 }  // namespace
 
 Bridges::Bridges(const Filler& filler) : planes(*filler.pvGlobalRCDPoint) {
+    gatherPieces(filler);
+}
+
+Bridges::Bridges(const Filler& filler, const std::vector<std::pair<uint64, Point3>>& vCoarsePoints)
+    : bCoarse(true), planes(vCoarsePoints) {
+    gatherPieces(filler);
+}
+
+void Bridges::gatherPieces(const Filler& filler) {
     const auto idOf = [](const AffiData& a) { return static_cast<std::uint32_t>(a.pComponent->id); };
     std::vector<int> vNumBorder(filler.vRawComponents.size());
     for (const AffiData& a : filler.vAffiData) ++vNumBorder[idOf(a)];
     for (const AffiData& a : filler.vAffiData) {
-        if (vNumBorder[idOf(a)] >= minBorder) pieces.insert(a.rcd, idOf(a));
+        if (vNumBorder[idOf(a)] >= minBorder) pieces.insert(cellOf(a.rcd), idOf(a));
     }
 }
 
@@ -208,9 +217,9 @@ std::vector<uint64> Bridges::find(const Component& component, const std::vector<
     std::uint32_t first = none;
     bool bSeveral = false;
     for (const uint64 rcd : component.vBorderRCD) {
-        const std::uint32_t piece = pieces.find(rcd);
+        const std::uint32_t piece = pieces.find(cellOf(rcd));
         if (piece == none) continue;
-        ownPieces.insert(rcd, piece);
+        ownPieces.insert(cellOf(rcd), piece);
         if (first == none) first = piece;
         bSeveral = bSeveral || piece != first;
     }
@@ -222,7 +231,7 @@ std::vector<uint64> Bridges::find(const Component& component, const std::vector<
     for (const std::vector<uint64>& vMiddles : vCracks) {
         double width = 0.0;
         for (const uint64 rcd : vMiddles) width = std::max(width, crossing.widthAt(rcd));
-        if (extentOf(vMiddles) < std::max<double>(minLength, width / 2.0)) continue;
+        if (extentOf(vMiddles) < std::max<double>(bCoarse ? minLength / 2 : minLength, width / 2.0)) continue;
         for (const uint64 rcd : vMiddles) crossing.appendBridge(rcd, vBridges);
     }
     sortUniqueMT(vBridges);

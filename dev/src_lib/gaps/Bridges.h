@@ -1,7 +1,9 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
+#include "field/CoarseField.h"
 #include "frame/types.h"
 #include "gaps/Filler.h"
 #include "gaps/LocalPlanes.h"
@@ -18,12 +20,18 @@ class Bridges {
 public:
     // Once the pieces are joined. O(n) in the cells of the cloud.
     explicit Bridges(const Filler& filler);
+    // Among coarse cells, two cells wide. vCoarsePoints: the cells of the cloud with their samples, sorted; borrowed.
+    Bridges(const Filler& filler, const std::vector<std::pair<uint64, Point3>>& vCoarsePoints);
 
     // Of the filling vZero (sorted) of a merged Component, sorted. O(n) in the cells, about a
     // microsecond each.
     std::vector<uint64> find(const Component& component, const std::vector<uint64>& vZero) const;
 
 private:
+    uint64 cellOf(uint64 rcd) const { return bCoarse ? coarseCodeOf(rcd) : rcd; }
+    void gatherPieces(const Filler& filler);
+
+    bool bCoarse = false;
     LocalPlanes planes;  // of the cloud
     CodeMap pieces;      // the border cells of larger pieces with their numbers
 };

@@ -165,6 +165,8 @@ void Filler::growComponents(CodePoints& vOut) {
     for (const auto& pComponent : vComponents) vSizes.push_back(pComponent->vBorderRCD.size());
     std::vector<CodePoints> vFound(vComponents.size());
     runLargestFirst(vSizes, [&](std::size_t i, int worker) {
+        vComponents[i]->chooseGrowth = chooseGrowth;
+        vComponents[i]->numFreeSteps = numFreeSteps;
         vComponents[i]->run(vFound[i], [&](uint64 num) { stage.tickByTime(worker == callingThread, num); });
         if (adapt) adapt(*vComponents[i], vFound[i]);
         vComponents[i].reset();

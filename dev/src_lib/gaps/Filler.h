@@ -78,6 +78,9 @@ public:
     bool bStopAtRims = false;        // see Component
     bool bUneven = false;            // parts of the scan are sparse; progress only depends on it
     bool bStepsWithinSize = false;   // no more growth steps than a hole of the size of a Component takes
+    // For all merged Components. Called on several threads.
+    std::function<std::vector<uint64>(const Component&, const std::vector<uint64>&)> chooseGrowth;
+    int numFreeSteps = 0;
     // If set, and there are several pieces: changes the new points of each merged Component,
     // sorted, before they are put together. Called on several threads.
     std::function<void(const Component&, CodePoints&)> adapt;

@@ -9,6 +9,7 @@
 namespace QUOR_ZEF {
 
 class Calc;
+class Filler;
 
 // A connected piece of filling, and which part of its border cells share a grid
 // corner with a border cell of the cloud; 1 if there are fewer than 10 of them.
@@ -74,6 +75,7 @@ private:
     std::vector<uint64> thickCellsOf(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vCloud,
                                      const std::vector<uint64>& vCandidates) const;
     void closeSmallHoles(std::vector<uint64>& vCodes, std::vector<uint64>& vThick, std::vector<RCDPoint>& vCloud) const;
+    void limitGrowth(Filler& filler, const std::vector<RCDPoint>& vCloud, const std::vector<uint64>& vThick) const;
     std::vector<uint64> findDoomedZeros(const std::vector<uint64>& vArBorZer, const std::vector<uint64>& vLocalBorder,
                                         const std::vector<RCDPoint>& vRCD2ZeroPoint) const;
 };

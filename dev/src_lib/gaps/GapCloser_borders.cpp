@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <memory>
 
 #include "field/Component.h"
 #include "frame/Run.h"
 #include "gaps/Bridges.h"
 #include "gaps/Filler.h"
+#include "gaps/GrowthChoice.h"
 #include "gaps/smallHoles.h"
 #include "grid/Calc.h"
 #include "grid/CellBlocks.h"
@@ -326,6 +328,7 @@ void GapCloser::fillInsideBorders(std::vector<uint64> vCodes, std::vector<RCDPoi
     filler.bStopAtRims = true;
     filler.joinPieces();
     const Bridges bridges(filler);
+    limitGrowth(filler, vCloud, vThick);
     OtherComponents others(filler);
     std::vector<std::vector<uint64>> vBridgesOf(filler.vComponents.size());
     // Where others are near, what would fill gaps of one must hold by itself: else it may hang on to theirs.
@@ -356,6 +359,21 @@ void GapCloser::fillInsideBorders(std::vector<uint64> vCodes, std::vector<RCDPoi
     RemoveDecider_RCD(&vAll, pCalc).pruneLayered(vCloud, vThick, vKept, vDoomed, false, false, 0);
     keepListed(vDoomed, vCloud, false);
     vCloud.insert(vCloud.end(), vFilled.begin(), vFilled.end());
+}
+
+// Large fields grow on after some steps only where that closes something.
+void GapCloser::limitGrowth(Filler& filler, const std::vector<RCDPoint>& vCloud,
+                            const std::vector<uint64>& vThick) const {
+    constexpr int numFreeSteps = 4;
+    if (numGrowSteps <= numFreeSteps || !GrowthChoice::isPossible(*pCalc)) return;
+    filler.numFreeSteps = numFreeSteps;
+    const auto pChoice = std::make_shared<GrowthChoice>(filler, vCloud);
+    const auto pThick = std::make_shared<CellBlocks_RCD>(vThick);
+    filler.chooseGrowth = [&vThick, pChoice, pThick](const Component& component, const std::vector<uint64>& vCrossed) {
+        const std::vector<uint64> vOwnThick = thickAround(component, vThick, *pThick);
+        return pChoice->find(component, unionOf(component.vCellRCD, vOwnThick),
+                             unionOf(component.vBorderRCD, vOwnThick), vCrossed);
+    };
 }
 
 // Those of the candidates without which rims are a cell wide.

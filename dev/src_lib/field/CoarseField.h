@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "field/CornerStore.h"
+#include "frame/types.h"
+#include "grid/Calc.h"
+
+namespace QUOR_ZEF {
+
+// The code of the coarse cell, two cells wide, or of the coarse corner that has this cell or corner.
+constexpr uint64 coarseCodeOf(uint64 code) {
+    constexpr uint64 fromNext = (stepX_RCD | stepY_RCD | stepZ_RCD) << 20;  // what comes from the next coordinate
+    return (code >> 1) & ~fromNext;
+}
+// Of all these, sorted, each once.
+std::vector<uint64> coarseCodesOf(const std::vector<uint64>& vCodes);
+
+// A copy of a growing field that has every second corner along each axis. It grows on at about a
+// twentieth of the cost, and shows where the field will come to.
+//
+// Threads: one at a time; all of it is parallel inside.
+class CoarseField {
+public:
+    // cellSize: of the field's cells, world units. The field is not kept.
+    CoarseField(const CornerStore& field, float cellSize);
+
+    // By two cells a step. maxSourceSteps: in coarse corners, see CornerStore::createGrowthFront(). isInBox: told
+    // corners of the field, side by side.
+    void grow(int numSteps, int maxSourceSteps, const std::function<bool(uint64 rcc)>& isInBox);
+    // The coarse cells at the edges that the zero level crosses now or crossed in the field, sorted.
+    std::vector<uint64> findCells() const;
+
+private:
+    CornerStore corners;
+    float coarseSize;
+    std::vector<uint64> vCellsBefore;
+};
+
+}  // namespace QUOR_ZEF

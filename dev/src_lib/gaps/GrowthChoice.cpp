@@ -1,0 +1,80 @@
+#include "gaps/GrowthChoice.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "field/CoarseField.h"
+#include "gaps/Filler.h"
+#include "gaps/GapCloser.h"
+#include "grid/CellBlocks.h"
+#include "grid/codeSets.h"
+#include "parallel/parallelTransform.h"
+#include "parallel/sortMT.h"
+
+namespace QUOR_ZEF {
+
+namespace {
+
+// How far around what is held the field grows, in coarse cells: along its zero level, since the
+// coarse one lies otherwise by up to two cells, and where it is held is not sure; and to all sides, as thick as the
+// field is around its zero level.
+constexpr int alongLevel = 4, toAllSides = 4;
+
+// The first sample of each coarse cell.
+std::vector<RCDPoint> coarsePointsOf(const std::vector<RCDPoint>& vCloud) {
+    std::vector<RCDPoint> v;
+    parallelTransform(vCloud, v, [](const RCDPoint& pair) { return RCDPoint(coarseCodeOf(pair.first), pair.second); });
+    sortStableByFirstMT(v.begin(), v.end());
+    const auto bSame = [](const RCDPoint& a, const RCDPoint& b) { return a.first == b.first; };
+    v.erase(std::unique(v.begin(), v.end(), bSame), v.end());
+    return v;
+}
+
+Calc coarseGridOf(const Calc& calc) {
+    return {calc.x0, calc.y0, calc.z0, calc.sizeX, calc.sizeY, calc.sizeZ, calc.numLevels - 1};
+}
+
+// By a step among these cells.
+void widenAmong(const std::vector<uint64>& vCells, std::vector<uint64>& vWide) {
+    const CellBlocks_RCD wide(vWide);
+    std::vector<uint64> vBeside;
+    std::copy_if(vCells.begin(), vCells.end(), std::back_inserter(vBeside),
+                 [&](uint64 rcd) { return (wide.maskListed27(rcd) & ~blockCentreBit) != 0; });
+    vWide = unionOf(vWide, vBeside);
+}
+
+// By the cells that share a corner with these.
+void widen(std::vector<uint64>& vCells) {
+    std::vector<uint64> vShifted(vCells.size());
+    for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
+        const std::vector<uint64> vBefore = vCells;
+        for (const uint64 shift : {step, 0 - step}) {
+            vShifted = vBefore;
+            for (uint64& rcd : vShifted) rcd += shift;
+            vCells = unionOf(vCells, vShifted);
+        }
+    }
+}
+
+}  // namespace
+
+GrowthChoice::GrowthChoice(const Filler& filler, const std::vector<RCDPoint>& vCloud)
+    : vPoints(coarsePointsOf(vCloud)), calc(coarseGridOf(*filler.pCalc)), bridges(filler, vPoints) {}
+
+std::vector<uint64> GrowthChoice::find(const Component& component, const std::vector<uint64>& vHolding,
+                                       const std::vector<uint64>& vSeam, const std::vector<uint64>& vCrossed) const {
+    const std::vector<uint64> vOwn = coarseCodesOf(vHolding);
+    std::vector<RCDPoint> vOwnPoints, vFilled;
+    for (const uint64 rcd : vOwn) vOwnPoints.push_back(*findCode(vPoints, rcd));
+    for (const uint64 rcd : difference(vCrossed, vOwn))
+        vFilled.emplace_back(rcd, calc.getCellCenter(calc.rcdToCcd(rcd)));
+    const GapCloser closer(calc, 1, true);
+    closer.tightenFilling(coarseCodesOf(vSeam), vOwnPoints, vFilled);
+    closer.peelFilling(vOwn, bridges.find(component, codesOf(vFilled)), vFilled);
+    std::vector<uint64> vChosen = codesOf(vFilled);
+    for (int i = 0; i < alongLevel; ++i) widenAmong(vCrossed, vChosen);
+    for (int i = 0; i < toAllSides; ++i) widen(vChosen);
+    return vChosen;
+}
+
+}  // namespace QUOR_ZEF
