@@ -134,7 +134,7 @@ TEST(Manifold, holdsOnRandomSoups) {
         vAll.insert(vAll.end(), soup.indices.begin(), soup.indices.end());
         if (HasFailure()) FAIL() << "seed " << seed;
     }
-    EXPECT_EQ(zef_test::digest(vAll), 0xa1c7490cde08f18u);
+    EXPECT_EQ(zef_test::digest(vAll), 0x6320961e3706f83u);
 }
 
 // A part of a grid of boxes: all the faces that separate a full cell from an empty
@@ -401,7 +401,7 @@ TEST(Manifold, closesTornBlisters) {
         vAll.insert(vAll.end(), mesh.indices.begin(), mesh.indices.end());
         if (HasFailure()) FAIL() << "seed " << seed;
     }
-    EXPECT_EQ(zef_test::digest(vAll), 0x4565e28bd11fdd1bu);
+    EXPECT_EQ(zef_test::digest(vAll), 0x7624778fa96326eeu);
 }
 
 TEST(Manifold, turnsBodiesOutwardAndSheetsUp) {

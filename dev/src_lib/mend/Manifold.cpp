@@ -45,7 +45,7 @@ public:
         stage.tick();
         removeDuplicates();
         stage.tick();
-        pPatches = std::make_unique<Patches>(mesh.indices, vDead, edges);
+        pPatches = std::make_unique<Patches>(mesh, vDead, edges);
         stage.finish();
         mendPatches(options.exactVertices);
         if (options.exactVertices && !findDefects().empty()) {

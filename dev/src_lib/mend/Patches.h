@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "flat/EdgeTable.h"
+#include "flat/arrays.h"
 #include "flat/triangleSides.h"
+#include "mend/JoinedSides.h"
 
 namespace QUOR_ZEF {
 
@@ -25,15 +27,15 @@ public:
     std::vector<VertexPair> vSeams;       // of each edge that is a seam
 
     // vDead_: by triangle.
-    Patches(const std::vector<std::uint32_t>& vTriples_, const std::vector<bool>& vDead_, const EdgeTable& edges_);
-    // After a change, as if made anew. vTouched: the ends of all edges of triangles
-    // that have died or come since, as the table has given them.
+    Patches(const TriangleMesh& mesh_, const std::vector<bool>& vDead_, const EdgeTable& edges_);
+    // After a change, as if made anew, but that seams stay where nothing has changed. vTouched: the ends of all edges
+    // of triangles that have died or come since, as the table has given them.
     void follow(const std::vector<std::uint32_t>& vKilled, const std::vector<VertexPair>& vTouched);
 
     void join(std::uint32_t side, std::uint32_t other) {
         vPartner[side] = other;
         vPartner[other] = side;
-        vSame[side] = vSame[other] = haveSameDirection(side, other);
+        vSame[side] = vSame[other] = haveSameDirection(side, other) ? JoinedSides::isSame : 0;
     }
     void cut(std::uint32_t side);
     // Whether the triangle, as it stands in the input, is to be reversed.
@@ -49,13 +51,16 @@ public:
     std::uint32_t patchAt(std::uint32_t side) const { return vPatch[side / 3]; }
 
 private:
+    static constexpr std::uint8_t isSettled = 2;
+    const TriangleMesh& mesh;
     const std::vector<std::uint32_t>& vTriples;
     const std::vector<bool>& vDead;
     const EdgeTable& edges;
-    std::vector<std::uint8_t> vSame;    // of each joined side: haveSameDirection() with its partner
-    std::vector<std::uint8_t> vFlip;    // of each triangle
-    std::vector<std::uint8_t> vTurned;  // of each patch: all its flips are to be reversed
-    std::vector<std::uint32_t> vQueue;
+    std::vector<std::uint8_t> vSame;      // of each joined side: see JoinedSides, and isSettled if it has been a seam
+    std::vector<std::uint8_t> vFlip;      // of each triangle
+    std::vector<std::uint8_t> vTurned;    // of each patch: all its flips are to be reversed
+    std::vector<std::uint32_t> vSettled;  // one side of each joined pair
+    std::vector<std::uint32_t> vQueue, vLater;
     std::vector<std::uint32_t> vClashes;  // sides where a flood has met itself the wrong way round
 
     void joinIfPair(const Edge& edge) {
@@ -63,7 +68,10 @@ private:
     }
     void findPatches();
     void flood(std::uint32_t seed, std::uint32_t patch);
-    void floodOneSidedAgain();
+    void cross(std::uint32_t side, std::uint32_t patch);
+    void settle(std::uint32_t side);
+    void unsettleAll();
+    void shortenSeams();
     std::vector<Edge> edgesOfClashes() const;
 };
 
