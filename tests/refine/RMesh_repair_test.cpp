@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <set>
 #include <string>
@@ -10,6 +11,8 @@
 #include "frame/Rand15.h"
 #include "geometry/freeFunctions.h"
 #include "refine/RMesh.h"
+#include "refine/finishTriangles.h"
+#include "refine/flatten.h"
 #include "refine/isFinished.h"
 #include "support/capture.h"
 #include "support/meshQueries.h"
@@ -44,6 +47,53 @@ std::size_t countOf(const std::string& text, const std::string& word) {
     std::size_t num = 0;
     for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++num;
     return num;
+}
+
+// A sphere in which some vertices lie on or between their neighbours, and some triangles are turned, gone, or have
+// others on their edges.
+TriangleMesh damagedSphere(std::uint32_t seed) {
+    const Shape shape = icosphere(4);
+    TriangleMesh mesh{shape.vertices, shape.triples};
+    Rand15 rand(seed + 1);
+    const auto draw = [&](std::size_t below) {
+        const auto high = static_cast<std::size_t>(rand.next());
+        return ((high << 15) + static_cast<std::size_t>(rand.next())) % below;
+    };
+    for (std::size_t i = 0; i < 12; ++i) {
+        const std::size_t side = 3 * draw(mesh.numTriangles());
+        std::uint32_t* const k = &mesh.indices[side];
+        Point3 &a = mesh.vertices[k[0]], &b = mesh.vertices[k[1]], &c = mesh.vertices[k[2]];
+        if (i % 4 == 0) std::swap(k[1], k[2]);
+        if (i % 4 == 1) a.set(b);
+        if (i % 4 == 2) a.set(b + (c - b) * 0.5);
+        if (i % 4 == 3 && seed % 2 == 0)
+            mesh.indices.erase(mesh.indices.begin() + static_cast<std::ptrdiff_t>(side),
+                               mesh.indices.begin() + static_cast<std::ptrdiff_t>(side) + 3);
+        if (i % 4 == 3 && seed % 2 == 1) {
+            const std::array<std::uint32_t, 3> fin = {k[0], k[1], static_cast<std::uint32_t>(mesh.vertices.size())};
+            mesh.indices.insert(mesh.indices.end(), fin.begin(), fin.end());
+            const Point3 tip(1.3 * a.px, 1.3 * a.py, 1.3 * a.pz);
+            mesh.vertices.push_back(tip);
+        }
+    }
+    return mesh;
+}
+
+// Whether finishTriangles() took the mesh; holds what it makes of it against the RMesh.
+bool finishesAsRMesh(const TriangleMesh& mesh) {
+    RMesh whole(mesh.vertices, mesh.indices, 0.1);
+    whole.finishMesh();
+    const TriangleMesh wanted = flatten(whole, VertexOrder::MESH);
+    TriangleMesh found = mesh;
+    if (!finishTriangles(found, 0.1)) {
+        EXPECT_EQ(found.indices, mesh.indices);
+        return false;
+    }
+    EXPECT_TRUE(found.vertices == mesh.vertices);
+    renumberVertices(found, VertexOrder::MESH);
+    EXPECT_EQ(found.indices, wanted.indices);
+    EXPECT_TRUE(found.vertices == wanted.vertices);
+    return true;
 }
 
 }  // namespace
@@ -97,6 +147,19 @@ TEST_F(RMeshRepair, isFinishedTellsWhereFinishingChangesNothing) {
     EXPECT_TRUE(isFinished({fin.vertices, fin.triples}));
     EXPECT_FALSE(isFinished({fin.vertices, {0, 1, 2, 0, 1, 3}}));
     EXPECT_FALSE(isFinished({fin.vertices, {0, 1, 2, 2, 1, 0}}));
+}
+
+TEST_F(RMeshRepair, finishTrianglesGivesTheTrianglesOfAFinishedRMesh) {
+    int numTaken = 0;
+    for (std::uint32_t seed = 0; seed < 40; ++seed) numTaken += finishesAsRMesh(damagedSphere(seed));
+    EXPECT_GT(numTaken, 30);
+    for (std::uint32_t seed = 0; seed < 400; ++seed) {
+        const Shape soup = randomSoup(seed);
+        const std::vector<std::uint32_t> vFew(soup.triples.begin(), soup.triples.begin() + 3 + seed % 6 * 3);
+        finishesAsRMesh({soup.vertices, cornerNumbers(RMesh(soup.vertices, vFew, 1.0))});
+    }
+    const Shape strip = moebiusStrip(15);
+    EXPECT_FALSE(finishesAsRMesh({strip.vertices, strip.triples}));
 }
 
 TEST_F(RMeshRepair, killDegenerateEndsOnFansWithoutAnyArea) {

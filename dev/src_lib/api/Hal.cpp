@@ -30,7 +30,7 @@ void Hal::prepareBundleMap() {
     mCode2Bundle.build(vBundles);
 }
 
-std::shared_ptr<Mesh> Hal::reconstruct() {
+std::shared_ptr<Mesh> Hal::reconstruct(bool bToTake) {
     Progress* pProgress = getProgress()->getChildProgressSetTodo("HL_st", 9);
     pCloudMgr->getBundles(vBundles, pCalc);
     if (vBundles.empty()) {
@@ -41,7 +41,8 @@ std::shared_ptr<Mesh> Hal::reconstruct() {
     prepareBundleMap();
     pProgress->tick();
     pProgress->finish(true);
-    return polygonise(pCloudMgr->getClouds().front()->foundDensity.uneven ? Repair::unevenScan : Repair::scan);
+    const bool bUneven = pCloudMgr->getClouds().front()->foundDensity.uneven;
+    return polygonise(bUneven ? Repair::unevenScan : Repair::scan, bToTake);
 }
 
 std::shared_ptr<Mesh> Hal::oneMelt() {
@@ -51,10 +52,10 @@ std::shared_ptr<Mesh> Hal::oneMelt() {
         return nullptr;
     }
     prepareBundleMap();
-    return polygonise(Repair::soup);
+    return polygonise(Repair::soup, false);
 }
 
-std::shared_ptr<Mesh> Hal::polygonise(Repair repair) {
+std::shared_ptr<Mesh> Hal::polygonise(Repair repair, bool bToTake) {
     {
         Voro voro(pCalc, &mCode2Bundle, TM_FAT);
         voro.fatExtractTriangles();
@@ -69,7 +70,7 @@ std::shared_ptr<Mesh> Hal::polygonise(Repair repair) {
     auto pBody = std::make_unique<MeshBody>(flatten(*pCMesh), pCMesh->getCellSize());
     // The triangles are all that is needed, and what follows wants memory.
     pCMesh.reset();
-    pBody->finish();
+    bToTake ? pBody->finishToTake() : pBody->finish();
     return std::make_shared<Mesh>(std::move(pBody));
 }
 

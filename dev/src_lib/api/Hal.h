@@ -28,7 +28,8 @@ public:
 
     // The mesh of the cells, repaired for scans or for triangle soup; null, with a
     // message, if there are no cells.
-    std::shared_ptr<Mesh> reconstruct();
+    // bToTake: all that is done with the mesh is Mesh::releaseTriangles(); sooner.
+    std::shared_ptr<Mesh> reconstruct(bool bToTake);
     std::shared_ptr<Mesh> oneMelt();
 
     // Appends the samples of the cells, ascending by cell. They are owned by the
@@ -42,7 +43,7 @@ private:
     enum class Repair { scan, unevenScan, soup };
 
     void prepareBundleMap();
-    std::shared_ptr<Mesh> polygonise(Repair repair);
+    std::shared_ptr<Mesh> polygonise(Repair repair, bool bToTake);
 
     CloudMgr* pCloudMgr;            // not owned
     const Calc* pCalc = nullptr;    // the cloud's

@@ -5,6 +5,7 @@
 #include "flat/edgeLists.h"
 #include "frame/Progress.h"
 #include "refine/RMesh.h"
+#include "refine/finishTriangles.h"
 #include "refine/flatten.h"
 #include "refine/isFinished.h"
 #include "smooth/smoothing.h"
@@ -126,6 +127,10 @@ void MeshBody::finish() {
     const std::size_t num = flat.numTriangles();
     passStage("RM_cpo", num, num);
     passStage("RM_kdeg", uint64{3} * num, num);
+}
+
+void MeshBody::finishToTake() {
+    if (pRMesh || !finishTriangles(flat, cellSize)) get()->finishMesh();
 }
 
 void MeshBody::smooth(const SmoothingOptions& options) {

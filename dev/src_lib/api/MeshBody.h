@@ -43,6 +43,8 @@ public:
     // What every new mesh goes through, see RMesh::finishMesh(): no RMesh is made for
     // triangles that stay as they are. Progress children "RM_cpo" and "RM_kdeg".
     void finish();
+    // The same where take() is the next call: an RMesh is made only if parts of one do not do.
+    void finishToTake();
     void smooth(const SmoothingOptions& options);
     // Calls change with the mesh, vertices of no triangle included. It may change
     // positions and colours, nothing else.

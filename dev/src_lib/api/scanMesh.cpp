@@ -82,7 +82,7 @@ std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Findings* p
     cloudMgr.inputPointsViaMemory(points, job.spacing, job.factor, false, noFeatureAngle, job.bSmooth, nullptr,
                                   job.numGrowSteps);
     Hal hal(&cloudMgr);
-    std::shared_ptr<Mesh> pMesh = hal.reconstruct();
+    std::shared_ptr<Mesh> pMesh = hal.reconstruct(pFindings != nullptr);
     if (pFindings) {
         Reconstruction* const pFound = &pFindings->result;
         Cloud& cloud = *cloudMgr.getClouds().front();

@@ -36,7 +36,7 @@ struct Findings {
     std::optional<Calc> calc;
 };
 
-// pFindings: what the newer entries learn, or null.
+// pFindings: what the newer entries learn, which want the triangles alone; or null.
 std::shared_ptr<Mesh> run(const PointSource& points, const Job& job, Findings* pFindings);
 
 // Throws an ArgumentError for what cannot work.

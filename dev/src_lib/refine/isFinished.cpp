@@ -29,6 +29,8 @@ bool areSound(const TriangleMesh& mesh) {
     });
 }
 
+}  // namespace
+
 bool areOriented(const TriangleMesh& mesh, const EdgeTable& edges) {
     return holdsInAll(edges.numVertices(), [&](std::size_t begin, std::size_t end) {
         bool bOriented = true;
@@ -38,8 +40,6 @@ bool areOriented(const TriangleMesh& mesh, const EdgeTable& edges) {
         return bOriented;
     });
 }
-
-}  // namespace
 
 bool isFinished(const TriangleMesh& mesh) {
     if (!areSound(mesh)) return false;
