@@ -17,9 +17,9 @@ namespace QUOR_ZEF {
 namespace {
 
 constexpr uint64 lowestBits = stepX_RCD | stepY_RCD | stepZ_RCD;
-constexpr int numSmoothings = 10;  // after each step; as far as 20 after each of two steps of the field
-constexpr int restAfter = 3;
-constexpr std::size_t minCorners = 10'000;
+constexpr int numCoarseSmoothings = 10;  // after each step; as far as 20 after each of two steps of the field
+constexpr int coarseRestAfter = 3;
+constexpr std::size_t minTaken = 10'000;
 
 }  // namespace
 
@@ -34,7 +34,7 @@ CoarseField::CoarseField(const CornerStore& field, float cellSize)
     : corners(field.pCalc), coarseSize(2 * cellSize), vCellsBefore(coarseCodesOf(findCrossedCells(field))) {
     using Taken = std::pair<uint64, const Corner*>;
     std::vector<Taken> vTaken =
-        joinedChunks<Taken>(field.vCorners.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+        joinedChunks<Taken>(field.vCorners.size(), minTaken, [&](std::size_t begin, std::size_t end) {
             std::vector<Taken> v;
             for (std::size_t i = begin; i < end; ++i) {
                 const uint64 rcc = field.rccOf(*field.vCorners[i]);
@@ -44,7 +44,7 @@ CoarseField::CoarseField(const CornerStore& field, float cellSize)
         });
     sortByFirstMT(vTaken.begin(), vTaken.end());
     corners.createCorners(codesOf(vTaken));
-    parallelChunks(vTaken.size(), minCorners, [&](std::size_t begin, std::size_t end) {
+    parallelChunks(vTaken.size(), minTaken, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const Corner& original = *vTaken[i].second;
             corners.vCorners[i]->val = original.val;
@@ -55,10 +55,10 @@ CoarseField::CoarseField(const CornerStore& field, float cellSize)
 }
 
 void CoarseField::grow(int numSteps, int maxSourceSteps, const std::function<bool(uint64 rcc)>& isInBox) {
-    CornerSmoother smoother(true, coarseSize / 2, restAfter);
+    CornerSmoother smoother(true, coarseSize / 2, coarseRestAfter);
     for (int i = 0; i < numSteps; ++i) {
         growOneLayer(corners, coarseSize, maxSourceSteps, [&](uint64 coarse) { return isInBox(coarse << 1); });
-        smoother.smooth(corners, numSmoothings);
+        smoother.smooth(corners, numCoarseSmoothings);
     }
 }
 
