@@ -37,7 +37,7 @@ Growth grownOn(const Codes& vCells, bool bChoose = true) {
     return growth;
 }
 
-Codes plate(unsigned low, unsigned high) {
+Codes plate(int low, int high) {
     return voxelBox(low, 100, 100, high, 170, 100);
 }
 
