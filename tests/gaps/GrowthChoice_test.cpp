@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "field/CoarseField.h"
+#include "field/Component.h"
 #include "gaps/drawnGaps.h"
+#include "grid/coarseCodes.h"
 
 using namespace QUOR_ZEF;
 using namespace zef_test;
@@ -79,7 +80,7 @@ TEST(GrowthChoice, isWhatClosesHolesAndCracksAndNotTheOpenBorder) {
     }
 }
 
-TEST(CoarseField, codesAreThoseOfHalvedCoordinates) {
+TEST(CoarseCodes, areThoseOfHalvedCoordinates) {
     constexpr uint64 coordinates[] = {0, 1, 6, 1'048'577, coordMask};
     for (const uint64 x : coordinates) {
         for (const uint64 y : coordinates)

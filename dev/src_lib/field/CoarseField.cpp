@@ -7,6 +7,7 @@
 #include "field/CornerSmoother.h"
 #include "field/crossings.h"
 #include "field/growth.h"
+#include "grid/coarseCodes.h"
 #include "grid/codeSets.h"
 #include "parallel/joinedChunks.h"
 #include "parallel/parallelTransform.h"
@@ -22,13 +23,6 @@ constexpr int coarseRestAfter = 3;
 constexpr std::size_t minTaken = 10'000;
 
 }  // namespace
-
-std::vector<uint64> coarseCodesOf(const std::vector<uint64>& vCodes) {
-    std::vector<uint64> v;
-    parallelTransform(vCodes, v, coarseCodeOf);
-    sortUniqueMT(v);
-    return v;
-}
 
 CoarseField::CoarseField(const CornerStore& field, float cellSize)
     : corners(field.pCalc), coarseSize(2 * cellSize), vCellsBefore(coarseCodesOf(findCrossedCells(field))) {

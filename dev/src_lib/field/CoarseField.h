@@ -5,17 +5,8 @@
 
 #include "field/CornerStore.h"
 #include "frame/types.h"
-#include "grid/Calc.h"
 
 namespace QUOR_ZEF {
-
-// The code of the coarse cell, two cells wide, or of the coarse corner that has this cell or corner.
-constexpr uint64 coarseCodeOf(uint64 code) {
-    constexpr uint64 fromNext = (stepX_RCD | stepY_RCD | stepZ_RCD) << 20;  // what comes from the next coordinate
-    return (code >> 1) & ~fromNext;
-}
-// Of all these, sorted, each once.
-std::vector<uint64> coarseCodesOf(const std::vector<uint64>& vCodes);
 
 // A copy of a growing field that has every second corner along each axis. It grows on at about a
 // twentieth of the cost, and shows where the field will come to.

@@ -1,13 +1,11 @@
 #include <algorithm>
-#include <cmath>
+#include <memory>
 
 #include "field/CoarseField.h"
 #include "field/Component.h"
 #include "field/growth.h"
 #include "frame/tools.h"
-#include "grid/codeSets.h"
-#include "parallel/parallelTransform.h"
-#include "parallel/sortMT.h"
+#include "grid/coarseCodes.h"
 
 namespace QUOR_ZEF {
 

@@ -3,10 +3,10 @@
 #include <utility>
 #include <vector>
 
-#include "field/CoarseField.h"
 #include "frame/types.h"
 #include "gaps/Filler.h"
 #include "gaps/LocalPlanes.h"
+#include "grid/coarseCodes.h"
 #include "store/CodeMap.h"
 
 namespace QUOR_ZEF {

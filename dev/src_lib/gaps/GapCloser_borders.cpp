@@ -271,14 +271,6 @@ std::vector<uint64> thickAround(const Component& component, const std::vector<ui
     return v;
 }
 
-// The pairs with these codes, all of which are there.
-std::vector<RCDPoint> pairsOf(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vSorted) {
-    std::vector<RCDPoint> v;
-    v.reserve(vCodes.size());
-    for (const uint64 rcd : vCodes) v.push_back(*findCode(vSorted, rcd));
-    return v;
-}
-
 // Adds cells, with samples from those around them. cells: of the cloud and the filling.
 void addCells(const std::vector<uint64>& vCodes, const CellBlocks_RCD& cells, const std::vector<RCDPoint>& vCloud,
               const Calc& calc, std::vector<RCDPoint>& vFilled) {
@@ -341,7 +333,7 @@ void GapCloser::fillInsideBorders(std::vector<uint64> vCodes, std::vector<RCDPoi
         const std::vector<uint64> vOwnThick = thickAround(component, vThick, thick);
         const std::vector<uint64> vOwn = unionOf(component.vCellRCD, vOwnThick);
         keepListed(vOwn, vZero, false);
-        tightenFilling(unionOf(component.vBorderRCD, vOwnThick), pairsOf(vOwn, vCloud), vZero);
+        tightenFilling(unionOf(component.vBorderRCD, vOwnThick), entriesOf(vOwn, vCloud), vZero);
         peelFilling(vOwn, vOwnBridges, vZero);
         std::erase_if(vZero, [&](const RCDPoint& pair) { return !others.areNear(pair.first, component.id); });
         vZero.insert(vZero.end(), vFar.begin(), vFar.end());

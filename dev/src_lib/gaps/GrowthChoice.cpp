@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <iterator>
 
-#include "field/CoarseField.h"
+#include "field/Component.h"
 #include "gaps/Filler.h"
 #include "gaps/GapCloser.h"
 #include "grid/CellBlocks.h"
+#include "grid/coarseCodes.h"
 #include "grid/codeSets.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
@@ -64,12 +65,11 @@ GrowthChoice::GrowthChoice(const Filler& filler, const std::vector<RCDPoint>& vC
 std::vector<uint64> GrowthChoice::find(const Component& component, const std::vector<uint64>& vHolding,
                                        const std::vector<uint64>& vSeam, const std::vector<uint64>& vCrossed) const {
     const std::vector<uint64> vOwn = coarseCodesOf(vHolding);
-    std::vector<RCDPoint> vOwnPoints, vFilled;
-    for (const uint64 rcd : vOwn) vOwnPoints.push_back(*findCode(vPoints, rcd));
+    std::vector<RCDPoint> vFilled;
     for (const uint64 rcd : difference(vCrossed, vOwn))
         vFilled.emplace_back(rcd, calc.getCellCenter(calc.rcdToCcd(rcd)));
     const GapCloser closer(calc, 1, true);
-    closer.tightenFilling(coarseCodesOf(vSeam), vOwnPoints, vFilled);
+    closer.tightenFilling(coarseCodesOf(vSeam), entriesOf(vOwn, vPoints), vFilled);
     closer.peelFilling(vOwn, bridges.find(component, codesOf(vFilled)), vFilled);
     std::vector<uint64> vChosen = codesOf(vFilled);
     for (int i = 0; i < alongLevel; ++i) widenAmong(vCrossed, vChosen);

@@ -70,6 +70,16 @@ auto findCode(const std::vector<std::pair<uint64, T>>& vSorted, uint64 code) {
     return it != vSorted.end() && it->first == code ? it : vSorted.end();
 }
 
+// The entries with these codes, all of which are there.
+template <class T>
+std::vector<std::pair<uint64, T>> entriesOf(const std::vector<uint64>& vCodes,
+                                            const std::vector<std::pair<uint64, T>>& vSorted) {
+    std::vector<std::pair<uint64, T>> v;
+    v.reserve(vCodes.size());
+    for (const uint64 code : vCodes) v.push_back(*findCode(vSorted, code));
+    return v;
+}
+
 // The codes of the entries, in their order.
 template <class T>
 std::vector<uint64> codesOf(const std::vector<std::pair<uint64, T>>& vEntries) {

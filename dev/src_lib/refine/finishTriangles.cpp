@@ -15,6 +15,7 @@
 #include "refine/RMesh.h"
 #include "refine/isFinished.h"
 #include "refine/triangleAngles.h"
+#include "store/TurningSets.h"
 
 namespace QUOR_ZEF {
 
@@ -34,39 +35,9 @@ Numbers numbersWhere(std::size_t num, const Test& test) {
     });
 }
 
-// Disjoint sets of triangles, each with the side on which it lies by that of its set's first one.
-class SidedSets {
-public:
-    explicit SidedSets(std::size_t num) : vLinks(num) {
-        for (std::uint32_t i = 0; i < num; ++i) vLinks[i] = 2 * i;
-    }
-
-    // Twice the first one, and 1 if they lie on different sides.
-    std::uint32_t find(std::uint32_t a) {
-        std::uint32_t side = 0;
-        while (vLinks[a] >> 1 != a) {
-            vLinks[a] = vLinks[vLinks[a] >> 1] ^ (vLinks[a] & 1);
-            side ^= vLinks[a] & 1;
-            a = vLinks[a] >> 1;
-        }
-        return 2 * a + side;
-    }
-    // False if they are joined already, with their sides otherwise.
-    bool join(std::uint32_t a, std::uint32_t b, bool bDiffer) {
-        const auto [low, high] = std::minmax({find(a), find(b)});
-        const std::uint32_t side = (low ^ high ^ static_cast<std::uint32_t>(bDiffer)) & 1;
-        if (low >> 1 == high >> 1) return side == 0;
-        vLinks[high >> 1] = (low & ~1U) + side;
-        return true;
-    }
-
-private:
-    std::vector<std::uint32_t> vLinks;  // twice a triangle further ahead, and 1 if that lies on the other side
-};
-
 // The triangles that do not lie like the first one of their component. False for a surface with one side only.
 bool findTurned(const TriangleMesh& mesh, const EdgeTable& edges, std::vector<char>& vTurned) {
-    SidedSets sets(mesh.numTriangles());
+    TurningSets sets(mesh.numTriangles());
     for (std::size_t low = 0; low < edges.numVertices(); ++low) {
         pollRun(low);
         bool bTwoSided = true;
@@ -77,7 +48,7 @@ bool findTurned(const TriangleMesh& mesh, const EdgeTable& edges, std::vector<ch
         if (!bTwoSided) return false;
     }
     vTurned.resize(mesh.numTriangles());
-    for (std::uint32_t t = 0; t < vTurned.size(); ++t) vTurned[t] = static_cast<char>(sets.find(t) & 1);
+    for (std::uint32_t t = 0; t < vTurned.size(); ++t) vTurned[t] = sets.find(t).second;
     return true;
 }
 

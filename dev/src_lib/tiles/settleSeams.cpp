@@ -10,6 +10,7 @@
 #include "flat/EdgeTable.h"
 #include "frame/Run.h"
 #include "frame/tools.h"
+#include "store/TurningSets.h"
 #include "tiles/BandMesh.h"
 #include "tiles/TileMesh.h"
 #include "tiles/bandFinish.h"
@@ -21,44 +22,6 @@ namespace QUOR_ZEF {
 
 namespace {
 
-// Sets of pieces of which each knows whether it is turned against the first one.
-class TurningSets {
-public:
-    explicit TurningSets(std::uint32_t num) : vParents(num), vAgainst(num) {
-        for (std::uint32_t i = 0; i < num; ++i) vParents[i] = i;
-    }
-    // The set, and whether the piece is turned against it.
-    std::pair<std::uint32_t, bool> find(std::uint32_t piece) {
-        std::uint32_t root = piece;
-        bool bAgainst = false;
-        for (; vParents[root] != root; root = vParents[root]) bAgainst = bAgainst != vAgainst[root];
-        // Shortens the way for the next one.
-        bool bLeft = bAgainst;
-        while (vParents[piece] != root && piece != root) {
-            const std::uint32_t next = vParents[piece];
-            const bool bStep = vAgainst[piece];
-            vParents[piece] = root;
-            vAgainst[piece] = bLeft;
-            bLeft = bLeft != bStep;
-            piece = next;
-        }
-        return {root, bAgainst};
-    }
-    // Without effect if they are joined already.
-    void join(std::uint32_t a, std::uint32_t b, bool bAgainst) {
-        const auto [rootA, againstA] = find(a);
-        const auto [rootB, againstB] = find(b);
-        const bool bRoots = (againstA != againstB) != bAgainst;
-        if (rootA == rootB) return;
-        vParents[std::max(rootA, rootB)] = std::min(rootA, rootB);
-        vAgainst[std::max(rootA, rootB)] = bRoots;
-    }
-
-private:
-    std::vector<std::uint32_t> vParents;
-    std::vector<bool> vAgainst;  // the parent
-};
-
 // The pieces of all cores, and behind them the triangles of the band, which hang together across sides.
 class PieceTurner {
 public:
@@ -67,7 +30,7 @@ public:
           vSums(vSums_),
           origin(origin_),
           edges(band.mesh.indices, band.mesh.vertices.size()),
-          sets(static_cast<std::uint32_t>(band.numPieces + band.mesh.numTriangles())) {}
+          sets(band.numPieces + band.mesh.numTriangles()) {}
 
     // Whether each is turned.
     std::vector<std::uint8_t> run() {
