@@ -12,7 +12,7 @@ namespace {
 
 // In the narrow windows most of a long seam goes at little cost. Crowds of seams, in clutter, take the wide ones the
 // longest, and gain next to nothing.
-constexpr WindowSize narrow{40, 30, false}, wide{200, 30, true};
+constexpr WindowSize narrow{40, 30, false}, wide{100, 30, true};
 constexpr int maxRounds = 16;  // of windows where others have turned something
 
 class SeamShortener {

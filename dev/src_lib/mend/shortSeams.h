@@ -9,7 +9,7 @@
 namespace QUOR_ZEF {
 
 // Where a surface has one side only, some of its sides clash however its triangles are turned: the seams. Turns
-// triangles until no window of 200 rings, see SeamWindow, has fewer or shorter ones. So what a seam becomes depends on
+// triangles until no window of 100 rings, see SeamWindow, has fewer or shorter ones. So what a seam becomes depends on
 // what is so near, and on where it was before only as far as several places there are no better than others around.
 //
 // vAll: sides that clash, all those of the parts that have some. vOpen: those around which to look. Returns the sides
