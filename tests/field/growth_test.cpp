@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "field/CoarseField.h"
 #include "field/Component.h"
 #include "field/CornerSmoother.h"
 #include "field/drawnPiece.h"
@@ -123,6 +124,34 @@ TEST(CornerSmoother, printsAtMostOneLineACallForLargeVals) {
     EXPECT_EQ(text.rfind("newWeight=", 0), 0u);
     EXPECT_NE(text.find(", newVal="), std::string::npos);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+}
+
+// What every second corner has of a linear field comes out linear.
+TEST(CoarseField, makesTheMissingCornersBetweenItsOwn) {
+    const Calc calc = unitGrid();
+    const auto valAt = [](uint64 rcc) {
+        const GridCoords c = unpackRCD(rcc);
+        return static_cast<float>(c.x) - 0.5F * static_cast<float>(c.y) + 0.25F * static_cast<float>(c.z) - 43.3F;
+    };
+    const std::vector<uint64> vBlock = voxelBox(49, 49, 49, 64, 64, 64);
+    std::vector<uint64> vMissing = voxelBox(50, 50, 50, 61, 61, 61);
+    std::erase_if(vMissing, [](uint64 rcc) { return !(rcc & packRCD(1, 1, 1)); });
+    CornerStore field(&calc);
+    for (const uint64 rcc : difference(vBlock, vMissing)) addInflated(field, rcc, valAt(rcc));
+    // In some coarse cells only, of which some have no corners, and in half of the field.
+    const CoarseField coarse(field, 1.0F);
+    coarse.refine(
+        voxelBox(20, 25, 25, 29, 34, 34), [](uint64 rcc) { return unpackRCD(rcc).z < 57; }, field);
+    const std::vector<uint64> vMade = intersection(vMissing, voxelBox(50, 50, 50, 59, 61, 56));
+    std::vector<uint64> vFound;
+    for (const Corner* p : field.vCorners) {
+        vFound.push_back(field.rccOf(*p));
+        EXPECT_NEAR(p->val, valAt(vFound.back()), 1e-4F);
+        EXPECT_FLOAT_EQ(p->weight, 0.7F);
+        EXPECT_EQ(p->state, ST_INFLATED);
+    }
+    std::sort(vFound.begin(), vFound.end());
+    EXPECT_EQ(vFound, unionOf(difference(vBlock, vMissing), vMade));
 }
 
 TEST(Component, firstDistancesAndTheZeroLevelAreTheRecordedOnes) {

@@ -72,6 +72,17 @@ TEST(GrowthChoice, isWhatClosesHolesAndCracksAndNotTheOpenBorder) {
         EXPECT_TRUE(filledAt(growth, vOutside).empty());
         EXPECT_FALSE(filledAt(everywhere, vOutside).empty());
     }
+    // A flat hole, where the sides never meet: in its plane, or a cell off it.
+    const Codes vWide = voxelBox(115, 115, 100, 139, 139, 100);
+    const Growth wide = grownOn(difference(plate(90, 170), vWide));
+    Codes vColumns;
+    for (const uint64 rcd : filledAt(wide, vWide)) {
+        const GridCoords c = unpackRCD(rcd);
+        EXPECT_LE(c.z - 99, 2u);
+        vColumns.push_back(packRCD(c.x, c.y, 100));
+    }
+    sortUniqueMT(vColumns);
+    EXPECT_EQ(vColumns, vWide);
     // A hole that the field does not reach across, and nothing at all.
     for (const Codes& vCells : {difference(plate(100, 190), voxelBox(110, 110, 100, 180, 160, 100)), plate(100, 170)}) {
         const Growth none = grownOn(vCells);

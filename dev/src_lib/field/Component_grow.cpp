@@ -14,6 +14,7 @@ namespace {
 constexpr int boxMargin = 30;      // cells
 constexpr int numSureSteps = 6;    // further steps may be the last
 constexpr int numSmoothings = 20;  // after each step
+constexpr int numLastSteps = 3;    // after the one to where the coarse field has come
 constexpr int restAfter = 3;       // growth steps without growth near by; where the field keeps near its zero level
 
 // A test with an else branch: a coordinate that lowers the minimum is not held
@@ -47,15 +48,20 @@ bool Component::run(CodePoints& vOut, const std::function<void(uint64)>& onTicks
     assignFirstDistances();
     if (onTicks) onTicks(0);
     bool bDone = false;
-    for (int i = 0; i < numGrowSteps && !bDone; ++i) {
-        bDone = chooseGrowth && i == numFreeSteps && !limitGrowth(numGrowSteps - i);
+    int numSteps = numGrowSteps;
+    for (int i = 0; i < numSteps && !bDone; ++i) {
+        if (chooseGrowth && i == numFreeSteps) {
+            bDone = !limitGrowth(numGrowSteps - i);
+            numSteps = std::min(numSteps, i + numLastSteps);
+        }
         if (!bDone) {
             const bool bQuiet = inflateOneStep2();
             lowPass2(numSmoothings, true);
             bDone = bQuiet && i >= numSureSteps;
         }
         // What is left out counts as done.
-        if (onTicks) onTicks((bDone ? static_cast<uint64>(numGrowSteps - i) : 1) * vCellRCD.size());
+        const int numCounted = bDone || i + 1 == numSteps ? numGrowSteps - i : 1;
+        if (onTicks) onTicks(static_cast<uint64>(numCounted) * vCellRCD.size());
     }
     pSmoother.reset();  // as large as the corners
     getZeroRCD(vOut);
@@ -97,13 +103,16 @@ bool Component::isInGrowthBox(uint64 rcc) const {
     return isWithin(c.x, minX, maxX) && isWithin(c.y, minY, maxY) && isWithin(c.z, minZ, maxZ);
 }
 
-// Chooses the cells for this many steps; false if there are none.
+// Chooses the cells for this many steps, and lets the field go there; false if there are none.
 bool Component::limitGrowth(int numSteps) {
     const auto halfOf = [](int num) { return num / 2 + num % 2; };
     CoarseField coarse(cornerStore, cellSize);
-    coarse.grow(halfOf(numSteps), halfOf(maxSourceSteps), [this](uint64 rcc) { return isInGrowthBox(rcc); });
+    const auto isInBox = [this](uint64 rcc) { return isInGrowthBox(rcc); };
+    coarse.grow(halfOf(numSteps), halfOf(maxSourceSteps), isInBox);
     const std::vector<uint64> vChosen = chooseGrowth(*this, coarse.findCells());
     pChosen = std::make_unique<CellBlocks_RCD>(vChosen);
+    coarse.refine(vChosen, isInBox, cornerStore);
+    if (pSmoother) pSmoother->restWhereNothingComes();
     return !vChosen.empty();
 }
 

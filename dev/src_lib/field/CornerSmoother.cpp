@@ -262,7 +262,7 @@ void CornerSmoother::letRest() {
     parallelChunks(vTiles.size(), minTiles, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             Tile& tile = *vTiles[i].second;
-            const bool bRest = tile.lastNear < numCalls - restAfter;
+            const bool bRest = tile.lastNear < std::max(numCalls - restAfter, firstCounting);
             if (bRest && !tile.bResting) {
                 tile.products[1 - turn] = tile.products[turn];
                 tile.weights[1 - turn] = tile.weights[turn];

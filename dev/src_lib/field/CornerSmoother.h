@@ -48,6 +48,8 @@ public:
     // Fails an ASSEX if a corner has no val or weight yet, or a border corner the wrong sign.
     // Prints at most one line, when a weight or val is larger than clouds of small units give.
     void smooth(CornerStore& store, int numPasses);
+    // Where corners may rest, they do from now on if none comes near in later calls.
+    void restWhereNothingComes() { firstCounting = numCalls + 1; }
 
 private:
     using Mask = CornerStore::Mask;
@@ -155,6 +157,7 @@ private:
 
     SimplePool<Tile> pool;
     int numCalls = 0;
+    int firstCounting = 0;                         // corners that came in earlier calls keep nothing from resting
     std::vector<Mask> vTaken;                      // by brick of the store: corners that have been looked at
     std::vector<Tile*> vByNumber;                  // by brick of the store; null if none is needed
     std::vector<std::pair<uint64, Tile*>> vTiles;  // with their codes, in Z-order

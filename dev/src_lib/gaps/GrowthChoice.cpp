@@ -17,9 +17,9 @@ namespace QUOR_ZEF {
 namespace {
 
 // How far around what is held the field grows, in coarse cells: along its zero level, since the
-// coarse one lies otherwise by up to two cells, and where it is held is not sure; and to all sides, as thick as the
-// field is around its zero level.
-constexpr int alongLevel = 4, toAllSides = 4;
+// coarse one lies otherwise by up to two cells, and where it is held is not sure; and to all sides, so that
+// its zero level can move.
+constexpr int alongLevel = 4, toAllSides = 3;
 
 // The first sample of each coarse cell.
 std::vector<RCDPoint> coarsePointsOf(const std::vector<RCDPoint>& vCloud) {
