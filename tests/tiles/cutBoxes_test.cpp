@@ -90,13 +90,13 @@ TEST(cutBoxes, shareOutAllCellsWithinMemory) {
     const unsigned end = 1u << 14;
     for (const int halo : {0, 32}) {
         TileOptions options;
-        options.memory = 150'000'000;
+        options.memory = 120'000'000;
         options.halo = halo;
         const std::vector<TileBox> boxes = cutBoxes(gridOf(14), boxOf(vCounts), vCounts, options);
         ASSERT_GT(boxes.size(), 5u);
         for (std::size_t i = 0; i < boxes.size(); ++i) {
             const auto num = numNear(boxes[i], vCounts, static_cast<uint64>(halo));
-            EXPECT_LE(bytesOfTile(static_cast<double>(num), gridOf(14)), 150e6);
+            EXPECT_LE(bytesOfTile(static_cast<double>(num), gridOf(14)), 120e6);
             if (i > 0) {
                 const auto &a = boxes[i - 1].low, &b = boxes[i].low;
                 EXPECT_LT(packCCD(a[0], a[1], a[2]), packCCD(b[0], b[1], b[2]));
@@ -119,6 +119,18 @@ TEST(cutBoxes, tilesHaveAboutAsManyPoints) {
         most = std::max(most, numNear(box, vCounts, 0));
     }
     EXPECT_LT(most, 2 * least);
+}
+
+TEST(cutBoxes, tilesInARowAreNearlyFull) {
+    std::vector<CellCount> vCounts;
+    for (unsigned x = 0; x < 10'000; ++x) vCounts.push_back({{2000 + x, 50, 50}, 1000});
+    TileOptions options;
+    options.halo = 100;
+    for (const double num : {3.0, 5.0, 9.0, 11.0}) {
+        // With both halos, and a tenth to spare.
+        options.memory = static_cast<uint64>(1.1 * bytesOfTile(1000.0 * (10'000.0 / num + 200.0), gridOf(14)));
+        EXPECT_EQ(cutBoxes(gridOf(14), boxOf(vCounts), vCounts, options).size(), static_cast<std::size_t>(num));
+    }
 }
 
 TEST(cutBoxes, tilesBecomeNoNarrowerThanTheirHalo) {

@@ -84,15 +84,15 @@ Reach longestReach(const std::vector<CellCount>& vInside) {
     return longest;
 }
 
-// Where half of the points lie below, but not too near to the ends.
-uint64 middleCut(std::vector<CellCount> vInside, const Reach& reach, uint64 width) {
+// Where this share of the points lies below, but not too near to the ends.
+uint64 cutAtShare(std::vector<CellCount> vInside, double share, const Reach& reach, uint64 width) {
     const std::size_t axis = reach.axis;
     std::ranges::sort(vInside, {}, [&](const CellCount& count) { return count.cell[axis]; });
-    const uint64 half = sumOfNums(vInside) / 2;
+    const auto wanted = static_cast<uint64>(share * static_cast<double>(sumOfNums(vInside)));
     uint64 below = 0, cut = reach.low;
     for (const CellCount& count : vInside) {
         cut = count.cell[axis];
-        if (below + count.num / 2 >= half) break;
+        if (below + count.num / 2 >= wanted) break;
         below += count.num;
     }
     return std::clamp(cut, reach.low + width, reach.high - width);
@@ -109,13 +109,14 @@ public:
     // vWide: the counts in the box and its halo.
     void split(const TileBox& box, const std::vector<CellCount>& vWide) {
         pollRun(0);
-        const double bytes = bytesOfTile(static_cast<double>(sumOfNums(vWide)), grid);
+        const auto numWide = static_cast<double>(sumOfNums(vWide));
+        const double bytes = bytesOfTile(numWide, grid);
         std::vector<CellCount> vInside;
         if (bytes > memory) vInside = countsIn(box, vWide);
         if (vInside.empty()) return boxes.push_back(box);
         const Reach reach = longestReach(vInside);
         if (reach.width() < 2 * width) return boxes.push_back(box);
-        const uint64 cut = middleCut(std::move(vInside), reach, width);
+        const uint64 cut = cutAtShare(std::move(vInside), lowerShare(numWide, reach), reach, width);
         TileBox lower = box, upper = box;
         lower.high[reach.axis] = upper.low[reach.axis] = cut;
         for (const TileBox& part : {lower, upper}) split(part, countsIn(widened(part, halo), vWide));
@@ -124,6 +125,19 @@ public:
     std::vector<TileBox> boxes;
 
 private:
+    // Of the points, so that tiles of this memory come out full: halves of halves could be half empty. numWide: the
+    // points of the box and its halo.
+    double lowerShare(double numWide, const Reach& reach) const {
+        constexpr double safety = 0.95;  // points come in blocks, and unevenly
+        const double bytesPerPoint = bytesOfTile(1.0, grid) - bytesOfTile(0.0, grid);
+        const double most = safety * (memory - bytesOfTile(0.0, grid)) / bytesPerPoint;
+        const auto wide = static_cast<double>(2 * halo), all = static_cast<double>(reach.width());
+        const double widest = most / (numWide / (all + wide)) - wide;  // of tiles in a row, without their halo
+        const double num = std::ceil(all / widest);
+        if (widest < static_cast<double>(width) || num < 2.0) return 0.5;
+        return std::floor(num / 2.0) / num;
+    }
+
     double memory;
     uint64 halo, width;
     const Grid& grid;
@@ -133,8 +147,8 @@ private:
 
 // A given spacing is taken for that of the points: there are as many cells as that bears.
 double bytesOfTile(double numPoints, const Grid& grid) {
-    constexpr double ownBytes = 20e6, perPoint = 90.0;
-    constexpr double perCell = 950.0, perUnevenCell = 1600.0;
+    constexpr double ownBytes = 20e6, perPoint = 120.0;
+    constexpr double perCell = 600.0, perUnevenCell = 1150.0;
     constexpr double cellsPerPoint = 0.65;  // of a grid as fine as the points
     constexpr double margin = 1.25;         // scans take up to so many times as much
     const double factor = grid.measuredSpacing > 0.0 ? grid.spacing / grid.measuredSpacing : 1.0;
