@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "frame/tools.h"
+#include "geometry/Float4.h"
 #include "parallel/parallelTransform.h"
 #include "parallel/sortMT.h"
 
@@ -20,28 +21,10 @@ constexpr std::size_t minTiles = 500, minSweptTiles = 250, minMadeTiles = 50;
 constexpr int sweepsTogether = 4;       // a corner's width of a tile: what is beyond the next one is too far
 constexpr std::size_t patchSize = 256;  // tiles; with those around them they fit into 1 MB
 
-// A row of four places, which the compilers turn into one instruction for each operation.
-using Float4 = float __attribute__((vector_size(16)));
-using Int4 = std::int32_t __attribute__((vector_size(16)));
-
 const Int4 flagsOfLanes[16] = {{0, 0, 0, 0},   {-1, 0, 0, 0},   {0, -1, 0, 0},   {-1, -1, 0, 0},
                                {0, 0, -1, 0},  {-1, 0, -1, 0},  {0, -1, -1, 0},  {-1, -1, -1, 0},
                                {0, 0, 0, -1},  {-1, 0, 0, -1},  {0, -1, 0, -1},  {-1, -1, 0, -1},
                                {0, 0, -1, -1}, {-1, 0, -1, -1}, {0, -1, -1, -1}, {-1, -1, -1, -1}};
-
-Float4 load(const float* p) {
-    Float4 v;
-    std::memcpy(&v, p, sizeof(v));
-    return v;
-}
-
-void store(Float4 v, float* p) {
-    std::memcpy(p, &v, sizeof(v));
-}
-
-Float4 select(Int4 bFirst, Float4 first, Float4 second) {
-    return std::bit_cast<Float4>((bFirst & std::bit_cast<Int4>(first)) | (~bFirst & std::bit_cast<Int4>(second)));
-}
 
 bool isAny(Int4 flags) {
     const auto words = std::bit_cast<std::array<uint64, 2>>(flags);

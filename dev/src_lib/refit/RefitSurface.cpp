@@ -20,6 +20,12 @@ std::vector<std::uint32_t> sortUnique(std::vector<std::uint32_t> v) {
     return v;
 }
 
+// To a multiple of four.
+template <class Num>
+Num roundedUp(Num num) {
+    return (num + 3) & ~Num{3};
+}
+
 }  // namespace
 
 // From the lowest corner.
@@ -126,20 +132,29 @@ RefitPart RefitSurface::partOf(std::vector<std::uint32_t> vFaces) const {
     return part;
 }
 
-// Returns how many there are, at most as the fans of the corners have others.
+// Returns how many there are, at most as the fans of the corners have others; the face itself fills up the last four.
+// Writes one more at most.
 std::uint32_t RefitSurface::fillRing(std::size_t face, std::uint32_t* pRing) const {
-    std::uint32_t num = 0;
-    std::array<std::uint32_t, 3> across{};
-    for (std::size_t i = 0; i < 3; ++i) {
+    const auto acrossSide = [&](std::size_t i) {
         const std::uint32_t other = vOpposite[3 * face + i];
-        across[i] = other == none ? none : other / 3;
-        const bool bNew = other != none && (i == 0 || across[i] != across[0]) && (i < 2 || across[i] != across[1]);
-        if (bNew) pRing[num++] = 2 * across[i] + 1;
+        return other == none ? none : other / 3;
+    };
+    std::array<std::uint32_t, 3> across = {acrossSide(0), acrossSide(1), acrossSide(2)};
+    std::sort(across.begin(), across.end());
+    std::uint32_t num = 0;
+    for (std::size_t i = 0; i < 3; ++i)
+        if (across[i] != none && (i == 0 || across[i] != across[i - 1])) pRing[num++] = 2 * across[i] + 1;
+    // Without jumps, which would be guessed wrong too often.
+    const std::array<std::uint32_t, 4> known = {static_cast<std::uint32_t>(face), across[0], across[1], across[2]};
+    for (const std::uint32_t corner : sortedCorners(face)) {
+        for (const std::uint32_t t : fans[corner]) {
+            std::uint32_t numNew = 1;
+            for (const std::uint32_t other : known) numNew &= t != other ? 1U : 0U;
+            pRing[num] = 2 * t;
+            num += numNew;
+        }
     }
-    std::sort(pRing, pRing + num);
-    for (const std::uint32_t corner : sortedCorners(face))
-        for (const std::uint32_t t : fans[corner])
-            if (t != face && t != across[0] && t != across[1] && t != across[2]) pRing[num++] = 2 * t;
+    std::fill(pRing + num, pRing + roundedUp(num), static_cast<std::uint32_t>(2 * face));
     return num;
 }
 
@@ -152,7 +167,8 @@ void RefitSurface::listRings(const RefitPart& part, FaceRings& rings) const {
         pollRun(k);
         rings.vStart[k] = most;
         const std::size_t side = 3 * std::size_t{part.vFaces[k]};
-        most += fans[vTriples[side]].size() + fans[vTriples[side + 1]].size() + fans[vTriples[side + 2]].size() - 3;
+        most += roundedUp(fans[vTriples[side]].size() + fans[vTriples[side + 1]].size() +
+                          fans[vTriples[side + 2]].size() - 2);
     }
     if (rings.numPlaces < most) {
         rings.pEntries.reset();

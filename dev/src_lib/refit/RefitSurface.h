@@ -40,6 +40,14 @@ struct FaceRings {
     std::span<const std::uint32_t> operator[](std::size_t position) const {
         return {pEntries.get() + vStart[position], vSizes[position]};
     }
+    // Those of a ring four by four: fn(entries, num) gets four each time, of which the first num count, and the
+    // others are the triangle itself.
+    template <class Fn>
+    void forEachFour(std::size_t position, const Fn& fn) const {
+        const std::uint32_t* p = pEntries.get() + vStart[position];
+        for (std::uint32_t left = vSizes[position]; left > 0; p += 4, left -= std::min(left, 4U))
+            fn(p, std::min(left, 4U));
+    }
     static std::uint32_t faceOf(std::uint32_t entry) { return entry >> 1; }
     // What shares two corners counts twice.
     static float countOf(std::uint32_t entry) { return static_cast<float>(1 + (entry & 1)); }

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <numeric>
-#include <span>
 
+#include "geometry/Float4.h"
 #include "geometry/freeFunctions.h"
 
 namespace QUOR_ZEF {
@@ -13,27 +14,33 @@ namespace QUOR_ZEF {
 namespace {
 
 // Close to exp(-q), and 0 from 4 on.
-float bell(float q) {
-    const float left = std::max(0.0F, 1.0F - 0.25F * q);
-    return left * left * left * left;
+Float4 bell(Float4 q) {
+    const Float4 left = 1.0F - 0.25F * q, positive = select(left > 0.0F, left, Float4{});
+    return positive * positive * positive * positive;
 }
-
-using Ring = std::span<const std::uint32_t>;
 
 // Points of a face, or of its surroundings, each with its weight.
 struct PointSum {
     float x = 0.0F, y = 0.0F, z = 0.0F;  // from the middle of the face, world units
     float num = 0.0F;
     float height = 0.0F;  // from the planes of their own faces
-
-    void add(const PointSum& other, float weight, float dx, float dy, float dz) {
-        x += weight * (other.x + other.num * dx);
-        y += weight * (other.y + other.num * dy);
-        z += weight * (other.z + other.num * dz);
-        num += weight * other.num;
-        height += weight * other.height;
-    }
 };
+
+Float4 rowOf(const FaceNormal& normal) {
+    return load(&normal.x);
+}
+Columns4 normalsAt(const RefitSurface& surface, const std::uint32_t* pEntries) {
+    const auto row = [&](std::size_t i) { return rowOf(surface.vNormals[FaceRings::faceOf(pEntries[i])]); };
+    return {row(0), row(1), row(2), row(3)};
+}
+
+// How much four triangles of a ring count; 0 from num on.
+Float4 countsOf(const std::uint32_t* pEntries, std::uint32_t num) {
+    Int4 entries;
+    std::memcpy(&entries, pEntries, sizeof(entries));
+    const Float4 counts = __builtin_convertvector(1 + (entries & 1), Float4);
+    return select(Int4{0, 1, 2, 3} < static_cast<std::int32_t>(num), counts, Float4{});
+}
 
 // Those of the part and of its rings; the others stay 0.
 std::vector<PointSum> sumPoints(const RefitSurface& surface, const RefitPart& part, const FacePoints& points) {
@@ -66,19 +73,20 @@ void sweepFaces(const RefitPart& part, const std::vector<float>& vNumSweeps, std
     }
 }
 
-FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, Ring ring, float sharpness) {
+FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, const FaceRings& rings, std::size_t position,
+                          float sharpness) {
     const FaceNormal& own = surface.vNormals[face];
-    float x = own.x * own.area, y = own.y * own.area, z = own.z * own.area;
-    for (const std::uint32_t entry : ring) {
-        const FaceNormal& other = surface.vNormals[FaceRings::faceOf(entry)];
-        const float weight = FaceRings::countOf(entry) * other.area * bell((1.0F - own * other) * sharpness);
-        x += weight * other.x;
-        y += weight * other.y;
-        z += weight * other.z;
-    }
-    const float length = std::sqrt(x * x + y * y + z * z);
+    Float4 sum = rowOf(own) * own.area;
+    rings.forEachFour(position, [&](const std::uint32_t* pEntries, std::uint32_t num) {
+        const Columns4 others = normalsAt(surface, pEntries);
+        const Float4 cosines = own.x * others.x + own.y * others.y + own.z * others.z;
+        const Float4 weights = countsOf(pEntries, num) * others.w * bell((1.0F - cosines) * sharpness);
+        for (std::size_t i = 0; i < 4; ++i) sum += weights[i] * rowOf(surface.vNormals[FaceRings::faceOf(pEntries[i])]);
+    });
+    const float length = std::sqrt(sum[0] * sum[0] + sum[1] * sum[1] + sum[2] * sum[2]);
     if (!(length > 0.0F)) return own;
-    return {x / length, y / length, z / length, own.area};
+    sum = sum / length;
+    return {sum[0], sum[1], sum[2], own.area};
 }
 
 // How many sweeps over the triangles around a face gather the points within its radius.
@@ -89,19 +97,29 @@ float sweepsFor(const FaceFit& fit, double edge) {
     return static_cast<float>(std::clamp(std::ceil(ratio * ratio), 1.0, most));
 }
 
-PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSums, std::size_t face, Ring ring,
-                  float narrowness, float sharpness) {
-    PointSum sum = vSums[face];
+PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSums, std::size_t face,
+                  const FaceRings& rings, std::size_t position, float narrowness, float sharpness) {
     const FaceNormal& own = surface.vNormals[face];
     const Vector3& centre = surface.vCentres[face];
-    for (const std::uint32_t entry : ring) {
-        const std::uint32_t t = FaceRings::faceOf(entry);
-        const Vector3 away = surface.vCentres[t] - centre;
-        const auto x = static_cast<float>(away.vx), y = static_cast<float>(away.vy), z = static_cast<float>(away.vz);
-        const float q = (x * x + y * y + z * z) * narrowness + (1.0F - own * surface.vNormals[t]) * sharpness;
-        sum.add(vSums[t], FaceRings::countOf(entry) * bell(q), x, y, z);
-    }
-    return sum;
+    Float4 sum = load(&vSums[face].x);
+    float height = vSums[face].height;
+    rings.forEachFour(position, [&](const std::uint32_t* pEntries, std::uint32_t num) {
+        const auto awayOf = [&](std::size_t i) {
+            const Vector3 away = surface.vCentres[FaceRings::faceOf(pEntries[i])] - centre;
+            return Float4{static_cast<float>(away.vx), static_cast<float>(away.vy), static_cast<float>(away.vz), 0.0F};
+        };
+        const Float4 rows[4] = {awayOf(0), awayOf(1), awayOf(2), awayOf(3)};
+        const Columns4 away(rows[0], rows[1], rows[2], rows[3]), others = normalsAt(surface, pEntries);
+        const Float4 cosines = own.x * others.x + own.y * others.y + own.z * others.z;
+        const Float4 squares = away.x * away.x + away.y * away.y + away.z * away.z;
+        const Float4 weights = countsOf(pEntries, num) * bell(squares * narrowness + (1.0F - cosines) * sharpness);
+        for (std::size_t i = 0; i < 4; ++i) {
+            const PointSum& other = vSums[FaceRings::faceOf(pEntries[i])];
+            sum += weights[i] * (load(&other.x) + other.num * rows[i]);
+            height += weights[i] * other.height;
+        }
+    });
+    return {sum[0], sum[1], sum[2], sum[3], height};
 }
 
 std::vector<PointSum> sumAround(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
@@ -114,7 +132,7 @@ std::vector<PointSum> sumAround(const RefitSurface& surface, const RefitPart& pa
     sweepFaces(part, vNumSweeps, vSums, [&](std::size_t k) {
         const std::size_t t = part.vFaces[k];
         const float width = 0.5F * vFits[t].radius;
-        return widerSum(surface, vSums, t, rings[k], 0.5F * vNumSweeps[k] / (width * width), sharpness);
+        return widerSum(surface, vSums, t, rings, k, 0.5F * vNumSweeps[k] / (width * width), sharpness);
     });
     return vSums;
 }
@@ -158,7 +176,7 @@ void filterNormals(RefitSurface& surface, const RefitPart& part, const FaceRings
                    const std::vector<float>& vNumSweeps, double sigma) {
     const auto sharpness = static_cast<float>(1.0 / (sigma * sigma));
     sweepFaces(part, vNumSweeps, surface.vNormals,
-               [&](std::size_t k) { return filteredNormal(surface, part.vFaces[k], rings[k], sharpness); });
+               [&](std::size_t k) { return filteredNormal(surface, part.vFaces[k], rings, k, sharpness); });
 }
 
 FaceOffsets fitOffsets(const RefitSurface& surface, const RefitPart& part, const FaceRings& rings,
