@@ -214,6 +214,35 @@ TEST(Closing, loneTriangleGetsABack) {
     EXPECT_EQ(check(mesh).numBorderEdges, 0u);
 }
 
+// Two discs would close the ends of the tube too, but they are far from where it went.
+TEST(Closing, growsWhereMoreIsMissingThanGapsAreClosedFor) {
+    std::vector<Point3> vPoints = torus(250, 76, 40.0, 12.0).vertices;
+    std::erase_if(vPoints, [](const Point3& p) { return p.px > 40.0 * std::cos(0.65) && std::abs(p.py) < 0.7 * p.px; });
+    ReconstructOptions options;
+    options.spacing = 1.2;
+    EXPECT_GT(check(reconstruct(vPoints, options).mesh).numBorderEdges, 0u);
+    options.closed = true;
+    const Reconstruction whole = reconstruct(vPoints, options);
+    EXPECT_TRUE(whole.closing.holds);
+    EXPECT_EQ(check(whole.mesh).euler, 0);
+}
+
+TEST(Closing, whereAnObjectStoodIsFlat) {
+    constexpr double radius = 32.0, height = 0.5 * radius;
+    const Vector3 down = Vector3(1.0, 2.0, 3.0) / std::sqrt(14.0);
+    std::vector<Point3> vPoints;
+    for (const Point3& p : icosphere(6).vertices) {
+        const Point3 scaled(radius * p.px, radius * p.py, radius * p.pz);
+        if ((scaled - Point3()) * down < height) vPoints.push_back(scaled);
+    }
+    ReconstructOptions options;
+    options.spacing = 1.0;
+    options.closed = true;
+    const Reconstruction body = reconstruct(vPoints, options);
+    EXPECT_TRUE(body.closing.holds);
+    for (const Point3& p : body.mesh.vertices) EXPECT_LT((p - Point3()) * down, height + 1.0);
+}
+
 TEST(Closing, planeIsRefused) {
     const Shape sheet = gridSheet(20, 20);
     ReconstructOptions options;

@@ -132,10 +132,15 @@ void checkOptions(const ReconstructOptions& options, std::size_t numPoints) {
 ScanChoices choicesOf(const ReconstructOptions& options) {
     const bool bRefit = isRefitWanted(options);
     const bool bKeepInput = options.measureCoverage || bRefit || areHandlesCut(options) || areThinWallsKept(options);
-    const bool bSmoothNoisy = bRefit && !options.grid;
-    return {
-        options.keepBorders, options.keepOutliers, densityOf(options), options.levels, bKeepInput, bSmoothNoisy, false,
-        options.grid};
+    return {.bKeepBorders = options.keepBorders,
+            .bGrowFar = options.closed,
+            .bKeepOutliers = options.keepOutliers,
+            .density = densityOf(options),
+            .numLevels = options.levels,
+            .bKeepInput = bKeepInput,
+            .bSmoothNoisy = bRefit && !options.grid,
+            .bSpreadThin = false,
+            .grid = options.grid};
 }
 
 ReconstructOptions settle(const ReconstructOptions& options) {

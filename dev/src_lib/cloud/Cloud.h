@@ -25,6 +25,7 @@ class ThinSheets;
 // How scans are treated; what nobody asks for is as in the older entries.
 struct ScanChoices {
     bool bKeepBorders = false;  // gaps are filled without moving open borders
+    bool bGrowFar = false;      // what stays open is tried again from farther, see GapCloser
     bool bKeepOutliers = true;  // false: strays and flying points are left out
     Density density = Density::EVEN;
     int numLevels = 0;        // see ReconstructOptions::levels

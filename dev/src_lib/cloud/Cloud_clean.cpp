@@ -57,6 +57,7 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vSamples, std::vector<RCDPoint>
     getRCD2Point(vSamples, vRemainingRCDPoint, vAllRCD);
     GapCloser gapCloser(*pCalc, numGrowSteps, choices.bKeepBorders);
     gapCloser.bUneven = foundDensity.uneven;
+    gapCloser.bGrowFar = choices.bGrowFar;
     gapCloser.beforeGrowth = beforeGrowth;
     if (numGrowSteps > 0 && choices.bKeepBorders) gapCloser.closePinholes(vAllRCD, vRemainingRCDPoint);
     pruneBorders(vRemainingRCDPoint, vAllRCD, vAllRmg);

@@ -105,10 +105,11 @@ bool Component::isInGrowthBox(uint64 rcc) const {
 
 // Chooses the cells for this many steps, and lets the field go there; false if there are none.
 bool Component::limitGrowth(int numSteps) {
+    constexpr int numMoreSteps = 2;  // its corners are twice as far apart where fronts have to meet
     const auto halfOf = [](int num) { return num / 2 + num % 2; };
     CoarseField coarse(cornerStore, cellSize);
     const auto isInBox = [this](uint64 rcc) { return isInGrowthBox(rcc); };
-    coarse.grow(halfOf(numSteps), halfOf(maxSourceSteps), isInBox);
+    coarse.grow(halfOf(numSteps) + numMoreSteps, halfOf(maxSourceSteps), isInBox);
     const std::vector<uint64> vChosen = chooseGrowth(*this, coarse.findCells());
     pChosen = std::make_unique<CellBlocks_RCD>(vChosen);
     coarse.refine(vChosen, isInBox, cornerStore);

@@ -35,6 +35,7 @@ std::vector<uint64> cellsOf(const std::vector<ZeroComponent>& vComponents, const
 void GapCloser::fillGaps(const std::vector<uint64>& vAllRmg, std::vector<RCDPoint>& vRemainingRCDPoint) const {
     if (bKeepBorders) {
         fillInsideBorders(vAllRmg, vRemainingRCDPoint);
+        if (bGrowFar) growFar(vRemainingRCDPoint);
         return;
     }
     std::vector<uint64> vLocalArea, vLocalBorder;

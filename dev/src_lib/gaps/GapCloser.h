@@ -26,6 +26,7 @@ public:
     int numGrowSteps;                            // how far gaps are closed, in layers of corners; above 0
     bool bKeepBorders;                           // gaps are filled without moving open borders
     bool bUneven = false;                        // parts of the scan are sparse; progress only depends on it
+    bool bGrowFar = false;                       // with bKeepBorders: what stays open is filled by farther growth
     std::function<void()> beforeGrowth = [] {};  // called when pieces are joined; by fillInsideBorders() alone
 
     GapCloser(const Calc& calc, int growSteps, bool bKeep)
@@ -72,9 +73,11 @@ public:
                      std::vector<RCDPoint>& vFilled) const;
 
 private:
+    bool bLeaveBases = false;  // see GrowthChoice
     std::vector<uint64> thickCellsOf(const std::vector<uint64>& vCodes, const std::vector<RCDPoint>& vCloud,
                                      const std::vector<uint64>& vCandidates) const;
     void closeSmallHoles(std::vector<uint64>& vCodes, std::vector<uint64>& vThick, std::vector<RCDPoint>& vCloud) const;
+    void growFar(std::vector<RCDPoint>& vCloud) const;
     void limitGrowth(Filler& filler, const std::vector<RCDPoint>& vCloud, const std::vector<uint64>& vThick) const;
     std::vector<uint64> findDoomedZeros(const std::vector<uint64>& vArBorZer, const std::vector<uint64>& vLocalBorder,
                                         const std::vector<RCDPoint>& vRCD2ZeroPoint) const;

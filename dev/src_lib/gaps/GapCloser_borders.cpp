@@ -353,13 +353,29 @@ void GapCloser::fillInsideBorders(std::vector<uint64> vCodes, std::vector<RCDPoi
     vCloud.insert(vCloud.end(), vFilled.begin(), vFilled.end());
 }
 
+// Where the object stood or was cut off stays open: there is no surface to be found.
+void GapCloser::growFar(std::vector<RCDPoint>& vCloud) const {
+    constexpr int farSteps = 60;
+    if (numGrowSteps >= farSteps) return;
+    sortStableByFirstMT(vCloud.begin(), vCloud.end());
+    const std::vector<uint64> vCodes = codesOf(vCloud);
+    std::vector<uint64> vArea, vBorder;
+    RemoveDecider_RCD(&vCodes, pCalc).classify(vArea, vBorder);
+    if (vBorder.empty()) return;
+    GapCloser far = *this;
+    far.numGrowSteps = farSteps;
+    far.bLeaveBases = true;
+    far.beforeGrowth = [] {};
+    far.fillInsideBorders(vCodes, vCloud);
+}
+
 // Large fields grow on after some steps only where that closes something.
 void GapCloser::limitGrowth(Filler& filler, const std::vector<RCDPoint>& vCloud,
                             const std::vector<uint64>& vThick) const {
     constexpr int numFreeSteps = 4;
     if (numGrowSteps <= numFreeSteps || !GrowthChoice::isPossible(*pCalc)) return;
     filler.numFreeSteps = numFreeSteps;
-    const auto pChoice = std::make_shared<GrowthChoice>(filler, vCloud);
+    const auto pChoice = std::make_shared<GrowthChoice>(filler, vCloud, bLeaveBases);
     const auto pThick = std::make_shared<CellBlocks_RCD>(vThick);
     filler.chooseGrowth = [&vThick, pChoice, pThick](const Component& component, const std::vector<uint64>& vCrossed) {
         const std::vector<uint64> vOwnThick = thickAround(component, vThick, *pThick);

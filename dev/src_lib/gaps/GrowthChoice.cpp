@@ -6,6 +6,7 @@
 #include "field/Component.h"
 #include "gaps/Filler.h"
 #include "gaps/GapCloser.h"
+#include "gaps/bases.h"
 #include "grid/CellBlocks.h"
 #include "grid/coarseCodes.h"
 #include "grid/codeSets.h"
@@ -44,23 +45,13 @@ void widenAmong(const std::vector<uint64>& vCells, std::vector<uint64>& vWide) {
     vWide = unionOf(vWide, vBeside);
 }
 
-// By the cells that share a corner with these.
-void widen(std::vector<uint64>& vCells) {
-    std::vector<uint64> vShifted(vCells.size());
-    for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
-        const std::vector<uint64> vBefore = vCells;
-        for (const uint64 shift : {step, 0 - step}) {
-            vShifted = vBefore;
-            for (uint64& rcd : vShifted) rcd += shift;
-            vCells = unionOf(vCells, vShifted);
-        }
-    }
-}
-
 }  // namespace
 
-GrowthChoice::GrowthChoice(const Filler& filler, const std::vector<RCDPoint>& vCloud)
-    : vPoints(coarsePointsOf(vCloud)), calc(coarseGridOf(*filler.pCalc)), bridges(filler, vPoints) {}
+GrowthChoice::GrowthChoice(const Filler& filler, const std::vector<RCDPoint>& vCloud, bool bLeave)
+    : vPoints(coarsePointsOf(vCloud)),
+      calc(coarseGridOf(*filler.pCalc)),
+      bridges(filler, vPoints),
+      bLeaveBases(bLeave) {}
 
 std::vector<uint64> GrowthChoice::find(const Component& component, const std::vector<uint64>& vHolding,
                                        const std::vector<uint64>& vSeam, const std::vector<uint64>& vCrossed) const {
@@ -72,8 +63,9 @@ std::vector<uint64> GrowthChoice::find(const Component& component, const std::ve
     closer.tightenFilling(coarseCodesOf(vSeam), entriesOf(vOwn, vPoints), vFilled);
     closer.peelFilling(vOwn, bridges.find(component, codesOf(vFilled)), vFilled);
     std::vector<uint64> vChosen = codesOf(vFilled);
+    if (bLeaveBases) leaveBases(entriesOf(vOwn, vPoints), calc.getCellSize(), vChosen);
     for (int i = 0; i < alongLevel; ++i) widenAmong(vCrossed, vChosen);
-    for (int i = 0; i < toAllSides; ++i) widen(vChosen);
+    for (int i = 0; i < toAllSides; ++i) addBeside(vChosen);
     return vChosen;
 }
 

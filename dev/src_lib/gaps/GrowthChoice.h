@@ -18,8 +18,9 @@ class Filler;
 // For the Components of one Filler, which must outlive it. Threads: any number may ask.
 class GrowthChoice {
 public:
-    // Once the pieces are joined. vCloud: the cells with their samples, sorted. O(n).
-    GrowthChoice(const Filler& filler, const std::vector<RCDPoint>& vCloud);
+    // Once the pieces are joined. vCloud: the cells with their samples, sorted. bLeave: nothing is closed where the rim
+    // is flat and all else lies on one side of it, as where an object stood. O(n).
+    GrowthChoice(const Filler& filler, const std::vector<RCDPoint>& vCloud, bool bLeave = false);
 
     // Whether the grid is deep enough for cells of twice the size.
     static bool isPossible(const Calc& calc) { return calc.numLevels > 1; }
@@ -33,6 +34,7 @@ private:
     std::vector<RCDPoint> vPoints;  // of the coarse cells of the cloud
     Calc calc;                      // of coarse cells
     Bridges bridges;                // between coarse cells
+    bool bLeaveBases;
 };
 
 }  // namespace QUOR_ZEF

@@ -83,6 +83,17 @@ void componentsOfSet(const std::vector<uint64>& vRCD, std::vector<std::vector<ui
 
 }  // namespace
 
+void addBeside(std::vector<uint64>& vRCD) {
+    for (const uint64 step : {stepX_RCD, stepY_RCD, stepZ_RCD}) {
+        const std::vector<uint64> vBefore = vRCD;
+        for (const uint64 shift : {step, 0 - step}) {
+            std::vector<uint64> vShifted = vBefore;
+            for (uint64& rcd : vShifted) rcd += shift;
+            vRCD = unionOf(vRCD, vShifted);
+        }
+    }
+}
+
 void createCC_RCD(const std::vector<uint64>& vRCD, std::vector<std::vector<uint64>>& vComponents) {
     vComponents.clear();
     const auto notAscending = [](uint64 a, uint64 b) { return a >= b; };

@@ -103,6 +103,9 @@ std::vector<uint64> intersection(const std::vector<uint64>& vA, const std::vecto
 std::vector<uint64> unionOf(const std::vector<uint64>& vA, const std::vector<uint64>& vB);
 std::vector<uint64> difference(const std::vector<uint64>& vA, const std::vector<uint64>& vB);
 
+// Adds the cells that share a grid corner with these, sorted RCD.
+void addBeside(std::vector<uint64>& vRCD);
+
 // The connected components of a set of RCD, cells being connected when they
 // share a grid corner. vRCD: any order, duplicates count once. vComponents is
 // replaced: each component sorted, the components by their smallest code.
