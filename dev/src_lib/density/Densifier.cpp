@@ -153,6 +153,18 @@ std::vector<Densifier::Plane> Densifier::fitPlanes() const {
     return vPlanes;
 }
 
+// Where points have moved since; vMoved: by point.
+void Densifier::renewPlanes(const std::vector<char>& vMoved, std::vector<Plane>& vPlanes) const {
+    parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t s = begin; s < end; ++s) {
+            const std::uint32_t* const pNear = vNeighbours.data() + s * numNeighbours;
+            char moved = vMoved[vSparse[s].point];
+            for (std::size_t k = 0; k < numNeighbours; ++k) moved |= vMoved[pNear[k]];
+            if (moved) vPlanes[s] = fitPlane(s);
+        }
+    });
+}
+
 void Densifier::moveOntoPlanes() {
     std::vector<Point3> vMoved = vPlaces;
     parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
@@ -192,10 +204,10 @@ void Densifier::restoreBulges() {
     vPlaces.swap(vRestored);
 }
 
-// A plane across a crease stands off both of its sides, at half the angle.
-void Densifier::sharpenCreases() {
-    const std::vector<Plane> vPlanes = fitPlanes();
-    std::vector<Point3> vMoved = vPlaces;
+// A plane across a crease stands off both of its sides, at half the angle. Tells by point which were moved.
+std::vector<char> Densifier::sharpenCreases(const std::vector<Plane>& vPlanes) {
+    std::vector<Point3> vNewPlaces = vPlaces;
+    std::vector<char> vMoved(vPlaces.size());
     parallelChunks(vSparse.size(), minChunk, [&](std::size_t begin, std::size_t end) {
         for (std::size_t s = begin; s < end; ++s) {
             const std::uint32_t better = findBetterPlane(s, vPlanes);
@@ -204,11 +216,13 @@ void Densifier::sharpenCreases() {
             const Point3& origin = grid[sparse.point];
             sparse.normal = vPlanes[better].normal;
             sparse.bLaysDisc = true;
-            vMoved[sparse.point] =
+            vMoved[sparse.point] = 1;
+            vNewPlaces[sparse.point] =
                 limitMove(sparse, origin + sparse.normal * (sparse.normal * (vPlanes[better].centre - origin)));
         }
     });
-    vPlaces.swap(vMoved);
+    vPlaces.swap(vNewPlaces);
+    return vMoved;
 }
 
 // The flat one among the planes of the neighbours that the point and its own neighbours fit
@@ -338,10 +352,13 @@ std::vector<Point3> Densifier::run(int numLevels) {
     }
     restoreBulges();
     tick(1);
+    std::vector<Plane> vPlanes = fitPlanes();
     for (int round = 0; round < numSharpenings; ++round) {
-        sharpenCreases();
+        const std::vector<char> vMoved = sharpenCreases(vPlanes);
+        if (round + 1 < numSharpenings) renewPlanes(vMoved, vPlanes);
         tick(2);
     }
+    std::vector<Plane>().swap(vPlanes);
     dropDisagreeing();
     const std::vector<std::uint32_t> vDiscs = listDiscs(numLevels);
     std::vector<uint64> vCells;

@@ -71,9 +71,10 @@ private:
     Point3 limitMove(const Sparse& sparse, const Point3& place) const;
     Plane fitPlane(std::size_t number) const;
     std::vector<Plane> fitPlanes() const;
+    void renewPlanes(const std::vector<char>& vMoved, std::vector<Plane>& vPlanes) const;
     void moveOntoPlanes();
     void restoreBulges();
-    void sharpenCreases();
+    std::vector<char> sharpenCreases(const std::vector<Plane>& vPlanes);
     std::uint32_t findBetterPlane(std::size_t number, const std::vector<Plane>& vPlanes) const;
     bool isCreaseAlong(std::size_t number, const Vector3& normal, const std::vector<Plane>& vPlanes) const;
     void dropDisagreeing();
