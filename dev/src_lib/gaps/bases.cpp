@@ -1,10 +1,11 @@
 #include "gaps/bases.h"
 
 #include <cmath>
-#include <cstddef>
+#include <cstdint>
 #include <optional>
 
 #include "geometry/symmetricEigen.h"
+#include "grid/CellBlocks.h"
 #include "grid/codeSets.h"
 #include "parallel/sortMT.h"
 #include "zef/Point3.h"
@@ -62,29 +63,38 @@ bool isBentIn(const std::vector<RCDPoint>& vRim, const std::vector<RCDPoint>& vR
     return meanOf(vRing, radius) - meanOf(vRim, radius) > std::abs(meanOf(vRing, height) - meanOf(vRim, height));
 }
 
-bool isBase(const std::vector<uint64>& vPatch, const std::vector<RCDPoint>& vOwn, const std::vector<uint64>& vOwnCodes,
+// own: the cells of vOwn.
+bool isBase(const std::vector<uint64>& vPatch, const std::vector<RCDPoint>& vOwn, const CellBlocks_RCD& own,
             double cell) {
     constexpr int ringWidth = 3;
+    const auto samplesIn = [&](const std::vector<uint64>& vCells) {
+        std::vector<RCDPoint> v;
+        for (const uint64 rcd : vCells) {
+            const std::uint32_t index = own.indexOf(rcd);
+            if (index != CellBlocks_RCD::npos) v.push_back(vOwn[index]);
+        }
+        return v;
+    };
     std::vector<uint64> vWide = vPatch;
     addBeside(vWide);
-    const std::vector<uint64> vRimCodes = intersection(vWide, vOwnCodes);
-    const std::vector<RCDPoint> vRim = entriesOf(vRimCodes, vOwn);
+    const std::vector<RCDPoint> vRim = samplesIn(vWide);
     const std::optional<FlatRim> rim = flatRimOf(vRim, cell);
     if (!rim || !isAllOnOneSide(vOwn, *rim, cell)) return false;
+    const std::vector<uint64> vNear = vWide;
     for (int i = 0; i < ringWidth; ++i) addBeside(vWide);
-    const std::vector<uint64> vRingCodes = difference(intersection(vWide, vOwnCodes), vRimCodes);
-    return vRingCodes.empty() || !isBentIn(vRim, entriesOf(vRingCodes, vOwn), *rim);
+    const std::vector<RCDPoint> vRing = samplesIn(difference(vWide, vNear));
+    return vRing.empty() || !isBentIn(vRim, vRing, *rim);
 }
 
 }  // namespace
 
 void leaveBases(const std::vector<RCDPoint>& vOwn, double cell, std::vector<uint64>& vFilled) {
-    const std::vector<uint64> vOwnCodes = codesOf(vOwn);
+    const CellBlocks_RCD own(codesOf(vOwn));
     std::vector<std::vector<uint64>> vPatches;
     createCC_RCD(vFilled, vPatches);
     vFilled.clear();
     for (const std::vector<uint64>& vPatch : vPatches) {
-        if (!isBase(vPatch, vOwn, vOwnCodes, cell)) vFilled.insert(vFilled.end(), vPatch.begin(), vPatch.end());
+        if (!isBase(vPatch, vOwn, own, cell)) vFilled.insert(vFilled.end(), vPatch.begin(), vPatch.end());
     }
     sortMT(vFilled.begin(), vFilled.end());
 }
