@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 namespace QUOR_ZEF {
 
@@ -17,12 +18,17 @@ inline Float4 load(const float* p) {
     return v;
 }
 
-inline void store(Float4 v, float* p) {
-    std::memcpy(p, &v, sizeof(v));
+// Of a struct that begins with four floats.
+template <class T>
+Float4 firstFourOf(const T& numbers) {
+    static_assert(std::is_trivially_copyable_v<T> && sizeof(T) >= sizeof(Float4));
+    Float4 v;
+    std::memcpy(&v, &numbers, sizeof(v));
+    return v;
 }
 
-inline Float4 fill(float value) {
-    return Float4{value, value, value, value};
+inline void store(Float4 v, float* p) {
+    std::memcpy(p, &v, sizeof(v));
 }
 
 inline Float4 select(Int4 bFirst, Float4 first, Float4 second) {

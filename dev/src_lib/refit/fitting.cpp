@@ -26,11 +26,8 @@ struct PointSum {
     float height = 0.0F;  // from the planes of their own faces
 };
 
-Float4 rowOf(const FaceNormal& normal) {
-    return load(&normal.x);
-}
 Columns4 normalsAt(const RefitSurface& surface, const std::uint32_t* pEntries) {
-    const auto row = [&](std::size_t i) { return rowOf(surface.vNormals[FaceRings::faceOf(pEntries[i])]); };
+    const auto row = [&](std::size_t i) { return firstFourOf(surface.vNormals[FaceRings::faceOf(pEntries[i])]); };
     return {row(0), row(1), row(2), row(3)};
 }
 
@@ -76,12 +73,13 @@ void sweepFaces(const RefitPart& part, const std::vector<float>& vNumSweeps, std
 FaceNormal filteredNormal(const RefitSurface& surface, std::size_t face, const FaceRings& rings, std::size_t position,
                           float sharpness) {
     const FaceNormal& own = surface.vNormals[face];
-    Float4 sum = rowOf(own) * own.area;
+    Float4 sum = firstFourOf(own) * own.area;
     rings.forEachFour(position, [&](const std::uint32_t* pEntries, std::uint32_t num) {
         const Columns4 others = normalsAt(surface, pEntries);
         const Float4 cosines = own.x * others.x + own.y * others.y + own.z * others.z;
         const Float4 weights = countsOf(pEntries, num) * others.w * bell((1.0F - cosines) * sharpness);
-        for (std::size_t i = 0; i < 4; ++i) sum += weights[i] * rowOf(surface.vNormals[FaceRings::faceOf(pEntries[i])]);
+        for (std::size_t i = 0; i < 4; ++i)
+            sum += weights[i] * firstFourOf(surface.vNormals[FaceRings::faceOf(pEntries[i])]);
     });
     const float length = std::sqrt(sum[0] * sum[0] + sum[1] * sum[1] + sum[2] * sum[2]);
     if (!(length > 0.0F)) return own;
@@ -101,7 +99,7 @@ PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSum
                   const FaceRings& rings, std::size_t position, float narrowness, float sharpness) {
     const FaceNormal& own = surface.vNormals[face];
     const Vector3& centre = surface.vCentres[face];
-    Float4 sum = load(&vSums[face].x);
+    Float4 sum = firstFourOf(vSums[face]);
     float height = vSums[face].height;
     rings.forEachFour(position, [&](const std::uint32_t* pEntries, std::uint32_t num) {
         const auto awayOf = [&](std::size_t i) {
@@ -115,7 +113,7 @@ PointSum widerSum(const RefitSurface& surface, const std::vector<PointSum>& vSum
         const Float4 weights = countsOf(pEntries, num) * bell(squares * narrowness + (1.0F - cosines) * sharpness);
         for (std::size_t i = 0; i < 4; ++i) {
             const PointSum& other = vSums[FaceRings::faceOf(pEntries[i])];
-            sum += weights[i] * (load(&other.x) + other.num * rows[i]);
+            sum += weights[i] * (firstFourOf(other) + other.num * rows[i]);
             height += weights[i] * other.height;
         }
     });
